@@ -1,0 +1,9 @@
+# Warnings are errors, for every target of this project and for no header of another one.
+add_compile_options(-Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror)
+# Paths in messages, checks and debug data are relative to the source tree: a binary tells nothing of the machine it was built on.
+add_compile_options(-ffile-prefix-map=${CMAKE_SOURCE_DIR}/=)
+
+if(VORN_SANITIZE)
+  add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=address,undefined)
+endif()
