@@ -30,6 +30,7 @@
 #include "shared/Exceptions.h"
 #include "shared/SignatureBuilder.h"
 #include "shared/SignatureWarnings.h"
+#include "shared/SignedInfoHandler.h"
 #include "shared/TreeWalk.h"
 #include "shared/XmlText.h"
 
@@ -134,6 +135,7 @@ void XMLSigner::initialise(SignatureAlgorithm algorithm) {
       xalanc::XPathEvaluator::initialize(xalanc::XalanMemMgrs::getDefaultXercesMemMgr());
       xalanc::XalanTransformer::initialize(xalanc::XalanMemMgrs::getDefaultXercesMemMgr());
       XSECPlatformUtils::Initialise();
+      useOwnCanonicalSignedInfo();
       initialised_ = true;
     }
   } catch (const xercesc::XMLException& e) {
