@@ -1,0 +1,59 @@
+#include <log4cplus/logger.h>
+#include <log4cplus/loggingmacros.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <string_view>
+
+#include "linux/app/ProtocolChannel.h"
+#include "mac/app/Logging.h"
+#include "shared/IdleTimer.h"
+#include "shared/MessageExchange.h"
+#include "shared/Version.h"
+
+namespace {
+
+const log4cplus::Logger logger = log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("VORNSigning"));
+
+constexpr int kSliceMilliseconds = 1000;
+
+/** Browsers pass their manifest's path and the calling extension: worth knowing a year from now. */
+void logArguments(int count, const char* const* arguments) {
+  for (int i = 1; i < count; ++i) {
+    LOG4CPLUS_INFO(logger, "Argument " << i << " = " << arguments[i]);
+  }
+}
+
+}  // namespace
+
+int main(int argc, const char** argv) {
+  ProtocolChannel channel;
+  if (channel.inputIsTerminal()) {
+    std::fprintf(stderr,
+                 "VORN Signing %s is a native-messaging host: a browser starts it for its extension and talks to it "
+                 "over standard input and output (Ctrl-D ends it).\n",
+                 version::kFull);
+  }
+  logging::setUp();
+  LOG4CPLUS_INFO(logger, "Executable launched");
+  logArguments(argc, argv);
+
+  MessageExchange exchange([&channel](std::string_view bytes) { channel.write(bytes); });
+  IdleTimer& idleTimer = IdleTimer::getInstance();
+  idleTimer.start();
+  do {
+    const std::optional<std::string_view> input = channel.read(kSliceMilliseconds);
+    if (!input) {
+      continue;
+    }
+    idleTimer.stop();
+    if (input->empty()) {
+      break;
+    }
+    if (const std::optional<int> status = exchange.deliver(*input)) {
+      return *status;
+    }
+  } while (!idleTimer.hasExpired());
+  LOG4CPLUS_INFO(logger, "Executable removed");
+  return EXIT_SUCCESS;
+}
