@@ -3,18 +3,12 @@
 #include <optional>
 #include <string_view>
 
-/**
- * The browser's two pipes. They are moved away from descriptors 0 and 1 before anything else runs, close-on-exec,
- * and 1 is pointed at standard error: no library can write a byte between two frames.
- */
+#include "shared/ProtocolDescriptors.h"
+
+/** The browser's two pipes, read with a timed wait and written to the last byte. */
 class ProtocolChannel {
  public:
-  ProtocolChannel();
-  ProtocolChannel(const ProtocolChannel&) = delete;
-  ProtocolChannel& operator=(const ProtocolChannel&) = delete;
-
-  /** True when a person sits at the input: no browser starts a host that way. */
-  bool inputIsTerminal() const;
+  explicit ProtocolChannel(ProtocolDescriptors descriptors) : descriptors_(descriptors) {}
 
   /**
    * Waits at most `milliseconds` for input. Nothing when none came; empty at the end of input; otherwise what could be
@@ -26,6 +20,5 @@ class ProtocolChannel {
   void write(std::string_view bytes);
 
  private:
-  int input_;
-  int output_;
+  ProtocolDescriptors descriptors_;
 };

@@ -1,7 +1,6 @@
 #include <log4cplus/logger.h>
 #include <log4cplus/loggingmacros.h>
 
-#include <cstdio>
 #include <cstdlib>
 #include <string_view>
 
@@ -9,7 +8,7 @@
 #include "mac/app/Logging.h"
 #include "shared/IdleTimer.h"
 #include "shared/MessageExchange.h"
-#include "shared/Version.h"
+#include "shared/ProtocolDescriptors.h"
 
 namespace {
 
@@ -27,13 +26,9 @@ void logArguments(int count, const char* const* arguments) {
 }  // namespace
 
 int main(int argc, const char** argv) {
-  ProtocolChannel channel;
-  if (channel.inputIsTerminal()) {
-    std::fprintf(stderr,
-                 "VORN Signing %s is a native-messaging host: a browser starts it for its extension and talks to it "
-                 "over standard input and output (Ctrl-D ends it).\n",
-                 version::kFull);
-  }
+  const ProtocolDescriptors descriptors = takeProtocolDescriptors();
+  greetTerminal(descriptors.input);
+  ProtocolChannel channel(descriptors);
   logging::setUp();
   LOG4CPLUS_INFO(logger, "Executable launched");
   logArguments(argc, argv);
