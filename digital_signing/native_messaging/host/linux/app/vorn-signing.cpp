@@ -6,6 +6,7 @@
 
 #include "linux/app/ProtocolChannel.h"
 #include "mac/app/Logging.h"
+#include "shared/Arguments.h"
 #include "shared/IdleTimer.h"
 #include "shared/MessageExchange.h"
 #include "shared/ProtocolDescriptors.h"
@@ -15,13 +16,6 @@ namespace {
 const log4cplus::Logger logger = log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("VORNSigning"));
 
 constexpr int kSliceMilliseconds = 1000;
-
-/** Browsers pass their manifest's path and the calling extension: worth knowing a year from now. */
-void logArguments(int count, const char* const* arguments) {
-  for (int i = 1; i < count; ++i) {
-    LOG4CPLUS_INFO(logger, "Argument " << i << " = " << arguments[i]);
-  }
-}
 
 }  // namespace
 
