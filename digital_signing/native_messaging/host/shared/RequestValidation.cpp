@@ -21,9 +21,8 @@ void validateUserDetails(const jsonxx::Object& userDetails) {
   require<jsonxx::String>(userDetails, "abn", "ABN is missing from the signing request message");
   const char* const noAKIs = "AKI list is missing from the signing request message";
   require<jsonxx::Array>(userDetails, "aki", noAKIs);
-  const auto& akis = userDetails.get<jsonxx::Array>("aki");
-  for (unsigned i = 0; i < akis.size(); ++i) {
-    if (!akis.has<jsonxx::String>(i)) {
+  for (const auto& aki : userDetails.get<jsonxx::Array>("aki").elements()) {
+    if (!aki->is<jsonxx::String>()) {
       throw InvalidArgumentException(noAKIs);
     }
   }
@@ -37,11 +36,11 @@ void validateSignRequest(const jsonxx::Object& request) {
   if (documents.empty()) {
     throw InvalidArgumentException("XML data array from the signing request message is empty");
   }
-  for (unsigned i = 0; i < documents.size(); ++i) {
-    if (!documents.has<jsonxx::Object>(i)) {
+  for (const auto& document : documents.elements()) {
+    if (!document->is<jsonxx::Object>()) {
       throw InvalidArgumentException("XML data object is missing from the signing request message");
     }
-    require<jsonxx::String>(documents.get<jsonxx::Object>(i), "data",
+    require<jsonxx::String>(document->get<jsonxx::Object>(), "data",
                             "XML data field is missing from the signing request message");
   }
 }

@@ -23,8 +23,8 @@ void appendSignedData(const jsonxx::Array& xmlData, SignatureAlgorithm algorithm
   XMLSigner& signer = XMLSigner::getInstance();
   signer.initialise(algorithm);
   jsonxx::Array signedData;
-  for (unsigned i = 0; i < xmlData.size(); ++i) {
-    const auto& document = xmlData.get<jsonxx::Object>(i);
+  for (const auto& element : xmlData.elements()) {
+    const auto& document = element->get<jsonxx::Object>();
     jsonxx::Object item;
     if (document.has<jsonxx::String>("id")) {
       item << "id" << document.get<jsonxx::String>("id");
