@@ -1,5 +1,6 @@
 #include "shared/Signing.h"
 
+#include <string>
 #include <utility>
 
 #include "mac/app/CertificateSelection.h"
@@ -11,7 +12,8 @@ namespace signing {
 void appendCertificate(const jsonxx::Object& userDetails, jsonxx::Object& response) {
   CertificateSelection& selection = CertificateSelection::getInstance();
   selection.initialise(userDetails);
-  response << "cert_expiry" << selection.getCertificateExpiry();
+  const std::string expiry = selection.getCertificateExpiry();
+  response << "cert_expiry" << expiry;
   response << "cert_issuer" << selection.getCertificateIssuer();
   response << "cert_serial" << selection.getCertificateSerial();
   if (selection.isExpired()) {
@@ -29,7 +31,8 @@ void appendSignedData(const jsonxx::Array& xmlData, SignatureAlgorithm algorithm
     if (document.has<jsonxx::String>("id")) {
       item << "id" << document.get<jsonxx::String>("id");
     }
-    item << "data" << jsonxx::Value(signer.sign(document.get<jsonxx::String>("data")));
+    jsonxx::Value signedDocument(signer.sign(document.get<jsonxx::String>("data")));
+    item << "data" << std::move(signedDocument);
     signedData << jsonxx::Value(std::move(item));
   }
   response << "signed_data" << jsonxx::Value(std::move(signedData));

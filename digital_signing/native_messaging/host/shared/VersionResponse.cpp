@@ -41,5 +41,6 @@ void appendVersion(jsonxx::Object& response) {
   response << "version" << version::kFull;
   response << "os" << operatingSystem();
   response << "os_type" << processorType();
-  response << "install_location" << installLocation();
+  const std::string location = installLocation();  // before its key is pending: it may throw
+  response << "install_location" << location;
 }
