@@ -28,12 +28,6 @@ void report(Owned<> error, CFErrorRef* place) {
 
 }  // namespace
 
-Owned<> makeError(CFStringRef domain, CFIndex code, std::string_view description) {
-  const auto userInfo = makeDictionaryOf(Entry(kCFErrorDescriptionKey, makeString(description)));
-  CFErrorRef error = CFErrorCreate(nullptr, domain, code, asRef<CFDictionaryRef>(userInfo.get()));
-  return Owned<>(reinterpret_cast<Object*>(error));
-}
-
 Owned<> transformError(CFIndex code, std::string_view description) {
   return makeError(kSecTransformErrorDomain, code, description);
 }
@@ -74,8 +68,8 @@ void Transform::abort(Owned<> error) {
 Owned<> Transform::setAttribute(CFStringRef key, CFTypeRef value) {
   const std::string text = utf8Of(key);
   if (abortError_) {
-    const auto reason = Owned<>(retained(CFErrorCopyDescription(asRef<CFErrorRef>(abortError_.get()))));
-    reason->release();
+    const Owned<String> reason(
+        objectCast<String>(CFErrorCopyDescription(asRef<CFErrorRef>(abortError_.get()))));
     return transformError(kSecTransformErrorAborted, "ABORT has been sent to the transform (" +
                                                          utf8Of(asRef<CFStringRef>(reason.get())) + ")");
   }

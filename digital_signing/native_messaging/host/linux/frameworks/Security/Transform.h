@@ -7,8 +7,6 @@
 
 namespace vorn::frameworks {
 
-/** An error of a domain with a description, as CFErrorRef. */
-Owned<> makeError(CFStringRef domain, CFIndex code, std::string_view description);
 /** An error in kSecTransformErrorDomain. */
 Owned<> transformError(CFIndex code, std::string_view description);
 /** What the cryptography below has to say: an error in the domain "Internal CSSM error". */
