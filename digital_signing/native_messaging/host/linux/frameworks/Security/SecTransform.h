@@ -16,7 +16,8 @@ extern const CFStringRef kSecTransformInputAttributeName;
 /** Codes in kSecTransformErrorDomain. */
 enum {
   kSecTransformErrorInvalidAlgorithm = 6,
-    kSecTransformErrorInvalidInput = 10,
+  kSecTransformErrorInvalidType = 8,
+  kSecTransformErrorInvalidInput = 10,
   kSecTransformErrorUnsupportedAttribute = 12,
   kSecTransformErrorMissingParameter = 14,
   kSecTransformTransformIsExecuting = 16,
