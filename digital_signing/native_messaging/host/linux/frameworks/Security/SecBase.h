@@ -2,9 +2,7 @@
 
 #include <CoreFoundation/CFBase.h>
 
-#ifdef __cplusplus
 extern "C" {
-#endif
 
 typedef struct OpaqueSecCertificateRef* SecCertificateRef;
 typedef struct OpaqueSecKeyRef* SecKeyRef;
@@ -29,6 +27,4 @@ enum {
   errSecInvalidCertificateGroup = -67691,
 };
 
-#ifdef __cplusplus
 }
-#endif

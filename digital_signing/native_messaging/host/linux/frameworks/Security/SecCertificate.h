@@ -6,9 +6,7 @@
 #include <CoreFoundation/CFError.h>
 #include <Security/SecBase.h>
 
-#ifdef __cplusplus
 extern "C" {
-#endif
 
 /** Entries of a property: a dictionary that describes one item of a certificate. */
 extern const CFStringRef kSecPropertyKeyType;
@@ -54,6 +52,4 @@ CFDictionaryRef SecCertificateCopyValues(SecCertificateRef certificate, CFArrayR
  */
 OSStatus SecCertificateCopyPublicKey(SecCertificateRef certificate, SecKeyRef* key);
 
-#ifdef __cplusplus
 }
-#endif

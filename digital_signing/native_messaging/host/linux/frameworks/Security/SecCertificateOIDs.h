@@ -2,9 +2,7 @@
 
 #include <CoreFoundation/CFBase.h>
 
-#ifdef __cplusplus
 extern "C" {
-#endif
 
 /** Keys of SecCertificateCopyValues, and labels of the attributes of names. */
 extern const CFStringRef kSecOIDAuthorityKeyIdentifier;
@@ -15,6 +13,4 @@ extern const CFStringRef kSecOIDX509V1SerialNumber;
 extern const CFStringRef kSecOIDX509V1ValidityNotAfter;
 extern const CFStringRef kSecOIDX509V1ValidityNotBefore;
 
-#ifdef __cplusplus
 }
-#endif

@@ -2,9 +2,7 @@
 
 #include <Security/SecTransform.h>
 
-#ifdef __cplusplus
 extern "C" {
-#endif
 
 /** Attributes of a signing transform: the digest's family, and its length in bits as a CFNumber. */
 extern const CFStringRef kSecDigestTypeAttribute;
@@ -13,6 +11,4 @@ extern const CFStringRef kSecDigestLengthAttribute;
 extern const CFStringRef kSecDigestSHA1;
 extern const CFStringRef kSecDigestSHA2;
 
-#ifdef __cplusplus
 }
-#endif

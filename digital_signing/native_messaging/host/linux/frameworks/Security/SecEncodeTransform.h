@@ -2,9 +2,7 @@
 
 #include <Security/SecTransform.h>
 
-#ifdef __cplusplus
 extern "C" {
-#endif
 
 extern const CFStringRef kSecBase64Encoding;
 
@@ -17,6 +15,4 @@ extern const CFStringRef kSecBase64Encoding;
  */
 SecTransformRef SecEncodeTransformCreate(CFTypeRef encodeType, CFErrorRef* error);
 
-#ifdef __cplusplus
 }
-#endif

@@ -2,15 +2,11 @@
 
 #include <Security/SecTransform.h>
 
-#ifdef __cplusplus
 extern "C" {
-#endif
 
 /** Accepted by a signing transform and without effect there: RSA signatures are padded by PKCS#1 v1.5 always.
  */
 extern const CFStringRef kSecPaddingKey;
 extern const CFStringRef kSecPaddingPKCS1Key;
 
-#ifdef __cplusplus
 }
-#endif

@@ -2,9 +2,7 @@
 
 #include <Security/SecBase.h>
 
-#ifdef __cplusplus
 extern "C" {
-#endif
 
 CFTypeID SecIdentityGetTypeID(void);
 
@@ -22,6 +20,4 @@ OSStatus SecIdentityCopyCertificate(SecIdentityRef identity, SecCertificateRef* 
  */
 OSStatus SecIdentityCopyPrivateKey(SecIdentityRef identity, SecKeyRef* privateKey);
 
-#ifdef __cplusplus
 }
-#endif

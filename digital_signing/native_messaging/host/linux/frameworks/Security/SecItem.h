@@ -3,9 +3,7 @@
 #include <CoreFoundation/CFDictionary.h>
 #include <Security/SecBase.h>
 
-#ifdef __cplusplus
 extern "C" {
-#endif
 
 extern const CFStringRef kSecClass;
 extern const CFStringRef kSecClassIdentity;
@@ -31,6 +29,4 @@ extern const CFStringRef kSecReturnRef;
  */
 OSStatus SecItemCopyMatching(CFDictionaryRef query, CFTypeRef* result);
 
-#ifdef __cplusplus
 }
-#endif

@@ -3,9 +3,7 @@
 #include <Security/SecBase.h>
 #include <Security/cssmtype.h>
 
-#ifdef __cplusplus
 extern "C" {
-#endif
 
 CFTypeID SecKeyGetTypeID(void);
 
@@ -19,6 +17,4 @@ CFTypeID SecKeyGetTypeID(void);
  */
 OSStatus SecKeyGetCSSMKey(SecKeyRef key, const CSSM_KEY** cssmKey);
 
-#ifdef __cplusplus
 }
-#endif

@@ -2,9 +2,7 @@
 
 #include <Security/SecTransform.h>
 
-#ifdef __cplusplus
 extern "C" {
-#endif
 
 /** What the input is: text to digest (the default), a digest, or the very bytes to pad and sign. */
 extern const CFStringRef kSecInputIsAttributeName;
@@ -21,6 +19,4 @@ extern const CFStringRef kSecInputIsRaw;
  */
 SecTransformRef SecSignTransformCreate(SecKeyRef key, CFErrorRef* error);
 
-#ifdef __cplusplus
 }
-#endif

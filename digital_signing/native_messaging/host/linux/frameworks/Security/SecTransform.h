@@ -3,9 +3,7 @@
 #include <CoreFoundation/CFError.h>
 #include <Security/SecBase.h>
 
-#ifdef __cplusplus
 extern "C" {
-#endif
 
 /** A computation over the value of its input attribute, run once. */
 typedef CFTypeRef SecTransformRef;
@@ -44,6 +42,4 @@ Boolean SecTransformSetAttribute(SecTransformRef transform, CFStringRef key, CFT
  */
 CFTypeRef SecTransformExecute(SecTransformRef transform, CFErrorRef* error);
 
-#ifdef __cplusplus
 }
-#endif

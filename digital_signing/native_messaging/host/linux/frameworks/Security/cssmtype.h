@@ -3,9 +3,7 @@
 #include <stddef.h>
 #include <stdint.h>
 
-#ifdef __cplusplus
 extern "C" {
-#endif
 
 /** The parts of the Common Security Services Manager's types that describe a public key. */
 typedef uint32_t CSSM_HEADERVERSION;
@@ -65,6 +63,4 @@ typedef struct cssm_key {
   CSSM_DATA KeyData;
 } CSSM_KEY;
 
-#ifdef __cplusplus
 }
-#endif
