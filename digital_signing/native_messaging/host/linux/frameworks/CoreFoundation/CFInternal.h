@@ -54,6 +54,10 @@ Owned<String> makeStringUtf16(std::u16string units);
 
 Owned<Data> makeData(std::span<const std::uint8_t> bytes);
 
+/** The retain and release functions of the kCFType... callbacks; null values are let be. */
+const void* retainValue(CFAllocatorRef allocator, const void* value);
+void releaseValue(CFAllocatorRef allocator, const void* value);
+
 /** Constant texts: const CFStringRef kSecClass = constantString<"class">(); it is there before any code runs.
  */
 template <ConstantText text>
@@ -98,6 +102,9 @@ Owned<Dictionary> makeDictionaryOf(E... entries) {
   (all.push_back(std::move(entries)), ...);
   return makeDictionary(std::move(all));
 }
+
+/** An error whose user information is `description` (UTF-8) under kCFErrorDescriptionKey. */
+Owned<Error> makeError(CFErrorDomain domain, CFIndex code, std::string_view description);
 
 /** The text as UTF-8; empty for null, for what is not a string, and for a text with unpaired surrogates. */
 std::string utf8Of(CFStringRef string);

@@ -12,6 +12,7 @@
 
 #include "CoreFoundation/CFArray.h"
 #include "CoreFoundation/CFDictionary.h"
+#include "CoreFoundation/CFError.h"
 #include "CoreFoundation/CFObject.h"
 
 /** The objects behind the mirrored types; CFInternal.h makes them. */
@@ -117,16 +118,18 @@ class Number final : public Object {
 class Array final : public Object {
  public:
   static constexpr CFTypeID kType = kTypeArray;
-  /** The elements are in the callbacks' care already: the array only releases them. */
-  Array(std::vector<const void*> elements, const CFArrayCallBacks& callBacks)
-      : Object(kType), elements_(std::move(elements)), callBacks_(callBacks) {}
+  Array(const CFArrayCallBacks& callBacks, std::size_t capacity) : Object(kType), callBacks_(callBacks) {
+    elements_.reserve(capacity);
+  }
   ~Array() override;
 
+  /** Retains and adds an element. */
+  void add(const void* element);
   const std::vector<const void*>& elements() const { return elements_; }
   bool equals(const Object& other) const override;
 
  private:
-  const std::vector<const void*> elements_;
+  std::vector<const void*> elements_;
   const CFArrayCallBacks callBacks_;
 };
 
@@ -155,6 +158,23 @@ class Dictionary final : public Object {
   std::vector<Pair> pairs_;
   const CFDictionaryKeyCallBacks keyCallBacks_;
   const CFDictionaryValueCallBacks valueCallBacks_;
+};
+
+class Error final : public Object {
+ public:
+  static constexpr CFTypeID kType = kTypeError;
+  /** Retains both objects; `userInfo` may be null. */
+  Error(CFErrorDomain domain, CFIndex code, CFDictionaryRef userInfo);
+
+  CFErrorDomain domain() const { return asRef<CFErrorDomain>(domain_.get()); }
+  CFIndex code() const { return code_; }
+  CFDictionaryRef userInfo() const { return asRef<CFDictionaryRef>(userInfo_.get()); }
+  bool equals(const Object& other) const override;
+
+ private:
+  const Owned<> domain_;
+  const CFIndex code_;
+  const Owned<> userInfo_;
 };
 
 }  // namespace vorn::frameworks
