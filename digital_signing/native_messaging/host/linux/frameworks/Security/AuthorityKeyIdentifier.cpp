@@ -21,7 +21,7 @@ std::string ipAddressText(der::Bytes address) {
   std::string text;
   if (address.size() == 4) {
     for (std::uint8_t octet : address) {
-      text += (text.empty() ? "" : ".") + std::to_string(octet);
+      text.append(text.empty() ? "" : ".").append(std::to_string(octet));
     }
     return text;
   }
@@ -29,13 +29,15 @@ std::string ipAddressText(der::Bytes address) {
     return der::hexText(address);
   }
   for (std::size_t index = 0; index < address.size(); index += 2) {
-    text += (index == 0 ? "" : ":") + der::hexText(address.subspan(index, 1)) +
-            der::hexText(address.subspan(index + 1, 1));
+    text.append(index == 0 ? "" : ":")
+        .append(der::hexText(address.subspan(index, 1)))
+        .append(der::hexText(address.subspan(index + 1, 1)));
   }
   return text;
 }
 
-/** One general name; null for an alternative that is not shown and for a malformed one, which sets `failed`. */
+/** One general name; null for an alternative that is not shown and for a malformed one, which sets `failed`.
+ */
 Owned<> generalNameProperty(const der::Element& name, bool& failed) {
   switch (name.tag) {
     case kRfc822Name:
@@ -44,7 +46,7 @@ Owned<> generalNameProperty(const der::Element& name, bool& failed) {
       return stringProperty("DNS Name", der::latin1Text(name.content));
     case kUri:
       // A text, as this layer knows no URL objects.
-      return property(kSecPropertyTypeURL, "URI", makeStringLatin1({reinterpret_cast<const char*>(name.content.data()), name.content.size()}));
+      return property(kSecPropertyTypeURL, "URI", makeString(der::latin1Text(name.content)));
     case kIpAddress:
       return stringProperty("IP Address", ipAddressText(name.content));
     case kRegisteredId:
@@ -52,8 +54,9 @@ Owned<> generalNameProperty(const der::Element& name, bool& failed) {
     case kDirectoryName: {
       const auto directory = der::Reader(name.content).read(der::kSequence);
       failed = !directory;
-      return directory ? property(kSecPropertyTypeSection, "Directory Name", nameProperties(directory->content))
-                       : nullptr;
+      return directory
+                 ? property(kSecPropertyTypeSection, "Directory Name", nameProperties(directory->content))
+                 : nullptr;
     }
     case kOtherName: {
       der::Reader reader(name.content);

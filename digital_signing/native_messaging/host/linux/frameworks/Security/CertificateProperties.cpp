@@ -97,10 +97,9 @@ const FixedProperty kFixedProperties[] = {
 }  // namespace
 
 Owned<> property(CFStringRef type, std::string_view label, Owned<> value) {
-  return makeDictionaryOf(Entry(kSecPropertyKeyType, retained(type)),
-                          Entry(kSecPropertyKeyLabel, makeString(label)),
-                          Entry(kSecPropertyKeyLocalizedLabel, makeString(label)),
-                          Entry(kSecPropertyKeyValue, std::move(value)));
+  return makeDictionaryOf(
+      Entry(kSecPropertyKeyType, retained(type)), Entry(kSecPropertyKeyLabel, makeString(label)),
+      Entry(kSecPropertyKeyLocalizedLabel, makeString(label)), Entry(kSecPropertyKeyValue, std::move(value)));
 }
 
 Owned<> stringProperty(std::string_view label, std::string_view text) {

@@ -14,12 +14,13 @@ Owned<> stringProperty(std::string_view label, std::string_view text);
 Owned<> dataProperty(std::string_view label, der::Bytes bytes);
 
 /**
- * The content of a Name, in encoded order: a string property labelled with the attribute's object identifier for each
- * name, an unlabelled section for a multi-valued one; for a malformed Name one data property.
+ * The content of a Name, in encoded order: a string property labelled with the attribute's object identifier
+ * for each name, an unlabelled section for a multi-valued one; for a malformed Name one data property.
  */
 Owned<Array> nameProperties(der::Bytes content);
 
-/** Criticality, key identifier, issuer and serial number; for a malformed one, what could be read and then all bytes. */
+/** Criticality, key identifier, issuer and serial number; for a malformed one, what could be read and then
+ * all bytes. */
 Owned<Array> authorityKeyIdentifierProperties(const x509::Extension& extension);
 
 /**
@@ -29,8 +30,8 @@ Owned<Array> authorityKeyIdentifierProperties(const x509::Extension& extension);
 Owned<Array> otherExtensionProperties(const x509::Extension& extension);
 
 /**
- * The property that a key of SecCertificateCopyValues names, an object identifier in dotted form; null when the
- * certificate does not have it.
+ * The property that a key of SecCertificateCopyValues names, an object identifier in dotted form; null when
+ * the certificate does not have it.
  */
 Owned<> certificateProperty(const x509::Certificate& certificate, std::string_view key);
 

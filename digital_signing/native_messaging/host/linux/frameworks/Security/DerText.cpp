@@ -49,8 +49,8 @@ std::optional<std::string> utf16Text(Bytes bytes) {
   for (; position < bytes.size(); position += 2) {
     std::uint32_t character = unitAt(position);
     if (isSurrogate(character)) {
-      const bool paired = character < 0xdc00 && position + 2 < bytes.size() &&
-                          (unitAt(position + 2) & 0xfc00) == 0xdc00;
+      const bool paired =
+          character < 0xdc00 && position + 2 < bytes.size() && (unitAt(position + 2) & 0xfc00) == 0xdc00;
       if (!paired) {
         return std::nullopt;
       }
@@ -87,7 +87,7 @@ std::string objectIdentifierText(Bytes content) {
   for (std::uint8_t octet : content.subspan(1)) {
     arc = arc << 7 | (octet & 0x7f);
     if ((octet & 0x80) == 0) {
-      text += '.' + std::to_string(arc);
+      text.append(1, '.').append(std::to_string(arc));
       arc = 0;
     }
   }
@@ -184,8 +184,11 @@ std::optional<std::string> decodedText(const Element& value) {
     case kSet:
       return sizedHexText("Set", content.size(), " bytes; data = ", content);
     default:
-      return "not displayed (tag = " + std::to_string(value.tag) + "; length " +
-             std::to_string(content.size()) + ")";
+      return std::string("not displayed (tag = ")
+          .append(std::to_string(value.tag))
+          .append("; length ")
+          .append(std::to_string(content.size()))
+          .append(")");
   }
 }
 

@@ -11,8 +11,8 @@ namespace vorn::frameworks::der {
 std::string objectIdentifierText(Bytes content);
 
 /**
- * The content octets of an INTEGER, read without a sign: decimal for up to eight octets; for more, two upper-case
- * hexadecimal digits per octet with spaces between, a leading 00 kept.
+ * The content octets of an INTEGER, read without a sign: decimal for up to eight octets; for more, two
+ * upper-case hexadecimal digits per octet with spaces between, a leading 00 kept.
  */
 std::string integerText(Bytes content);
 
@@ -25,7 +25,8 @@ std::string latin1Text(Bytes bytes);
 /** Whether the octets are a UTF-8 text, without overlong forms and surrogates. */
 bool isUtf8(Bytes bytes);
 
-/** The text of a value of a distinguished name; none when it is of a string type and its octets are no such string. */
+/** The text of a value of a distinguished name; none when it is of a string type and its octets are no such
+ * string. */
 std::optional<std::string> decodedText(const Element& value);
 
 /** As decodedText, and hexText where that gives none. */

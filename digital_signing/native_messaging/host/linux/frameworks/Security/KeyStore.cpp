@@ -41,7 +41,8 @@ bool isLocked(PK11SlotInfo* slot) {
   return PK11_NeedLogin(slot) != PR_FALSE && PK11_IsLoggedIn(slot, nullptr) == PR_FALSE;
 }
 
-/** Cards come before the database, as they do on the system whose order this keeps. Root lists hold no user's keys. */
+/** Cards come before the database, as they do on the system whose order this keeps. Root lists hold no user's
+ * keys. */
 std::vector<Slot> presentTokens() {
   std::vector<Slot> tokens;
   const SlotList list(PK11_GetAllTokens(CKM_INVALID_MECHANISM, PR_FALSE, PR_FALSE, nullptr));
@@ -74,9 +75,9 @@ void appendVisibleKeys(PK11SlotInfo* slot, TokenKeys& keys) {
 }
 
 /**
- * A token that is not logged in shows no private keys (NSS gives an empty list, not an error). The soft token writes a
- * public key object beside each private key, under the same identifier, and shows that to everyone; cards do so too
- * as a rule.
+ * A token that is not logged in shows no private keys (NSS gives an empty list, not an error). The soft token
+ * writes a public key object beside each private key, under the same identifier, and shows that to everyone;
+ * cards do so too as a rule.
  */
 void appendHiddenKeys(PK11SlotInfo* slot, TokenKeys& keys) {
   const PublicKeyList list(PK11_ListPublicKeysInSlot(slot, nullptr));

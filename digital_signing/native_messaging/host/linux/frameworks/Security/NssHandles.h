@@ -39,8 +39,10 @@ inline SECItem itemOf(der::Bytes bytes) {
   return {siBuffer, const_cast<unsigned char*>(bytes.data()), static_cast<unsigned>(bytes.size())};
 }
 
-/** An attribute of a token's object; empty when it has none. `object` is what NSS has for that type of object. */
-inline std::vector<std::uint8_t> readAttribute(PK11ObjectType type, void* object, CK_ATTRIBUTE_TYPE attribute) {
+/** An attribute of a token's object; empty when it has none. `object` is what NSS has for that type of
+ * object. */
+inline std::vector<std::uint8_t> readAttribute(PK11ObjectType type, void* object,
+                                               CK_ATTRIBUTE_TYPE attribute) {
   SECItem item{};
   if (PK11_ReadRawAttribute(type, object, attribute, &item) != SECSuccess) {
     return {};

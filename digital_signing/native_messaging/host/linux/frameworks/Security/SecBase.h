@@ -26,5 +26,4 @@ enum {
   errSecInvalidCertificateRef = -67690,
   errSecInvalidCertificateGroup = -67691,
 };
-
 }

@@ -51,5 +51,4 @@ CFDictionaryRef SecCertificateCopyValues(SecCertificateRef certificate, CFArrayR
  * @return errSecInvalidItemRef when `certificate` is none.
  */
 OSStatus SecCertificateCopyPublicKey(SecCertificateRef certificate, SecKeyRef* key);
-
 }

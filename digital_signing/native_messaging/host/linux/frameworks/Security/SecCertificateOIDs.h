@@ -12,5 +12,4 @@ extern const CFStringRef kSecOIDX509V1IssuerName;
 extern const CFStringRef kSecOIDX509V1SerialNumber;
 extern const CFStringRef kSecOIDX509V1ValidityNotAfter;
 extern const CFStringRef kSecOIDX509V1ValidityNotBefore;
-
 }

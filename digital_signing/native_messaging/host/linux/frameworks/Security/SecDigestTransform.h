@@ -10,5 +10,4 @@ extern const CFStringRef kSecDigestLengthAttribute;
 
 extern const CFStringRef kSecDigestSHA1;
 extern const CFStringRef kSecDigestSHA2;
-
 }

@@ -14,5 +14,4 @@ extern const CFStringRef kSecBase64Encoding;
  * @return a transform, which the caller releases; null on failure.
  */
 SecTransformRef SecEncodeTransformCreate(CFTypeRef encodeType, CFErrorRef* error);
-
 }

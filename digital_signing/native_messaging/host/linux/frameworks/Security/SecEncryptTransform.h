@@ -8,5 +8,4 @@ extern "C" {
  */
 extern const CFStringRef kSecPaddingKey;
 extern const CFStringRef kSecPaddingPKCS1Key;
-
 }

@@ -19,5 +19,4 @@ OSStatus SecIdentityCopyCertificate(SecIdentityRef identity, SecCertificateRef* 
  * @return errSecInvalidItemRef when `identity` is none.
  */
 OSStatus SecIdentityCopyPrivateKey(SecIdentityRef identity, SecKeyRef* privateKey);
-
 }

@@ -28,5 +28,4 @@ extern const CFStringRef kSecReturnRef;
  * a null argument, another class, or a value of a wrong type.
  */
 OSStatus SecItemCopyMatching(CFDictionaryRef query, CFTypeRef* result);
-
 }

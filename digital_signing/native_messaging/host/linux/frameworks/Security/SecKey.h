@@ -16,5 +16,4 @@ CFTypeID SecKeyGetTypeID(void);
  * token.
  */
 OSStatus SecKeyGetCSSMKey(SecKeyRef key, const CSSM_KEY** cssmKey);
-
 }

@@ -18,5 +18,4 @@ extern const CFStringRef kSecInputIsRaw;
  * @return a transform, which the caller releases.
  */
 SecTransformRef SecSignTransformCreate(SecKeyRef key, CFErrorRef* error);
-
 }

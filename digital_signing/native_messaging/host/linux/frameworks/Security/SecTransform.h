@@ -41,5 +41,4 @@ Boolean SecTransformSetAttribute(SecTransformRef transform, CFStringRef key, CFT
  * @return the result, a CFData, which the caller releases; null on failure.
  */
 CFTypeRef SecTransformExecute(SecTransformRef transform, CFErrorRef* error);
-
 }

@@ -82,7 +82,8 @@ bool TokenKey::belongsTo(const TokenCertificate& certificate, der::Bytes publicK
   return !id_.empty() && slot_.get() == certificate.slot && id_ == certificate.id;
 }
 
-/** Null with NSS's error set. No password function is registered, so that the authentication fails and never asks. */
+/** Null with NSS's error set. No password function is registered, so that the authentication fails and never
+ * asks. */
 SECKEYPrivateKey* TokenKey::resolve() const {
   if (key_ == nullptr && PK11_Authenticate(slot_.get(), PR_TRUE, nullptr) == SECSuccess) {
     SECItem id = itemOf(id_);

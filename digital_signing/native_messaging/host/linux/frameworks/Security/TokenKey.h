@@ -18,8 +18,8 @@ struct TokenCertificate {
 /**
  * A private key that stays in its token.
  *
- * A token that wants a password shows no private keys, but as a rule the public ones that were made with them. A key
- * known by its public half alone is looked up when it is used.
+ * A token that wants a password shows no private keys, but as a rule the public ones that were made with
+ * them. A key known by its public half alone is looked up when it is used.
  */
 class TokenKey {
  public:
@@ -38,8 +38,8 @@ class TokenKey {
   bool belongsTo(const TokenCertificate& certificate, der::Bytes publicKey) const;
 
   /**
-   * The signature over `input` as it stands: padded by PKCS#1 v1.5 but not digested for RSA, a DER sequence of r and s
-   * for elliptic curves. Asks nobody for a password.
+   * The signature over `input` as it stands: padded by PKCS#1 v1.5 but not digested for RSA, a DER sequence
+   * of r and s for elliptic curves. Asks nobody for a password.
    */
   std::variant<std::vector<std::uint8_t>, NssError> sign(der::Bytes input) const;
 

@@ -62,5 +62,4 @@ typedef struct cssm_key {
   CSSM_KEYHEADER KeyHeader;
   CSSM_DATA KeyData;
 } CSSM_KEY;
-
 }
