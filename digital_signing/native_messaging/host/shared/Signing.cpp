@@ -1,11 +1,29 @@
 #include "shared/Signing.h"
 
+#include <optional>
 #include <string>
 #include <utility>
 
 #include "mac/app/CertificateSelection.h"
 #include "shared/Exceptions.h"
+#include "shared/ParserErrors.h"
 #include "shared/XMLSigner.h"
+
+namespace {
+
+/** A document that the parser refuses is the page's to hear of, like any other failure. */
+std::string signDocument(XMLSigner& signer, const std::string& base64Xml) {
+  try {
+    return signer.sign(base64Xml);
+  } catch (...) {
+    if (const std::optional<std::string> refusal = describeParserException()) {
+      throw XMLDataParsingException(*refusal);
+    }
+    throw;
+  }
+}
+
+}  // namespace
 
 namespace signing {
 
@@ -23,7 +41,7 @@ void appendCertificate(const jsonxx::Object& userDetails, jsonxx::Object& respon
 
 void appendSignedData(const jsonxx::Array& xmlData, SignatureAlgorithm algorithm, jsonxx::Object& response) {
   XMLSigner& signer = XMLSigner::getInstance();
-  signer.initialise(algorithm);
+  signer.initialise(static_cast<XMLSigner::SignatureAlgorithm>(algorithm));
   jsonxx::Array signedData;
   for (const auto& element : xmlData.elements()) {
     const auto& document = element->get<jsonxx::Object>();
@@ -31,7 +49,7 @@ void appendSignedData(const jsonxx::Array& xmlData, SignatureAlgorithm algorithm
     if (document.has<jsonxx::String>("id")) {
       item << "id" << document.get<jsonxx::String>("id");
     }
-    jsonxx::Value signedDocument(signer.sign(document.get<jsonxx::String>("data")));
+    jsonxx::Value signedDocument(signDocument(signer, document.get<jsonxx::String>("data")));
     item << "data" << std::move(signedDocument);
     signedData << jsonxx::Value(std::move(item));
   }
