@@ -25,7 +25,7 @@ std::string repeated(const std::string& text, std::size_t count) {
 /** Signs one document for Jane; the host is expected to live on whatever comes of it. */
 std::string answerTo(HostProcess& host, const std::string& document) {
   const SignRequest request{.documents = {{document}}};
-  const std::string answer = host.ask(request.json());
+  std::string answer = host.ask(request.json());
   EXPECT_EQ(text(host.ask(kVersionRequest), "result"), "ok");
   return answer;
 }

@@ -58,11 +58,8 @@ Ends makeTerminal() {
 }
 
 std::vector<char*> pointers(std::vector<std::string>& texts) {
-  std::vector<char*> result;
-  for (std::string& text : texts) {
-    result.push_back(text.data());
-  }
-  result.push_back(nullptr);
+  std::vector<char*> result(texts.size() + 1);
+  std::transform(texts.begin(), texts.end(), result.begin(), [](std::string& text) { return text.data(); });
   return result;
 }
 
