@@ -8,7 +8,6 @@
 #include <Security/Security.h>
 #include <gtest/gtest.h>
 
-#include <regex>
 #include <string>
 #include <vector>
 
@@ -169,7 +168,12 @@ std::string describe(CFErrorRef error) {
     return "no error";
   }
   const auto description = CFRef<CFStringRef>::adopt(CFErrorCopyDescription(error));
-  return std::regex_replace(text(description.get()), std::regex("[A-Z]{9}-"), "NAME-");
+  std::string all = text(description.get());
+  if (const auto position = all.find("-com.apple.security.");
+      position != std::string::npos && position >= 9) {
+    all.replace(position - 9, 9, "NAME");
+  }
+  return all;
 }
 
 const char* const kCouldNot =

@@ -114,7 +114,7 @@ Owned<Array> authorityKeyIdentifierProperties(const x509::Extension& extension) 
   if (!appendFields(extension.value, properties)) {
     properties.push_back(dataProperty("Invalid Authority Key Identifier", extension.value));
   }
-  return makeArray(std::move(properties));
+  return makeArray(properties);
 }
 
 }  // namespace vorn::frameworks

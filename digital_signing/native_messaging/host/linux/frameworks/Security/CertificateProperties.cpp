@@ -44,7 +44,7 @@ Owned<> rdnProperty(const x509::Rdn& rdn) {
     attributes.push_back(attributeProperty(attribute));
   }
   return makeDictionaryOf(Entry(kSecPropertyKeyType, retained(kSecPropertyTypeSection)),
-                          Entry(kSecPropertyKeyValue, makeArray(std::move(attributes))));
+                          Entry(kSecPropertyKeyValue, makeArray(attributes)));
 }
 
 const x509::Extension* findExtension(const x509::Certificate& certificate, std::string_view key) {
@@ -119,7 +119,7 @@ Owned<Array> nameProperties(der::Bytes content) {
   for (const x509::Rdn& rdn : *name) {
     properties.push_back(rdnProperty(rdn));
   }
-  return makeArray(std::move(properties));
+  return makeArray(properties);
 }
 
 Owned<Array> otherExtensionProperties(const x509::Extension& extension) {
@@ -140,7 +140,7 @@ Owned<Array> otherExtensionProperties(const x509::Extension& extension) {
   if (!complete || !hasStrings) {
     properties.push_back(dataProperty("Unparsed Data", extension.value));
   }
-  return makeArray(std::move(properties));
+  return makeArray(properties);
 }
 
 Owned<> certificateProperty(const x509::Certificate& certificate, std::string_view key) {

@@ -27,7 +27,7 @@ Owned<Dictionary> values(const x509::Certificate& certificate, CFArrayRef keys) 
       entries.emplace_back(name, std::move(value));
     }
   }
-  return makeDictionary(std::move(entries));
+  return makeDictionary(entries);
 }
 
 Owned<Array> texts(const std::vector<std::string>& strings) {
@@ -35,7 +35,7 @@ Owned<Array> texts(const std::vector<std::string>& strings) {
   for (const std::string& string : strings) {
     objects.push_back(makeString(string));
   }
-  return makeArray(std::move(objects));
+  return makeArray(objects);
 }
 
 }  // namespace

@@ -117,7 +117,7 @@ OSStatus copyMatching(CFDictionaryRef dictionary, CFTypeRef* result) {
     return errSecItemNotFound;
   }
   *result = query->limit == 1 ? handOver<CFTypeRef>(std::move(identities.front()))
-                              : handOver<CFTypeRef>(makeArray(std::move(identities)));
+                              : handOver<CFTypeRef>(makeArray(identities));
   return errSecSuccess;
 }
 
