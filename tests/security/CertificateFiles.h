@@ -10,9 +10,9 @@
 
 namespace security_test {
 
-/** A file that make-certificates or make-homes left. */
+/** A file that make-certificates left. */
 inline std::vector<std::uint8_t> readFile(const std::string& name) {
-  std::ifstream file(VORN_TEST_FILES "/" + name, std::ios::binary);
+  std::ifstream file(VORN_TEST_FILES "/certificates/" + name, std::ios::binary);
   return {std::istreambuf_iterator<char>(file), {}};
 }
 

@@ -91,9 +91,9 @@ TEST(Der, DamagedCertificatesAreReadOrRefused) {
     }
     std::size_t refused = 0;
     for (std::size_t position = 0; position < whole.size(); ++position) {
-      for (std::uint8_t change : {0x01, 0x20, 0x7f, 0x80, 0xff}) {
+      for (const std::uint8_t change : ByteVector{0x01, 0x20, 0x7f, 0x80, 0xff}) {
         ByteVector damaged(whole);
-        damaged[position] ^= change;
+        damaged[position] = static_cast<std::uint8_t>(damaged[position] ^ change);
         refused += readAll(damaged) ? 0U : 1U;
       }
     }

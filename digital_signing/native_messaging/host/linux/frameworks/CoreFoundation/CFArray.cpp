@@ -43,7 +43,7 @@ bool Array::equals(const Object& other) const {
                     });
 }
 
-Owned<Array> makeArray(std::vector<Owned<>> elements) {
+Owned<Array> makeArray(const std::vector<Owned<>>& elements) {
   Owned<Array> array(new Array(kCFTypeArrayCallBacks, elements.size()));
   for (const auto& element : elements) {
     array->add(element.get());

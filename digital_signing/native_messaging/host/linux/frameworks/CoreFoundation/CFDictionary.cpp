@@ -55,7 +55,7 @@ bool Dictionary::equals(const Object& other) const {
          });
 }
 
-Owned<Dictionary> makeDictionary(std::vector<Entry> entries) {
+Owned<Dictionary> makeDictionary(const std::vector<Entry>& entries) {
   Owned<Dictionary> dictionary(
       new Dictionary(kCFTypeDictionaryKeyCallBacks, kCFTypeDictionaryValueCallBacks, entries.size()));
   for (const auto& entry : entries) {

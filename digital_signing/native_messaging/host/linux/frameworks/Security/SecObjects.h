@@ -1,13 +1,16 @@
 #pragma once
 
+#include <memory>
+
 #include "Security/SecBase.h"
 #include "Security/cssmtype.h"
 #include "linux/frameworks/CoreFoundation/CFInternal.h"
-#include "linux/frameworks/Security/TokenKey.h"
 #include "linux/frameworks/Security/X509Certificate.h"
 
 /** The objects behind the mirrored types of Security. */
 namespace vorn::frameworks {
+
+class TokenKey;
 
 /** What functions that were written in C++ return for a missing out-parameter; it has no name in the
  * interface. */

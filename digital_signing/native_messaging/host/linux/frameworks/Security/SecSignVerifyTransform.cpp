@@ -5,6 +5,7 @@
 #include "Security/SecDigestTransform.h"
 #include "linux/frameworks/Security/SecObjects.h"
 #include "linux/frameworks/Security/SignatureInput.h"
+#include "linux/frameworks/Security/TokenKey.h"
 #include "linux/frameworks/Security/Transform.h"
 
 namespace vorn::frameworks {

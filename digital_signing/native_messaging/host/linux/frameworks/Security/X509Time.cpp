@@ -48,9 +48,11 @@ std::optional<int> readZone(der::Bytes text) {
                                                        : std::optional(text[0] == '+' ? seconds : -seconds);
 }
 
-std::optional<double> secondsSince2001(int year, Digits digits, bool hasSeconds) {
+std::optional<double> secondsSince2001(int yearNumber, Digits digits, bool hasSeconds) {
   using namespace std::chrono;
-  const auto date = std::chrono::year(year) / digits.take(2) / digits.take(2);
+  const int monthNumber = digits.take(2);
+  const int dayNumber = digits.take(2);
+  const auto date = year(yearNumber) / monthNumber / dayNumber;
   const int hour = digits.take(2);
   const int minute = digits.take(2);
   const int second = hasSeconds ? digits.take(2) : 0;
@@ -68,8 +70,8 @@ std::optional<double> readUtcTime(der::Bytes text) {
   Digits digits(text);
   const int year = digits.take(2);
   const auto seconds = secondsSince2001(year < 50 ? 2000 + year : 1900 + year, digits, hasSeconds);
-  const bool nocentury = year >= 50 && year < 70;
-  return seconds && nocentury ? 0.0 : seconds;
+  const bool hasNoCentury = year >= 50 && year < 70;
+  return seconds && hasNoCentury ? 0.0 : seconds;
 }
 
 }  // namespace
