@@ -67,8 +67,8 @@ TEST_F(CFRefTest, OutParameterNeedsAnEmptyHolder) {
 }
 
 TEST_F(CFRefTest, NullHasNoReferenceToCount) {
-  EXPECT_DEATH(CFRetain(nullptr), "");
-  EXPECT_DEATH(CFRelease(nullptr), "");
+  EXPECT_DEATH(CFRetain(nullptr), "");   // NOLINT: misused on purpose
+  EXPECT_DEATH(CFRelease(nullptr), "");  // NOLINT
 }
 
 }  // namespace

@@ -61,8 +61,8 @@ TEST_F(CollectionsTest, ArraysRetainWithCallBacksOnly) {
   EXPECT_EQ(Object::liveCount(), alive) << "the retaining array keeps it";
   EXPECT_EQ(CFArrayGetValueAtIndex(retaining.get(), 0), address);
   EXPECT_EQ(CFArrayGetCount(retaining.get()), 2);
-  EXPECT_EQ(CFArrayGetValueAtIndex(retaining.get(), 2), nullptr);
-  EXPECT_EQ(CFArrayGetValueAtIndex(retaining.get(), -1), nullptr);
+  EXPECT_EQ(CFArrayGetValueAtIndex(retaining.get(), 2), nullptr);   // NOLINT: misused on purpose
+  EXPECT_EQ(CFArrayGetValueAtIndex(retaining.get(), -1), nullptr);  // NOLINT
   EXPECT_EQ(CFArrayGetCount(reinterpret_cast<CFArrayRef>(kCFBooleanTrue)), 0);
   EXPECT_EQ(CFArrayCreate(nullptr, nullptr, 1, nullptr), nullptr);
 }

@@ -65,8 +65,8 @@ TEST_F(DateFormatterTest, ShowsTheLocalClock) {
       {"UTC", -12219292801, "1582-10-04T23:59:59.000Z"},  // the calendar's change
       {"XYZ-1", -12219292801, "1582-10-15T00:59:59.000Z"},
       {"UTC", -14830992000, "1500-01-01T00:00:00.000Z"},
-      {"UTC", -14826499200,
-       "1500-03-02T00:00:00.000Z"},  // after a leap day that was one in that calendar only
+      {"UTC", -14825894400, "1500-02-29T00:00:00.000Z"},  // a leap day of the earlier calendar only
+      {"UTC", -14825808000, "1500-03-01T00:00:00.000Z"},
       {"UTC", -62135769600, "0001-01-01T00:00:00.000Z"},
       {"UTC", -62135769601, "0001-12-31T23:59:59.000Z"},  // of the year before the first
       // Parts of a second:

@@ -64,11 +64,11 @@ TEST_F(NumberTest, ReadsTheTypeItIsMadeFrom) {
 
 TEST_F(NumberTest, RefusesWhatIsNoNumber) {
   long untouched = 77;
-  EXPECT_EQ(CFNumberCreate(nullptr, static_cast<CFNumberType>(17), &untouched), nullptr);
+  EXPECT_EQ(CFNumberCreate(nullptr, static_cast<CFNumberType>(17), &untouched), nullptr);  // NOLINT
   EXPECT_EQ(CFNumberCreate(nullptr, kCFNumberIntType, nullptr), nullptr);
   EXPECT_FALSE(CFNumberGetValue(nullptr, kCFNumberLongType, &untouched));
   EXPECT_FALSE(CFNumberGetValue(reinterpret_cast<CFNumberRef>(CFSTR("1")), kCFNumberLongType, &untouched));
-  EXPECT_FALSE(CFNumberGetValue(number(1.0).get(), static_cast<CFNumberType>(0), &untouched));
+  EXPECT_FALSE(CFNumberGetValue(number(1.0).get(), static_cast<CFNumberType>(0), &untouched));  // NOLINT
   EXPECT_EQ(untouched, 77);
 }
 

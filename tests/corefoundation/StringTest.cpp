@@ -63,21 +63,21 @@ TEST_F(StringTest, DecodesOrRefusesBytes) {
 TEST_F(StringTest, EncodesIntoABufferInWholeCharacters) {
   const struct {
     std::u16string units;
-    CFStringEncoding encoding;
     CFIndex bufferSize;
+    CFStringEncoding encoding;
     bool fits;
     std::string written;
   } kCases[] = {
-      {u"abc", kCFStringEncodingUTF8, 4, true, "abc"},
-      {u"abc", kCFStringEncodingUTF8, 3, false, "ab"},
-      {u"", kCFStringEncodingUTF8, 1, true, ""},
-      {u"a\u20AC", kCFStringEncodingUTF8, 5, true, "a\xE2\x82\xAC"},
-      {u"a\u20AC", kCFStringEncodingUTF8, 4, false, "a"},
-      {u"\U0001F600", kCFStringEncodingUTF8, 5, true, "\xF0\x9F\x98\x80"},
-      {u"a\xD83D", kCFStringEncodingUTF8, 9, false, "a"},
-      {u"a\u00FC\u20AC", kCFStringEncodingISOLatin1, 9, false, "a\xFC"},
-      {u"a\u00FC", kCFStringEncodingASCII, 9, false, "a"},
-      {u"a", kCFStringEncodingUTF16, 9, false, ""},
+      {u"abc", 4, kCFStringEncodingUTF8, true, "abc"},
+      {u"abc", 3, kCFStringEncodingUTF8, false, "ab"},
+      {u"", 1, kCFStringEncodingUTF8, true, ""},
+      {u"a\u20AC", 5, kCFStringEncodingUTF8, true, "a\xE2\x82\xAC"},
+      {u"a\u20AC", 4, kCFStringEncodingUTF8, false, "a"},
+      {u"\U0001F600", 5, kCFStringEncodingUTF8, true, "\xF0\x9F\x98\x80"},
+      {u"a\xD83D", 9, kCFStringEncodingUTF8, false, "a"},
+      {u"a\u00FC\u20AC", 9, kCFStringEncodingISOLatin1, false, "a\xFC"},
+      {u"a\u00FC", 9, kCFStringEncodingASCII, false, "a"},
+      {u"a", 9, kCFStringEncodingUTF16, false, ""},
   };
   for (const auto& row : kCases) {
     SCOPED_TRACE(row.written);
@@ -143,7 +143,7 @@ TEST_F(StringTest, ComparesCodeUnits) {
 TEST_F(StringTest, ConstantsOutliveEveryRelease) {
   CFStringRef constant = CFSTR("constant");
   for (int i = 0; i < 3; ++i) {
-    CFRelease(constant);
+    CFRelease(constant);  // NOLINT: more often than retained, on purpose
   }
   const auto made = text("constant");
   EXPECT_TRUE(CFEqual(constant, made.get()));

@@ -18,9 +18,9 @@
  *
  * Who owns what: a make... function returns an `Owned`, which holds one reference and drops it when it goes.
  * `handOver` turns it into the bare reference that a Create or Copy function returns to its caller. Arrays
- * and dictionaries take over the `Owned` elements they are given, and retain bare keys. The accessors at the
- * end borrow. The make... functions may throw std::bad_alloc; `guarded` keeps exceptions inside a mirrored
- * function.
+ * and dictionaries retain what they are given: a list of `Owned` elements may go once they are made. The
+ * accessors at the end borrow. The make... functions may throw std::bad_alloc; `guarded` keeps exceptions
+ * inside a mirrored function.
  */
 namespace vorn::frameworks {
 
@@ -58,8 +58,8 @@ Owned<Data> makeData(std::span<const std::uint8_t> bytes);
 const void* retainValue(CFAllocatorRef allocator, const void* value);
 void releaseValue(CFAllocatorRef allocator, const void* value);
 
-/** Constant texts: const CFStringRef kSecClass = constantString<"class">(); it is there before any code runs.
- */
+/** A constant ASCII text, there before any code runs: const CFStringRef kSecClass =
+ * constantString<"class">(); */
 template <ConstantText text>
 constexpr CFStringRef constantString() {
   return &kConstantString<text>.value;
@@ -69,7 +69,7 @@ Owned<Number> makeNumber(double value);
 Owned<Number> makeNumber(std::int32_t value);
 
 /** An array of objects with the callbacks of kCFTypeArrayCallBacks. */
-Owned<Array> makeArray(std::vector<Owned<>> elements);
+Owned<Array> makeArray(const std::vector<Owned<>>& elements);
 
 /** Collects the elements for makeArray: makeArray(elements(makeString("a"), retained(ref))). */
 template <class... T>
@@ -91,7 +91,7 @@ struct Entry {
 };
 
 /** A dictionary of objects with the kCFType... callbacks. Of entries with equal keys the first is kept. */
-Owned<Dictionary> makeDictionary(std::vector<Entry> entries);
+Owned<Dictionary> makeDictionary(const std::vector<Entry>& entries);
 
 /** makeDictionary with the entries in place: makeDictionaryOf(Entry(kA, makeString("a")), Entry(kB,
  * makeData(b))). */
@@ -100,7 +100,7 @@ Owned<Dictionary> makeDictionaryOf(E... entries) {
   std::vector<Entry> all;
   all.reserve(sizeof...(entries));
   (all.push_back(std::move(entries)), ...);
-  return makeDictionary(std::move(all));
+  return makeDictionary(all);
 }
 
 /** An error whose user information is `description` (UTF-8) under kCFErrorDescriptionKey. */
