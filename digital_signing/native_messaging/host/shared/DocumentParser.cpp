@@ -1,0 +1,138 @@
+#include "shared/DocumentParser.h"
+
+#include <algorithm>
+#include <string>
+#include <xercesc/dom/impl/DOMDocumentTypeImpl.hpp>
+#include <xercesc/framework/XMLNotationDecl.hpp>
+#include <xercesc/internal/XMLScanner.hpp>
+#include <xercesc/sax/SAXParseException.hpp>
+#include <xercesc/util/XMLResourceIdentifier.hpp>
+#include <xercesc/util/XMLUni.hpp>
+#include <xercesc/validators/DTD/DTDAttDef.hpp>
+#include <xercesc/validators/DTD/DTDElementDecl.hpp>
+#include <xercesc/validators/DTD/DTDEntityDecl.hpp>
+
+#include "shared/Exceptions.h"
+#include "shared/InternalSubsetText.h"
+#include "shared/XmlText.h"
+
+namespace {
+
+// Characters that the entities of one document may expand to, and how often and how deeply they may do so.
+constexpr XMLSize_t kExpansionBudget = XMLSize_t{16} << 20;
+constexpr XMLSize_t kMaximumExpansions = 50000;
+// Every level costs the library one more walk through all that stands below.
+constexpr unsigned kMaximumEntityDepth = 20;
+
+/** Reaches the scanner's flag for a document that stands alone, which has no setter. */
+struct ScannerFlags : xercesc::XMLScanner {
+  static constexpr bool xercesc::XMLScanner::*kStandalone = &ScannerFlags::fStandalone;
+};
+
+}  // namespace
+
+DocumentParser::DocumentParser(ParserMemory& memory)
+    : xercesc::XercesDOMParser(nullptr, &memory, nullptr), memory_(memory) {
+  memory_.onExcess([this](const std::string& reason) { refuse(reason); });
+  fScanner->setErrorReporter(this);
+  fScanner->setEntityHandler(this);
+  limits_.setEntityExpansionLimit(kMaximumExpansions);
+  fScanner->setSecurityManager(&limits_);
+  setLoadExternalDTD(false);
+  setLoadSchema(false);
+}
+
+void DocumentParser::refuse(const std::string& reason) {
+  throw xercesc::SAXParseException(toUtf16(reason).c_str(), *fScanner->getLocator());
+}
+
+void DocumentParser::error(unsigned int, const XMLCh*, xercesc::XMLErrorReporter::ErrTypes type,
+                           const XMLCh* text, const XMLCh* systemId, const XMLCh* publicId, XMLFileLoc line,
+                           XMLFileLoc column) {
+  if (type == xercesc::XMLErrorReporter::ErrType_Warning) return;
+  throw xercesc::SAXParseException(text, publicId, systemId, line, column);
+}
+
+xercesc::InputSource* DocumentParser::resolveEntity(xercesc::XMLResourceIdentifier* resource) {
+  refuse("The document refers to '" + toUtf8(resource->getSystemId()) +
+         "', and nothing outside the document is read");
+}
+
+void DocumentParser::startElement(const xercesc::XMLElementDecl& declaration, unsigned int uriId,
+                                  const XMLCh* prefix,
+                                  const xercesc::RefVectorOf<xercesc::XMLAttr>& attributes,
+                                  XMLSize_t attributeCount, bool isEmpty, bool isRoot) {
+  if (++elementDepth_ > kMaximumElementDepth) {
+    throw InvalidXMLDataException("Request XML data is invalid. Elements are nested too deeply");
+  }
+  XercesDOMParser::startElement(declaration, uriId, prefix, attributes, attributeCount, isEmpty, isRoot);
+}
+
+void DocumentParser::endElement(const xercesc::XMLElementDecl& declaration, unsigned int uriId, bool isRoot,
+                                const XMLCh* prefix) {
+  --elementDepth_;
+  XercesDOMParser::endElement(declaration, uriId, isRoot, prefix);
+}
+
+void DocumentParser::startEntityReference(const xercesc::XMLEntityDecl& declaration) {
+  if (++entityDepth_ > kMaximumEntityDepth) refuse("Entities are nested too deeply");
+  expandedText_ += declaration.getValueLen();
+  if (expandedText_ > kExpansionBudget) refuse("The document expands too many or too large entities");
+  XercesDOMParser::startEntityReference(declaration);
+}
+
+void DocumentParser::endEntityReference(const xercesc::XMLEntityDecl& declaration) {
+  --entityDepth_;
+  XercesDOMParser::endEntityReference(declaration);
+}
+
+void DocumentParser::doctypeDecl(const xercesc::DTDElementDecl& root, const XMLCh* publicId,
+                                 const XMLCh* systemId, bool hasInternalSubset, bool hasExternalSubset) {
+  // What is not declared in the document is not declared at all. Otherwise the scanner drops references to undeclared
+  // entities in silence, as a declaration may stand in a part that it has not read.
+  fScanner->*ScannerFlags::kStandalone = true;
+  const std::u16string system = withoutQuotes(systemId);
+  XercesDOMParser::doctypeDecl(root, publicId, systemId != nullptr ? system.c_str() : nullptr,
+                               hasInternalSubset, hasExternalSubset);
+}
+
+void DocumentParser::entityDecl(const xercesc::DTDEntityDecl& declaration, bool isParameterEntity,
+                                bool isIgnored) {
+  // The limit counts expansions; this makes it one of expanded text as well.
+  longestEntity_ = std::max(longestEntity_, declaration.getValueLen());
+  const XMLSize_t limit = std::min(kMaximumExpansions, kExpansionBudget / std::max<XMLSize_t>(longestEntity_, 1));
+  memory_.limitExpansions(limit);
+  limits_.setEntityExpansionLimit(limit);
+  fScanner->setSecurityManager(&limits_);
+
+  keepSubsetText();
+  XercesDOMParser::entityDecl(declaration, isParameterEntity, isIgnored);
+  // What a reference to a parameter entity brought in stands in the subset itself: the entity is done with.
+  replaceSubsetText(isParameterEntity ? std::u16string() : entityDeclarationText(declaration));
+}
+
+void DocumentParser::notationDecl(const xercesc::XMLNotationDecl& declaration, bool isIgnored) {
+  keepSubsetText();
+  XercesDOMParser::notationDecl(declaration, isIgnored);
+  replaceSubsetText(notationDeclarationText(declaration));
+}
+
+void DocumentParser::attDef(const xercesc::DTDElementDecl& element, const xercesc::DTDAttDef& attribute,
+                            bool isIgnored) {
+  keepSubsetText();
+  XercesDOMParser::attDef(element, attribute, isIgnored);
+  replaceSubsetText(attributeDefinitionText(attribute));
+}
+
+void DocumentParser::endIntSubset() {
+  keepSubsetText();
+  fInternalSubset.set(subsetText_.c_str());
+  XercesDOMParser::endIntSubset();
+}
+
+void DocumentParser::keepSubsetText() { subsetText_.append(fInternalSubset.getRawBuffer() + subsetTaken_); subsetTaken_ = fInternalSubset.getLen(); }
+
+void DocumentParser::replaceSubsetText(const std::u16string& text) {
+  subsetTaken_ = fInternalSubset.getLen();
+  subsetText_ += text;
+}

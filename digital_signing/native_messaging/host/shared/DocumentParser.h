@@ -1,0 +1,63 @@
+#pragma once
+
+#include <xercesc/parsers/XercesDOMParser.hpp>
+#include <xercesc/util/SecurityManager.hpp>
+
+#include "shared/ParserMemory.h"
+
+/**
+ * The DOM parser at its defaults (no namespace processing, no validation, entity references and CDATA sections kept
+ * as nodes), but one that can be given any bytes:
+ *
+ * - every error raises a SAXParseException; the library's parser without an error handler returns the part of the
+ *   tree that it has, without a word;
+ * - nothing outside the document is read; a document that cannot be understood without is in error;
+ * - memory, time and depth are bounded;
+ * - the document type's internal subset can be written out and read again with the same meaning.
+ *
+ * Elements nested too deeply raise an InvalidXMLDataException. The memory has to outlive the parser.
+ */
+class DocumentParser : public xercesc::XercesDOMParser {
+ public:
+  static constexpr unsigned kMaximumElementDepth = 1000;
+  /** All that a parse may have allocated at one time; 10 MiB of `<a/>`, which stay below, need 0.5 GB. */
+  static constexpr std::size_t kMaximumBytes = std::size_t{1} << 30;
+
+  explicit DocumentParser(ParserMemory& memory);
+
+  void error(unsigned int code, const XMLCh* domain, xercesc::XMLErrorReporter::ErrTypes type,
+             const XMLCh* text, const XMLCh* systemId, const XMLCh* publicId, XMLFileLoc line,
+             XMLFileLoc column) override;
+  xercesc::InputSource* resolveEntity(xercesc::XMLResourceIdentifier* resource) override;
+
+  void startElement(const xercesc::XMLElementDecl& declaration, unsigned int uriId, const XMLCh* prefix,
+                    const xercesc::RefVectorOf<xercesc::XMLAttr>& attributes, XMLSize_t attributeCount,
+                    bool isEmpty, bool isRoot) override;
+  void endElement(const xercesc::XMLElementDecl& declaration, unsigned int uriId, bool isRoot,
+                  const XMLCh* prefix) override;
+  void startEntityReference(const xercesc::XMLEntityDecl& declaration) override;
+  void endEntityReference(const xercesc::XMLEntityDecl& declaration) override;
+
+  void doctypeDecl(const xercesc::DTDElementDecl& root, const XMLCh* publicId, const XMLCh* systemId,
+                   bool hasInternalSubset, bool hasExternalSubset) override;
+  void entityDecl(const xercesc::DTDEntityDecl& declaration, bool isParameterEntity, bool isIgnored) override;
+  void notationDecl(const xercesc::XMLNotationDecl& declaration, bool isIgnored) override;
+  void attDef(const xercesc::DTDElementDecl& element, const xercesc::DTDAttDef& attribute,
+              bool isIgnored) override;
+  void endIntSubset() override;
+
+ private:
+  [[noreturn]] void refuse(const std::string& reason);
+  void keepSubsetText();
+  void replaceSubsetText(const std::u16string& text);
+
+  ParserMemory& memory_;
+  xercesc::SecurityManager limits_;
+  XMLSize_t longestEntity_ = 0;
+  XMLSize_t expandedText_ = 0;
+  unsigned elementDepth_ = 0;
+  unsigned entityDepth_ = 0;
+  // The internal subset to write: the library's text, but for the declarations that it writes wrongly.
+  std::u16string subsetText_;
+  XMLSize_t subsetTaken_ = 0;
+};

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <string>
+#include <xercesc/framework/MemoryManager.hpp>
+
+/**
+ * The memory of one parse. It bounds what a hostile document can make the parser do, at the one place through which
+ * all of it passes: the bytes that are alive, and the number of entities that are expanded. The parser counts the
+ * expansions of general entities by itself, but neither those of parameter entities nor those inside default values
+ * of attributes; every expansion, though, allocates one reader.
+ */
+class ParserMemory : public xercesc::MemoryManager {
+ public:
+  /** Told of the limit that was passed. It has to throw. */
+  using Refusal = std::function<void(const std::string& reason)>;
+
+  explicit ParserMemory(std::size_t maximumBytes) : maximumBytes_(maximumBytes) {}
+
+  void onExcess(Refusal refusal) { refuse_ = std::move(refusal); }
+  void limitExpansions(std::size_t count) { maximumExpansions_ = count; }
+
+  void* allocate(XMLSize_t size) override;
+  void deallocate(void* block) override;
+  xercesc::MemoryManager* getExceptionMemoryManager() override;
+
+ private:
+  void excess(const std::string& reason);
+
+  std::size_t maximumBytes_;
+  std::size_t maximumExpansions_ = 0;
+  std::size_t liveBytes_ = 0;
+  std::size_t expansions_ = 0;
+  Refusal refuse_;
+};

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <string_view>
+#include <xercesc/util/XercesDefs.hpp>
+
+constexpr std::u16string_view kXmlNamespace = u"http://www.w3.org/XML/1998/namespace";
+
+/** A name as written, split at its first colon. A colon at either end splits nothing. Borrows the text. */
+struct QualifiedName {
+  explicit QualifiedName(std::u16string_view name);
+
+  /** xmlns or xmlns:prefix */
+  bool isDeclaration() const { return prefix == u"xmlns" || whole == u"xmlns"; }
+  std::u16string_view declaredPrefix() const { return prefix.empty() ? std::u16string_view() : local; }
+  bool isXml() const { return prefix == u"xml"; }
+
+  std::u16string_view whole;
+  std::u16string_view prefix;
+  std::u16string_view local;
+};
+
+/**
+ * Declarations that declare nothing: of the two reserved prefixes and names, and of a prefix that stands for no
+ * namespace. Parsers with namespace processing refuse them or, like the one of xmlsec, leave them out.
+ */
+bool isForbiddenDeclaration(std::u16string_view prefix, std::u16string_view uri);
+
+/** Whether a namespace name is a URI reference without a scheme. The empty one is not: it means "no namespace". */
+bool isRelativeUri(std::u16string_view uri);

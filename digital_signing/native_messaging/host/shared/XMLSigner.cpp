@@ -1,0 +1,212 @@
+#include "shared/XMLSigner.h"
+
+#include <log4cplus/logger.h>
+#include <log4cplus/loggingmacros.h>
+
+#include <cstdlib>
+#include <memory>
+#include <string_view>
+#include <xalanc/Include/XalanMemoryManagement.hpp>
+#include <xalanc/XPath/XPathEvaluator.hpp>
+#include <xalanc/XalanTransformer/XalanTransformer.hpp>
+#include <xercesc/dom/DOMDocument.hpp>
+#include <xercesc/dom/DOMElement.hpp>
+#include <xercesc/dom/DOMException.hpp>
+#include <xercesc/dom/DOMImplementation.hpp>
+#include <xercesc/dom/DOMImplementationRegistry.hpp>
+#include <xercesc/dom/DOMNodeList.hpp>
+#include <xercesc/framework/MemBufInputSource.hpp>
+#include <xercesc/util/PlatformUtils.hpp>
+#include <xercesc/util/XMLException.hpp>
+#include <xercesc/util/XMLUni.hpp>
+#include <xsec/dsig/DSIGConstants.hpp>
+#include <xsec/enc/XSECCryptoException.hpp>
+#include <xsec/framework/XSECException.hpp>
+#include <xsec/utils/XSECPlatformUtils.hpp>
+
+#include "mac/app/CertificateSelection.h"
+#include "mac/app/KeychainCryptoKeyRSA.h"
+#include "shared/Base64.h"
+#include "shared/DocumentParser.h"
+#include "shared/DocumentSerialiser.h"
+#include "shared/Exceptions.h"
+#include "shared/SignatureBuilder.h"
+#include "shared/SignatureWarnings.h"
+#include "shared/XmlText.h"
+
+namespace {
+
+log4cplus::Logger logger = log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("XMLSigner"));
+
+struct Free {
+  void operator()(void* buffer) const { std::free(buffer); }
+};
+
+/** Logs the message and throws it. */
+template <typename Exception>
+[[noreturn]] void fail(const std::string& message) {
+  LOG4CPLUS_ERROR(logger, message);
+  throw Exception(message);
+}
+
+std::string describe(const xercesc::DOMException& e) {
+  constexpr XMLSize_t kLongest = 2047;
+  XMLCh text[kLongest + 1];
+  if (!xercesc::DOMImplementation::loadDOMExceptionMsg(e.code, text, kLongest)) return {};
+  return ". " + toUtf8(text);
+}
+
+/** Bytes of one document; base64 that is not base64 is told apart here, as the decoder reports nothing. */
+class DecodedText {
+ public:
+  explicit DecodedText(const std::string& base64) {
+    if (!isBase64(base64.data(), base64.size())) fail<XMLDataParsingException>("Request XML data is not valid base64");
+    unsigned char* data = nullptr;
+    decodeBase64(base64.c_str(), &data, &length_);
+    data_.reset(data);
+    if (length_ <= 0) fail<XMLDataParsingException>("Request XML data is not valid base64");
+  }
+  const unsigned char* data() const { return data_.get(); }
+  std::size_t size() const { return static_cast<std::size_t>(length_); }
+  std::string_view text() const { return {reinterpret_cast<const char*>(data()), size()}; }
+
+ private:
+  std::unique_ptr<unsigned char, Free> data_;
+  long length_ = 0;
+};
+
+void parse(DocumentParser& parser, const DecodedText& xml) {
+  try {
+    const xercesc::MemBufInputSource source(xml.data(), xml.size(), "XSECMem", false);
+    parser.parse(source);
+  } catch (const xercesc::XMLException& e) {
+    fail<XMLDataParsingException>("Caught XMLException parsing request XML data. Exception message = " +
+                                  toUtf8(e.getMessage()));
+  } catch (const xercesc::DOMException& e) {
+    fail<XMLDataParsingException>("Caught DOMException parsing request XML data" + describe(e));
+  }
+}
+
+xercesc::DOMElement& findSingleElement(xercesc::DOMDocument& document, const std::string& name) {
+  const xercesc::DOMNodeList* found = document.getElementsByTagName(toUtf16(name).c_str());
+  const auto refuse = [](const std::string& what) {
+    fail<InvalidXMLDataException>("Request XML data is invalid. " + what);
+  };
+  if (found == nullptr || found->item(0) == nullptr) refuse("Element <" + name + "> not found");
+  if (found->item(1) != nullptr) refuse("Multiple <" + name + "> elements found");
+  return static_cast<xercesc::DOMElement&>(*found->item(0));
+}
+
+/** Runs one step of signing; whatever it throws becomes a CryptoException that names the step. */
+template <typename Step>
+auto reportingAs(const std::string& stepName, Step step) {
+  try {
+    return step();
+  } catch (const XSECException& e) {
+    fail<CryptoException>("Caught XSECException " + stepName + ". Exception message = " + toUtf8(e.getMsg()));
+  } catch (const XSECCryptoException& e) {
+    fail<CryptoException>("Caught XSECCryptoException " + stepName + ". Exception message = " + e.getMsg());
+  } catch (...) {
+    fail<CryptoException>("Caught unknown exception " + stepName);
+  }
+}
+
+}  // namespace
+
+XMLSigner& XMLSigner::getInstance() {
+  static auto* const instance = new XMLSigner;
+  return *instance;
+}
+
+void XMLSigner::initialise(SignatureAlgorithm algorithm) {
+  try {
+    if (!initialised_) {
+      LOG4CPLUS_DEBUG(logger, "Initialising XML libraries");
+      xercesc::XMLPlatformUtils::Initialize(xercesc::XMLUni::fgXercescDefaultLocale);
+      xalanc::XPathEvaluator::initialize(xalanc::XalanMemMgrs::getDefaultXercesMemMgr());
+      xalanc::XalanTransformer::initialize(xalanc::XalanMemMgrs::getDefaultXercesMemMgr());
+      XSECPlatformUtils::Initialise();
+      domImplementation_ = xercesc::DOMImplementationRegistry::getDOMImplementation(u"Core");
+      initialised_ = true;
+    }
+  } catch (const xercesc::XMLException& e) {
+    fail<TechnicalException>("Caught XMLException initialising XML system libraries. Exception message = " +
+                             toUtf8(e.getMessage()));
+  } catch (const BaseException& e) {
+    throw BaseException(e.code(), e.message());
+  }
+  switch (algorithm) {
+    case RSA_SHA1:
+      signatureMethodURI_ = DSIGConstants::s_unicodeStrURIRSA_SHA1;
+      digestMethodURI_ = DSIGConstants::s_unicodeStrURISHA1;
+      break;
+    case RSA_SHA256:
+      signatureMethodURI_ = DSIGConstants::s_unicodeStrURIRSA_SHA256;
+      digestMethodURI_ = DSIGConstants::s_unicodeStrURISHA256;
+      break;
+    case RSA_SHA512:
+      signatureMethodURI_ = DSIGConstants::s_unicodeStrURIRSA_SHA512;
+      digestMethodURI_ = DSIGConstants::s_unicodeStrURISHA512;
+      break;
+  }
+}
+
+std::string XMLSigner::sign(const std::string& base64Xml) {
+  LOG4CPLUS_INFO(logger, "Signing XML data");
+  // The parser's document lies in this memory, so it has to go last.
+  ParserMemory memory(DocumentParser::kMaximumBytes);
+  DocumentParser parser(memory);
+  {
+    const DecodedText xml(base64Xml);
+    LOG4CPLUS_DEBUG(logger, "XML data to be signed = " << xml.text());
+    parse(parser, xml);
+  }
+  xercesc::DOMDocument* document = parser.getDocument();
+  generateSignature(document, "CounterpartData");
+  generateSignature(document, "RenderedData");
+  LOG4CPLUS_INFO(logger, "Finished signing XML");
+
+  const std::string signedXml = serialiseDocument(document);
+  LOG4CPLUS_DEBUG(logger, "Signed XML = " << signedXml);
+  char* encoded = nullptr;
+  encodeBase64(reinterpret_cast<const unsigned char*>(signedXml.data()), signedXml.size(), &encoded);
+  const std::unique_ptr<char, Free> owner(encoded);
+  return encoded;
+}
+
+void XMLSigner::generateSignature(xercesc::DOMDocument* document, const std::string& elementName) {
+  xercesc::DOMElement& element = findSingleElement(*document, elementName);
+  warnOfVerifiers(logger, element, elementName);
+
+  auto key = reportingAs("initialising signing certificate", [] {
+    CertificateSelection& selection = CertificateSelection::getInstance();
+    return std::make_unique<KeychainCryptoKeyRSA>(selection.getCertificate(), selection.getPrivateKey());
+  });
+
+  LOG4CPLUS_INFO(logger, "Generating and loading signature for <" << elementName << ">");
+  const std::string relativeNamespace = reportingAs("during signature loading", [&] {
+    SignatureBuilder builder(*document, element, elementName);
+    builder.describe(signatureMethodURI_, digestMethodURI_);
+    KeychainCryptoKeyRSA& signingKey = *key;
+    builder.setSigningKey(std::move(key));
+    const std::string exponent = signingKey.getExponentBase64();
+    const std::string modulus = signingKey.getModulusBase64();
+    builder.describeKey(modulus, exponent, CertificateSelection::getInstance().getEncodedCertificate());
+    builder.sign();
+    return builder.relativeNamespace();
+  });
+  warnOfRelativeNamespace(logger, elementName, relativeNamespace);
+}
+
+std::string XMLSigner::serialiseDocument(const xercesc::DOMDocument* document) {
+  return writeDocument(*document, *domImplementation_);
+}
+
+void XMLSigner::cleanup() {
+  if (!initialised_) return;
+  LOG4CPLUS_DEBUG(logger, "Unloading XML libraries");
+  XSECPlatformUtils::Terminate();
+  xalanc::XalanTransformer::terminate();
+  xalanc::XPathEvaluator::terminate();
+  xercesc::XMLPlatformUtils::Terminate();
+}

@@ -1,0 +1,53 @@
+#pragma once
+
+#include <string>
+#include <xercesc/util/XercesDefs.hpp>
+
+XERCES_CPP_NAMESPACE_BEGIN
+class DOMDocument;
+class DOMImplementation;
+XERCES_CPP_NAMESPACE_END
+
+/**
+ * Turns an XML document into the same document with two enveloped signatures: one over its single CounterpartData
+ * element, one over its single RenderedData element. The key and the certificate are those of CertificateSelection,
+ * which has to have selected them before.
+ *
+ * Owns the start of the XML libraries. One instance for the process, never deleted; one thread.
+ */
+class XMLSigner {
+ public:
+  enum SignatureAlgorithm { RSA_SHA1, RSA_SHA256, RSA_SHA512 };
+
+  static XMLSigner& getInstance();
+  virtual ~XMLSigner() = default;
+  XMLSigner(const XMLSigner&) = delete;
+  XMLSigner& operator=(const XMLSigner&) = delete;
+
+  /**
+   * Starts the XML libraries if they have not been, and selects the algorithm. A value that is none of the three
+   * leaves the earlier choice. Throws a TechnicalException when the libraries do not start.
+   */
+  void initialise(SignatureAlgorithm algorithm);
+
+  /**
+   * Takes and returns base64. Throws XMLDataParsingException, InvalidXMLDataException and CryptoException, and passes
+   * on the parser's SAX exceptions for documents that are not well-formed: see describeParserException.
+   */
+  std::string sign(const std::string& base64Xml);
+
+  /** Stops the XML libraries, for good: initialise does not start them again. */
+  void cleanup();
+
+ private:
+  XMLSigner() = default;
+
+  void generateSignature(xercesc::DOMDocument* document, const std::string& elementName);
+  std::string serialiseDocument(const xercesc::DOMDocument* document);
+
+  bool initialised_ = false;
+  // The identifiers belong to the signature library.
+  const XMLCh* signatureMethodURI_ = nullptr;
+  const XMLCh* digestMethodURI_ = nullptr;
+  xercesc::DOMImplementation* domImplementation_ = nullptr;
+};

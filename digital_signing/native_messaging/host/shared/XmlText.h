@@ -1,0 +1,14 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <xercesc/util/XercesDefs.hpp>
+
+/** Text between the UTF-16 of the XML libraries and the UTF-8 of everything else. A null pointer is an empty text. */
+std::string toUtf8(const XMLCh* text);
+std::u16string toUtf16(const std::string& text);
+
+/** A view of a zero-ended text of the XML libraries; empty for a null pointer. */
+inline std::u16string_view viewOf(const XMLCh* text) {
+  return text != nullptr ? std::u16string_view(text) : std::u16string_view();
+}
