@@ -2,8 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <clocale>
-#include <cstring>
+#include <cmath>
 #include <limits>
 #include <random>
 #include <sstream>
@@ -44,58 +43,17 @@ std::string writeByStream(long double number) {
 }
 
 TEST(JsonNumber, ReadsWhatAStreamReads) {
-  const char* const texts[] = {"",
-                               "-",
-                               "+",
-                               ".",
-                               "e5",
-                               "1e",
-                               "1e+",
-                               "-.5e-3x",
-                               "+5",
-                               "00012",
-                               ".5",
-                               "5.",
-                               "1.5.3",
-                               "0x10",
-                               "1e5e5",
-                               "-0",
-                               "-0.0",
-                               "1,234",
-                               "1e5000",
-                               "-1e5000",
-                               "1e-5000",
-                               "nan",
-                               "inf",
-                               "1e4932",
-                               "--1",
-                               "+-1",
-                               "1-2",
-                               "9 ",
-                               "- 1",
-                               "1e 5",
-                               "1f",
-                               "1L",
-                               "0b1",
-                               "1_000",
-                               "..5",
-                               "1E+05]",
-                               "3.4e+}",
-                               "0000000000000000000000000000001",
-                               "123456789012345678",
-                               "999999999999999999",
-                               "1234567890123456789",
-                               "123456789012345678.5",
-                               "18446744073709551617",
-                               "-123456789012345678e2",
-                               "0.1",
-                               "3.64519953188247460253e-4951",
-                               "1.18973149535723176502e+4932"};
-  for (const char* text : texts) expectReadAsByStream(text);
+  std::istringstream texts(
+      "|-|+|.|e5|1e|1e+|-.5e-3x|+5|00012|.5|5.|1.5.3|0x10|1e5e5|-0|-0.0|1,234|1e5000|-1e5000|"
+      "1e-5000|nan|inf|1e4932|--1|+-1|1-2|9 |- 1|1e 5|1f|1L|0b1|1_000|..5|1E+05]|3.4e+}|"
+      "0000000000000000000000000000001|123456789012345678|999999999999999999|"
+      "1234567890123456789|123456789012345678.5|18446744073709551617|-123456789012345678e2|0.1|"
+      "3.64519953188247460253e-4951|1.18973149535723176502e+4932");
+  for (std::string text; std::getline(texts, text, '|');) expectReadAsByStream(text);
 
   std::mt19937 random(7);
   const std::string alphabet = "0123456789012345679..eE+-,x ";
-  for (int i = 0; i < 40000; ++i) {
+  for (int i = 0; i < 20000; ++i) {
     std::string text(random() % 24, ' ');
     for (char& c : text) c = alphabet[random() % alphabet.size()];
     expectReadAsByStream(text);
@@ -110,28 +68,18 @@ TEST(JsonNumber, WritesWhatAStreamWrites) {
   EXPECT_EQ(write(-0.0L), "-0");
   EXPECT_EQ(write(1e-5L), "1e-05");
 
-  const long double numbers[] = {0,
-                                 1e18L,
-                                 -1e18L,
-                                 999999999999999999.0L,
-                                 1e18L - 0.5L,
-                                 9999999999999999999.0L,
-                                 1e-4L,
-                                 -1.5e-4L,
-                                 123456.789L,
-                                 Limits::infinity(),
-                                 -Limits::infinity(),
-                                 Limits::quiet_NaN(),
-                                 -Limits::quiet_NaN(),
-                                 Limits::max(),
-                                 Limits::lowest(),
-                                 Limits::min(),
-                                 Limits::denorm_min(),
-                                 1e100L};
-  for (const long double number : numbers) EXPECT_EQ(write(number), writeByStream(number));
+  // clang-format off
+  const long double pivots[] = {0, 1e18L, 1e18L - 0.5L, 999999999999999999.0L, 9999999999999999999.0L, 1e-4L, 9e-5L,
+                                1e100L, Limits::infinity(), Limits::quiet_NaN(), Limits::max(), Limits::min(),
+                                Limits::denorm_min()};
+  // clang-format on
+  for (const long double number : pivots) {
+    EXPECT_EQ(write(number), writeByStream(number));
+    EXPECT_EQ(write(-number), writeByStream(-number));
+  }
 
   std::mt19937_64 random(7);
-  for (int i = 0; i < 40000; ++i) {
+  for (int i = 0; i < 20000; ++i) {
     const long double mantissa = static_cast<long double>(static_cast<std::int64_t>(random()));
     const long double number = std::ldexp(mantissa, static_cast<int>(random() % 160) - 120);
     EXPECT_EQ(write(number), writeByStream(number));

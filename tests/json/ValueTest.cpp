@@ -8,7 +8,6 @@ namespace {
 
 using jsonxx::Array;
 using jsonxx::Boolean;
-using jsonxx::Kind;
 using jsonxx::Null;
 using jsonxx::Number;
 using jsonxx::Object;
@@ -20,22 +19,12 @@ TEST(JsonValue, TakesItsKindFromWhatItIsMadeOf) {
   const struct {
     Value value;
     int kind;
-  } cases[] = {{1, 0},
-               {'a', 0},
-               {2U, 0},
-               {3LL, 0},
-               {0.5F, 0},
-               {0.1L, 0},
-               {0, 0},
-               {text, 1},
-               {"s", 1},
-               {text + text, 1},
-               {std::string_view("s"), 1},
-               {true, 2},
-               {Null(), 3},
-               {Array(), 4},
-               {Object(), 5},
-               {Value(), 6}};
+  } cases[] = {
+      // clang-format off
+      {1, 0}, {'a', 0}, {2U, 0}, {3LL, 0}, {0.5F, 0}, {0.1L, 0}, {0, 0}, {text, 1}, {"s", 1}, {text + text, 1},
+      {std::string_view("s"), 1}, {true, 2}, {Null(), 3}, {Array(), 4}, {Object(), 5}, {Value(), 6},
+      // clang-format on
+  };
   for (const auto& [value, kind] : cases) {
     EXPECT_EQ(static_cast<int>(value.kind()), kind);
     const Value copy = value;
@@ -159,7 +148,7 @@ TEST(JsonMoves, HandPayloadsOverWithoutCopying) {
   Object object;
   object << "array" << Value(std::move(array));
   const Object moved = std::move(object);
-  EXPECT_EQ(moved.get<Array>("array").get<Object>(0).get<String>("text").data(), bytes);
+  EXPECT_TRUE(moved.get<Array>("array").get<Object>(0).get<String>("text").data() == bytes);
 }
 
 TEST(JsonChecks, NameTheExpressionAndAbort) {

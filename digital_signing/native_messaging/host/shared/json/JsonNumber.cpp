@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <ios>
 #include <locale>
+#include <string_view>
 
 namespace jsonxx {
 namespace {
@@ -32,6 +33,10 @@ ClassicFormat& classicFormat() {
 constexpr int kPlainDigits = 18;
 constexpr long double kPlainLimit = 1e18L;
 
+/** What values of other kinds and ends of containers start with; none of it starts a number in any library.
+ */
+constexpr std::string_view kOtherStarts = "[]{},tf";
+
 bool isDigit(char c) {
   return c >= '0' && c <= '9';
 }
@@ -57,6 +62,7 @@ const char* readPlainInteger(const char* begin, const char* end, long double& nu
 }  // namespace
 
 const char* readNumber(const char* begin, const char* end, long double& number) {
+  if (begin == end || kOtherStarts.find(*begin) != std::string_view::npos) return nullptr;
   if (const char* stop = readPlainInteger(begin, end, number)) return stop;
   static const Extraction extraction;
   std::ios::iostate state = std::ios::goodbit;

@@ -31,7 +31,7 @@ bool extractInteger(const char* begin, const char* end, int& integer) {
 }  // namespace
 
 bool JsonReader::readObject(Object& result) {
-  open_.push_back(std::make_unique<Value>());
+  open_.push_back(std::make_unique<Value>(Object()));
   Step step = openObject(*open_.back());
   while (step == Step::ReadItem || open_.size() > 1) {
     step = step == Step::ReadItem ? readItem() : finishItem(step == Step::Succeeded);
@@ -92,8 +92,8 @@ JsonReader::Step JsonReader::openArray(Value& value) {
 }
 
 JsonReader::Step JsonReader::openObject(Value& value) {
-  value.import(Object());
   if (!match("{")) return Step::Failed;
+  value.import(Object());
   return match("}") ? Step::Succeeded : Step::ReadItem;
 }
 

@@ -133,14 +133,6 @@ Value& Value::operator=(const Value& other) {
   return *this;
 }
 
-Value& Value::operator=(Value&& other) noexcept {
-  // By way of a third value: `other` may be this value, or be owned by it.
-  Value taken(std::move(other));
-  std::swap(kind_, taken.kind_);
-  std::swap(payload_, taken.payload_);
-  return *this;
-}
-
 void Value::import(const Value& other) {
   if (&other == this) return;
   // What is copied may belong to what is replaced, so the copy comes first.
@@ -171,7 +163,7 @@ void Value::import(const Value& other) {
   }
 }
 
-void Value::reset() noexcept {
+void Value::destroyPayload() noexcept {
   switch (kind_) {
     case Kind::kString:
       delete payload_.string;

@@ -115,7 +115,13 @@ class Value {
   Value(Value&& other) noexcept
       : kind_(std::exchange(other.kind_, Kind::kInvalid)), payload_(other.payload_) {}
   Value& operator=(const Value& other);
-  Value& operator=(Value&& other) noexcept;
+  /** Also from a value that this one owns. */
+  Value& operator=(Value&& other) noexcept {
+    Value taken(std::move(other));
+    std::swap(kind_, taken.kind_);
+    std::swap(payload_, taken.payload_);
+    return *this;
+  }
   ~Value() { reset(); }
 
   /** Replaces what is held by a copy of `other`, or by whatever a Value can be made from. */
@@ -123,7 +129,9 @@ class Value {
   void import(Value&& other) noexcept { *this = std::move(other); }
 
   /** Destroys what is owned. The kind stays; its payload then reads as empty. */
-  void reset() noexcept;
+  void reset() noexcept {
+    if (kind_ == Kind::kString || kind_ == Kind::kArray || kind_ == Kind::kObject) destroyPayload();
+  }
 
   Kind kind() const { return kind_; }
 
@@ -147,6 +155,8 @@ class Value {
     Array* array;
     Object* object;
   };
+
+  void destroyPayload() noexcept;
 
   template <typename T>
   static constexpr bool kOwned = std::same_as<T, String> || std::same_as<T, Array> || std::same_as<T, Object>;
