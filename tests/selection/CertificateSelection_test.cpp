@@ -142,7 +142,7 @@ TEST_F(CertificateSelectionTest, TestsEveryCriterion) {
        "DEBUG Certificate email = jane@example.com"},
       {"second address", emails({text(""), text("Jane@Example.Org")}), true, "DEBUG Certificate email = "},
       {"address too long", emails({text(std::string(500, 'a'))}), false, "DEBUG Certificate email = "},
-      {"more behind a zero byte", emails({text(std::string("jane@example.org\0.x", 19))}), false,
+      {"more behind a zero byte", emails({text(std::string("jane@example.org\0\xC3\xA9", 19))}), false,
        kNobodyLeft},
       {"no text for an address", emails({integer(1), data("jane@example.org")}), false, kNobodyLeft},
 

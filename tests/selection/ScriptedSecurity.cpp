@@ -58,9 +58,9 @@ std::string describe(CFTypeRef object) {
 }
 
 /** Writes the step down and plays its error; false when the step gives nothing. */
-bool play(const std::string& step, const std::string& record, CFErrorRef* error) {
+bool play(const std::string& step, const std::string& record, CFErrorRef& error) {
   script().steps.push_back(record);
-  *error = nullptr;
+  error = nullptr;
   auto code = script().errors.find(record);
   if (code == script().errors.end()) {
     code = script().errors.find(step);
@@ -68,12 +68,12 @@ bool play(const std::string& step, const std::string& record, CFErrorRef* error)
   if (code != script().errors.end()) {
     const auto info =
         makeDictionaryOf(Entry(kCFErrorLocalizedDescriptionKey, makeString(script().errorText)));
-    *error = CFErrorCreate(nullptr, kCFErrorDomainOSStatus, code->second, asRef<CFDictionaryRef>(info.get()));
+    error = CFErrorCreate(nullptr, kCFErrorDomainOSStatus, code->second, asRef<CFDictionaryRef>(info.get()));
   }
   return std::find(script().empty.begin(), script().empty.end(), step) == script().empty.end();
 }
 
-SecTransformRef createTransform(const std::string& kind, const std::string& argument, CFErrorRef* error) {
+SecTransformRef createTransform(const std::string& kind, const std::string& argument, CFErrorRef& error) {
   const std::string step = kind + " create";
   return play(step, step + " " + argument, error) ? asRef<SecTransformRef>(new Transform(kind)) : nullptr;
 }
@@ -94,7 +94,7 @@ Value data(const std::string& bytes) {
     return Owned<>(makeData({reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()}));
   };
 }
-Value list(std::vector<Value> elements) {
+Value list(const std::vector<Value>& elements) {
   return [elements] {
     std::vector<Owned<>> made;
     std::transform(elements.begin(), elements.end(), std::back_inserter(made),
@@ -102,7 +102,7 @@ Value list(std::vector<Value> elements) {
     return Owned<>(makeArray(std::move(made)));
   };
 }
-Value property(Value type, Value label, Value value) {
+Value property(const Value& type, const Value& label, const Value& value) {
   return [=] {
     std::vector<Entry> entries;
     if (type) entries.emplace_back(kSecPropertyKeyType, type());
@@ -224,11 +224,11 @@ OSStatus SecKeyGetCSSMKey(SecKeyRef key, const CSSM_KEY** cssmKey) {
 }
 
 SecTransformRef SecEncodeTransformCreate(CFTypeRef encodeType, CFErrorRef* error) {
-  return createTransform("encode", describe(encodeType), error);
+  return createTransform("encode", describe(encodeType), *error);
 }
 
 SecTransformRef SecSignTransformCreate(SecKeyRef key, CFErrorRef* error) {
-  return createTransform("sign", nameOf(key), error);
+  return createTransform("sign", nameOf(key), *error);
 }
 
 Boolean SecTransformSetAttribute(SecTransformRef transform, CFStringRef key, CFTypeRef value,
@@ -238,7 +238,7 @@ Boolean SecTransformSetAttribute(SecTransformRef transform, CFStringRef key, CFT
   if (CFEqual(key, kSecTransformInputAttributeName)) {
     object->input = bytesText(value);
   }
-  return play(step, step + "=" + describe(value), error);
+  return play(step, step + "=" + describe(value), *error);
 }
 
 CFTypeRef SecTransformExecute(SecTransformRef transform, CFErrorRef* error) {
@@ -247,7 +247,7 @@ CFTypeRef SecTransformExecute(SecTransformRef transform, CFErrorRef* error) {
   const std::string result = script().encoded.empty() || object->kind == "sign"
                                  ? object->kind + "(" + object->input + ")"
                                  : script().encoded;
-  return play(step, step, error) ? handOver<CFTypeRef>(data(result)()) : nullptr;
+  return play(step, step, *error) ? handOver<CFTypeRef>(data(result)()) : nullptr;
 }
 
 CFAbsoluteTime __wrap_CFAbsoluteTimeGetCurrent() {  // NOLINT(bugprone-reserved-identifier)

@@ -23,9 +23,9 @@ Value text(const std::string& utf8);
 Value number(double value);
 Value integer(std::int32_t value);
 Value data(const std::string& bytes);
-Value list(std::vector<Value> elements);
+Value list(const std::vector<Value>& elements);
 /** A property: a dictionary with the entries that are not null. */
-Value property(Value type, Value label, Value value);
+Value property(const Value& type, const Value& label, const Value& value);
 
 struct Identity {
   OSStatus certificateStatus = errSecSuccess;
