@@ -39,55 +39,41 @@ void forEachAttribute(const DOMNode& element, Visit visit) {
 }  // namespace
 
 Canonicaliser::Canonicaliser(const xercesc::DOMElement& apex, const DOMNode* omitted)
-    : apex_(&apex), omitted_(omitted), node_(&apex) {}
+    : apex_(&apex), omitted_(omitted), walk_(&apex) {}
 
 std::string_view Canonicaliser::next() {
   out_.clear();
-  while (node_ != nullptr && out_.size() < kRun) step();
+  while (walk_.node() != nullptr && out_.size() < kRun) {
+    if (walk_.node() == omitted_) {
+      walk_.moveOn();
+      continue;
+    }
+    walk_.leaving() ? leave(*walk_.node()) : enter(*walk_.node());
+    walk_.advance();
+  }
   return out_;
 }
 
-void Canonicaliser::step() {
-  if (!leaving_) {
-    const DOMNode* child = node_ != omitted_ ? enter(*node_) : nullptr;
-    if (child != nullptr) {
-      node_ = child;
-      return;
-    }
-  }
-  if (node_ != omitted_) leave(*node_);
-  const DOMNode* sibling = node_ != apex_ ? node_->getNextSibling() : nullptr;
-  leaving_ = sibling == nullptr;
-  if (sibling != nullptr) {
-    node_ = sibling;
-  } else {
-    node_ = node_ != apex_ ? node_->getParentNode() : nullptr;
-  }
-}
-
-/** Writes what stands before the children, and returns the first of them. */
-const DOMNode* Canonicaliser::enter(const DOMNode& node) {
+void Canonicaliser::enter(const DOMNode& node) {
   switch (node.getNodeType()) {
     case DOMNode::ELEMENT_NODE:
       startElement(node);
-      return node.getFirstChild();
-    case DOMNode::ENTITY_REFERENCE_NODE:
-      return node.getFirstChild();
+      break;
     case DOMNode::TEXT_NODE:
     case DOMNode::CDATA_SECTION_NODE:
       appendUtf8(out_, viewOf(node.getNodeValue()), Escapes::kText);
-      return nullptr;
+      break;
     case DOMNode::PROCESSING_INSTRUCTION_NODE: {
       const std::u16string_view data = viewOf(node.getNodeValue());
       out_ += "<?";
       appendUtf8(out_, viewOf(node.getNodeName()), Escapes::kNone);
       if (!data.empty()) out_ += ' ';
-      appendUtf8(out_, data, Escapes::kLineEnds);
+      appendUtf8(out_, data, Escapes::kNone);
       out_ += "?>";
-      return nullptr;
+      break;
     }
     default:
-      return nullptr;  // comments
+      break;  // references to entities are what they hold; comments are nothing
   }
 }
 

@@ -6,6 +6,7 @@
 #include <xercesc/dom/DOMElement.hpp>
 
 #include "shared/NamespaceScope.h"
+#include "shared/TreeWalk.h"
 
 /**
  * Canonical XML 1.0 without comments of one element and all that it holds, less one node, as bytes.
@@ -34,8 +35,7 @@ class Canonicaliser {
     const xercesc::DOMNode* node;
   };
 
-  void step();
-  const xercesc::DOMNode* enter(const xercesc::DOMNode& node);
+  void enter(const xercesc::DOMNode& node);
   void leave(const xercesc::DOMNode& node);
   void startElement(const xercesc::DOMNode& element);
   void declareInherited();
@@ -48,8 +48,7 @@ class Canonicaliser {
 
   const xercesc::DOMNode* apex_;
   const xercesc::DOMNode* omitted_;
-  const xercesc::DOMNode* node_;
-  bool leaving_ = false;
+  TreeWalk<const xercesc::DOMNode> walk_;
   std::string out_;
   NamespaceScope scope_;
   std::string relativeNamespace_;

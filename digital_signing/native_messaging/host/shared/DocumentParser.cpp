@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <string>
+#include <xercesc/dom/DOMAttr.hpp>
+#include <xercesc/dom/DOMElement.hpp>
 #include <xercesc/dom/impl/DOMDocumentTypeImpl.hpp>
 #include <xercesc/framework/XMLNotationDecl.hpp>
 #include <xercesc/internal/XMLScanner.hpp>
@@ -23,6 +25,12 @@ constexpr XMLSize_t kExpansionBudget = XMLSize_t{16} << 20;
 constexpr XMLSize_t kMaximumExpansions = 50000;
 // Every level costs the library one more walk through all that stands below.
 constexpr unsigned kMaximumEntityDepth = 20;
+// The tree keeps all names in a table of 257 chains: a million names took more than two minutes, these take 60 ms.
+constexpr std::size_t kMaximumNames = 50000;
+// The tree sorts the attributes of an element by insertion.
+constexpr XMLSize_t kMaximumAttributes = 10000;
+// Each attribute-list declaration copies all attributes that its element has so far.
+constexpr unsigned kMaximumAttributeDefinitions = 500;
 
 /** Reaches the scanner's flag for a document that stands alone, which has no setter. */
 struct ScannerFlags : xercesc::XMLScanner {
@@ -65,6 +73,7 @@ void DocumentParser::startElement(const xercesc::XMLElementDecl& declaration, un
   if (++elementDepth_ > kMaximumElementDepth) {
     throw InvalidXMLDataException("Request XML data is invalid. Elements are nested too deeply");
   }
+  if (attributeCount > kMaximumAttributes) refuse("An element has too many attributes");
   XercesDOMParser::startElement(declaration, uriId, prefix, attributes, attributeCount, isEmpty, isRoot);
 }
 
@@ -72,6 +81,30 @@ void DocumentParser::endElement(const xercesc::XMLElementDecl& declaration, unsi
                                 const XMLCh* prefix) {
   --elementDepth_;
   XercesDOMParser::endElement(declaration, uriId, isRoot, prefix);
+}
+
+xercesc::DOMElement* DocumentParser::createElement(const XMLCh* name) {
+  xercesc::DOMElement* element = XercesDOMParser::createElement(name);
+  countName(element->getNodeName());
+  return element;
+}
+
+xercesc::DOMAttr* DocumentParser::createAttr(const XMLCh* name) {
+  xercesc::DOMAttr* attribute = XercesDOMParser::createAttr(name);
+  countName(attribute->getNodeName());
+  return attribute;
+}
+
+/** Takes a name as the tree keeps it: the same name is the same address. */
+void DocumentParser::countName(const XMLCh* name) {
+  if (names_.insert(name).second && names_.size() > kMaximumNames) refuse("The document has too many names");
+}
+
+void DocumentParser::docPI(const XMLCh* target, const XMLCh* data) {
+  // A carriage return can come in through an entity, but cannot be written where no character reference can stand.
+  std::u16string lines(viewOf(data));
+  std::replace(lines.begin(), lines.end(), u'\r', u'\n');
+  XercesDOMParser::docPI(target, lines.c_str());
 }
 
 void DocumentParser::startEntityReference(const xercesc::XMLEntityDecl& declaration) {
@@ -99,6 +132,7 @@ void DocumentParser::doctypeDecl(const xercesc::DTDElementDecl& root, const XMLC
 void DocumentParser::entityDecl(const xercesc::DTDEntityDecl& declaration, bool isParameterEntity,
                                 bool isIgnored) {
   // The limit counts expansions; this makes it one of expanded text as well.
+  countName(declaration.getName());
   longestEntity_ = std::max(longestEntity_, declaration.getValueLen());
   const XMLSize_t limit = std::min(kMaximumExpansions, kExpansionBudget / std::max<XMLSize_t>(longestEntity_, 1));
   memory_.limitExpansions(limit);
@@ -112,6 +146,7 @@ void DocumentParser::entityDecl(const xercesc::DTDEntityDecl& declaration, bool 
 }
 
 void DocumentParser::notationDecl(const xercesc::XMLNotationDecl& declaration, bool isIgnored) {
+  countName(declaration.getName());
   keepSubsetText();
   XercesDOMParser::notationDecl(declaration, isIgnored);
   replaceSubsetText(notationDeclarationText(declaration));
@@ -119,6 +154,7 @@ void DocumentParser::notationDecl(const xercesc::XMLNotationDecl& declaration, b
 
 void DocumentParser::attDef(const xercesc::DTDElementDecl& element, const xercesc::DTDAttDef& attribute,
                             bool isIgnored) {
+  if (++attributeDefinitions_ > kMaximumAttributeDefinitions) refuse("The document declares too many attributes");
   keepSubsetText();
   XercesDOMParser::attDef(element, attribute, isIgnored);
   replaceSubsetText(attributeDefinitionText(attribute));

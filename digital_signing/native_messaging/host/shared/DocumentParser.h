@@ -1,5 +1,6 @@
 #pragma once
 
+#include <unordered_set>
 #include <xercesc/parsers/XercesDOMParser.hpp>
 #include <xercesc/util/SecurityManager.hpp>
 
@@ -35,6 +36,7 @@ class DocumentParser : public xercesc::XercesDOMParser {
                     bool isEmpty, bool isRoot) override;
   void endElement(const xercesc::XMLElementDecl& declaration, unsigned int uriId, bool isRoot,
                   const XMLCh* prefix) override;
+  void docPI(const XMLCh* target, const XMLCh* data) override;
   void startEntityReference(const xercesc::XMLEntityDecl& declaration) override;
   void endEntityReference(const xercesc::XMLEntityDecl& declaration) override;
 
@@ -46,8 +48,13 @@ class DocumentParser : public xercesc::XercesDOMParser {
               bool isIgnored) override;
   void endIntSubset() override;
 
+ protected:
+  xercesc::DOMElement* createElement(const XMLCh* name) override;
+  xercesc::DOMAttr* createAttr(const XMLCh* name) override;
+
  private:
   [[noreturn]] void refuse(const std::string& reason);
+  void countName(const XMLCh* name);
   void keepSubsetText();
   void replaceSubsetText(const std::u16string& text);
 
@@ -57,6 +64,8 @@ class DocumentParser : public xercesc::XercesDOMParser {
   XMLSize_t expandedText_ = 0;
   unsigned elementDepth_ = 0;
   unsigned entityDepth_ = 0;
+  unsigned attributeDefinitions_ = 0;
+  std::unordered_set<const XMLCh*> names_;
   // The internal subset to write: the library's text, but for the declarations that it writes wrongly.
   std::u16string subsetText_;
   XMLSize_t subsetTaken_ = 0;

@@ -1,39 +1,127 @@
 #include "shared/DocumentSerialiser.h"
 
-#include <memory>
-#include <xercesc/dom/DOMConfiguration.hpp>
+#include <algorithm>
+#include <string_view>
 #include <xercesc/dom/DOMDocument.hpp>
-#include <xercesc/dom/DOMImplementation.hpp>
-#include <xercesc/dom/DOMLSOutput.hpp>
-#include <xercesc/dom/DOMLSSerializer.hpp>
-#include <xercesc/framework/MemBufFormatTarget.hpp>
-#include <xercesc/util/XMLUni.hpp>
+#include <xercesc/dom/DOMDocumentType.hpp>
+#include <xercesc/dom/DOMNamedNodeMap.hpp>
+
+#include "shared/TreeWalk.h"
+#include "shared/Utf8Writer.h"
+#include "shared/XmlText.h"
+
+using xercesc::DOMNode;
 
 namespace {
 
-struct Release {
-  template <typename T>
-  void operator()(T* object) const {
-    object->release();
-  }
-};
+class Writer {
+ public:
+  explicit Writer(const xercesc::DOMDocument& document)
+      : document_(document), isXml11_(viewOf(document.getXmlVersion()) == u"1.1") {}
 
-constexpr int kInitialCapacity = 1023;
+  std::string write() {
+    for (TreeWalk<const DOMNode> walk(&document_); walk.node() != nullptr; walk.advance()) {
+      walk.leaving() ? leave(*walk.node()) : enter(*walk.node());
+    }
+    return std::move(out_);
+  }
+
+ private:
+  void enter(const DOMNode& node) {
+    switch (node.getNodeType()) {
+      case DOMNode::DOCUMENT_NODE:
+        return writeDeclaration();
+      case DOMNode::DOCUMENT_TYPE_NODE:
+        return writeDoctype(static_cast<const xercesc::DOMDocumentType&>(node));
+      case DOMNode::ELEMENT_NODE:
+        return startElement(node);
+      case DOMNode::TEXT_NODE:
+        return writeEscaped(node.getNodeValue(), Escapes::kText);
+      case DOMNode::CDATA_SECTION_NODE:
+        return writeCdata(node.getNodeValue());
+      case DOMNode::COMMENT_NODE:
+        return write("<!--", node.getNodeValue(), "-->");
+      case DOMNode::PROCESSING_INSTRUCTION_NODE:
+        write("<?", node.getNodeName(), viewOf(node.getNodeValue()).empty() ? "" : " ");
+        return write("", node.getNodeValue(), "?>");
+      default:
+        return;
+    }
+  }
+
+  void leave(const DOMNode& node) {
+    if (node.getNodeType() == DOMNode::ELEMENT_NODE && node.getFirstChild() != nullptr) {
+      write("</", node.getNodeName(), ">");
+    }
+  }
+
+  void write(const char* before, const XMLCh* text, const char* after) {
+    out_ += before;
+    appendUtf8(out_, viewOf(text), Escapes::kNone);
+    out_ += after;
+  }
+
+  void writeDeclaration() {
+    out_ += isXml11_ ? "<?xml version=\"1.1\"" : "<?xml version=\"1.0\"";
+    out_ += " encoding=\"UTF-8\" standalone=";
+    out_ += document_.getXmlStandalone() ? "\"yes\" ?>" : "\"no\" ?>";
+  }
+
+  void writeDoctype(const xercesc::DOMDocumentType& doctype) {
+    write("<!DOCTYPE ", doctype.getName(), "");
+    const bool isPublic = !viewOf(doctype.getPublicId()).empty();
+    if (isPublic) write(" PUBLIC \"", doctype.getPublicId(), "\"");
+    if (!viewOf(doctype.getSystemId()).empty()) {
+      write(isPublic ? " \"" : " SYSTEM \"", doctype.getSystemId(), "\"");
+    }
+    if (!viewOf(doctype.getInternalSubset()).empty()) write(" [", doctype.getInternalSubset(), "]");
+    out_ += '>';
+  }
+
+  void startElement(const DOMNode& element) {
+    write("<", element.getNodeName(), "");
+    const xercesc::DOMNamedNodeMap* attributes = element.getAttributes();
+    for (XMLSize_t i = 0, count = attributes->getLength(); i < count; ++i) {
+      const DOMNode* attribute = attributes->item(i);
+      write(" ", attribute->getNodeName(), "=\"");
+      writeEscaped(attribute->getNodeValue(), Escapes::kAttribute);
+      out_ += '"';
+    }
+    out_ += element.getFirstChild() != nullptr ? ">" : "/>";
+  }
+
+  void writeCdata(const XMLCh* text) {
+    // No reference can stand in a CDATA section, so what needs one is written as text.
+    if (viewOf(text).find(u'\r') != std::u16string_view::npos || isXml11_) {
+      writeEscaped(text, Escapes::kText);
+    } else {
+      write("<![CDATA[", text, "]]>");
+    }
+  }
+
+  void writeEscaped(const XMLCh* text, Escapes escapes) {
+    std::u16string_view rest = viewOf(text);
+    if (isXml11_) {
+      // XML 1.1 takes control characters as references only, and reads two more characters as line ends.
+      const auto needsReference = [](char16_t c) {
+        return (c < 0x20 && c != u'\t' && c != u'\n' && c != u'\r') || (c >= 0x7F && c < 0xA0) || c == 0x2028;
+      };
+      for (auto next = std::find_if(rest.begin(), rest.end(), needsReference); next != rest.end();
+           next = std::find_if(rest.begin(), rest.end(), needsReference)) {
+        const auto run = static_cast<std::size_t>(next - rest.begin());
+        appendUtf8(out_, rest.substr(0, run), escapes);
+        out_ += "&#" + std::to_string(static_cast<unsigned>(*next)) + ";";
+        rest.remove_prefix(run + 1);
+      }
+    }
+    appendUtf8(out_, rest, escapes);
+  }
+
+  const xercesc::DOMDocument& document_;
+  const bool isXml11_;
+  std::string out_;
+};
 
 }  // namespace
 
-std::string writeDocument(const xercesc::DOMDocument& document, xercesc::DOMImplementation& implementation) {
-  xercesc::MemBufFormatTarget target(kInitialCapacity);
-  const std::unique_ptr<xercesc::DOMLSSerializer, Release> serialiser(implementation.createLSSerializer());
-  const std::unique_ptr<xercesc::DOMLSOutput, Release> output(implementation.createLSOutput());
-  xercesc::DOMConfiguration* configuration = serialiser->getDomConfig();
-  configuration->setParameter(xercesc::XMLUni::fgDOMWRTFormatPrettyPrint, false);
-  // What is signed holds the text of entities and the default values of attributes. Verifiers like xmlsec take
-  // neither from the internal subset, so both are written where they stand.
-  configuration->setParameter(xercesc::XMLUni::fgDOMWRTEntities, false);
-  configuration->setParameter(xercesc::XMLUni::fgDOMWRTDiscardDefaultContent, false);
-  output->setEncoding(xercesc::XMLUni::fgUTF8EncodingString);
-  output->setByteStream(&target);
-  serialiser->write(&document, output.get());
-  return {reinterpret_cast<const char*>(target.getRawBuffer()), target.getLen()};
-}
+std::string writeDocument(const xercesc::DOMDocument& document) { return Writer(document).write(); }

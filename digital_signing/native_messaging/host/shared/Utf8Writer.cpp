@@ -13,7 +13,6 @@ constexpr std::array<std::uint8_t, 128> makeSpecial() {
   std::array<std::uint8_t, 128> special{};
   for (const char c : {'&', '<', '>', '\r'}) special[static_cast<std::size_t>(c)] |= bit(Escapes::kText);
   for (const char c : {'&', '<', '"', '\t', '\n', '\r'}) special[static_cast<std::size_t>(c)] |= bit(Escapes::kAttribute);
-  special['\r'] |= bit(Escapes::kLineEnds);
   return special;
 }
 constexpr std::array<std::uint8_t, 128> kSpecial = makeSpecial();

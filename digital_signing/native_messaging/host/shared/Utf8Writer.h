@@ -3,12 +3,11 @@
 #include <string>
 #include <string_view>
 
-/** What canonical XML asks to be written in another way. */
+/** The characters that become references: the same in canonical XML and in a document that reads back as it was. */
 enum class Escapes {
   kNone,
-  kText,        // & < > and the carriage return
-  kAttribute,   // & < " and tab, line feed, carriage return
-  kLineEnds,    // the carriage return: data of processing instructions
+  kText,       // & < > and the carriage return
+  kAttribute,  // & < " and tab, line feed, carriage return
 };
 
 /** Appends UTF-16 text to `out` as UTF-8, with the characters that the place forbids escaped. */

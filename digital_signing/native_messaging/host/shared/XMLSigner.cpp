@@ -13,8 +13,6 @@
 #include <xercesc/dom/DOMElement.hpp>
 #include <xercesc/dom/DOMException.hpp>
 #include <xercesc/dom/DOMImplementation.hpp>
-#include <xercesc/dom/DOMImplementationRegistry.hpp>
-#include <xercesc/dom/DOMNodeList.hpp>
 #include <xercesc/framework/MemBufInputSource.hpp>
 #include <xercesc/util/PlatformUtils.hpp>
 #include <xercesc/util/XMLException.hpp>
@@ -32,6 +30,7 @@
 #include "shared/Exceptions.h"
 #include "shared/SignatureBuilder.h"
 #include "shared/SignatureWarnings.h"
+#include "shared/TreeWalk.h"
 #include "shared/XmlText.h"
 
 namespace {
@@ -87,14 +86,23 @@ void parse(DocumentParser& parser, const DecodedText& xml) {
   }
 }
 
-xercesc::DOMElement& findSingleElement(xercesc::DOMDocument& document, const std::string& name) {
-  const xercesc::DOMNodeList* found = document.getElementsByTagName(toUtf16(name).c_str());
-  const auto refuse = [](const std::string& what) {
-    fail<InvalidXMLDataException>("Request XML data is invalid. " + what);
-  };
-  if (found == nullptr || found->item(0) == nullptr) refuse("Element <" + name + "> not found");
-  if (found->item(1) != nullptr) refuse("Multiple <" + name + "> elements found");
-  return static_cast<xercesc::DOMElement&>(*found->item(0));
+/** By the name as written. The library's node list finds the same, in three times the time of all the digesting. */
+xercesc::DOMElement& findSingleElement(xercesc::DOMDocument& document, const std::string& elementName) {
+  const std::u16string name = toUtf16(elementName);
+  xercesc::DOMNode* found = nullptr;
+  for (TreeWalk<xercesc::DOMNode> walk(document.getDocumentElement()); walk.node() != nullptr; walk.advance()) {
+    xercesc::DOMNode* node = walk.node();
+    if (walk.leaving() || node->getNodeType() != xercesc::DOMNode::ELEMENT_NODE) continue;
+    if (node->getNodeName() != name) continue;
+    if (found != nullptr) {
+      fail<InvalidXMLDataException>("Request XML data is invalid. Multiple <" + elementName + "> elements found");
+    }
+    found = node;
+  }
+  if (found == nullptr) {
+    fail<InvalidXMLDataException>("Request XML data is invalid. Element <" + elementName + "> not found");
+  }
+  return static_cast<xercesc::DOMElement&>(*found);
 }
 
 /** Runs one step of signing; whatever it throws becomes a CryptoException that names the step. */
@@ -126,7 +134,6 @@ void XMLSigner::initialise(SignatureAlgorithm algorithm) {
       xalanc::XPathEvaluator::initialize(xalanc::XalanMemMgrs::getDefaultXercesMemMgr());
       xalanc::XalanTransformer::initialize(xalanc::XalanMemMgrs::getDefaultXercesMemMgr());
       XSECPlatformUtils::Initialise();
-      domImplementation_ = xercesc::DOMImplementationRegistry::getDOMImplementation(u"Core");
       initialised_ = true;
     }
   } catch (const xercesc::XMLException& e) {
@@ -166,7 +173,7 @@ std::string XMLSigner::sign(const std::string& base64Xml) {
   generateSignature(document, "RenderedData");
   LOG4CPLUS_INFO(logger, "Finished signing XML");
 
-  const std::string signedXml = serialiseDocument(document);
+  const std::string signedXml = writeDocument(*document);
   LOG4CPLUS_DEBUG(logger, "Signed XML = " << signedXml);
   char* encoded = nullptr;
   encodeBase64(reinterpret_cast<const unsigned char*>(signedXml.data()), signedXml.size(), &encoded);
@@ -196,10 +203,6 @@ void XMLSigner::generateSignature(xercesc::DOMDocument* document, const std::str
     return builder.relativeNamespace();
   });
   warnOfRelativeNamespace(logger, elementName, relativeNamespace);
-}
-
-std::string XMLSigner::serialiseDocument(const xercesc::DOMDocument* document) {
-  return writeDocument(*document, *domImplementation_);
 }
 
 void XMLSigner::cleanup() {

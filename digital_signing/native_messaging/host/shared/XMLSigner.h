@@ -5,7 +5,6 @@
 
 XERCES_CPP_NAMESPACE_BEGIN
 class DOMDocument;
-class DOMImplementation;
 XERCES_CPP_NAMESPACE_END
 
 /**
@@ -43,11 +42,9 @@ class XMLSigner {
   XMLSigner() = default;
 
   void generateSignature(xercesc::DOMDocument* document, const std::string& elementName);
-  std::string serialiseDocument(const xercesc::DOMDocument* document);
 
   bool initialised_ = false;
   // The identifiers belong to the signature library.
   const XMLCh* signatureMethodURI_ = nullptr;
   const XMLCh* digestMethodURI_ = nullptr;
-  xercesc::DOMImplementation* domImplementation_ = nullptr;
 };
