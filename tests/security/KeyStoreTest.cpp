@@ -140,7 +140,8 @@ TEST(KeyStore, SignaturesVerify) {
         {"Zoë Curve", "curve", "sha256", kSecDigestSHA2, 256, 0},
     };
     for (const auto& row : rows) {
-      const auto digest = opensslOutput(std::string("dgst -binary -") + row.digest + " " + message);
+      const auto digest =
+          opensslOutput(std::string("dgst -binary -").append(row.digest).append(" ").append(message));
       const auto key = keyOf(row.name);
       const Signed fromDigest = sign(key, digest, {kSecInputIsDigest, row.type, row.bits});
       const Signed fromText = sign(key, kMessage, {kSecInputIsPlainText, row.type, row.bits});
@@ -148,8 +149,14 @@ TEST(KeyStore, SignaturesVerify) {
         EXPECT_EQ(result.description, "");
         EXPECT_TRUE(row.length == 0 || result.signature.size() == row.length);
         const std::string signature = writeTemporary("signature", result.signature);
-        opensslOutput(std::string("dgst -") + row.digest + " -verify " + homeFolder(row.publicKey) +
-                      ".pub -signature " + signature + " " + message);
+        opensslOutput(std::string("dgst -")
+                          .append(row.digest)
+                          .append(" -verify ")
+                          .append(homeFolder(row.publicKey))
+                          .append(".pub -signature ")
+                          .append(signature)
+                          .append(" ")
+                          .append(message));
       }
     }
   });

@@ -32,6 +32,7 @@ Owned<Dictionary> values(const x509::Certificate& certificate, CFArrayRef keys) 
 
 Owned<Array> texts(const std::vector<std::string>& strings) {
   std::vector<Owned<>> objects;
+  objects.reserve(strings.size());
   for (const std::string& string : strings) {
     objects.push_back(makeString(string));
   }

@@ -19,11 +19,13 @@ std::string makeName(std::string_view typeName) {
   return name.append("-").append(typeName);
 }
 
-/** Gives the error to whoever asked for one. */
-void report(Owned<> error, CFErrorRef* place) {
+/** Gives the error, or null, to whoever asked for it; whether there was none. */
+Boolean report(Owned<> error, CFErrorRef* place) {
+  const Boolean succeeded = error == nullptr;
   if (place != nullptr) {
     *place = handOver<CFErrorRef>(std::move(error));
   }
+  return succeeded;
 }
 
 }  // namespace
@@ -68,10 +70,10 @@ void Transform::abort(Owned<> error) {
 Owned<> Transform::setAttribute(CFStringRef key, CFTypeRef value) {
   const std::string text = utf8Of(key);
   if (abortError_) {
-    const Owned<String> reason(
-        objectCast<String>(CFErrorCopyDescription(asRef<CFErrorRef>(abortError_.get()))));
-    return transformError(kSecTransformErrorAborted, "ABORT has been sent to the transform (" +
-                                                         utf8Of(asRef<CFStringRef>(reason.get())) + ")");
+    CFStringRef description = CFErrorCopyDescription(asRef<CFErrorRef>(abortError_.get()));
+    const std::string reason = utf8Of(description);
+    CFRelease(description);
+    return transformError(kSecTransformErrorAborted, "ABORT has been sent to the transform (" + reason + ")");
   }
   if (text.starts_with('_')) {
     return transformError(kSecTransformErrorUnsupportedAttribute,
@@ -124,9 +126,7 @@ Boolean SecTransformSetAttribute(SecTransformRef transform, CFStringRef key, CFT
     Owned<> failure = valid ? object->setAttribute(key, value)
                             : transformError(kSecTransformErrorInvalidArgument,
                                              "An attribute needs a transform and a name");
-    const Boolean succeeded = failure == nullptr;
-    report(std::move(failure), error);
-    return succeeded;
+    return report(std::move(failure), error);
   });
 }
 
