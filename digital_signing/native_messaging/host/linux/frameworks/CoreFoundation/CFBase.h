@@ -2,13 +2,20 @@
 
 #include <stdint.h>
 
-#ifdef __cplusplus
+/**
+ * Basic types, and what every object answers to. Names, values and rules are those of the macOS framework;
+ * only what the host calls is declared. Who calls a Create or Copy function owns what it returns and releases
+ * it; what a Get function returns stays with the object it was taken from.
+ *
+ * A null or foreign reference makes a function return null, 0 or false, unless its contract says otherwise.
+ * Lack of memory makes Create and Copy functions return null. No C++ exception comes out of any function.
+ */
 extern "C" {
-#endif
 
 typedef unsigned char Boolean;
 typedef unsigned char UInt8;
 typedef int16_t SInt16;
+typedef uint16_t UniChar;
 typedef uint32_t UInt32;
 typedef int32_t SInt32;
 typedef SInt16 OSErr;
@@ -20,14 +27,40 @@ typedef unsigned long CFOptionFlags;
 typedef unsigned long CFHashCode;
 
 typedef const void* CFTypeRef;
-typedef const struct __CFAllocator* CFAllocatorRef;
-typedef const struct __CFString* CFStringRef;
+typedef const struct OpaqueCFAllocator* CFAllocatorRef;
+typedef const struct OpaqueCFString* CFStringRef;
 
 typedef struct {
   CFIndex location;
   CFIndex length;
 } CFRange;
 
-#ifdef __cplusplus
+inline CFRange CFRangeMake(CFIndex location, CFIndex length) {
+  return CFRange{location, length};
 }
-#endif
+
+enum : CFIndex { kCFNotFound = -1 };
+
+enum CFComparisonResult : CFIndex {
+  kCFCompareLessThan = -1,
+  kCFCompareEqualTo = 0,
+  kCFCompareGreaterThan = 1
+};
+
+/** Null, as on macOS. Objects come from the C++ heap; the allocator argument of the functions is not looked
+ * at. */
+extern const CFAllocatorRef kCFAllocatorDefault;
+
+/** Adds a reference and returns `object`. Null ends the process. */
+CFTypeRef CFRetain(CFTypeRef object);
+
+/** Drops a reference; the object goes with its last one. Null ends the process. */
+void CFRelease(CFTypeRef object);
+
+/** The type of an object: compare it with the XGetTypeID() functions. 0 for null. */
+CFTypeID CFGetTypeID(CFTypeRef object);
+
+/** Whether both are of one type and alike in value; identity where the type has no value (keys, formatters).
+ */
+Boolean CFEqual(CFTypeRef first, CFTypeRef second);
+}

@@ -8,8 +8,8 @@
 /**
  * The common head of every object of this layer; not part of the mirrored interface.
  *
- * A reference type of the interface (CFStringRef, SecKeyRef, ...) is the address of the `Object` part of a C++
- * object, whatever its public type: convert with `asRef` and `objectCast`, never with a cast of your own.
+ * A reference type of the interface (CFStringRef, SecKeyRef, ...) is the address of the `Object` part of a
+ * C++ object, whatever its public type: convert with `asRef` and `objectCast`, never with a cast of your own.
  * An object starts with one reference, which belongs to whoever called the Create or Copy function.
  */
 namespace vorn::frameworks {
@@ -39,7 +39,7 @@ class Object {
   enum class Lifetime { counted, immortal };
 
   /** An immortal object (a constant) is not counted as alive; retain and release leave it in peace. */
-  explicit Object(CFTypeID typeID, Lifetime lifetime = Lifetime::counted)
+  constexpr explicit Object(CFTypeID typeID, Lifetime lifetime = Lifetime::counted)
       : typeID_(typeID), counted_(lifetime == Lifetime::counted), references_(counted_ ? 1 : kImmortal) {
     if (counted_) {
       ++live_;
@@ -82,7 +82,8 @@ Ref asRef(const Object* object) {
   return reinterpret_cast<Ref>(const_cast<Object*>(object));
 }
 
-/** The object behind a reference, or null when the reference is null or of another type. `T::kType` is its TypeID. */
+/** The object behind a reference, or null when the reference is null or of another type. `T::kType` is its
+ * TypeID. */
 template <class T>
 T* objectCast(CFTypeRef ref) {
   auto* object = static_cast<Object*>(const_cast<void*>(ref));

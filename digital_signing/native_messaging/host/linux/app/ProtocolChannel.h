@@ -1,0 +1,24 @@
+#pragma once
+
+#include <optional>
+#include <string_view>
+
+#include "shared/ProtocolDescriptors.h"
+
+/** The browser's two pipes, read with a timed wait and written to the last byte. */
+class ProtocolChannel {
+ public:
+  explicit ProtocolChannel(ProtocolDescriptors descriptors) : descriptors_(descriptors) {}
+
+  /**
+   * Waits at most `milliseconds` for input. Nothing when none came; empty at the end of input; otherwise what could be
+   * read at once, valid until the next call.
+   */
+  std::optional<std::string_view> read(int milliseconds);
+
+  /** Writes all the bytes, waiting as long as the browser takes. Throws OutputClosed when it has gone. */
+  void write(std::string_view bytes);
+
+ private:
+  ProtocolDescriptors descriptors_;
+};

@@ -1,0 +1,48 @@
+#include <log4cplus/logger.h>
+#include <log4cplus/loggingmacros.h>
+
+#include <cstdlib>
+#include <string_view>
+
+#include "linux/app/ProtocolChannel.h"
+#include "mac/app/Logging.h"
+#include "shared/Arguments.h"
+#include "shared/IdleTimer.h"
+#include "shared/MessageExchange.h"
+#include "shared/ProtocolDescriptors.h"
+
+namespace {
+
+const log4cplus::Logger logger = log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("VORNSigning"));
+
+constexpr int kSliceMilliseconds = 1000;
+
+}  // namespace
+
+int main(int argc, const char** argv) {
+  const ProtocolDescriptors descriptors = takeProtocolDescriptors();
+  greetTerminal(descriptors.input);
+  ProtocolChannel channel(descriptors);
+  logging::setUp();
+  LOG4CPLUS_INFO(logger, "Executable launched");
+  logArguments(argc, argv);
+
+  MessageExchange exchange([&channel](std::string_view bytes) { channel.write(bytes); });
+  IdleTimer& idleTimer = IdleTimer::getInstance();
+  idleTimer.start();
+  do {
+    const std::optional<std::string_view> input = channel.read(kSliceMilliseconds);
+    if (!input) {
+      continue;
+    }
+    idleTimer.stop();
+    if (input->empty()) {
+      break;
+    }
+    if (const std::optional<int> status = exchange.deliver(*input)) {
+      return *status;
+    }
+  } while (!idleTimer.hasExpired());
+  LOG4CPLUS_INFO(logger, "Executable removed");
+  return EXIT_SUCCESS;
+}

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <string>
+
+#include "CoreFoundation/CFBase.h"
+
+namespace vorn::frameworks {
+
+/** What went wrong in NSS, in the terms of the mirrored interface. */
+struct NssError {
+  /** The status of a mirrored function. */
+  OSStatus status;
+  /** The code of an error in the domain "Internal CSSM error". */
+  OSStatus cssmCode;
+  /** NSS's own name, SEC_ERROR_BAD_PASSWORD for instance. */
+  std::string name;
+};
+
+/** The codes of the domain "Internal CSSM error" that this layer itself has a reason for. */
+inline constexpr OSStatus kCssmInputLengthError = -2147415807;
+inline constexpr OSStatus kCssmNoUserInteraction = -2147415840;
+
+/** The one translation of the error that NSS reported last, on this thread. */
+NssError lastNssError();
+
+}  // namespace vorn::frameworks

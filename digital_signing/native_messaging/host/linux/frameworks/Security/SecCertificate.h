@@ -1,0 +1,54 @@
+#pragma once
+
+#include <CoreFoundation/CFArray.h>
+#include <CoreFoundation/CFData.h>
+#include <CoreFoundation/CFDictionary.h>
+#include <CoreFoundation/CFError.h>
+#include <Security/SecBase.h>
+
+extern "C" {
+
+/** Entries of a property: a dictionary that describes one item of a certificate. */
+extern const CFStringRef kSecPropertyKeyType;
+extern const CFStringRef kSecPropertyKeyLabel;
+extern const CFStringRef kSecPropertyKeyLocalizedLabel;
+extern const CFStringRef kSecPropertyKeyValue;
+
+/** What kSecPropertyKeyType holds. */
+extern const CFStringRef kSecPropertyTypeSection;
+extern const CFStringRef kSecPropertyTypeData;
+extern const CFStringRef kSecPropertyTypeString;
+extern const CFStringRef kSecPropertyTypeURL;
+extern const CFStringRef kSecPropertyTypeNumber;
+
+CFTypeID SecCertificateGetTypeID(void);
+
+/** The certificate's DER bytes; the caller releases them. Null when `certificate` is none. */
+CFDataRef SecCertificateCopyData(SecCertificateRef certificate);
+
+/**
+ * The RFC 822 names of the subject alternative name, then the e-mail attributes of the subject, in encoded
+ * order, duplicates kept.
+ *
+ * @param emailAddresses set to an array of CFString, empty when there is none; the caller releases it.
+ * @return errSecParam when an argument is null or not a certificate.
+ */
+OSStatus SecCertificateCopyEmailAddresses(SecCertificateRef certificate, CFArrayRef* emailAddresses);
+
+/**
+ * The properties that `keys` names: object identifiers in dotted form, those of SecCertificateOIDs.h and any
+ * extension's.
+ *
+ * @param keys an array of CFString; null for all.
+ * @param error may be null; written on failure only.
+ * @return a dictionary from key to property; keys that the certificate does not have are missing. The caller
+ *         releases it. Null when `certificate` is none or `keys` holds anything but strings.
+ */
+CFDictionaryRef SecCertificateCopyValues(SecCertificateRef certificate, CFArrayRef keys, CFErrorRef* error);
+
+/**
+ * @param key set to the certificate's public key; the caller releases it.
+ * @return errSecInvalidItemRef when `certificate` is none.
+ */
+OSStatus SecCertificateCopyPublicKey(SecCertificateRef certificate, SecKeyRef* key);
+}

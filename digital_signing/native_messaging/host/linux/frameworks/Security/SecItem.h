@@ -1,0 +1,31 @@
+#pragma once
+
+#include <CoreFoundation/CFDictionary.h>
+#include <Security/SecBase.h>
+
+extern "C" {
+
+extern const CFStringRef kSecClass;
+extern const CFStringRef kSecClassIdentity;
+extern const CFStringRef kSecAttrCanSign;
+/** The text that the last common name of the certificate's subject must equal, code unit by code unit. */
+extern const CFStringRef kSecMatchSubjectWholeString;
+/** kSecMatchLimitAll or a CFNumber; one when absent. */
+extern const CFStringRef kSecMatchLimit;
+extern const CFStringRef kSecMatchLimitAll;
+extern const CFStringRef kSecReturnRef;
+
+/**
+ * Finds identities; the only class that can be asked for is kSecClassIdentity.
+ *
+ * The key database is opened, read-only, by the first call that finds one, and stays open for the life of the
+ * process. Validity and trust of certificates are not looked at. Nobody is ever asked for a password: an
+ * identity that a password protects is found, and it is using its key that fails.
+ *
+ * @param result set to a CFArray of SecIdentityRef, or to one SecIdentityRef when the limit is one; the
+ * caller releases it. Null on failure.
+ * @return errSecItemNotFound when nothing matches, which includes that there is no database; errSecParam for
+ * a null argument, another class, or a value of a wrong type.
+ */
+OSStatus SecItemCopyMatching(CFDictionaryRef query, CFTypeRef* result);
+}

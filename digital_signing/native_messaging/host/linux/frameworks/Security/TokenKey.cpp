@@ -1,0 +1,117 @@
+#include "linux/frameworks/Security/TokenKey.h"
+
+#include <cryptohi.h>
+#include <prerror.h>
+#include <secerr.h>
+#include <secitem.h>
+
+namespace vorn::frameworks {
+namespace {
+
+bool hasAttribute(PK11SlotInfo* slot, CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE attribute) {
+  return PK11_HasAttributeSet(slot, object, attribute, PR_FALSE) != PR_FALSE;
+}
+
+std::vector<std::uint8_t> derSignature(const SECItem& raw) {
+  SECItem encoded{};
+  auto input = raw;
+  if (DSAU_EncodeDerSigWithLen(&encoded, &input, input.len) != SECSuccess) {
+    return {};
+  }
+  const der::Bytes bytes = bytesOf(encoded);
+  std::vector<std::uint8_t> signature(bytes.begin(), bytes.end());
+  SECITEM_FreeItem(&encoded, PR_FALSE);
+  return signature;
+}
+
+}  // namespace
+
+TokenKey::TokenKey(Slot slot, PrivateKeyHandle key)
+    : slot_(std::move(slot)),
+      key_(std::move(key)),
+      type_(SECKEY_GetPrivateKeyType(key_.get())),
+      canSign_(hasAttribute(slot_.get(), key_->pkcs11ID, CKA_SIGN)),
+      id_(readAttribute(PK11_TypePrivKey, key_.get(), CKA_ID)) {
+  if (const PublicKeyHandle publicHalf{SECKEY_ConvertToPublicKey(key_.get())}) {
+    describe(*publicHalf);
+  }
+}
+
+/** Whether the private key signs cannot be seen from here: a public key that verifies has to do. */
+TokenKey::TokenKey(Slot slot, const SECKEYPublicKey& publicHalf)
+    : slot_(std::move(slot)),
+      type_(publicHalf.keyType),
+      canSign_(hasAttribute(slot_.get(), publicHalf.pkcs11ID, CKA_VERIFY)),
+      id_(readAttribute(PK11_TypePubKey, const_cast<SECKEYPublicKey*>(&publicHalf), CKA_ID)) {
+  describe(publicHalf);
+}
+
+void TokenKey::describe(const SECKEYPublicKey& publicHalf) {
+  if (publicHalf.keyType == rsaKey) {
+    modulusLength_ = SECKEY_PublicKeyStrength(&publicHalf);
+  }
+  if (const PublicKeyInfo info{SECKEY_CreateSubjectPublicKeyInfo(&publicHalf)}) {
+    constexpr unsigned kBitsPerOctet = 8;
+    const SECItem& bits = info->subjectPublicKey;
+    const der::Bytes octets(bits.data, (bits.len + kBitsPerOctet - 1) / kBitsPerOctet);
+    publicKey_.assign(octets.begin(), octets.end());
+  }
+}
+
+TokenKey::Algorithm TokenKey::algorithm() const {
+  switch (type_) {
+    case rsaKey:
+      return Algorithm::rsa;
+    case ecKey:
+      return Algorithm::ec;
+    default:
+      return Algorithm::other;
+  }
+}
+
+bool TokenKey::isSameAs(const TokenKey& other) const {
+  return slot_.get() == other.slot_.get() &&
+         (publicKey_.empty() ? !id_.empty() && id_ == other.id_ : publicKey_ == other.publicKey_);
+}
+
+bool TokenKey::belongsTo(const TokenCertificate& certificate, der::Bytes publicKey) const {
+  if (!publicKey_.empty()) {
+    return der::equal(publicKey_, publicKey);
+  }
+  // A card that tells nothing of the key's public half: only the identifier ties the two together.
+  return !id_.empty() && slot_.get() == certificate.slot && id_ == certificate.id;
+}
+
+/** Null with NSS's error set. No password function is registered, so that the authentication fails and never
+ * asks. */
+SECKEYPrivateKey* TokenKey::resolve() const {
+  if (key_ == nullptr && PK11_Authenticate(slot_.get(), PR_TRUE, nullptr) == SECSuccess) {
+    SECItem id = itemOf(id_);
+    key_.reset(PK11_FindKeyByKeyID(slot_.get(), &id, nullptr));
+  }
+  return key_.get();
+}
+
+std::variant<std::vector<std::uint8_t>, NssError> TokenKey::sign(der::Bytes input) const {
+  // Some failures in NSS leave no error of their own, and an older one must not speak for them.
+  PR_SetError(SEC_ERROR_LIBRARY_FAILURE, 0);
+  SECKEYPrivateKey* key = resolve();
+  if (key == nullptr) {
+    return lastNssError();
+  }
+  const int length = PK11_SignatureLen(key);
+  std::vector<std::uint8_t> signature(length > 0 ? static_cast<std::size_t>(length) : 0);
+  SECItem output = itemOf(signature);
+  const SECItem data = itemOf(input);
+  if (signature.empty() || PK11_Sign(key, &output, &data) != SECSuccess) {
+    return lastNssError();
+  }
+  if (algorithm() == Algorithm::ec) {
+    signature = derSignature(output);
+    return signature.empty() ? std::variant<std::vector<std::uint8_t>, NssError>(lastNssError()) : signature;
+  }
+  signature.resize(output.len);
+  return signature;
+}
+
+}  // namespace vorn::frameworks

@@ -1,0 +1,59 @@
+#pragma once
+
+#include <variant>
+
+#include "linux/frameworks/Security/NssError.h"
+#include "linux/frameworks/Security/NssHandles.h"
+
+namespace vorn::frameworks {
+
+/** A certificate as a token holds it. */
+struct TokenCertificate {
+  const PK11SlotInfo* slot;
+  std::vector<std::uint8_t> der;
+  /** The token's identifier that a certificate shares with its key; may be empty. */
+  std::vector<std::uint8_t> id;
+};
+
+/**
+ * A private key that stays in its token.
+ *
+ * A token that wants a password shows no private keys, but as a rule the public ones that were made with
+ * them. A key known by its public half alone is looked up when it is used.
+ */
+class TokenKey {
+ public:
+  enum class Algorithm { rsa, ec, other };
+
+  TokenKey(Slot slot, PrivateKeyHandle key);
+  TokenKey(Slot slot, const SECKEYPublicKey& publicHalf);
+
+  Algorithm algorithm() const;
+  /** RSA only: octets in the modulus, which is the length of a signature. */
+  std::size_t modulusLength() const { return modulusLength_; }
+  bool canSign() const { return canSign_; }
+  /** Whether both are one key in one token. */
+  bool isSameAs(const TokenKey& other) const;
+  /** Whether this is the certificate's key; `publicKey` is what its SubjectPublicKeyInfo holds. */
+  bool belongsTo(const TokenCertificate& certificate, der::Bytes publicKey) const;
+
+  /**
+   * The signature over `input` as it stands: padded by PKCS#1 v1.5 but not digested for RSA, a DER sequence
+   * of r and s for elliptic curves. Asks nobody for a password.
+   */
+  std::variant<std::vector<std::uint8_t>, NssError> sign(der::Bytes input) const;
+
+ private:
+  void describe(const SECKEYPublicKey& publicHalf);
+  SECKEYPrivateKey* resolve() const;
+
+  Slot slot_;
+  mutable PrivateKeyHandle key_;
+  KeyType type_;
+  bool canSign_;
+  std::vector<std::uint8_t> id_;
+  std::vector<std::uint8_t> publicKey_;
+  std::size_t modulusLength_ = 0;
+};
+
+}  // namespace vorn::frameworks

@@ -1,0 +1,43 @@
+#include "mac/app/CertificateProperties.h"
+
+#include "mac/app/CFValues.h"
+
+CFTypeRef certificateValue(CFDictionaryRef values, CFStringRef oid) {
+  const auto property = ofType<CFDictionaryRef>(CFDictionaryGetValue(values, oid), CFDictionaryGetTypeID());
+  return property != nullptr ? CFDictionaryGetValue(property, kSecPropertyKeyValue) : nullptr;
+}
+
+CFStringRef certificateString(CFDictionaryRef values, CFStringRef oid) {
+  return ofType<CFStringRef>(certificateValue(values, oid), CFStringGetTypeID());
+}
+
+CFNumberRef certificateNumber(CFDictionaryRef values, CFStringRef oid) {
+  return ofType<CFNumberRef>(certificateValue(values, oid), CFNumberGetTypeID());
+}
+
+CFArrayRef certificateSection(CFDictionaryRef values, CFStringRef oid) {
+  return ofType<CFArrayRef>(certificateValue(values, oid), CFArrayGetTypeID());
+}
+
+CFAbsoluteTime certificateTime(CFDictionaryRef values, CFStringRef oid) {
+  double seconds = 0;
+  if (const CFNumberRef number = certificateNumber(values, oid); number != nullptr) {
+    CFNumberGetValue(number, kCFNumberDoubleType, &seconds);
+  }
+  return seconds;
+}
+
+CFDataRef dataInSection(CFArrayRef section, CFIndex index) {
+  const auto property =
+      ofType<CFDictionaryRef>(CFArrayGetValueAtIndex(section, index), CFDictionaryGetTypeID());
+  if (property == nullptr) {
+    return nullptr;
+  }
+  const auto type =
+      ofType<CFStringRef>(CFDictionaryGetValue(property, kSecPropertyKeyType), CFStringGetTypeID());
+  if (type == nullptr ||
+      CFStringCompare(type, CFSTR("data"), kCFCompareCaseInsensitive) != kCFCompareEqualTo) {
+    return nullptr;
+  }
+  return ofType<CFDataRef>(CFDictionaryGetValue(property, kSecPropertyKeyValue), CFDataGetTypeID());
+}

@@ -1,0 +1,280 @@
+#include "mac/app/KeychainCryptoKeyRSA.h"
+
+// Security.h brings the transforms only to compilers with blocks.
+#include <Security/SecDigestTransform.h>
+#include <Security/SecEncodeTransform.h>
+#include <Security/SecEncryptTransform.h>
+#include <Security/SecSignVerifyTransform.h>
+#include <Security/SecTransform.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+#include <limits>
+#include <memory>
+#include <xsec/enc/XSECCryptoException.hpp>
+
+#include "mac/app/CFValues.h"
+#include "shared/Base64.h"
+
+namespace {
+
+constexpr std::size_t kErrorBufferSize = 1024;
+constexpr UInt8 kSequenceTag = 0x30;
+constexpr UInt8 kIntegerTag = 0x02;
+constexpr UInt8 kLongLength = 0x80;
+
+constexpr auto kProviderName = [] {
+  constexpr char kText[] = "Keychain Provider";
+  std::array<XMLCh, sizeof kText> name{};
+  std::copy(std::begin(kText), std::end(kText), name.begin());
+  return name;
+}();
+
+[[noreturn]] void failUnsupported(const std::string& operation) {
+  throw XSECCryptoException(XSECCryptoException::UnsupportedError,
+                            ("KeychainCryptoKeyRSA::" + operation + "() is not implemented").c_str());
+}
+
+[[noreturn]] void fail(const std::string& message) {
+  throw XSECCryptoException(XSECCryptoException::RSAError, ("KeychainCryptoKeyRSA - " + message).c_str());
+}
+
+/** The error object decides over failure, not what the function returned. */
+void failOn(const CFRef<CFErrorRef>& error, const char* message) {
+  if (error) {
+    fail(message + describeError(error.get()));
+  }
+}
+
+void setAttribute(SecTransformRef transform, CFStringRef name, CFTypeRef value, const char* failure) {
+  CFRef<CFErrorRef> error;
+  SecTransformSetAttribute(transform, name, value, error.out());
+  failOn(error, failure);
+}
+
+CFRef<CFDataRef> execute(SecTransformRef transform, const char* failure) {
+  CFRef<CFErrorRef> error;
+  const auto result = CFRef<CFTypeRef>::adopt(SecTransformExecute(transform, error.out()));
+  failOn(error, failure);
+  return CFRef<CFDataRef>::retain(ofType<CFDataRef>(result.get(), CFDataGetTypeID()));
+}
+
+struct Digest {
+  CFStringRef type;
+  long bits;
+};
+
+/** Only the digests that a request can ask for; for others the key store has the word. */
+Digest digestOf(XSECCryptoHash::HashType hashType) {
+  switch (hashType) {
+    case XSECCryptoHash::HASH_SHA1:
+      return {kSecDigestSHA1, 160};
+    case XSECCryptoHash::HASH_SHA256:
+      return {kSecDigestSHA2, 256};
+    case XSECCryptoHash::HASH_SHA512:
+      return {kSecDigestSHA2, 512};
+    default:
+      return {nullptr, -1};
+  }
+}
+
+CFRef<CFDataRef> signDigest(SecKeyRef privateKey, const unsigned char* hash, unsigned int hashLength,
+                            XSECCryptoHash::HashType hashType) {
+  constexpr char kCreateFailure[] = "Failed to create signer. ";
+  CFRef<CFErrorRef> error;
+  const auto signer = CFRef<SecTransformRef>::adopt(SecSignTransformCreate(privateKey, error.out()));
+  failOn(error, kCreateFailure);
+  if (!signer) {
+    fail(kCreateFailure);
+  }
+  const auto input =
+      CFRef<CFDataRef>::adopt(CFDataCreate(kCFAllocatorDefault, hash, static_cast<CFIndex>(hashLength)));
+  setAttribute(signer.get(), kSecTransformInputAttributeName, input.get(),
+               "Failed to configure input of signer. ");
+  setAttribute(signer.get(), kSecInputIsAttributeName, kSecInputIsDigest,
+               "Failed to configure input type of signer. ");
+  setAttribute(signer.get(), kSecPaddingKey, kSecPaddingPKCS1Key, "Failed to configure padding of signer. ");
+  const Digest digest = digestOf(hashType);
+  setAttribute(signer.get(), kSecDigestTypeAttribute, digest.type,
+               "Failed to configure digest type of signer. ");
+  const auto bits =
+      CFRef<CFNumberRef>::adopt(CFNumberCreate(kCFAllocatorDefault, kCFNumberLongType, &digest.bits));
+  setAttribute(signer.get(), kSecDigestLengthAttribute, bits.get(),
+               "Failed to configure digest length of signer. ");
+  return execute(signer.get(), "Failed to sign data. ");
+}
+
+CFRef<CFDataRef> encodeSignature(CFDataRef signature) {
+  constexpr char kCreateFailure[] = "Failed to create Base64 encoder. ";
+  CFRef<CFErrorRef> error;
+  const auto encoder =
+      CFRef<SecTransformRef>::adopt(SecEncodeTransformCreate(kSecBase64Encoding, error.out()));
+  failOn(error, kCreateFailure);
+  if (!encoder) {
+    fail(kCreateFailure);
+  }
+  setAttribute(encoder.get(), kSecTransformInputAttributeName, signature,
+               "Failed to configure input of Base64 encoder. ");
+  return execute(encoder.get(), "Failed to Base64 encode signature data. ");
+}
+
+std::string base64Text(const CFRef<CFDataRef>& data) {
+  if (!data) {
+    fail("The certificate's public key cannot be read as an RSA key");
+  }
+  char* text = nullptr;
+  encodeBase64(CFDataGetBytePtr(data.get()), static_cast<std::size_t>(CFDataGetLength(data.get())), &text);
+  const std::unique_ptr<char, decltype(&std::free)> buffer(text, &std::free);
+  return text != nullptr ? text : "";
+}
+
+/** The contents of the DER integer at `position`, which moves behind it; empty when it is none. */
+CFRef<CFDataRef> readInteger(std::span<const UInt8> der, std::size_t& position) {
+  if (position >= der.size() || der[position] != kIntegerTag) {
+    return {};
+  }
+  ++position;
+  const std::optional<std::size_t> length = readDerLength(der, position);
+  if (!length || *length > der.size() - position) {
+    return {};
+  }
+  const UInt8* contents = der.data() + position;
+  position += *length;
+  return CFRef<CFDataRef>::adopt(CFDataCreate(kCFAllocatorDefault, contents, static_cast<CFIndex>(*length)));
+}
+
+}  // namespace
+
+KeychainCryptoKeyRSA::KeychainCryptoKeyRSA(SecCertificateRef certificate, SecKeyRef privateKey)
+    : privateKey_(privateKey) {
+  CFRef<SecKeyRef> publicKey;
+  if (SecCertificateCopyPublicKey(certificate, publicKey.out()) == errSecItemNotFound) {
+    fail("No public key found in certificate");
+  }
+  const CSSM_KEY* key = nullptr;
+  if (SecKeyGetCSSMKey(publicKey.get(), &key) == errSecSuccess && key != nullptr &&
+      key->KeyData.Data != nullptr) {
+    readPublicKey({key->KeyData.Data, key->KeyData.Length});
+  }
+}
+
+XSECCryptoKey::KeyType KeychainCryptoKeyRSA::getKeyType() const {
+  return privateKey_ != nullptr ? XSECCryptoKey::KEY_RSA_PRIVATE : XSECCryptoKey::KEY_NONE;
+}
+
+const XMLCh* KeychainCryptoKeyRSA::getProviderName() const {
+  return kProviderName.data();
+}
+
+XSECCryptoKey* KeychainCryptoKeyRSA::clone() const {
+  failUnsupported("clone");
+}
+
+bool KeychainCryptoKeyRSA::verifySHA1PKCS1Base64Signature(const unsigned char*, unsigned int, const char*,
+                                                          unsigned int, XSECCryptoHash::HashType) const {
+  failUnsupported("verifySHA1PKCS1Base64Signature");
+}
+
+unsigned int KeychainCryptoKeyRSA::signSHA1PKCS1Base64Signature(unsigned char* hashBuf, unsigned int hashLen,
+                                                                char* base64SignatureBuf,
+                                                                unsigned int base64SignatureBufLen,
+                                                                XSECCryptoHash::HashType hashType) const {
+  const CFRef<CFDataRef> signature = signDigest(privateKey_, hashBuf, hashLen, hashType);
+  if (!signature) {
+    fail("Signature is null. ");
+  }
+  const CFRef<CFDataRef> encoded = encodeSignature(signature.get());
+  if (!encoded) {
+    return 0;
+  }
+  const CFIndex length = CFDataGetLength(encoded.get());
+  if (length > static_cast<CFIndex>(base64SignatureBufLen)) {
+    fail("Signature of " + std::to_string(length) + " characters is longer than the buffer of " +
+         std::to_string(base64SignatureBufLen));
+  }
+  CFDataGetBytes(encoded.get(), CFRangeMake(0, length), reinterpret_cast<UInt8*>(base64SignatureBuf));
+  return static_cast<unsigned int>(length);
+}
+
+unsigned int KeychainCryptoKeyRSA::privateDecrypt(const unsigned char*, unsigned char*, unsigned int,
+                                                  unsigned int, PaddingType, const XMLCh*, const XMLCh*,
+                                                  unsigned char*, unsigned int) const {
+  failUnsupported("privateDecrypt");
+}
+
+unsigned int KeychainCryptoKeyRSA::publicEncrypt(const unsigned char*, unsigned char*, unsigned int,
+                                                 unsigned int, PaddingType, const XMLCh*, const XMLCh*,
+                                                 unsigned char*, unsigned int) const {
+  failUnsupported("publicEncrypt");
+}
+
+unsigned int KeychainCryptoKeyRSA::getLength() const {
+  failUnsupported("getLength");
+}
+
+void KeychainCryptoKeyRSA::loadPublicModulusBase64BigNums(const char*, unsigned int) {
+  failUnsupported("loadPublicModulusBase64BigNums");
+}
+
+void KeychainCryptoKeyRSA::loadPublicExponentBase64BigNums(const char*, unsigned int) {
+  failUnsupported("loadPublicExponentBase64BigNums");
+}
+
+std::string KeychainCryptoKeyRSA::getModulusBase64() const {
+  return base64Text(modulus_);
+}
+
+std::string KeychainCryptoKeyRSA::getExponentBase64() const {
+  return base64Text(exponent_);
+}
+
+/** Sets both halves of an RSAPublicKey, or, when the bytes are none, neither. */
+void KeychainCryptoKeyRSA::readPublicKey(std::span<const UInt8> der) {
+  std::size_t position = 1;
+  if (der.empty() || der[0] != kSequenceTag || !readDerLength(der, position)) {
+    return;
+  }
+  CFRef<CFDataRef> modulus = readInteger(der, position);
+  CFRef<CFDataRef> exponent = readInteger(der, position);
+  if (modulus && exponent) {
+    modulus_ = std::move(modulus);
+    exponent_ = std::move(exponent);
+  }
+}
+
+std::string describeError(CFErrorRef error) {
+  const auto description = CFRef<CFStringRef>::adopt(CFErrorCopyDescription(error));
+  return utf8TextCutTo(description.get(), kErrorBufferSize);
+}
+
+std::optional<std::size_t> readDerLength(std::span<const UInt8> der, std::size_t& position) {
+  if (position >= der.size()) {
+    return std::nullopt;
+  }
+  std::size_t length = der[position++];
+  if (length > kLongLength) {
+    const std::size_t count = length - kLongLength;
+    if (count > der.size() - position) {
+      return std::nullopt;
+    }
+    length = 0;
+    for (const UInt8 byte : der.subspan(position, count)) {
+      // More than fits is more than there is, whatever follows.
+      const bool fits = length <= std::numeric_limits<std::size_t>::max() >> 8;
+      length = fits ? length << 8 | byte : std::numeric_limits<std::size_t>::max();
+    }
+    position += count;
+  }
+  if (position >= der.size()) {
+    return std::nullopt;
+  }
+  if (der[position] == 0) {
+    if (length == 0) {
+      return std::nullopt;
+    }
+    ++position;
+    --length;
+  }
+  return length;
+}

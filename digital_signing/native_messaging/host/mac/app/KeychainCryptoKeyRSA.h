@@ -1,0 +1,79 @@
+#pragma once
+
+#include <CoreFoundation/CoreFoundation.h>
+#include <Security/Security.h>
+
+#include <cstddef>
+#include <optional>
+#include <span>
+#include <string>
+#include <xsec/enc/XSECCryptoKeyRSA.hpp>
+
+#include "mac/app/CFRef.h"
+
+/**
+ * The RSA key that xml-security-c signs with: the private half stays in the key store and signs there, the
+ * public half is read from the certificate. It signs, and nothing else; every other operation throws
+ * XSECCryptoException of type UnsupportedError.
+ */
+class KeychainCryptoKeyRSA : public XSECCryptoKeyRSA {
+ public:
+  /**
+   * `privateKey` is borrowed: it must outlive this object. The certificate is only read.
+   * Throws XSECCryptoException when the certificate has no public key. A public key that is there but cannot
+   * be read as an RSA key leaves the object without modulus and exponent.
+   */
+  KeychainCryptoKeyRSA(SecCertificateRef certificate, SecKeyRef privateKey);
+
+  XSECCryptoKey::KeyType getKeyType() const override;
+  const XMLCh* getProviderName() const override;
+  XSECCryptoKey* clone() const override;
+
+  bool verifySHA1PKCS1Base64Signature(const unsigned char* hashBuf, unsigned int hashLen,
+                                      const char* base64Signature, unsigned int sigLen,
+                                      XSECCryptoHash::HashType hashType) const override;
+
+  /**
+   * Signs a digest of any supported kind, in spite of the name: the bytes at `hashBuf` are wrapped in the
+   * DigestInfo of `hashType` and signed by PKCS#1 v1.5. Returns the count of base64 characters written,
+   * without a zero byte. Throws XSECCryptoException when the key store fails or the text is longer than
+   * `base64SignatureBufLen`.
+   */
+  unsigned int signSHA1PKCS1Base64Signature(unsigned char* hashBuf, unsigned int hashLen,
+                                            char* base64SignatureBuf, unsigned int base64SignatureBufLen,
+                                            XSECCryptoHash::HashType hashType) const override;
+
+  unsigned int privateDecrypt(const unsigned char* inBuf, unsigned char* plainBuf, unsigned int inLength,
+                              unsigned int maxOutLength, PaddingType padding, const XMLCh* hashURI,
+                              const XMLCh* mgfURI, unsigned char* params,
+                              unsigned int paramsLen) const override;
+  unsigned int publicEncrypt(const unsigned char* inBuf, unsigned char* cipherBuf, unsigned int inLength,
+                             unsigned int maxOutLength, PaddingType padding, const XMLCh* hashURI,
+                             const XMLCh* mgfURI, unsigned char* params,
+                             unsigned int paramsLen) const override;
+  unsigned int getLength() const override;
+  void loadPublicModulusBase64BigNums(const char* b64, unsigned int len) override;
+  void loadPublicExponentBase64BigNums(const char* b64, unsigned int len) override;
+
+  /** Base64 of the big-endian magnitude. Throws XSECCryptoException when the certificate's key could not be
+   * read. */
+  std::string getModulusBase64() const;
+  std::string getExponentBase64() const;
+
+ private:
+  void readPublicKey(std::span<const UInt8> der);
+
+  SecKeyRef privateKey_;
+  CFRef<CFDataRef> exponent_;
+  CFRef<CFDataRef> modulus_;
+};
+
+/** The description of an error, cut to 1023 bytes. */
+std::string describeError(CFErrorRef error);
+
+/**
+ * Reads the length at `position` and moves behind it. 0x80 is the length 128. A zero byte in front of the
+ * contents (it keeps a DER integer positive) is stepped over and not counted. None when that would leave
+ * `der`.
+ */
+std::optional<std::size_t> readDerLength(std::span<const UInt8> der, std::size_t& position);

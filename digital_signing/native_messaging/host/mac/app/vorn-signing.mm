@@ -1,0 +1,96 @@
+#import <Foundation/Foundation.h>
+
+#include <log4cplus/logger.h>
+#include <log4cplus/loggingmacros.h>
+
+#include <cstdlib>
+#include <string_view>
+
+#include "mac/app/Logging.h"
+#include "shared/Arguments.h"
+#include "shared/IdleTimer.h"
+#include "shared/MessageExchange.h"
+#include "shared/ProtocolDescriptors.h"
+
+namespace {
+
+const log4cplus::Logger logger = log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("VORNSigning"));
+
+constexpr NSTimeInterval kSliceSeconds = 1.0;
+
+void runLoopForOneSlice() {
+  [[NSRunLoop mainRunLoop] runUntilDate:[NSDate dateWithTimeIntervalSinceNow:kSliceSeconds]];
+}
+
+/** Writes all the bytes. The handle reports a reader that has gone by an exception of Foundation's own kind. */
+void writeBytes(NSFileHandle* output, std::string_view bytes) {
+  bool written = true;
+  @try {
+    [output writeData:[NSData dataWithBytes:bytes.data() length:bytes.size()]];
+  } @catch (NSException*) {
+    written = false;
+  }
+  if (!written) {
+    throw OutputClosed();
+  }
+}
+
+/** What is there to be read; empty at the end of input, which a handle that cannot be read any more has reached too. */
+NSData* readAvailableData(NSFileHandle* input) {
+  @try {
+    return [input availableData];
+  } @catch (NSException*) {
+    return [NSData data];
+  }
+}
+
+}  // namespace
+
+int main(int argc, const char** argv) {
+  const ProtocolDescriptors descriptors = takeProtocolDescriptors();
+  greetTerminal(descriptors.input);
+
+  NSAutoreleasePool* const pool = [[NSAutoreleasePool alloc] init];
+  runLoopForOneSlice();
+  logging::setUp();
+  LOG4CPLUS_INFO(logger, "Executable launched");
+  logArguments(argc, argv);
+
+  NSFileHandle* const input = [[NSFileHandle alloc] initWithFileDescriptor:descriptors.input];
+  NSFileHandle* const output = [[NSFileHandle alloc] initWithFileDescriptor:descriptors.output];
+  [input waitForDataInBackgroundAndNotify];
+  auto* const exchange = new MessageExchange([output](std::string_view bytes) { writeBytes(output, bytes); });
+  IdleTimer& idleTimer = IdleTimer::getInstance();
+  idleTimer.start();
+
+  // No queue: the handler runs where the notification is posted, on this thread, within the run loop.
+  id const observer = [[NSNotificationCenter defaultCenter]
+      addObserverForName:NSFileHandleDataAvailableNotification
+                  object:input
+                   queue:nil
+              usingBlock:^(NSNotification*) {
+                IdleTimer::getInstance().stop();
+                NSData* const data = readAvailableData(input);
+                if ([data length] == 0) {
+                  LOG4CPLUS_INFO(logger, "Executable removed");
+                  std::exit(EXIT_SUCCESS);
+                }
+                [input waitForDataInBackgroundAndNotify];
+                const auto* const bytes = static_cast<const char*>([data bytes]);
+                if (const std::optional<int> status = exchange->deliver({bytes, [data length]})) {
+                  std::exit(*status);
+                }
+              }];
+
+  do {
+    runLoopForOneSlice();
+  } while (!idleTimer.hasExpired());
+
+  [[NSNotificationCenter defaultCenter] removeObserver:observer];
+  delete exchange;
+  [output release];
+  [input release];
+  [pool drain];
+  LOG4CPLUS_INFO(logger, "Executable removed");
+  return EXIT_SUCCESS;
+}

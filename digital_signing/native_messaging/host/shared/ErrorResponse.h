@@ -1,0 +1,9 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "shared/json/jsonxx.h"
+
+/** Appends "result": "error", "error_code" and "error_message" to an answer; what it holds already stays. */
+void appendError(jsonxx::Object& response, std::uint32_t code, const std::string& message);

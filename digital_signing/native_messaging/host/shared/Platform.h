@@ -1,0 +1,23 @@
+#pragma once
+
+#include <string>
+
+/** All that the shared code asks of the operating system beside files and clocks; each system supplies its own. */
+namespace platform {
+
+struct SystemVersion {
+  int major = 0;
+  int minor = 0;
+  int bugFix = 0;
+};
+
+/** The current user's home folder, without a slash at its end; empty when it cannot be found. */
+std::string homeFolder();
+
+/** The operating system's version; a number that the system does not tell is 0. */
+SystemVersion systemVersion();
+
+/** The path of what is installed: the application bundle, or the program itself. Empty when it cannot be found. */
+std::string installedPath();
+
+}  // namespace platform

@@ -1,0 +1,94 @@
+#include "shared/RequestHandler.h"
+
+#include <log4cplus/logger.h>
+#include <log4cplus/loggingmacros.h>
+
+#include <algorithm>
+#include <utility>
+
+#include "mac/app/Logging.h"
+#include "shared/ErrorResponse.h"
+#include "shared/Exceptions.h"
+#include "shared/IdleTimer.h"
+#include "shared/RequestValidation.h"
+#include "shared/Signing.h"
+#include "shared/VersionResponse.h"
+#include "shared/json/Utf8.h"
+
+namespace {
+
+const log4cplus::Logger logger = log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("RequestHandler"));
+
+std::string lowerCase(std::string text) {
+  std::transform(text.begin(), text.end(), text.begin(),
+                 [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
+  return text;
+}
+
+}  // namespace
+
+RequestHandler::RequestHandler(std::string message) : message_(std::move(message)) {}
+
+jsonxx::Object RequestHandler::handleRequest() {
+  try {
+    parse();
+    applySettings();
+    dispatch();
+  } catch (const InvalidArgumentException&) {
+    throw;
+  } catch (const BaseException& failure) {
+    LOG4CPLUS_ERROR(logger, "Request failed with code " << failure.code() << ": " << failure.message());
+    appendError(response_, failure.code(), failure.message());
+  }
+  if (!response_.has<jsonxx::String>("result")) {
+    response_ << "result" << "ok";
+  }
+  return std::move(response_);
+}
+
+void RequestHandler::parse() {
+  if (!isValidUtf8(message_) || !request_.parse(message_)) {
+    throw InvalidArgumentException("Failed to parse request message");
+  }
+  if (!request_.has<jsonxx::String>("type")) {
+    throw InvalidArgumentException("Request type is missing from the request message");
+  }
+}
+
+void RequestHandler::applySettings() {
+  logging::setVerbose(request_.has<jsonxx::String>("verbose") ? request_.get<jsonxx::String>("verbose") : "");
+  LOG4CPLUS_DEBUG(logger, "Request message = " << message_);
+  if (request_.has<jsonxx::Number>("idle_timeout")) {
+    const jsonxx::Number timeout = request_.get<jsonxx::Number>("idle_timeout");
+    LOG4CPLUS_INFO(logger, "Setting idle timeout = " << timeout);
+    IdleTimer::getInstance().setTimeout(timeout);
+  }
+}
+
+void RequestHandler::dispatch() {
+  const std::string type = lowerCase(request_.get<jsonxx::String>("type"));
+  LOG4CPLUS_INFO(logger, "Request type = " << type);
+  if (type == "version") {
+    handleVersionRequest();
+  } else if (type == "sign") {
+    handleSignRequest();
+  } else {
+    throw InvalidArgumentException("Unknown request type");
+  }
+}
+
+void RequestHandler::handleVersionRequest() {
+  appendVersion(response_);
+  if (request_.has<jsonxx::Object>("user_details")) {
+    const auto& userDetails = request_.get<jsonxx::Object>("user_details");
+    validateUserDetails(userDetails);
+    signing::appendCertificate(userDetails, response_);
+  }
+}
+
+void RequestHandler::handleSignRequest() {
+  validateSignRequest(request_);
+  const auto algorithm = requestedAlgorithm(request_);
+  signing::appendCertificate(request_.get<jsonxx::Object>("user_details"), response_);
+  signing::appendSignedData(request_.get<jsonxx::Array>("xml_data"), algorithm, response_);
+}

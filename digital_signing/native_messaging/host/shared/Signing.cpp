@@ -1,0 +1,59 @@
+#include "shared/Signing.h"
+
+#include <optional>
+#include <string>
+#include <utility>
+
+#include "mac/app/CertificateSelection.h"
+#include "shared/Exceptions.h"
+#include "shared/ParserErrors.h"
+#include "shared/XMLSigner.h"
+
+namespace {
+
+/** A document that the parser refuses is the page's to hear of, like any other failure. */
+std::string signDocument(XMLSigner& signer, const std::string& base64Xml) {
+  try {
+    return signer.sign(base64Xml);
+  } catch (...) {
+    if (const std::optional<std::string> refusal = describeParserException()) {
+      throw XMLDataParsingException(*refusal);
+    }
+    throw;
+  }
+}
+
+}  // namespace
+
+namespace signing {
+
+void appendCertificate(const jsonxx::Object& userDetails, jsonxx::Object& response) {
+  CertificateSelection& selection = CertificateSelection::getInstance();
+  selection.initialise(userDetails);
+  const std::string expiry = selection.getCertificateExpiry();
+  response << "cert_expiry" << expiry;
+  response << "cert_issuer" << selection.getCertificateIssuer();
+  response << "cert_serial" << selection.getCertificateSerial();
+  if (selection.isExpired()) {
+    throw CertificateExpiredException();
+  }
+}
+
+void appendSignedData(const jsonxx::Array& xmlData, SignatureAlgorithm algorithm, jsonxx::Object& response) {
+  XMLSigner& signer = XMLSigner::getInstance();
+  signer.initialise(static_cast<XMLSigner::SignatureAlgorithm>(algorithm));
+  jsonxx::Array signedData;
+  for (const auto& element : xmlData.elements()) {
+    const auto& document = element->get<jsonxx::Object>();
+    jsonxx::Object item;
+    if (document.has<jsonxx::String>("id")) {
+      item << "id" << document.get<jsonxx::String>("id");
+    }
+    jsonxx::Value signedDocument(signDocument(signer, document.get<jsonxx::String>("data")));
+    item << "data" << std::move(signedDocument);
+    signedData << jsonxx::Value(std::move(item));
+  }
+  response << "signed_data" << jsonxx::Value(std::move(signedData));
+}
+
+}  // namespace signing

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "shared/json/jsonxx.h"
+
+namespace jsonxx {
+
+/** The exact writer: one item per line, indented by tabs, members in key order. */
+class JsonWriter {
+ public:
+  std::string render(const Object& object);
+
+ private:
+  /** A container that is still open, and the items it has left; only the pair of its own kind is in use. */
+  struct Open {
+    bool isObject;
+    Object::Members::const_iterator member, lastMember;
+    Array::Elements::const_iterator element, lastElement;
+  };
+
+  void open(const Object& object);
+  void open(const Array& array);
+  void close();
+  void writeValue(const Value& value);
+  void writeQuoted(std::string_view text);
+  void writeIndent() { text_.append(open_.size(), '\t'); }
+  void replaceLastComma();
+
+  std::string text_;
+  std::vector<Open> open_;
+};
+
+}  // namespace jsonxx

@@ -1,0 +1,73 @@
+#include "shared/json/Utf8.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+namespace {
+
+constexpr std::string_view kReplacement = "\xEF\xBF\xBD";
+
+std::size_t skipAscii(std::string_view text, std::size_t at) {
+  constexpr std::uint64_t kHighBits = 0x8080808080808080;
+  for (std::uint64_t eight = 0; text.size() - at >= sizeof(eight); at += sizeof(eight)) {
+    std::memcpy(&eight, text.data() + at, sizeof(eight));
+    if ((eight & kHighBits) != 0) break;
+  }
+  while (at < text.size() && static_cast<unsigned char>(text[at]) < 0x80) ++at;
+  return at;
+}
+
+struct Sequence {
+  /** Of the whole sequence, or of as much of it as is well-formed; at least 1. */
+  std::size_t length;
+  bool valid;
+};
+
+/** Looks at the sequence whose first byte, not an ASCII one, is at `at`. */
+Sequence sequenceAt(std::string_view text, std::size_t at) {
+  const auto lead = static_cast<unsigned char>(text[at]);
+  if (lead < 0xC2 || lead > 0xF4) return {1, false};
+  const std::size_t whole = lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
+  // The second byte's range is what keeps out overlong forms, surrogates and what lies above U+10FFFF.
+  unsigned char low = lead == 0xE0 ? 0xA0 : lead == 0xF0 ? 0x90 : 0x80;
+  unsigned char high = lead == 0xED ? 0x9F : lead == 0xF4 ? 0x8F : 0xBF;
+  for (std::size_t length = 1; length < whole; ++length) {
+    if (at + length == text.size()) return {length, false};
+    const auto next = static_cast<unsigned char>(text[at + length]);
+    if (next < low || next > high) return {length, false};
+    low = 0x80;
+    high = 0xBF;
+  }
+  return {whole, true};
+}
+
+/** Where the first ill-formed sequence from `at` on starts; the end of the text if there is none. */
+std::size_t findInvalid(std::string_view text, std::size_t at) {
+  while ((at = skipAscii(text, at)) < text.size()) {
+    const Sequence sequence = sequenceAt(text, at);
+    if (!sequence.valid) break;
+    at += sequence.length;
+  }
+  return at;
+}
+
+}  // namespace
+
+bool isValidUtf8(std::string_view text) {
+  return findInvalid(text, 0) == text.size();
+}
+
+std::string replaceInvalidUtf8(std::string text) {
+  std::size_t invalid = findInvalid(text, 0);
+  if (invalid == text.size()) return text;
+  std::string result;
+  result.reserve(text.size() + kReplacement.size());
+  for (std::size_t at = 0;;) {
+    result.append(text, at, invalid - at);
+    if (invalid == text.size()) return result;
+    result.append(kReplacement);
+    at = invalid + sequenceAt(text, invalid).length;
+    invalid = findInvalid(text, at);
+  }
+}

@@ -1,0 +1,339 @@
+#include "shared/json/jsonxx.h"
+
+// The checks of this library end the process by design, in release builds too: whatever the build type says,
+// the assertion below has to be alive.
+#undef NDEBUG
+#include <cassert>
+#include <cstdio>
+
+#include "shared/json/JsonReader.h"
+#include "shared/json/JsonWriter.h"
+
+namespace jsonxx {
+
+void assertion(const char* file, int line, const char* expression, bool result) {
+  if (result) return;
+  std::fprintf(stderr, "[JSONXX] expression '%s' failed at %s:%d -> ", expression, file, line);
+  assert(0);
+}
+
+/** Takes containers apart before they are destroyed, so that destroying one never reaches into its depth. */
+class Dismantler {
+ public:
+  void takeChildren(Array& array) {
+    for (auto& element : array.elements_) take(element);
+    array.elements_.clear();
+  }
+
+  void takeChildren(Object& object) {
+    for (auto& member : object.members_) take(member.second);
+    object.members_.clear();
+  }
+
+  void run() {
+    while (!containers_.empty()) {
+      const std::unique_ptr<Value> container = std::move(containers_.back());
+      containers_.pop_back();
+      if (container->is<Array>()) {
+        takeChildren(container->get<Array>());
+      } else {
+        takeChildren(container->get<Object>());
+      }
+    }
+  }
+
+ private:
+  void take(std::unique_ptr<Value>& value) {
+    const Value& child = *value;
+    const bool hasChildren = (child.is<Array>() && !child.get<Array>().empty()) ||
+                             (child.is<Object>() && !child.get<Object>().empty());
+    if (hasChildren) containers_.push_back(std::move(value));
+  }
+
+  std::vector<std::unique_ptr<Value>> containers_;
+};
+
+namespace {
+
+/** Copies level by level from a list of what is still to be copied, so that no depth can exhaust the stack.
+ */
+class Copier {
+ public:
+  void copyChildren(const Array& from, Array& to) {
+    for (const auto& element : from.elements()) {
+      to.append(std::make_unique<Value>());
+      copy(*element, *to.elements().back());
+    }
+  }
+
+  void copyChildren(const Object& from, Object& to) {
+    for (const auto& [key, value] : from.members()) {
+      auto child = std::make_unique<Value>();
+      Value& target = *child;
+      to.store(String(key), std::move(child));
+      copy(*value, target);
+    }
+  }
+
+  void run() {
+    while (!pending_.empty()) {
+      const auto [from, to] = pending_.back();
+      pending_.pop_back();
+      if (from->is<Array>()) {
+        copyChildren(from->get<Array>(), to->get<Array>());
+      } else {
+        copyChildren(from->get<Object>(), to->get<Object>());
+      }
+    }
+  }
+
+ private:
+  void copy(const Value& from, Value& to) {
+    switch (from.kind()) {
+      case Kind::kArray:
+        to.import(Array());
+        break;
+      case Kind::kObject:
+        to.import(Object());
+        break;
+      default:
+        to.import(from);
+        return;
+    }
+    pending_.emplace_back(&from, &to);
+  }
+
+  std::vector<std::pair<const Value*, Value*>> pending_;
+};
+
+}  // namespace
+
+Value::Value(const char* text) : Value(String(text)) {}
+Value::Value(std::string_view text) : Value(String(text)) {}
+Value::Value(const String& text) : Value(String(text)) {}
+Value::Value(const Array& array) : Value(Array(array)) {}
+Value::Value(const Object& object) : Value(Object(object)) {}
+
+Value::Value(String&& text) : kind_(Kind::kString) {
+  payload_.string = new String(std::move(text));
+}
+Value::Value(Array&& array) : kind_(Kind::kArray) {
+  payload_.array = new Array(std::move(array));
+}
+Value::Value(Object&& object) : kind_(Kind::kObject) {
+  payload_.object = new Object(std::move(object));
+}
+
+Value::Value(const Value& other) {
+  import(other);
+}
+
+Value& Value::operator=(const Value& other) {
+  import(other);
+  return *this;
+}
+
+void Value::import(const Value& other) {
+  if (&other == this) return;
+  // What is copied may belong to what is replaced, so the copy comes first.
+  switch (other.kind_) {
+    case Kind::kNumber:
+      import(Value(other.get<Number>()));
+      break;
+    case Kind::kString:
+      import(Value(other.get<String>()));
+      break;
+    case Kind::kBoolean:
+      import(Value(other.get<Boolean>()));
+      break;
+    case Kind::kNull:
+      import(Value(Null()));
+      break;
+    case Kind::kArray:
+      import(Value(other.get<Array>()));
+      break;
+    case Kind::kObject:
+      import(Value(other.get<Object>()));
+      break;
+    case Kind::kInvalid:
+      import(Value());
+      break;
+    default:
+      assertion(__FILE__, __LINE__, "!\"not implemented\"", false);
+  }
+}
+
+void Value::destroyPayload() noexcept {
+  switch (kind_) {
+    case Kind::kString:
+      delete payload_.string;
+      payload_.string = nullptr;
+      break;
+    case Kind::kArray:
+      delete payload_.array;
+      payload_.array = nullptr;
+      break;
+    case Kind::kObject:
+      delete payload_.object;
+      payload_.object = nullptr;
+      break;
+    default:
+      break;
+  }
+}
+
+Array::Array(Value element) {
+  *this << std::move(element);
+}
+
+Array::Array(const Array& other) {
+  elements_.reserve(other.size());
+  Copier copier;
+  copier.copyChildren(other, *this);
+  copier.run();
+}
+
+Array& Array::operator=(const Array& other) {
+  if (this != &other) *this = Array(other);
+  return *this;
+}
+
+Array& Array::operator=(Array&& other) noexcept {
+  // Taken first: `other` may be nested in this array.
+  Array taken(std::move(other));
+  elements_.swap(taken.elements_);
+  return *this;
+}
+
+Array& Array::operator=(const Value& element) {
+  return *this = Value(element);
+}
+Array& Array::operator=(Value&& element) {
+  return *this = Array(std::move(element));
+}
+
+Array& Array::operator<<(const Value& element) {
+  return *this << Value(element);
+}
+
+Array& Array::operator<<(Value&& element) {
+  append(std::make_unique<Value>(std::move(element)));
+  return *this;
+}
+
+Array& Array::operator<<(const Array& other) {
+  return *this << Array(other);
+}
+
+Array& Array::operator<<(Array&& other) {
+  Array taken(std::move(other));
+  for (auto& element : taken.elements_) append(std::move(element));
+  taken.elements_.clear();
+  return *this;
+}
+
+void Array::reset() noexcept {
+  Dismantler dismantler;
+  dismantler.takeChildren(*this);
+  dismantler.run();
+}
+
+Object::Object(String key, Value value) {
+  store(std::move(key), std::make_unique<Value>(std::move(value)));
+}
+
+Object::Object(const Object& other) {
+  Copier copier;
+  copier.copyChildren(other, *this);
+  copier.run();
+}
+
+Object& Object::operator=(const Object& other) {
+  pendingKey_.clear();
+  if (this != &other) *this = Object(other);
+  return *this;
+}
+
+Object& Object::operator=(Object&& other) noexcept {
+  // Taken first: `other` may be nested in this object.
+  Object taken(std::move(other));
+  members_.swap(taken.members_);
+  pendingKey_.clear();
+  return *this;
+}
+
+const Value* Object::find(std::string_view key) const {
+  const auto member = members_.find(key);
+  return member == members_.end() ? nullptr : member->second.get();
+}
+
+void Object::import(std::string_view key, const Value& value) {
+  import(key, Value(value));
+}
+
+void Object::import(std::string_view key, Value&& value) {
+  String ownKey(key);
+  pendingKey_.clear();
+  store(std::move(ownKey), std::make_unique<Value>(std::move(value)));
+}
+
+void Object::import(const Object& other) {
+  import(Object(other));
+}
+
+void Object::import(Object&& other) {
+  pendingKey_.clear();
+  Object taken(std::move(other));
+  while (!taken.members_.empty()) {
+    auto member = taken.members_.extract(taken.members_.begin());
+    store(std::move(member.key()), std::move(member.mapped()));
+  }
+}
+
+void Object::store(String&& key, std::unique_ptr<Value> value) {
+  // Keys mostly come in order: rendered texts and copies are sorted.
+  const auto hint = members_.end();
+  members_.insert_or_assign(hint, std::move(key), std::move(value));
+}
+
+Object& Object::operator<<(const Value& keyOrValue) {
+  return *this << Value(keyOrValue);
+}
+
+Object& Object::operator<<(Value&& keyOrValue) {
+  if (pendingKey_.empty()) {
+    pendingKey_ = std::move(keyOrValue.get<String>());
+  } else {
+    import(pendingKey_, std::move(keyOrValue));
+  }
+  return *this;
+}
+
+Object& Object::operator<<(const Object& value) {
+  return *this << Object(value);
+}
+
+Object& Object::operator<<(Object&& value) {
+  import(pendingKey_, Value(std::move(value)));
+  return *this;
+}
+
+void Object::reset() noexcept {
+  Dismantler dismantler;
+  dismantler.takeChildren(*this);
+  dismantler.run();
+}
+
+bool Object::parse(std::string_view text) {
+  // Into a fresh object: the text may belong to a member of this one.
+  Object read;
+  const bool complete = JsonReader(text).readObject(read);
+  members_.swap(read.members_);
+  return complete;
+}
+
+std::string Object::json() const {
+  return JsonWriter().render(*this);
+}
+
+}  // namespace jsonxx

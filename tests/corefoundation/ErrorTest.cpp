@@ -1,0 +1,90 @@
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "corefoundation/LayerTest.h"
+
+namespace corefoundation_test {
+namespace {
+
+using Texts = std::vector<std::pair<CFStringRef, CFTypeRef>>;
+
+class ErrorTest : public LayerTest {};
+
+CFRef<CFDictionaryRef> userInfo(const Texts& texts) {
+  std::vector<const void*> keys;
+  std::vector<const void*> values;
+  for (const auto& [key, value] : texts) {
+    keys.push_back(key);
+    values.push_back(value);
+  }
+  return CFRef<CFDictionaryRef>::adopt(
+      CFDictionaryCreate(nullptr, keys.data(), values.data(), static_cast<CFIndex>(keys.size()),
+                         &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks));
+}
+
+TEST_F(ErrorTest, DescribesWithTheBestTextItHas) {
+  const CFStringRef kTransform = CFSTR("com.apple.security.transforms.error");
+  const std::string kNotCompleted = "The operation couldn\xE2\x80\x99t be completed. ";
+  const auto& kText = kCFErrorLocalizedDescriptionKey;
+  const auto& kFailure = kCFErrorLocalizedFailureKey;
+  const auto& kReason = kCFErrorLocalizedFailureReasonKey;
+  const auto& kPlain = kCFErrorDescriptionKey;
+  const struct {
+    CFErrorDomain domain;
+    CFIndex code;
+    Texts texts;
+    std::string description;
+  } kCases[] = {
+      {kCFErrorDomainOSStatus, -25300, {}, kNotCompleted + "(OSStatus error -25300.)"},
+      {kCFErrorDomainCocoa, 4, {}, kNotCompleted + "(Cocoa error 4.)"},
+      {kCFErrorDomainMach, 1, {}, kNotCompleted + "(Mach error 1.)"},
+      {CFSTR("NSCoreFoundationErrorDomain"), 0, {}, kNotCompleted + "(Core Foundation error 0.)"},
+      {kCFErrorDomainPOSIX, 2, {}, kNotCompleted + "No such file or directory"},
+      {kTransform, 6, {}, kNotCompleted + "(com.apple.security.transforms.error error 6.)"},
+      {kTransform,
+       6,
+       {{kPlain, CFSTR("Invalid digest")}},
+       kNotCompleted + "(com.apple.security.transforms.error error 6 - Invalid digest)"},
+      {CFSTR("d\u00FC"), -1, {{kPlain, CFSTR("")}}, kNotCompleted + "(d\xC3\xBC error -1 - )"},
+      {kTransform, 6, {{kPlain, CFSTR("p")}, {kReason, CFSTR("Why.")}}, kNotCompleted + "Why."},
+      {kTransform, 6, {{kFailure, CFSTR("It failed.")}, {kReason, CFSTR("Why.")}}, "It failed. Why."},
+      {kTransform, 6, {{kFailure, CFSTR("It failed.")}, {kPlain, CFSTR("p")}}, "It failed."},
+      {kTransform,
+       6,
+       {{kReason, CFSTR("Why.")}, {kText, CFSTR("As it is")}, {kPlain, CFSTR("p")}},
+       "As it is"},
+      {kTransform, 6, {{kText, kCFBooleanTrue}, {kReason, CFSTR("Why.")}}, kNotCompleted + "Why."},
+  };
+  for (const auto& row : kCases) {
+    const auto info = userInfo(row.texts);
+    const auto error = CFRef<CFErrorRef>::adopt(CFErrorCreate(nullptr, row.domain, row.code, info.get()));
+    const auto description = CFRef<CFStringRef>::adopt(CFErrorCopyDescription(error.get()));
+    EXPECT_EQ(vorn::frameworks::utf8Of(description.get()), row.description);
+    EXPECT_EQ(CFErrorGetCode(error.get()), row.code);
+    EXPECT_TRUE(CFEqual(CFErrorGetDomain(error.get()), row.domain));
+  }
+}
+
+TEST_F(ErrorTest, KeepsItsPartsAndRefusesOthers) {
+  auto domain = text("some.domain");
+  auto info = userInfo({{kCFErrorDescriptionKey, text("made for this").get()}});
+  const auto error = CFRef<CFErrorRef>::adopt(CFErrorCreate(nullptr, domain.get(), 7, info.get()));
+  const auto same = vorn::frameworks::makeError(domain.get(), 7, "made for this");
+  EXPECT_TRUE(CFEqual(error.get(), same.get()));
+  domain.reset();
+  info.reset();
+  const auto description = CFRef<CFStringRef>::adopt(CFErrorCopyDescription(error.get()));
+  EXPECT_EQ(vorn::frameworks::utf8Of(description.get()),
+            "The operation couldn\xE2\x80\x99t be completed. (some.domain error 7 - made for this)");
+
+  EXPECT_EQ(CFErrorCreate(nullptr, nullptr, 1, nullptr), nullptr);
+  EXPECT_EQ(CFErrorCreate(nullptr, CFSTR("d"), 1, reinterpret_cast<CFDictionaryRef>(kCFBooleanTrue)),
+            nullptr);
+  EXPECT_EQ(CFErrorCopyDescription(nullptr), nullptr);
+  EXPECT_EQ(CFErrorGetDomain(nullptr), nullptr);
+  EXPECT_EQ(CFErrorGetCode(nullptr), 0);
+}
+
+}  // namespace
+}  // namespace corefoundation_test

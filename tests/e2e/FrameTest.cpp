@@ -1,0 +1,140 @@
+#include <gtest/gtest.h>
+
+#include "e2e/HostProcess.h"
+#include "e2e/Messages.h"
+
+namespace e2e {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr std::size_t kLargestRequest = 10485760;
+
+std::string lengthPrefix(std::uint32_t length) {
+  return {reinterpret_cast<const char*>(&length), sizeof length};
+}
+
+/** A request that is answered with an error of its own, which leaves the host alive. */
+std::string numberedRequest(int number) {
+  SignRequest request{.algorithm = std::to_string(number), .documents = {{"x"}}};
+  return request.json();
+}
+
+std::string numberedAnswer(int number) {
+  return errorBody(108, "Unrecognised signature algorithm: " + std::to_string(number));
+}
+
+TEST(Frames, AreReadWhereverTheStreamIsCut) {
+  Home home;
+  HostProcess host(home);
+  const std::string stream = frame(kVersionRequest) + frame(numberedRequest(7));
+  const std::string version = host.ask(kVersionRequest);
+  for (std::size_t cut = 1; cut < stream.size(); ++cut) {
+    host.write(stream.substr(0, cut));
+    host.waitUntilRead();
+    host.write(stream.substr(cut));
+    ASSERT_EQ(host.read(), version) << "cut at " << cut;
+    ASSERT_EQ(host.read(), numberedAnswer(7)) << "cut at " << cut;
+  }
+  for (const char byte : stream) {
+    host.write({&byte, 1});
+    host.waitUntilRead();
+  }
+  EXPECT_EQ(host.read(), version);
+  EXPECT_EQ(host.read(), numberedAnswer(7));
+}
+
+TEST(Frames, SeveralInOneReadAreAnsweredInOrder) {
+  Home home;
+  HostProcess host(home);
+  std::string stream;
+  for (int i = 0; i < 100; ++i) {
+    stream += frame(numberedRequest(i));
+  }
+  host.write(stream);
+  for (int i = 0; i < 100; ++i) {
+    ASSERT_EQ(host.read(), numberedAnswer(i));
+  }
+}
+
+TEST(Frames, LargestRequestIsAnswered) {
+  Home home;
+  HostProcess host(home);
+  std::string request = kVersionRequest;
+  request.insert(1, kLargestRequest - request.size(), ' ');
+  const std::string small = host.ask(kVersionRequest);
+  EXPECT_EQ(host.ask(request), small);
+  EXPECT_EQ(host.ask(kVersionRequest), small);
+}
+
+TEST(Frames, ImpossibleLengthIsRefusedAtOnce) {
+  for (const std::uint32_t length : {std::uint32_t{kLargestRequest + 1}, 0x20202020U, 0xffffffffU}) {
+    Home home;
+    HostProcess host(home);
+    host.write(frame(numberedRequest(1)) + lengthPrefix(length));
+    EXPECT_EQ(host.read(), numberedAnswer(1));
+    EXPECT_EQ(host.read(), errorBody(101, "Invalid request message length " + std::to_string(length)));
+    EXPECT_EQ(host.readToEnd(), "");
+    EXPECT_EQ(host.waitForExit(), 1);
+  }
+}
+
+TEST(Frames, NothingIsAnsweredAfterAFatalRequest) {
+  Home home;
+  HostProcess host(home);
+  host.write(frame("") + frame(kVersionRequest));
+  EXPECT_EQ(host.read(), errorBody(101, "Failed to parse request message"));
+  EXPECT_EQ(host.readToEnd(), "");
+  EXPECT_EQ(host.waitForExit(), 1);
+}
+
+TEST(Frames, EndOfInputEndsTheHostWithoutAWord) {
+  const std::string whole = frame(kVersionRequest);
+  for (const std::size_t length : {std::size_t{0}, std::size_t{2}, std::size_t{4}, whole.size() - 1}) {
+    Home home;
+    HostProcess host(home);
+    host.ask(kVersionRequest);
+    host.write(whole.substr(0, length));
+    host.closeInput();
+    EXPECT_EQ(host.readToEnd(), "") << length << " bytes of the last frame";
+    EXPECT_EQ(host.waitForExit(), 0);
+  }
+  Home home;
+  HostProcess untouched(home);
+  untouched.closeInput();
+  EXPECT_EQ(untouched.readToEnd(), "");
+  EXPECT_EQ(untouched.waitForExit(), 0);
+}
+
+/** Everything about the idle time in one stretch of waiting. */
+TEST(IdleTime, EndsTheHostUnlessARequestIsUnderWay) {
+  Home homes[4];
+  HostProcess least(homes[0]);
+  HostProcess longer(homes[1]);
+  HostProcess ignored(homes[2]);
+  HostProcess underWay(homes[3]);
+  const auto start = std::chrono::steady_clock::now();
+  least.ask(R"({"type": "version", "idle_timeout": 0})");
+  longer.ask(R"({"type": "version", "idle_timeout": 4500})");
+  ignored.ask(R"({"type": "version", "idle_timeout": "0"})");
+  const std::string version = underWay.ask(R"({"type": "version", "idle_timeout": -1e9})");
+  const std::string whole = frame(kVersionRequest);
+  underWay.write(whole.substr(0, 9));
+
+  EXPECT_EQ(least.waitForExit(), 0);
+  EXPECT_GT(std::chrono::steady_clock::now() - start, 3s);
+  EXPECT_TRUE(longer.isRunning());
+  EXPECT_EQ(longer.waitForExit(), 0);
+  EXPECT_GT(std::chrono::steady_clock::now() - start, 4500ms);
+  EXPECT_EQ(longer.readToEnd(), "");
+  EXPECT_NE(homes[1].log().find("Executable removed"), std::string::npos);
+
+  EXPECT_TRUE(ignored.isRunning());
+  EXPECT_TRUE(underWay.isRunning());
+  underWay.write(whole.substr(9));
+  EXPECT_EQ(underWay.read(), version);
+  EXPECT_EQ(underWay.waitForExit(), 0);
+}
+
+}  // namespace
+}  // namespace e2e

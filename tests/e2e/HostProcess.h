@@ -1,0 +1,76 @@
+#pragma once
+
+#include <chrono>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <sys/types.h>
+
+#include "e2e/Home.h"
+
+namespace e2e {
+
+/** Long enough for a loaded machine and a host built with sanitizers; a test that is well never waits this
+ * long. */
+constexpr std::chrono::milliseconds kPatience{60000};
+
+struct HostOptions {
+  std::string homeFolder = {};                // instead of the Home's own path
+  std::vector<std::string> environment = {};  // "NAME=value", besides HOME and PATH
+  std::vector<std::string> arguments = {};
+  bool terminal = false;  // standard input is a terminal; what is written to the host is typed there
+};
+
+/**
+ * The built host as a child process, on pipes, as a browser runs it. Whatever the harness itself cannot do (a
+ * time that runs out, an answer that breaks off) is an exception, which fails the test. A host that still
+ * runs is killed with the object.
+ */
+class HostProcess {
+ public:
+  explicit HostProcess(const Home& home, const HostOptions& options = {});
+  ~HostProcess();
+  HostProcess(const HostProcess&) = delete;
+  HostProcess& operator=(const HostProcess&) = delete;
+
+  /** Writes bytes as they are. */
+  void write(std::string_view bytes);
+  /** Returns when the host has taken in all that was written: the next write is another read of the host's.
+   */
+  void waitUntilRead() const;
+  /** Writes a request in its frame. */
+  void send(std::string_view request);
+  /** The text of the next answer. */
+  std::string read(std::chrono::milliseconds patience = kPatience);
+  std::string ask(std::string_view request);
+  /** All that comes before the host closes its output. */
+  std::string readToEnd();
+
+  void closeInput();
+  void closeOutput();
+
+  bool isRunning();
+  /** The exit status, or 128 and the number of the signal that killed the host. */
+  int waitForExit(std::chrono::milliseconds patience = kPatience);
+
+  /** What the host has printed on standard error. */
+  std::string standardError() const;
+  /** The resident memory of the running host. */
+  long residentKiB() const;
+
+ private:
+  bool readBytes(std::string& bytes, std::size_t count, std::chrono::steady_clock::time_point deadline);
+
+  pid_t process_ = -1;
+  int input_ = -1;
+  int output_ = -1;
+  bool exited_ = false;
+  int status_ = 0;
+  std::filesystem::path errorFile_;
+};
+
+/** A request with its length in front. */
+std::string frame(std::string_view request);
+
+}  // namespace e2e

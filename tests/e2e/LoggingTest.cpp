@@ -1,0 +1,160 @@
+#include <algorithm>
+#include <regex>
+#include <thread>
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include "e2e/HostProcess.h"
+#include "e2e/Messages.h"
+
+namespace e2e {
+namespace {
+
+bool holds(const std::string& log, const std::string& text) {
+  return log.find(text) != std::string::npos;
+}
+
+/** The log once the last answer's last line is in it: the answer itself comes a little earlier. */
+std::string settledLog(const Home& home) {
+  const auto deadline = std::chrono::steady_clock::now() + kPatience;
+  std::string log = home.log();
+  while (!log.ends_with("Response message sent\n") && std::chrono::steady_clock::now() < deadline) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    log = home.log();
+  }
+  return log;
+}
+
+mode_t modeOf(const std::filesystem::path& path) {
+  struct stat status {};
+  return stat(path.c_str(), &status) == 0 ? status.st_mode & 07777U : 0;
+}
+
+TEST(Log, TellsTheLifeOfTheHostLineByLine) {
+  Home home;
+  HostProcess host(home, {.arguments = {"chrome-extension://abcdefgh/", "--parent-window=0"}});
+  const std::string answer = host.ask(kVersionRequest);
+  host.closeInput();
+  ASSERT_EQ(host.waitForExit(), 0);
+  EXPECT_EQ(modeOf(home.logPath()), 0600U);
+
+  const std::regex layout(
+      R"(\d\d-\d\d-\d{4} \d\d:\d\d:\d\d\.\d{3} \[\d+\] (INFO |WARN |ERROR) (VORNSigning|RequestHandler) - .+)");
+  std::vector<std::string> expected = {
+      "INFO  VORNSigning - Executable launched",
+      "INFO  VORNSigning - Request message length = 19",
+      "INFO  RequestHandler - Request type = version",
+      "INFO  VORNSigning - Sending response message",
+      "INFO  VORNSigning - Response message length = " + std::to_string(answer.size()),
+      "INFO  VORNSigning - Response message sent",
+      "INFO  VORNSigning - Executable removed",
+  };
+  auto next = expected.begin();
+  for (const std::string& line : lines(home.log())) {
+    EXPECT_TRUE(std::regex_match(line, layout)) << line;
+    if (next != expected.end() && line.ends_with("] " + *next)) {
+      ++next;
+    }
+  }
+  EXPECT_EQ(next, expected.end()) << "missing: " << *next << "\n" << home.log();
+  EXPECT_TRUE(holds(home.log(), "chrome-extension://abcdefgh/"));
+}
+
+TEST(Log, TellsWhyTheHostEnded) {
+  Home home;
+  HostProcess host(home);
+  host.send("{}");
+  ASSERT_EQ(host.waitForExit(), 1);
+  EXPECT_TRUE(holds(home.log(), "ERROR VORNSigning - Request type is missing from the request message\n"));
+  EXPECT_TRUE(home.log().ends_with("INFO  VORNSigning - Executable removed\n"));
+}
+
+TEST(Log, VerboseSwitchHoldsForOneRequest) {
+  struct Case {
+    const char* environment;
+    const char* member;
+    bool verbose;
+  };
+  for (const Case& c : {
+           Case{"NONE=", "", false},
+           Case{"NONE=", R"("verbose": "ON", )", true},
+           Case{"NONE=", R"("verbose": "on", )", false},
+           Case{"NONE=", R"("verbose": "ON ", )", false},
+           Case{"VORN_VERBOSE_LOGGING=ON", "", true},
+           Case{"VORN_VERBOSE_LOGGING=ON", R"("verbose": "", )", true},
+           Case{"VORN_VERBOSE_LOGGING=ON", R"("verbose": 0, )", true},
+           Case{"VORN_VERBOSE_LOGGING=ON", R"("verbose": "OFF", )", false},
+           Case{"VORN_VERBOSE_LOGGING=on", "", false},
+       }) {
+    Home home;
+    HostProcess host(home, {.environment = {c.environment, "BROWSER_SECRET=swordfish"}});
+    host.ask(std::string("{") + c.member + R"("type": "version", "mark": 1})");
+    EXPECT_EQ(holds(home.log(), "DEBUG RequestHandler - Request message = {"), c.verbose)
+        << c.environment << c.member;
+    host.ask(R"({"type": "version", "verbose": "no", "mark": 2})");
+    EXPECT_FALSE(
+        holds(home.log(), R"(RequestHandler - Request message = {"type": "version", "verbose": "no")"));
+    EXPECT_FALSE(holds(home.log(), "swordfish"));
+  }
+}
+
+/** The file is cut off when a request finds it longer than this, its own first line included. */
+TEST(Log, RestartsBeyondItsLimit) {
+  struct Case {
+    std::size_t limit;
+    std::string request;
+  };
+  for (const Case& c : {Case{12600, R"({"type": "version", "verbose": "no"})"},
+                        Case{549000, R"({"type": "version", "verbose": "ON"})"}}) {
+    for (const std::size_t excess : {std::size_t{0}, std::size_t{1}}) {
+      Home home;
+      HostProcess host(home);
+      host.ask(kVersionRequest);
+      const std::string before = settledLog(home);
+      const std::vector<std::string> soFar = lines(before);
+      const auto line = std::find_if(soFar.begin(), soFar.end(), [](const std::string& text) {
+        return holds(text, "Request message length = ");
+      });
+      ASSERT_NE(line, soFar.end());
+      const std::size_t wanted = c.limit + excess - (line->size() + 1);
+      // The host appends, so it goes on behind the padding.
+      writeFile(home.logPath(), before + std::string(wanted - before.size() - 1, '#') + "\n");
+      host.ask(c.request);
+      const std::string after = settledLog(home);
+      EXPECT_EQ(holds(after, "####"), excess == 0) << c.limit + excess;
+      EXPECT_EQ(holds(after, "Executable launched"), excess == 0) << c.limit + excess;
+      EXPECT_TRUE(holds(after, "Request type = version\n"));
+      EXPECT_EQ(modeOf(home.logPath()), 0600U);
+    }
+  }
+}
+
+TEST(Log, HoldsNothingPersonalUnlessVerbose) {
+  const std::vector<std::string> personal = {
+      "Jane Citizen",        "example.com",    "12345678901",        akiOf("main"),
+      "1920354224474384430", "Test Authority", "CounterpartData>12", toBase64(agreement("12")).substr(0, 40)};
+  Home home("main");
+  HostProcess host(home);
+  SignRequest request{.documents = {{agreement("12")}}};
+  ASSERT_EQ(errorCode(host.ask(request.json())), 0);
+  for (const std::string& text : personal) {
+    EXPECT_FALSE(holds(home.log(), text)) << text;
+  }
+  for (const char* step :
+       {"CertificateSelection - Finding signing certificate in system certificate store",
+        "CertificateSelection - Found matching certificate", "XMLSigner - Signing XML data",
+        "XMLSigner - Generating and loading signature for <CounterpartData>",
+        "XMLSigner - Generating and loading signature for <RenderedData>",
+        "XMLSigner - Finished signing XML"}) {
+    EXPECT_TRUE(holds(home.log(), std::string("INFO  ") + step)) << step;
+  }
+
+  request.more = R"("verbose": "ON", "mark": 1, )";
+  request.abn = "x";
+  EXPECT_EQ(errorCode(host.ask(request.json())), 107);
+  EXPECT_TRUE(holds(home.log(), "DEBUG CertificateSelection - Request name = Jane Citizen\n"));
+}
+
+}  // namespace
+}  // namespace e2e

@@ -1,0 +1,95 @@
+#include <filesystem>
+#include <regex>
+
+#include <gtest/gtest.h>
+#include <sys/utsname.h>
+
+#include "e2e/HostProcess.h"
+#include "e2e/Messages.h"
+
+namespace e2e {
+namespace {
+
+/** The version answer of this machine, with more members before or after the common ones. */
+std::string versionBody() {
+  utsname names{};
+  uname(&names);
+  const std::string release = names.release;
+  std::smatch numbers;
+  if (!std::regex_search(release, numbers, std::regex(R"(^\d+\.\d+\.\d+)"))) {
+    throw std::runtime_error("an odd release: " + release);
+  }
+  return answerBody({{"build", "102"},
+                     {"install_location", std::filesystem::path(VORN_HOST).parent_path().string()},
+                     {"major", "1"},
+                     {"minor", "0"},
+                     {"os", "Mac OS X version " + numbers.str()},
+                     {"os_type", names.machine},
+                     {"release", "12"},
+                     {"result", "ok"},
+                     {"version", "1.0.12.102"}});
+}
+
+TEST(Version, IsAnsweredWithEveryMember) {
+  Home home;
+  HostProcess host(home);
+  for (const char* request :
+       {R"({"type": "version"})", R"({"type":"VeRsIoN"})", "\n{'type':'version',} trailing",
+        R"({"type": "version", "user_details": "none", "verbose": 1, "idle_timeout": "x"})"}) {
+    EXPECT_EQ(host.ask(request), versionBody()) << request;
+  }
+}
+
+TEST(Version, IsAnsweredWithoutAHome) {
+  for (const char* folder : {"/nonexistent/home", "/dev/null", "/proc"}) {
+    Home home;
+    HostProcess host(home, {.homeFolder = folder});
+    EXPECT_EQ(host.ask(kVersionRequest), versionBody()) << folder;
+    host.closeInput();
+    EXPECT_EQ(host.waitForExit(), 0);
+  }
+}
+
+TEST(Version, LoadsNothingThatOnlySigningNeeds) {
+  Home home("main");
+  HostProcess host(home);
+  host.ask(kVersionRequest);
+  host.closeInput();
+  ASSERT_EQ(host.waitForExit(), 0);
+  EXPECT_EQ(home.log().find("Finding signing certificate"), std::string::npos);
+}
+
+TEST(Version, CarriesTheCertificateOfTheUserNamed) {
+  Home home("main");
+  HostProcess host(home, {.environment = {"TZ=UTC0"}});
+  const SignRequest jane;
+  const std::string answer = host.ask(jane.versionJson());
+  EXPECT_EQ(text(answer, "cert_expiry"), "2049-06-30T14:00:00.000Z");
+  EXPECT_EQ(text(answer, "cert_issuer"), "Test Authority");
+  EXPECT_EQ(text(answer, "cert_serial"), "1920354224474384430");
+  EXPECT_EQ(text(answer, "version"), "1.0.12.102");
+  EXPECT_EQ(text(answer, "result"), "ok");
+
+  SignRequest nobody;
+  nobody.name = "Nobody";
+  const std::string refusal = host.ask(nobody.versionJson());
+  EXPECT_EQ(errorCode(refusal), 102);
+  EXPECT_EQ(text(refusal, "version"), "1.0.12.102");
+  EXPECT_EQ(text(refusal, "result"), "error");
+  EXPECT_TRUE(texts(refusal, "cert_serial").empty());
+}
+
+/** A request without any criteria is taken for a repeat of the selection that was never made. */
+TEST(Version, EmptyCriteriaMeetTheEmptySelection) {
+  Home home("main");
+  HostProcess host(home);
+  const std::string answer =
+      host.ask(R"({"type":"version","user_details":{"name":"","email":"","abn":"","aki":[]}})");
+  EXPECT_EQ(errorCode(answer), 107);
+  EXPECT_EQ(text(answer, "cert_expiry"), "");
+  EXPECT_EQ(text(answer, "cert_issuer"), "");
+  EXPECT_EQ(text(answer, "cert_serial"), "");
+}
+
+}  // namespace
+}  // namespace e2e

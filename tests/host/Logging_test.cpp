@@ -1,0 +1,120 @@
+#include "mac/app/Logging.h"
+
+#include <gtest/gtest.h>
+#include <log4cplus/logger.h>
+#include <log4cplus/loggingmacros.h>
+#include <sys/stat.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <regex>
+#include <string>
+
+#include "host/TestPlatform.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+class Logging : public testing::Test {
+ protected:
+  void SetUp() override {
+    unsetenv("VORN_VERBOSE_LOGGING");
+    home_ = fs::path(testing::TempDir()) /
+            (std::string("vorn-") + testing::UnitTest::GetInstance()->current_test_info()->name());
+    fs::remove_all(home_);
+    fs::create_directory(home_);
+    testPlatform().home = home_.string();
+  }
+  void TearDown() override {
+    testPlatform().home.clear();
+    log4cplus::Logger::getRoot().removeAllAppenders();
+    fs::remove_all(home_);
+  }
+
+  fs::path file() const { return home_ / "vorn-signing.log"; }
+  std::string text() const {
+    std::ifstream in(file());
+    return {std::istreambuf_iterator<char>(in), {}};
+  }
+  void log(const char* message) {
+    LOG4CPLUS_DEBUG(logger_, "debug " << message);
+    LOG4CPLUS_INFO(logger_, "info " << message);
+  }
+
+  fs::path home_;
+  log4cplus::Logger logger_ = log4cplus::Logger::getInstance("VORNSigning");
+};
+
+TEST_F(Logging, writesOneLineARecordIntoAFileForTheUserAlone) {
+  std::ofstream(file()) << "from an older host\n";
+  fs::permissions(file(), fs::perms(0644));
+  logging::setUp();
+  logging::configure(file().string());
+  log("once");
+  EXPECT_EQ(fs::status(file()).permissions(), fs::perms(0600));
+  EXPECT_TRUE(std::regex_match(
+      text(), std::regex("from an older host\n"
+                         "\\d\\d-\\d\\d-\\d{4} \\d\\d:\\d\\d:\\d\\d\\.\\d{3} \\[\\d+\\] INFO  VORNSigning - info once\n")))
+      << text();
+}
+
+TEST_F(Logging, isVerboseForTheExactWordAlone) {
+  struct Case {
+    const char* request;
+    const char* environment;
+    bool debug;
+  };
+  const Case cases[] = {{"ON", nullptr, true},  {"ON", "OFF", true}, {"on", "ON", false}, {"OFF", "ON", false},
+                        {"ON ", "ON", false},   {"", "ON", true},    {"", "on", false},   {"", "", false},
+                        {"", nullptr, false}};
+  logging::setUp();
+  for (const Case& c : cases) {
+    if (c.environment != nullptr) {
+      setenv("VORN_VERBOSE_LOGGING", c.environment, 1);
+    } else {
+      unsetenv("VORN_VERBOSE_LOGGING");
+    }
+    logging::setVerbose(c.request);
+    EXPECT_EQ(log4cplus::Logger::getRoot().getLogLevel(),
+              c.debug ? log4cplus::DEBUG_LOG_LEVEL : log4cplus::INFO_LOG_LEVEL)
+        << c.request << " with " << (c.environment != nullptr ? c.environment : "nothing");
+  }
+}
+
+TEST_F(Logging, startsAFileAgainThatHasOutgrownItsLimit) {
+  struct Case {
+    const char* verbose;
+    std::size_t size;
+    bool kept;
+  };
+  for (const Case& c : {Case{"", 12600, true}, Case{"", 12601, false}, Case{"ON", 12601, true},
+                        Case{"ON", 549000, true}, Case{"ON", 549001, false}}) {
+    std::ofstream(file(), std::ios::trunc) << std::string(c.size, 'x');
+    logging::setUp();
+    logging::setVerbose(c.verbose);
+    log("after");
+    EXPECT_EQ(text().starts_with("xxx"), c.kept) << c.size;
+    EXPECT_NE(text().find("info after\n"), std::string::npos) << c.size;
+    EXPECT_EQ(fs::status(file()).permissions(), fs::perms(0600));
+  }
+}
+
+TEST_F(Logging, neverWaitsForOrFailsOnWhatCannotBeWritten) {
+  testPlatform().home = (home_ / "missing").string();
+  logging::setUp();
+  logging::setVerbose("ON");
+  log("nowhere");
+  testPlatform().home = home_.string();
+  ASSERT_EQ(mkfifo(file().c_str(), 0600), 0);
+  logging::setUp();
+  log("into a pipe that nobody reads");
+  EXPECT_TRUE(fs::is_fifo(file()));
+  testPlatform().home.clear();
+  logging::setUp();
+  logging::setVerbose("");
+}
+
+}  // namespace

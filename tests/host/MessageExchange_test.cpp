@@ -1,0 +1,220 @@
+#include "shared/MessageExchange.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "host/TestPlatform.h"
+#include "shared/Exceptions.h"
+#include "shared/IdleTimer.h"
+#include "shared/Signing.h"
+
+namespace {
+
+enum class Failure { none, host, invalid, stray, notEvenAnException };
+
+/** The signing side as these tests script it. */
+struct ScriptedSigning {
+  Failure failure = Failure::none;
+  int selections = 0;
+  std::optional<SignatureAlgorithm> algorithm;
+};
+ScriptedSigning scripted;
+
+}  // namespace
+
+namespace signing {
+
+void appendCertificate(const jsonxx::Object&, jsonxx::Object& response) {
+  ++scripted.selections;
+  response << "cert_serial" << "7";
+  switch (scripted.failure) {
+    case Failure::none:
+      return;
+    case Failure::host:
+      throw CertificateExpiredException();
+    case Failure::invalid:
+      throw InvalidArgumentException("told so");
+    case Failure::stray:
+      throw std::runtime_error("stray");
+    case Failure::notEvenAnException:
+      throw 5;
+  }
+}
+
+void appendSignedData(const jsonxx::Array&, SignatureAlgorithm algorithm, jsonxx::Object&) {
+  scripted.algorithm = algorithm;
+}
+
+}  // namespace signing
+
+namespace {
+
+std::string frame(const std::string& text) {
+  const auto length = static_cast<std::uint32_t>(text.size());
+  std::string bytes(sizeof length, '\0');
+  std::memcpy(bytes.data(), &length, sizeof length);
+  return bytes + text;
+}
+
+class MessageExchangeTest : public testing::Test {
+ protected:
+  void SetUp() override { scripted = {}; }
+
+  std::optional<int> deliver(const std::string& bytes) { return exchange_.deliver(bytes); }
+
+  /** The answers so far; fails the test when what was written is not whole frames. */
+  std::vector<std::string> answers() {
+    std::vector<std::string> texts;
+    for (std::size_t at = 0; at < written_.size();) {
+      std::uint32_t length = 0;
+      std::memcpy(&length, written_.data() + at, sizeof length);
+      texts.push_back(written_.substr(at + sizeof length, length));
+      EXPECT_EQ(texts.back().size(), length);
+      at += sizeof length + length;
+    }
+    written_.clear();
+    return texts;
+  }
+
+  static std::string errorText(int code, const std::string& message, const std::string& before = "") {
+    return "{\n" + before + "\t\"error_code\": " + std::to_string(code) + ",\n\t\"error_message\": \"" + message +
+           "\",\n\t\"result\": \"error\" \n} \n";
+  }
+
+  std::string written_;
+  bool closed_ = false;
+  MessageExchange exchange_{[this](std::string_view bytes) {
+    if (closed_) {
+      throw OutputClosed();
+    }
+    written_.append(bytes);
+  }};
+};
+
+const char* const kVersionText =
+    "\t\"build\": \"102\",\n\t\"install_location\": \"\\/opt\\/vorn\",\n\t\"major\": \"1\",\n\t\"minor\": \"0\",\n"
+    "\t\"os\": \"Mac OS X version 12.7.6\",\n";
+
+TEST_F(MessageExchangeTest, answersEachRequestOfADeliveryInOrder) {
+  EXPECT_EQ(deliver(frame("{\"type\":\"VeRsIoN\"}") + frame("{type") + frame("{\"type\":\"version\"}")), 1);
+  const auto texts = answers();
+  ASSERT_EQ(texts.size(), 2U) << "nothing is answered after the request that ends the process";
+  EXPECT_TRUE(texts[0].starts_with(std::string("{\n") + kVersionText)) << texts[0];
+  EXPECT_TRUE(texts[0].ends_with("\t\"release\": \"12\",\n\t\"result\": \"ok\",\n\t\"version\": \"1.0.12.102\" \n} \n"));
+  EXPECT_EQ(texts[1], errorText(101, "Failed to parse request message"));
+}
+
+TEST_F(MessageExchangeTest, endsWithTheReasonForEveryInvalidRequest) {
+  const std::string user = "\"name\":\"n\",\"email\":\"e\",\"abn\":\"a\"";
+  const std::string details = "\"user_details\":{" + user + ",\"aki\":[]}";
+  const std::string sign = "{\"type\":\"sign\",";
+  const std::pair<std::string, const char*> cases[] = {
+      {"", "Failed to parse request message"},
+      {"[]", "Failed to parse request message"},
+      {"{\"type\":\"version\xff\"}", "Failed to parse request message"},
+      {"{\"a\":1}", "Request type is missing from the request message"},
+      {"{\"type\":5}", "Request type is missing from the request message"},
+      {"{\"type\":\"versions\"}", "Unknown request type"},
+      {"{\"type\":\"Sign\"}", "User details are missing from the signing request message"},
+      {sign + "\"user_details\":[]}", "User details are missing from the signing request message"},
+      {sign + "\"user_details\":{}}", "Name is missing from the signing request message"},
+      {"{\"type\":\"version\",\"user_details\":{}}", "Name is missing from the signing request message"},
+      {sign + "\"user_details\":{\"name\":\"n\",\"email\":1}}", "Email is missing from the signing request message"},
+      {sign + "\"user_details\":{\"name\":\"n\",\"email\":\"e\"}}", "ABN is missing from the signing request message"},
+      {sign + "\"user_details\":{" + user + ",\"aki\":\"0a\"}}", "AKI list is missing from the signing request message"},
+      {sign + "\"user_details\":{" + user + ",\"aki\":[\"0a\",1]}}",
+       "AKI list is missing from the signing request message"},
+      {sign + details + "}", "XML data array is missing from the signing request message"},
+      {sign + details + ",\"xml_data\":[]}", "XML data array from the signing request message is empty"},
+      {sign + details + ",\"xml_data\":[{\"data\":\"\"},1]}", "XML data object is missing from the signing request message"},
+      {sign + details + ",\"xml_data\":[{\"data\":1}]}", "XML data field is missing from the signing request message"},
+  };
+  for (const auto& [request, message] : cases) {
+    written_.clear();
+    EXPECT_EQ(MessageExchange([this](std::string_view bytes) { written_.append(bytes); }).deliver(frame(request)), 1);
+    EXPECT_EQ(answers(), std::vector<std::string>{errorText(101, message)}) << request;
+  }
+  EXPECT_EQ(scripted.selections, 0) << "an invalid request reached the key store";
+}
+
+TEST_F(MessageExchangeTest, tellsFailuresOfTheHostFromThoseThatEndIt) {
+  const std::string request =
+      frame("{\"type\":\"version\",\"user_details\":{\"name\":\"\",\"email\":\"\",\"abn\":\"\",\"aki\":[]}}");
+  scripted.failure = Failure::host;
+  EXPECT_EQ(deliver(request), std::nullopt);
+  const std::string expired = answers().at(0);
+  EXPECT_NE(expired.find("\t\"cert_serial\": \"7\",\n\t\"error_code\": 107,\n\t\"error_message\": \"Certificate expired\",\n"),
+            std::string::npos)
+      << expired;
+  EXPECT_NE(expired.find("\"result\": \"error\""), std::string::npos);
+
+  const std::pair<Failure, std::string> fatal[] = {
+      {Failure::invalid, errorText(101, "told so")},
+      {Failure::stray, errorText(100, "stray")},
+      {Failure::notEvenAnException, errorText(100, "Unknown failure")},
+  };
+  for (const auto& [failure, answer] : fatal) {
+    scripted.failure = failure;
+    EXPECT_EQ(deliver(request), 1);
+    EXPECT_EQ(answers(), std::vector<std::string>{answer});
+  }
+}
+
+TEST_F(MessageExchangeTest, namesTheAlgorithmThatIsToSign) {
+  const auto request = [](const std::string& member) {
+    return frame("{\"type\":\"sign\",\"user_details\":{\"name\":\"\",\"email\":\"\",\"abn\":\"\",\"aki\":[]}," + member +
+                 "\"xml_data\":[{\"data\":\"\"}]}");
+  };
+  const std::pair<const char*, SignatureAlgorithm> cases[] = {
+      {"", SignatureAlgorithm::RSA_SHA256},
+      {"\"signature_algorithm\":5,", SignatureAlgorithm::RSA_SHA256},
+      {"\"signature_algorithm\":\"RSA_SHA1\",", SignatureAlgorithm::RSA_SHA1},
+      {"\"signature_algorithm\":\"RSA_SHA256\",", SignatureAlgorithm::RSA_SHA256},
+      {"\"signature_algorithm\":\"RSA_SHA512\",", SignatureAlgorithm::RSA_SHA512},
+  };
+  for (const auto& [member, algorithm] : cases) {
+    EXPECT_EQ(deliver(request(member)), std::nullopt);
+    EXPECT_EQ(scripted.algorithm, algorithm) << member;
+  }
+  answers();
+  scripted = {};
+  EXPECT_EQ(deliver(request("\"signature_algorithm\":\"rsa_sha256\",")), std::nullopt);
+  EXPECT_EQ(answers(), std::vector<std::string>{errorText(108, "Unrecognised signature algorithm: rsa_sha256")});
+  EXPECT_EQ(scripted.selections, 0) << "refused before the key store is searched";
+}
+
+TEST_F(MessageExchangeTest, startsTheIdleTimerAfterAnAnswerAlone) {
+  IdleTimer& timer = IdleTimer::getInstance();
+  const auto expired = [&timer] { return timer.hasExpired(IdleTimer::Clock::now() + std::chrono::hours(1)); };
+  timer.stop();
+  const std::string bytes = frame("{\"type\":\"version\",\"idle_timeout\":\"5000000000\"}");
+  EXPECT_EQ(deliver(bytes.substr(0, 9)), std::nullopt);
+  EXPECT_FALSE(expired());
+  EXPECT_EQ(deliver(bytes.substr(9)), std::nullopt);
+  EXPECT_TRUE(expired()) << "a time-out that is no number is no time-out";
+  deliver(frame("{\"type\":\"version\",\"idle_timeout\":5000000000}"));
+  EXPECT_FALSE(expired());
+  timer.setTimeout(120000);
+}
+
+TEST_F(MessageExchangeTest, keepsTheFrameWellFormedAndEndsQuietlyWhenTheReaderHasGone) {
+  scripted.failure = Failure::stray;
+  testPlatform().installed = "no folder";
+  EXPECT_EQ(deliver(frame("{\"type\":\"version\"}")), std::nullopt);
+  EXPECT_NE(answers().at(0).find("\"error_code\": 100,\n\t\"error_message\": \"Failed to get install location\","),
+            std::string::npos);
+  testPlatform().installed = "/opt/v\xffrn/vorn-signing";
+  EXPECT_EQ(deliver(frame("{\"type\":\"version\"}")), std::nullopt);
+  EXPECT_NE(answers().at(0).find("\\/opt\\/v\xEF\xBF\xBDrn\""), std::string::npos);
+  testPlatform().installed = "/opt/vorn/vorn-signing";
+  closed_ = true;
+  EXPECT_EQ(deliver(frame("{\"type\":\"version\"}")), 0);
+  EXPECT_EQ(deliver(frame("{")), 0) << "not even the error can be sent";
+}
+
+}  // namespace

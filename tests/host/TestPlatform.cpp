@@ -1,0 +1,16 @@
+#include "host/TestPlatform.h"
+
+#include "shared/Platform.h"
+
+TestPlatform& testPlatform() {
+  static TestPlatform instance;
+  return instance;
+}
+
+namespace platform {
+
+std::string homeFolder() { return testPlatform().home; }
+SystemVersion systemVersion() { return {12, 7, 6}; }
+std::string installedPath() { return testPlatform().installed; }
+
+}  // namespace platform

@@ -1,0 +1,175 @@
+#include <gtest/gtest.h>
+
+#include <random>
+#include <sstream>
+
+#include "json/StreamReader.h"
+#include "shared/json/jsonxx.h"
+
+namespace {
+
+using namespace std::string_literals;
+using jsonxx::Object;
+
+/** The outcome in one line: "+" or "-" for complete or not, then the rendering without its whitespace. */
+std::string read(const std::string& text) {
+  Object object;
+  std::string line = object.parse(text) ? "+" : "-";
+  for (const char c : object.json()) {
+    if (c != '\n' && c != '\t' && c != ' ') line += c;
+  }
+  return line;
+}
+
+TEST(JsonReader, ReadsOddTexts) {
+  const struct {
+    std::string text, expected;
+  } cases[] = {
+      {"{}garbage", "+{}"},
+      {"", "-{}"},
+      {"[1]", "-{}"},
+      {"\xEF\xBB\xBF{}", "-{}"},
+      {"  // note\n{'a' : 'x' , \"b\":[1,2,],}", R"(+{"a":"x","b":[1,2]})"},
+      {R"({"a":1,"a":2})", R"(+{"a":2})"},
+      {R"({"a":1,"a":})", R"(+{"a":1})"},
+      {R"({"a" 1})", "-{}"},
+      {R"({a:1})", "-{}"},
+      {R"({"a":1,,"b":2})", R"(-{"a":1})"},
+      {R"({"a":1 "b":2})", R"(-{"a":1})"},
+      {R"({"a":1)", R"(-{"a":1})"},
+      {R"({"a":{"x":1},"b":{"y":2)", R"(-{"a":{"x":1}})"},
+      // Empty slots, and values that fail.
+      {R"({"a":})", "+{}"},
+      {R"({"a":1,"b":})", R"(+{"a":1})"},
+      {R"({"a":1,"b":tru})", R"(-{"a":1})"},
+      {R"({"a":,"b":1})", R"(+{"a":null,"b":1})"},
+      {R"({"a":[1,,3]})", R"(+{"a":[1,null,3]})"},
+      {R"({"a":[,]})", R"(+{"a":[null]})"},
+      {R"({"a":[,,]})", R"(+{"a":[null,null]})"},
+      {"{,}", "-{}"},
+      // A container that fails leaves off where it broke; what comes next goes on there.
+      {R"({"a":[1 {"b":2}})", R"(+{"a":{"b":2}})"},
+      {R"({"a":[[1 {"x":1}]})", R"(+{"a":[{"x":1}]})"},
+      {R"({"a":{"b"})", "+{}"},
+      {R"({"a":[{"b"]})", R"(+{"a":[]})"},
+      {R"({"a":[{"b":1,"c"],"d":2})", R"(+{"a":[],"d":2})"},
+      {R"({"a":[1 2]})", "-{}"},
+      {R"({"a":[1e5000]})", "-{}"},
+      {R"({"k":3,"a":[1 {"b":[2 {"c":4},"d":5})", R"(-{"a":{"b":{"c":4},"d":5},"k":3})"},
+      // Comments, also inside a word.
+      {"{\"a\"//x\r: tr//y\n //z\nue//", R"(-{"a":true})"},
+      {"{\"a\": tr//y\n //z\n ue}", R"(+{"a":true})"},
+      {"{\"a\":nul//\nl}", R"(+{"a":null})"},
+      {"{\"a\":nul//\n,}", "-{}"},
+      {"{\"a\":1/ /\n}", R"(-{"a":1})"},
+      {"{\"a\":/*x*/1}", "-{}"},
+      {"{\"a\"://\"\n//'\n 'b'}", R"(+{"a":"b"})"},
+      {"{\"a\":\"//b\"}", R"(+{"a":"\/\/b"})"},
+      {"\v\f{\t\r\n}", "+{}"},
+      {"\0{}"s, "-{}"},
+      // Numbers next to what follows them.
+      {R"({"a":+5,"b":00012,"c":.5,"d":5.,"e":-0})", R"(+{"a":5,"b":12,"c":0.5,"d":5,"e":-0})"},
+      {R"({"a":0x10})", R"(-{"a":0})"},
+      {R"({"a":1.5.3})", R"(-{"a":1.5})"},
+      {R"({"a":1e})", "-{}"},
+      // Strings.
+      {R"({"s":'a"b\'c\"d'})", R"(+{"s":"a\"b'c\\\"d"})"},
+      {R"({"s":"a\qb\'\"\/\\\n\r\t\f\b"})", R"(+{"s":"a\\qb\\'\"\/\\\n\r\t\f\b"})"},
+      {"{\"s\":\"\x01\x7f\xff\n\"}", "+{\"s\":\"\\u0001\x7f\xff\\n\"}"},
+      {"{\"s\0\":\"\0\"}"s, R"(+{"s\u0000":"\u0000"})"},
+      {R"({"s":"x\)", "-{}"},
+      {R"({"s":1,"t":"x\")", R"(-{"s":1})"},
+      // \u: four characters, read as a decimal integer, give one byte.
+      {R"({"s":"\u0041\u0065"})", R"(+{"s":")A"})"},
+      {R"({"s":"\u00e9"})", R"(+{"s":"\u0000"})"},
+      {R"({"s":"<\uabcd>"})", R"(+{"s":"<>"})"},
+      {R"({"s":"\u12"})", "-{}"},
+      {R"({"s":"\u12"}"})", R"(+{"s":"\f"})"},
+      {R"({"s":"\u65" "})", R"(+{"s":"A"})"},
+  };
+  for (const auto& [text, expected] : cases) EXPECT_EQ(read(text), expected) << text;
+}
+
+TEST(JsonReader, ReadsByteEscapesAsAStreamReadsIntegers) {
+  const std::string alphabet = " +-0279x\t";
+  for (std::size_t n = 0; n < std::size_t{9} * 9 * 9 * 9; ++n) {
+    const std::string four = {alphabet[n % 9], alphabet[n / 9 % 9], alphabet[n / 81 % 9], alphabet[n / 729]};
+    std::istringstream in(four);
+    int integer = 0;
+    const std::string expected = in >> integer ? std::string(1, static_cast<char>(integer & 255)) : "";
+    Object object;
+    ASSERT_TRUE(object.parse("{'s':'\\u" + four + "'}")) << four;
+    ASSERT_EQ(object.get<jsonxx::String>("s"), expected) << four;
+  }
+}
+
+TEST(JsonReader, AgreesWithTheStreamReaderOnRandomTexts) {
+  const std::string tokens[] = {"{",    "}",         "[",    "]",     ",",    ":",     "\"a\"", "'b'",
+                                "\"\"", "\"a\":",    "1",    "-2.5",  "1e",   "0x1",   "true",  "fal",
+                                "null", "nu//\nll",  " ",    "//c\n", "/",    "//",    "\"",    "'",
+                                "\\",   "\\u",       "0065", "\n",    "\\\"", "'k':{", "'l':[", "},",
+                                "],",   "'\\u0041'", "\x80", "\f",    "'b':", "{'c':", "t",     "+"};
+  std::mt19937 random(2);
+  const auto pick = [&] { return tokens[random() % std::size(tokens)]; };
+  int complete = 0;
+  for (int i = 0; i < 100000; ++i) {
+    // Half of them are all chance; the others start well-formed and are hit in a few places.
+    std::vector<std::string> parts = {"{"};
+    if (i % 2 == 0) {
+      parts = {"{", "'a':", "[", "1", ",", "{",      "'b':", "true", "}",
+               ",", "[",    "]", "]", ",", "\"c\":", "null", "}"};
+      for (auto hits = random() % 4; hits > 0; --hits) {
+        const auto at = parts.begin() + static_cast<std::ptrdiff_t>(random() % parts.size());
+        if (random() % 2 == 0) {
+          *at = pick();
+        } else {
+          parts.insert(at, pick());
+        }
+      }
+    } else {
+      for (auto length = random() % 16; length > 0; --length) parts.push_back(pick());
+    }
+    std::string text;
+    for (const std::string& part : parts) text += part;
+    const StreamReading expected = readFromStream(text);
+    Object object;
+    ASSERT_EQ(object.parse(text), expected.complete) << text;
+    ASSERT_EQ(object.json(), expected.json) << text;
+    complete += expected.complete ? 1 : 0;
+  }
+  EXPECT_GT(complete, 10000);
+}
+
+TEST(JsonReader, ReplacesWhatWasThere) {
+  Object object("old", 1);
+  object << "pending";
+  EXPECT_TRUE(object.parse("{}"));
+  EXPECT_TRUE(object.empty());
+  object << 5;
+  EXPECT_EQ(object.get<jsonxx::Number>("pending"), 5);
+  // The text may be the object's own.
+  Object own("text", "{\"x\":\"" + std::string(100, 'y') + "\"}");
+  EXPECT_TRUE(own.parse(own.get<jsonxx::String>("text")));
+  EXPECT_EQ(own.get<jsonxx::String>("x"), std::string(100, 'y'));
+}
+
+TEST(JsonReader, NeverRecurses) {
+  constexpr std::size_t kArrays = 2'000'000, kObjects = 200'000;
+  std::string objects;
+  for (std::size_t i = 0; i < kObjects; ++i) objects += "{'a':";
+  const std::string arrays = "{'a':" + std::string(kArrays, '[');
+  {
+    Object object;
+    ASSERT_TRUE(object.parse(arrays + std::string(kArrays, ']') + "}"));
+    const Object copy = object;
+    EXPECT_EQ(copy.size(), 1U);
+  }
+  Object object;
+  ASSERT_TRUE(
+      object.parse(objects + "[" + std::string(kObjects, '}')));  // the array fails, its objects close
+  EXPECT_FALSE(object.parse(arrays));
+  EXPECT_TRUE(object.empty());
+  EXPECT_FALSE(object.parse(arrays + "{" + objects));
+}
+
+}  // namespace

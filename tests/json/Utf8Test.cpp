@@ -1,0 +1,62 @@
+#include "shared/json/Utf8.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+TEST(Utf8, ReplacesEachMaximalSubpart) {
+  const struct {
+    std::string text, expected;  // "?" stands for U+FFFD
+  } cases[] = {
+      {"", ""},
+      {std::string("a\0b", 3), std::string("a\0b", 3)},
+      {"\xC2\x80\xDF\xBF\xE0\xA0\x80\xED\x9F\xBF\xEE\x80\x80\xEF\xBF\xBF\xF0\x90\x80\x80\xF4\x8F\xBF\xBF",
+       "="},
+      {"\x80", "?"},
+      {"a\xFF"
+       "b",
+       "a?b"},
+      {"\xC0\xAF\xC1\xBF", "????"},  // overlong
+      {"\xE0\x9F\x80", "???"},       // overlong
+      {"\xED\xA0\x80", "???"},       // surrogate
+      {"\xF0\x80\x80\xAF", "????"},  // overlong
+      {"\xF4\x90\x80\x80", "????"},  // above U+10FFFF
+      {"\xF5\x80\x80\x80", "????"},
+      {"\xE2\x82", "?"},  // cut off at the end
+      {"\xF0\x9F\x98", "?"},
+      {"\xE2\x82(\xC3(\xF0\x9F\x98\x41", "?(?(?A"},
+      {"\xE1\x80\xE2\xF0\x91\x92\xF1\xBF\x41", "????A"},
+      {"1234567\xE2\x82\xAC 12345678\xE2\x82\xAC", "="},
+      {"12345678abcdefg\xE2"
+       "12345678",
+       "12345678abcdefg?12345678"},
+  };
+  for (const auto& [text, shape] : cases) {
+    std::string expected = shape == "=" ? text : shape;
+    for (std::size_t at = 0; (at = expected.find('?', at)) != std::string::npos; at += 3) {
+      expected.replace(at, 1, "\xEF\xBF\xBD");
+    }
+    EXPECT_EQ(replaceInvalidUtf8(text), expected) << testing::PrintToString(text);
+    EXPECT_EQ(isValidUtf8(text), text == expected) << testing::PrintToString(text);
+    EXPECT_TRUE(isValidUtf8(expected));
+  }
+}
+
+TEST(Utf8, AcceptsExactlyTheScalarValues) {
+  for (unsigned long code = 0x80; code < 0x120000; ++code) {
+    const int trailing = code < 0x800 ? 1 : code < 0x10000 ? 2 : 3;
+    const unsigned long lead = trailing == 1 ? 0xC0 : trailing == 2 ? 0xE0 : 0xF0;
+    std::string text(1, static_cast<char>(lead | code >> 6 * trailing));
+    for (int i = trailing - 1; i >= 0; --i) text += static_cast<char>(0x80 | (code >> 6 * i & 63));
+    const bool isScalarValue = code <= 0x10FFFF && (code < 0xD800 || code > 0xDFFF);
+    ASSERT_EQ(isValidUtf8(text), isScalarValue) << code;
+  }
+}
+
+TEST(Utf8, HandsAValidTextBackUncopied) {
+  std::string text(1000, 'x');
+  const char* const bytes = text.data();
+  EXPECT_TRUE(replaceInvalidUtf8(std::move(text)).data() == bytes);
+}
+
+}  // namespace

@@ -1,0 +1,297 @@
+#include <Security/SecDigestTransform.h>
+#include <Security/SecEncryptTransform.h>
+#include <Security/SecSignVerifyTransform.h>
+#include <Security/Security.h>
+
+#include <algorithm>
+#include <filesystem>
+
+#include "linux/frameworks/Security/NssError.h"
+#include "security/CertificateFiles.h"
+#include "security/Homes.h"
+
+namespace security_test {
+namespace {
+
+using namespace vorn::frameworks;
+namespace fs = std::filesystem;
+
+CFRef<CFArrayRef> search(const std::string& name, OSStatus expected = errSecSuccess) {
+  const auto text =
+      CFRef<CFStringRef>::adopt(CFStringCreateWithCString(nullptr, name.c_str(), kCFStringEncodingUTF8));
+  const void* keys[] = {kSecClass, kSecAttrCanSign, kSecMatchSubjectWholeString, kSecMatchLimit,
+                        kSecReturnRef};
+  const void* values[] = {kSecClassIdentity, kCFBooleanTrue, text.get(), kSecMatchLimitAll, kCFBooleanTrue};
+  const auto query =
+      CFRef<CFDictionaryRef>::adopt(CFDictionaryCreate(nullptr, keys, values, 5, nullptr, nullptr));
+  CFTypeRef result = nullptr;
+  EXPECT_EQ(SecItemCopyMatching(query.get(), &result), expected) << name;
+  EXPECT_EQ(result == nullptr, expected != errSecSuccess);
+  return CFRef<CFArrayRef>::adopt(static_cast<CFArrayRef>(result));
+}
+
+SecIdentityRef identityAt(const CFRef<CFArrayRef>& identities, CFIndex index) {
+  return static_cast<SecIdentityRef>(const_cast<void*>(CFArrayGetValueAtIndex(identities.get(), index)));
+}
+
+CFRef<SecKeyRef> keyOf(const std::string& name, CFIndex index = 0) {
+  const auto identities = search(name);
+  CFRef<SecKeyRef> key;
+  EXPECT_EQ(SecIdentityCopyPrivateKey(identityAt(identities, index), key.out()), errSecSuccess);
+  return key;
+}
+
+CFRef<CFDataRef> data(const std::vector<std::uint8_t>& bytes) {
+  return CFRef<CFDataRef>::adopt(CFDataCreate(nullptr, bytes.data(), static_cast<CFIndex>(bytes.size())));
+}
+
+struct Request {
+  CFStringRef inputIs = kSecInputIsDigest;
+  CFTypeRef digestType = kSecDigestSHA1;
+  long digestLength = 160;
+};
+
+struct Signed {
+  std::vector<std::uint8_t> signature;
+  std::string domain;
+  CFIndex code = 0;
+  std::string description;
+};
+
+/** Signs as the host does. */
+Signed sign(const CFRef<SecKeyRef>& key, const std::vector<std::uint8_t>& bytes, const Request& request) {
+  CFRef<CFErrorRef> error;
+  const auto signer = CFRef<SecTransformRef>::adopt(SecSignTransformCreate(key.get(), error.out()));
+  const auto input = data(bytes);
+  const auto length =
+      CFRef<CFNumberRef>::adopt(CFNumberCreate(nullptr, kCFNumberLongType, &request.digestLength));
+  const std::pair<CFStringRef, CFTypeRef> attributes[] = {
+      {kSecTransformInputAttributeName, input.get()}, {kSecInputIsAttributeName, request.inputIs},
+      {kSecPaddingKey, kSecPaddingPKCS1Key},          {kSecDigestTypeAttribute, request.digestType},
+      {kSecDigestLengthAttribute, length.get()},
+  };
+  for (const auto& [name, value] : attributes) {
+    EXPECT_TRUE(SecTransformSetAttribute(signer.get(), name, value, error.out()));
+  }
+  const auto result = CFRef<CFTypeRef>::adopt(SecTransformExecute(signer.get(), error.out()));
+  EXPECT_NE(static_cast<bool>(result), static_cast<bool>(error));
+  if (!error) {
+    return {objectCast<Data>(result.get())->bytes(), "", 0, ""};
+  }
+  const auto description = CFRef<CFStringRef>::adopt(CFErrorCopyDescription(error.get()));
+  return {{}, utf8Of(CFErrorGetDomain(error.get())), CFErrorGetCode(error.get()), utf8Of(description.get())};
+}
+
+std::vector<std::uint8_t> opensslOutput(const std::string& arguments) {
+  std::vector<std::uint8_t> output;
+  FILE* pipe = popen(("openssl " + arguments).c_str(), "r");
+  for (int octet = std::fgetc(pipe); octet != EOF; octet = std::fgetc(pipe)) {
+    output.push_back(static_cast<std::uint8_t>(octet));
+  }
+  EXPECT_EQ(pclose(pipe), 0) << arguments;
+  return output;
+}
+
+std::string writeTemporary(const std::string& name, const std::vector<std::uint8_t>& bytes) {
+  std::string path = testing::TempDir() + name + std::to_string(getpid());
+  std::ofstream(path, std::ios::binary)
+      .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+  return path;
+}
+
+const std::vector<std::uint8_t> kMessage{'a', ' ', 'm', 'e', 's', 's', 'a', 'g', 'e'};
+
+TEST(KeyStore, FindsIdentitiesByCommonName) {
+  inHome(homeFolder("plain"), [] {
+    for (const char* absent : {"jane citizen", "Jane", "Jane Citizen ", "Example", "Zoe Curve", ""}) {
+      search(absent, errSecItemNotFound);
+    }
+    EXPECT_EQ(CFArrayGetCount(search("Zoë Curve").get()), 1);
+    // Two keys, one of them with two certificates; the certificate without a key makes no identity.
+    const auto identities = search("Jane Citizen");
+    ASSERT_EQ(CFArrayGetCount(identities.get()), 3);
+    for (CFIndex index = 0; index < 3; ++index) {
+      CFRef<SecCertificateRef> certificate;
+      CFRef<SecCertificateRef> again;
+      ASSERT_EQ(SecIdentityCopyCertificate(identityAt(identities, index), certificate.out()), errSecSuccess);
+      EXPECT_EQ(SecIdentityCopyCertificate(identityAt(identities, index), again.out()), errSecSuccess);
+      EXPECT_EQ(certificate.get(), again.get());
+      EXPECT_EQ(CFGetTypeID(certificate.get()), SecCertificateGetTypeID());
+    }
+  });
+}
+
+TEST(KeyStore, SignaturesVerify) {
+  inHome(homeFolder("plain"), [] {
+    const std::string message = writeTemporary("message", kMessage);
+    const struct {
+      const char* name;
+      const char* publicKey;
+      const char* digest;
+      CFTypeRef type;
+      long bits;
+      std::size_t length;
+    } rows[] = {
+        {"Large Key", "large", "sha1", kSecDigestSHA1, 160, 1024},
+        {"Large Key", "large", "sha512", kSecDigestSHA2, 512, 1024},
+        {"Large Key", "large", "sha224", kSecDigestSHA2, 224, 1024},
+        {"Large Key", "large", "sha384", kSecDigestSHA2, 384, 1024},
+        {"Large Key", "large", "sha256", kSecDigestSHA2, 256, 1024},
+        {"Zoë Curve", "curve", "sha256", kSecDigestSHA2, 256, 0},
+    };
+    for (const auto& row : rows) {
+      const auto digest =
+          opensslOutput(std::string("dgst -binary -").append(row.digest).append(" ").append(message));
+      const auto key = keyOf(row.name);
+      const Signed fromDigest = sign(key, digest, {kSecInputIsDigest, row.type, row.bits});
+      const Signed fromText = sign(key, kMessage, {kSecInputIsPlainText, row.type, row.bits});
+      for (const Signed& result : {fromDigest, fromText}) {
+        EXPECT_EQ(result.description, "");
+        EXPECT_TRUE(row.length == 0 || result.signature.size() == row.length);
+        const std::string signature = writeTemporary("signature", result.signature);
+        opensslOutput(std::string("dgst -")
+                          .append(row.digest)
+                          .append(" -verify ")
+                          .append(homeFolder(row.publicKey))
+                          .append(".pub -signature ")
+                          .append(signature)
+                          .append(" ")
+                          .append(message));
+      }
+    }
+  });
+}
+
+TEST(KeyStore, EachIdentityOfOneNameSignsWithItsOwnKey) {
+  inHome(homeFolder("plain"), [] {
+    std::vector<std::size_t> lengths;
+    for (CFIndex index = 0; index < 3; ++index) {
+      lengths.push_back(
+          sign(keyOf("Jane Citizen", index), std::vector<std::uint8_t>(20, 1), {}).signature.size());
+    }
+    std::sort(lengths.begin(), lengths.end());
+    EXPECT_EQ(lengths, (std::vector<std::size_t>{256, 256, 384}));
+  });
+}
+
+TEST(KeyStore, RefusalsOfTheSigner) {
+  inHome(homeFolder("plain"), [] {
+    constexpr char kTransform[] = "com.apple.security.transforms.error";
+    constexpr char kCssm[] = "Internal CSSM error";
+    constexpr char kDigest[] =
+        "choose one of: SHA1, SHA2 (512bits, 348bits, 256bits, or 224 bits), MD2, or MD5";
+    const struct {
+      std::size_t inputLength;
+      Request request;
+      const char* domain;
+      CFIndex code;
+      const char* text;
+    } rows[] = {
+        {20, {kSecInputIsDigest, nullptr, -1}, kTransform, 6, kDigest},
+        {20, {kSecInputIsDigest, kSecDigestSHA1, 256}, kTransform, 6, kDigest},
+        {20, {kSecInputIsDigest, kSecDigestSHA2, 100}, kTransform, 6, kDigest},
+        {20, {kSecInputIsDigest, kSecClass, 0}, kTransform, 6, kDigest},
+        {20, {kSecClass, kSecDigestSHA1, 0}, kTransform, 8, "PlainText, Digest, or Raw"},
+        {1025, {kSecInputIsDigest, kSecDigestSHA1, 160}, kCssm, kCssmInputLengthError, "#80010901"},
+        {1014, {kSecInputIsRaw, kSecDigestSHA1, 0}, kCssm, kCssmInputLengthError, "#80010901"},
+    };
+    const auto key = keyOf("Large Key");
+    for (const auto& row : rows) {
+      const Signed result = sign(key, std::vector<std::uint8_t>(row.inputLength, 1), row.request);
+      EXPECT_EQ(result.domain, row.domain);
+      EXPECT_EQ(result.code, row.code);
+      EXPECT_NE(result.description.find(row.text), std::string::npos) << result.description;
+    }
+    // Digests of a wrong size and the longest raw input are signed.
+    EXPECT_EQ(sign(key, std::vector<std::uint8_t>(300, 1), {}).code, 0);
+    EXPECT_EQ(sign(key, std::vector<std::uint8_t>(1013, 1), {kSecInputIsRaw, kSecDigestSHA1, 0}).code, 0);
+  });
+}
+
+TEST(KeyStore, PublicKeysDoNotSign) {
+  const auto certificate = certificateOf(readFile("full.der"));
+  CFRef<SecKeyRef> key;
+  ASSERT_EQ(SecCertificateCopyPublicKey(certificate.get(), key.out()), errSecSuccess);
+  CFRef<CFErrorRef> error;
+  const auto signer = CFRef<SecTransformRef>::adopt(SecSignTransformCreate(key.get(), error.out()));
+  ASSERT_TRUE(signer && error);
+  EXPECT_EQ(CFErrorGetCode(error.get()), 10);
+  error.reset();
+  EXPECT_FALSE(SecTransformSetAttribute(signer.get(), kSecPaddingKey, kSecPaddingPKCS1Key, error.out()));
+  EXPECT_EQ(CFErrorGetCode(error.get()), 20);
+  error.reset();
+  EXPECT_EQ(SecTransformExecute(signer.get(), error.out()), nullptr);
+  EXPECT_EQ(CFErrorGetCode(error.get()), 10);
+}
+
+TEST(KeyStore, PasswordIsNeitherNeededToFindNorAskedForToSign) {
+  inHome(homeFolder("locked"), [] {
+    EXPECT_EQ(CFArrayGetCount(search("Jane Citizen").get()), 1);
+    const Signed result = sign(keyOf("Jane Citizen"), std::vector<std::uint8_t>(20, 1), {});
+    EXPECT_EQ(result.domain, "Internal CSSM error");
+    EXPECT_EQ(result.code, -2147415840);
+    EXPECT_NE(result.description.find("Internal error #800108e0 at "), std::string::npos);
+    EXPECT_NE(result.description.find("SEC_ERROR_BAD_PASSWORD"), std::string::npos) << result.description;
+  });
+}
+
+TEST(KeyStore, DatabaseThatComesLater) {
+  const fs::path home = testing::TempDir() + "home with 'quotes' " + std::to_string(getpid());
+  fs::create_directories(home / ".pki");
+  inHome(home, [&] {
+    search("Jane Citizen", errSecItemNotFound);
+    EXPECT_TRUE(fs::is_empty(home / ".pki"));
+    fs::copy(homeFolder("plain") + "/.pki", home / ".pki", fs::copy_options::recursive);
+    EXPECT_EQ(CFArrayGetCount(search("Jane Citizen").get()), 3);
+  });
+  fs::remove_all(home);
+}
+
+TEST(KeyStore, DatabaseInTheDataFolder) {
+  inHome(homeFolder("data"), [] { search("Jane Citizen"); });
+  inHome(homeFolder("none"), [] {
+    setenv("XDG_DATA_HOME", (homeFolder("data") + "/.local/share").c_str(), 1);
+    search("Jane Citizen");
+  });
+  inHome(homeFolder("none"), [] {
+    setenv("XDG_DATA_HOME", "relative", 1);
+    search("Jane Citizen", errSecItemNotFound);
+  });
+}
+
+TEST(KeyStore, UnreadableDatabaseIsNotTakenForAnEmptyOne) {
+  const fs::path home = testing::TempDir() + "damaged" + std::to_string(getpid());
+  fs::create_directories(home / ".pki/nssdb");
+  std::ofstream(home / ".pki/nssdb/cert9.db") << "no database";
+  inHome(home, [] { search("Jane Citizen", errSecNotAvailable); });
+  fs::remove_all(home);
+}
+
+/** Names, sizes, times and contents of the files. */
+std::string stateOf(const fs::path& folder) {
+  std::string state;
+  for (const auto& entry : fs::directory_iterator(folder)) {
+    std::ifstream file(entry.path(), std::ios::binary);
+    state += entry.path().filename().string() +
+             std::to_string(entry.last_write_time().time_since_epoch().count()) +
+             std::string(std::istreambuf_iterator<char>(file), {});
+  }
+  return state;
+}
+
+TEST(KeyStore, LeavesTheDatabaseUntouched) {
+  const fs::path folder = homeFolder("plain") + "/.pki/nssdb";
+  const std::string before = stateOf(folder);
+  inHome(homeFolder("plain"), [] { sign(keyOf("Large Key"), std::vector<std::uint8_t>(20, 1), {}); });
+  EXPECT_EQ(stateOf(folder), before);
+}
+
+TEST(KeyStore, ForkedProcessGetsAnAnswer) {
+  inHome(homeFolder("plain"), [] {
+    const auto key = keyOf("Jane Citizen");
+    inHome(homeFolder("plain"), [&] { sign(key, std::vector<std::uint8_t>(20, 1), {}); });
+  });
+}
+
+}  // namespace
+}  // namespace security_test

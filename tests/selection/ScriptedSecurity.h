@@ -1,0 +1,84 @@
+#pragma once
+
+#include <Security/Security.h>
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "linux/frameworks/CoreFoundation/CFInternal.h"
+
+/**
+ * A Security layer that does what a script says, and writes down what it is asked. Linked in place of the
+ * real one; its objects are counted with those of Core Foundation.
+ */
+namespace scripted {
+
+/** Makes the value of a property, anew for each caller; may be null for a property without a value. */
+using Value = std::function<vorn::frameworks::Owned<>()>;
+
+Value text(const std::string& utf8);
+Value number(double value);
+Value integer(std::int32_t value);
+Value data(const std::string& bytes);
+Value list(const std::vector<Value>& elements);
+/** A property: a dictionary with the entries that are not null. */
+Value property(const Value& type, const Value& label, const Value& value);
+
+struct Identity {
+  OSStatus certificateStatus = errSecSuccess;
+  OSStatus keyStatus = errSecSuccess;
+  OSStatus emailStatus = errSecSuccess;
+  bool hasValues = true;
+  bool hasData = true;
+  /** What the certificate's DER bytes are, and the private key's name. */
+  std::string name = "jane";
+  std::vector<Value> emails = {text("jane@example.org")};
+  /** From object identifier to the value of its property, or, in `properties`, to the whole property. */
+  std::map<std::string, Value> values;
+  std::map<std::string, Value> properties;
+};
+
+struct Script {
+  OSStatus searchStatus = errSecSuccess;
+  bool searchFailsWithResult = false;
+  /** What the search returns for its array; an array of `identities` when null. */
+  Value searchResult;
+  std::vector<Identity> identities;
+
+  /** Codes of the errors that steps of transforms report: "encode create", "sign INPUT", "sign
+   * INPUT=<digest>", ... */
+  std::map<std::string, int> errors;
+  /** Steps that return null or false; with an error or without. */
+  std::vector<std::string> empty;
+  std::string errorText = "out of order";
+  std::string encoded;
+
+  OSStatus publicKeyStatus = errSecSuccess;
+  OSStatus cssmStatus = errSecSuccess;
+  std::vector<std::uint8_t> publicKey;
+
+  CFAbsoluteTime now = 0;
+
+  int searches = 0;
+  std::vector<std::string> query;
+  /** As a dictionary made without callbacks does. */
+  bool queryComparesAddresses = false;
+  std::vector<std::string> requestedValues;
+  std::vector<std::string> steps;
+};
+
+/** The script at hand. */
+Script& script();
+
+/** The name of the identity that a certificate or key belongs to; empty for null. */
+std::string nameOf(SecCertificateRef certificate);
+std::string nameOf(SecKeyRef key);
+
+/** A certificate and a key of the first identity, which belong to the caller. */
+SecCertificateRef makeCertificate();
+SecKeyRef makeKey();
+
+}  // namespace scripted

@@ -1,0 +1,103 @@
+#pragma once
+
+#include <gtest/gtest.h>
+#include <log4cplus/appender.h>
+#include <log4cplus/logger.h>
+#include <log4cplus/spi/loggingevent.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include "mac/app/CertificateSelection.h"
+#include "selection/ScriptedSecurity.h"
+#include "shared/Exceptions.h"
+#include "shared/json/jsonxx.h"
+
+/** Keeps what is logged, as "LEVEL text". */
+class LogCapture : public log4cplus::Appender {
+ public:
+  ~LogCapture() override { destructorImpl(); }
+  void close() override {}
+  std::vector<std::string> lines;
+
+ protected:
+  void append(const log4cplus::spi::InternalLoggingEvent& event) override {
+    lines.push_back(log4cplus::getLogLevelManager().toString(event.getLogLevel()) + " " + event.getMessage());
+  }
+};
+
+/** An empty selection, a fresh script, and a log at DEBUG; at the end every object must have been given back.
+ */
+class SelectionFixture : public testing::Test {
+ protected:
+  void SetUp() override {
+    scripted::script() = {};
+    selection_.reset();
+    objectsBefore_ = vorn::frameworks::Object::liveCount();
+    logger_.setLogLevel(log4cplus::DEBUG_LOG_LEVEL);
+    logger_.addAppender(log4cplus::SharedAppenderPtr(log_));
+  }
+
+  void TearDown() override {
+    logger_.removeAllAppenders();
+    selection_.reset();
+    EXPECT_EQ(vorn::frameworks::Object::liveCount(), objectsBefore_);
+  }
+
+  static jsonxx::Object request(const std::vector<std::string>& akis = {"0a1b"},
+                                const std::string& email = "jane@example.org",
+                                const std::string& name = "Jane Citizen",
+                                const std::string& abn = "12345678901") {
+    jsonxx::Array list;
+    for (const std::string& aki : akis) {
+      list << aki;
+    }
+    jsonxx::Object details;
+    details << "name" << name << "email" << email << "abn" << abn << "aki" << jsonxx::Value(list);
+    return details;
+  }
+
+  /** An identity that `request()` selects. */
+  static scripted::Identity matching(const std::string& name = "jane", double notAfter = 1000) {
+    using namespace scripted;
+    Identity identity;
+    identity.name = name;
+    identity.values = {{"1.2.36.1.333.1", list({property(text("string"), text("Critical"), text("No")),
+                                                property(text("data"), nullptr,
+                                                         data("\x0C\x0B"
+                                                              "12345678901"))})},
+                       {"2.5.29.35", list({property(text("data"), nullptr, data("\x0A\x1B"))})},
+                       {"2.5.29.15", integer(1)},
+                       {kSerial, text("serial of " + name)},
+                       {kNotBefore, number(-86400)},
+                       {kNotAfter, number(notAfter)},
+                       {kIssuer, list({property(nullptr, text("2.5.4.3"), text("Issuer of " + name))})}};
+    return identity;
+  }
+
+  /** The code and message of what selecting throws, or whose certificate is selected after it. */
+  std::string outcome(const jsonxx::Object& details) {
+    try {
+      selection_.initialise(details);
+      return "selected " + scripted::nameOf(selection_.getCertificate());
+    } catch (const BaseException& failure) {
+      return std::to_string(failure.code()) + " " + failure.message();
+    }
+  }
+
+  bool logged(const std::string& line) const {
+    return std::find(log_->lines.begin(), log_->lines.end(), line) != log_->lines.end();
+  }
+
+  static inline const std::string kSerial = "2.16.840.1.113741.2.1.1.1.3";
+  static inline const std::string kIssuer = "2.16.840.1.113741.2.1.1.1.5";
+  static inline const std::string kNotBefore = "2.16.840.1.113741.2.1.1.1.6";
+  static inline const std::string kNotAfter = "2.16.840.1.113741.2.1.1.1.7";
+
+  CertificateSelection& selection_ = CertificateSelection::getInstance();
+  LogCapture* log_ = new LogCapture();
+  log4cplus::Logger logger_ = log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("CertificateSelection"));
+  std::size_t objectsBefore_ = 0;
+};
