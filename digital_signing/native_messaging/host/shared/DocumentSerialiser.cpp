@@ -19,7 +19,8 @@ class Writer {
   explicit Writer(const xercesc::DOMDocument& document)
       : document_(document), isXml11_(viewOf(document.getXmlVersion()) == u"1.1") {}
 
-  std::string write() {
+  std::string write(std::size_t expectedSize) {
+    out_.reserve(expectedSize);
     for (TreeWalk<const DOMNode> walk(&document_); walk.node() != nullptr; walk.advance()) {
       walk.leaving() ? leave(*walk.node()) : enter(*walk.node());
     }
@@ -124,4 +125,6 @@ class Writer {
 
 }  // namespace
 
-std::string writeDocument(const xercesc::DOMDocument& document) { return Writer(document).write(); }
+std::string writeDocument(const xercesc::DOMDocument& document, std::size_t expectedSize) {
+  return Writer(document).write(expectedSize);
+}
