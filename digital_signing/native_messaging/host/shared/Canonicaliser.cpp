@@ -116,7 +116,7 @@ void Canonicaliser::declareInherited() {
 void Canonicaliser::declareNamespaces(const DOMNode& element) {
   forEachAttribute(element, [this](const QualifiedName& name, const DOMNode& attribute) {
     if (!name.isDeclaration()) return;
-    const NamespaceScope::Declaration declaration{name.declaredPrefix(), viewOf(attribute.getNodeValue())};
+    const NamespaceScope::Declaration declaration{name.declaredPrefix(), viewOf(attributeValue(attribute))};
     if (isForbiddenDeclaration(declaration.prefix, declaration.uri)) return;
     if (relativeNamespace_.empty() && isRelativeUri(declaration.uri)) {
       relativeNamespace_ = toUtf8(attribute.getNodeValue());
@@ -179,7 +179,7 @@ void Canonicaliser::writeAttributes() {
     out_ += ' ';
     appendUtf8(out_, viewOf(attribute.node->getNodeName()), Escapes::kNone);
     out_ += "=\"";
-    appendUtf8(out_, viewOf(attribute.node->getNodeValue()), Escapes::kAttribute);
+    appendUtf8(out_, viewOf(attributeValue(*attribute.node)), Escapes::kAttribute);
     out_ += '"';
   }
 }

@@ -85,7 +85,7 @@ class Writer {
     for (XMLSize_t i = 0, count = attributes->getLength(); i < count; ++i) {
       const DOMNode* attribute = attributes->item(i);
       write(" ", attribute->getNodeName(), "=\"");
-      writeEscaped(attribute->getNodeValue(), Escapes::kAttribute);
+      writeEscaped(attributeValue(*attribute), Escapes::kAttribute);
       out_ += '"';
     }
     out_ += element.getFirstChild() != nullptr ? ">" : "/>";

@@ -4,8 +4,8 @@
 #include <xercesc/dom/DOMNode.hpp>
 
 /**
- * Goes through a subtree in document order without recursion, and stands at every node twice: before and after its
- * children. It keeps the way back itself, as asking a node for its parent is slow.
+ * Goes through a subtree in document order without recursion, and stands at every node twice: before and
+ * after its children. It keeps the way back itself, as asking a node for its parent is slow.
  */
 template <typename Node>
 class TreeWalk {
@@ -48,3 +48,12 @@ class TreeWalk {
   bool leaving_ = false;
   std::vector<Node*> path_;
 };
+
+/** What the attribute's own value function gives, but that casts its way to a text that stands there as the
+ * only child. */
+inline const XMLCh* attributeValue(const xercesc::DOMNode& attribute) {
+  const xercesc::DOMNode* text = attribute.getFirstChild();
+  const bool isPlain = text != nullptr && text->getNodeType() == xercesc::DOMNode::TEXT_NODE &&
+                       text->getNextSibling() == nullptr;
+  return isPlain ? text->getNodeValue() : attribute.getNodeValue();
+}
