@@ -48,12 +48,3 @@ class TreeWalk {
   bool leaving_ = false;
   std::vector<Node*> path_;
 };
-
-/** What the attribute's own value function gives, but that casts its way to a text that stands there as the
- * only child. */
-inline const XMLCh* attributeValue(const xercesc::DOMNode& attribute) {
-  const xercesc::DOMNode* text = attribute.getFirstChild();
-  const bool isPlain = text != nullptr && text->getNodeType() == xercesc::DOMNode::TEXT_NODE &&
-                       text->getNextSibling() == nullptr;
-  return isPlain ? text->getNodeValue() : attribute.getNodeValue();
-}

@@ -79,7 +79,8 @@ class DecodedText {
 
 void parse(DocumentParser& parser, const DecodedText& xml) {
   try {
-    const xercesc::MemBufInputSource source(xml.data(), xml.size(), "XSECMem", false);
+    xercesc::MemBufInputSource source(xml.data(), xml.size(), "XSECMem", false);
+    source.setCopyBufToStream(false);
     parser.parse(source);
   } catch (const xercesc::XMLException& e) {
     fail<XMLDataParsingException>("Caught XMLException parsing request XML data. Exception message = " +
