@@ -70,8 +70,7 @@ std::u16string notationDeclarationText(const xercesc::XMLNotationDecl& declarati
 
 std::u16string attributeDefinitionText(const xercesc::DTDAttDef& attribute) {
   using xercesc::XMLAttDef;
-  std::u16string text = u" ";
-  text += attribute.getFullName();
+  std::u16string text(attribute.getFullName());
   text += u" ";
   const XMLAttDef::AttTypes type = attribute.getType();
   if (type == XMLAttDef::Notation || type == XMLAttDef::Enumeration) {

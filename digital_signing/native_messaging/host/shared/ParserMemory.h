@@ -6,10 +6,10 @@
 #include <xercesc/framework/MemoryManager.hpp>
 
 /**
- * The memory of one parse. It bounds what a hostile document can make the parser do, at the one place through which
- * all of it passes: the bytes that are alive, and the number of entities that are expanded. The parser counts the
- * expansions of general entities by itself, but neither those of parameter entities nor those inside default values
- * of attributes; every expansion, though, allocates one reader.
+ * The memory of one parse. It bounds what a hostile document can make the parser do, at the one place through
+ * which all of it passes: the bytes that are alive, and the number of entities that are expanded. The parser
+ * counts the expansions of general entities by itself, but neither those of parameter entities nor those
+ * inside default values of attributes; every expansion, though, allocates one reader.
  */
 class ParserMemory : public xercesc::MemoryManager {
  public:

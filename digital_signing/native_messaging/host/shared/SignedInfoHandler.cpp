@@ -19,7 +19,8 @@ class SignedInfoHandler : public DSIGAlgorithmHandlerDefault {
  public:
   unsigned int signToSafeBuffer(TXFMChain* inputBytes, const XMLCh* uri, const XSECCryptoKey* key,
                                 unsigned int outputLength, safeBuffer& result) const override {
-    // The library's chain is the canonicaliser, nothing of which has been read yet, behind the SignedInfo element.
+    // The library's chain is the canonicaliser, nothing of which has been read yet, behind the SignedInfo
+    // element.
     const TXFMBase* source = inputBytes->getLastTxfm()->*ChainLink::kInput;
     const auto* signedInfo = static_cast<const xercesc::DOMElement*>(source->getFragmentNode());
     TXFMChain chain(new CanonicalBytes(*signedInfo, nullptr, nullptr));

@@ -60,7 +60,8 @@ std::string describe(const xercesc::DOMException& e) {
 class DecodedText {
  public:
   explicit DecodedText(const std::string& base64) {
-    if (!isBase64(base64.data(), base64.size())) fail<XMLDataParsingException>("Request XML data is not valid base64");
+    if (!isBase64(base64.data(), base64.size()))
+      fail<XMLDataParsingException>("Request XML data is not valid base64");
     unsigned char* data = nullptr;
     decodeBase64(base64.c_str(), &data, &length_);
     data_.reset(data);
@@ -87,16 +88,19 @@ void parse(DocumentParser& parser, const DecodedText& xml) {
   }
 }
 
-/** By the name as written. The library's node list finds the same, in three times the time of all the digesting. */
+/** By the name as written. The library's node list finds the same, in three times the time of all the
+ * digesting. */
 xercesc::DOMElement& findSingleElement(xercesc::DOMDocument& document, const std::string& elementName) {
   const std::u16string name = toUtf16(elementName);
   xercesc::DOMNode* found = nullptr;
-  for (TreeWalk<xercesc::DOMNode> walk(document.getDocumentElement()); walk.node() != nullptr; walk.advance()) {
+  for (TreeWalk<xercesc::DOMNode> walk(document.getDocumentElement()); walk.node() != nullptr;
+       walk.advance()) {
     xercesc::DOMNode* node = walk.node();
     if (walk.leaving() || node->getNodeType() != xercesc::DOMNode::ELEMENT_NODE) continue;
     if (node->getNodeName() != name) continue;
     if (found != nullptr) {
-      fail<InvalidXMLDataException>("Request XML data is invalid. Multiple <" + elementName + "> elements found");
+      fail<InvalidXMLDataException>("Request XML data is invalid. Multiple <" + elementName +
+                                    "> elements found");
     }
     found = node;
   }
@@ -194,6 +198,9 @@ void XMLSigner::generateSignature(xercesc::DOMDocument* document, const std::str
 
   LOG4CPLUS_INFO(logger, "Generating and loading signature for <" << elementName << ">");
   const std::string relativeNamespace = reportingAs("during signature loading", [&] {
+    if (signatureMethodURI_ == nullptr) {
+      throw XSECException(XSECException::AlgorithmMapperError, "No signature algorithm has been selected");
+    }
     SignatureBuilder builder(*document, element, elementName);
     builder.describe(signatureMethodURI_, digestMethodURI_);
     KeychainCryptoKeyRSA& signingKey = *key;
