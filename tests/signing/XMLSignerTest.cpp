@@ -4,7 +4,6 @@
 #include <log4cplus/logger.h>
 #include <log4cplus/spi/loggingevent.h>
 
-#include <regex>
 #include <xsec/enc/XSECCryptoException.hpp>
 #include <xsec/framework/XSECException.hpp>
 
@@ -17,6 +16,15 @@ const char* const kParts = "<CounterpartData>c</CounterpartData><RenderedData>r<
 
 std::string withParts(const std::string& before = "", const std::string& after = "") {
   return before + "<r>" + kParts + after + "</r>";
+}
+
+/** Puts a star in place of what the only children of the elements are. */
+void hideContent(std::string& text, const std::string& element) {
+  const std::string start = "<" + element + ">";
+  for (std::size_t at = 0; (at = text.find(start, at)) != std::string::npos;) {
+    at += start.size();
+    text.replace(at, text.find('<', at) - at, "*");
+  }
 }
 
 /** Keeps what is logged, as "LEVEL text". */
@@ -64,8 +72,7 @@ TEST_F(XMLSignerTest, LayoutOfTheSignatureForEachAlgorithm) {
     XMLSigner::getInstance().initialise(static_cast<XMLSigner::SignatureAlgorithm>(i));
     std::string text = signXml(withParts());
     for (const char* value : {"DigestValue", "SignatureValue", "Modulus"}) {
-      const std::string name(value);
-      text = std::regex_replace(text, std::regex("<" + name + ">[A-Za-z0-9+/=\n]+</"), "<" + name + ">*</");
+      hideContent(text, value);
     }
     const auto signature = [&](const std::string& name) {
       return "<Signature xmlns=\"" + dsig + "\"><SignedInfo><CanonicalizationMethod " + c14n +
@@ -152,19 +159,17 @@ TEST_F(XMLSignerTest, RefusesWhatIsNotBase64) {
 
 TEST_F(XMLSignerTest, FailuresOfKeyAndLibrary) {
   auto& selection = CertificateSelection::getInstance();
-  const std::pair<std::function<void()>, std::string> failures[] = {
-      {[] { throw XSECException(XSECException::UnknownError, "library \xC3\xA9"); },
-       "Caught XSECException % Exception message = library"},
-      {[] { throw XSECCryptoException(XSECCryptoException::RSAError, "key"); },
-       "Caught XSECCryptoException % Exception message = key"},
-      {[] { throw std::bad_alloc(); }, "Caught unknown exception %"}};
-  for (const auto& [raise, expected] : failures) {
+  const std::tuple<std::function<void()>, std::string, std::string> failures[] = {
+      {[] { throw XSECException(XSECException::UnknownError, "library \xC3\xA9"); }, "XSECException",
+       ". Exception message = library"},
+      {[] { throw XSECCryptoException(XSECCryptoException::RSAError, "key"); }, "XSECCryptoException",
+       ". Exception message = key"},
+      {[] { throw std::bad_alloc(); }, "unknown exception", ""}};
+  for (const auto& [raise, kind, detail] : failures) {
     for (const char* step : {"initialising signing certificate", "during signature loading"}) {
       SetUp();
       (std::string(step).front() == 'i' ? selection.onKeySetUp : selection.onModulus) = raise;
-      std::string message =
-          std::regex_replace(expected, std::regex("%"),
-                             expected.find('=') != std::string::npos ? std::string(step) + "." : step);
+      const std::string message = "Caught " + kind + " " + step + detail;
       Log log;
       EXPECT_EQ(refusalOf(toBase64(withParts())).substr(0, message.size() + 4), "105 " + message);
       EXPECT_EQ(log.lines().back().substr(0, message.size() + 6), "ERROR " + message);

@@ -51,7 +51,7 @@ std::u16string entityDeclarationText(const xercesc::DTDEntityDecl& declaration) 
   std::u16string text = u"<!ENTITY ";
   text += declaration.getName();
   text += externalIdText(declaration.getPublicId(), declaration.getSystemId());
-  if (viewOf(declaration.getNotationName()).size() > 0) {
+  if (!viewOf(declaration.getNotationName()).empty()) {
     text += u" NDATA ";
     text += declaration.getNotationName();
   }
