@@ -10,4 +10,8 @@ add_compile_options(-ffile-prefix-map=${CMAKE_SOURCE_DIR}/=)
 if(VORN_SANITIZE)
   add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
   add_link_options(-fsanitize=address,undefined)
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    # GCC 12 sees uninitialised members inside std::regex once it is instrumented.
+    add_compile_options(-Wno-maybe-uninitialized)
+  endif()
 endif()

@@ -8,6 +8,7 @@
 #include <xsec/framework/XSECException.hpp>
 
 #include "mac/app/CertificateSelection.h"
+#include "shared/XmlText.h"
 #include "signing/SigningFixture.h"
 
 namespace {
@@ -220,8 +221,19 @@ TEST_F(XMLSignerTest, HostileAndMalformedDocuments) {
     for (int i = 0; i < 10001; ++i) text += " a" + std::to_string(i) + "=''";
     return text;
   }();
+  const std::u16string wideText = u"\uFEFF" + toUtf16(withParts());
+  const std::string wide(reinterpret_cast<const char*>(wideText.data()), wideText.size() * 2);
+  using namespace std::string_literals;
   const std::pair<std::string, std::string> cases[] = {
       {"", "103 Request XML data"},
+      // What the parser takes for the end.
+      {withParts() + "\0"s, "103 Request XML data holds a character U+0000"},
+      {withParts() + "\n\0<x/>"s, "103 Request XML data holds a character U+0000"},
+      {wide + "\0\0x\0"s, "103 Request XML data holds a character U+0000"},
+      {wide + "x", "103 Request XML data ends within a character"},
+      {withParts() + "\xE2\x82", "103 Request XML data is not valid UTF-8"},
+      {withParts() + std::string(200000, ' ') + "\xFFjunk", "103 Request XML data is not valid UTF-8"},
+      {wide + "\n\0"s, "signed"},
       {"junk", "103 invalid document structure (line 1, column 1)"},
       {withParts() + "text", "103 comment or processing instruction expected"},
       {withParts().substr(0, 69), "103 input ended before"},

@@ -25,6 +25,7 @@
 #include "mac/app/CertificateSelection.h"
 #include "mac/app/KeychainCryptoKeyRSA.h"
 #include "shared/Base64.h"
+#include "shared/DocumentBytes.h"
 #include "shared/DocumentParser.h"
 #include "shared/DocumentSerialiser.h"
 #include "shared/Exceptions.h"
@@ -78,8 +79,12 @@ class DecodedText {
 
 void parse(DocumentParser& parser, const DecodedText& xml) {
   try {
+    requireNoZeroCharacter(xml.text());
     const xercesc::MemBufInputSource source(xml.data(), xml.size(), "XSECMem", false);
     parser.parse(source);
+    if (viewOf(parser.getDocument()->getInputEncoding()) == u"UTF-8") requireUtf8(xml.text());
+  } catch (const XMLDataParsingException& e) {
+    fail<XMLDataParsingException>(e.message());
   } catch (const xercesc::XMLException& e) {
     fail<XMLDataParsingException>("Caught XMLException parsing request XML data. Exception message = " +
                                   toUtf8(e.getMessage()));
