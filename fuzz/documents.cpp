@@ -1,9 +1,11 @@
-// XML documents through the signer: a document is signed or refused with one of the failures that a page is told of,
-// and what has been signed can be read, and signed, again.
+// XML documents through the signer: a document is signed or refused with one of the failures that a page is
+// told of, and what has been signed can be read again, with the very digests that were signed.
 
 #include <log4cplus/helpers/loglog.h>
 #include <openssl/pem.h>
 #include <openssl/x509.h>
+#include <xercesc/dom/DOM.hpp>
+#include <xercesc/framework/MemBufInputSource.hpp>
 
 #include <cstdint>
 #include <cstdlib>
@@ -13,9 +15,12 @@
 #include "fuzz/Require.h"
 #include "mac/app/CertificateSelection.h"
 #include "shared/Base64.h"
+#include "shared/Canonicaliser.h"
+#include "shared/DocumentParser.h"
 #include "shared/Exceptions.h"
 #include "shared/ParserErrors.h"
 #include "shared/XMLSigner.h"
+#include "shared/XmlText.h"
 
 namespace {
 
@@ -67,6 +72,49 @@ std::optional<std::string> sign(const std::string& base64, std::string& why) {
   return std::nullopt;
 }
 
+std::string fromBase64(const std::string& text) {
+  unsigned char* data = nullptr;
+  long length = 0;
+  decodeBase64(text.c_str(), &data, &length);
+  const std::string bytes(reinterpret_cast<char*>(data), static_cast<std::size_t>(length));
+  std::free(data);
+  return bytes;
+}
+
+xercesc::DOMElement* onlyElement(const xercesc::DOMDocument& document, const XMLCh* name) {
+  const xercesc::DOMNodeList* found = document.getElementsByTagName(name);
+  require(found->getLength() == 1, "the signed element stands in the document once");
+  return static_cast<xercesc::DOMElement*>(found->item(0));
+}
+
+/** Digests the element anew, without its signature, and compares with what was signed. */
+void requireDigest(const xercesc::DOMElement& element) {
+  const auto* signature = static_cast<const xercesc::DOMElement*>(element.getLastChild());
+  const xercesc::DOMNodeList* values = signature->getElementsByTagName(u"DigestValue");
+  require(values->getLength() == 1, "the signature is the last child");
+  Canonicaliser canonical(element, signature);
+  std::string bytes;
+  for (std::string_view run = canonical.next(); !run.empty(); run = canonical.next()) bytes += run;
+  std::uint8_t digest[EVP_MAX_MD_SIZE];
+  unsigned length = 0;
+  EVP_Digest(bytes.data(), bytes.size(), digest, &length, EVP_sha256(), nullptr);
+  require(toUtf8(values->item(0)->getTextContent()) == toBase64(digest, length),
+          "the digest is that of the document");
+}
+
+void requireDigests(const std::string& xml) {
+  ParserMemory memory(DocumentParser::kMaximumBytes);
+  DocumentParser parser(memory);
+  parser.parse(
+      xercesc::MemBufInputSource(reinterpret_cast<const XMLByte*>(xml.data()), xml.size(), "signed"));
+  const xercesc::DOMDocument& document = *parser.getDocument();
+  const xercesc::DOMElement* counterpart = onlyElement(document, u"CounterpartData");
+  const xercesc::DOMElement* rendered = onlyElement(document, u"RenderedData");
+  requireDigest(*rendered);
+  const bool secondBreaksFirst = counterpart->getElementsByTagName(u"RenderedData")->getLength() > 0;
+  if (!secondBreaksFirst) requireDigest(*counterpart);
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
@@ -79,9 +127,13 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   std::string why;
   const std::optional<std::string> once = sign(toBase64(data, size), why);
-  if (once && !sign(*once, why)) {
-    // A signature may pass a limit of depth; nothing else is wrong with what has just been written.
-    require(why.find("nested too deeply") != std::string::npos, why.c_str());
+  if (once) {
+    try {
+      requireDigests(fromBase64(*once));
+    } catch (const InvalidXMLDataException& refusal) {
+      // A signature may pass the limit of depth; nothing else can be wrong with what has just been written.
+      require(refusal.message().find("nested too deeply") != std::string::npos, refusal.what());
+    }
   }
   require(CertificateSelection::getInstance().keysAlive == 0, "all keys are given back");
   return 0;

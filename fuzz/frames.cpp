@@ -52,7 +52,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   while (input.ConsumeBool()) {
     const bool honest = input.ConsumeBool();
     const std::string text = input.ConsumeRandomLengthString(300);
-    const auto length = honest ? static_cast<std::uint32_t>(text.size()) : input.ConsumeIntegral<std::uint32_t>();
+    const auto length =
+        honest ? static_cast<std::uint32_t>(text.size()) : input.ConsumeIntegral<std::uint32_t>();
     stream.append(reinterpret_cast<const char*>(&length), sizeof length).append(text);
   }
   const Reading expected = readAtOnce(stream);
@@ -62,7 +63,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   std::string_view rest = stream;
   try {
     while (!rest.empty()) {
-      const std::string_view piece = rest.substr(0, input.ConsumeIntegralInRange<std::size_t>(1, rest.size()));
+      const std::string_view piece =
+          rest.substr(0, input.ConsumeIntegralInRange<std::size_t>(1, rest.size()));
       assembler.append(piece);
       rest.remove_prefix(piece.size());
       while (auto message = assembler.next()) reading.messages.push_back(std::move(*message));

@@ -1,4 +1,5 @@
-// Reader and writer of JSON: the reader reads what a plain stream reader reads, and what is written is read back equal.
+// Reader and writer of JSON: the reader reads what a plain stream reader reads, and what is written is read
+// back equal.
 
 #include <cmath>
 #include <cstdint>
@@ -19,8 +20,8 @@ using jsonxx::Value;
 constexpr std::size_t kLongestForPlainReader = 4096;
 
 /**
- * Whether a value comes back as it was. Control characters do not: their escapes are hexadecimal where they are
- * written and decimal where they are read. A member without a name is written without one.
+ * Whether a value comes back as it was. Control characters do not: their escapes are hexadecimal where they
+ * are written and decimal where they are read. A member without a name is written without one.
  */
 bool returns(const Value& value);
 
@@ -58,7 +59,8 @@ bool same(const Value& a, const Value& b) {
     const jsonxx::Number y = b.get<jsonxx::Number>();
     return x == y || std::fabs(x - y) <= std::fabs(x) * 1e-18L;  // 19 digits are written
   }
-  if (a.is<jsonxx::String>()) return b.is<jsonxx::String>() && a.get<jsonxx::String>() == b.get<jsonxx::String>();
+  if (a.is<jsonxx::String>())
+    return b.is<jsonxx::String>() && a.get<jsonxx::String>() == b.get<jsonxx::String>();
   if (a.is<bool>()) return b.is<bool>() && a.get<bool>() == b.get<bool>();
   if (a.is<Object>()) return b.is<Object>() && same(a.get<Object>(), b.get<Object>());
   if (!a.is<Array>()) return b.is<jsonxx::Null>();

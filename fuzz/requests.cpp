@@ -1,5 +1,5 @@
-// Whole requests, with signing functions that do what the request's own bytes say: every one is answered, with one
-// object of valid UTF-8 that has a result.
+// Whole requests, with signing functions that do what the request's own bytes say: every one is answered,
+// with one object of valid UTF-8 that has a result.
 
 #include <log4cplus/helpers/loglog.h>
 
@@ -24,7 +24,8 @@ void appendCertificate(const jsonxx::Object& userDetails, jsonxx::Object& respon
   response << "cert_issuer" << name;
   response << "cert_serial" << userDetails.get<jsonxx::String>("email");
   response << "cert_expiry" << userDetails.get<jsonxx::String>("abn");
-  for (const auto& aki : userDetails.get<jsonxx::Array>("aki").elements()) require(aki->is<jsonxx::String>(), "an AKI");
+  for (const auto& aki : userDetails.get<jsonxx::Array>("aki").elements())
+    require(aki->is<jsonxx::String>(), "an AKI");
   if (name == "nobody") throw CertificateNotFoundException();
   if (name == "late") throw CertificateExpiredException();
   if (name == "stray") throw std::runtime_error("stray");
@@ -35,7 +36,8 @@ void appendSignedData(const jsonxx::Array& xmlData, SignatureAlgorithm, jsonxx::
   require(!xmlData.empty(), "documents to sign");
   jsonxx::Array copies;
   for (const auto& document : xmlData.elements()) {
-    if (document->get<jsonxx::Object>().get<jsonxx::String>("data").empty()) throw XMLDataParsingException("empty");
+    if (document->get<jsonxx::Object>().get<jsonxx::String>("data").empty())
+      throw XMLDataParsingException("empty");
     copies << *document;
   }
   response << "signed_data" << jsonxx::Value(std::move(copies));
