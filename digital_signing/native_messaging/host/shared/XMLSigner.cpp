@@ -93,8 +93,7 @@ void parse(DocumentParser& parser, const DecodedText& xml) {
   }
 }
 
-/** By the name as written. The library's node list finds the same, in three times the time of all the
- * digesting. */
+/** By the name as written. The library's node list finds the same, in three times the time of digesting. */
 xercesc::DOMElement& findSingleElement(xercesc::DOMDocument& document, const std::string& elementName) {
   const std::u16string name = toUtf16(elementName);
   xercesc::DOMNode* found = nullptr;
