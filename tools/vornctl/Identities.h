@@ -1,0 +1,45 @@
+#pragma once
+
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "vornctl/CertificateDescription.h"
+
+/** The identities of the key store, and how the host would choose among them. */
+namespace vornctl {
+
+/** What a request names; a member that is empty is not asked for. */
+struct User {
+  std::string name = {};
+  std::string email = {};
+  std::string abn = {};
+  std::vector<std::string> akis = {};
+
+  bool isEmpty() const { return name.empty() && email.empty() && abn.empty() && akis.empty(); }
+  bool isComplete() const { return !name.empty() && !email.empty() && !abn.empty() && !akis.empty(); }
+};
+
+struct IdentityReport {
+  CertificateDescription certificate;
+  std::string token;
+  bool locked = false;
+  /** Why a request of the user would pass it over, one sentence each; empty when all tests pass. */
+  std::vector<std::string> reasons = {};
+  bool signs = false; /**< the host would take this one */
+};
+
+/** The key store cannot be searched. */
+class KeyStoreError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+/**
+ * Every certificate with a private key, in the order of the search, judged by the host's own tests. Which one
+ * signs is said for a complete user only. Throws KeyStoreError; no key store, or an empty one, is an empty
+ * list.
+ */
+std::vector<IdentityReport> examineIdentities(const User& user);
+
+}  // namespace vornctl
