@@ -98,33 +98,41 @@ class Examination {
     if (user_.isEmpty()) return report;
     const std::string encoded = encodeCertificate(certificate);
     report.reasons = reasons(report.certificate, certificate, encoded);
-    report.signs = report.reasons.empty() && !selected_.empty() && encoded == selected_;
-    if (report.reasons.empty() && user_.isComplete() && !report.signs) {
-      report.reasons.emplace_back("it matches, but another that matches is valid for longer");
+    report.selected = report.reasons.empty() && !selected_.empty() && encoded == selected_;
+    if (report.reasons.empty() && user_.isComplete() && !report.selected) {
+      report.reasons.push_back(
+          {"it matches, but another that matches is valid for longer", "remove that other one"});
     }
     return report;
   }
 
  private:
-  std::vector<std::string> reasons(const CertificateDescription& own, SecCertificateRef certificate,
-                                   const std::string& encoded) const {
-    std::vector<std::string> found;
+  std::vector<Fault> reasons(const CertificateDescription& own, SecCertificateRef certificate,
+                             const std::string& encoded) const {
     const CFRef<CFDictionaryRef> values = copySelectionValues(certificate);
-    if (!values) return {"its certificate cannot be read"};
-    const auto require = [&found](bool passed, const std::string& reason) {
-      if (!passed) found.push_back(reason);
+    if (!values) return {{"its certificate cannot be read", "have the certificate issued again"}};
+    std::vector<Fault> found;
+    const auto require = [&found](bool passed, const std::string& cause, const std::string& remedy) {
+      if (!passed) found.push_back({cause, remedy});
     };
-    require(signing_.count(encoded) > 0, "its key may not sign");
-    require(named_.count(encoded) > 0, "its name is \"" + own.name + "\", not \"" + user_.name + "\"");
+    require(named_.count(encoded) > 0, "its name is \"" + own.name + "\", not \"" + user_.name + "\"",
+            "ask for the name exactly as the certificate has it");
     require(user_.email.empty() || certificateEmailMatches(certificate, criteria_.email),
-            own.emails.empty() ? "it has no e-mail address" : "its e-mail address is " + listed(own.emails));
+            own.emails.empty() ? "it has no e-mail address"
+                               : "its e-mail address is " + listed(own.emails) + ", not " + user_.email,
+            "ask for the address that the certificate has");
     require(user_.abn.empty() || certificateABNMatches(values.get(), criteria_.abn),
-            own.abns.empty() ? "it has no ABN" : "its ABN is " + listed(own.abns));
+            own.abns.empty() ? "it has no ABN" : "its ABN is " + listed(own.abns) + ", not " + user_.abn,
+            "ask for the ABN of the certificate, or import the certificate for that ABN");
     require(user_.akis.empty() || certificateAKIMatches(values.get(), criteria_.akis),
             own.akis.empty() ? "it has no authority key identifier (AKI)"
                              : "its authority key identifier (AKI) is " + listed(own.akis) +
-                                   ", which is not among those that are asked for");
-    require(isSigningCertificate(values.get()), "its key usage does not include digital signatures");
+                                   ", which is not among those that are asked for: " + listed(criteria_.akis),
+            "the page has to accept this authority, \"" + own.issuer +
+                "\", or you need a certificate of one that it accepts");
+    require(isSigningCertificate(values.get()), "its key usage does not include digital signatures",
+            "have a certificate issued that does");
+    require(signing_.count(encoded) > 0, "its private key may not sign", "import a key that may");
     return found;
   }
 
@@ -145,6 +153,13 @@ std::vector<IdentityReport> examineIdentities(const User& user) {
     reports.push_back(examination.examine(identity, certificate));
   });
   return reports;
+}
+
+const IdentityReport* nearestMiss(const std::vector<IdentityReport>& reports) {
+  const auto nearest = std::min_element(
+      reports.begin(), reports.end(),
+      [](const IdentityReport& a, const IdentityReport& b) { return a.reasons.size() < b.reasons.size(); });
+  return nearest != reports.end() && !nearest->reasons.empty() ? &*nearest : nullptr;
 }
 
 }  // namespace vornctl

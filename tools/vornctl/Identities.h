@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "vornctl/CertificateDescription.h"
+#include "vornctl/Fault.h"
 
 /** The identities of the key store, and how the host would choose among them. */
 namespace vornctl {
@@ -24,9 +25,12 @@ struct IdentityReport {
   CertificateDescription certificate;
   std::string token;
   bool locked = false;
-  /** Why a request of the user would pass it over, one sentence each; empty when all tests pass. */
-  std::vector<std::string> reasons = {};
-  bool signs = false; /**< the host would take this one */
+  /** Why a request of the user would pass it over; empty when all tests pass. */
+  std::vector<Fault> reasons = {};
+  bool selected = false; /**< the host would take this one */
+
+  /** Whether the host would sign with it: it takes an expired or a locked one too, and then fails. */
+  bool signs() const { return selected && !locked && !certificate.expired; }
 };
 
 /** The key store cannot be searched. */
@@ -41,5 +45,8 @@ class KeyStoreError : public std::runtime_error {
  * list.
  */
 std::vector<IdentityReport> examineIdentities(const User& user);
+
+/** The one with the fewest reasons against it, to explain to a complete user; null when one is selected. */
+const IdentityReport* nearestMiss(const std::vector<IdentityReport>& reports);
 
 }  // namespace vornctl

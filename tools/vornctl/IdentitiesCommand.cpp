@@ -15,6 +15,16 @@ jsonxx::Array arrayOf(const std::vector<std::string>& texts) {
   return array;
 }
 
+jsonxx::Array arrayOf(const std::vector<Fault>& reasons) {
+  jsonxx::Array array;
+  for (const Fault& reason : reasons) {
+    jsonxx::Object object("cause", reason.cause);
+    object.import("remedy", reason.remedy);
+    array << jsonxx::Value(std::move(object));
+  }
+  return array;
+}
+
 jsonxx::Object jsonOf(const IdentityReport& report, const User& user) {
   const CertificateDescription& certificate = report.certificate;
   jsonxx::Object object;
@@ -30,8 +40,13 @@ jsonxx::Object jsonOf(const IdentityReport& report, const User& user) {
   object.import("token", report.token);
   object.import("locked", report.locked);
   if (!user.isEmpty()) object.import("reasons", arrayOf(report.reasons));
-  if (user.isComplete()) object.import("signs", report.signs);
+  if (user.isComplete()) object.import("signs", report.signs());
   return object;
+}
+
+const char* verdict(const IdentityReport& report, const User& user) {
+  if (!user.isComplete()) return "=> matches";
+  return report.signs() ? "=> signs" : "=> the host takes it";
 }
 
 void print(const IdentityReport& report, const User& user) {
@@ -56,12 +71,36 @@ void print(const IdentityReport& report, const User& user) {
   if (!certificate.maySign) add("key usage", "not for digital signatures", Colour::kBad);
   std::cout << table.text();
   if (!user.isEmpty() && report.reasons.empty()) {
-    std::cout << "  " << coloured(Colour::kGood, report.signs ? "=> signs" : "=> matches") << "\n";
+    std::cout << "  " << coloured(Colour::kGood, verdict(report, user)) << "\n";
   }
-  for (const std::string& reason : report.reasons) {
-    std::cout << "  " << coloured(Colour::kWarning, "=> does not sign: " + printable(reason)) << "\n";
+  for (const Fault& reason : report.reasons) {
+    std::cout << "  " << coloured(Colour::kWarning, "=> does not sign: " + printable(reason.cause)) << "\n";
   }
   std::cout << "\n";
+}
+
+/** What a complete user should do when nobody signs. */
+void printConclusion(const std::vector<IdentityReport>& reports) {
+  const auto selected = std::find_if(reports.begin(), reports.end(),
+                                     [](const IdentityReport& report) { return report.selected; });
+  if (selected != reports.end()) {
+    if (selected->signs()) return;
+    const bool expired = selected->certificate.expired;
+    std::cout << coloured(Colour::kBad,
+                          "The host would take " + printable(selected->certificate.name) + " and fail")
+              << ": "
+              << (expired ? "the certificate has expired\n-> renew it" : "the token is locked\n-> unlock it")
+              << "\n";
+    return;
+  }
+  std::cout << coloured(Colour::kBad, "The host would sign with none of them.");
+  if (const IdentityReport* nearest = nearestMiss(reports)) {
+    std::cout << " Nearest is " << printable(nearest->certificate.name) << ", serial "
+              << printable(nearest->certificate.serial) << ":\n";
+    for (const Fault& reason : nearest->reasons) {
+      std::cout << printable(reason.cause) << "\n-> " << printable(reason.remedy) << "\n";
+    }
+  }
 }
 
 void printEmpty() {
@@ -85,13 +124,10 @@ int runIdentities(const IdentitiesOptions& options) {
     for (const IdentityReport& report : reports) print(report, options.user);
     if (reports.empty()) printEmpty();
   }
+  if (!options.json && options.user.isComplete() && !reports.empty()) printConclusion(reports);
   const bool found = std::any_of(reports.begin(), reports.end(), [&](const IdentityReport& report) {
-    return options.user.isComplete() ? report.signs && !report.certificate.expired && !report.locked
-                                     : report.reasons.empty();
+    return options.user.isComplete() ? report.signs() : report.reasons.empty();
   });
-  if (!found && !options.json && options.user.isComplete() && !reports.empty()) {
-    std::cout << "The host would sign with none of them.\n";
-  }
   return found ? kExitFine : kExitProblems;
 }
 

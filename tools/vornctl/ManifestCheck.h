@@ -6,16 +6,9 @@
 #include <vector>
 
 #include "vornctl/BrowserTable.h"
+#include "vornctl/Fault.h"
 
 namespace vornctl {
-
-/** Something that does not work, with the reason that is none's consequence, and what to do. */
-struct Fault {
-  std::string cause;
-  std::string remedy;
-
-  bool operator==(const Fault&) const = default;
-};
 
 /** A manifest as a browser of the family reads it. */
 struct ManifestCheck {
