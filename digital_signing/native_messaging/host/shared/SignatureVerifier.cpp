@@ -21,6 +21,7 @@
 #include <xsec/framework/XSECException.hpp>
 #include <xsec/framework/XSECProvider.hpp>
 
+#include "shared/DocumentBytes.h"
 #include "shared/DocumentElements.h"
 #include "shared/DocumentParser.h"
 #include "shared/ElementDigestTransform.h"
@@ -42,9 +43,11 @@ struct NotValid {
 
 void parse(DocumentParser& parser, const std::string& xml) {
   try {
+    requireNoZeroCharacter(xml);
     const xercesc::MemBufInputSource source(reinterpret_cast<const XMLByte*>(xml.data()), xml.size(),
                                             "document", false);
     parser.parse(source);
+    if (viewOf(parser.getDocument()->getInputEncoding()) == u"UTF-8") requireUtf8(xml);
   } catch (const BaseException&) {
     throw;
   } catch (const xercesc::XMLException& e) {

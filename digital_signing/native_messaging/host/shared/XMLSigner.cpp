@@ -26,12 +26,14 @@
 #include "mac/app/CertificateSelection.h"
 #include "mac/app/KeychainCryptoKeyRSA.h"
 #include "shared/Base64.h"
+#include "shared/DocumentBytes.h"
 #include "shared/DocumentElements.h"
 #include "shared/DocumentParser.h"
 #include "shared/DocumentSerialiser.h"
 #include "shared/Exceptions.h"
 #include "shared/SignatureBuilder.h"
 #include "shared/SignatureWarnings.h"
+#include "shared/SignedInfoHandler.h"
 #include "shared/XmlText.h"
 
 namespace {
@@ -60,7 +62,8 @@ std::string describe(const xercesc::DOMException& e) {
 class DecodedText {
  public:
   explicit DecodedText(const std::string& base64) {
-    if (!isBase64(base64.data(), base64.size())) fail<XMLDataParsingException>("Request XML data is not valid base64");
+    if (!isBase64(base64.data(), base64.size()))
+      fail<XMLDataParsingException>("Request XML data is not valid base64");
     unsigned char* data = nullptr;
     decodeBase64(base64.c_str(), &data, &length_);
     data_.reset(data);
@@ -77,8 +80,12 @@ class DecodedText {
 
 void parse(DocumentParser& parser, const DecodedText& xml) {
   try {
+    requireNoZeroCharacter(xml.text());
     const xercesc::MemBufInputSource source(xml.data(), xml.size(), "XSECMem", false);
     parser.parse(source);
+    if (viewOf(parser.getDocument()->getInputEncoding()) == u"UTF-8") requireUtf8(xml.text());
+  } catch (const XMLDataParsingException& e) {
+    fail<XMLDataParsingException>(e.message());
   } catch (const xercesc::XMLException& e) {
     fail<XMLDataParsingException>("Caught XMLException parsing request XML data. Exception message = " +
                                   toUtf8(e.getMessage()));
@@ -127,6 +134,7 @@ void XMLSigner::initialise(SignatureAlgorithm algorithm) {
       xalanc::XPathEvaluator::initialize(xalanc::XalanMemMgrs::getDefaultXercesMemMgr());
       xalanc::XalanTransformer::initialize(xalanc::XalanMemMgrs::getDefaultXercesMemMgr());
       XSECPlatformUtils::Initialise();
+      useOwnCanonicalSignedInfo();
       initialised_ = true;
     }
   } catch (const xercesc::XMLException& e) {
@@ -185,6 +193,9 @@ void XMLSigner::generateSignature(xercesc::DOMDocument* document, const std::str
 
   LOG4CPLUS_INFO(logger, "Generating and loading signature for <" << elementName << ">");
   const std::string relativeNamespace = reportingAs("during signature loading", [&] {
+    if (signatureMethodURI_ == nullptr) {
+      throw XSECException(XSECException::AlgorithmMapperError, "No signature algorithm has been selected");
+    }
     SignatureBuilder builder(*document, element, elementName);
     builder.describe(signatureMethodURI_, digestMethodURI_);
     KeychainCryptoKeyRSA& signingKey = *key;
