@@ -139,7 +139,9 @@ void Canonicaliser::settleDeclarations() {
 void Canonicaliser::collectAttributes(const DOMNode& element) {
   forEachAttribute(element, [this](const QualifiedName& name, const DOMNode& attribute) {
     if (name.isDeclaration()) return;
-    const std::u16string_view uri = name.isXml() ? kXmlNamespace : (name.prefix.empty() ? std::u16string_view() : scope_.find(name.prefix));
+    const std::u16string_view uri =
+        name.isXml() ? kXmlNamespace
+                     : (name.prefix.empty() ? std::u16string_view() : scope_.find(name.prefix));
     attributes_.push_back({uri, uri.empty() ? name.whole : name.local, &attribute});
   });
 }

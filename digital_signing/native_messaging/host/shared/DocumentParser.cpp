@@ -25,7 +25,8 @@ constexpr XMLSize_t kExpansionBudget = XMLSize_t{16} << 20;
 constexpr XMLSize_t kMaximumExpansions = 50000;
 // Every level costs the library one more walk through all that stands below.
 constexpr unsigned kMaximumEntityDepth = 20;
-// The tree keeps all names in a table of 257 chains: a million names took more than two minutes, these take 60 ms.
+// The tree keeps all names in a table of 257 chains: a million names took more than two minutes, these take
+// 60 ms.
 constexpr std::size_t kMaximumNames = 50000;
 // The tree sorts the attributes of an element by insertion.
 constexpr XMLSize_t kMaximumAttributes = 10000;
@@ -101,7 +102,8 @@ void DocumentParser::countName(const XMLCh* name) {
 }
 
 void DocumentParser::docPI(const XMLCh* target, const XMLCh* data) {
-  // A carriage return can come in through an entity, but cannot be written where no character reference can stand.
+  // A carriage return can come in through an entity, but cannot be written where no character reference can
+  // stand.
   std::u16string lines(viewOf(data));
   std::replace(lines.begin(), lines.end(), u'\r', u'\n');
   XercesDOMParser::docPI(target, lines.c_str());
@@ -121,8 +123,8 @@ void DocumentParser::endEntityReference(const xercesc::XMLEntityDecl& declaratio
 
 void DocumentParser::doctypeDecl(const xercesc::DTDElementDecl& root, const XMLCh* publicId,
                                  const XMLCh* systemId, bool hasInternalSubset, bool hasExternalSubset) {
-  // What is not declared in the document is not declared at all. Otherwise the scanner drops references to undeclared
-  // entities in silence, as a declaration may stand in a part that it has not read.
+  // What is not declared in the document is not declared at all. Otherwise the scanner drops references to
+  // undeclared entities in silence, as a declaration may stand in a part that it has not read.
   fScanner->*ScannerFlags::kStandalone = true;
   const std::u16string system = withoutQuotes(systemId);
   XercesDOMParser::doctypeDecl(root, publicId, systemId != nullptr ? system.c_str() : nullptr,
@@ -134,7 +136,8 @@ void DocumentParser::entityDecl(const xercesc::DTDEntityDecl& declaration, bool 
   // The limit counts expansions; this makes it one of expanded text as well.
   countName(declaration.getName());
   longestEntity_ = std::max(longestEntity_, declaration.getValueLen());
-  const XMLSize_t limit = std::min(kMaximumExpansions, kExpansionBudget / std::max<XMLSize_t>(longestEntity_, 1));
+  const XMLSize_t limit =
+      std::min(kMaximumExpansions, kExpansionBudget / std::max<XMLSize_t>(longestEntity_, 1));
   memory_.limitExpansions(limit);
   limits_.setEntityExpansionLimit(limit);
   fScanner->setSecurityManager(&limits_);
@@ -154,10 +157,17 @@ void DocumentParser::notationDecl(const xercesc::XMLNotationDecl& declaration, b
 
 void DocumentParser::attDef(const xercesc::DTDElementDecl& element, const xercesc::DTDAttDef& attribute,
                             bool isIgnored) {
-  if (++attributeDefinitions_ > kMaximumAttributeDefinitions) refuse("The document declares too many attributes");
+  if (++attributeDefinitions_ > kMaximumAttributeDefinitions)
+    refuse("The document declares too many attributes");
   keepSubsetText();
   XercesDOMParser::attDef(element, attribute, isIgnored);
   replaceSubsetText(attributeDefinitionText(attribute));
+}
+
+void DocumentParser::doctypeComment(const XMLCh* comment) {
+  keepSubsetText();
+  XercesDOMParser::doctypeComment(comment);
+  replaceSubsetText(std::u16string(u"<!--").append(comment).append(u"-->"));
 }
 
 void DocumentParser::endIntSubset() {
@@ -166,7 +176,10 @@ void DocumentParser::endIntSubset() {
   XercesDOMParser::endIntSubset();
 }
 
-void DocumentParser::keepSubsetText() { subsetText_.append(fInternalSubset.getRawBuffer() + subsetTaken_); subsetTaken_ = fInternalSubset.getLen(); }
+void DocumentParser::keepSubsetText() {
+  subsetText_.append(fInternalSubset.getRawBuffer() + subsetTaken_);
+  subsetTaken_ = fInternalSubset.getLen();
+}
 
 void DocumentParser::replaceSubsetText(const std::u16string& text) {
   subsetTaken_ = fInternalSubset.getLen();

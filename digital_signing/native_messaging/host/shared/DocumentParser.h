@@ -7,11 +7,11 @@
 #include "shared/ParserMemory.h"
 
 /**
- * The DOM parser at its defaults (no namespace processing, no validation, entity references and CDATA sections kept
- * as nodes), but one that can be given any bytes:
+ * The DOM parser at its defaults (no namespace processing, no validation, entity references and CDATA
+ * sections kept as nodes), but one that can be given any bytes:
  *
- * - every error raises a SAXParseException; the library's parser without an error handler returns the part of the
- *   tree that it has, without a word;
+ * - every error raises a SAXParseException; the library's parser without an error handler returns the part of
+ * the tree that it has, without a word;
  * - nothing outside the document is read; a document that cannot be understood without is in error;
  * - memory, time and depth are bounded;
  * - the document type's internal subset can be written out and read again with the same meaning.
@@ -46,6 +46,7 @@ class DocumentParser : public xercesc::XercesDOMParser {
   void notationDecl(const xercesc::XMLNotationDecl& declaration, bool isIgnored) override;
   void attDef(const xercesc::DTDElementDecl& element, const xercesc::DTDAttDef& attribute,
               bool isIgnored) override;
+  void doctypeComment(const XMLCh* comment) override;
   void endIntSubset() override;
 
  protected:

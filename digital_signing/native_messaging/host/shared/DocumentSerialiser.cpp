@@ -124,4 +124,6 @@ class Writer {
 
 }  // namespace
 
-std::string writeDocument(const xercesc::DOMDocument& document) { return Writer(document).write(); }
+std::string writeDocument(const xercesc::DOMDocument& document) {
+  return Writer(document).write();
+}

@@ -7,32 +7,47 @@
 namespace {
 
 // Bit n of an entry: the ASCII character needs more than itself under escapes n.
-constexpr std::uint8_t bit(Escapes escapes) { return static_cast<std::uint8_t>(1U << static_cast<unsigned>(escapes)); }
+constexpr std::uint8_t bit(Escapes escapes) {
+  return static_cast<std::uint8_t>(1U << static_cast<unsigned>(escapes));
+}
 
 constexpr std::array<std::uint8_t, 128> makeSpecial() {
   std::array<std::uint8_t, 128> special{};
-  for (const char c : {'&', '<', '>', '\r'}) special[static_cast<std::size_t>(c)] |= bit(Escapes::kText);
-  for (const char c : {'&', '<', '"', '\t', '\n', '\r'}) special[static_cast<std::size_t>(c)] |= bit(Escapes::kAttribute);
+  for (const char16_t c : {u'&', u'<', u'>', u'\r'}) special[c] |= bit(Escapes::kText);
+  for (const char16_t c : {u'&', u'<', u'"', u'\t', u'\n', u'\r'}) special[c] |= bit(Escapes::kAttribute);
   return special;
 }
 constexpr std::array<std::uint8_t, 128> kSpecial = makeSpecial();
 
-char* put(char* out, std::string_view text) { return std::copy(text.begin(), text.end(), out); }
+char* put(char* out, std::string_view text) {
+  return std::copy(text.begin(), text.end(), out);
+}
 
 char* putEscaped(char* out, char16_t c) {
   switch (c) {
-    case u'&': return put(out, "&amp;");
-    case u'<': return put(out, "&lt;");
-    case u'>': return put(out, "&gt;");
-    case u'"': return put(out, "&quot;");
-    case u'\t': return put(out, "&#x9;");
-    case u'\n': return put(out, "&#xA;");
-    default: return put(out, "&#xD;");
+    case u'&':
+      return put(out, "&amp;");
+    case u'<':
+      return put(out, "&lt;");
+    case u'>':
+      return put(out, "&gt;");
+    case u'"':
+      return put(out, "&quot;");
+    case u'\t':
+      return put(out, "&#x9;");
+    case u'\n':
+      return put(out, "&#xA;");
+    default:
+      return put(out, "&#xD;");
   }
 }
 
-bool isLeading(char16_t c) { return c >= 0xD800 && c < 0xDC00; }
-bool isTrailing(char16_t c) { return c >= 0xDC00 && c < 0xE000; }
+bool isLeading(char16_t c) {
+  return c >= 0xD800 && c < 0xDC00;
+}
+bool isTrailing(char16_t c) {
+  return c >= 0xDC00 && c < 0xE000;
+}
 
 /** The bytes of one character that is not ASCII. */
 char* putWide(char* out, std::uint32_t c) {

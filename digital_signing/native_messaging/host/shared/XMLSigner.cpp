@@ -25,11 +25,13 @@
 #include "mac/app/CertificateSelection.h"
 #include "mac/app/KeychainCryptoKeyRSA.h"
 #include "shared/Base64.h"
+#include "shared/DocumentBytes.h"
 #include "shared/DocumentParser.h"
 #include "shared/DocumentSerialiser.h"
 #include "shared/Exceptions.h"
 #include "shared/SignatureBuilder.h"
 #include "shared/SignatureWarnings.h"
+#include "shared/SignedInfoHandler.h"
 #include "shared/TreeWalk.h"
 #include "shared/XmlText.h"
 
@@ -59,7 +61,8 @@ std::string describe(const xercesc::DOMException& e) {
 class DecodedText {
  public:
   explicit DecodedText(const std::string& base64) {
-    if (!isBase64(base64.data(), base64.size())) fail<XMLDataParsingException>("Request XML data is not valid base64");
+    if (!isBase64(base64.data(), base64.size()))
+      fail<XMLDataParsingException>("Request XML data is not valid base64");
     unsigned char* data = nullptr;
     decodeBase64(base64.c_str(), &data, &length_);
     data_.reset(data);
@@ -76,8 +79,12 @@ class DecodedText {
 
 void parse(DocumentParser& parser, const DecodedText& xml) {
   try {
+    requireNoZeroCharacter(xml.text());
     const xercesc::MemBufInputSource source(xml.data(), xml.size(), "XSECMem", false);
     parser.parse(source);
+    if (viewOf(parser.getDocument()->getInputEncoding()) == u"UTF-8") requireUtf8(xml.text());
+  } catch (const XMLDataParsingException& e) {
+    fail<XMLDataParsingException>(e.message());
   } catch (const xercesc::XMLException& e) {
     fail<XMLDataParsingException>("Caught XMLException parsing request XML data. Exception message = " +
                                   toUtf8(e.getMessage()));
@@ -86,16 +93,19 @@ void parse(DocumentParser& parser, const DecodedText& xml) {
   }
 }
 
-/** By the name as written. The library's node list finds the same, in three times the time of all the digesting. */
+/** By the name as written. The library's node list finds the same, in three times the time of all the
+ * digesting. */
 xercesc::DOMElement& findSingleElement(xercesc::DOMDocument& document, const std::string& elementName) {
   const std::u16string name = toUtf16(elementName);
   xercesc::DOMNode* found = nullptr;
-  for (TreeWalk<xercesc::DOMNode> walk(document.getDocumentElement()); walk.node() != nullptr; walk.advance()) {
+  for (TreeWalk<xercesc::DOMNode> walk(document.getDocumentElement()); walk.node() != nullptr;
+       walk.advance()) {
     xercesc::DOMNode* node = walk.node();
     if (walk.leaving() || node->getNodeType() != xercesc::DOMNode::ELEMENT_NODE) continue;
     if (node->getNodeName() != name) continue;
     if (found != nullptr) {
-      fail<InvalidXMLDataException>("Request XML data is invalid. Multiple <" + elementName + "> elements found");
+      fail<InvalidXMLDataException>("Request XML data is invalid. Multiple <" + elementName +
+                                    "> elements found");
     }
     found = node;
   }
@@ -134,6 +144,7 @@ void XMLSigner::initialise(SignatureAlgorithm algorithm) {
       xalanc::XPathEvaluator::initialize(xalanc::XalanMemMgrs::getDefaultXercesMemMgr());
       xalanc::XalanTransformer::initialize(xalanc::XalanMemMgrs::getDefaultXercesMemMgr());
       XSECPlatformUtils::Initialise();
+      useOwnCanonicalSignedInfo();
       initialised_ = true;
     }
   } catch (const xercesc::XMLException& e) {
@@ -192,6 +203,9 @@ void XMLSigner::generateSignature(xercesc::DOMDocument* document, const std::str
 
   LOG4CPLUS_INFO(logger, "Generating and loading signature for <" << elementName << ">");
   const std::string relativeNamespace = reportingAs("during signature loading", [&] {
+    if (signatureMethodURI_ == nullptr) {
+      throw XSECException(XSECException::AlgorithmMapperError, "No signature algorithm has been selected");
+    }
     SignatureBuilder builder(*document, element, elementName);
     builder.describe(signatureMethodURI_, digestMethodURI_);
     KeychainCryptoKeyRSA& signingKey = *key;
