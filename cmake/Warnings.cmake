@@ -7,7 +7,14 @@ endif()
 # Paths in messages, checks and debug data are relative to the source tree: a binary tells nothing of the machine it was built on.
 add_compile_options(-ffile-prefix-map=${CMAKE_SOURCE_DIR}/=)
 
-if(VORN_SANITIZE)
+if(VORN_FUZZ)
+  add_compile_options(-fsanitize=fuzzer-no-link)
+endif()
+if(VORN_SANITIZE OR VORN_FUZZ)
   add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
   add_link_options(-fsanitize=address,undefined)
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    # GCC 12 sees uninitialised members inside std::regex once it is instrumented.
+    add_compile_options(-Wno-maybe-uninitialized)
+  endif()
 endif()

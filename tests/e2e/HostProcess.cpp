@@ -5,6 +5,7 @@
 #include <cstring>
 #include <fstream>
 #include <iostream>
+#include <sstream>
 #include <stdexcept>
 #include <system_error>
 #include <thread>
@@ -65,6 +66,11 @@ std::vector<char*> pointers(std::vector<std::string>& texts) {
 
 }  // namespace
 
+std::string hostProgram() {
+  const char* const other = getenv("VORN_HOST");
+  return other != nullptr ? other : VORN_HOST;
+}
+
 HostProcess::HostProcess(const Home& home, const HostOptions& options)
     : errorFile_(home.path() / "standard-error") {
   signal(SIGPIPE, SIG_IGN);
@@ -73,7 +79,7 @@ HostProcess::HostProcess(const Home& home, const HostOptions& options)
   input_ = toHost.writing;
   output_ = fromHost.reading;
 
-  std::vector<std::string> arguments = {VORN_HOST};
+  std::vector<std::string> arguments = {hostProgram()};
   arguments.insert(arguments.end(), options.arguments.begin(), options.arguments.end());
   std::vector<std::string> environment = {
       "HOME=" + (options.homeFolder.empty() ? home.path().string() : options.homeFolder),
@@ -95,14 +101,14 @@ HostProcess::HostProcess(const Home& home, const HostOptions& options)
   posix_spawnattr_setsigdefault(&attributes, &defaults);
   posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF);
 
-  errno = posix_spawn(&process_, VORN_HOST, &files, &attributes, pointers(arguments).data(),
+  errno = posix_spawn(&process_, arguments[0].c_str(), &files, &attributes, pointers(arguments).data(),
                       pointers(environment).data());
   const bool spawned = errno == 0;
   posix_spawnattr_destroy(&attributes);
   posix_spawn_file_actions_destroy(&files);
   close(toHost.reading);
   close(fromHost.writing);
-  require(spawned, VORN_HOST);
+  require(spawned, arguments[0].c_str());
 }
 
 HostProcess::~HostProcess() {
@@ -225,6 +231,28 @@ long HostProcess::residentKiB() const {
   long resident = 0;
   statm >> total >> resident;
   return resident * sysconf(_SC_PAGESIZE) / 1024;
+}
+
+long HostProcess::peakKiB() const {
+  std::ifstream status("/proc/" + std::to_string(process_) + "/status");
+  std::string name;
+  while (status >> name && name != "VmHWM:") {
+  }
+  long peak = 0;
+  status >> peak;
+  return peak;
+}
+
+double HostProcess::cpuSeconds() const {
+  std::string stat = readFile("/proc/" + std::to_string(process_) + "/stat");
+  // The name in parentheses may hold spaces; user and system time are the 12th and 13th field behind it.
+  std::istringstream fields(stat.substr(stat.rfind(')') + 1));
+  std::string skipped;
+  for (int i = 0; i < 11; ++i) fields >> skipped;
+  double user = 0;
+  double system = 0;
+  fields >> user >> system;
+  return (user + system) / static_cast<double>(sysconf(_SC_CLK_TCK));
 }
 
 std::string frame(std::string_view request) {

@@ -15,6 +15,10 @@ namespace e2e {
  * long. */
 constexpr std::chrono::milliseconds kPatience{60000};
 
+/** The program under test: VORN_HOST of the environment, else the host that was built along with the tests.
+ */
+std::string hostProgram();
+
 struct HostOptions {
   std::string homeFolder = {};                // instead of the Home's own path
   std::vector<std::string> environment = {};  // "NAME=value", besides HOME and PATH
@@ -56,8 +60,12 @@ class HostProcess {
 
   /** What the host has printed on standard error. */
   std::string standardError() const;
-  /** The resident memory of the running host. */
+  pid_t id() const { return process_; }
+  /** The memory of the running host: resident now, and the most so far. */
   long residentKiB() const;
+  long peakKiB() const;
+  /** The processor time that the running host has used. */
+  double cpuSeconds() const;
 
  private:
   bool readBytes(std::string& bytes, std::size_t count, std::chrono::steady_clock::time_point deadline);

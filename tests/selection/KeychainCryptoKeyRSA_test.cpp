@@ -1,7 +1,12 @@
 #include "mac/app/KeychainCryptoKeyRSA.h"
 
+#include <openssl/evp.h>
+#include <openssl/rsa.h>
+#include <openssl/x509.h>
+
 #include <array>
 #include <functional>
+#include <memory>
 #include <xsec/enc/XSECCryptoException.hpp>
 
 #include "selection/SelectionFixture.h"
@@ -23,12 +28,48 @@ std::string failureOf(const std::function<void()>& body) {
   }
 }
 
+/** A key that really signs; of 1024 bits, as it has to be made anew in each run. */
+class SigningKey {
+ public:
+  std::vector<std::uint8_t> publicKey() const {
+    unsigned char* der = nullptr;
+    const int length = i2d_PublicKey(key_.get(), &der);
+    std::vector<std::uint8_t> bytes(der, der + length);
+    OPENSSL_free(der);
+    return bytes;
+  }
+
+  /** Empty for a kind of digest that the key store does not know. */
+  std::string sign(const std::string& digest, XSECCryptoHash::HashType hashType) const {
+    const EVP_MD* algorithm = hashType == XSECCryptoHash::HASH_SHA1     ? EVP_sha1()
+                              : hashType == XSECCryptoHash::HASH_SHA256 ? EVP_sha256()
+                              : hashType == XSECCryptoHash::HASH_SHA512 ? EVP_sha512()
+                                                                        : nullptr;
+    const std::unique_ptr<EVP_PKEY_CTX, decltype(&EVP_PKEY_CTX_free)> context(
+        EVP_PKEY_CTX_new(key_.get(), nullptr), &EVP_PKEY_CTX_free);
+    std::string signature(algorithm != nullptr ? kLength : 0, '\0');
+    std::size_t length = signature.size();
+    if (algorithm != nullptr) {
+      EVP_PKEY_sign_init(context.get());
+      EVP_PKEY_CTX_set_rsa_padding(context.get(), RSA_PKCS1_PADDING);
+      EVP_PKEY_CTX_set_signature_md(context.get(), algorithm);
+      EVP_PKEY_sign(context.get(), reinterpret_cast<unsigned char*>(signature.data()), &length,
+                    reinterpret_cast<const unsigned char*>(digest.data()), digest.size());
+    }
+    return signature;
+  }
+
+ private:
+  static constexpr std::size_t kLength = 128;
+  std::unique_ptr<EVP_PKEY, decltype(&EVP_PKEY_free)> key_{EVP_RSA_gen(8 * kLength), &EVP_PKEY_free};
+};
+
 class KeychainCryptoKeyRSATest : public SelectionFixture {
  protected:
   void SetUp() override {
     SelectionFixture::SetUp();
     script().identities = {matching()};
-    script().publicKey = {0x30, 9, 2, 3, 0x00, 0x81, 0x02, 2, 1, 3};
+    script().publicKey = signingKey().publicKey();
     certificate_ = CFRef<SecCertificateRef>::adopt(makeCertificate());
     privateKey_ = CFRef<SecKeyRef>::adopt(makeKey());
   }
@@ -40,8 +81,24 @@ class KeychainCryptoKeyRSATest : public SelectionFixture {
 
   KeychainCryptoKeyRSA makeKeyRSA() { return {certificate_.get(), privateKey_.get()}; }
 
-  unsigned sign(XSECCryptoHash::HashType hashType = XSECCryptoHash::HASH_SHA256, unsigned bufferSize = 64) {
-    std::string hash = "digest";
+  static const SigningKey& signingKey() {
+    static const SigningKey key;
+    return key;
+  }
+
+  static std::string digestFor(XSECCryptoHash::HashType hashType) {
+    const std::size_t lengths[] = {6, 20, 16, 28, 32, 48, 64};
+    std::string digest = "digest";
+    digest.resize(lengths[hashType], '.');
+    return digest;
+  }
+
+  unsigned sign(XSECCryptoHash::HashType hashType = XSECCryptoHash::HASH_SHA256,
+                unsigned bufferSize = kRoom) {
+    if (!hasOwnSignature_) {
+      script().signature = signingKey().sign(digestFor(hashType), hashType);
+    }
+    std::string hash = digestFor(hashType);
     buffer_.fill('#');
     return makeKeyRSA().signSHA1PKCS1Base64Signature(reinterpret_cast<unsigned char*>(hash.data()),
                                                      static_cast<unsigned>(hash.size()), buffer_.data(),
@@ -50,8 +107,14 @@ class KeychainCryptoKeyRSATest : public SelectionFixture {
 
   CFRef<SecCertificateRef> certificate_;
   CFRef<SecKeyRef> privateKey_;
-  std::array<char, 64> buffer_{};
+  static constexpr unsigned kRoom = 256;
+  std::array<char, kRoom> buffer_{};
+  /** Whether the test scripts the signature by itself. */
+  bool hasOwnSignature_ = false;
 };
+
+const std::string kNotVerified =
+    "rsa KeychainCryptoKeyRSA - Signature does not verify with the certificate's public key";
 
 TEST_F(KeychainCryptoKeyRSATest, HandsTheDigestToTheKeyStore) {
   const struct {
@@ -69,20 +132,24 @@ TEST_F(KeychainCryptoKeyRSATest, HandsTheDigestToTheKeyStore) {
   };
   for (const auto& test : cases) {
     script().steps.clear();
-    const std::string signature = "encode(sign(digest))";
-    ASSERT_EQ(sign(test.hashType), signature.size());
-    EXPECT_EQ(std::string(buffer_.data(), signature.size() + 1), signature + '#')
-        << "no zero byte is written";
-    const std::vector<std::string> expected = {"sign create jane",
-                                               "sign INPUT=<digest>",
-                                               "sign InputIs=Digest",
-                                               "sign SecPaddingKey=SecPaddingPKCS1Key",
-                                               "sign Digest Type=" + test.type,
-                                               "sign Digest Length=" + test.bits,
-                                               "sign execute",
-                                               "encode create base64",
-                                               "encode INPUT=<sign(digest)>",
-                                               "encode execute"};
+    std::vector<std::string> expected = {"sign create jane",
+                                         "sign INPUT=<" + digestFor(test.hashType) + ">",
+                                         "sign InputIs=Digest",
+                                         "sign SecPaddingKey=SecPaddingPKCS1Key",
+                                         "sign Digest Type=" + test.type,
+                                         "sign Digest Length=" + test.bits,
+                                         "sign execute"};
+    if (test.type == "null") {
+      EXPECT_EQ(failureOf([&] { sign(test.hashType); }), kNotVerified)
+          << "what cannot be checked is not handed out";
+    } else {
+      const unsigned length = sign(test.hashType);
+      const std::string signature = "encode(" + script().signature + ")";
+      ASSERT_EQ(length, signature.size());
+      EXPECT_EQ(std::string(buffer_.data(), length + 1), signature + '#') << "no zero byte is written";
+      expected.insert(expected.end(), {"encode create base64", "encode INPUT=<" + script().signature + ">",
+                                       "encode execute"});
+    }
     EXPECT_EQ(script().steps, expected);
   }
 }
@@ -125,10 +192,35 @@ TEST_F(KeychainCryptoKeyRSATest, NamesTheStepThatFailed) {
 }
 
 TEST_F(KeychainCryptoKeyRSATest, DoesNotWriteBeyondTheBuffer) {
+  script().encoded = std::string(20, 'A');
   EXPECT_EQ(sign(XSECCryptoHash::HASH_SHA1, 20), 20U);
   EXPECT_EQ(failureOf([&] { sign(XSECCryptoHash::HASH_SHA1, 19); }),
             "rsa KeychainCryptoKeyRSA - Signature of 20 characters is longer than the buffer of 19");
   EXPECT_EQ(buffer_[0], '#');
+}
+
+TEST_F(KeychainCryptoKeyRSATest, HandsOutNoSignatureThatDoesNotVerify) {
+  const auto kind = XSECCryptoHash::HASH_SHA256;
+  const std::string good = signingKey().sign(digestFor(kind), kind);
+  std::string changed = good;
+  changed.back() = static_cast<char>(changed.back() ^ 1);
+  hasOwnSignature_ = true;
+  for (const std::string& signature :
+       {SigningKey().sign(digestFor(kind), kind), signingKey().sign(std::string(32, 'x'), kind),
+        signingKey().sign(digestFor(XSECCryptoHash::HASH_SHA1), XSECCryptoHash::HASH_SHA1), changed,
+        good.substr(1), good + '\0', std::string(128, '\xff'), std::string("garbage")}) {
+    script().signature = signature;
+    EXPECT_EQ(failureOf([&] { sign(kind); }), kNotVerified);
+    EXPECT_EQ(buffer_[0], '#');
+  }
+  script().signature = good;
+  EXPECT_GT(sign(kind), 0U);
+  // A key that is none: an even modulus, an exponent of zero, no numbers at all.
+  for (const std::vector<std::uint8_t>& der :
+       {std::vector<std::uint8_t>{0x30, 6, 2, 1, 0x40, 2, 1, 3}, {0x30, 6, 2, 1, 0x41, 2, 1, 0}, {0x30, 0}}) {
+    script().publicKey = der;
+    EXPECT_NE(failureOf([&] { sign(kind); }), "");
+  }
 }
 
 TEST_F(KeychainCryptoKeyRSATest, RefusesEverythingButSigning) {

@@ -244,10 +244,10 @@ Boolean SecTransformSetAttribute(SecTransformRef transform, CFStringRef key, CFT
 CFTypeRef SecTransformExecute(SecTransformRef transform, CFErrorRef* error) {
   const auto* object = objectCast<Transform>(transform);
   const std::string step = object->kind + " execute";
-  const std::string result = script().encoded.empty() || object->kind == "sign"
-                                 ? object->kind + "(" + object->input + ")"
-                                 : script().encoded;
-  return play(step, step, *error) ? handOver<CFTypeRef>(data(result)()) : nullptr;
+  const std::string& result = object->kind == "sign" ? script().signature : script().encoded;
+  return play(step, step, *error)
+             ? handOver<CFTypeRef>(data(result.empty() ? object->kind + "(" + object->input + ")" : result)())
+             : nullptr;
 }
 
 CFAbsoluteTime __wrap_CFAbsoluteTimeGetCurrent() {  // NOLINT(bugprone-reserved-identifier)

@@ -54,6 +54,8 @@ struct Script {
   /** Steps that return null or false; with an error or without. */
   std::vector<std::string> empty;
   std::string errorText = "out of order";
+  /** What signing and encoding give; "sign(<input>)" and "encode(<input>)" when empty. */
+  std::string signature;
   std::string encoded;
 
   OSStatus publicKeyStatus = errSecSuccess;

@@ -1,6 +1,7 @@
 #include "signing/RandomDocument.h"
 
 #include <set>
+#include <xercesc/util/PlatformUtils.hpp>
 
 #include "shared/XmlText.h"
 
@@ -10,22 +11,44 @@ namespace {
 const std::vector<std::string> kPrefixes = {"", "", "", "p", "q", "zz", "u"};
 const std::vector<std::string> kUris = {"urn:a", "urn:b", "http://b.example/x", "urn:z"};
 const std::vector<std::string> kNames = {"a", "b", "B", "z", "a.1", "a-1", "_a"};
-const std::vector<std::string> kText = {
-    "plain text", " ", "\n", "\r\n", "\r", "\t", "a &lt; b &amp;&amp; c &gt; d", "]]&gt;", "&#13;", "&#10;&#9;", "\"'",
-    "<![CDATA[<x>&amp;]] ]]>", "<![CDATA[]]>", "<!-- comment -->", "<?target?>", "<?target  some data ?>", "\xC3\xA9\xC2\x85"};
-const std::vector<std::string> kWideText = {"\xE2\x80\xA8", "\xF0\x9F\x98\x80", "&#x1F600;", "\xE2\x82\xAC", "\xEF\xBF\xBD"};
+const std::vector<std::string> kText = {"plain text",
+                                        " ",
+                                        "\n",
+                                        "\r\n",
+                                        "\r",
+                                        "\t",
+                                        "a &lt; b &amp;&amp; c &gt; d",
+                                        "]]&gt;",
+                                        "&#13;",
+                                        "&#10;&#9;",
+                                        "\"'",
+                                        "<![CDATA[<x>&amp;]] ]]>",
+                                        "<![CDATA[]]>",
+                                        "<!-- comment -->",
+                                        "<?target?>",
+                                        "<?target  some data ?>",
+                                        "\xC3\xA9\xC2\x85"};
+const std::vector<std::string> kWideText = {"\xE2\x80\xA8", "\xF0\x9F\x98\x80", "&#x1F600;", "\xE2\x82\xAC",
+                                            "\xEF\xBF\xBD"};
 const std::vector<std::string> kReferences = {"&plain;", "&nested;", "&markup;", "&breaks;", "&late;"};
-const std::vector<std::string> kValues = {"", "v", "two  words", "&lt;&amp;>&quot;'", "&#9;&#10;&#13;", "\t\n\r\n", "\xC3\xA9"};
+const std::vector<std::string> kValues = {
+    "", "v", "two  words", "&lt;&amp;>&quot;'", "&#9;&#10;&#13;", "\t\n\r\n", "\xC3\xA9"};
 
 }  // namespace
 
-RandomDocument::RandomDocument(unsigned number) : random_(number) {}
+RandomDocument::RandomDocument(unsigned number) : random_(number) {
+  xercesc::XMLPlatformUtils::Initialize();
+}
 
 std::string RandomDocument::doctype() {
-  return "<!DOCTYPE root [<!-- c --><?p?>\n<!ENTITY plain \"text\"><!ENTITY nested 'a &#38;lt; &plain; \"&markup;\"'>"
-         "<!ENTITY markup \"<e p='1'>in &late;</e><![CDATA[a&#13;b]]>&#60;f/>\"><!ENTITY breaks '&#13;&#38;#13;\r\n'>"
-         "<!ENTITY % late '<!ENTITY late \"l&#38;#37;\">'> %late; <!NOTATION n PUBLIC \"-//n\"><!ELEMENT d ANY>"
-         "<!ATTLIST d d1 CDATA \"&plain;&#10;&lt;\" d2 NMTOKENS ' x  y ' d3 (a|b) 'b' d4 NOTATION (n) #IMPLIED"
+  return "<!DOCTYPE root [<!-- c --><?p?>\n<!ENTITY plain \"text\"><!ENTITY nested 'a &#38;lt; &plain; "
+         "\"&markup;\"'>"
+         "<!ENTITY markup \"<e p='1'>in &late;</e><![CDATA[a&#13;b]]>&#60;f/>\"><!ENTITY breaks "
+         "'&#13;&#38;#13;\r\n'>"
+         "<!ENTITY % late '<!ENTITY late \"l&#38;#37;\">'> %late; <!NOTATION n PUBLIC \"-//n\"><!ELEMENT d "
+         "ANY>"
+         "<!ATTLIST d d1 CDATA \"&plain;&#10;&lt;\" d2 NMTOKENS ' x  y ' d3 (a|b) 'b' d4 NOTATION (n) "
+         "#IMPLIED"
          " xml:space CDATA #FIXED 'preserve' xmlns:dd CDATA 'urn:dd'>\n]>";
 }
 
@@ -61,7 +84,8 @@ std::string RandomDocument::attributes() {
 
 std::string RandomDocument::element(const std::string& name, const std::string& inside, unsigned depth) {
   const std::string more = content(depth);
-  return "<" + name + attributes() + ">" + more + inside + (inside.empty() ? "" : content(depth)) + "</" + name + ">";
+  return "<" + name + attributes() + ">" + more + inside + (inside.empty() ? "" : content(depth)) + "</" +
+         name + ">";
 }
 
 std::string RandomDocument::content(unsigned depth) {

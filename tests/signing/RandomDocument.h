@@ -14,7 +14,9 @@ class RandomDocument {
 
  private:
   bool chance(unsigned percent) { return random_() % 100 < percent; }
-  const std::string& pick(const std::vector<std::string>& choices) { return choices[random_() % choices.size()]; }
+  const std::string& pick(const std::vector<std::string>& choices) {
+    return choices[random_() % choices.size()];
+  }
   std::string doctype();
   std::string text();
   std::string attributeValue();

@@ -6,11 +6,13 @@
 
 #include "shared/Canonicaliser.h"
 
-/** The link of a chain of transforms that hands out the canonical bytes of an element, whatever came before it. */
+/** The link of a chain of transforms that hands out the canonical bytes of an element, whatever came before
+ * it. */
 class CanonicalBytes : public TXFMBase {
  public:
   /** As Canonicaliser. `relativeNamespace`, if given, is told the first relative namespace name met. */
-  CanonicalBytes(const xercesc::DOMElement& element, const xercesc::DOMNode* omitted, std::string* relativeNamespace);
+  CanonicalBytes(const xercesc::DOMElement& element, const xercesc::DOMNode* omitted,
+                 std::string* relativeNamespace);
 
   void setInput(TXFMBase* newInput) override;
   ioType getInputType() const override { return DOM_NODES; }

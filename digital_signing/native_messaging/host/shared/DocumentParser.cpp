@@ -265,6 +265,17 @@ void DocumentParser::attDef(const xercesc::DTDElementDecl& element, const xerces
   keepSubsetText();
   XercesDOMParser::attDef(element, attribute, isIgnored);
   replaceSubsetText(attributeDefinitionText(attribute));
+  // The tree keeps a table of identifiers, which nobody asks here, and takes quadratic time over those that are equal.
+  // A name token is read in the same way.
+  if (attribute.getType() == xercesc::XMLAttDef::ID) {
+    const_cast<xercesc::DTDAttDef&>(attribute).setType(xercesc::XMLAttDef::NmToken);
+  }
+}
+
+void DocumentParser::doctypeComment(const XMLCh* comment) {
+  keepSubsetText();
+  XercesDOMParser::doctypeComment(comment);
+  replaceSubsetText(std::u16string(u"<!--").append(comment).append(u"-->"));
 }
 
 void DocumentParser::endIntSubset() {

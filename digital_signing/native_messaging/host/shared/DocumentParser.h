@@ -64,6 +64,7 @@ class DocumentParser : public xercesc::XercesDOMParser {
   void notationDecl(const xercesc::XMLNotationDecl& declaration, bool isIgnored) override;
   void attDef(const xercesc::DTDElementDecl& element, const xercesc::DTDAttDef& attribute,
               bool isIgnored) override;
+  void doctypeComment(const XMLCh* comment) override;
   void endIntSubset() override;
 
  protected:

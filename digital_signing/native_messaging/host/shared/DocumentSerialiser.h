@@ -20,4 +20,4 @@ XERCES_CPP_NAMESPACE_END
  * over comments (for each it looks for a sibling that is an element), and loses a carriage return in a CDATA
  * section.
  */
-std::string writeDocument(const xercesc::DOMDocument& document, std::size_t expectedSize);
+std::string writeDocument(const xercesc::DOMDocument& document, std::size_t expectedSize = 0);

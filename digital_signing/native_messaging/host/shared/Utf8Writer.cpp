@@ -13,9 +13,8 @@ constexpr std::uint8_t bit(Escapes escapes) {
 
 constexpr std::array<std::uint8_t, 128> makeSpecial() {
   std::array<std::uint8_t, 128> special{};
-  for (const char c : {'&', '<', '>', '\r'}) special[static_cast<std::size_t>(c)] |= bit(Escapes::kText);
-  for (const char c : {'&', '<', '"', '\t', '\n', '\r'})
-    special[static_cast<std::size_t>(c)] |= bit(Escapes::kAttribute);
+  for (const char16_t c : {u'&', u'<', u'>', u'\r'}) special[c] |= bit(Escapes::kText);
+  for (const char16_t c : {u'&', u'<', u'"', u'\t', u'\n', u'\r'}) special[c] |= bit(Escapes::kAttribute);
   return special;
 }
 constexpr std::array<std::uint8_t, 128> kSpecial = makeSpecial();

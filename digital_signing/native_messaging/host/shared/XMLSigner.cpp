@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <memory>
 #include <string_view>
+#include <vector>
 #include <xalanc/Include/XalanMemoryManagement.hpp>
 #include <xalanc/XPath/XPathEvaluator.hpp>
 #include <xalanc/XalanTransformer/XalanTransformer.hpp>
@@ -24,6 +25,8 @@
 #include "mac/app/CertificateSelection.h"
 #include "mac/app/KeychainCryptoKeyRSA.h"
 #include "shared/Base64.h"
+#include "shared/DocumentBytes.h"
+#include "shared/DocumentElements.h"
 #include "shared/DocumentParser.h"
 #include "shared/DocumentSerialiser.h"
 #include "shared/Exceptions.h"
@@ -79,9 +82,13 @@ class DecodedText {
 
 void parse(DocumentParser& parser, const DecodedText& xml) {
   try {
+    requireNoZeroCharacter(xml.text());
     xercesc::MemBufInputSource source(xml.data(), xml.size(), "XSECMem", false);
     source.setCopyBufToStream(false);
     parser.parse(source);
+    if (viewOf(parser.getDocument()->getInputEncoding()) == u"UTF-8") requireUtf8(xml.text());
+  } catch (const XMLDataParsingException& e) {
+    fail<XMLDataParsingException>(e.message());
   } catch (const xercesc::XMLException& e) {
     fail<XMLDataParsingException>("Caught XMLException parsing request XML data. Exception message = " +
                                   toUtf8(e.getMessage()));
@@ -193,6 +200,9 @@ void XMLSigner::generateSignature(const DocumentParser& document, const std::str
 
   LOG4CPLUS_INFO(logger, "Generating and loading signature for <" << elementName << ">");
   const std::string relativeNamespace = reportingAs("during signature loading", [&] {
+    if (signatureMethodURI_ == nullptr) {
+      throw XSECException(XSECException::AlgorithmMapperError, "No signature algorithm has been selected");
+    }
     SignatureBuilder builder(*element.getOwnerDocument(), element, elementName);
     builder.describe(signatureMethodURI_, digestMethodURI_);
     KeychainCryptoKeyRSA& signingKey = *key;

@@ -15,6 +15,8 @@
 #include <xsec/enc/XSECCryptoException.hpp>
 
 #include "mac/app/CFValues.h"
+#include "mac/app/DeprecatedCalls.h"
+#include "mac/app/SignatureCheck.h"
 #include "shared/Base64.h"
 
 namespace {
@@ -119,12 +121,20 @@ CFRef<CFDataRef> encodeSignature(CFDataRef signature) {
   return execute(encoder.get(), "Failed to Base64 encode signature data. ");
 }
 
-std::string base64Text(const CFRef<CFDataRef>& data) {
-  if (!data) {
+std::span<const UInt8> bytesOf(CFDataRef data) {
+  return {CFDataGetBytePtr(data), static_cast<std::size_t>(CFDataGetLength(data))};
+}
+
+std::span<const UInt8> publicNumber(const CFRef<CFDataRef>& number) {
+  if (!number) {
     fail("The certificate's public key cannot be read as an RSA key");
   }
+  return bytesOf(number.get());
+}
+
+std::string base64Text(std::span<const UInt8> number) {
   char* text = nullptr;
-  encodeBase64(CFDataGetBytePtr(data.get()), static_cast<std::size_t>(CFDataGetLength(data.get())), &text);
+  encodeBase64(number.data(), number.size(), &text);
   const std::unique_ptr<char, decltype(&std::free)> buffer(text, &std::free);
   return text != nullptr ? text : "";
 }
@@ -184,6 +194,12 @@ unsigned int KeychainCryptoKeyRSA::signSHA1PKCS1Base64Signature(unsigned char* h
   if (!signature) {
     fail("Signature is null. ");
   }
+  // A key that does not belong to the certificate, or a token out of order, would else be noticed by the
+  // receiver.
+  if (!isSignatureOf({hashBuf, hashLen}, hashType, bytesOf(signature.get()),
+                     {publicNumber(modulus_), publicNumber(exponent_)})) {
+    fail("Signature does not verify with the certificate's public key");
+  }
   const CFRef<CFDataRef> encoded = encodeSignature(signature.get());
   if (!encoded) {
     return 0;
@@ -222,11 +238,11 @@ void KeychainCryptoKeyRSA::loadPublicExponentBase64BigNums(const char*, unsigned
 }
 
 std::string KeychainCryptoKeyRSA::getModulusBase64() const {
-  return base64Text(modulus_);
+  return base64Text(publicNumber(modulus_));
 }
 
 std::string KeychainCryptoKeyRSA::getExponentBase64() const {
-  return base64Text(exponent_);
+  return base64Text(publicNumber(exponent_));
 }
 
 /** Sets both halves of an RSAPublicKey, or, when the bytes are none, neither. */

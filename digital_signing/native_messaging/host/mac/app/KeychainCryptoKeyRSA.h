@@ -36,8 +36,8 @@ class KeychainCryptoKeyRSA : public XSECCryptoKeyRSA {
   /**
    * Signs a digest of any supported kind, in spite of the name: the bytes at `hashBuf` are wrapped in the
    * DigestInfo of `hashType` and signed by PKCS#1 v1.5. Returns the count of base64 characters written,
-   * without a zero byte. Throws XSECCryptoException when the key store fails or the text is longer than
-   * `base64SignatureBufLen`.
+   * without a zero byte. Throws XSECCryptoException when the key store fails, when its signature does not
+   * verify with the certificate's public key, or when the text is longer than `base64SignatureBufLen`.
    */
   unsigned int signSHA1PKCS1Base64Signature(unsigned char* hashBuf, unsigned int hashLen,
                                             char* base64SignatureBuf, unsigned int base64SignatureBufLen,

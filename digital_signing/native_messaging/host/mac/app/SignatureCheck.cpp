@@ -1,0 +1,81 @@
+#include "mac/app/SignatureCheck.h"
+
+#include <openssl/core_names.h>
+#include <openssl/err.h>
+#include <openssl/evp.h>
+#include <openssl/param_build.h>
+#include <openssl/rsa.h>
+
+#include <memory>
+
+namespace {
+
+template <auto release>
+struct Release {
+  template <typename Object>
+  void operator()(Object* object) const {
+    release(object);
+  }
+};
+using Number = std::unique_ptr<BIGNUM, Release<&BN_free>>;
+using ParametersBuilder = std::unique_ptr<OSSL_PARAM_BLD, Release<&OSSL_PARAM_BLD_free>>;
+using Parameters = std::unique_ptr<OSSL_PARAM, Release<&OSSL_PARAM_free>>;
+using Context = std::unique_ptr<EVP_PKEY_CTX, Release<&EVP_PKEY_CTX_free>>;
+using Key = std::unique_ptr<EVP_PKEY, Release<&EVP_PKEY_free>>;
+
+const EVP_MD* digestAlgorithm(XSECCryptoHash::HashType hashType) {
+  switch (hashType) {
+    case XSECCryptoHash::HASH_SHA1:
+      return EVP_sha1();
+    case XSECCryptoHash::HASH_SHA256:
+      return EVP_sha256();
+    case XSECCryptoHash::HASH_SHA512:
+      return EVP_sha512();
+    default:
+      return nullptr;
+  }
+}
+
+Number makeNumber(std::span<const std::uint8_t> bytes) {
+  return Number(BN_bin2bn(bytes.data(), static_cast<int>(bytes.size()), nullptr));
+}
+
+Key makeKey(const RsaPublicKey& key) {
+  const Number modulus = makeNumber(key.modulus);
+  const Number exponent = makeNumber(key.exponent);
+  const ParametersBuilder builder(OSSL_PARAM_BLD_new());
+  if (!modulus || !exponent || !builder ||
+      OSSL_PARAM_BLD_push_BN(builder.get(), OSSL_PKEY_PARAM_RSA_N, modulus.get()) != 1 ||
+      OSSL_PARAM_BLD_push_BN(builder.get(), OSSL_PKEY_PARAM_RSA_E, exponent.get()) != 1) {
+    return nullptr;
+  }
+  const Parameters parameters(OSSL_PARAM_BLD_to_param(builder.get()));
+  const Context context(EVP_PKEY_CTX_new_from_name(nullptr, "RSA", nullptr));
+  EVP_PKEY* made = nullptr;
+  if (!parameters || !context || EVP_PKEY_fromdata_init(context.get()) != 1 ||
+      EVP_PKEY_fromdata(context.get(), &made, EVP_PKEY_PUBLIC_KEY, parameters.get()) != 1) {
+    return nullptr;
+  }
+  return Key(made);
+}
+
+bool verifies(EVP_PKEY* key, const EVP_MD* algorithm, std::span<const std::uint8_t> digest,
+              std::span<const std::uint8_t> signature) {
+  const Context context(key != nullptr ? EVP_PKEY_CTX_new_from_pkey(nullptr, key, nullptr) : nullptr);
+  return context && EVP_PKEY_verify_init(context.get()) == 1 &&
+         EVP_PKEY_CTX_set_rsa_padding(context.get(), RSA_PKCS1_PADDING) == 1 &&
+         EVP_PKEY_CTX_set_signature_md(context.get(), algorithm) == 1 &&
+         EVP_PKEY_verify(context.get(), signature.data(), signature.size(), digest.data(), digest.size()) ==
+             1;
+}
+
+}  // namespace
+
+bool isSignatureOf(std::span<const std::uint8_t> digest, XSECCryptoHash::HashType hashType,
+                   std::span<const std::uint8_t> signature, const RsaPublicKey& key) {
+  const EVP_MD* const algorithm = digestAlgorithm(hashType);
+  const bool valid = algorithm != nullptr && verifies(makeKey(key).get(), algorithm, digest, signature);
+  // What went wrong here must not be taken for a failure of whatever uses the library next.
+  if (!valid) ERR_clear_error();
+  return valid;
+}

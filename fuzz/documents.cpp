@@ -1,0 +1,140 @@
+// XML documents through the signer: a document is signed or refused with one of the failures that a page is
+// told of, and what has been signed can be read again, with the very digests that were signed.
+
+#include <log4cplus/helpers/loglog.h>
+#include <openssl/pem.h>
+#include <openssl/x509.h>
+#include <xercesc/dom/DOM.hpp>
+#include <xercesc/framework/MemBufInputSource.hpp>
+
+#include <cstdint>
+#include <cstdlib>
+#include <optional>
+#include <string>
+
+#include "fuzz/Require.h"
+#include "mac/app/CertificateSelection.h"
+#include "shared/Base64.h"
+#include "shared/Canonicaliser.h"
+#include "shared/DocumentParser.h"
+#include "shared/Exceptions.h"
+#include "shared/ParserErrors.h"
+#include "shared/XMLSigner.h"
+#include "shared/XmlText.h"
+
+namespace {
+
+std::string toBase64(const std::uint8_t* data, std::size_t size) {
+  char* text = nullptr;
+  encodeBase64(data, size, &text);
+  std::string result(text);
+  std::free(text);
+  return result;
+}
+
+/** Puts a new key into the selection, and a certificate that holds it and little else. */
+void selectNewIdentity() {
+  constexpr unsigned kBits = 1024;
+  CertificateSelection& selection = CertificateSelection::getInstance();
+  EVP_PKEY* key = EVP_RSA_gen(kBits);
+  BIO* pem = BIO_new(BIO_s_mem());
+  PEM_write_bio_PrivateKey(pem, key, nullptr, nullptr, 0, nullptr, nullptr);
+  char* text = nullptr;
+  const long textLength = BIO_get_mem_data(pem, &text);
+  selection.keyPem.assign(text, static_cast<std::size_t>(textLength));
+  BIO_free(pem);
+
+  X509* certificate = X509_new();
+  X509_gmtime_adj(X509_getm_notBefore(certificate), 0);
+  X509_gmtime_adj(X509_getm_notAfter(certificate), 1);
+  X509_set_pubkey(certificate, key);
+  X509_sign(certificate, key, EVP_sha256());
+  unsigned char* der = nullptr;
+  const int derLength = i2d_X509(certificate, &der);
+  selection.certificateBase64 = toBase64(der, static_cast<std::size_t>(derLength));
+  OPENSSL_free(der);
+  X509_free(certificate);
+  EVP_PKEY_free(key);
+}
+
+/** The signed document, or none for a refusal; `why` is its text then. */
+std::optional<std::string> sign(const std::string& base64, std::string& why) {
+  try {
+    return XMLSigner::getInstance().sign(base64);
+  } catch (const BaseException& refusal) {
+    require(refusal.code() == 103 || refusal.code() == 104, refusal.message().c_str());
+    why = refusal.message();
+  } catch (...) {
+    const std::optional<std::string> refusal = describeParserException();
+    require(refusal.has_value(), "a failure that the host knows");
+    why = *refusal;
+  }
+  return std::nullopt;
+}
+
+std::string fromBase64(const std::string& text) {
+  unsigned char* data = nullptr;
+  long length = 0;
+  decodeBase64(text.c_str(), &data, &length);
+  const std::string bytes(reinterpret_cast<char*>(data), static_cast<std::size_t>(length));
+  std::free(data);
+  return bytes;
+}
+
+xercesc::DOMElement* onlyElement(const xercesc::DOMDocument& document, const XMLCh* name) {
+  const xercesc::DOMNodeList* found = document.getElementsByTagName(name);
+  require(found->getLength() == 1, "the signed element stands in the document once");
+  return static_cast<xercesc::DOMElement*>(found->item(0));
+}
+
+/** Digests the element anew, without its signature, and compares with what was signed. */
+void requireDigest(const xercesc::DOMElement& element) {
+  const auto* signature = static_cast<const xercesc::DOMElement*>(element.getLastChild());
+  const xercesc::DOMNodeList* values = signature->getElementsByTagName(u"DigestValue");
+  require(values->getLength() == 1, "the signature is the last child");
+  Canonicaliser canonical(element, signature);
+  std::string bytes;
+  for (std::string_view run = canonical.next(); !run.empty(); run = canonical.next()) bytes += run;
+  std::uint8_t digest[EVP_MAX_MD_SIZE];
+  unsigned length = 0;
+  EVP_Digest(bytes.data(), bytes.size(), digest, &length, EVP_sha256(), nullptr);
+  require(toUtf8(values->item(0)->getTextContent()) == toBase64(digest, length),
+          "the digest is that of the document");
+}
+
+void requireDigests(const std::string& xml) {
+  ParserMemory memory(DocumentParser::kMaximumBytes);
+  DocumentParser parser(memory);
+  parser.parse(
+      xercesc::MemBufInputSource(reinterpret_cast<const XMLByte*>(xml.data()), xml.size(), "signed"));
+  const xercesc::DOMDocument& document = *parser.getDocument();
+  const xercesc::DOMElement* counterpart = onlyElement(document, u"CounterpartData");
+  const xercesc::DOMElement* rendered = onlyElement(document, u"RenderedData");
+  requireDigest(*rendered);
+  const bool secondBreaksFirst = counterpart->getElementsByTagName(u"RenderedData")->getLength() > 0;
+  if (!secondBreaksFirst) requireDigest(*counterpart);
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerInitialize(int*, char***) {
+  log4cplus::helpers::LogLog::getLogLog()->setQuietMode(true);
+  selectNewIdentity();
+  XMLSigner::getInstance().initialise(XMLSigner::RSA_SHA256);
+  return 0;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  std::string why;
+  const std::optional<std::string> once = sign(toBase64(data, size), why);
+  if (once) {
+    try {
+      requireDigests(fromBase64(*once));
+    } catch (const InvalidXMLDataException& refusal) {
+      // A signature may pass the limit of depth; nothing else can be wrong with what has just been written.
+      require(refusal.message().find("nested too deeply") != std::string::npos, refusal.what());
+    }
+  }
+  require(CertificateSelection::getInstance().keysAlive == 0, "all keys are given back");
+  return 0;
+}
