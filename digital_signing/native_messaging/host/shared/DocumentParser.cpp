@@ -265,8 +265,8 @@ void DocumentParser::attDef(const xercesc::DTDElementDecl& element, const xerces
   keepSubsetText();
   XercesDOMParser::attDef(element, attribute, isIgnored);
   replaceSubsetText(attributeDefinitionText(attribute));
-  // The tree keeps a table of identifiers, which nobody asks here, and takes quadratic time over those that are equal.
-  // A name token is read in the same way.
+  // The tree keeps a table of identifiers, which nobody asks here, and takes quadratic time over those that
+  // are equal. A name token is read in the same way.
   if (attribute.getType() == xercesc::XMLAttDef::ID) {
     const_cast<xercesc::DTDAttDef&>(attribute).setType(xercesc::XMLAttDef::NmToken);
   }

@@ -1,8 +1,8 @@
 #pragma once
 
 /**
- * The memory of a signed document is as much as the next one needs: keep it from going back to the system, and coming
- * again page by page, between documents that follow each other.
+ * The memory of a signed document is as much as the next one needs: keep it from going back to the system,
+ * and coming again page by page, between documents that follow each other.
  */
 void keepFreedMemory();
 
