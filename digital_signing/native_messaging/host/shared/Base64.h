@@ -3,9 +3,9 @@
 #include <cstddef>
 
 /**
- * Base64 over OpenSSL's BIO filter: standard alphabet, "=" padding, no line breaks.
- * Both functions hand back a buffer made with malloc, which the caller frees; both end it with a zero byte
- * that the length does not count.
+ * Base64 as OpenSSL's BIO filter has it: standard alphabet, "=" padding, no line breaks.
+ * Both functions hand back a buffer made with malloc, which the caller frees; both end it with a zero byte that the
+ * length does not count.
  */
 
 /**

@@ -4,7 +4,13 @@
 #include <string>
 #include <xercesc/dom/DOMAttr.hpp>
 #include <xercesc/dom/DOMElement.hpp>
+#include <xercesc/dom/impl/DOMAttrImpl.hpp>
+#include <xercesc/dom/impl/DOMAttrMapImpl.hpp>
+#include <xercesc/dom/impl/DOMDocumentImpl.hpp>
 #include <xercesc/dom/impl/DOMDocumentTypeImpl.hpp>
+#include <xercesc/dom/impl/DOMElementImpl.hpp>
+#include <xercesc/dom/impl/DOMTextImpl.hpp>
+#include <xercesc/framework/XMLAttr.hpp>
 #include <xercesc/framework/XMLNotationDecl.hpp>
 #include <xercesc/internal/XMLScanner.hpp>
 #include <xercesc/sax/SAXParseException.hpp>
@@ -16,6 +22,7 @@
 
 #include "shared/Exceptions.h"
 #include "shared/InternalSubsetText.h"
+#include "shared/NodeLinks.h"
 #include "shared/XmlText.h"
 
 namespace {
@@ -32,6 +39,8 @@ constexpr std::size_t kMaximumNames = 50000;
 constexpr XMLSize_t kMaximumAttributes = 10000;
 // Each attribute-list declaration copies all attributes that its element has so far.
 constexpr unsigned kMaximumAttributeDefinitions = 500;
+// In UTF-16 units; a longer text goes into its node in several portions.
+constexpr std::size_t kTextPortion = std::size_t{32} << 10;
 
 /** Reaches the scanner's flag for a document that stands alone, which has no setter. */
 struct ScannerFlags : xercesc::XMLScanner {
@@ -75,13 +84,91 @@ void DocumentParser::startElement(const xercesc::XMLElementDecl& declaration, un
     throw InvalidXMLDataException("Request XML data is invalid. Elements are nested too deeply");
   }
   if (attributeCount > kMaximumAttributes) refuse("An element has too many attributes");
-  XercesDOMParser::startElement(declaration, uriId, prefix, attributes, attributeCount, isEmpty, isRoot);
+  addText();
+  xercesc::DOMElementImpl* const parent = currentElement();
+  if (parent == nullptr || declaration.hasAttDefs()) {
+    XercesDOMParser::startElement(declaration, uriId, prefix, attributes, attributeCount, isEmpty, isRoot);
+    return;
+  }
+  addElement(*parent, declaration.getFullName(), attributes, attributeCount);
+  if (isEmpty) endElement(declaration, uriId, isRoot, prefix);
 }
 
 void DocumentParser::endElement(const xercesc::XMLElementDecl& declaration, unsigned int uriId, bool isRoot,
                                 const XMLCh* prefix) {
   --elementDepth_;
-  XercesDOMParser::endElement(declaration, uriId, isRoot, prefix);
+  addText();
+  xercesc::DOMElementImpl* const element = currentElement();
+  if (element == nullptr || isRoot) {
+    XercesDOMParser::endElement(declaration, uriId, isRoot, prefix);
+    return;
+  }
+  fCurrentNode = element;
+  fCurrentParent = element->fNode.fOwnerNode;
+}
+
+/** The innermost open element; null outside of the root, and directly inside an entity reference. */
+xercesc::DOMElementImpl* DocumentParser::currentElement() const {
+  if (!fWithinElement || fCurrentParent->getNodeType() != xercesc::DOMNode::ELEMENT_NODE) return nullptr;
+  return static_cast<xercesc::DOMElementImpl*>(fCurrentParent);
+}
+
+/** What the library does for an element of which no declaration says anything, less what that costs there. */
+void DocumentParser::addElement(xercesc::DOMElementImpl& parent, const XMLCh* name,
+                                const xercesc::RefVectorOf<xercesc::XMLAttr>& attributes,
+                                XMLSize_t attributeCount) {
+  auto* const element = static_cast<xercesc::DOMElementImpl*>(createElement(name));
+  if (attributeCount > 0) element->fAttributes->reserve(attributeCount);
+  for (XMLSize_t i = 0; i < attributeCount; ++i) {
+    const xercesc::XMLAttr& source = *attributes.elementAt(i);
+    auto* const attribute = static_cast<xercesc::DOMAttrImpl*>(createAttr(source.getName()));
+    element->fAttributes->setNamedItemFast(attribute);
+    const std::u16string_view value = viewOf(source.getValue());
+    setOnlyChild(*attribute, *new (fDocument, xercesc::DOMMemoryManager::TEXT_OBJECT)
+                                 xercesc::DOMTextImpl(fDocument, value.data(), value.size()));
+    attribute->setSpecified(source.getSpecified());
+  }
+  appendChild(parent, *element);
+  fCurrentParent = element;
+  fCurrentNode = element;
+}
+
+void DocumentParser::docCharacters(const XMLCh* text, XMLSize_t length, bool isCdata) {
+  if (isCdata) {
+    addText();
+    XercesDOMParser::docCharacters(text, length, isCdata);
+  } else if (fWithinElement) {
+    text_.append(text, length);
+    if (text_.size() >= kTextPortion) addText();
+  }
+}
+
+/**
+ * Makes a node of the text that has come. The library would make one of the first piece and let it grow with
+ * the others; every time it grows, it looks for its old memory among that of all texts so far.
+ */
+void DocumentParser::addText() {
+  if (text_.empty()) return;
+  xercesc::DOMElementImpl* const parent = currentElement();
+  if (parent == nullptr || fCurrentNode->getNodeType() == xercesc::DOMNode::TEXT_NODE) {
+    XercesDOMParser::docCharacters(text_.data(), text_.size(), false);
+  } else {
+    auto* const node = new (fDocument, xercesc::DOMMemoryManager::TEXT_OBJECT)
+        xercesc::DOMTextImpl(fDocument, text_.data(), text_.size());
+    appendChild(*parent, *node);
+    fCurrentNode = node;
+  }
+  text_.clear();
+}
+
+void DocumentParser::ignorableWhitespace(const XMLCh* text, XMLSize_t length, bool isCdata) {
+  addText();
+  XercesDOMParser::ignorableWhitespace(text, length, isCdata);
+}
+
+void DocumentParser::docComment(const XMLCh* text) {
+  addText();
+  XercesDOMParser::docComment(text);
 }
 
 xercesc::DOMElement* DocumentParser::createElement(const XMLCh* name) {
@@ -102,6 +189,7 @@ void DocumentParser::countName(const XMLCh* name) {
 }
 
 void DocumentParser::docPI(const XMLCh* target, const XMLCh* data) {
+  addText();
   // A carriage return can come in through an entity, but cannot be written where no character reference can
   // stand.
   std::u16string lines(viewOf(data));
@@ -110,6 +198,7 @@ void DocumentParser::docPI(const XMLCh* target, const XMLCh* data) {
 }
 
 void DocumentParser::startEntityReference(const xercesc::XMLEntityDecl& declaration) {
+  addText();
   if (++entityDepth_ > kMaximumEntityDepth) refuse("Entities are nested too deeply");
   expandedText_ += declaration.getValueLen();
   if (expandedText_ > kExpansionBudget) refuse("The document expands too many or too large entities");
@@ -117,6 +206,7 @@ void DocumentParser::startEntityReference(const xercesc::XMLEntityDecl& declarat
 }
 
 void DocumentParser::endEntityReference(const xercesc::XMLEntityDecl& declaration) {
+  addText();
   --entityDepth_;
   XercesDOMParser::endEntityReference(declaration);
 }

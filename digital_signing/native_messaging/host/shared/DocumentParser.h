@@ -6,6 +6,10 @@
 
 #include "shared/ParserMemory.h"
 
+XERCES_CPP_NAMESPACE_BEGIN
+class DOMElementImpl;
+XERCES_CPP_NAMESPACE_END
+
 /**
  * The DOM parser at its defaults (no namespace processing, no validation, entity references and CDATA
  * sections kept as nodes), but one that can be given any bytes:
@@ -13,7 +17,7 @@
  * - every error raises a SAXParseException; the library's parser without an error handler returns the part of
  * the tree that it has, without a word;
  * - nothing outside the document is read; a document that cannot be understood without is in error;
- * - memory, time and depth are bounded;
+ * - memory, time and depth are bounded, and time grows with the length alone;
  * - the document type's internal subset can be written out and read again with the same meaning.
  *
  * Elements nested too deeply raise an InvalidXMLDataException. The memory has to outlive the parser.
@@ -36,6 +40,9 @@ class DocumentParser : public xercesc::XercesDOMParser {
                     bool isEmpty, bool isRoot) override;
   void endElement(const xercesc::XMLElementDecl& declaration, unsigned int uriId, bool isRoot,
                   const XMLCh* prefix) override;
+  void docCharacters(const XMLCh* text, XMLSize_t length, bool isCdata) override;
+  void ignorableWhitespace(const XMLCh* text, XMLSize_t length, bool isCdata) override;
+  void docComment(const XMLCh* text) override;
   void docPI(const XMLCh* target, const XMLCh* data) override;
   void startEntityReference(const xercesc::XMLEntityDecl& declaration) override;
   void endEntityReference(const xercesc::XMLEntityDecl& declaration) override;
@@ -56,6 +63,10 @@ class DocumentParser : public xercesc::XercesDOMParser {
  private:
   [[noreturn]] void refuse(const std::string& reason);
   void countName(const XMLCh* name);
+  xercesc::DOMElementImpl* currentElement() const;
+  void addElement(xercesc::DOMElementImpl& parent, const XMLCh* name,
+                  const xercesc::RefVectorOf<xercesc::XMLAttr>& attributes, XMLSize_t attributeCount);
+  void addText();
   void keepSubsetText();
   void replaceSubsetText(const std::u16string& text);
 
@@ -67,6 +78,8 @@ class DocumentParser : public xercesc::XercesDOMParser {
   unsigned entityDepth_ = 0;
   unsigned attributeDefinitions_ = 0;
   std::unordered_set<const XMLCh*> names_;
+  // Text that has come since the last node; the scanner hands it over in pieces.
+  std::u16string text_;
   // The internal subset to write: the library's text, but for the declarations that it writes wrongly.
   std::u16string subsetText_;
   XMLSize_t subsetTaken_ = 0;

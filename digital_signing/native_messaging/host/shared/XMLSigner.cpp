@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <memory>
 #include <string_view>
+#include <vector>
 #include <xalanc/Include/XalanMemoryManagement.hpp>
 #include <xalanc/XPath/XPathEvaluator.hpp>
 #include <xalanc/XalanTransformer/XalanTransformer.hpp>
@@ -26,13 +27,13 @@
 #include "mac/app/KeychainCryptoKeyRSA.h"
 #include "shared/Base64.h"
 #include "shared/DocumentBytes.h"
+#include "shared/DocumentElements.h"
 #include "shared/DocumentParser.h"
 #include "shared/DocumentSerialiser.h"
 #include "shared/Exceptions.h"
 #include "shared/SignatureBuilder.h"
 #include "shared/SignatureWarnings.h"
 #include "shared/SignedInfoHandler.h"
-#include "shared/TreeWalk.h"
 #include "shared/XmlText.h"
 
 namespace {
@@ -93,26 +94,15 @@ void parse(DocumentParser& parser, const DecodedText& xml) {
   }
 }
 
-/** By the name as written. The library's node list finds the same, in three times the time of all the
- * digesting. */
 xercesc::DOMElement& findSingleElement(xercesc::DOMDocument& document, const std::string& elementName) {
-  const std::u16string name = toUtf16(elementName);
-  xercesc::DOMNode* found = nullptr;
-  for (TreeWalk<xercesc::DOMNode> walk(document.getDocumentElement()); walk.node() != nullptr;
-       walk.advance()) {
-    xercesc::DOMNode* node = walk.node();
-    if (walk.leaving() || node->getNodeType() != xercesc::DOMNode::ELEMENT_NODE) continue;
-    if (node->getNodeName() != name) continue;
-    if (found != nullptr) {
-      fail<InvalidXMLDataException>("Request XML data is invalid. Multiple <" + elementName +
-                                    "> elements found");
-    }
-    found = node;
-  }
-  if (found == nullptr) {
+  const std::vector<xercesc::DOMElement*> found = findElements(document, elementName, 2);
+  if (found.empty()) {
     fail<InvalidXMLDataException>("Request XML data is invalid. Element <" + elementName + "> not found");
   }
-  return static_cast<xercesc::DOMElement&>(*found);
+  if (found.size() > 1) {
+    fail<InvalidXMLDataException>("Request XML data is invalid. Multiple <" + elementName + "> elements found");
+  }
+  return *found.front();
 }
 
 /** Runs one step of signing; whatever it throws becomes a CryptoException that names the step. */
