@@ -10,7 +10,6 @@
 #include <xalanc/Include/XalanMemoryManagement.hpp>
 #include <xalanc/XPath/XPathEvaluator.hpp>
 #include <xalanc/XalanTransformer/XalanTransformer.hpp>
-#include <xercesc/dom/DOMDocument.hpp>
 #include <xercesc/dom/DOMElement.hpp>
 #include <xercesc/dom/DOMException.hpp>
 #include <xercesc/dom/DOMImplementation.hpp>
@@ -94,15 +93,16 @@ void parse(DocumentParser& parser, const DecodedText& xml) {
   }
 }
 
-xercesc::DOMElement& findSingleElement(xercesc::DOMDocument& document, const std::string& elementName) {
-  const std::vector<xercesc::DOMElement*> found = findElements(document, elementName, 2);
-  if (found.empty()) {
+xercesc::DOMElement& findSingleElement(const DocumentParser& document, const std::string& elementName) {
+  const DocumentParser::Elements elements = document.elementsNamed(elementName);
+  if (elements.count > 1) {
+    fail<InvalidXMLDataException>("Request XML data is invalid. Multiple <" + elementName +
+                                  "> elements found");
+  }
+  if (elements.count == 0) {
     fail<InvalidXMLDataException>("Request XML data is invalid. Element <" + elementName + "> not found");
   }
-  if (found.size() > 1) {
-    fail<InvalidXMLDataException>("Request XML data is invalid. Multiple <" + elementName + "> elements found");
-  }
-  return *found.front();
+  return *elements.first;
 }
 
 /** Runs one step of signing; whatever it throws becomes a CryptoException that names the step. */
@@ -169,12 +169,11 @@ std::string XMLSigner::sign(const std::string& base64Xml) {
     LOG4CPLUS_DEBUG(logger, "XML data to be signed = " << xml.text());
     parse(parser, xml);
   }
-  xercesc::DOMDocument* document = parser.getDocument();
-  generateSignature(document, "CounterpartData");
-  generateSignature(document, "RenderedData");
+  generateSignature(parser, "CounterpartData");
+  generateSignature(parser, "RenderedData");
   LOG4CPLUS_INFO(logger, "Finished signing XML");
 
-  const std::string signedXml = writeDocument(*document);
+  const std::string signedXml = writeDocument(*parser.getDocument());
   LOG4CPLUS_DEBUG(logger, "Signed XML = " << signedXml);
   char* encoded = nullptr;
   encodeBase64(reinterpret_cast<const unsigned char*>(signedXml.data()), signedXml.size(), &encoded);
@@ -182,8 +181,8 @@ std::string XMLSigner::sign(const std::string& base64Xml) {
   return encoded;
 }
 
-void XMLSigner::generateSignature(xercesc::DOMDocument* document, const std::string& elementName) {
-  xercesc::DOMElement& element = findSingleElement(*document, elementName);
+void XMLSigner::generateSignature(const DocumentParser& document, const std::string& elementName) {
+  xercesc::DOMElement& element = findSingleElement(document, elementName);
   warnOfVerifiers(logger, element, elementName);
 
   auto key = reportingAs("initialising signing certificate", [] {
@@ -196,7 +195,7 @@ void XMLSigner::generateSignature(xercesc::DOMDocument* document, const std::str
     if (signatureMethodURI_ == nullptr) {
       throw XSECException(XSECException::AlgorithmMapperError, "No signature algorithm has been selected");
     }
-    SignatureBuilder builder(*document, element, elementName);
+    SignatureBuilder builder(*element.getOwnerDocument(), element, elementName);
     builder.describe(signatureMethodURI_, digestMethodURI_);
     KeychainCryptoKeyRSA& signingKey = *key;
     builder.setSigningKey(std::move(key));
