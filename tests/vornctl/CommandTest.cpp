@@ -1,6 +1,10 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cctype>
+#include <iterator>
+#include <regex>
+#include <set>
 
 #include "e2e/Messages.h"
 #include "vornctl/Program.h"
@@ -206,6 +210,29 @@ TEST(CommandLine, HelpAndUsage) {
                                               {"verify none.xml", 1}};
   for (const auto& [arguments, status] : rows) {
     EXPECT_EQ(run(home, std::string("$vornctl ") + arguments).status, status) << arguments;
+  }
+}
+
+/** The long options that a command's help names. */
+std::set<std::string> optionsOf(const std::string& help) {
+  static const std::regex kOption("--[a-z-]+");
+  return {std::sregex_token_iterator(help.begin(), help.end(), kOption), {}};
+}
+
+TEST(CommandLine, ManualAndCompletionNameEveryOption) {
+  const e2e::Home home;
+  std::string manual = e2e::readFile(VORN_SOURCES "/man/vornctl.1");
+  manual.erase(std::remove(manual.begin(), manual.end(), '\\'), manual.end());
+  for (const std::string command : {"register", "unregister", "doctor", "identities", "sign", "verify"}) {
+    EXPECT_NE(manual.find(".SS " + command + "\n"), std::string::npos) << command;
+    const Result completion = run(home, ". " VORN_SOURCES "/completions/vornctl; COMP_WORDS=(vornctl " +
+                                            command + " --); COMP_CWORD=2; _vornctl vornctl -- " + command +
+                                            "; printf \"%s \" \"${COMPREPLY[@]}\"");
+    const auto options = optionsOf(run(home, "$vornctl " + command + " --help").output);
+    EXPECT_EQ(optionsOf(completion.output), options) << completion.output;
+    for (const std::string& option : options) {
+      EXPECT_TRUE(option == "--help" || manual.find(option) != std::string::npos) << command << " " << option;
+    }
   }
 }
 

@@ -10,7 +10,7 @@ namespace vornctl {
 Result run(const e2e::Home& home, const std::string& commandLine) {
   const std::string command =
       "cd " + home.path().string() + " && exec 2>&1 && env -i HOME=" + home.path().string() +
-      " PATH=\"$PATH\" vornctl=" VORNCTL " host=" VORN_HOST " sh -c '" + commandLine + "'";
+      " PATH=\"$PATH\" vornctl=" VORNCTL " host=" VORN_HOST " bash -c '" + commandLine + "'";
   FILE* const pipe = popen(command.c_str(), "r");
   Result result{};
   char buffer[4096];
