@@ -36,9 +36,9 @@ void appendSignedData(const jsonxx::Array& xmlData, SignatureAlgorithm, jsonxx::
   require(!xmlData.empty(), "documents to sign");
   jsonxx::Array copies;
   for (const auto& document : xmlData.elements()) {
-    if (document->get<jsonxx::Object>().get<jsonxx::String>("data").empty())
-      throw XMLDataParsingException("empty");
-    copies << *document;
+    const auto& data = document->get<jsonxx::Object>().get<jsonxx::String>("data");
+    if (data.empty()) throw XMLDataParsingException("empty");
+    copies << jsonxx::Value(data);
   }
   response << "signed_data" << jsonxx::Value(std::move(copies));
 }

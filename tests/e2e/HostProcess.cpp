@@ -5,6 +5,7 @@
 #include <cstring>
 #include <fstream>
 #include <iostream>
+#include <sstream>
 #include <stdexcept>
 #include <system_error>
 #include <thread>
@@ -230,6 +231,28 @@ long HostProcess::residentKiB() const {
   long resident = 0;
   statm >> total >> resident;
   return resident * sysconf(_SC_PAGESIZE) / 1024;
+}
+
+long HostProcess::peakKiB() const {
+  std::ifstream status("/proc/" + std::to_string(process_) + "/status");
+  std::string name;
+  while (status >> name && name != "VmHWM:") {
+  }
+  long peak = 0;
+  status >> peak;
+  return peak;
+}
+
+double HostProcess::cpuSeconds() const {
+  std::string stat = readFile("/proc/" + std::to_string(process_) + "/stat");
+  // The name in parentheses may hold spaces; user and system time are the 12th and 13th field behind it.
+  std::istringstream fields(stat.substr(stat.rfind(')') + 1));
+  std::string skipped;
+  for (int i = 0; i < 11; ++i) fields >> skipped;
+  double user = 0;
+  double system = 0;
+  fields >> user >> system;
+  return (user + system) / static_cast<double>(sysconf(_SC_CLK_TCK));
 }
 
 std::string frame(std::string_view request) {

@@ -60,8 +60,12 @@ class HostProcess {
 
   /** What the host has printed on standard error. */
   std::string standardError() const;
-  /** The resident memory of the running host. */
+  pid_t id() const { return process_; }
+  /** The memory of the running host: resident now, and the most so far. */
   long residentKiB() const;
+  long peakKiB() const;
+  /** The processor time that the running host has used. */
+  double cpuSeconds() const;
 
  private:
   bool readBytes(std::string& bytes, std::size_t count, std::chrono::steady_clock::time_point deadline);

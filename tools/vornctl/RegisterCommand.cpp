@@ -62,20 +62,20 @@ int runRegister(const RegisterOptions& options) {
   if (options.root == "/" && access(host.c_str(), X_OK) != 0) {
     std::cerr << "vornctl: " << host.string()
               << " is no program that can be started; name the host with --host\n";
-    return kProblems;
+    return kExitProblems;
   }
   ExtensionIds ids;
   try {
     ids = readExtensionIds(options.extensionIds);
   } catch (const BadExtensionId& e) {
     std::cerr << "vornctl: " << e.what() << "\n";
-    return kUsage;
+    return kExitUsage;
   }
   if (ids.chromium.empty() && ids.firefox.empty()) {
     std::cerr << "vornctl: name the extension that may start the host with --extension-id; this build has "
                  "none of its "
                  "own\n";
-    return kUsage;
+    return kExitUsage;
   }
   noteForeignHome(options);
   const auto outcomes =
@@ -83,9 +83,9 @@ int runRegister(const RegisterOptions& options) {
   print(outcomes, options.request.dryRun);
   if (!anyHas(outcomes, {Action::kWritten, Action::kUnchanged})) {
     std::cerr << "vornctl: no browser was registered\n";
-    return kProblems;
+    return kExitProblems;
   }
-  return anyHas(outcomes, {Action::kFailed}) ? kProblems : kFine;
+  return anyHas(outcomes, {Action::kFailed}) ? kExitProblems : kExitFine;
 }
 
 int runUnregister(const RegisterOptions& options) {
@@ -93,7 +93,7 @@ int runUnregister(const RegisterOptions& options) {
   const auto outcomes = unregisterHost(Places::ofUser(options.system, options.root), options.request);
   print(outcomes, options.request.dryRun);
   if (outcomes.empty()) std::cout << "Nothing is registered.\n";
-  return anyHas(outcomes, {Action::kFailed}) ? kProblems : kFine;
+  return anyHas(outcomes, {Action::kFailed}) ? kExitProblems : kExitFine;
 }
 
 }  // namespace vornctl

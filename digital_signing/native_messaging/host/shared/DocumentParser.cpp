@@ -173,7 +173,8 @@ void DocumentParser::docComment(const XMLCh* text) {
 
 xercesc::DOMElement* DocumentParser::createElement(const XMLCh* name) {
   xercesc::DOMElement* element = XercesDOMParser::createElement(name);
-  countName(element->getNodeName());
+  Elements& elements = countName(element->getNodeName());
+  if (elements.count++ == 0) elements.first = element;
   return element;
 }
 
@@ -184,8 +185,15 @@ xercesc::DOMAttr* DocumentParser::createAttr(const XMLCh* name) {
 }
 
 /** Takes a name as the tree keeps it: the same name is the same address. */
-void DocumentParser::countName(const XMLCh* name) {
-  if (names_.insert(name).second && names_.size() > kMaximumNames) refuse("The document has too many names");
+DocumentParser::Elements& DocumentParser::countName(const XMLCh* name) {
+  const auto [entry, isNew] = names_.try_emplace(name);
+  if (isNew && names_.size() > kMaximumNames) refuse("The document has too many names");
+  return entry->second;
+}
+
+DocumentParser::Elements DocumentParser::elementsNamed(const std::string& elementName) const {
+  const auto entry = names_.find(fDocument->getPooledString(toUtf16(elementName).c_str()));
+  return entry != names_.end() ? entry->second : Elements();
 }
 
 void DocumentParser::docPI(const XMLCh* target, const XMLCh* data) {
@@ -252,6 +260,11 @@ void DocumentParser::attDef(const xercesc::DTDElementDecl& element, const xerces
   keepSubsetText();
   XercesDOMParser::attDef(element, attribute, isIgnored);
   replaceSubsetText(attributeDefinitionText(attribute));
+  // The tree keeps a table of identifiers, which nobody asks here, and takes quadratic time over those that are equal.
+  // A name token is read in the same way.
+  if (attribute.getType() == xercesc::XMLAttDef::ID) {
+    const_cast<xercesc::DTDAttDef&>(attribute).setType(xercesc::XMLAttDef::NmToken);
+  }
 }
 
 void DocumentParser::doctypeComment(const XMLCh* comment) {

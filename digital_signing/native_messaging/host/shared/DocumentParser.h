@@ -1,6 +1,7 @@
 #pragma once
 
-#include <unordered_set>
+#include <string>
+#include <unordered_map>
 #include <xercesc/parsers/XercesDOMParser.hpp>
 #include <xercesc/util/SecurityManager.hpp>
 
@@ -28,7 +29,16 @@ class DocumentParser : public xercesc::XercesDOMParser {
   /** All that a parse may have allocated at one time; 10 MiB of `<a/>`, which stay below, need 0.5 GB. */
   static constexpr std::size_t kMaximumBytes = std::size_t{1} << 30;
 
+  /** The elements of one name, as written. */
+  struct Elements {
+    std::size_t count = 0;
+    xercesc::DOMElement* first = nullptr;
+  };
+
   explicit DocumentParser(ParserMemory& memory);
+
+  /** What the document has of `elementName`, without another walk through it. */
+  Elements elementsNamed(const std::string& elementName) const;
 
   void error(unsigned int code, const XMLCh* domain, xercesc::XMLErrorReporter::ErrTypes type,
              const XMLCh* text, const XMLCh* systemId, const XMLCh* publicId, XMLFileLoc line,
@@ -62,7 +72,7 @@ class DocumentParser : public xercesc::XercesDOMParser {
 
  private:
   [[noreturn]] void refuse(const std::string& reason);
-  void countName(const XMLCh* name);
+  Elements& countName(const XMLCh* name);
   xercesc::DOMElementImpl* currentElement() const;
   void addElement(xercesc::DOMElementImpl& parent, const XMLCh* name,
                   const xercesc::RefVectorOf<xercesc::XMLAttr>& attributes, XMLSize_t attributeCount);
@@ -77,7 +87,7 @@ class DocumentParser : public xercesc::XercesDOMParser {
   unsigned elementDepth_ = 0;
   unsigned entityDepth_ = 0;
   unsigned attributeDefinitions_ = 0;
-  std::unordered_set<const XMLCh*> names_;
+  std::unordered_map<const XMLCh*, Elements> names_;
   // Text that has come since the last node; the scanner hands it over in pieces.
   std::u16string text_;
   // The internal subset to write: the library's text, but for the declarations that it writes wrongly.

@@ -75,7 +75,8 @@ void MessageExchange::sendMessage(std::string text) {
   LOG4CPLUS_INFO(logger, "Response message length = " << length);
   LOG4CPLUS_DEBUG(logger, "Response message = " << text);
   if (text.size() > kLargestBrowserMessage) {
-    LOG4CPLUS_WARN(logger, "Response message is larger than browsers accept (" << kLargestBrowserMessage << " bytes)");
+    LOG4CPLUS_WARN(
+        logger, "Response message is larger than browsers accept (" << kLargestBrowserMessage << " bytes)");
   }
   write_({reinterpret_cast<const char*>(&length), sizeof length});
   write_(text);

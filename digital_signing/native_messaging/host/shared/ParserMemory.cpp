@@ -20,7 +20,7 @@ ParserMemory::~ParserMemory() {
 }
 
 void* ParserMemory::allocate(XMLSize_t size) {
-  if (size > maximumBytes_ - liveBytes_) excess("The document needs too much memory");
+  if (size > maximumBytes_ || size + kOverhead > maximumBytes_ - liveBytes_) excess("The document needs too much memory");
   if (size == readerBlockSize() && maximumExpansions_ != 0 && ++expansions_ > maximumExpansions_) {
     excess("The document expands too many or too large entities");
   }
@@ -29,7 +29,7 @@ void* ParserMemory::allocate(XMLSize_t size) {
   *block = {blocks_.previous, &blocks_, size};
   block->previous->next = block;
   blocks_.previous = block;
-  liveBytes_ += size;
+  liveBytes_ += size + kOverhead;
   return reinterpret_cast<char*>(block) + kHeader;
 }
 
@@ -38,7 +38,7 @@ void ParserMemory::deallocate(void* memory) {
   auto* block = reinterpret_cast<Block*>(static_cast<char*>(memory) - kHeader);
   block->previous->next = block->next;
   block->next->previous = block->previous;
-  liveBytes_ -= block->size;
+  liveBytes_ -= block->size + kOverhead;
   std::free(block);
 }
 

@@ -19,15 +19,26 @@ class SignedInfoHandler : public DSIGAlgorithmHandlerDefault {
  public:
   unsigned int signToSafeBuffer(TXFMChain* inputBytes, const XMLCh* uri, const XSECCryptoKey* key,
                                 unsigned int outputLength, safeBuffer& result) const override {
-    // The library's chain is the canonicaliser, nothing of which has been read yet, behind the SignedInfo
-    // element.
-    const TXFMBase* source = inputBytes->getLastTxfm()->*ChainLink::kInput;
-    const auto* signedInfo = static_cast<const xercesc::DOMElement*>(source->getFragmentNode());
-    TXFMChain chain(new CanonicalBytes(*signedInfo, nullptr, nullptr));
+    TXFMChain chain(canonicalBytes(inputBytes));
     return DSIGAlgorithmHandlerDefault::signToSafeBuffer(&chain, uri, key, outputLength, result);
   }
 
+  bool verifyBase64Signature(TXFMChain* inputBytes, const XMLCh* uri, const char* signature,
+                             unsigned int outputLength, const XSECCryptoKey* key) const override {
+    TXFMChain chain(canonicalBytes(inputBytes));
+    return DSIGAlgorithmHandlerDefault::verifyBase64Signature(&chain, uri, signature, outputLength, key);
+  }
+
   XSECAlgorithmHandler* clone() const override { return new SignedInfoHandler(*this); }
+
+ private:
+  /** The library's chain is the canonicaliser, nothing of which has been read yet, behind the SignedInfo
+   * element. */
+  static CanonicalBytes* canonicalBytes(TXFMChain* inputBytes) {
+    const TXFMBase* source = inputBytes->getLastTxfm()->*ChainLink::kInput;
+    const auto* signedInfo = static_cast<const xercesc::DOMElement*>(source->getFragmentNode());
+    return new CanonicalBytes(*signedInfo, nullptr, nullptr);
+  }
 };
 
 }  // namespace

@@ -6,10 +6,10 @@
 #include <cstdlib>
 #include <memory>
 #include <string_view>
+#include <vector>
 #include <xalanc/Include/XalanMemoryManagement.hpp>
 #include <xalanc/XPath/XPathEvaluator.hpp>
 #include <xalanc/XalanTransformer/XalanTransformer.hpp>
-#include <xercesc/dom/DOMDocument.hpp>
 #include <xercesc/dom/DOMElement.hpp>
 #include <xercesc/dom/DOMException.hpp>
 #include <xercesc/dom/DOMImplementation.hpp>
@@ -26,13 +26,13 @@
 #include "mac/app/KeychainCryptoKeyRSA.h"
 #include "shared/Base64.h"
 #include "shared/DocumentBytes.h"
+#include "shared/DocumentElements.h"
 #include "shared/DocumentParser.h"
 #include "shared/DocumentSerialiser.h"
 #include "shared/Exceptions.h"
 #include "shared/SignatureBuilder.h"
 #include "shared/SignatureWarnings.h"
 #include "shared/SignedInfoHandler.h"
-#include "shared/TreeWalk.h"
 #include "shared/XmlText.h"
 
 namespace {
@@ -93,25 +93,16 @@ void parse(DocumentParser& parser, const DecodedText& xml) {
   }
 }
 
-/** By the name as written. The library's node list finds the same, in three times the time of digesting. */
-xercesc::DOMElement& findSingleElement(xercesc::DOMDocument& document, const std::string& elementName) {
-  const std::u16string name = toUtf16(elementName);
-  xercesc::DOMNode* found = nullptr;
-  for (TreeWalk<xercesc::DOMNode> walk(document.getDocumentElement()); walk.node() != nullptr;
-       walk.advance()) {
-    xercesc::DOMNode* node = walk.node();
-    if (walk.leaving() || node->getNodeType() != xercesc::DOMNode::ELEMENT_NODE) continue;
-    if (node->getNodeName() != name) continue;
-    if (found != nullptr) {
-      fail<InvalidXMLDataException>("Request XML data is invalid. Multiple <" + elementName +
-                                    "> elements found");
-    }
-    found = node;
+xercesc::DOMElement& findSingleElement(const DocumentParser& document, const std::string& elementName) {
+  const DocumentParser::Elements elements = document.elementsNamed(elementName);
+  if (elements.count > 1) {
+    fail<InvalidXMLDataException>("Request XML data is invalid. Multiple <" + elementName +
+                                  "> elements found");
   }
-  if (found == nullptr) {
+  if (elements.count == 0) {
     fail<InvalidXMLDataException>("Request XML data is invalid. Element <" + elementName + "> not found");
   }
-  return static_cast<xercesc::DOMElement&>(*found);
+  return *elements.first;
 }
 
 /** Runs one step of signing; whatever it throws becomes a CryptoException that names the step. */
@@ -178,12 +169,11 @@ std::string XMLSigner::sign(const std::string& base64Xml) {
     LOG4CPLUS_DEBUG(logger, "XML data to be signed = " << xml.text());
     parse(parser, xml);
   }
-  xercesc::DOMDocument* document = parser.getDocument();
-  generateSignature(document, "CounterpartData");
-  generateSignature(document, "RenderedData");
+  generateSignature(parser, "CounterpartData");
+  generateSignature(parser, "RenderedData");
   LOG4CPLUS_INFO(logger, "Finished signing XML");
 
-  const std::string signedXml = writeDocument(*document);
+  const std::string signedXml = writeDocument(*parser.getDocument());
   LOG4CPLUS_DEBUG(logger, "Signed XML = " << signedXml);
   char* encoded = nullptr;
   encodeBase64(reinterpret_cast<const unsigned char*>(signedXml.data()), signedXml.size(), &encoded);
@@ -191,8 +181,8 @@ std::string XMLSigner::sign(const std::string& base64Xml) {
   return encoded;
 }
 
-void XMLSigner::generateSignature(xercesc::DOMDocument* document, const std::string& elementName) {
-  xercesc::DOMElement& element = findSingleElement(*document, elementName);
+void XMLSigner::generateSignature(const DocumentParser& document, const std::string& elementName) {
+  xercesc::DOMElement& element = findSingleElement(document, elementName);
   warnOfVerifiers(logger, element, elementName);
 
   auto key = reportingAs("initialising signing certificate", [] {
@@ -205,7 +195,7 @@ void XMLSigner::generateSignature(xercesc::DOMDocument* document, const std::str
     if (signatureMethodURI_ == nullptr) {
       throw XSECException(XSECException::AlgorithmMapperError, "No signature algorithm has been selected");
     }
-    SignatureBuilder builder(*document, element, elementName);
+    SignatureBuilder builder(*element.getOwnerDocument(), element, elementName);
     builder.describe(signatureMethodURI_, digestMethodURI_);
     KeychainCryptoKeyRSA& signingKey = *key;
     builder.setSigningKey(std::move(key));

@@ -3,9 +3,7 @@
 #include <string>
 #include <xercesc/util/XercesDefs.hpp>
 
-XERCES_CPP_NAMESPACE_BEGIN
-class DOMDocument;
-XERCES_CPP_NAMESPACE_END
+class DocumentParser;
 
 /**
  * Turns an XML document into the same document with two enveloped signatures: one over its single
@@ -42,7 +40,7 @@ class XMLSigner {
  private:
   XMLSigner() = default;
 
-  void generateSignature(xercesc::DOMDocument* document, const std::string& elementName);
+  void generateSignature(const DocumentParser& document, const std::string& elementName);
 
   bool initialised_ = false;
   // The identifiers belong to the signature library.

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <string>
+#include <vector>
+
+/** Requests and documents made to cost more than their size. Each is made in about the number of bytes asked
+ * for. */
+namespace reliability {
+
+struct Hostile {
+  const char* name;
+  std::function<std::string(std::size_t size)> make;
+};
+
+/** Values of a member of a request. */
+std::vector<Hostile> hostileJson();
+std::string harmlessJson(std::size_t size);
+
+/** Documents to be signed: what they hold, and what they declare. */
+std::vector<Hostile> hostileContent();
+std::vector<Hostile> hostileEntities();
+std::vector<Hostile> hostileDeclarations();
+std::string harmlessXml(std::size_t size);
+
+/** `text` as often as it takes to reach `size` bytes. */
+std::string fill(const std::string& text, std::size_t size);
+/** Numbered pieces, until they are `size` bytes. */
+std::string pieces(std::size_t size, const std::function<std::string(std::size_t)>& piece);
+std::string number(std::size_t i);
+
+}  // namespace reliability

@@ -1,0 +1,144 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <iostream>
+
+#include "e2e/HostProcess.h"
+#include "e2e/Messages.h"
+#include "reliability/HostileBodies.h"
+
+/** What hostile bodies may cost, measured against harmless ones of the same size in the same run. */
+namespace reliability {
+namespace {
+
+using namespace e2e;
+
+#if defined(__SANITIZE_ADDRESS__)
+constexpr std::size_t kBody = 1 << 20;  // ten would need more memory than a machine for tests has
+#else
+constexpr std::size_t kBody = 10485760 - 1000;
+#endif
+
+/** As many times the harmless request's time and memory may a hostile one take. */
+constexpr double kMostTime = 10;
+/** The C library takes so long for numbers near the ends of the range. */
+constexpr double kMostTimeOfJson = 60;
+constexpr double kMostMemory = 10;
+/** What the ticks of the processor's clock and a busy machine make uncertain is not held against a request.
+ */
+constexpr double kLeastSeconds = 0.2;
+
+struct Cost {
+  double seconds = 0;
+  double peakMiB = 0;
+  int code = 0;
+};
+
+/** One request to a host of its own, which has to be well afterwards unless the request was none. */
+Cost costOf(const Home& home, const std::string& request) {
+  HostProcess host(home);
+  host.ask(kVersionRequest);
+  const double before = host.cpuSeconds();
+  const std::string answer = host.ask(request);
+  Cost cost{host.cpuSeconds() - before, static_cast<double>(host.peakKiB()) / 1024, errorCode(answer)};
+  if (cost.code == 101) {
+    EXPECT_EQ(host.waitForExit(), 1);
+  } else {
+    EXPECT_EQ(text(host.ask(kVersionRequest), "result"), "ok");
+  }
+  return cost;
+}
+
+using Request = std::function<std::string(const std::string& body)>;
+
+void expectBounded(const std::string& keyStore, const Request& request, const std::string& harmlessBody,
+                   const std::vector<Hostile>& bodies, std::size_t size, double mostTime = kMostTime) {
+  const Home home(keyStore);
+  const Cost harmless = costOf(home, request(harmlessBody));
+  EXPECT_EQ(harmless.code, 0);
+  std::cout << "harmless: " << harmless.seconds << " s, " << harmless.peakMiB << " MiB\n";
+  for (const Hostile& hostile : bodies) {
+    const Cost cost = costOf(home, request(hostile.make(size)));
+    const double time = cost.seconds / std::max(harmless.seconds, kLeastSeconds);
+    const double memory = cost.peakMiB / harmless.peakMiB;
+    std::cout << hostile.name << ": time x" << time << ", memory x" << memory << ", code " << cost.code
+              << "\n";
+    EXPECT_LT(time, mostTime) << hostile.name;
+    EXPECT_LT(memory, kMostMemory) << hostile.name;
+  }
+}
+
+void expectJsonBounded(const std::vector<Hostile>& bodies) {
+  const auto request = [](const std::string& value) { return R"({"type": "version", "x": )" + value + "}"; };
+  expectBounded("", request, harmlessJson(kBody), bodies, kBody, kMostTimeOfJson);
+}
+
+void expectDocumentsBounded(const std::vector<Hostile>& bodies) {
+  const auto request = [](const std::string& document) {
+    return SignRequest{.documents = {{document}}}.json();
+  };
+  const std::size_t size = kBody / 100 * 72;  // in base64, with its slashes escaped, about the body
+  expectBounded("main", request, harmlessXml(size), bodies, size);
+}
+
+TEST(HostileBodies, Json) {
+  expectJsonBounded(hostileJson());
+}
+
+TEST(HostileBodies, Content) {
+  expectDocumentsBounded(hostileContent());
+}
+
+TEST(HostileBodies, Entities) {
+  expectDocumentsBounded(hostileEntities());
+}
+
+TEST(HostileBodies, Declarations) {
+  expectDocumentsBounded(hostileDeclarations());
+}
+
+TEST(HostileBodies, Base64) {
+  const auto request = [](const std::string& data) {
+    return R"({"type": "sign", )" + SignRequest{}.userDetails() + R"(, "xml_data": [{"data": ")" + data +
+           R"("}]})";
+  };
+  const auto noDocument = [](std::size_t size) { return toBase64(std::string(size / 400 * 297, '<')); };
+  expectBounded(
+      "main", request, toBase64(harmlessXml(kBody / 100 * 74)),
+      {
+          {"padding alone", [](std::size_t size) { return std::string(size, '='); }},
+          {"padding between", [](std::size_t size) { return fill("QQ==", size); }},
+          {"a line break at the end", [&](std::size_t size) { return noDocument(size) + "\\n"; }},
+          {"a foreign character at the end", [&](std::size_t size) { return noDocument(size) + "QUI*"; }},
+          {"bytes that are no document", noDocument},
+          {"escaped slashes", [](std::size_t size) { return fill(R"(\/\/\/\/)", size); }},
+      },
+      kBody - 1000);
+}
+
+TEST(HostileBodies, KeyIdentifiers) {
+  const auto details = [](const std::string& akis) {
+    return R"({"type": "version", "user_details": {"name": "Max Several", "email": "jane@example.com", )"
+           R"("abn": "12345678901", "aki": [)" +
+           akis + "\"" + akiOf("main") + "\"]}}";
+  };
+  const auto reversed = [](std::size_t i) { return "\"" + number(99999999 - i) + "\","; };
+  expectBounded("main", details,
+                pieces(kBody, [](std::size_t) { return "\"" + std::string(40, 'a') + "\","; }),
+                {
+                    {"a million alike", [](std::size_t size) { return fill("\"0a1b2c\",", size); }},
+                    {"a million others", [&](std::size_t size) { return pieces(size, reversed); }},
+                    {"empty ones", [](std::size_t size) { return fill("\"\",", size); }},
+                    {"alike for long",
+                     [](std::size_t size) {
+                       return pieces(size, [](std::size_t i) {
+                         return "\"" + std::string(2000, 'A') + number(i * 7919 % 5003) + "\",";
+                       });
+                     }},
+                    {"one of all", [](std::size_t size) { return "\"" + std::string(size, 'A') + "\","; }},
+                },
+                kBody - 1000);
+}
+
+}  // namespace
+}  // namespace reliability
