@@ -67,11 +67,11 @@ TEST(DocumentSerialiser, KnownTexts) {
       {"<!DOCTYPE a PUBLIC '-//x' 'y' [<!ENTITY e \"'&#34;&#37;&#38;#38;&#13;\">]><a>&e;</a>",
        declaration + "<!DOCTYPE a PUBLIC \"-//x\" \"y\" [<!ENTITY e "
                      "\"'&#34;&#37;&#38;#38;&#13;\">]><a>'\"%&amp;&#xD;</a>"},
-      {"<!DOCTYPE a [<!ENTITY % p '<!ENTITY e \"v\">'>%p;<!NOTATION n SYSTEM 's'><!ENTITY u SYSTEM 'f' NDATA "
+      {"<!DOCTYPE a SYSTEM 'x\"y' [<!ENTITY % p '<!ENTITY e \"v\">'>%p;<!NOTATION n SYSTEM 's\"'><!ENTITY u SYSTEM 'f' NDATA "
        "n>"
        "<!ATTLIST a b NOTATION (n) #IMPLIED c (d|f) 'd'>]><a b='n'>&e;</a>",
        declaration +
-           "<!DOCTYPE a [ <!ENTITY e \"v\"> <!NOTATION n SYSTEM \"s\"><!ENTITY u SYSTEM \"f\" NDATA n>"
+           "<!DOCTYPE a SYSTEM 'x\"y' [ <!ENTITY e \"v\"> <!NOTATION n SYSTEM 's\"'><!ENTITY u SYSTEM \"f\" NDATA n>"
            "<!ATTLIST a b NOTATION (n) #IMPLIED c (d|f) \"d\">]><a b=\"n\" c=\"d\">v</a>"},
       {"<!DOCTYPE a [<!ENTITY e '<![CDATA[x&#13;<]]>'>]><a>&e;<![CDATA[<]]></a>",
        declaration + "<!DOCTYPE a [<!ENTITY e \"<![CDATA[x&#13;<]]>\">]><a>x&#xD;&lt;<![CDATA[<]]></a>"},
