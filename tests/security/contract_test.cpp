@@ -98,6 +98,10 @@ TEST(Contract, ArgumentsThatAreNothing) {
   EXPECT_EQ(SecCertificateCopyPublicKey(nullptr, &key), errSecInvalidItemRef);
   EXPECT_EQ(SecKeyGetCSSMKey(nullptr, &cssmKey), errSecInvalidItemRef);
   EXPECT_EQ(SecCertificateCopyData(nullptr), nullptr);
+  CFStringRef name = nullptr;
+  EXPECT_EQ(SecCertificateCopyCommonName(nullptr, &name), errSecParam);
+  EXPECT_EQ(SecCertificateCreateWithData(nullptr, nullptr), nullptr);
+  EXPECT_EQ(SecCertificateCreateWithData(nullptr, data("no certificate").get()), nullptr);
 
   CFRef<CFErrorRef> error;
   EXPECT_EQ(SecCertificateCopyValues(nullptr, nullptr, error.out()), nullptr);
