@@ -105,6 +105,10 @@ TEST(Contract, ArgumentsThatAreNothing) {
   EXPECT_EQ(SecCertificateCopyPublicKey(none<SecCertificateRef>(), &key), errSecInvalidItemRef);
   EXPECT_EQ(SecKeyGetCSSMKey(none<SecKeyRef>(), &cssmKey), errSecInvalidItemRef);
   EXPECT_EQ(SecCertificateCopyData(none<SecCertificateRef>()), nullptr);
+  CFStringRef name = nullptr;
+  EXPECT_EQ(SecCertificateCopyCommonName(none<SecCertificateRef>(), &name), errSecParam);
+  EXPECT_EQ(SecCertificateCreateWithData(nullptr, none<CFDataRef>()), nullptr);
+  EXPECT_EQ(SecCertificateCreateWithData(nullptr, data("no certificate").get()), nullptr);
 
   CFRef<CFErrorRef> error;
   EXPECT_EQ(SecCertificateCopyValues(none<SecCertificateRef>(), nullptr, error.out()), nullptr);

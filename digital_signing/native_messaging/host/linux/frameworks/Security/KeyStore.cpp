@@ -141,15 +141,4 @@ std::vector<std::shared_ptr<const TokenKey>> listPrivateKeys() {
   return keys;
 }
 
-std::vector<Token> presentTokenList() {
-  std::vector<Token> tokens;
-  if (NSS_IsInitialized() == PR_FALSE) {
-    return tokens;
-  }
-  for (const Slot& slot : presentTokens()) {
-    tokens.push_back(describeToken(slot.get()));
-  }
-  return tokens;
-}
-
 }  // namespace vorn::frameworks
