@@ -66,6 +66,11 @@ std::vector<char*> pointers(std::vector<std::string>& texts) {
 
 }  // namespace
 
+std::string hostProgram() {
+  const char* const other = getenv("VORN_HOST");
+  return other != nullptr ? other : VORN_HOST;
+}
+
 HostProcess::HostProcess(const Home& home, const HostOptions& options)
     : errorFile_(home.path() / "standard-error") {
   signal(SIGPIPE, SIG_IGN);
@@ -74,7 +79,7 @@ HostProcess::HostProcess(const Home& home, const HostOptions& options)
   input_ = toHost.writing;
   output_ = fromHost.reading;
 
-  std::vector<std::string> arguments = {VORN_HOST};
+  std::vector<std::string> arguments = {hostProgram()};
   arguments.insert(arguments.end(), options.arguments.begin(), options.arguments.end());
   std::vector<std::string> environment = {
       "HOME=" + (options.homeFolder.empty() ? home.path().string() : options.homeFolder),
@@ -96,14 +101,14 @@ HostProcess::HostProcess(const Home& home, const HostOptions& options)
   posix_spawnattr_setsigdefault(&attributes, &defaults);
   posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF);
 
-  errno = posix_spawn(&process_, VORN_HOST, &files, &attributes, pointers(arguments).data(),
+  errno = posix_spawn(&process_, arguments[0].c_str(), &files, &attributes, pointers(arguments).data(),
                       pointers(environment).data());
   const bool spawned = errno == 0;
   posix_spawnattr_destroy(&attributes);
   posix_spawn_file_actions_destroy(&files);
   close(toHost.reading);
   close(fromHost.writing);
-  require(spawned, VORN_HOST);
+  require(spawned, arguments[0].c_str());
 }
 
 HostProcess::~HostProcess() {

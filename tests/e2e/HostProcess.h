@@ -15,6 +15,10 @@ namespace e2e {
  * long. */
 constexpr std::chrono::milliseconds kPatience{60000};
 
+/** The program under test: VORN_HOST of the environment, else the host that was built along with the tests.
+ */
+std::string hostProgram();
+
 struct HostOptions {
   std::string homeFolder = {};                // instead of the Home's own path
   std::vector<std::string> environment = {};  // "NAME=value", besides HOME and PATH

@@ -20,7 +20,7 @@ std::string versionBody() {
     throw std::runtime_error("an odd release: " + release);
   }
   return answerBody({{"build", "102"},
-                     {"install_location", std::filesystem::path(VORN_HOST).parent_path().string()},
+                     {"install_location", std::filesystem::path(hostProgram()).parent_path().string()},
                      {"major", "1"},
                      {"minor", "0"},
                      {"os", "Mac OS X version " + numbers.str()},

@@ -1,14 +1,19 @@
 #include "shared/MessageExchange.h"
 
 #include <gtest/gtest.h>
+#include <log4cplus/logger.h>
 
 #include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "host/TestPlatform.h"
+#include "mac/app/Logging.h"
 #include "shared/Exceptions.h"
 #include "shared/IdleTimer.h"
 #include "shared/Signing.h"
@@ -215,6 +220,31 @@ TEST_F(MessageExchangeTest, keepsTheFrameWellFormedAndEndsQuietlyWhenTheReaderHa
   closed_ = true;
   EXPECT_EQ(deliver(frame("{\"type\":\"version\"}")), 0);
   EXPECT_EQ(deliver(frame("{")), 0) << "not even the error can be sent";
+}
+
+TEST_F(MessageExchangeTest, warnsOfAnAnswerThatBrowsersDrop) {
+  const auto file = std::filesystem::path(testing::TempDir()) / "vorn-large-answer.log";
+  logging::configure(file.string());
+  const auto answerInAFolderNamed = [this](std::size_t length) {
+    testPlatform().installed = "/" + std::string(length, 'x') + "/vorn-signing";
+    EXPECT_EQ(deliver(frame("{\"type\":\"version\"}")), std::nullopt);
+    return answers().at(0).size();
+  };
+  const auto warned = [&file] {
+    std::ifstream log(file);
+    const std::string text{std::istreambuf_iterator<char>(log), {}};
+    return text.find("WARN  VORNSigning - Response message is larger than browsers accept (1048576 bytes)") !=
+           std::string::npos;
+  };
+  constexpr std::size_t kLimit = 1048576;
+  const std::size_t room = kLimit - answerInAFolderNamed(0);
+  EXPECT_EQ(answerInAFolderNamed(room), kLimit);
+  EXPECT_FALSE(warned());
+  EXPECT_EQ(answerInAFolderNamed(room + 1), kLimit + 1) << "it is sent all the same";
+  EXPECT_TRUE(warned());
+  testPlatform() = {};
+  log4cplus::Logger::getRoot().removeAllAppenders();
+  std::filesystem::remove(file);
 }
 
 }  // namespace

@@ -35,7 +35,8 @@ std::string numberBase64(const EVP_PKEY* key, const char* name) {
 
 }  // namespace
 
-KeychainCryptoKeyRSA::KeychainCryptoKeyRSA(const std::string& pem, int) : KeychainCryptoKeyRSA(readKey(pem)) {}
+KeychainCryptoKeyRSA::KeychainCryptoKeyRSA(const std::string& pem, int)
+    : KeychainCryptoKeyRSA(readKey(pem)) {}
 
 KeychainCryptoKeyRSA::KeychainCryptoKeyRSA(EVP_PKEY* key) : OpenSSLCryptoKeyRSA(key), key_(key) {
   ++CertificateSelection::getInstance().keysAlive;

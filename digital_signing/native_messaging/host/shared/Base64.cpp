@@ -5,13 +5,14 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <new>
 
 namespace {
+
+constexpr std::size_t kGroup = 4;
 
 struct FreeChain {
   void operator()(BIO* bio) const { BIO_free_all(bio); }
@@ -39,12 +40,29 @@ std::size_t countPadding(const char* text, std::size_t length) {
   return length >= 2 && text[length - 2] == '=' ? 2 : 1;
 }
 
-std::array<bool, 256> makeAlphabet() {
-  std::array<bool, 256> member{};
-  for (const char* p = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/"; *p != 0; ++p) {
-    member[static_cast<unsigned char>(*p)] = true;
+/** Whether a byte is a digit of base64, without a branch: the compiler tests many bytes at a time. */
+unsigned char isDigit(unsigned char c) {
+  const auto within = [c](unsigned char first, unsigned char count) {
+    return static_cast<unsigned char>(static_cast<unsigned char>(c - first) < count);
+  };
+  return within('A', 26) | within('a', 26) | within('0', 10) | static_cast<unsigned char>(c == '+') |
+         static_cast<unsigned char>(c == '/');
+}
+
+/** The filter's result for what `isBase64` accepts, in half its time. */
+long decodeWellFormed(const char* text, std::size_t length, unsigned char* data) {
+  const std::size_t padding = countPadding(text, length);
+  const std::size_t whole = length - (padding > 0 ? kGroup : 0);
+  const auto* in = reinterpret_cast<const unsigned char*>(text);
+  int count = EVP_DecodeBlock(data, in, static_cast<int>(whole));
+  if (count >= 0 && padding > 0) {
+    // The block function knows no padding: it gives three bytes of which the last ones are none.
+    std::array<unsigned char, 3> last{};
+    EVP_DecodeBlock(last.data(), in + whole, static_cast<int>(kGroup));
+    std::copy_n(last.begin(), last.size() - padding, data + count);
+    count += static_cast<int>(last.size() - padding);
   }
-  return member;
+  return count;
 }
 
 }  // namespace
@@ -53,9 +71,15 @@ void decodeBase64(const char* text, unsigned char** data, long* length) {
   const std::size_t textLength = std::strlen(text);
   const std::size_t decoded = textLength * 3 / 4;
   const std::size_t capacity = decoded - std::min(decoded, countPadding(text, textLength));
+  auto* buffer = allocate<unsigned char>(capacity + 1);
+  if (isBase64(text, textLength)) {
+    *length = decodeWellFormed(text, textLength, buffer);
+    buffer[capacity] = 0;
+    *data = buffer;
+    return;
+  }
 
   BioChain chain = base64Over(BIO_new_mem_buf(text, static_cast<int>(textLength)));
-  auto* buffer = allocate<unsigned char>(capacity + 1);
   // Never more than the buffer holds, whatever the filter makes of a text with stray padding.
   const int count = BIO_read(chain.get(), buffer, static_cast<int>(capacity));
   buffer[capacity] = 0;
@@ -65,22 +89,21 @@ void decodeBase64(const char* text, unsigned char** data, long* length) {
 }
 
 void encodeBase64(const unsigned char* data, std::size_t length, char** text) {
-  BioChain chain = base64Over(BIO_new(BIO_s_mem()));
-  BIO_write(chain.get(), data, static_cast<int>(length));
-  BIO_flush(chain.get());
-  char* encoded = nullptr;
-  const long stored = BIO_get_mem_data(chain.get(), &encoded);
-  const auto count = static_cast<std::size_t>(stored > 0 ? stored : 0);
-
-  auto* buffer = allocate<char>(count + 1);
-  if (count > 0) std::memcpy(buffer, encoded, count);
-  buffer[count] = 0;
+  // What the filter writes, without its many small steps through a sink that grows.
+  auto* buffer = allocate<char>((length + 2) / 3 * kGroup + 1);
+  EVP_EncodeBlock(reinterpret_cast<unsigned char*>(buffer), data, static_cast<int>(length));
   *text = buffer;
 }
 
 bool isBase64(const char* text, std::size_t length) {
-  static const std::array<bool, 256> kAlphabet = makeAlphabet();
-  if (length == 0 || length % 4 != 0) return false;
+  if (length == 0 || length % kGroup != 0) return false;
   const std::size_t digits = length - countPadding(text, length);
-  return std::all_of(text, text + digits, [](char c) { return kAlphabet[static_cast<unsigned char>(c)]; });
+  constexpr std::size_t kBlock = 4096;
+  for (std::size_t at = 0; at < digits; at += kBlock) {
+    const std::size_t end = std::min(digits, at + kBlock);
+    unsigned char all = 1;
+    for (std::size_t i = at; i < end; ++i) all &= isDigit(static_cast<unsigned char>(text[i]));
+    if (all == 0) return false;
+  }
+  return true;
 }

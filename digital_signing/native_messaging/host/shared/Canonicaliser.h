@@ -11,9 +11,10 @@
 /**
  * Canonical XML 1.0 without comments of one element and all that it holds, less one node, as bytes.
  *
- * The tree may have been made without namespace processing: names are split and namespaces resolved here, from the
- * attributes as written. A prefix that nothing declares leaves the name as a whole without a namespace, and
- * declarations that the namespace recommendation forbids are ignored: verifiers that accept such documents do so too.
+ * The tree may have been made without namespace processing: names are split and namespaces resolved here,
+ * from the attributes as written. A prefix that nothing declares leaves the name as a whole without a
+ * namespace, and declarations that the namespace recommendation forbids are ignored: verifiers that accept
+ * such documents do so too.
  *
  * The walk does not recurse, allocates nothing per node, and hands the bytes out in runs.
  */
@@ -25,7 +26,8 @@ class Canonicaliser {
   /** The next run of bytes, valid until the next call; empty when all has been read. */
   std::string_view next();
 
-  /** The first relative namespace name met so far, as UTF-8: verifiers refuse to canonicalise those. Else empty. */
+  /** The first relative namespace name met so far, as UTF-8: verifiers refuse to canonicalise those. Else
+   * empty. */
   const std::string& relativeNamespace() const { return relativeNamespace_; }
 
  private:

@@ -4,7 +4,13 @@
 #include <string>
 #include <xercesc/dom/DOMAttr.hpp>
 #include <xercesc/dom/DOMElement.hpp>
+#include <xercesc/dom/impl/DOMAttrImpl.hpp>
+#include <xercesc/dom/impl/DOMAttrMapImpl.hpp>
+#include <xercesc/dom/impl/DOMDocumentImpl.hpp>
 #include <xercesc/dom/impl/DOMDocumentTypeImpl.hpp>
+#include <xercesc/dom/impl/DOMElementImpl.hpp>
+#include <xercesc/dom/impl/DOMTextImpl.hpp>
+#include <xercesc/framework/XMLAttr.hpp>
 #include <xercesc/framework/XMLNotationDecl.hpp>
 #include <xercesc/internal/XMLScanner.hpp>
 #include <xercesc/sax/SAXParseException.hpp>
@@ -16,6 +22,7 @@
 
 #include "shared/Exceptions.h"
 #include "shared/InternalSubsetText.h"
+#include "shared/NodeLinks.h"
 #include "shared/XmlText.h"
 
 namespace {
@@ -25,12 +32,15 @@ constexpr XMLSize_t kExpansionBudget = XMLSize_t{16} << 20;
 constexpr XMLSize_t kMaximumExpansions = 50000;
 // Every level costs the library one more walk through all that stands below.
 constexpr unsigned kMaximumEntityDepth = 20;
-// The tree keeps all names in a table of 257 chains: a million names took more than two minutes, these take 60 ms.
+// The tree keeps all names in a table of 257 chains: a million names took more than two minutes, these take
+// 60 ms.
 constexpr std::size_t kMaximumNames = 50000;
 // The tree sorts the attributes of an element by insertion.
 constexpr XMLSize_t kMaximumAttributes = 10000;
 // Each attribute-list declaration copies all attributes that its element has so far.
 constexpr unsigned kMaximumAttributeDefinitions = 500;
+// In UTF-16 units; a longer text goes into its node in several portions.
+constexpr std::size_t kTextPortion = std::size_t{32} << 10;
 
 /** Reaches the scanner's flag for a document that stands alone, which has no setter. */
 struct ScannerFlags : xercesc::XMLScanner {
@@ -74,18 +84,102 @@ void DocumentParser::startElement(const xercesc::XMLElementDecl& declaration, un
     throw InvalidXMLDataException("Request XML data is invalid. Elements are nested too deeply");
   }
   if (attributeCount > kMaximumAttributes) refuse("An element has too many attributes");
-  XercesDOMParser::startElement(declaration, uriId, prefix, attributes, attributeCount, isEmpty, isRoot);
+  addText();
+  xercesc::DOMElementImpl* const parent = currentElement();
+  if (parent == nullptr || declaration.hasAttDefs()) {
+    XercesDOMParser::startElement(declaration, uriId, prefix, attributes, attributeCount, isEmpty, isRoot);
+    return;
+  }
+  addElement(*parent, declaration.getFullName(), attributes, attributeCount);
+  if (isEmpty) endElement(declaration, uriId, isRoot, prefix);
 }
 
 void DocumentParser::endElement(const xercesc::XMLElementDecl& declaration, unsigned int uriId, bool isRoot,
                                 const XMLCh* prefix) {
   --elementDepth_;
-  XercesDOMParser::endElement(declaration, uriId, isRoot, prefix);
+  addText();
+  xercesc::DOMElementImpl* const element = currentElement();
+  if (element == nullptr || isRoot) {
+    XercesDOMParser::endElement(declaration, uriId, isRoot, prefix);
+    return;
+  }
+  fCurrentNode = element;
+  fCurrentParent = element->fNode.fOwnerNode;
+}
+
+/** The innermost open element; null outside of the root, and directly inside an entity reference. */
+xercesc::DOMElementImpl* DocumentParser::currentElement() const {
+  if (!fWithinElement || fCurrentParent->getNodeType() != xercesc::DOMNode::ELEMENT_NODE) return nullptr;
+  return static_cast<xercesc::DOMElementImpl*>(fCurrentParent);
+}
+
+/** What the library does for an element of which no declaration says anything, less what that costs there. */
+void DocumentParser::addElement(xercesc::DOMElementImpl& parent, const XMLCh* name,
+                                const xercesc::RefVectorOf<xercesc::XMLAttr>& attributes,
+                                XMLSize_t attributeCount) {
+  auto* const element = static_cast<xercesc::DOMElementImpl*>(createElement(name));
+  if (attributeCount > 0) element->fAttributes->reserve(attributeCount);
+  for (XMLSize_t i = 0; i < attributeCount; ++i) {
+    const xercesc::XMLAttr& source = *attributes.elementAt(i);
+    auto* const attribute = static_cast<xercesc::DOMAttrImpl*>(createAttr(source.getName()));
+    element->fAttributes->setNamedItemFast(attribute);
+    const std::u16string_view value = viewOf(source.getValue());
+    setOnlyChild(*attribute, *new (fDocument, xercesc::DOMMemoryManager::TEXT_OBJECT)
+                                 xercesc::DOMTextImpl(fDocument, value.data(), value.size()));
+    attribute->setSpecified(source.getSpecified());
+  }
+  appendChild(parent, *element);
+  fCurrentParent = element;
+  fCurrentNode = element;
+}
+
+void DocumentParser::docCharacters(const XMLCh* text, XMLSize_t length, bool isCdata) {
+  if (isCdata) {
+    addText();
+    XercesDOMParser::docCharacters(text, length, isCdata);
+  } else if (fWithinElement) {
+    if (length < kTextPortion) text_.append(text, length);
+    if (text_.size() >= kTextPortion || length >= kTextPortion) addText();
+    if (length >= kTextPortion) addTextNode({text, length});
+  }
+}
+
+void DocumentParser::addText() {
+  if (text_.empty()) return;
+  addTextNode(text_);
+  text_.clear();
+}
+
+/**
+ * Makes a node of the text that has come. The library would make one of the first piece and let it grow with
+ * the others; every time it grows, it looks for its old memory among that of all texts so far.
+ */
+void DocumentParser::addTextNode(std::u16string_view text) {
+  xercesc::DOMElementImpl* const parent = currentElement();
+  if (parent == nullptr || fCurrentNode->getNodeType() == xercesc::DOMNode::TEXT_NODE) {
+    XercesDOMParser::docCharacters(text.data(), text.size(), false);
+  } else {
+    auto* const node = new (fDocument, xercesc::DOMMemoryManager::TEXT_OBJECT)
+        xercesc::DOMTextImpl(fDocument, text.data(), text.size());
+    appendChild(*parent, *node);
+    fCurrentNode = node;
+  }
+}
+
+void DocumentParser::ignorableWhitespace(const XMLCh* text, XMLSize_t length, bool isCdata) {
+  addText();
+  XercesDOMParser::ignorableWhitespace(text, length, isCdata);
+}
+
+void DocumentParser::docComment(const XMLCh* text) {
+  addText();
+  XercesDOMParser::docComment(text);
 }
 
 xercesc::DOMElement* DocumentParser::createElement(const XMLCh* name) {
   xercesc::DOMElement* element = XercesDOMParser::createElement(name);
-  countName(element->getNodeName());
+  Elements& elements = countName(element->getNodeName());
+  if (elements.count++ == 0) elements.first = element;
   return element;
 }
 
@@ -96,18 +190,28 @@ xercesc::DOMAttr* DocumentParser::createAttr(const XMLCh* name) {
 }
 
 /** Takes a name as the tree keeps it: the same name is the same address. */
-void DocumentParser::countName(const XMLCh* name) {
-  if (names_.insert(name).second && names_.size() > kMaximumNames) refuse("The document has too many names");
+DocumentParser::Elements& DocumentParser::countName(const XMLCh* name) {
+  const auto [entry, isNew] = names_.try_emplace(name);
+  if (isNew && names_.size() > kMaximumNames) refuse("The document has too many names");
+  return entry->second;
+}
+
+DocumentParser::Elements DocumentParser::elementsNamed(const std::string& elementName) const {
+  const auto entry = names_.find(fDocument->getPooledString(toUtf16(elementName).c_str()));
+  return entry != names_.end() ? entry->second : Elements();
 }
 
 void DocumentParser::docPI(const XMLCh* target, const XMLCh* data) {
-  // A carriage return can come in through an entity, but cannot be written where no character reference can stand.
+  addText();
+  // A carriage return can come in through an entity, but cannot be written where no character reference can
+  // stand.
   std::u16string lines(viewOf(data));
   std::replace(lines.begin(), lines.end(), u'\r', u'\n');
   XercesDOMParser::docPI(target, lines.c_str());
 }
 
 void DocumentParser::startEntityReference(const xercesc::XMLEntityDecl& declaration) {
+  addText();
   if (++entityDepth_ > kMaximumEntityDepth) refuse("Entities are nested too deeply");
   expandedText_ += declaration.getValueLen();
   if (expandedText_ > kExpansionBudget) refuse("The document expands too many or too large entities");
@@ -115,14 +219,15 @@ void DocumentParser::startEntityReference(const xercesc::XMLEntityDecl& declarat
 }
 
 void DocumentParser::endEntityReference(const xercesc::XMLEntityDecl& declaration) {
+  addText();
   --entityDepth_;
   XercesDOMParser::endEntityReference(declaration);
 }
 
 void DocumentParser::doctypeDecl(const xercesc::DTDElementDecl& root, const XMLCh* publicId,
                                  const XMLCh* systemId, bool hasInternalSubset, bool hasExternalSubset) {
-  // What is not declared in the document is not declared at all. Otherwise the scanner drops references to undeclared
-  // entities in silence, as a declaration may stand in a part that it has not read.
+  // What is not declared in the document is not declared at all. Otherwise the scanner drops references to
+  // undeclared entities in silence, as a declaration may stand in a part that it has not read.
   fScanner->*ScannerFlags::kStandalone = true;
   const std::u16string system = withoutQuotes(systemId);
   XercesDOMParser::doctypeDecl(root, publicId, systemId != nullptr ? system.c_str() : nullptr,
@@ -134,7 +239,8 @@ void DocumentParser::entityDecl(const xercesc::DTDEntityDecl& declaration, bool 
   // The limit counts expansions; this makes it one of expanded text as well.
   countName(declaration.getName());
   longestEntity_ = std::max(longestEntity_, declaration.getValueLen());
-  const XMLSize_t limit = std::min(kMaximumExpansions, kExpansionBudget / std::max<XMLSize_t>(longestEntity_, 1));
+  const XMLSize_t limit =
+      std::min(kMaximumExpansions, kExpansionBudget / std::max<XMLSize_t>(longestEntity_, 1));
   memory_.limitExpansions(limit);
   limits_.setEntityExpansionLimit(limit);
   fScanner->setSecurityManager(&limits_);
@@ -154,7 +260,8 @@ void DocumentParser::notationDecl(const xercesc::XMLNotationDecl& declaration, b
 
 void DocumentParser::attDef(const xercesc::DTDElementDecl& element, const xercesc::DTDAttDef& attribute,
                             bool isIgnored) {
-  if (++attributeDefinitions_ > kMaximumAttributeDefinitions) refuse("The document declares too many attributes");
+  if (++attributeDefinitions_ > kMaximumAttributeDefinitions)
+    refuse("The document declares too many attributes");
   keepSubsetText();
   XercesDOMParser::attDef(element, attribute, isIgnored);
   replaceSubsetText(attributeDefinitionText(attribute));
@@ -165,13 +272,22 @@ void DocumentParser::attDef(const xercesc::DTDElementDecl& element, const xerces
   }
 }
 
+void DocumentParser::doctypeComment(const XMLCh* comment) {
+  keepSubsetText();
+  XercesDOMParser::doctypeComment(comment);
+  replaceSubsetText(std::u16string(u"<!--").append(comment).append(u"-->"));
+}
+
 void DocumentParser::endIntSubset() {
   keepSubsetText();
   fInternalSubset.set(subsetText_.c_str());
   XercesDOMParser::endIntSubset();
 }
 
-void DocumentParser::keepSubsetText() { subsetText_.append(fInternalSubset.getRawBuffer() + subsetTaken_); subsetTaken_ = fInternalSubset.getLen(); }
+void DocumentParser::keepSubsetText() {
+  subsetText_.append(fInternalSubset.getRawBuffer() + subsetTaken_);
+  subsetTaken_ = fInternalSubset.getLen();
+}
 
 void DocumentParser::replaceSubsetText(const std::u16string& text) {
   subsetTaken_ = fInternalSubset.getLen();

@@ -1,19 +1,25 @@
 #pragma once
 
-#include <unordered_set>
+#include <string>
+#include <string_view>
+#include <unordered_map>
 #include <xercesc/parsers/XercesDOMParser.hpp>
 #include <xercesc/util/SecurityManager.hpp>
 
 #include "shared/ParserMemory.h"
 
+XERCES_CPP_NAMESPACE_BEGIN
+class DOMElementImpl;
+XERCES_CPP_NAMESPACE_END
+
 /**
- * The DOM parser at its defaults (no namespace processing, no validation, entity references and CDATA sections kept
- * as nodes), but one that can be given any bytes:
+ * The DOM parser at its defaults (no namespace processing, no validation, entity references and CDATA
+ * sections kept as nodes), but one that can be given any bytes:
  *
- * - every error raises a SAXParseException; the library's parser without an error handler returns the part of the
- *   tree that it has, without a word;
+ * - every error raises a SAXParseException; the library's parser without an error handler returns the part of
+ * the tree that it has, without a word;
  * - nothing outside the document is read; a document that cannot be understood without is in error;
- * - memory, time and depth are bounded;
+ * - memory, time and depth are bounded, and time grows with the length alone;
  * - the document type's internal subset can be written out and read again with the same meaning.
  *
  * Elements nested too deeply raise an InvalidXMLDataException. The memory has to outlive the parser.
@@ -24,7 +30,16 @@ class DocumentParser : public xercesc::XercesDOMParser {
   /** All that a parse may have allocated at one time; 10 MiB of `<a/>`, which stay below, need 0.5 GB. */
   static constexpr std::size_t kMaximumBytes = std::size_t{1} << 30;
 
+  /** The elements of one name, as written. */
+  struct Elements {
+    std::size_t count = 0;
+    xercesc::DOMElement* first = nullptr;
+  };
+
   explicit DocumentParser(ParserMemory& memory);
+
+  /** What the document has of `elementName`, without another walk through it. */
+  Elements elementsNamed(const std::string& elementName) const;
 
   void error(unsigned int code, const XMLCh* domain, xercesc::XMLErrorReporter::ErrTypes type,
              const XMLCh* text, const XMLCh* systemId, const XMLCh* publicId, XMLFileLoc line,
@@ -36,6 +51,9 @@ class DocumentParser : public xercesc::XercesDOMParser {
                     bool isEmpty, bool isRoot) override;
   void endElement(const xercesc::XMLElementDecl& declaration, unsigned int uriId, bool isRoot,
                   const XMLCh* prefix) override;
+  void docCharacters(const XMLCh* text, XMLSize_t length, bool isCdata) override;
+  void ignorableWhitespace(const XMLCh* text, XMLSize_t length, bool isCdata) override;
+  void docComment(const XMLCh* text) override;
   void docPI(const XMLCh* target, const XMLCh* data) override;
   void startEntityReference(const xercesc::XMLEntityDecl& declaration) override;
   void endEntityReference(const xercesc::XMLEntityDecl& declaration) override;
@@ -46,6 +64,7 @@ class DocumentParser : public xercesc::XercesDOMParser {
   void notationDecl(const xercesc::XMLNotationDecl& declaration, bool isIgnored) override;
   void attDef(const xercesc::DTDElementDecl& element, const xercesc::DTDAttDef& attribute,
               bool isIgnored) override;
+  void doctypeComment(const XMLCh* comment) override;
   void endIntSubset() override;
 
  protected:
@@ -54,7 +73,12 @@ class DocumentParser : public xercesc::XercesDOMParser {
 
  private:
   [[noreturn]] void refuse(const std::string& reason);
-  void countName(const XMLCh* name);
+  Elements& countName(const XMLCh* name);
+  xercesc::DOMElementImpl* currentElement() const;
+  void addElement(xercesc::DOMElementImpl& parent, const XMLCh* name,
+                  const xercesc::RefVectorOf<xercesc::XMLAttr>& attributes, XMLSize_t attributeCount);
+  void addText();
+  void addTextNode(std::u16string_view text);
   void keepSubsetText();
   void replaceSubsetText(const std::u16string& text);
 
@@ -65,7 +89,9 @@ class DocumentParser : public xercesc::XercesDOMParser {
   unsigned elementDepth_ = 0;
   unsigned entityDepth_ = 0;
   unsigned attributeDefinitions_ = 0;
-  std::unordered_set<const XMLCh*> names_;
+  std::unordered_map<const XMLCh*, Elements> names_;
+  // Text that has come since the last node; the scanner hands it over in pieces.
+  std::u16string text_;
   // The internal subset to write: the library's text, but for the declarations that it writes wrongly.
   std::u16string subsetText_;
   XMLSize_t subsetTaken_ = 0;

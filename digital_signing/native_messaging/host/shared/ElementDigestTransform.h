@@ -4,13 +4,13 @@
 #include <xsec/dsig/DSIGTransform.hpp>
 
 /**
- * Stands in for the three transforms of a signature's reference (the filter that keeps one element, the enveloped
- * signature, the canonicalisation) when the reference is digested: hands the digest the canonical form of `element`
- * less `signature`. The elements that describe the three stay in the document.
+ * Stands in for the three transforms of a signature's reference (the filter that keeps one element, the
+ * enveloped signature, the canonicalisation) when the reference is digested: hands the digest the canonical
+ * form of `element` less `signature`. The elements that describe the three stay in the document.
  *
- * The library as Debian builds it cannot run the filter, and no build of it can run the enveloped signature after one
- * in less than quadratic time. Its canonicaliser, besides, puts the attributes of a tree that was parsed without
- * namespace processing in the wrong order.
+ * The library as Debian builds it cannot run the filter, and no build of it can run the enveloped signature
+ * after one in less than quadratic time. Its canonicaliser, besides, puts the attributes of a tree that was
+ * parsed without namespace processing in the wrong order.
  *
  * Comments are left out whatever the algorithm says: a reference with an empty URI selects none.
  */
@@ -19,7 +19,10 @@ class ElementDigestTransform : public DSIGTransform {
   /** `relativeNamespace` is given the first relative namespace name met; it has to outlive the transform. */
   ElementDigestTransform(const xercesc::DOMElement& element, const xercesc::DOMNode& signature,
                          std::string& relativeNamespace)
-      : DSIGTransform(nullptr), element_(element), signature_(signature), relativeNamespace_(relativeNamespace) {}
+      : DSIGTransform(nullptr),
+        element_(element),
+        signature_(signature),
+        relativeNamespace_(relativeNamespace) {}
 
   void appendTransformer(TXFMChain* chain) override;
   /** There is none to make: the document holds the elements already. */

@@ -51,7 +51,7 @@ std::u16string entityDeclarationText(const xercesc::DTDEntityDecl& declaration) 
   std::u16string text = u"<!ENTITY ";
   text += declaration.getName();
   text += externalIdText(declaration.getPublicId(), declaration.getSystemId());
-  if (viewOf(declaration.getNotationName()).size() > 0) {
+  if (!viewOf(declaration.getNotationName()).empty()) {
     text += u" NDATA ";
     text += declaration.getNotationName();
   }
@@ -70,8 +70,7 @@ std::u16string notationDeclarationText(const xercesc::XMLNotationDecl& declarati
 
 std::u16string attributeDefinitionText(const xercesc::DTDAttDef& attribute) {
   using xercesc::XMLAttDef;
-  std::u16string text = u" ";
-  text += attribute.getFullName();
+  std::u16string text(attribute.getFullName());
   text += u" ";
   const XMLAttDef::AttTypes type = attribute.getType();
   if (type == XMLAttDef::Notation || type == XMLAttDef::Enumeration) {

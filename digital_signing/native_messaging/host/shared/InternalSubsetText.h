@@ -10,8 +10,9 @@ class XMLNotationDecl;
 XERCES_CPP_NAMESPACE_END
 
 /**
- * Declarations as text that reads back with the same meaning. The library's own text of them quotes without escaping,
- * loses the names of notation types, and turns the characters that character references stood for into markup.
+ * Declarations as text that reads back with the same meaning. The library's own text of them quotes without
+ * escaping, loses the names of notation types, and turns the characters that character references stood for
+ * into markup.
  */
 std::u16string entityDeclarationText(const xercesc::DTDEntityDecl& declaration);
 std::u16string notationDeclarationText(const xercesc::XMLNotationDecl& declaration);

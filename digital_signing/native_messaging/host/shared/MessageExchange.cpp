@@ -17,6 +17,9 @@ const log4cplus::Logger logger = log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("
 
 constexpr int kFatalRequest = 1;
 
+// Chromium and Firefox drop a longer one, and the connection with it.
+constexpr std::size_t kLargestBrowserMessage = 1048576;
+
 }  // namespace
 
 MessageExchange::MessageExchange(Write write) : write_(std::move(write)) {}
@@ -71,6 +74,10 @@ void MessageExchange::sendMessage(std::string text) {
   LOG4CPLUS_INFO(logger, "Sending response message");
   LOG4CPLUS_INFO(logger, "Response message length = " << length);
   LOG4CPLUS_DEBUG(logger, "Response message = " << text);
+  if (text.size() > kLargestBrowserMessage) {
+    LOG4CPLUS_WARN(
+        logger, "Response message is larger than browsers accept (" << kLargestBrowserMessage << " bytes)");
+  }
   write_({reinterpret_cast<const char*>(&length), sizeof length});
   write_(text);
   LOG4CPLUS_INFO(logger, "Response message sent");

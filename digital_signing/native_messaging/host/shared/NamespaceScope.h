@@ -6,8 +6,8 @@
 #include <vector>
 
 /**
- * The namespace declarations in scope at one place of a walk. Opening an element, declaring and looking up cost the
- * same however many declarations are in scope. The texts are borrowed from the tree.
+ * The namespace declarations in scope at one place of a walk. Opening an element, declaring and looking up
+ * cost the same however many declarations are in scope. The texts are borrowed from the tree.
  */
 class NamespaceScope {
  public:

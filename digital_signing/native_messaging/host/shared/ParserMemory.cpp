@@ -7,11 +7,6 @@
 
 namespace {
 
-// In front of every block stands its size.
-constexpr std::size_t kHeader = alignof(std::max_align_t);
-// What a block takes besides: small ones, of which a hostile document has millions, would else hide half their cost.
-constexpr std::size_t kOverhead = kHeader + 16;
-
 // What `new (manager) XMLReader` asks of its manager.
 std::size_t readerBlockSize() {
   return xercesc::XMLPlatformUtils::alignPointerForNewBlockAllocation(sizeof(xercesc::MemoryManager*)) +
@@ -20,23 +15,31 @@ std::size_t readerBlockSize() {
 
 }  // namespace
 
+ParserMemory::~ParserMemory() {
+  while (blocks_.next != &blocks_) deallocate(reinterpret_cast<char*>(blocks_.next) + kHeader);
+}
+
 void* ParserMemory::allocate(XMLSize_t size) {
   if (size > maximumBytes_ || size + kOverhead > maximumBytes_ - liveBytes_) excess("The document needs too much memory");
   if (size == readerBlockSize() && maximumExpansions_ != 0 && ++expansions_ > maximumExpansions_) {
     excess("The document expands too many or too large entities");
   }
-  auto* block = static_cast<char*>(std::malloc(kHeader + size));
+  auto* block = static_cast<Block*>(std::malloc(kHeader + size));
   if (block == nullptr) throw xercesc::OutOfMemoryException();
-  *reinterpret_cast<std::size_t*>(block) = size;
+  *block = {blocks_.previous, &blocks_, size};
+  block->previous->next = block;
+  blocks_.previous = block;
   liveBytes_ += size + kOverhead;
-  return block + kHeader;
+  return reinterpret_cast<char*>(block) + kHeader;
 }
 
-void ParserMemory::deallocate(void* block) {
-  if (block == nullptr) return;
-  char* start = static_cast<char*>(block) - kHeader;
-  liveBytes_ -= *reinterpret_cast<std::size_t*>(start) + kOverhead;
-  std::free(start);
+void ParserMemory::deallocate(void* memory) {
+  if (memory == nullptr) return;
+  auto* block = reinterpret_cast<Block*>(static_cast<char*>(memory) - kHeader);
+  block->previous->next = block->next;
+  block->next->previous = block->previous;
+  liveBytes_ -= block->size + kOverhead;
+  std::free(block);
 }
 
 xercesc::MemoryManager* ParserMemory::getExceptionMemoryManager() {

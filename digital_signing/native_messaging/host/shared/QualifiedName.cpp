@@ -6,7 +6,9 @@ namespace {
 
 constexpr std::u16string_view kXmlnsNamespace = u"http://www.w3.org/2000/xmlns/";
 
-bool isLetter(char16_t c) { return (c >= u'a' && c <= u'z') || (c >= u'A' && c <= u'Z'); }
+bool isLetter(char16_t c) {
+  return (c >= u'a' && c <= u'z') || (c >= u'A' && c <= u'Z');
+}
 
 }  // namespace
 

@@ -20,10 +20,11 @@ struct QualifiedName {
 };
 
 /**
- * Declarations that declare nothing: of the two reserved prefixes and names, and of a prefix that stands for no
- * namespace. Parsers with namespace processing refuse them or, like the one of xmlsec, leave them out.
+ * Declarations that declare nothing: of the two reserved prefixes and names, and of a prefix that stands for
+ * no namespace. Parsers with namespace processing refuse them or, like the one of xmlsec, leave them out.
  */
 bool isForbiddenDeclaration(std::u16string_view prefix, std::u16string_view uri);
 
-/** Whether a namespace name is a URI reference without a scheme. The empty one is not: it means "no namespace". */
+/** Whether a namespace name is a URI reference without a scheme. The empty one is not: it means "no
+ * namespace". */
 bool isRelativeUri(std::u16string_view uri);

@@ -20,7 +20,10 @@ SignatureBuilder::SignatureBuilder(xercesc::DOMDocument& document, xercesc::DOME
                                    std::string elementName)
     : document_(document), element_(element), elementName_(std::move(elementName)) {}
 
-SignatureBuilder::~SignatureBuilder() = default;
+SignatureBuilder::~SignatureBuilder() {
+  // The provider's end does not release what it has given out.
+  if (signature_ != nullptr) provider_.releaseSignature(signature_);
+}
 
 void SignatureBuilder::describe(const XMLCh* signatureMethodURI, const XMLCh* digestMethodURI) {
   const XMLCh* const canonicalisation = DSIGConstants::s_unicodeStrURIC14N_COM;

@@ -13,9 +13,9 @@ class DOMElement;
 XERCES_CPP_NAMESPACE_END
 
 /**
- * One enveloped signature over one element of a document, made step by step in the order of the operations below. All
- * of them throw what the signature library throws. A builder given up midway leaves the Signature element, unfinished,
- * in the document.
+ * One enveloped signature over one element of a document, made step by step in the order of the operations
+ * below. All of them throw what the signature library throws. A builder given up midway leaves the Signature
+ * element, unfinished, in the document.
  */
 class SignatureBuilder {
  public:
@@ -24,7 +24,8 @@ class SignatureBuilder {
   SignatureBuilder(const SignatureBuilder&) = delete;
   SignatureBuilder& operator=(const SignatureBuilder&) = delete;
 
-  /** Puts the Signature element, with its one reference and the transforms of it, last into the signed element. */
+  /** Puts the Signature element, with its one reference and the transforms of it, last into the signed
+   * element. */
   void describe(const XMLCh* signatureMethodURI, const XMLCh* digestMethodURI);
   void setSigningKey(std::unique_ptr<XSECCryptoKey> key);
   /** Public key and certificate for the verifier, all in base64. */

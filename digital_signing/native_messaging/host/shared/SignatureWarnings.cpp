@@ -30,21 +30,23 @@ bool hasDefaultNamespace(const xercesc::DOMElement& element) {
 
 }  // namespace
 
-void warnOfVerifiers(const log4cplus::Logger& logger, const xercesc::DOMElement& element, const std::string& name) {
+void warnOfVerifiers(const log4cplus::Logger& logger, const xercesc::DOMElement& element,
+                     const std::string& name) {
   if (hasDefaultNamespace(element)) {
-    LOG4CPLUS_WARN(logger, "A default namespace is in scope on <" << name
-                                                                  << ">: namespace-aware verifiers will not find <"
-                                                                  << name << ">");
+    LOG4CPLUS_WARN(logger, "A default namespace is in scope on <"
+                               << name << ">: namespace-aware verifiers will not find <" << name << ">");
   }
   if (name == "RenderedData" && ancestorNamed(element, u"CounterpartData") != nullptr) {
-    LOG4CPLUS_WARN(logger, "<RenderedData> lies inside <CounterpartData>: its signature breaks the first one");
+    LOG4CPLUS_WARN(logger,
+                   "<RenderedData> lies inside <CounterpartData>: its signature breaks the first one");
   }
   if (viewOf(element.getOwnerDocument()->getXmlVersion()) == u"1.1") {
     LOG4CPLUS_WARN(logger, "The document is XML 1.1: verifiers may refuse it");
   }
 }
 
-void warnOfRelativeNamespace(const log4cplus::Logger& logger, const std::string& name, const std::string& uri) {
+void warnOfRelativeNamespace(const log4cplus::Logger& logger, const std::string& name,
+                             const std::string& uri) {
   if (uri.empty()) return;
   LOG4CPLUS_WARN(logger, "The namespace name '" << uri << "' in the document of <" << name
                                                 << "> is relative: verifiers refuse it");

@@ -13,5 +13,7 @@ XERCES_CPP_NAMESPACE_END
  * Documents that are signed as asked but that some or all verifiers will refuse for a reason that lies in the
  * document. Each is logged at WARN.
  */
-void warnOfVerifiers(const log4cplus::Logger& logger, const xercesc::DOMElement& element, const std::string& name);
-void warnOfRelativeNamespace(const log4cplus::Logger& logger, const std::string& name, const std::string& uri);
+void warnOfVerifiers(const log4cplus::Logger& logger, const xercesc::DOMElement& element,
+                     const std::string& name);
+void warnOfRelativeNamespace(const log4cplus::Logger& logger, const std::string& name,
+                             const std::string& uri);

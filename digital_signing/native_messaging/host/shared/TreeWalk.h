@@ -4,8 +4,8 @@
 #include <xercesc/dom/DOMNode.hpp>
 
 /**
- * Goes through a subtree in document order without recursion, and stands at every node twice: before and after its
- * children. It keeps the way back itself, as asking a node for its parent is slow.
+ * Goes through a subtree in document order without recursion, and stands at every node twice: before and
+ * after its children. It keeps the way back itself, as asking a node for its parent is slow.
  */
 template <typename Node>
 class TreeWalk {

@@ -3,7 +3,8 @@
 #include <string>
 #include <string_view>
 
-/** The characters that become references: the same in canonical XML and in a document that reads back as it was. */
+/** The characters that become references: the same in canonical XML and in a document that reads back as it
+ * was. */
 enum class Escapes {
   kNone,
   kText,       // & < > and the carriage return

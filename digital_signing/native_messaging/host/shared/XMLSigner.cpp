@@ -6,10 +6,10 @@
 #include <cstdlib>
 #include <memory>
 #include <string_view>
+#include <vector>
 #include <xalanc/Include/XalanMemoryManagement.hpp>
 #include <xalanc/XPath/XPathEvaluator.hpp>
 #include <xalanc/XalanTransformer/XalanTransformer.hpp>
-#include <xercesc/dom/DOMDocument.hpp>
 #include <xercesc/dom/DOMElement.hpp>
 #include <xercesc/dom/DOMException.hpp>
 #include <xercesc/dom/DOMImplementation.hpp>
@@ -25,17 +25,22 @@
 #include "mac/app/CertificateSelection.h"
 #include "mac/app/KeychainCryptoKeyRSA.h"
 #include "shared/Base64.h"
+#include "shared/DocumentBytes.h"
+#include "shared/DocumentElements.h"
 #include "shared/DocumentParser.h"
 #include "shared/DocumentSerialiser.h"
 #include "shared/Exceptions.h"
 #include "shared/SignatureBuilder.h"
 #include "shared/SignatureWarnings.h"
-#include "shared/TreeWalk.h"
+#include "shared/SignedInfoHandler.h"
 #include "shared/XmlText.h"
 
 namespace {
 
 log4cplus::Logger logger = log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("XMLSigner"));
+
+// What a signature adds to a document, as a rule: room is made for so much.
+constexpr std::size_t kSignatureSize = std::size_t{4} << 10;
 
 struct Free {
   void operator()(void* buffer) const { std::free(buffer); }
@@ -59,7 +64,8 @@ std::string describe(const xercesc::DOMException& e) {
 class DecodedText {
  public:
   explicit DecodedText(const std::string& base64) {
-    if (!isBase64(base64.data(), base64.size())) fail<XMLDataParsingException>("Request XML data is not valid base64");
+    if (!isBase64(base64.data(), base64.size()))
+      fail<XMLDataParsingException>("Request XML data is not valid base64");
     unsigned char* data = nullptr;
     decodeBase64(base64.c_str(), &data, &length_);
     data_.reset(data);
@@ -76,8 +82,13 @@ class DecodedText {
 
 void parse(DocumentParser& parser, const DecodedText& xml) {
   try {
-    const xercesc::MemBufInputSource source(xml.data(), xml.size(), "XSECMem", false);
+    requireNoZeroCharacter(xml.text());
+    xercesc::MemBufInputSource source(xml.data(), xml.size(), "XSECMem", false);
+    source.setCopyBufToStream(false);
     parser.parse(source);
+    if (viewOf(parser.getDocument()->getInputEncoding()) == u"UTF-8") requireUtf8(xml.text());
+  } catch (const XMLDataParsingException& e) {
+    fail<XMLDataParsingException>(e.message());
   } catch (const xercesc::XMLException& e) {
     fail<XMLDataParsingException>("Caught XMLException parsing request XML data. Exception message = " +
                                   toUtf8(e.getMessage()));
@@ -86,23 +97,16 @@ void parse(DocumentParser& parser, const DecodedText& xml) {
   }
 }
 
-/** By the name as written. The library's node list finds the same, in three times the time of all the digesting. */
-xercesc::DOMElement& findSingleElement(xercesc::DOMDocument& document, const std::string& elementName) {
-  const std::u16string name = toUtf16(elementName);
-  xercesc::DOMNode* found = nullptr;
-  for (TreeWalk<xercesc::DOMNode> walk(document.getDocumentElement()); walk.node() != nullptr; walk.advance()) {
-    xercesc::DOMNode* node = walk.node();
-    if (walk.leaving() || node->getNodeType() != xercesc::DOMNode::ELEMENT_NODE) continue;
-    if (node->getNodeName() != name) continue;
-    if (found != nullptr) {
-      fail<InvalidXMLDataException>("Request XML data is invalid. Multiple <" + elementName + "> elements found");
-    }
-    found = node;
+xercesc::DOMElement& findSingleElement(const DocumentParser& document, const std::string& elementName) {
+  const DocumentParser::Elements elements = document.elementsNamed(elementName);
+  if (elements.count > 1) {
+    fail<InvalidXMLDataException>("Request XML data is invalid. Multiple <" + elementName +
+                                  "> elements found");
   }
-  if (found == nullptr) {
+  if (elements.count == 0) {
     fail<InvalidXMLDataException>("Request XML data is invalid. Element <" + elementName + "> not found");
   }
-  return static_cast<xercesc::DOMElement&>(*found);
+  return *elements.first;
 }
 
 /** Runs one step of signing; whatever it throws becomes a CryptoException that names the step. */
@@ -134,6 +138,7 @@ void XMLSigner::initialise(SignatureAlgorithm algorithm) {
       xalanc::XPathEvaluator::initialize(xalanc::XalanMemMgrs::getDefaultXercesMemMgr());
       xalanc::XalanTransformer::initialize(xalanc::XalanMemMgrs::getDefaultXercesMemMgr());
       XSECPlatformUtils::Initialise();
+      useOwnCanonicalSignedInfo();
       initialised_ = true;
     }
   } catch (const xercesc::XMLException& e) {
@@ -160,20 +165,23 @@ void XMLSigner::initialise(SignatureAlgorithm algorithm) {
 
 std::string XMLSigner::sign(const std::string& base64Xml) {
   LOG4CPLUS_INFO(logger, "Signing XML data");
-  // The parser's document lies in this memory, so it has to go last.
-  ParserMemory memory(DocumentParser::kMaximumBytes);
-  DocumentParser parser(memory);
+  std::string signedXml;
   {
-    const DecodedText xml(base64Xml);
-    LOG4CPLUS_DEBUG(logger, "XML data to be signed = " << xml.text());
-    parse(parser, xml);
+    // The parser's document lies in this memory, so it has to go last.
+    ParserMemory memory(DocumentParser::kMaximumBytes);
+    DocumentParser parser(memory);
+    std::size_t size = 0;
+    {
+      const DecodedText xml(base64Xml);
+      LOG4CPLUS_DEBUG(logger, "XML data to be signed = " << xml.text());
+      size = xml.size();
+      parse(parser, xml);
+    }
+    generateSignature(parser, "CounterpartData");
+    generateSignature(parser, "RenderedData");
+    LOG4CPLUS_INFO(logger, "Finished signing XML");
+    signedXml = writeDocument(*parser.getDocument(), size + 2 * kSignatureSize);
   }
-  xercesc::DOMDocument* document = parser.getDocument();
-  generateSignature(document, "CounterpartData");
-  generateSignature(document, "RenderedData");
-  LOG4CPLUS_INFO(logger, "Finished signing XML");
-
-  const std::string signedXml = writeDocument(*document);
   LOG4CPLUS_DEBUG(logger, "Signed XML = " << signedXml);
   char* encoded = nullptr;
   encodeBase64(reinterpret_cast<const unsigned char*>(signedXml.data()), signedXml.size(), &encoded);
@@ -181,8 +189,8 @@ std::string XMLSigner::sign(const std::string& base64Xml) {
   return encoded;
 }
 
-void XMLSigner::generateSignature(xercesc::DOMDocument* document, const std::string& elementName) {
-  xercesc::DOMElement& element = findSingleElement(*document, elementName);
+void XMLSigner::generateSignature(const DocumentParser& document, const std::string& elementName) {
+  xercesc::DOMElement& element = findSingleElement(document, elementName);
   warnOfVerifiers(logger, element, elementName);
 
   auto key = reportingAs("initialising signing certificate", [] {
@@ -192,7 +200,10 @@ void XMLSigner::generateSignature(xercesc::DOMDocument* document, const std::str
 
   LOG4CPLUS_INFO(logger, "Generating and loading signature for <" << elementName << ">");
   const std::string relativeNamespace = reportingAs("during signature loading", [&] {
-    SignatureBuilder builder(*document, element, elementName);
+    if (signatureMethodURI_ == nullptr) {
+      throw XSECException(XSECException::AlgorithmMapperError, "No signature algorithm has been selected");
+    }
+    SignatureBuilder builder(*element.getOwnerDocument(), element, elementName);
     builder.describe(signatureMethodURI_, digestMethodURI_);
     KeychainCryptoKeyRSA& signingKey = *key;
     builder.setSigningKey(std::move(key));

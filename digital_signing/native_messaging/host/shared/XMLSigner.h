@@ -3,14 +3,12 @@
 #include <string>
 #include <xercesc/util/XercesDefs.hpp>
 
-XERCES_CPP_NAMESPACE_BEGIN
-class DOMDocument;
-XERCES_CPP_NAMESPACE_END
+class DocumentParser;
 
 /**
- * Turns an XML document into the same document with two enveloped signatures: one over its single CounterpartData
- * element, one over its single RenderedData element. The key and the certificate are those of CertificateSelection,
- * which has to have selected them before.
+ * Turns an XML document into the same document with two enveloped signatures: one over its single
+ * CounterpartData element, one over its single RenderedData element. The key and the certificate are those of
+ * CertificateSelection, which has to have selected them before.
  *
  * Owns the start of the XML libraries. One instance for the process, never deleted; one thread.
  */
@@ -24,14 +22,15 @@ class XMLSigner {
   XMLSigner& operator=(const XMLSigner&) = delete;
 
   /**
-   * Starts the XML libraries if they have not been, and selects the algorithm. A value that is none of the three
-   * leaves the earlier choice. Throws a TechnicalException when the libraries do not start.
+   * Starts the XML libraries if they have not been, and selects the algorithm. A value that is none of the
+   * three leaves the earlier choice. Throws a TechnicalException when the libraries do not start.
    */
   void initialise(SignatureAlgorithm algorithm);
 
   /**
-   * Takes and returns base64. Throws XMLDataParsingException, InvalidXMLDataException and CryptoException, and passes
-   * on the parser's SAX exceptions for documents that are not well-formed: see describeParserException.
+   * Takes and returns base64. Throws XMLDataParsingException, InvalidXMLDataException and CryptoException,
+   * and passes on the parser's SAX exceptions for documents that are not well-formed: see
+   * describeParserException.
    */
   std::string sign(const std::string& base64Xml);
 
@@ -41,7 +40,7 @@ class XMLSigner {
  private:
   XMLSigner() = default;
 
-  void generateSignature(xercesc::DOMDocument* document, const std::string& elementName);
+  void generateSignature(const DocumentParser& document, const std::string& elementName);
 
   bool initialised_ = false;
   // The identifiers belong to the signature library.

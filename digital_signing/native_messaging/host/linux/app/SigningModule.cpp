@@ -36,7 +36,7 @@ const SigningModule& loadModule() {
   if (std::string(module->version) != version::kFull) {
     failToLoad(path + " belongs to version " + module->version);
   }
-  LOG4CPLUS_INFO(logger, "Signing module loaded");
+  LOG4CPLUS_DEBUG(logger, "Signing module loaded");
   return *module;
 }
 

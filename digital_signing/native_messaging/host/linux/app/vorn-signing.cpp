@@ -3,7 +3,9 @@
 
 #include <cstdlib>
 #include <string_view>
+#include <utility>
 
+#include "linux/app/FreedMemory.h"
 #include "linux/app/ProtocolChannel.h"
 #include "mac/app/Logging.h"
 #include "shared/Arguments.h"
@@ -23,6 +25,7 @@ int main(int argc, const char** argv) {
   const ProtocolDescriptors descriptors = takeProtocolDescriptors();
   greetTerminal(descriptors.input);
   ProtocolChannel channel(descriptors);
+  keepFreedMemory();
   logging::setUp();
   LOG4CPLUS_INFO(logger, "Executable launched");
   logArguments(argc, argv);
@@ -30,11 +33,16 @@ int main(int argc, const char** argv) {
   MessageExchange exchange([&channel](std::string_view bytes) { channel.write(bytes); });
   IdleTimer& idleTimer = IdleTimer::getInstance();
   idleTimer.start();
+  bool hasWorked = false;
   do {
     const std::optional<std::string_view> input = channel.read(kSliceMilliseconds);
     if (!input) {
+      if (std::exchange(hasWorked, false)) {
+        handBackFreedMemory();
+      }
       continue;
     }
+    hasWorked = true;
     idleTimer.stop();
     if (input->empty()) {
       break;

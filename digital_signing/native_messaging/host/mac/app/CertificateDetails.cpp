@@ -10,6 +10,7 @@
 
 #include "mac/app/CFValues.h"
 #include "mac/app/CertificateProperties.h"
+#include "mac/app/DeprecatedCalls.h"
 #include "shared/Exceptions.h"
 
 namespace {

@@ -21,8 +21,8 @@ constexpr std::size_t kABNBufferSize = 20;
 constexpr CFIndex kDerHeaderSize = 2;
 constexpr int kDigitalSignature = 1;
 
-/** The text inside the DER string up to its first zero byte; none when it is not UTF-8 or too long for an
- * ABN. */
+}  // namespace
+
 std::optional<std::string> abnText(CFDataRef der) {
   if (CFDataGetLength(der) < kDerHeaderSize) {
     return std::nullopt;
@@ -47,8 +47,6 @@ std::string hexText(CFDataRef data) {
   }
   return text;
 }
-
-}  // namespace
 
 std::string toLowerCase(std::string text) {
   std::transform(text.begin(), text.end(), text.begin(),

@@ -3,6 +3,7 @@
 #include <CoreFoundation/CoreFoundation.h>
 #include <Security/Security.h>
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -34,3 +35,10 @@ bool certificateAKIMatches(CFDictionaryRef values, const std::vector<std::string
 
 /** Whether the key usage has the digital-signature bit. */
 bool isSigningCertificate(CFDictionaryRef values);
+
+/** The text inside a DER string up to its first zero byte; none when it is not UTF-8 or too long for an ABN.
+ */
+std::optional<std::string> abnText(CFDataRef der);
+
+/** In lower case, without separators. */
+std::string hexText(CFDataRef data);

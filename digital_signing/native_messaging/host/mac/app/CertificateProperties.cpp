@@ -1,5 +1,7 @@
 #include "mac/app/CertificateProperties.h"
 
+#include <iterator>
+
 #include "mac/app/CFValues.h"
 
 CFTypeRef certificateValue(CFDictionaryRef values, CFStringRef oid) {
@@ -40,4 +42,17 @@ CFDataRef dataInSection(CFArrayRef section, CFIndex index) {
     return nullptr;
   }
   return ofType<CFDataRef>(CFDictionaryGetValue(property, kSecPropertyKeyValue), CFDataGetTypeID());
+}
+
+CFRef<CFDictionaryRef> copySelectionValues(SecCertificateRef certificate) {
+  const void* oids[] = {abnExtensionOID(),
+                        kSecOIDAuthorityKeyIdentifier,
+                        kSecOIDX509V1SerialNumber,
+                        kSecOIDX509V1ValidityNotBefore,
+                        kSecOIDX509V1ValidityNotAfter,
+                        kSecOIDKeyUsage,
+                        kSecOIDX509V1IssuerName};
+  const auto keys = CFRef<CFArrayRef>::adopt(CFArrayCreate(
+      kCFAllocatorDefault, oids, static_cast<CFIndex>(std::size(oids)), &kCFTypeArrayCallBacks));
+  return CFRef<CFDictionaryRef>::adopt(SecCertificateCopyValues(certificate, keys.get(), nullptr));
 }

@@ -3,6 +3,8 @@
 #include <CoreFoundation/CoreFoundation.h>
 #include <Security/Security.h>
 
+#include "mac/app/CFRef.h"
+
 /**
  * Reads what SecCertificateCopyValues gives: a dictionary from object identifier to property, a property
  * being a dictionary too. Certificates come from anywhere, so every function tests types and reports what is
@@ -25,3 +27,6 @@ CFAbsoluteTime certificateTime(CFDictionaryRef values, CFStringRef oid);
 
 /** The value of the element, if the element is a property of type "data" and its value is data. */
 CFDataRef dataInSection(CFArrayRef section, CFIndex index);
+
+/** The properties that the selection tests and reports; null when the certificate cannot be read. */
+CFRef<CFDictionaryRef> copySelectionValues(SecCertificateRef certificate);

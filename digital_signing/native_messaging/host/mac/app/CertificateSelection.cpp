@@ -80,19 +80,6 @@ CFRef<CFTypeRef> findIdentities(const std::string& name) {
   return identities;
 }
 
-CFRef<CFDictionaryRef> copyValues(SecCertificateRef certificate) {
-  const void* oids[] = {abnExtensionOID(),
-                        kSecOIDAuthorityKeyIdentifier,
-                        kSecOIDX509V1SerialNumber,
-                        kSecOIDX509V1ValidityNotBefore,
-                        kSecOIDX509V1ValidityNotAfter,
-                        kSecOIDKeyUsage,
-                        kSecOIDX509V1IssuerName};
-  const auto keys = CFRef<CFArrayRef>::adopt(CFArrayCreate(
-      kCFAllocatorDefault, oids, static_cast<CFIndex>(std::size(oids)), &kCFTypeArrayCallBacks));
-  return CFRef<CFDictionaryRef>::adopt(SecCertificateCopyValues(certificate, keys.get(), nullptr));
-}
-
 }  // namespace
 
 CertificateSelection& CertificateSelection::getInstance() {
@@ -156,7 +143,7 @@ void CertificateSelection::consider(SecIdentityRef identity, CFIndex index, cons
     return;
   }
   LOG4CPLUS_INFO(logger, "Identity #" << index << " has private key");
-  const CFRef<CFDictionaryRef> values = copyValues(certificate.get());
+  const CFRef<CFDictionaryRef> values = copySelectionValues(certificate.get());
   if (!values) {
     LOG4CPLUS_INFO(logger, "Failed to get certificate values for identity #" << index);
     return;

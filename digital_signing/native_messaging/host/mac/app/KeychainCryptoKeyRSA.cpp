@@ -15,6 +15,7 @@
 #include <xsec/enc/XSECCryptoException.hpp>
 
 #include "mac/app/CFValues.h"
+#include "mac/app/DeprecatedCalls.h"
 #include "mac/app/SignatureCheck.h"
 #include "shared/Base64.h"
 

@@ -6,12 +6,7 @@
 #include <array>
 
 #include "mac/app/CFRef.h"
-
-// FSFindFolder, FSRefMakePath and Gestalt have been deprecated since 10.8. They stay because what they answer is part
-// of the protocol and of where users look for the log: the home folder of the user domain, and the version as these
-// selectors tell it, which their successors tell otherwise for a program that is run under another's compatibility.
-#pragma clang diagnostic push
-#pragma clang diagnostic ignored "-Wdeprecated-declarations"
+#include "mac/app/DeprecatedCalls.h"
 
 namespace {
 
@@ -44,12 +39,11 @@ SystemVersion systemVersion() {
 std::string installedPath() {
   const auto url = CFRef<CFURLRef>::adopt(CFBundleCopyBundleURL(CFBundleGetMainBundle()));
   std::array<UInt8, kPathCapacity> path{};
-  if (!url || !CFURLGetFileSystemRepresentation(url.get(), true, path.data(), static_cast<CFIndex>(path.size()))) {
+  if (!url ||
+      !CFURLGetFileSystemRepresentation(url.get(), true, path.data(), static_cast<CFIndex>(path.size()))) {
     return "";
   }
   return reinterpret_cast<const char*>(path.data());
 }
 
 }  // namespace platform
-
-#pragma clang diagnostic pop

@@ -19,10 +19,13 @@ const log4cplus::Logger logger = log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("
 constexpr NSTimeInterval kSliceSeconds = 1.0;
 
 void runLoopForOneSlice() {
-  [[NSRunLoop mainRunLoop] runUntilDate:[NSDate dateWithTimeIntervalSinceNow:kSliceSeconds]];
+  @autoreleasepool {
+    [[NSRunLoop mainRunLoop] runUntilDate:[NSDate dateWithTimeIntervalSinceNow:kSliceSeconds]];
+  }
 }
 
-/** Writes all the bytes. The handle reports a reader that has gone by an exception of Foundation's own kind. */
+/** Writes all the bytes. The handle reports a reader that has gone by an exception of Foundation's own kind.
+ */
 void writeBytes(NSFileHandle* output, std::string_view bytes) {
   bool written = true;
   @try {
@@ -35,7 +38,8 @@ void writeBytes(NSFileHandle* output, std::string_view bytes) {
   }
 }
 
-/** What is there to be read; empty at the end of input, which a handle that cannot be read any more has reached too. */
+/** What is there to be read; empty at the end of input, which a handle that cannot be read any more has
+ * reached too. */
 NSData* readAvailableData(NSFileHandle* input) {
   @try {
     return [input availableData];
@@ -63,22 +67,26 @@ int main(int argc, const char** argv) {
   IdleTimer& idleTimer = IdleTimer::getInstance();
   idleTimer.start();
 
-  // No queue: the handler runs where the notification is posted, on this thread, within the run loop.
+  // What a delivery has read goes with the delivery's own pool: the one around it lasts as long as the
+  // process. No queue: the handler runs where the notification is posted, on this thread, within the run
+  // loop.
   id const observer = [[NSNotificationCenter defaultCenter]
       addObserverForName:NSFileHandleDataAvailableNotification
                   object:input
                    queue:nil
               usingBlock:^(NSNotification*) {
-                IdleTimer::getInstance().stop();
-                NSData* const data = readAvailableData(input);
-                if ([data length] == 0) {
-                  LOG4CPLUS_INFO(logger, "Executable removed");
-                  std::exit(EXIT_SUCCESS);
-                }
-                [input waitForDataInBackgroundAndNotify];
-                const auto* const bytes = static_cast<const char*>([data bytes]);
-                if (const std::optional<int> status = exchange->deliver({bytes, [data length]})) {
-                  std::exit(*status);
+                @autoreleasepool {
+                  IdleTimer::getInstance().stop();
+                  NSData* const data = readAvailableData(input);
+                  if ([data length] == 0) {
+                    LOG4CPLUS_INFO(logger, "Executable removed");
+                    std::exit(EXIT_SUCCESS);
+                  }
+                  [input waitForDataInBackgroundAndNotify];
+                  const auto* const bytes = static_cast<const char*>([data bytes]);
+                  if (const std::optional<int> status = exchange->deliver({bytes, [data length]})) {
+                    std::exit(*status);
+                  }
                 }
               }];
 

@@ -5,7 +5,8 @@
 #include <string>
 #include <xsec/enc/OpenSSL/OpenSSLCryptoKeyRSA.hpp>
 
-/** In place of the key of the key store: an OpenSSL key, read from the PEM text that stands for the certificate. */
+/** In place of the key of the key store: an OpenSSL key, read from the PEM text that stands for the
+ * certificate. */
 class KeychainCryptoKeyRSA : public OpenSSLCryptoKeyRSA {
  public:
   KeychainCryptoKeyRSA(const std::string& pem, int);

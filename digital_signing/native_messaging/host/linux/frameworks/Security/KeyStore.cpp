@@ -38,10 +38,6 @@ bool isTokenOfDatabase(PK11SlotInfo* slot) {
   return PK11_IsInternal(slot) != PR_FALSE;
 }
 
-bool isLocked(PK11SlotInfo* slot) {
-  return PK11_NeedLogin(slot) != PR_FALSE && PK11_IsLoggedIn(slot, nullptr) == PR_FALSE;
-}
-
 /** Cards come before the database, as they do on the system whose order this keeps. Root lists hold no user's
  * keys. */
 std::vector<Slot> presentTokens() {
@@ -143,11 +139,22 @@ std::vector<std::shared_ptr<const TokenKey>> listPrivateKeys() {
   TokenKeys keys;
   for (const Slot& slot : presentTokens()) {
     appendVisibleKeys(slot.get(), keys);
-    if (isLocked(slot.get())) {
+    if (describeToken(slot.get()).locked) {
       appendHiddenKeys(slot.get(), keys);
     }
   }
   return keys;
+}
+
+std::vector<Token> presentTokenList() {
+  std::vector<Token> tokens;
+  if (NSS_IsInitialized() == PR_FALSE) {
+    return tokens;
+  }
+  for (const Slot& slot : presentTokens()) {
+    tokens.push_back(describeToken(slot.get()));
+  }
+  return tokens;
 }
 
 }  // namespace vorn::frameworks

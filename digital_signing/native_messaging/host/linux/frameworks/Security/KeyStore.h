@@ -1,14 +1,10 @@
 #pragma once
 
-#include <filesystem>
-
+#include "linux/frameworks/Security/KeyStoreReport.h"
 #include "linux/frameworks/Security/TokenKey.h"
 
 /** The user's key database and the tokens whose modules it lists. */
 namespace vorn::frameworks {
-
-/** The folder of the database: the first of the usual places that has one; empty when none has. */
-std::filesystem::path keyDatabaseFolder();
 
 /**
  * Opens the database, read-only, unless it is open. It stays open for the life of the process: keys that were

@@ -48,11 +48,33 @@ CFTypeID SecCertificateGetTypeID() {
   return kTypeCertificate;
 }
 
+SecCertificateRef SecCertificateCreateWithData(CFAllocatorRef, CFDataRef data) {
+  return guarded([&]() -> SecCertificateRef {
+    if (objectCast<Data>(data) == nullptr) {
+      return nullptr;
+    }
+    const auto bytes = bytesOf(data);
+    return handOver<SecCertificateRef>(Certificate::make({bytes.begin(), bytes.end()}));
+  });
+}
+
 CFDataRef SecCertificateCopyData(SecCertificateRef certificate) {
   return guarded([&]() -> CFDataRef {
     const auto* object = objectCast<Certificate>(certificate);
     return object != nullptr ? handOver<CFDataRef>(makeData(object->bytes())) : nullptr;
   });
+}
+
+OSStatus SecCertificateCopyCommonName(SecCertificateRef certificate, CFStringRef* commonName) {
+  const auto* object = objectCast<Certificate>(certificate);
+  if (object == nullptr || commonName == nullptr) {
+    return errSecParam;
+  }
+  *commonName = guarded([&]() -> CFStringRef {
+    const auto name = x509::commonName(object->fields());
+    return name ? handOver<CFStringRef>(makeString(*name)) : nullptr;
+  });
+  return *commonName != nullptr ? errSecSuccess : errSecInternal;
 }
 
 OSStatus SecCertificateCopyEmailAddresses(SecCertificateRef certificate, CFArrayRef* emailAddresses) {

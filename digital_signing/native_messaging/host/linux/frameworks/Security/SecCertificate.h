@@ -23,8 +23,19 @@ extern const CFStringRef kSecPropertyTypeNumber;
 
 CFTypeID SecCertificateGetTypeID(void);
 
+/** The certificate that the DER bytes are; the caller releases it. Null when they are none. */
+SecCertificateRef SecCertificateCreateWithData(CFAllocatorRef allocator, CFDataRef data);
+
 /** The certificate's DER bytes; the caller releases them. Null when `certificate` is none. */
 CFDataRef SecCertificateCopyData(SecCertificateRef certificate);
+
+/**
+ * The last common name of the subject.
+ *
+ * @param commonName set to the name; the caller releases it. Null when there is none.
+ * @return errSecParam when an argument is null or not a certificate; errSecInternal when there is no name.
+ */
+OSStatus SecCertificateCopyCommonName(SecCertificateRef certificate, CFStringRef* commonName);
 
 /**
  * The RFC 822 names of the subject alternative name, then the e-mail attributes of the subject, in encoded

@@ -1,6 +1,17 @@
 #include "Security/SecIdentity.h"
 
 #include "linux/frameworks/Security/SecObjects.h"
+#include "linux/frameworks/Security/TokenKey.h"
+
+namespace vorn::frameworks {
+
+Token tokenOf(SecIdentityRef identity) {
+  const auto* object = objectCast<Identity>(identity);
+  const TokenKey* key = object != nullptr ? object->key().tokenKey() : nullptr;
+  return key != nullptr ? key->token() : Token{};
+}
+
+}  // namespace vorn::frameworks
 
 using namespace vorn::frameworks;
 

@@ -28,6 +28,11 @@ std::vector<std::uint8_t> derSignature(const SECItem& raw) {
 
 }  // namespace
 
+Token describeToken(PK11SlotInfo* slot) {
+  return {PK11_GetTokenName(slot),
+          PK11_NeedLogin(slot) != PR_FALSE && PK11_IsLoggedIn(slot, nullptr) == PR_FALSE};
+}
+
 TokenKey::TokenKey(Slot slot, PrivateKeyHandle key)
     : slot_(std::move(slot)),
       key_(std::move(key)),

@@ -2,6 +2,7 @@
 
 #include <variant>
 
+#include "linux/frameworks/Security/KeyStoreReport.h"
 #include "linux/frameworks/Security/NssError.h"
 #include "linux/frameworks/Security/NssHandles.h"
 
@@ -14,6 +15,8 @@ struct TokenCertificate {
   /** The token's identifier that a certificate shares with its key; may be empty. */
   std::vector<std::uint8_t> id;
 };
+
+Token describeToken(PK11SlotInfo* slot);
 
 /**
  * A private key that stays in its token.
@@ -28,6 +31,7 @@ class TokenKey {
   TokenKey(Slot slot, PrivateKeyHandle key);
   TokenKey(Slot slot, const SECKEYPublicKey& publicHalf);
 
+  Token token() const { return describeToken(slot_.get()); }
   Algorithm algorithm() const;
   /** RSA only: octets in the modulus, which is the length of a signature. */
   std::size_t modulusLength() const { return modulusLength_; }

@@ -1,0 +1,56 @@
+"""What both browsers' drivers stand on: the browser's process, and waiting with an end."""
+
+import os
+import subprocess
+import time
+
+WAIT_SECONDS = 25
+
+
+class BrowserGone(Exception):
+    """The browser ended while something was still asked of it."""
+
+
+def until(condition, what, seconds=WAIT_SECONDS):
+    """Returns the first true value of `condition()`."""
+    end = time.monotonic() + seconds
+    while True:
+        value = condition()
+        if value:
+            return value
+        if time.monotonic() > end:
+            raise TimeoutError(f"waited {seconds} s for {what}")
+        time.sleep(0.02)
+
+
+def host_processes(home):
+    """The ids of the running programs named vorn-signing that were started for this home folder."""
+    found = []
+    for pid in filter(str.isdigit, os.listdir("/proc")):
+        try:
+            with open(f"/proc/{pid}/environ", "rb") as environment:
+                if f"HOME={home}".encode() not in environment.read().split(b"\0"):
+                    continue
+            if os.path.basename(os.readlink(f"/proc/{pid}/exe")) == "vorn-signing":
+                found.append(int(pid))
+        except OSError:
+            continue
+    return found
+
+
+def start(command, home, **options):
+    """Starts a browser whose settings, files and manifests all lie in the home folder."""
+    environment = {name: value for name, value in os.environ.items() if not name.startswith("XDG_")}
+    log = open(home / "browser.log", "wb")  # what browsers say of a machine without a desktop is of no interest
+    with log:
+        return subprocess.Popen(command, env={**environment, "HOME": str(home)}, stdin=subprocess.DEVNULL,
+                                stdout=log, stderr=log, **options)
+
+
+def end(process):
+    """Waits for the browser to leave, and makes it when it does not."""
+    try:
+        process.wait(10)
+    except subprocess.TimeoutExpired:
+        process.kill()
+        process.wait()

@@ -1,0 +1,39 @@
+#pragma once
+
+/**
+ * The host's part of Security, marked as it is in the headers of macOS: a call of what is deprecated there is
+ * reported here too, unless the source that makes it asks for silence.
+ */
+#include <Security/SecEncodeTransform.h>
+#include <Security/SecSignVerifyTransform.h>
+#include <Security/SecTransform.h>
+#include_next <Security/Security.h>
+
+#define VORN_TEST_DEPRECATED(since) \
+  __attribute__((availability(macos, introduced = 10.2, deprecated = since)))
+
+#pragma clang assume_nonnull begin
+extern "C" {
+
+OSStatus SecItemCopyMatching(CFDictionaryRef query, CFTypeRef _Nullable* _Nullable result);
+CFDataRef SecCertificateCopyData(SecCertificateRef certificate);
+OSStatus SecCertificateCopyEmailAddresses(SecCertificateRef certificate, CFArrayRef _Nullable* emails);
+CFDictionaryRef _Nullable SecCertificateCopyValues(SecCertificateRef certificate, CFArrayRef _Nullable keys,
+                                                   CFErrorRef _Nullable* _Nullable error);
+OSStatus SecIdentityCopyCertificate(SecIdentityRef identity, SecCertificateRef _Nullable* certificate);
+OSStatus SecIdentityCopyPrivateKey(SecIdentityRef identity, SecKeyRef _Nullable* key);
+
+VORN_TEST_DEPRECATED(10.14)
+OSStatus SecCertificateCopyPublicKey(SecCertificateRef certificate, SecKeyRef _Nullable* key);
+VORN_TEST_DEPRECATED(10.7) OSStatus SecKeyGetCSSMKey(SecKeyRef key, const CSSM_KEY* _Nullable* cssmKey);
+VORN_TEST_DEPRECATED(10.13)
+SecTransformRef _Nullable SecEncodeTransformCreate(CFTypeRef type, CFErrorRef _Nullable* _Nullable error);
+VORN_TEST_DEPRECATED(10.13)
+SecTransformRef _Nullable SecSignTransformCreate(SecKeyRef key, CFErrorRef _Nullable* _Nullable error);
+VORN_TEST_DEPRECATED(10.13)
+Boolean SecTransformSetAttribute(SecTransformRef transform, CFStringRef key, CFTypeRef value,
+                                 CFErrorRef _Nullable* _Nullable error);
+VORN_TEST_DEPRECATED(10.13)
+CFTypeRef _Nullable SecTransformExecute(SecTransformRef transform, CFErrorRef _Nullable* _Nullable error);
+}
+#pragma clang assume_nonnull end

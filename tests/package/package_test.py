@@ -1,0 +1,159 @@
+#!/usr/bin/env python3
+"""Makes both packages from a build and tries them: package_test.py CPACK_CONFIG HOMES
+
+The Debian package is installed into a folder that stands for an empty system, used from there and purged; the archive is
+unpacked, moved and used without any of the system's XML libraries.
+"""
+
+import base64
+import json
+import os
+import pathlib
+import shutil
+import struct
+import subprocess
+import sys
+import tempfile
+
+IDS = ("mfhbkomhbodjalemnkcbfeabgimhoion", "sample@vorn-signing.example")
+LEFT_TO_THE_SYSTEM = ("ld-linux", "libc.so", "libm.so", "libdl.so", "libstdc++", "libgcc_s", "libnss", "libsmime", "libssl",
+                      "libnspr", "libplc", "libplds", "libcrypto", "libsoftokn", "libfreebl", "libsqlite", "libz.so")
+
+
+def expect(condition, what, found=""):
+    print(("ok      " if condition else "FAILED  ") + what + (f": {found}" if found and not condition else ""), flush=True)
+    if not condition:
+        sys.exit(1)
+
+
+def run(*command, **options):
+    done = subprocess.run(command, capture_output=True, text=True, check=False, **options)
+    if done.returncode != 0:
+        sys.exit(f"{command}: {done.returncode}\n{done.stdout}{done.stderr}")
+    return done.stdout
+
+
+def user_of(homes):
+    return {"name": "Jane Citizen", "email": "jane@example.com", "abn": "12345678901",
+            "aki": (homes / "main.aki").read_text().strip()}
+
+
+class Host:
+    """The packaged host with a user's home folder; nothing of this program's environment but that."""
+
+    def __init__(self, program, home):
+        self.process = subprocess.Popen([program], env={"HOME": str(home)}, stdin=subprocess.PIPE, stdout=subprocess.PIPE)
+
+    def ask(self, request):
+        text = json.dumps(request).encode()
+        self.process.stdin.write(struct.pack("=I", len(text)) + text)
+        self.process.stdin.flush()
+        (length,) = struct.unpack("=I", self.process.stdout.read(4))
+        return json.loads(self.process.stdout.read(length))
+
+    def libraries(self):
+        maps = pathlib.Path(f"/proc/{self.process.pid}/maps").read_text().splitlines()
+        paths = {line.split(None, 5)[5] for line in maps if "/" in line}
+        return {path for path in paths if ".so" in path}
+
+    def close(self):
+        self.process.stdin.close()
+        return self.process.wait(10)
+
+
+def try_host(program, home, homes, document):
+    """Asks for the version and signs; returns the libraries that are loaded by then."""
+    host = Host(program, home)
+    user = user_of(homes)
+    version = host.ask({"type": "version"})
+    expect(version["install_location"] == str(program.parent), "the host tells where it is installed", version)
+    answer = host.ask({
+        "type": "sign",
+        "user_details": {**user, "aki": [user["aki"]]},
+        "xml_data": [{"data": base64.b64encode(document.read_bytes()).decode()}],
+    })
+    expect(answer["result"] == "ok", "it signs", answer)
+    libraries = host.libraries()
+    expect(host.close() == 0, "and leaves")
+    return libraries
+
+
+def files_below(folder):
+    return {path.relative_to(folder) for path in folder.rglob("*")}
+
+
+def try_debian_package(package, folder, home, homes):
+    root = folder / "root"
+    (root / "var/lib/dpkg/info").mkdir(parents=True)
+    (root / "var/lib/dpkg/updates").mkdir()
+    for file in ("status", "available"):
+        (root / "var/lib/dpkg" / file).touch()
+    (root / "var/log").mkdir()
+    for kept in ("etc/opt", "usr/bin", "usr/lib", "usr/share/doc", "usr/share/man/man1", "usr/share/bash-completion/completions"):
+        (root / kept).mkdir(parents=True)  # other packages have made these
+    before = files_below(root)
+
+    depends = run("dpkg-deb", "--field", package, "Depends")
+    for library in ("libc6", "liblog4cplus", "libnss3", "libssl3", "libxalan-c", "libxerces-c", "libxml-security-c"):
+        expect(library in depends, f"depends on {library}", depends)
+    as_root = [] if os.geteuid() == 0 else ["unshare", "--map-root-user"]
+    dpkg = [*as_root, "dpkg", f"--root={root}", "--force-depends", "--force-script-chrootless", f"--log={root}/var/log/dpkg.log"]
+    run(*dpkg, "--install", package)
+    expect(not [path for path in root.rglob("lib*.so*")], "brings no library of others")
+    libraries = try_host(root / "usr/lib/vorn-signing/vorn-signing", home, homes, root / "usr/share/vorn-signing/agreement.xml")
+    expect(str(root / "usr/lib/vorn-signing/vorn-signing-module.so") in libraries, "with its own module")
+
+    run(root / "usr/bin/vornctl", "register", "--system", "--all", "--root", root,
+        *(word for name in IDS for word in ("--extension-id", name)))
+    manifests = {path.relative_to(root) for path in root.rglob("vorn.signing.json")}
+    for manifest in manifests:
+        path = json.loads((root / manifest).read_text())["path"]
+        expect(path.endswith("/usr/lib/vorn-signing/vorn-signing"), f"/{manifest} names the installed host", path)
+    expect(len(manifests) >= 4, "all browsers' folders have a manifest", manifests)
+
+    run(*dpkg, "--purge", "vorn-signing")
+    left = {path for path in files_below(root) - before if path.parts[:3] not in (("var", "lib", "dpkg"), ("var", "log", "dpkg.log"))}
+    expect(not left, "leaves nothing behind", sorted(map(str, left)))
+
+
+def try_archive(archive, folder, home, homes):
+    (folder / "first").mkdir()
+    run("tar", "-xzf", archive, "-C", folder / "first")
+    (unpacked,) = (folder / "first").iterdir()
+    moved = folder / "moved to here"
+    unpacked.rename(moved)
+    program = moved / "lib/vorn-signing/vorn-signing"
+    libraries = try_host(program, home, homes, moved / "share/vorn-signing/agreement.xml")
+    foreign = [path for path in libraries if not path.startswith(str(moved))
+               and not pathlib.Path(path).name.startswith(LEFT_TO_THE_SYSTEM)]
+    expect(not foreign, "loads its libraries from its own folder", foreign)
+    for name in ("libxerces-c", "libxml-security-c", "libxalan-c", "liblog4cplus", "libcurl-gnutls"):
+        expect(any(path.startswith(f"{moved}/lib/vorn-signing/{name}") for path in libraries), f"{name} among them", libraries)
+    signed = folder / "signed.xml"
+    user = [word for name in ("name", "email", "abn", "aki") for word in (f"--{name}", user_of(homes)[name])]
+    user_home = {"env": {"HOME": str(home)}}
+    run(moved / "bin/vornctl", "sign", *user, "-o", signed, moved / "share/vorn-signing/agreement.xml", **user_home)
+    expect("Jane Citizen" in run(moved / "bin/vornctl", "verify", signed, **user_home), "vornctl signs and verifies")
+    licences = list((moved / "share/doc/vorn-signing/licences").iterdir())
+    expect(len(licences) >= 5, "their licences come along", licences)
+
+
+def main():
+    config, homes = sys.argv[1], pathlib.Path(sys.argv[2])
+    presets = (pathlib.Path(__file__).resolve().parents[2] / "CMakePresets.json").read_text()
+    expect(all(f'"{name}"' in presets for name in IDS), "released packages know the sample extension")
+    with tempfile.TemporaryDirectory(prefix="vorn-") as name:
+        folder = pathlib.Path(name).resolve()
+        home = folder / "home"
+        shutil.copytree(homes / "main" / ".pki", home / ".pki")
+        run("cpack", "--config", config, "-B", folder / "packages")
+        (package,) = (folder / "packages").glob("*.deb")
+        (archive,) = (folder / "packages").glob("*.tar.gz")
+        for file in (package, archive):
+            print(f"        {file.name}: {file.stat().st_size:,} bytes")
+        try_debian_package(package, folder, home, homes)
+        try_archive(archive, folder, home, homes)
+
+
+if __name__ == "__main__":
+    main()

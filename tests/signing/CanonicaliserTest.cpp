@@ -1,0 +1,95 @@
+#include "shared/Canonicaliser.h"
+
+#include <gtest/gtest.h>
+
+#include <xercesc/dom/DOMDocument.hpp>
+#include <xercesc/dom/DOMElement.hpp>
+#include <xercesc/dom/DOMNodeList.hpp>
+
+#include "signing/Parsed.h"
+
+namespace {
+
+struct Canonical {
+  std::string bytes;
+  std::string relativeNamespace;
+};
+
+/** Of the first element named e, less its last child element named s. */
+Canonical canonical(const std::string& xml) {
+  Parsed parsed(xml);
+  const auto* element =
+      static_cast<xercesc::DOMElement*>(parsed.document().getElementsByTagName(u"e")->item(0));
+  const xercesc::DOMNodeList* omitted = element->getElementsByTagName(u"s");
+  const XMLSize_t count = omitted->getLength();
+  Canonicaliser canonicaliser(*element, count > 0 ? omitted->item(count - 1) : nullptr);
+  Canonical result;
+  for (auto run = canonicaliser.next(); !run.empty(); run = canonicaliser.next()) result.bytes += run;
+  result.relativeNamespace = canonicaliser.relativeNamespace();
+  return result;
+}
+
+TEST(Canonicaliser, KnownAnswers) {
+  const std::pair<const char*, const char*> cases[] = {
+      // Declarations: those in scope on the signed element, sorted, none twice and none that changes nothing.
+      {"<r xmlns:b='urn:b' xmlns:a='urn:a' xmlns='urn:d'><e/></r>",
+       R"(<e xmlns="urn:d" xmlns:a="urn:a" xmlns:b="urn:b"></e>)"},
+      {"<e xmlns:p='urn:p'><f xmlns:p='urn:p'><g xmlns:p='urn:q'><h xmlns:p='urn:q'/><h "
+       "xmlns:p='urn:p'/></g></f></e>",
+       R"(<e xmlns:p="urn:p"><f><g xmlns:p="urn:q"><h></h><h xmlns:p="urn:p"></h></g></f></e>)"},
+      {"<r xmlns:p='urn:a'><m xmlns:p='urn:b'><e xmlns:p='urn:a'><f xmlns:p='urn:b'/></e></m></r>",
+       R"(<e xmlns:p="urn:a"><f xmlns:p="urn:b"></f></e>)"},
+      {"<e><f xmlns=''/><f xmlns='urn:d'><g xmlns='urn:d'/><g xmlns=''><h xmlns=''/></g></f></e>",
+       R"(<e><f></f><f xmlns="urn:d"><g></g><g xmlns=""><h></h></g></f></e>)"},
+      {"<r xmlns='urn:d'><m xmlns=''><e/></m></r>", "<e></e>"},
+      {"<r xmlns='urn:d'><e xmlns=''><f xmlns='urn:d'/></e></r>", R"(<e><f xmlns="urn:d"></f></e>)"},
+      {"<r xmlns:xml='http://www.w3.org/XML/1998/namespace' xmlns:p='urn:p'><e xmlns:p='' "
+       "xmlns:q='http://www.w3.org/2000/xmlns/'/></r>",
+       R"(<e xmlns:p="urn:p"></e>)"},
+      {"<e xmlns:p='urn:&lt;&amp;&quot;&#9;'/>", R"(<e xmlns:p="urn:&lt;&amp;&quot;&#x9;"></e>)"},
+      // Attributes: without a prefix first, then by namespace and local name, in the order of code points.
+      {"<e xmlns:z='urn:a' xmlns:a='urn:z' a:q='2' z:q='1' q='3' Q='4' a:Q='5' xml:lang='6' _='7'/>",
+       R"(<e xmlns:a="urn:z" xmlns:z="urn:a" Q="4" _="7" q="3" xml:lang="6" z:q="1" a:Q="5" a:q="2"></e>)"},
+      {"<e xmlns:a='urn:\xF0\x9F\x98\x80' xmlns:b='urn:\xEF\xBF\xBD' a:x='1' b:x='2'/>",
+       "<e xmlns:a=\"urn:\xF0\x9F\x98\x80\" xmlns:b=\"urn:\xEF\xBF\xBD\" b:x=\"2\" a:x=\"1\"></e>"},
+      {"<e xmlns:p='urn:z'><f xmlns:p='urn:a' xmlns:q='urn:m' q:a='1' p:a='2'/><f xmlns:q='urn:m' q:a='1' "
+       "p:a='2'/></e>",
+       R"(<e xmlns:p="urn:z"><f xmlns:p="urn:a" xmlns:q="urn:m" p:a="2" q:a="1"></f><f xmlns:q="urn:m" q:a="1" p:a="2"></f></e>)"},
+      {"<r xmlns:z='urn:z'><e u:b='1' a='2' z:a='3' xx='4' :c='5' xmlnsy='6'/></r>",
+       R"(<e xmlns:z="urn:z" :c="5" a="2" u:b="1" xmlnsy="6" xx="4" z:a="3"></e>)"},
+      {"<r xml:lang='a' xml:id='i' b='x'><m xml:lang='b'><e xml:space='preserve'><f/></e></m></r>",
+       R"(<e xml:id="i" xml:lang="b" xml:space="preserve"><f></f></e>)"},
+      {"<r xml:lang='a'><e xml:lang='c'/></r>", R"(<e xml:lang="c"></e>)"},
+      // Text, line ends and what is not text.
+      {"<e>&amp;&lt;>&quot;'&#13;\r\n\r&#10;&#9;]]&gt;</e>", "<e>&amp;&lt;&gt;\"'&#xD;\n\n\n\t]]&gt;</e>"},
+      {"<e a='&amp;&lt;>&quot;&apos;&#13;&#10;&#9;\r\n\t '/>",
+       R"(<e a="&amp;&lt;>&quot;'&#xD;&#xA;&#x9;   "></e>)"},
+      {"<e>a<![CDATA[<&>\r\n]]><!--x-->b<?p?><?p   d & < ?></e>",
+       "<e>a&lt;&amp;&gt;\nb<?p?><?p d & < ?></e>"},
+      {"<e>\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80&#x10FFFF;&#xFFFD;</e>",
+       "<e>\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80\xF4\x8F\xBF\xBF\xEF\xBF\xBD</e>"},
+      {"<!DOCTYPE r [<!ENTITY t 'a&#38;lt;&#13;<f/>'><!ATTLIST f b NMTOKENS ' x  y ' xmlns:p CDATA "
+       "'urn:p'>]><r><e>&t;<f b='z'/></e></r>",
+       R"(<e>a&lt;&#xD;<f xmlns:p="urn:p" b="x y"></f><f xmlns:p="urn:p" b="z"></f></e>)"},
+      // The omitted node goes with all that it holds; others of its name stay.
+      {"<r><e>a<s>1</s>b<f/><s>2<g/></s></e><f/></r>", "<e>a<s>1</s>b<f></f></e>"},
+  };
+  for (const auto& [xml, expected] : cases) EXPECT_EQ(canonical(xml).bytes, expected) << xml;
+}
+
+TEST(Canonicaliser, LongTextAcrossRuns) {
+  std::string text;
+  while (text.size() < 300000) text += "0123456&amp;\xF0\x9F\x98\x80\xC3\xA9&#13;";
+  std::string expected = "<e>" + text + "</e>";
+  for (std::size_t at = 0; (at = expected.find("&#13;", at)) != std::string::npos;)
+    expected.replace(at, 5, "&#xD;");
+  EXPECT_TRUE(canonical("<e>" + text + "</e>").bytes == expected);
+}
+
+TEST(Canonicaliser, RelativeNamespacesAreReported) {
+  EXPECT_EQ(canonical("<r><e><f xmlns='../x'/></e></r>").relativeNamespace, "../x");
+  EXPECT_EQ(canonical("<r xmlns:p='a/b:c'><e/></r>").relativeNamespace, "a/b:c");
+  EXPECT_EQ(canonical("<r xmlns:p='x-y+1.z:c' xmlns='http://a/'><e xmlns=''/></r>").relativeNamespace, "");
+}
+
+}  // namespace

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+/** The bytes as base64, and back. */
+std::string toBase64(const std::string& bytes);
+std::string fromBase64(const std::string& text);
+
+/** Signs with XMLSigner, and shows what it throws as "code message", with the code 103 for the parser's
+ * exceptions. */
+std::string signXml(const std::string& xml);
+std::string refusalOf(const std::string& base64);
+
+/** Gives the selection's double a fresh key and certificate, and has both for xmlsec1 in a folder of its own.
+ */
+class SigningTest : public testing::Test {
+ protected:
+  static void SetUpTestSuite();
+  static void TearDownTestSuite();
+  void SetUp() override;
+
+  /** Whether xmlsec1 accepts the signature of the named element, document by document. */
+  static std::vector<bool> verify(const std::vector<std::string>& documents, const std::string& element);
+
+ private:
+  static std::string folder_;
+};

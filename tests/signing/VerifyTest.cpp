@@ -1,0 +1,65 @@
+#include <algorithm>
+
+#include "shared/XMLSigner.h"
+#include "signing/RandomDocument.h"
+#include "signing/SigningFixture.h"
+
+namespace {
+
+using Verified = SigningTest;
+
+void expectAll(const std::vector<bool>& verdicts, const std::vector<std::string>& documents,
+               const char* element) {
+  for (std::size_t i = 0; i < verdicts.size(); ++i) {
+    EXPECT_TRUE(verdicts[i]) << element << " of document " << i << ":\n" << documents[i].substr(0, 3000);
+  }
+}
+
+TEST_F(Verified, RandomDocumentsBySecondImplementation) {
+  constexpr unsigned kCount = 150;
+  std::vector<std::string> documents;
+  for (unsigned i = 0; i < kCount; ++i) {
+    XMLSigner::getInstance().initialise(static_cast<XMLSigner::SignatureAlgorithm>(i % 3));
+    const std::string document = RandomDocument(i).bytes();
+    ASSERT_EQ(refusalOf(toBase64(document)), "signed") << i << ":\n" << document;
+    documents.push_back(signXml(document));
+  }
+  expectAll(verify(documents, "CounterpartData"), documents, "CounterpartData");
+  expectAll(verify(documents, "RenderedData"), documents, "RenderedData");
+}
+
+TEST_F(Verified, OneChangedCharacterIsFound) {
+  const std::string text =
+      signXml("<r><CounterpartData a='1'>first</CounterpartData><RenderedData>second</RenderedData></r>");
+  std::vector<std::string> changed(4, text);
+  changed[1].replace(text.find("first"), 5, "First");
+  changed[2].replace(text.find("a=\"1\""), 5, "a=\"2\"");
+  changed[3].replace(text.find("second"), 6, "Second");
+  EXPECT_EQ(verify(changed, "CounterpartData"), (std::vector<bool>{true, false, false, true}));
+  EXPECT_EQ(verify(changed, "RenderedData"), (std::vector<bool>{true, true, true, false}));
+}
+
+TEST_F(Verified, DocumentsThatLookStrange) {
+  std::string wide;
+  while (wide.size() < 4000000) wide += "\xF0\x9F\x98\x80 text \xC3\xA9\r\n&#13;]]&gt;";
+  const std::string parts = "<CounterpartData p:b='1' a='2' p:a='3'>c</CounterpartData><RenderedData/>";
+  std::vector<std::string> documents;
+  const std::string cases[] = {
+      "<r xmlns:xml='http://www.w3.org/XML/1998/namespace' xml:lang='en'>" + parts + "</r>",
+      "<r xmlnsfoo='x' xmlns:p='urn:p'>" + parts + "</r>",
+      "<r xmlns:p='urn:p'><m xmlns:p=''>" + parts + "</m></r>",
+      "<r xml:id='a' xml:lang='b'><s xml:lang='d' xml:base='e'>" + parts + "</s></r>",
+      "<r xmlns='urn:d'><m xmlns='http://www.w3.org/2000/09/xmldsig#'><n xmlns=''>" + parts + "</n></m></r>",
+      "<r><CounterpartData a:b:c='1' :z='3' y:='4'/><RenderedData><a:b:c/><:x/></RenderedData></r>",
+      "<r><CounterpartData><ds:Signature "
+      "xmlns:ds='http://www.w3.org/2000/09/xmldsig#'/></CounterpartData><RenderedData/></r>",
+      "<?xml version='1.1'?><r>" + parts + "&#x85;</r>",
+      "<r><CounterpartData>" + wide + "</CounterpartData><RenderedData/></r>"};
+  for (const std::string& xml : cases) {
+    documents.push_back(signXml(xml));
+  }
+  expectAll(verify(documents, "CounterpartData"), documents, "CounterpartData");
+  expectAll(verify(documents, "RenderedData"), documents, "RenderedData");
+}
+
+}  // namespace

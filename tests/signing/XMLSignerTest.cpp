@@ -1,0 +1,286 @@
+#include "shared/XMLSigner.h"
+
+#include <log4cplus/appender.h>
+#include <log4cplus/logger.h>
+#include <log4cplus/spi/loggingevent.h>
+
+#include <xsec/enc/XSECCryptoException.hpp>
+#include <xsec/framework/XSECException.hpp>
+
+#include "mac/app/CertificateSelection.h"
+#include "shared/XmlText.h"
+#include "signing/SigningFixture.h"
+
+namespace {
+
+const char* const kParts = "<CounterpartData>c</CounterpartData><RenderedData>r</RenderedData>";
+
+std::string withParts(const std::string& before = "", const std::string& after = "") {
+  return before + "<r>" + kParts + after + "</r>";
+}
+
+/** Puts a star in place of what the only children of the elements are. */
+void hideContent(std::string& text, const std::string& element) {
+  const std::string start = "<" + element + ">";
+  for (std::size_t at = 0; (at = text.find(start, at)) != std::string::npos;) {
+    at += start.size();
+    text.replace(at, text.find('<', at) - at, "*");
+  }
+}
+
+/** Keeps what is logged, as "LEVEL text". */
+class Captured : public log4cplus::Appender {
+ public:
+  ~Captured() override { destructorImpl(); }
+  void close() override {}
+  std::vector<std::string> lines;
+
+ protected:
+  void append(const log4cplus::spi::InternalLoggingEvent& event) override {
+    lines.push_back(log4cplus::getLogLevelManager().toString(event.getLogLevel()) + " " + event.getMessage());
+  }
+};
+
+class Log {
+ public:
+  Log() {
+    logger_.setLogLevel(log4cplus::ALL_LOG_LEVEL);
+    logger_.addAppender(appender_);
+  }
+  ~Log() { logger_.removeAppender(appender_); }
+  const std::vector<std::string>& lines() const { return captured_->lines; }
+
+ private:
+  Captured* captured_ = new Captured;
+  log4cplus::SharedAppenderPtr appender_{captured_};
+  log4cplus::Logger logger_ = log4cplus::Logger::getInstance("XMLSigner");
+};
+
+using XMLSignerTest = SigningTest;
+
+TEST_F(XMLSignerTest, LayoutOfTheSignatureForEachAlgorithm) {
+  const std::string rsa = "http://www.w3.org/2001/04/xmldsig-more#rsa-";
+  const std::string enc = "http://www.w3.org/2001/04/xmlenc#";
+  const std::string dsig = "http://www.w3.org/2000/09/xmldsig#";
+  const std::pair<std::string, std::string> uris[] = {
+      {dsig + "rsa-sha1", dsig + "sha1"},
+      {rsa + "sha256", enc + "sha256"},
+      {rsa + "sha512", enc + "sha512"},
+      {rsa + "sha512", enc + "sha512"}};  // the fourth value leaves the third
+  const std::string c14n = "Algorithm=\"http://www.w3.org/TR/2001/REC-xml-c14n-20010315#WithComments\"/>";
+  const std::string filter = "http://www.w3.org/2002/06/xmldsig-filter2";
+  for (int i = 0; i < 4; ++i) {
+    XMLSigner::getInstance().initialise(static_cast<XMLSigner::SignatureAlgorithm>(i));
+    std::string text = signXml(withParts());
+    for (const char* value : {"DigestValue", "SignatureValue", "Modulus"}) {
+      hideContent(text, value);
+    }
+    const auto signature = [&](const std::string& name) {
+      return "<Signature xmlns=\"" + dsig + "\"><SignedInfo><CanonicalizationMethod " + c14n +
+             "<SignatureMethod Algorithm=\"" + uris[i].first +
+             "\"/><Reference URI=\"\"><Transforms><Transform Algorithm=\"" + filter +
+             "\"><XPath Filter=\"intersect\" xmlns=\"" + filter + "\">//" + name +
+             "</XPath></Transform><Transform Algorithm=\"" + dsig + "enveloped-signature\"/><Transform " +
+             c14n + "</Transforms><DigestMethod Algorithm=\"" + uris[i].second +
+             "\"/><DigestValue>*</DigestValue></Reference></SignedInfo><SignatureValue>*</"
+             "SignatureValue><KeyInfo><KeyValue>"
+             "<RSAKeyValue><Modulus>*</Modulus><Exponent>AQAB</Exponent></RSAKeyValue></"
+             "KeyValue><X509Data><X509Certificate>" +
+             CertificateSelection::getInstance().certificateBase64 +
+             "</X509Certificate></X509Data></KeyInfo></Signature>";
+    };
+    EXPECT_EQ(text, "<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"no\" ?><r><CounterpartData>c" +
+                        signature("CounterpartData") + "</CounterpartData><RenderedData>r" +
+                        signature("RenderedData") + "</RenderedData></r>");
+  }
+}
+
+TEST_F(XMLSignerTest, LogOfOneDocument) {
+  Log log;
+  const std::string text = signXml(withParts("", "\xC3\xA9"));
+  EXPECT_EQ(log.lines(),
+            (std::vector<std::string>{"INFO Signing XML data",
+                                      "DEBUG XML data to be signed = " + withParts("", "\xC3\xA9"),
+                                      "INFO Generating and loading signature for <CounterpartData>",
+                                      "INFO Generating and loading signature for <RenderedData>",
+                                      "INFO Finished signing XML", "DEBUG Signed XML = " + text}));
+}
+
+TEST_F(XMLSignerTest, WarnsOfWhatVerifiersRefuse) {
+  const std::pair<const char*, const char*> cases[] = {
+      {"<r xmlns='urn:d'><CounterpartData/><RenderedData xmlns=''/></r>",
+       "WARN A default namespace is in scope on <CounterpartData>: namespace-aware verifiers will not find "
+       "<CounterpartData>"},
+      {"<r><CounterpartData><RenderedData/></CounterpartData></r>",
+       "WARN <RenderedData> lies inside <CounterpartData>: its signature breaks the first one"},
+      {"<r><CounterpartData><a xmlns:p='p'/></CounterpartData><RenderedData/></r>",
+       "WARN The namespace name 'p' in the document of <CounterpartData> is relative: verifiers refuse it"},
+      {"<r><RenderedData><CounterpartData/></RenderedData></r>", nullptr}};
+  for (const auto& [xml, expected] : cases) {
+    Log log;
+    signXml(xml);
+    std::vector<std::string> warnings;
+    for (const std::string& line : log.lines()) {
+      if (line.rfind("WARN", 0) == 0) warnings.push_back(line);
+    }
+    EXPECT_EQ(warnings, expected != nullptr ? std::vector<std::string>{expected} : std::vector<std::string>{})
+        << xml;
+  }
+}
+
+TEST_F(XMLSignerTest, RefusesDocumentsWithoutTheTwoElements) {
+  const std::pair<const char*, const char*> cases[] = {
+      {"<r><CounterpartData/></r>", "Element <RenderedData> not found"},
+      {"<r><x:CounterpartData/><RenderedData/></r>", "Element <CounterpartData> not found"},
+      {"<r><counterpartdata/><RenderedData/></r>", "Element <CounterpartData> not found"},
+      {"<CounterpartData><a><CounterpartData/></a><RenderedData/></CounterpartData>",
+       "Multiple <CounterpartData> elements found"},
+      {"<r><CounterpartData/><RenderedData/><b><RenderedData/></b></r>",
+       "Multiple <RenderedData> elements found"}};
+  for (const auto& [xml, reason] : cases) {
+    const std::string message = std::string("Request XML data is invalid. ") + reason;
+    Log log;
+    EXPECT_EQ(refusalOf(toBase64(xml)), "104 " + message);
+    EXPECT_EQ(log.lines().back(), "ERROR " + message);
+  }
+  EXPECT_EQ(CertificateSelection::getInstance().keysAlive, 0);
+}
+
+TEST_F(XMLSignerTest, RefusesWhatIsNotBase64) {
+  using namespace std::string_literals;
+  const std::string good = toBase64(withParts());
+  for (const std::string& text :
+       {""s, "="s, good + "\n", " " + good, good.substr(1), good + '\0' + "AAA", "<r/>"s, "AA=A"s}) {
+    Log log;
+    EXPECT_EQ(refusalOf(text), "103 Request XML data is not valid base64") << text;
+    EXPECT_EQ(log.lines().back(), "ERROR Request XML data is not valid base64");
+  }
+  EXPECT_EQ(refusalOf(good), "signed");
+}
+
+TEST_F(XMLSignerTest, FailuresOfKeyAndLibrary) {
+  auto& selection = CertificateSelection::getInstance();
+  const std::tuple<std::function<void()>, std::string, std::string> failures[] = {
+      {[] { throw XSECException(XSECException::UnknownError, "library \xC3\xA9"); }, "XSECException",
+       ". Exception message = library"},
+      {[] { throw XSECCryptoException(XSECCryptoException::RSAError, "key"); }, "XSECCryptoException",
+       ". Exception message = key"},
+      {[] { throw std::bad_alloc(); }, "unknown exception", ""}};
+  for (const auto& [raise, kind, detail] : failures) {
+    for (const char* step : {"initialising signing certificate", "during signature loading"}) {
+      SetUp();
+      (std::string(step).front() == 'i' ? selection.onKeySetUp : selection.onModulus) = raise;
+      const std::string message = "Caught " + kind + " " + step + detail;
+      Log log;
+      EXPECT_EQ(refusalOf(toBase64(withParts())).substr(0, message.size() + 4), "105 " + message);
+      EXPECT_EQ(log.lines().back().substr(0, message.size() + 6), "ERROR " + message);
+      EXPECT_EQ(selection.keysAlive, 0);
+    }
+  }
+  SetUp();
+  const std::string certificate = selection.certificateBase64;
+  selection.certificateBase64 = "AAAA";
+  EXPECT_EQ(refusalOf(toBase64(withParts())).substr(0, 60),
+            "105 Caught XSECCryptoException during signature loading. Exc");
+  selection.certificateBase64 = certificate;
+  EXPECT_EQ(refusalOf(toBase64("<!DOCTYPE r [<!ENTITY e '<RenderedData/>'>]><r><CounterpartData/>&e;</r>")),
+            "105 Caught unknown exception during signature loading");
+}
+
+std::string repeated(const std::string& text, std::size_t count) {
+  std::string result;
+  while (count-- > 0) result += text;
+  return result;
+}
+
+/** Ten entities, each of them ten times the one before; `percent` is how one of them refers to another. */
+std::string laughs(const std::string& kind, const std::string& reference) {
+  std::string text = "<!ENTITY " + kind + "l0 ''>";
+  for (int i = 1; i < 10; ++i) {
+    text += "<!ENTITY " + kind + "l" + std::to_string(i) + " '" +
+            repeated(reference + "l" + std::to_string(i - 1) + ";", 10) + "'>";
+  }
+  return text;
+}
+
+TEST_F(XMLSignerTest, HostileAndMalformedDocuments) {
+  const auto doctype = [](const std::string& subset, const std::string& after = "") {
+    return withParts("<!DOCTYPE r [" + subset + "]>", after);
+  };
+  const std::string tooLarge = "103 The document expands too many or too large entities";
+  const std::string outside =
+      "103 The document refers to 'file:///etc/hostname', and nothing outside the document is read";
+  const std::string big = "<!ENTITY a '" + std::string(1 << 20, 'a') + "'>";
+  const std::string numbered = [] {
+    std::string text;
+    for (int i = 0; i < 60000; ++i) text += "<n" + std::to_string(i) + "/>";
+    return text;
+  }();
+  const std::string attributes = [] {
+    std::string text;
+    for (int i = 0; i < 10001; ++i) text += " a" + std::to_string(i) + "=''";
+    return text;
+  }();
+  const std::u16string wideText = u"\uFEFF" + toUtf16(withParts());
+  const std::string wide(reinterpret_cast<const char*>(wideText.data()), wideText.size() * 2);
+  using namespace std::string_literals;
+  const std::pair<std::string, std::string> cases[] = {
+      {"", "103 Request XML data"},
+      // What the parser takes for the end.
+      {withParts() + "\0"s, "103 Request XML data holds a character U+0000"},
+      {withParts() + "\n\0<x/>"s, "103 Request XML data holds a character U+0000"},
+      {wide + "\0\0x\0"s, "103 Request XML data holds a character U+0000"},
+      {wide + "x", "103 Request XML data ends within a character"},
+      {withParts() + "\xE2\x82", "103 Request XML data is not valid UTF-8"},
+      {withParts() + std::string(200000, ' ') + "\xFFjunk", "103 Request XML data is not valid UTF-8"},
+      {wide + "\n\0"s, "signed"},
+      {"junk", "103 invalid document structure (line 1, column 1)"},
+      {withParts() + "text", "103 comment or processing instruction expected"},
+      {withParts().substr(0, 69), "103 input ended before"},
+      {withParts("", "<a>\n</b>"), "103 expected end of tag 'a' (line 2, column 3)"},
+      {withParts("", "&nope;"), "103 entity 'nope' not found"},
+      {withParts("", "\xFF text"), "103 invalid byte"},
+      {withParts("<?xml version='1.0' encoding='klingon'?>"), "103 unable to create converter for 'KLINGON'"},
+      // What stands outside of the document.
+      {withParts("<!DOCTYPE r SYSTEM 'file:///etc/hostname'>"), "signed"},
+      {withParts("<!DOCTYPE r SYSTEM 'file:///etc/hostname'>", "&x;"), "103 entity 'x' not found"},
+      {doctype("<!ENTITY x SYSTEM 'file:///etc/hostname'>"), "signed"},
+      {doctype("<!ENTITY x SYSTEM 'file:///etc/hostname'>", "&x;"), outside},
+      {doctype("<!ENTITY % x SYSTEM 'file:///etc/hostname'>%x;"), outside},
+      {doctype("%x;"), "103 entity 'x' not found"},
+      {doctype("<!ENTITY % x ''>%x;", "&y;"), "103 entity 'y' not found"},
+      {doctype("<!ENTITY % x ''>%x;<!ATTLIST a b CDATA '&y;'>"), "103 entity 'y' not found"},
+      {withParts("<r xmlns:x='http://www.w3.org/2001/XMLSchema-instance' "
+                 "x:noNamespaceSchemaLocation='file:///etc/hostname'>") +
+           "</r>",
+       "signed"},
+      // Expansion.
+      {doctype(laughs("", "&"), "&l9;"), tooLarge},
+      {doctype(laughs("", "&"), "<a b='&l9;'/>"), tooLarge},
+      {doctype(laughs("", "&") + "<!ATTLIST a b CDATA '&l9;'>"), tooLarge},
+      {doctype(laughs("% ", "&#37;") + "%l9;"), tooLarge},
+      {doctype(big, repeated("&a;", 50)), tooLarge},
+      {doctype(big, "<a b='" + repeated("&a;", 50) + "'/>"), tooLarge},
+      {doctype(big + "<!ATTLIST a b CDATA '" + repeated("&a;", 50) + "'>"), tooLarge},
+      {doctype(big, repeated("&a;", 3)), "signed"},
+      {doctype("<!ENTITY a '&b;'><!ENTITY b '&a;'>", "&a;"), "103 recursive entity expansion"},
+      {doctype("<!ATTLIST a b CDATA '" + std::string(1 << 20, 'a') + "'>", repeated("<a/>", 1000)),
+       "103 The document needs too much memory"},
+      // Depth and numbers.
+      {repeated("<r>", 999) + kParts + repeated("</r>", 999), "signed"},
+      {repeated("<r>", 1000) + kParts + repeated("</r>", 1000),
+       "104 Request XML data is invalid. Elements are nested too deeply"},
+      {repeated("<r>", 100000), "104 Request XML data is invalid. Elements are nested too deeply"},
+      {withParts("", numbered), "103 The document has too many names"},
+      {withParts("", "<a" + attributes + "/>"), "103 An element has too many attributes"},
+      {doctype(repeated("<!ATTLIST a b CDATA ''>", 501)), "103 The document declares too many attributes"},
+      {withParts("", repeated("<!---->", 100000)), "signed"},
+  };
+  for (const auto& [xml, expected] : cases) {
+    const std::string outcome = refusalOf(toBase64(xml));
+    EXPECT_EQ(outcome.substr(0, expected.size()), expected) << xml.substr(0, 300) << "\n" << outcome;
+  }
+  EXPECT_EQ(refusalOf(toBase64(withParts())), "signed");
+}
+
+}  // namespace

@@ -1,0 +1,89 @@
+#include "vornctl/AtomicFile.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <string_view>
+#include <system_error>
+#include <utility>
+
+namespace vornctl {
+namespace {
+
+namespace fs = std::filesystem;
+
+[[noreturn]] void fail(const fs::path& path) {
+  throw std::system_error(errno, std::generic_category(), path.string());
+}
+
+class Descriptor {
+ public:
+  explicit Descriptor(int descriptor) : descriptor_(descriptor) {}
+  ~Descriptor() { close(); }
+  Descriptor(const Descriptor&) = delete;
+  Descriptor& operator=(const Descriptor&) = delete;
+
+  int get() const { return descriptor_; }
+  bool close() {
+    const int descriptor = std::exchange(descriptor_, -1);
+    return descriptor < 0 || ::close(descriptor) == 0;
+  }
+
+ private:
+  int descriptor_;
+};
+
+bool writeAll(int descriptor, std::string_view bytes) {
+  while (!bytes.empty()) {
+    const ssize_t written = write(descriptor, bytes.data(), bytes.size());
+    if (written < 0 && errno == EINTR) continue;
+    if (written < 0) return false;
+    bytes.remove_prefix(static_cast<std::size_t>(written));
+  }
+  return true;
+}
+
+/** The rights that a new file gets. */
+mode_t newFileMode() {
+  const mode_t mask = umask(0);
+  umask(mask);
+  return 0644 & ~mask;
+}
+
+}  // namespace
+
+std::optional<std::string> readFile(const fs::path& path) {
+  Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  if (file.get() < 0 && (errno == ENOENT || errno == ENOTDIR)) return std::nullopt;
+  if (file.get() < 0) fail(path);
+  std::string bytes;
+  char buffer[65536];
+  while (true) {
+    const ssize_t count = read(file.get(), buffer, sizeof buffer);
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0) fail(path);
+    if (count == 0) return bytes;
+    bytes.append(buffer, static_cast<std::size_t>(count));
+  }
+}
+
+void writeFileAtomically(const fs::path& path, const std::string& bytes) {
+  std::string temporary = path.parent_path() / ("." + path.filename().string() + ".XXXXXX");
+  Descriptor file(mkstemp(temporary.data()));
+  if (file.get() < 0) fail(path);
+  const bool done = writeAll(file.get(), bytes) && fchmod(file.get(), newFileMode()) == 0 &&
+                    fsync(file.get()) == 0 && file.close() &&
+                    std::rename(temporary.c_str(), path.c_str()) == 0;
+  if (!done) {
+    const int cause = errno;
+    unlink(temporary.c_str());
+    errno = cause;
+    fail(path);
+  }
+}
+
+}  // namespace vornctl

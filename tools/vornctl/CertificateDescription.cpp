@@ -1,0 +1,70 @@
+#include "vornctl/CertificateDescription.h"
+
+#include "mac/app/CFValues.h"
+#include "mac/app/CertificateDetails.h"
+#include "mac/app/CertificateMatching.h"
+#include "mac/app/CertificateProperties.h"
+
+namespace vornctl {
+namespace {
+
+std::vector<std::string> emailsOf(SecCertificateRef certificate) {
+  std::vector<std::string> texts;
+  CFRef<CFArrayRef> addresses;
+  SecCertificateCopyEmailAddresses(certificate, addresses.out());
+  for (CFIndex i = 0; i < countOf(addresses.get()); ++i) {
+    const auto* const address =
+        ofType<CFStringRef>(CFArrayGetValueAtIndex(addresses.get(), i), CFStringGetTypeID());
+    if (const auto text = utf8Text(address)) texts.push_back(*text);
+  }
+  return texts;
+}
+
+/** The data items of a section, each as the text that `toText` makes of it. */
+template <typename ToText>
+std::vector<std::string> textsOf(CFDictionaryRef values, CFStringRef oid, ToText toText) {
+  std::vector<std::string> texts;
+  const CFArrayRef section = certificateSection(values, oid);
+  for (CFIndex i = 0; i < countOf(section); ++i) {
+    if (const CFDataRef data = dataInSection(section, i); data != nullptr) texts.push_back(toText(data));
+  }
+  return texts;
+}
+
+std::string localTime(CFAbsoluteTime time) {
+  constexpr std::size_t kThroughMinutes = sizeof "2030-07-01T00:00" - 1;
+  std::string text = formatCertificateDate(time).substr(0, kThroughMinutes);
+  if (const std::size_t separator = text.find('T'); separator != std::string::npos) text[separator] = ' ';
+  return text;
+}
+
+}  // namespace
+
+CertificateDescription describe(SecCertificateRef certificate) {
+  CertificateDescription description;
+  CFRef<CFStringRef> name;
+  if (SecCertificateCopyCommonName(certificate, name.out()) == errSecSuccess) {
+    description.name = utf8Text(name.get()).value_or("");
+  }
+  description.emails = emailsOf(certificate);
+  const CFRef<CFDictionaryRef> values = copySelectionValues(certificate);
+  if (!values) return description;
+  description.abns = textsOf(values.get(), abnExtensionOID(),
+                             [](CFDataRef data) { return abnText(data).value_or("unreadable"); });
+  description.akis = textsOf(values.get(), kSecOIDAuthorityKeyIdentifier, hexText);
+  description.serial = utf8Text(certificateString(values.get(), kSecOIDX509V1SerialNumber)).value_or("");
+  description.issuer = getIssuerName(values.get());
+  const CFAbsoluteTime notAfter = certificateTime(values.get(), kSecOIDX509V1ValidityNotAfter);
+  description.expiry = localTime(notAfter);
+  description.expired = CFAbsoluteTimeGetCurrent() > notAfter;
+  description.maySign = isSigningCertificate(values.get());
+  return description;
+}
+
+std::string listed(const std::vector<std::string>& texts) {
+  std::string list;
+  for (const std::string& text : texts) list += (list.empty() ? "" : ", ") + text;
+  return list.empty() ? "-" : list;
+}
+
+}  // namespace vornctl

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <Security/Security.h>
+
+#include <string>
+#include <vector>
+
+namespace vornctl {
+
+/** What people want to know of a certificate, in the form in which the host compares and reports it. */
+struct CertificateDescription {
+  std::string name; /**< the subject's common name */
+  std::vector<std::string> emails = {};
+  std::vector<std::string> abns = {};
+  std::vector<std::string> akis = {};
+  std::string serial;
+  std::string issuer;
+  std::string expiry; /**< local time, without the Z that pages are given */
+  bool expired = false;
+  bool maySign = false; /**< key usage: digital signature */
+};
+
+CertificateDescription describe(SecCertificateRef certificate);
+
+/** The texts with commas between them; a dash when there are none. */
+std::string listed(const std::vector<std::string>& texts);
+
+}  // namespace vornctl

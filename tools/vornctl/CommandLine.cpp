@@ -1,0 +1,146 @@
+#include "vornctl/CommandLine.h"
+
+#include <CLI/CLI.hpp>
+#include <map>
+#include <memory>
+
+#include "shared/Version.h"
+#include "vornctl/Commands.h"
+
+namespace vornctl {
+namespace {
+
+const std::map<std::string, System> kSystems = {{"linux", System::kLinux}, {"macos", System::kMacOS}};
+
+constexpr const char* kFooter =
+    "Exit status: 0 fine, 1 a problem was found or something failed, 2 wrong usage.\n"
+    "Every command has its own help: vornctl COMMAND --help. More in the manual: man vornctl.";
+
+/** The options of a subcommand, which live as long as the parser. */
+template <typename Options>
+std::shared_ptr<Options> addCommand(CLI::App& app, CLI::App*& command, const char* name,
+                                    const char* description, int (*run)(const Options&), int& status) {
+  command = app.add_subcommand(name, description);
+  auto options = std::make_shared<Options>();
+  command->callback([options, run, &status] { status = run(*options); });
+  return options;
+}
+
+void addPlaces(CLI::App& command, RegisterOptions& options) {
+  command
+      .add_option("-b,--browser", options.request.browsers,
+                  "Only this browser (repeatable): chrome, chromium, ...")
+      ->check(CLI::IsMember(browserNames()).description(""))
+      ->type_name("NAME")
+      ->allow_extra_args(false);
+  command.add_flag_callback(
+      "--system", [&options] { options.request.scope = Scope::kSystem; },
+      "For all users of this computer instead of you");
+  command.add_flag("-n,--dry-run", options.request.dryRun, "Show what would be done, and do nothing");
+  command.add_option("--root", options.root, "Folder that stands for / (to put a package together)")
+      ->type_name("FOLDER");
+  command.add_option("--target-system", options.system, "Use the folders of linux or macos")
+      ->transform(CLI::CheckedTransformer(kSystems).description(""))
+      ->type_name("SYSTEM");
+}
+
+void addRegistration(CLI::App& app, int& status) {
+  CLI::App* command = nullptr;
+  auto options =
+      addCommand(app, command, "register", "Make the host known to the browsers", runRegister, status);
+  addPlaces(*command, *options);
+  command
+      ->add_option(
+          "-e,--extension-id", options->extensionIds,
+          "An extension that may start the host (repeatable): 32 letters for Chromium and its relatives, "
+          "name@domain or {GUID} for Firefox")
+      ->type_name("ID")
+      ->allow_extra_args(false);
+  command->add_option("--host", options->host, "The host's program file")->type_name("FILE");
+  command->add_flag("--all", options->request.evenIfMissing, "Also for browsers that are not found");
+
+  options = addCommand(app, command, "unregister", "Remove what register wrote", runUnregister, status);
+  addPlaces(*command, *options);
+}
+
+void addUser(CLI::App& command, User& user, bool required) {
+  command.add_option("--name", user.name, "Common name of the certificate's subject")
+      ->type_name("TEXT")
+      ->required(required);
+  command.add_option("--email", user.email, "E-mail address in the certificate")
+      ->type_name("ADDRESS")
+      ->required(required);
+  command.add_option("--abn", user.abn, "Australian Business Number in the certificate")
+      ->type_name("NUMBER")
+      ->required(required);
+  command
+      .add_option("--aki", user.akis,
+                  "Key identifier of the authority, in hexadecimal without separators (repeatable)")
+      ->type_name("HEX")
+      ->allow_extra_args(false)
+      ->required(required);
+}
+
+void addDiagnosis(CLI::App& app, int& status) {
+  CLI::App* command = nullptr;
+  const auto doctor =
+      addCommand(app, command, "doctor", "Look for what keeps pages from signing, and say what to do",
+                 runDoctor, status);
+  command->add_flag("--json", doctor->json, "Answer in JSON");
+  command
+      ->add_option("--root", doctor->root,
+                   "Folder that stands for / where browsers and manifests are looked for")
+      ->type_name("FOLDER");
+
+  const auto identities = addCommand(app, command, "identities",
+                                     "List the identities of the key store, and why each would sign or not",
+                                     runIdentities, status);
+  addUser(*command, identities->user, false);
+  command->add_flag("--json", identities->json, "Answer in JSON");
+}
+
+void addDocuments(CLI::App& app, int& status) {
+  CLI::App* command = nullptr;
+  const auto sign = addCommand(app, command, "sign", "Sign documents through the host", runSign, status);
+  command->add_option("FILE", sign->files, "The documents")->required();
+  addUser(*command, sign->user, true);
+  command->add_option("--algorithm", sign->algorithm, "RSA_SHA1, RSA_SHA256 (default) or RSA_SHA512")
+      ->check(CLI::IsMember({"RSA_SHA1", "RSA_SHA256", "RSA_SHA512"}).description(""))
+      ->type_name("NAME");
+  command
+      ->add_option("-o,--output", sign->output,
+                   "Where to write; a folder for several documents (FILE.signed.xml)")
+      ->type_name("PATH");
+  command->add_flag("-f,--force", sign->overwrite, "Overwrite files that are there");
+  command->add_option("--host", sign->host, "The host's program file")->type_name("PROGRAM");
+
+  const auto verify = addCommand(app, command, "verify",
+                                 "Check both signatures of documents and show who signed", runVerify, status);
+  command->add_option("FILE", verify->files, "The documents")->required();
+  command->add_flag("--json", verify->json, "Answer in JSON");
+}
+
+}  // namespace
+
+int runCommandLine(int count, char** arguments) {
+  CLI::App app("Registers the VORN signing host with browsers, looks for faults, signs and verifies.",
+               "vornctl");
+  app.set_version_flag("--version", std::string("vornctl ") + version::kFull);
+  app.require_subcommand(1);
+  app.footer(kFooter);
+  app.failure_message([](const CLI::App* at, const CLI::Error& error) {
+    return "vornctl: " + std::string(error.what()) + "\nTry: " + at->get_name() + " --help\n";
+  });
+  int status = kExitFine;
+  addRegistration(app, status);
+  addDiagnosis(app, status);
+  addDocuments(app, status);
+  try {
+    app.parse(count, arguments);
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error) == 0 ? kExitFine : kExitUsage;
+  }
+  return status;
+}
+
+}  // namespace vornctl

@@ -1,0 +1,8 @@
+#pragma once
+
+namespace vornctl {
+
+/** Reads the command line and runs the subcommand that it names. Returns the exit status. */
+int runCommandLine(int count, char** arguments);
+
+}  // namespace vornctl

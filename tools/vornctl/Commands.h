@@ -1,0 +1,55 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "vornctl/Identities.h"
+#include "vornctl/Registration.h"
+
+/** What the subcommands do, once the command line has been read. Each returns the exit status. */
+namespace vornctl {
+
+inline constexpr int kExitFine = 0;
+inline constexpr int kExitProblems = 1;
+inline constexpr int kExitUsage = 2;
+
+struct RegisterOptions {
+  RegistrationRequest request = {};
+  std::vector<std::string> extensionIds = {};
+  std::string host = {}; /**< empty for the one that is installed with vornctl */
+  std::string root = "/";
+  System system = buildSystem();
+};
+
+struct DoctorOptions {
+  bool json = false;
+  std::string root = "/"; /**< as in RegisterOptions; the host is started where it really is */
+};
+
+struct IdentitiesOptions {
+  User user = {};
+  bool json = false;
+};
+
+struct SignOptions {
+  std::vector<std::string> files = {};
+  User user = {};
+  std::string algorithm = "RSA_SHA256";
+  std::string output = {}; /**< a file or, for several documents, a folder; empty for FILE.signed.xml */
+  std::string host = {};
+  bool overwrite = false;
+};
+
+struct VerifyOptions {
+  std::vector<std::string> files = {};
+  bool json = false;
+};
+
+int runRegister(const RegisterOptions& options);
+int runUnregister(const RegisterOptions& options);
+int runDoctor(const DoctorOptions& options);
+int runIdentities(const IdentitiesOptions& options);
+int runSign(const SignOptions& options);
+int runVerify(const VerifyOptions& options);
+
+}  // namespace vornctl

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "vornctl/BrowserTable.h"
+#include "vornctl/ManifestCheck.h"
+
+/** Looks for what keeps a page from having a document signed. */
+namespace vornctl {
+
+enum class Severity { kFine, kNote, kProblem };
+
+struct Finding {
+  Severity severity;
+  std::vector<std::string> subjects; /**< the browsers, or other parts, that it concerns */
+  std::string cause;                 /**< or, if fine, what was found */
+  std::string remedy = {};           /**< empty if fine */
+  std::vector<std::string> files = {};
+};
+
+/**
+ * Checks the registration with every browser that is there, starts the host as the browsers would, and looks
+ * into the key store. What merely follows from another finding is left out, and one cause is one finding,
+ * however many browsers it concerns.
+ */
+std::vector<Finding> examine(const Places& places, const std::filesystem::path& installedHost);
+
+}  // namespace vornctl

@@ -1,0 +1,81 @@
+#include <algorithm>
+#include <iostream>
+
+#include "shared/json/jsonxx.h"
+#include "vornctl/Commands.h"
+#include "vornctl/Doctor.h"
+#include "vornctl/Host.h"
+#include "vornctl/Terminal.h"
+
+namespace vornctl {
+namespace {
+
+struct Appearance {
+  const char* word;
+  Colour colour;
+};
+
+Appearance appearanceOf(Severity severity) {
+  switch (severity) {
+    case Severity::kFine:
+      return {"ok", Colour::kGood};
+    case Severity::kNote:
+      return {"note", Colour::kWarning};
+    case Severity::kProblem:
+      return {"problem", Colour::kBad};
+  }
+  return {"", Colour::kPlain};
+}
+
+jsonxx::Array arrayOf(const std::vector<std::string>& texts) {
+  jsonxx::Array array;
+  for (const std::string& text : texts) array << jsonxx::Value(text);
+  return array;
+}
+
+jsonxx::Object jsonOf(const Finding& finding) {
+  jsonxx::Object object;
+  object.import("severity", appearanceOf(finding.severity).word);
+  object.import("subjects", arrayOf(finding.subjects));
+  object.import("files", arrayOf(finding.files));
+  object.import(finding.severity == Severity::kFine ? "found" : "cause", finding.cause);
+  if (!finding.remedy.empty()) object.import("remedy", finding.remedy);
+  return object;
+}
+
+void print(const Finding& finding) {
+  constexpr std::size_t kWordWidth = 9;
+  const Appearance appearance = appearanceOf(finding.severity);
+  const std::string word = appearance.word;
+  const std::string indent(kWordWidth, ' ');
+  std::string subjects;
+  for (const std::string& subject : finding.subjects) subjects += (subjects.empty() ? "" : ", ") + subject;
+  std::cout << coloured(appearance.colour, word) << std::string(kWordWidth - word.size(), ' ')
+            << coloured(Colour::kStrong, subjects) << ": " << printable(finding.cause) << "\n";
+  for (const std::string& file : finding.files)
+    std::cout << indent << coloured(Colour::kFaint, printable(file)) << "\n";
+  if (!finding.remedy.empty()) std::cout << indent << "-> " << printable(finding.remedy) << "\n";
+}
+
+}  // namespace
+
+int runDoctor(const DoctorOptions& options) {
+  const std::vector<Finding> findings = examine(Places::ofUser(buildSystem(), options.root), installedHost());
+  const auto problems = std::count_if(findings.begin(), findings.end(), [](const Finding& finding) {
+    return finding.severity == Severity::kProblem;
+  });
+  if (options.json) {
+    jsonxx::Array array;
+    for (const Finding& finding : findings) array << jsonxx::Value(jsonOf(finding));
+    jsonxx::Object report("findings", std::move(array));
+    report.import("problems", problems);
+    std::cout << report.json() << "\n";
+  } else {
+    for (const Finding& finding : findings) print(finding);
+    std::cout << (problems == 0 ? "\nNo problem was found.\n"
+                                : "\nProblems: " + std::to_string(problems) + "\n");
+  }
+  return problems == 0 ? kExitFine : kExitProblems;
+}
+
+}  // namespace vornctl

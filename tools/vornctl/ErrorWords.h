@@ -1,0 +1,19 @@
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+namespace vornctl {
+
+/** What an error code of the host means, for people. */
+struct ErrorWords {
+  std::uint32_t code;
+  std::string_view cause;
+  std::string_view remedy;
+  bool concernsAll; /**< the next document would fail alike */
+};
+
+/** For a code that is unknown here, words that say so. */
+const ErrorWords& wordsFor(std::uint32_t code);
+
+}  // namespace vornctl

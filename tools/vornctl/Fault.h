@@ -1,0 +1,14 @@
+#pragma once
+
+#include <string>
+
+namespace vornctl {
+
+/** Something that does not work: the reason, which is not the consequence of another, and what to do about
+ * it. */
+struct Fault {
+  std::string cause;
+  std::string remedy;
+};
+
+}  // namespace vornctl

@@ -1,0 +1,62 @@
+#include "vornctl/HostCheck.h"
+
+#include "shared/Version.h"
+#include "vornctl/HostProcess.h"
+
+namespace vornctl {
+namespace {
+
+constexpr std::chrono::seconds kPatience{10};
+constexpr int kNotFound = 102;
+
+std::string textOf(const jsonxx::Object& answer, const char* member) {
+  return answer.has<jsonxx::String>(member) ? answer.get<jsonxx::String>(member) : "";
+}
+
+/** A user whom nobody has: the host answers that there is none once it has looked. */
+jsonxx::Object requestForNobody() {
+  jsonxx::Object user;
+  user.import("name", "vornctl doctor");
+  user.import("email", "nobody@invalid");
+  user.import("abn", "0");
+  user.import("aki", jsonxx::Array(jsonxx::Value("00")));
+  jsonxx::Object request("type", "version");
+  request.import("user_details", std::move(user));
+  return request;
+}
+
+}  // namespace
+
+std::vector<Finding> checkHost(const HostStart& start) {
+  const std::string host = start.host.string();
+  const auto problem = [&host](const std::string& cause, const std::string& remedy) {
+    return Finding{Severity::kProblem, {"host"}, cause, remedy, {host}};
+  };
+  std::vector<Finding> findings;
+  try {
+    HostProcess process(start.host, start.arguments);
+    const jsonxx::Object answer = process.ask(jsonxx::Object("type", "version"), kPatience);
+    const std::string version = textOf(answer, "version");
+    findings.push_back({Severity::kFine, {"host"}, "answers, version " + version, "", {host}});
+    if (version != version::kFull) {
+      findings.push_back({Severity::kNote,
+                          {"host"},
+                          "the host has version " + version + ", this program " + version::kFull,
+                          "install both from one package",
+                          {host}});
+    }
+    const jsonxx::Object search = process.ask(requestForNobody(), kPatience);
+    const bool searched =
+        search.has<jsonxx::Number>("error_code") && search.get<jsonxx::Number>("error_code") == kNotFound;
+    if (!searched) {
+      findings.push_back(
+          problem("the host cannot search for certificates: " + textOf(search, "error_message"),
+                  "install the host again; vorn-signing.log in your home folder may tell more"));
+    }
+  } catch (const HostError& e) {
+    findings.push_back(problem(e.what(), "install the host again"));
+  }
+  return findings;
+}
+
+}  // namespace vornctl

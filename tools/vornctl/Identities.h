@@ -1,0 +1,54 @@
+#pragma once
+
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "vornctl/CertificateDescription.h"
+#include "vornctl/Fault.h"
+
+/** The identities of the key store, and how the host would choose among them. */
+namespace vornctl {
+
+/** What a request names; a member that is empty is not asked for. */
+struct User {
+  std::string name = {};
+  std::string email = {};
+  std::string abn = {};
+  std::vector<std::string> akis = {};
+
+  bool isEmpty() const { return name.empty() && email.empty() && abn.empty() && akis.empty(); }
+  bool isComplete() const { return !name.empty() && !email.empty() && !abn.empty() && !akis.empty(); }
+};
+
+struct IdentityReport {
+  CertificateDescription certificate;
+  std::string token;
+  bool locked = false;
+  /** Why a request of the user would pass it over; empty when all tests pass. */
+  std::vector<Fault> reasons = {};
+  bool named = false;    /**< it has the name that the user asks for */
+  bool selected = false; /**< the host would take this one */
+
+  /** Whether the host would sign with it: it takes an expired or a locked one too, and then fails. */
+  bool signs() const { return selected && !locked && !certificate.expired; }
+};
+
+/** The key store cannot be searched. */
+class KeyStoreError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+/**
+ * Every certificate with a private key, in the order of the search, judged by the host's own tests. Which one
+ * signs is said for a complete user only. Throws KeyStoreError; no key store, or an empty one, is an empty
+ * list.
+ */
+std::vector<IdentityReport> examineIdentities(const User& user);
+
+/** The one of the user's name with the fewest reasons against it; null when none has the name or one is
+ * selected. */
+const IdentityReport* nearestMiss(const std::vector<IdentityReport>& reports);
+
+}  // namespace vornctl

@@ -1,0 +1,139 @@
+#include <algorithm>
+#include <iostream>
+
+#include "linux/frameworks/Security/KeyStoreReport.h"
+#include "shared/json/jsonxx.h"
+#include "vornctl/Commands.h"
+#include "vornctl/Terminal.h"
+
+namespace vornctl {
+namespace {
+
+jsonxx::Array arrayOf(const std::vector<std::string>& texts) {
+  jsonxx::Array array;
+  for (const std::string& text : texts) array << jsonxx::Value(text);
+  return array;
+}
+
+jsonxx::Array arrayOf(const std::vector<Fault>& reasons) {
+  jsonxx::Array array;
+  for (const Fault& reason : reasons) {
+    jsonxx::Object object("cause", reason.cause);
+    object.import("remedy", reason.remedy);
+    array << jsonxx::Value(std::move(object));
+  }
+  return array;
+}
+
+jsonxx::Object jsonOf(const IdentityReport& report, const User& user) {
+  const CertificateDescription& certificate = report.certificate;
+  jsonxx::Object object;
+  object.import("name", certificate.name);
+  object.import("emails", arrayOf(certificate.emails));
+  object.import("abns", arrayOf(certificate.abns));
+  object.import("akis", arrayOf(certificate.akis));
+  object.import("serial", certificate.serial);
+  object.import("issuer", certificate.issuer);
+  object.import("expiry", certificate.expiry);
+  object.import("expired", certificate.expired);
+  object.import("may_sign", certificate.maySign);
+  object.import("token", report.token);
+  object.import("locked", report.locked);
+  if (!user.isEmpty()) object.import("reasons", arrayOf(report.reasons));
+  if (user.isComplete()) object.import("signs", report.signs());
+  return object;
+}
+
+const char* verdict(const IdentityReport& report, const User& user) {
+  if (!user.isComplete()) return "=> matches";
+  return report.signs() ? "=> signs" : "=> the host takes it";
+}
+
+void print(const IdentityReport& report, const User& user) {
+  const CertificateDescription& certificate = report.certificate;
+  std::cout << coloured(Colour::kStrong, printable(certificate.name.empty() ? "(no name)" : certificate.name))
+            << "\n";
+  Table table;
+  const auto add = [&table](const char* label, const std::string& text, Colour colour = Colour::kPlain) {
+    table.add({{std::string("  ") + label, Colour::kFaint}, {printable(text), colour}});
+  };
+  add("e-mail", listed(certificate.emails));
+  add("ABN", listed(certificate.abns));
+  add("AKI", listed(certificate.akis));
+  add("serial", certificate.serial);
+  add("issuer", certificate.issuer);
+  add("expires",
+      certificate.expiry + (certificate.expired ? " (expired: the host refuses to sign with it)" : ""),
+      certificate.expired ? Colour::kBad : Colour::kPlain);
+  add("token",
+      report.token + (report.locked ? " (locked: the host, which asks for no password, cannot sign)" : ""),
+      report.locked ? Colour::kBad : Colour::kPlain);
+  if (!certificate.maySign) add("key usage", "not for digital signatures", Colour::kBad);
+  std::cout << table.text();
+  if (!user.isEmpty() && report.reasons.empty()) {
+    std::cout << "  " << coloured(Colour::kGood, verdict(report, user)) << "\n";
+  }
+  for (const Fault& reason : report.reasons) {
+    std::cout << "  " << coloured(Colour::kWarning, "=> does not sign: " + printable(reason.cause)) << "\n";
+  }
+  std::cout << "\n";
+}
+
+/** What a complete user should do when nobody signs. */
+void printConclusion(const std::vector<IdentityReport>& reports, const User& user) {
+  const auto selected = std::find_if(reports.begin(), reports.end(),
+                                     [](const IdentityReport& report) { return report.selected; });
+  if (selected != reports.end()) {
+    if (selected->signs()) return;
+    const bool expired = selected->certificate.expired;
+    std::cout << coloured(Colour::kBad,
+                          "The host would take " + printable(selected->certificate.name) + " and fail")
+              << ": "
+              << (expired ? "the certificate has expired\n-> renew it" : "the token is locked\n-> unlock it")
+              << "\n";
+    return;
+  }
+  std::cout << coloured(Colour::kBad, "The host would sign with none of them.");
+  const IdentityReport* const nearest = nearestMiss(reports);
+  if (nearest == nullptr) {
+    std::cout << " None has the name \"" << user.name
+              << "\".\n-> ask for the name exactly as a certificate has it, or "
+              << "import the certificate with its private key\n";
+    return;
+  }
+  std::cout << " Nearest is " << printable(nearest->certificate.name) << ", serial "
+            << printable(nearest->certificate.serial) << ":\n";
+  for (const Fault& reason : nearest->reasons) {
+    std::cout << printable(reason.cause) << "\n-> " << printable(reason.remedy) << "\n";
+  }
+}
+
+void printEmpty() {
+  const auto folder = vorn::frameworks::keyDatabaseFolder();
+  if (folder.empty()) {
+    std::cout << "There is no key store. \"vornctl doctor\" tells how to make one.\n";
+  } else {
+    std::cout << "The key store " << folder.string() << " holds no certificate with a private key.\n";
+  }
+}
+
+}  // namespace
+
+int runIdentities(const IdentitiesOptions& options) {
+  const std::vector<IdentityReport> reports = examineIdentities(options.user);
+  if (options.json) {
+    jsonxx::Array array;
+    for (const IdentityReport& report : reports) array << jsonxx::Value(jsonOf(report, options.user));
+    std::cout << jsonxx::Object("identities", std::move(array)).json() << "\n";
+  } else {
+    for (const IdentityReport& report : reports) print(report, options.user);
+    if (reports.empty()) printEmpty();
+  }
+  if (!options.json && options.user.isComplete() && !reports.empty()) printConclusion(reports, options.user);
+  const bool found = std::any_of(reports.begin(), reports.end(), [&](const IdentityReport& report) {
+    return options.user.isComplete() ? report.signs() : report.reasons.empty();
+  });
+  return found ? kExitFine : kExitProblems;
+}
+
+}  // namespace vornctl

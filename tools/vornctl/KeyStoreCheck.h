@@ -1,0 +1,12 @@
+#pragma once
+
+#include <vector>
+
+#include "vornctl/Doctor.h"
+
+namespace vornctl {
+
+/** Looks for the user's key store and for an identity in it that could sign. */
+std::vector<Finding> checkKeyStore();
+
+}  // namespace vornctl

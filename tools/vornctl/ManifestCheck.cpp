@@ -1,0 +1,157 @@
+#include "vornctl/ManifestCheck.h"
+
+#include <unistd.h>
+
+#include <nlohmann/json.hpp>
+#include <set>
+#include <system_error>
+
+#include "vornctl/AtomicFile.h"
+#include "vornctl/ExtensionIds.h"
+#include "vornctl/HostManifest.h"
+
+namespace vornctl {
+namespace {
+
+namespace fs = std::filesystem;
+using nlohmann::json;
+
+constexpr const char* kRegisterAgain = "run \"vornctl register\", which writes it anew";
+
+bool isStartable(const fs::path& program) {
+  std::error_code unreadable;
+  return fs::is_regular_file(program, unreadable) && access(program.c_str(), X_OK) == 0;
+}
+
+/** The member's text; null when there is none. */
+const std::string* textOf(const json& manifest, const char* member) {
+  const auto found = manifest.find(member);
+  return found != manifest.end() ? found->get_ptr<const std::string*>() : nullptr;
+}
+
+class Check {
+ public:
+  Check(Family family, const fs::path& installedHost) : family_(family), installedHost_(installedHost) {}
+
+  ManifestCheck run(const std::string& text) {
+    json manifest;
+    try {
+      manifest = json::parse(text);
+    } catch (const json::parse_error& e) {
+      blame(std::string("the manifest is no valid JSON (") + e.what() + ")");
+      return result_;
+    }
+    if (!manifest.is_object()) {
+      blame("the manifest is no JSON object");
+      return result_;
+    }
+    checkTexts(manifest);
+    checkPath(manifest);
+    checkExtensions(manifest);
+    if (family_ == Family::kFirefox) checkMembers(manifest);
+    return result_;
+  }
+
+ private:
+  void blame(const std::string& cause, const std::string& remedy = kRegisterAgain) {
+    result_.faults.push_back({cause, remedy});
+  }
+
+  void checkTexts(const json& manifest) {
+    const std::string* const name = textOf(manifest, "name");
+    if (name == nullptr || *name != kHostName) {
+      blame("the manifest's \"name\" is " + (name == nullptr ? "missing" : "\"" + *name + "\"") +
+            ", not the name of its file, \"" + kHostName + "\"");
+    }
+    const std::string* const description = textOf(manifest, "description");
+    if (description == nullptr || description->empty()) blame("the manifest has no \"description\"");
+    const std::string* const type = textOf(manifest, "type");
+    if (type == nullptr || *type != "stdio") blame("the manifest's \"type\" is not \"stdio\"");
+  }
+
+  void checkPath(const json& manifest) {
+    const std::string* const path = textOf(manifest, "path");
+    if (path == nullptr) return blame("the manifest has no \"path\" of the host");
+    if (!fs::path(*path).is_absolute())
+      return blame("the manifest's \"path\" is not absolute: \"" + *path + "\"");
+    result_.host = *path;
+    if (const auto fault = checkProgram(*path, installedHost_)) result_.faults.push_back(*fault);
+  }
+
+  void checkExtensions(const json& manifest) {
+    const char* const member = family_ == Family::kChromium ? "allowed_origins" : "allowed_extensions";
+    const auto allowed = manifest.find(member);
+    if (allowed == manifest.end() || !allowed->is_array() || allowed->empty()) {
+      return blame(std::string("the manifest names no extension in \"") + member + "\"",
+                   "run \"vornctl register --extension-id ID\"");
+    }
+    for (const json& entry : *allowed) {
+      const auto* const text = entry.get_ptr<const std::string*>();
+      if (const std::string reason = text != nullptr ? refusalOf(*text) : "it is no text"; !reason.empty()) {
+        blame("one bad entry in \"" + std::string(member) +
+                  "\" makes browsers refuse the whole manifest: " + entry.dump() + ": " + reason,
+              "run \"vornctl register --extension-id ID\" with the right id");
+      } else if (result_.extension.empty()) {
+        result_.extension = *text;
+      }
+    }
+  }
+
+  /** Why an entry is not well-formed; empty when it is. */
+  std::string refusalOf(const std::string& entry) const {
+    constexpr std::string_view kScheme = "chrome-extension://";
+    std::string id = entry;
+    if (family_ == Family::kChromium) {
+      if (!entry.starts_with(kScheme)) return "it does not begin with chrome-extension://";
+      if (!entry.ends_with('/')) return "the slash at the end is missing";
+      id = entry.substr(kScheme.size(), entry.size() - kScheme.size() - 1);
+    }
+    try {
+      return familyOfExtension(id) == family_ ? "" : "that is an id for other browsers";
+    } catch (const BadExtensionId& e) {
+      return e.what();
+    }
+  }
+
+  void checkMembers(const json& manifest) {
+    static const std::set<std::string> kKnown = {"name", "description", "path", "type", "allowed_extensions"};
+    for (const auto& [member, value] : manifest.items()) {
+      if (kKnown.count(member) == 0) blame("Firefox refuses a manifest with the member \"" + member + "\"");
+    }
+  }
+
+  Family family_;
+  const fs::path& installedHost_;
+  ManifestCheck result_;
+};
+
+}  // namespace
+
+std::optional<Fault> checkProgram(const fs::path& program, const fs::path& installedHost) {
+  if (isStartable(program)) return std::nullopt;
+  std::error_code unreadable;
+  if (fs::is_regular_file(program, unreadable)) {
+    return Fault{"the host " + program.string() + " is not executable", "chmod 755 " + program.string()};
+  }
+  if (program != installedHost && isStartable(installedHost)) {
+    return Fault{"the manifest is stale: it names the host " + program.string() +
+                     ", which is no longer there; the host is " + installedHost.string(),
+                 kRegisterAgain};
+  }
+  return Fault{"the host " + program.string() + " is missing: it has been removed or moved",
+               "install the host again, then run \"vornctl register\""};
+}
+
+std::optional<ManifestCheck> checkManifest(const fs::path& file, Family family,
+                                           const fs::path& installedHost) {
+  try {
+    const auto text = readFile(file);
+    if (!text) return std::nullopt;
+    return Check(family, installedHost).run(*text);
+  } catch (const std::system_error& e) {
+    return ManifestCheck{
+        {{"the manifest cannot be read: " + e.code().message(), "let its owner be you: " + file.string()}}};
+  }
+}
+
+}  // namespace vornctl

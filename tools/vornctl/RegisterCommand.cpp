@@ -1,0 +1,99 @@
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <iostream>
+
+#include "vornctl/Commands.h"
+#include "vornctl/Host.h"
+#include "vornctl/Terminal.h"
+
+namespace vornctl {
+namespace {
+
+namespace fs = std::filesystem;
+
+Colour colourOf(Action action) {
+  switch (action) {
+    case Action::kFailed:
+      return Colour::kBad;
+    case Action::kSkipped:
+    case Action::kKept:
+      return Colour::kFaint;
+    default:
+      return Colour::kGood;
+  }
+}
+
+void print(const std::vector<Outcome>& outcomes, bool dryRun) {
+  Table table;
+  for (const Outcome& outcome : outcomes) {
+    std::string last = outcome.file.string();
+    if (!outcome.reason.empty()) last += (last.empty() ? "" : ": ") + outcome.reason;
+    table.add({{outcome.browser}, {wordFor(outcome.action, dryRun), colourOf(outcome.action)}, {last}});
+  }
+  std::cout << table.text();
+}
+
+bool anyHas(const std::vector<Outcome>& outcomes, std::initializer_list<Action> actions) {
+  return std::any_of(outcomes.begin(), outcomes.end(), [&](const Outcome& outcome) {
+    return std::find(actions.begin(), actions.end(), outcome.action) != actions.end();
+  });
+}
+
+void noteForeignHome(const RegisterOptions& options) {
+  if (options.request.scope == Scope::kUser && geteuid() == 0 && std::getenv("SUDO_USER") != nullptr) {
+    std::cerr
+        << "vornctl: note: this concerns the browsers of the user root; without sudo it concerns yours, with "
+           "--system everybody's\n";
+  }
+}
+
+/** Absolute, as browsers demand. */
+fs::path hostOf(const RegisterOptions& options) {
+  return options.host.empty() ? installedHost() : fs::absolute(options.host).lexically_normal();
+}
+
+}  // namespace
+
+int runRegister(const RegisterOptions& options) {
+  const fs::path host = hostOf(options);
+  // A package is put together in a folder of its own, where the host has another path than it will have.
+  if (options.root == "/" && access(host.c_str(), X_OK) != 0) {
+    std::cerr << "vornctl: " << host.string()
+              << " is no program that can be started; name the host with --host\n";
+    return kExitProblems;
+  }
+  ExtensionIds ids;
+  try {
+    ids = readExtensionIds(options.extensionIds);
+  } catch (const BadExtensionId& e) {
+    std::cerr << "vornctl: " << e.what() << "\n";
+    return kExitUsage;
+  }
+  if (ids.chromium.empty() && ids.firefox.empty()) {
+    std::cerr << "vornctl: name the extension that may start the host with --extension-id; this build has "
+                 "none of its "
+                 "own\n";
+    return kExitUsage;
+  }
+  noteForeignHome(options);
+  const auto outcomes =
+      registerHost(Places::ofUser(options.system, options.root), options.request, host, ids);
+  print(outcomes, options.request.dryRun);
+  if (!anyHas(outcomes, {Action::kWritten, Action::kUnchanged})) {
+    std::cerr << "vornctl: no browser was registered\n";
+    return kExitProblems;
+  }
+  return anyHas(outcomes, {Action::kFailed}) ? kExitProblems : kExitFine;
+}
+
+int runUnregister(const RegisterOptions& options) {
+  noteForeignHome(options);
+  const auto outcomes = unregisterHost(Places::ofUser(options.system, options.root), options.request);
+  print(outcomes, options.request.dryRun);
+  if (outcomes.empty()) std::cout << "Nothing is registered.\n";
+  return anyHas(outcomes, {Action::kFailed}) ? kExitProblems : kExitFine;
+}
+
+}  // namespace vornctl

@@ -1,0 +1,161 @@
+#include <cstdlib>
+#include <iostream>
+#include <memory>
+#include <system_error>
+
+#include "shared/Base64.h"
+#include "vornctl/AtomicFile.h"
+#include "vornctl/Commands.h"
+#include "vornctl/ErrorWords.h"
+#include "vornctl/Host.h"
+#include "vornctl/HostProcess.h"
+#include "vornctl/Terminal.h"
+
+namespace vornctl {
+namespace {
+
+namespace fs = std::filesystem;
+
+/** A card may take its time, and so may its owner. */
+constexpr std::chrono::seconds kPatience{300};
+
+struct Free {
+  void operator()(void* buffer) const { std::free(buffer); }
+};
+
+std::string encoded(const std::string& bytes) {
+  char* text = nullptr;
+  encodeBase64(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size(), &text);
+  return std::unique_ptr<char, Free>(text).get();
+}
+
+std::string decoded(const std::string& text) {
+  unsigned char* data = nullptr;
+  long length = 0;
+  decodeBase64(text.c_str(), &data, &length);
+  const std::unique_ptr<unsigned char, Free> owner(data);
+  if (length <= 0) throw HostError("the host's signed document is not base64");
+  return {reinterpret_cast<const char*>(data), static_cast<std::size_t>(length)};
+}
+
+jsonxx::Object requestFor(const SignOptions& options, const std::string& document) {
+  jsonxx::Array akis;
+  for (const std::string& aki : options.user.akis) akis << jsonxx::Value(aki);
+  jsonxx::Object user;
+  user.import("name", options.user.name);
+  user.import("email", options.user.email);
+  user.import("abn", options.user.abn);
+  user.import("aki", std::move(akis));
+  jsonxx::Object request;
+  request.import("type", "sign");
+  request.import("signature_algorithm", options.algorithm);
+  request.import("user_details", std::move(user));
+  request.import("xml_data", jsonxx::Array(jsonxx::Object("data", encoded(document))));
+  return request;
+}
+
+fs::path outputFor(const SignOptions& options, const std::string& file) {
+  std::error_code unreadable;
+  const std::string usual = file + ".signed.xml";
+  if (options.output.empty()) return usual;
+  return fs::is_directory(options.output, unreadable) ? fs::path(options.output) / fs::path(usual).filename()
+                                                      : fs::path(options.output);
+}
+
+/** The documents one after another through one host. */
+class Batch {
+ public:
+  explicit Batch(const SignOptions& options)
+      : options_(options), host_(options.host.empty() ? installedHost() : fs::absolute(options.host)) {}
+
+  int run() {
+    for (const std::string& file : options_.files) {
+      ++position_;
+      if (!sign(file)) ++failed_;
+      if (givenUp_) break;
+    }
+    const std::size_t left = options_.files.size() - position_;
+    if (left > 0) std::cerr << "vornctl: given up, " << left << " more would fail alike\n";
+    return failed_ > 0 ? kExitProblems : kExitFine;
+  }
+
+ private:
+  bool sign(const std::string& file) {
+    const fs::path output = outputFor(options_, file);
+    std::error_code unreadable;
+    if (!options_.overwrite && fs::exists(output, unreadable)) {
+      return complain(file, output.string() + " is there already; --force overwrites it");
+    }
+    try {
+      const auto document = readFile(file);
+      if (!document) return complain(file, "there is no such file");
+      const jsonxx::Object answer = host_.ask(requestFor(options_, *document), kPatience);
+      if (answer.get<jsonxx::String>("result") != "ok") return complainOf(file, answer);
+      writeFileAtomically(
+          output,
+          decoded(
+              answer.get<jsonxx::Array>("signed_data").get<jsonxx::Object>(0).get<jsonxx::String>("data")));
+      report(file, output, answer);
+      return true;
+    } catch (const std::system_error& e) {
+      return complain(file, e.code().message());
+    } catch (const HostError& e) {
+      givenUp_ = true;
+      return complain(file, e.what());
+    }
+  }
+
+  std::string progress() const {
+    const std::size_t count = options_.files.size();
+    return count > 1 ? "[" + std::to_string(position_) + "/" + std::to_string(count) + "] " : "";
+  }
+
+  void report(const std::string& file, const fs::path& output, const jsonxx::Object& answer) {
+    if (!signerNamed_) {
+      std::cout << "Signing as " << options_.user.name << ", certificate "
+                << printable(answer.get<jsonxx::String>("cert_serial")) << " of "
+                << printable(answer.get<jsonxx::String>("cert_issuer")) << ", valid until "
+                << answer.get<jsonxx::String>("cert_expiry").substr(0, 10) << "\n";
+      signerNamed_ = true;
+    }
+    std::cout << progress() << coloured(Colour::kGood, "signed") << "  " << file << " -> " << output.string()
+              << std::endl;
+  }
+
+  bool complain(const std::string& file, const std::string& message) {
+    std::cerr << "vornctl: " << progress() << file << ": " << message << "\n";
+    return false;
+  }
+
+  bool complainOf(const std::string& file, const jsonxx::Object& answer) {
+    const auto code = answer.has<jsonxx::Number>("error_code")
+                          ? static_cast<std::uint32_t>(answer.get<jsonxx::Number>("error_code"))
+                          : 0;
+    const ErrorWords& words = wordsFor(code);
+    givenUp_ = words.concernsAll;
+    const std::string detail =
+        answer.has<jsonxx::String>("error_message") ? answer.get<jsonxx::String>("error_message") : "";
+    return complain(file, std::string(words.cause) + " (" + std::to_string(code) + ", " + printable(detail) +
+                              "); " + std::string(words.remedy));
+  }
+
+  const SignOptions& options_;
+  HostProcess host_;
+  std::size_t position_ = 0;
+  std::size_t failed_ = 0;
+  bool givenUp_ = false;
+  bool signerNamed_ = false;
+};
+
+}  // namespace
+
+int runSign(const SignOptions& options) {
+  std::error_code unreadable;
+  if (options.files.size() > 1 && !options.output.empty() && !fs::is_directory(options.output, unreadable)) {
+    std::cerr << "vornctl: --output has to name a folder when there are several files\n";
+    return kExitUsage;
+  }
+  return Batch(options).run();
+}
+
+}  // namespace vornctl

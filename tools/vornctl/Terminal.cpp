@@ -1,0 +1,77 @@
+#include "vornctl/Terminal.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+
+namespace vornctl {
+namespace {
+
+bool wantsColour() {
+  const char* const refusal = std::getenv("NO_COLOR");
+  const char* const terminal = std::getenv("TERM");
+  return (refusal == nullptr || *refusal == '\0') &&
+         (terminal == nullptr || std::string_view(terminal) != "dumb") && isatty(STDOUT_FILENO) != 0;
+}
+
+std::string_view codeOf(Colour colour) {
+  switch (colour) {
+    case Colour::kGood:
+      return "32";
+    case Colour::kWarning:
+      return "33";
+    case Colour::kBad:
+      return "31";
+    case Colour::kFaint:
+      return "2";
+    case Colour::kStrong:
+      return "1";
+    case Colour::kPlain:
+      break;
+  }
+  return "";
+}
+
+}  // namespace
+
+std::string coloured(Colour colour, std::string_view text) {
+  static const bool wanted = wantsColour();
+  const std::string_view code = codeOf(colour);
+  if (!wanted || code.empty() || text.empty()) return std::string(text);
+  return "\x1b[" + std::string(code) + "m" + std::string(text) + "\x1b[0m";
+}
+
+std::size_t widthOf(std::string_view text) {
+  return static_cast<std::size_t>(std::count_if(
+      text.begin(), text.end(), [](char byte) { return (static_cast<unsigned char>(byte) & 0xC0) != 0x80; }));
+}
+
+std::string printable(std::string_view text) {
+  std::string result(text);
+  std::replace_if(
+      result.begin(), result.end(), [](unsigned char byte) { return byte < 0x20 || byte == 0x7F; }, '?');
+  return result;
+}
+
+std::string Table::text() const {
+  std::vector<std::size_t> widths;
+  for (const auto& row : rows_) {
+    widths.resize(std::max(widths.size(), row.size()));
+    for (std::size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], widthOf(row[i].text));
+  }
+  std::string result;
+  for (const auto& row : rows_) {
+    std::string line;
+    std::string gap;
+    for (std::size_t i = 0; i < row.size(); ++i) {
+      if (!row[i].text.empty()) line += gap + coloured(row[i].colour, row[i].text);
+      if (!row[i].text.empty()) gap.clear();
+      gap.append(widths[i] - widthOf(row[i].text) + 2, ' ');
+    }
+    result += line + "\n";
+  }
+  return result;
+}
+
+}  // namespace vornctl

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+/** How vornctl writes for people. */
+namespace vornctl {
+
+enum class Colour { kPlain, kGood, kWarning, kBad, kFaint, kStrong };
+
+/** The text in the colour, if standard output is a terminal and NO_COLOR is not set. */
+std::string coloured(Colour colour, std::string_view text);
+
+/** Rows of equal cell counts, in columns as wide as their widest cell. */
+class Table {
+ public:
+  struct Cell {
+    std::string text;
+    Colour colour = Colour::kPlain;
+  };
+
+  void add(std::vector<Cell> row) { rows_.push_back(std::move(row)); }
+  bool empty() const { return rows_.empty(); }
+  std::string text() const;
+
+ private:
+  std::vector<std::vector<Cell>> rows_;
+};
+
+/** The columns that UTF-8 text takes, as far as counting its characters tells. */
+std::size_t widthOf(std::string_view text);
+
+/** A text from outside, safe to show: control characters, which terminals obey, become question marks. */
+std::string printable(std::string_view text);
+
+}  // namespace vornctl

@@ -1,0 +1,18 @@
+#include <log4cplus/logger.h>
+
+#include <exception>
+#include <iostream>
+
+#include "vornctl/CommandLine.h"
+#include "vornctl/Commands.h"
+
+int main(int count, char** arguments) {
+  try {
+    // The code that this program has in common with the host logs; here nobody has asked for a log.
+    log4cplus::Logger::getRoot().setLogLevel(log4cplus::OFF_LOG_LEVEL);
+    return vornctl::runCommandLine(count, arguments);
+  } catch (const std::exception& e) {
+    std::cerr << "vornctl: " << e.what() << "\n";
+    return vornctl::kExitProblems;
+  }
+}
