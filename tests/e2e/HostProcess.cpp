@@ -188,6 +188,12 @@ std::string HostProcess::ask(std::string_view request) {
   return read();
 }
 
+std::string HostProcess::readSome(std::size_t count) {
+  std::string bytes;
+  readBytes(bytes, count, Clock::now() + kPatience);
+  return bytes;
+}
+
 std::string HostProcess::readToEnd() {
   std::string bytes;
   while (readBytes(bytes, 1, Clock::now() + kPatience)) {

@@ -48,6 +48,8 @@ class HostProcess {
   /** The text of the next answer. */
   std::string read(std::chrono::milliseconds patience = kPatience);
   std::string ask(std::string_view request);
+  /** So many bytes of what the host writes. */
+  std::string readSome(std::size_t count);
   /** All that comes before the host closes its output. */
   std::string readToEnd();
 

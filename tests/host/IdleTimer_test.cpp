@@ -41,6 +41,11 @@ TEST(IdleTimer, waitsTwoMinutesUnlessToldOtherwise) {
   EXPECT_TRUE(timer.hasExpired(IdleTimer::Clock::now() + milliseconds(121000)));
 }
 
+TEST(IdleTimer, doesNotHeedTheClockOnTheWall) {
+  // Such a clock goes on by itself, whatever time of day somebody sets.
+  EXPECT_TRUE(IdleTimer::Clock::is_steady);
+}
+
 TEST(IdleTimer, neverExpiresWhileStoppedOrWithoutANumber) {
   const auto muchLater = IdleTimer::Clock::now() + std::chrono::hours(1000);
   IdleTimer timer;

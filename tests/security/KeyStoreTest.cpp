@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <filesystem>
 
+#include "linux/frameworks/Security/KeyStoreReport.h"
 #include "linux/frameworks/Security/NssError.h"
 #include "security/CertificateFiles.h"
 #include "security/Homes.h"
@@ -107,6 +108,8 @@ TEST(KeyStore, FindsIdentitiesByCommonName) {
       search(absent, errSecItemNotFound);
     }
     EXPECT_EQ(CFArrayGetCount(search("Zoë Curve").get()), 1);
+    EXPECT_FALSE(tokenOf(identityAt(search("Zoë Curve"), 0)).locked);
+    EXPECT_EQ(tokenOf(nullptr).name, "");
     // Two keys, one of them with two certificates; the certificate without a key makes no identity.
     const auto identities = search("Jane Citizen");
     ASSERT_EQ(CFArrayGetCount(identities.get()), 3);
@@ -226,7 +229,10 @@ TEST(KeyStore, PublicKeysDoNotSign) {
 
 TEST(KeyStore, PasswordIsNeitherNeededToFindNorAskedForToSign) {
   inHome(homeFolder("locked"), [] {
-    EXPECT_EQ(CFArrayGetCount(search("Jane Citizen").get()), 1);
+    const auto found = search("Jane Citizen");
+    ASSERT_EQ(CFArrayGetCount(found.get()), 1);
+    EXPECT_EQ(tokenOf(identityAt(found, 0)).name, "NSS Certificate DB");
+    EXPECT_TRUE(tokenOf(identityAt(found, 0)).locked);
     const Signed result = sign(keyOf("Jane Citizen"), std::vector<std::uint8_t>(20, 1), {});
     EXPECT_EQ(result.domain, "Internal CSSM error");
     EXPECT_EQ(result.code, -2147415840);

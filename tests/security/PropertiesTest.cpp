@@ -150,13 +150,25 @@ TEST(Properties, EmailAddresses) {
 }
 
 TEST(Properties, CommonNameIsTheLastOne) {
-  const auto nameOf = [](const char* file) {
-    const auto der = readFile(file);
-    return x509::commonName(*x509::readCertificate(der)).value_or("none");
-  };
-  EXPECT_EQ(nameOf("full.der"), "Jane Citizen");
-  EXPECT_EQ(nameOf("bmp.der"), "Zoë Ωmega");
-  EXPECT_EQ(nameOf("bare.der"), "none");
+  const struct {
+    const char* file;
+    const char* expected;
+    OSStatus status;
+  } rows[] = {{"full.der", "Jane Citizen", errSecSuccess},
+              {"bmp.der", "Zoë Ωmega", errSecSuccess},
+              {"bare.der", "", errSecInternal}};
+  for (const auto& row : rows) {
+    const auto der = readFile(row.file);
+    EXPECT_EQ(x509::commonName(*x509::readCertificate(der)).value_or(""), row.expected);
+    const auto data =
+        CFRef<CFDataRef>::adopt(CFDataCreate(nullptr, der.data(), static_cast<CFIndex>(der.size())));
+    const auto certificate =
+        CFRef<SecCertificateRef>::adopt(SecCertificateCreateWithData(nullptr, data.get()));
+    ASSERT_TRUE(certificate);
+    CFRef<CFStringRef> name;
+    EXPECT_EQ(SecCertificateCopyCommonName(certificate.get(), name.out()), row.status);
+    EXPECT_EQ(utf8Of(name.get()), row.expected);
+  }
 }
 
 TEST(Properties, ExpiryBeyond2050) {

@@ -98,6 +98,7 @@ class Examination {
     if (user_.isEmpty()) return report;
     const std::string encoded = encodeCertificate(certificate);
     report.reasons = reasons(report.certificate, certificate, encoded);
+    report.named = named_.count(encoded) > 0;
     report.selected = report.reasons.empty() && !selected_.empty() && encoded == selected_;
     if (report.reasons.empty() && user_.isComplete() && !report.selected) {
       report.reasons.push_back(
@@ -156,10 +157,13 @@ std::vector<IdentityReport> examineIdentities(const User& user) {
 }
 
 const IdentityReport* nearestMiss(const std::vector<IdentityReport>& reports) {
-  const auto nearest = std::min_element(
-      reports.begin(), reports.end(),
-      [](const IdentityReport& a, const IdentityReport& b) { return a.reasons.size() < b.reasons.size(); });
-  return nearest != reports.end() && !nearest->reasons.empty() ? &*nearest : nullptr;
+  const IdentityReport* nearest = nullptr;
+  for (const IdentityReport& report : reports) {
+    if (report.selected) return nullptr;
+    if (report.named && (nearest == nullptr || report.reasons.size() < nearest->reasons.size()))
+      nearest = &report;
+  }
+  return nearest;
 }
 
 }  // namespace vornctl

@@ -27,6 +27,7 @@ struct IdentityReport {
   bool locked = false;
   /** Why a request of the user would pass it over; empty when all tests pass. */
   std::vector<Fault> reasons = {};
+  bool named = false;    /**< it has the name that the user asks for */
   bool selected = false; /**< the host would take this one */
 
   /** Whether the host would sign with it: it takes an expired or a locked one too, and then fails. */
@@ -46,7 +47,8 @@ class KeyStoreError : public std::runtime_error {
  */
 std::vector<IdentityReport> examineIdentities(const User& user);
 
-/** The one with the fewest reasons against it, to explain to a complete user; null when one is selected. */
+/** The one of the user's name with the fewest reasons against it; null when none has the name or one is
+ * selected. */
 const IdentityReport* nearestMiss(const std::vector<IdentityReport>& reports);
 
 }  // namespace vornctl

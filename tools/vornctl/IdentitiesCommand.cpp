@@ -80,7 +80,7 @@ void print(const IdentityReport& report, const User& user) {
 }
 
 /** What a complete user should do when nobody signs. */
-void printConclusion(const std::vector<IdentityReport>& reports) {
+void printConclusion(const std::vector<IdentityReport>& reports, const User& user) {
   const auto selected = std::find_if(reports.begin(), reports.end(),
                                      [](const IdentityReport& report) { return report.selected; });
   if (selected != reports.end()) {
@@ -94,12 +94,17 @@ void printConclusion(const std::vector<IdentityReport>& reports) {
     return;
   }
   std::cout << coloured(Colour::kBad, "The host would sign with none of them.");
-  if (const IdentityReport* nearest = nearestMiss(reports)) {
-    std::cout << " Nearest is " << printable(nearest->certificate.name) << ", serial "
-              << printable(nearest->certificate.serial) << ":\n";
-    for (const Fault& reason : nearest->reasons) {
-      std::cout << printable(reason.cause) << "\n-> " << printable(reason.remedy) << "\n";
-    }
+  const IdentityReport* const nearest = nearestMiss(reports);
+  if (nearest == nullptr) {
+    std::cout << " None has the name \"" << user.name
+              << "\".\n-> ask for the name exactly as a certificate has it, or "
+              << "import the certificate with its private key\n";
+    return;
+  }
+  std::cout << " Nearest is " << printable(nearest->certificate.name) << ", serial "
+            << printable(nearest->certificate.serial) << ":\n";
+  for (const Fault& reason : nearest->reasons) {
+    std::cout << printable(reason.cause) << "\n-> " << printable(reason.remedy) << "\n";
   }
 }
 
@@ -124,7 +129,7 @@ int runIdentities(const IdentitiesOptions& options) {
     for (const IdentityReport& report : reports) print(report, options.user);
     if (reports.empty()) printEmpty();
   }
-  if (!options.json && options.user.isComplete() && !reports.empty()) printConclusion(reports);
+  if (!options.json && options.user.isComplete() && !reports.empty()) printConclusion(reports, options.user);
   const bool found = std::any_of(reports.begin(), reports.end(), [&](const IdentityReport& report) {
     return options.user.isComplete() ? report.signs() : report.reasons.empty();
   });

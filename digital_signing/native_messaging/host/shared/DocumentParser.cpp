@@ -229,9 +229,7 @@ void DocumentParser::doctypeDecl(const xercesc::DTDElementDecl& root, const XMLC
   // What is not declared in the document is not declared at all. Otherwise the scanner drops references to
   // undeclared entities in silence, as a declaration may stand in a part that it has not read.
   fScanner->*ScannerFlags::kStandalone = true;
-  const std::u16string system = withoutQuotes(systemId);
-  XercesDOMParser::doctypeDecl(root, publicId, systemId != nullptr ? system.c_str() : nullptr,
-                               hasInternalSubset, hasExternalSubset);
+  XercesDOMParser::doctypeDecl(root, publicId, systemId, hasInternalSubset, hasExternalSubset);
 }
 
 void DocumentParser::entityDecl(const xercesc::DTDEntityDecl& declaration, bool isParameterEntity,

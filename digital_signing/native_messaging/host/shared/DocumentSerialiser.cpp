@@ -7,6 +7,7 @@
 #include <xercesc/dom/DOMNamedNodeMap.hpp>
 
 #include "shared/NodeText.h"
+#include "shared/InternalSubsetText.h"
 #include "shared/TreeWalk.h"
 #include "shared/Utf8Writer.h"
 
@@ -74,7 +75,7 @@ class Writer {
     const bool isPublic = !viewOf(doctype.getPublicId()).empty();
     if (isPublic) write(" PUBLIC \"", doctype.getPublicId(), "\"");
     if (!viewOf(doctype.getSystemId()).empty()) {
-      write(isPublic ? " \"" : " SYSTEM \"", doctype.getSystemId(), "\"");
+      write(isPublic ? " " : " SYSTEM ", systemLiteral(doctype.getSystemId()), "");
     }
     if (!viewOf(doctype.getInternalSubset()).empty()) write(" [", doctype.getInternalSubset(), "]");
     out_ += '>';

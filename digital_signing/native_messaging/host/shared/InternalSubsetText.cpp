@@ -28,23 +28,17 @@ std::u16string externalIdText(const XMLCh* publicId, const XMLCh* systemId) {
   std::u16string text;
   if (publicId != nullptr) text.append(u" PUBLIC ").append(quoted(publicId, u""));
   if (systemId != nullptr) {
-    text.append(publicId == nullptr ? u" SYSTEM " : u" ").append(quoted(withoutQuotes(systemId), u""));
+    text.append(publicId == nullptr ? u" SYSTEM " : u" ").append(systemLiteral(systemId));
   }
   return text;
 }
 
 }  // namespace
 
-std::u16string withoutQuotes(const XMLCh* systemId) {
-  std::u16string text;
-  for (const char16_t c : viewOf(systemId)) {
-    if (c == u'"') {
-      text += u"%22";
-    } else {
-      text += c;
-    }
-  }
-  return text;
+std::u16string systemLiteral(const XMLCh* systemId) {
+  const std::u16string_view text = viewOf(systemId);
+  const char16_t quote = text.find(u'"') == std::u16string_view::npos ? u'"' : u'\'';
+  return quote + std::u16string(text) + quote;
 }
 
 std::u16string entityDeclarationText(const xercesc::DTDEntityDecl& declaration) {

@@ -19,5 +19,5 @@ std::u16string notationDeclarationText(const xercesc::XMLNotationDecl& declarati
 /** One attribute of an attribute-list declaration, without the list's frame. */
 std::u16string attributeDefinitionText(const xercesc::DTDAttDef& attribute);
 
-/** A system identifier that can stand between double quotes. */
-std::u16string withoutQuotes(const XMLCh* systemId);
+/** A system identifier between quotes that are not in it: it cannot hold both kinds. */
+std::u16string systemLiteral(const XMLCh* systemId);

@@ -8,8 +8,8 @@ struct ProtocolDescriptors {
 
 /**
  * Moves the two pipes away from descriptors 0 and 1, close-on-exec, and points 1 at standard error: no library can
- * write a byte between two frames. The first thing that a host does. A writer whose reader has gone gets an error
- * from here on, no signal.
+ * write a byte between two frames. The first thing that a host does. From here on a write to a
+ * reader that has gone, or to a file that may not grow, is an error and no signal.
  */
 ProtocolDescriptors takeProtocolDescriptors();
 

@@ -89,6 +89,8 @@ void parse(DocumentParser& parser, const DecodedText& xml) {
     if (viewOf(parser.getDocument()->getInputEncoding()) == u"UTF-8") requireUtf8(xml.text());
   } catch (const XMLDataParsingException& e) {
     fail<XMLDataParsingException>(e.message());
+  } catch (const InvalidXMLDataException& e) {
+    fail<InvalidXMLDataException>(e.message());
   } catch (const xercesc::XMLException& e) {
     fail<XMLDataParsingException>("Caught XMLException parsing request XML data. Exception message = " +
                                   toUtf8(e.getMessage()));

@@ -8,6 +8,7 @@
 #include <cstdlib>
 
 #include "Security/SecBase.h"
+#include "linux/frameworks/Security/KeyStoreLock.h"
 
 namespace vorn::frameworks {
 namespace {
@@ -115,7 +116,11 @@ OSStatus openKeyStore() {
   parameters.length = sizeof parameters;
   context = NSS_InitContext(("sql:" + folder.string()).c_str(), "", "", "", &parameters,
                             NSS_INIT_READONLY | NSS_INIT_NOROOTINIT | NSS_INIT_OPTIMIZESPACE);
-  return context != nullptr ? errSecSuccess : lastNssError().status;
+  if (context == nullptr) {
+    return lastNssError().status;
+  }
+  watchKeyStore(folder);
+  return errSecSuccess;
 }
 
 std::vector<TokenCertificate> listCertificates() {
@@ -139,17 +144,6 @@ std::vector<std::shared_ptr<const TokenKey>> listPrivateKeys() {
     }
   }
   return keys;
-}
-
-std::vector<Token> presentTokenList() {
-  std::vector<Token> tokens;
-  if (NSS_IsInitialized() == PR_FALSE) {
-    return tokens;
-  }
-  for (const Slot& slot : presentTokens()) {
-    tokens.push_back(describeToken(slot.get()));
-  }
-  return tokens;
 }
 
 }  // namespace vorn::frameworks

@@ -2,7 +2,6 @@
 
 #include <filesystem>
 #include <string>
-#include <vector>
 
 #include "Security/SecBase.h"
 
@@ -20,8 +19,5 @@ struct Token {
 
 /** The token that holds the identity's private key; without a name when `identity` is none. */
 Token tokenOf(SecIdentityRef identity);
-
-/** All tokens that are present, in the order of the search. Empty before the key store has been searched. */
-std::vector<Token> presentTokenList();
 
 }  // namespace vorn::frameworks

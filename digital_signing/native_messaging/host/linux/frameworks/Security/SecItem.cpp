@@ -3,6 +3,7 @@
 #include <limits>
 
 #include "linux/frameworks/Security/KeyStore.h"
+#include "linux/frameworks/Security/KeyStoreLock.h"
 #include "linux/frameworks/Security/SecObjects.h"
 
 namespace vorn::frameworks {
@@ -111,6 +112,9 @@ OSStatus copyMatching(CFDictionaryRef dictionary, CFTypeRef* result) {
   }
   if (const OSStatus status = openKeyStore(); status != errSecSuccess) {
     return status;
+  }
+  if (!waitForKeyStore()) {
+    return errSecNotAvailable;
   }
   std::vector<Owned<>> identities = findIdentities(*query);
   if (identities.empty()) {

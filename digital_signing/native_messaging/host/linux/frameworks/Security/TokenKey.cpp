@@ -5,6 +5,8 @@
 #include <secerr.h>
 #include <secitem.h>
 
+#include "linux/frameworks/Security/KeyStoreLock.h"
+
 namespace vorn::frameworks {
 namespace {
 
@@ -100,6 +102,10 @@ SECKEYPrivateKey* TokenKey::resolve() const {
 std::variant<std::vector<std::uint8_t>, NssError> TokenKey::sign(der::Bytes input) const {
   // Some failures in NSS leave no error of their own, and an older one must not speak for them.
   PR_SetError(SEC_ERROR_LIBRARY_FAILURE, 0);
+  if (PK11_IsInternal(slot_.get()) != PR_FALSE && !waitForKeyStore()) {
+    PR_SetError(SEC_ERROR_BAD_DATABASE, 0);
+    return lastNssError();
+  }
   SECKEYPrivateKey* key = resolve();
   if (key == nullptr) {
     return lastNssError();

@@ -1,0 +1,307 @@
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/mount.h>
+#include <sys/resource.h>
+
+#include <cstdio>
+#include <fstream>
+#include <memory>
+#include <regex>
+#include <set>
+
+#include "e2e/HostProcess.h"
+#include "e2e/Messages.h"
+#include "reliability/Token.h"
+
+/** What goes wrong around the host while it runs. Each ends as docs/reliability.md says. */
+namespace reliability {
+namespace {
+
+using namespace e2e;
+namespace fs = std::filesystem;
+
+const SignRequest& jane() {
+  static const SignRequest request{.documents = {{agreement()}}};
+  return request;
+}
+
+const SignRequest& max() {
+  static const SignRequest request{.name = "Max Several", .documents = {{agreement()}}};
+  return request;
+}
+
+void expectSigned(const Home& home, const std::string& answer) {
+  ASSERT_EQ(errorCode(answer), 0) << answer;
+  EXPECT_TRUE(verifies(home, fromBase64(text(answer, "data")), "CounterpartData", Trust::keyValue));
+}
+
+fs::path keyStore(const Home& home) {
+  return home.path() / ".pki" / "nssdb";
+}
+
+/** A document that takes some tenths of a second to sign. */
+std::string largeDocument() {
+  std::string inside;
+  while (inside.size() < 6000000) inside += "<Line Number=\"1\">A line of a document</Line>\n";
+  return agreement(inside);
+}
+
+TEST(Faults, LogThatCannotBeWritten) {
+  Home home("main");
+  fs::create_directory(home.logPath());
+  HostProcess host(home);
+  expectSigned(home, host.ask(jane().json()));
+  host.closeInput();
+  EXPECT_EQ(host.waitForExit(), 0);
+  EXPECT_EQ(host.standardError(), "");
+}
+
+TEST(Faults, LogThatIsTakenAway) {
+  Home home("main");
+  HostProcess host(home);
+  host.ask(kVersionRequest);
+  fs::remove(home.logPath());
+  fs::create_directory(home.logPath());
+  expectSigned(home, host.ask(jane().json()));
+  fs::remove(home.logPath());
+  for (int i = 0; i < 100; ++i) ASSERT_EQ(errorCode(host.ask(max().versionJson())), 0);
+}
+
+TEST(Faults, LogThatMayNotGrow) {
+  Home home("main");
+  HostProcess host(home);
+  host.ask(kVersionRequest);
+  const rlimit limit{200, 200};
+  ASSERT_EQ(prlimit(host.id(), RLIMIT_FSIZE, &limit, nullptr), 0);
+  expectSigned(home, host.ask(jane().json()));
+  expectSigned(home, host.ask(max().json()));
+  host.closeInput();
+  EXPECT_EQ(host.waitForExit(), 0);
+}
+
+/** A file system of its own for a home, as small as they come; needs the right to mount. */
+class SmallDisk {
+ public:
+  explicit SmallDisk(fs::path folder) : folder_(std::move(folder)) {
+    fs::create_directory(folder_);
+    mounted_ = mount("tmpfs", folder_.c_str(), "tmpfs", 0, "size=1m") == 0;
+  }
+  ~SmallDisk() {
+    if (mounted_) umount2(folder_.c_str(), MNT_DETACH);
+  }
+  SmallDisk(const SmallDisk&) = delete;
+  SmallDisk& operator=(const SmallDisk&) = delete;
+
+  bool isMounted() const { return mounted_; }
+  const fs::path& folder() const { return folder_; }
+  void fillUp() const {
+    std::ofstream filler(folder_ / "filler", std::ios::binary);
+    while (filler << std::string(4096, 'x') << std::flush) {
+    }
+  }
+
+ private:
+  fs::path folder_;
+  bool mounted_ = false;
+};
+
+TEST(Faults, DiskThatIsFull) {
+  Home home("main");
+  const SmallDisk disk(home.path() / "disk");
+  if (!disk.isMounted()) GTEST_SKIP() << "no right to mount a small disk";
+  fs::copy(home.path() / ".pki", disk.folder() / ".pki", fs::copy_options::recursive);
+  HostProcess host(home, {.homeFolder = disk.folder().string()});
+  host.ask(kVersionRequest);
+  disk.fillUp();
+  expectSigned(home, host.ask(jane().json()));
+  expectSigned(home, host.ask(max().json()));
+  HostProcess late(home, {.homeFolder = disk.folder().string()});
+  expectSigned(home, late.ask(jane().json()));
+}
+
+TEST(Faults, HomeThatIsMissing) {
+  Home home;
+  HostProcess host(home, {.homeFolder = (home.path() / "nowhere").string()});
+  EXPECT_EQ(errorCode(host.ask(jane().json())), 102);
+  EXPECT_EQ(errorCode(host.ask(kVersionRequest)), 0);
+  EXPECT_FALSE(fs::exists(home.path() / "nowhere"));
+}
+
+/** The files of the open key store live on until the host ends. */
+TEST(Faults, HomeThatDisappears) {
+  Home home("main");
+  HostProcess host(home);
+  host.ask(jane().versionJson());
+  for (const auto& entry : fs::directory_iterator(home.path())) fs::remove_all(entry);
+  EXPECT_EQ(errorCode(host.ask(kVersionRequest)), 0);
+  EXPECT_EQ(errorCode(host.ask(jane().json())), 0);
+}
+
+TEST(Faults, KeyStoreThatIsDeleted) {
+  Home home("main");
+  HostProcess host(home);
+  expectSigned(home, host.ask(jane().json()));
+  fs::remove_all(keyStore(home));
+  expectSigned(home, host.ask(jane().json()));
+  expectSigned(home, host.ask(max().json()));
+  HostProcess late(home);
+  EXPECT_EQ(errorCode(late.ask(jane().json())), 102);
+}
+
+TEST(Faults, KeyStoreThatIsReplaced) {
+  Home home("main");
+  HostProcess host(home);
+  host.ask(jane().versionJson());
+  const Home locked("locked");
+  for (const char* file : {"cert9.db", "key4.db"}) {
+    fs::copy_file(keyStore(locked) / file, keyStore(home) / "new");
+    fs::rename(keyStore(home) / "new", keyStore(home) / file);
+  }
+  expectSigned(home, host.ask(jane().json()));
+  expectSigned(home, host.ask(max().json()));
+  HostProcess late(home);
+  EXPECT_EQ(errorCode(late.ask(jane().json())), 102);
+  EXPECT_EQ(errorCode(late.ask(SignRequest{.aki = akiOf("locked"), .documents = {{agreement()}}}.json())),
+            105);
+}
+
+TEST(Faults, KeyStoreThatIsDamaged) {
+  Home home("main");
+  HostProcess host(home);
+  host.ask(jane().versionJson());
+  for (const char* file : {"cert9.db", "key4.db"}) {
+    std::fstream(keyStore(home) / file, std::ios::in | std::ios::out | std::ios::binary)
+        << std::string(8192, '\xff');
+  }
+  EXPECT_EQ(errorCode(host.ask(jane().json())), 105);
+  EXPECT_EQ(errorCode(host.ask(max().json())), 102);
+  EXPECT_EQ(errorCode(host.ask(kVersionRequest)), 0);
+  HostProcess late(home);
+  EXPECT_EQ(errorCode(late.ask(max().json())), 100);
+}
+
+/** Another process that holds a database for itself. */
+class Holder {
+ public:
+  explicit Holder(const fs::path& database)
+      : pipe_(popen(("exec python3 -c 'import sqlite3,sys\nc=sqlite3.connect(\"" + database.string() +
+                     "\",isolation_level=None)\nc.execute(\"BEGIN EXCLUSIVE\")\nopen(\"" + database.string() +
+                     ".held\",\"w\").close()\nsys.stdin.read()'")
+                        .c_str(),
+                    "we"),  // no host may inherit the end that lets the holder go
+
+              &pclose) {
+    const auto deadline = std::chrono::steady_clock::now() + kPatience;
+    while (!fs::exists(database.string() + ".held")) {
+      if (std::chrono::steady_clock::now() > deadline)
+        throw std::runtime_error("the database could not be held");
+    }
+  }
+  void release() { pipe_.reset(); }
+
+ private:
+  std::unique_ptr<FILE, int (*)(FILE*)> pipe_;
+};
+
+void expectAnsweredWhileHeld(const SignRequest& request, int code) {
+  Home home("main");
+  HostProcess host(home);
+  expectSigned(home, host.ask(jane().json()));
+  Holder certificates(keyStore(home) / "cert9.db");
+  Holder keys(keyStore(home) / "key4.db");
+  HostProcess late(home);
+  EXPECT_EQ(errorCode(late.ask(request.json())), 100);
+  const auto start = std::chrono::steady_clock::now();
+  EXPECT_EQ(errorCode(host.ask(request.json())), code);
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20))
+      << "NSS by itself waits for a minute";
+  certificates.release();
+  keys.release();
+  expectSigned(home, host.ask(request.json()));
+  expectSigned(home, late.ask(request.json()));
+}
+
+TEST(Faults, KeyStoreThatIsHeldDuringTheSearch) {
+  expectAnsweredWhileHeld(max(), 100);
+}
+
+TEST(Faults, KeyStoreThatIsHeldDuringTheSigning) {
+  expectAnsweredWhileHeld(jane(), 105);
+}
+
+const bool kHasTokenLibrary = fs::exists("/usr/lib/softhsm/libsofthsm2.so");
+
+TEST(Faults, KeyThatDoesNotBelongToItsCertificate) {
+  if (!kHasTokenLibrary) GTEST_SKIP() << "no software token";
+  Home home;
+  HostProcess host(home, {.environment = {installToken(home, TokenKey::ofAnother)}});
+  const std::string answer = host.ask(jane().json());
+  EXPECT_EQ(errorCode(answer), 105);
+  EXPECT_NE(text(answer, "error_message").find("Signature does not verify with the certificate's public key"),
+            std::string::npos)
+      << answer;
+  EXPECT_TRUE(texts(answer, "data").empty());
+}
+
+TEST(Faults, TokenThatIsRemoved) {
+  if (!kHasTokenLibrary) GTEST_SKIP() << "no software token";
+  Home home;
+  HostProcess host(home, {.environment = {installToken(home, TokenKey::ofTheCertificate)}});
+  expectSigned(home, host.ask(jane().json()));
+  fs::rename(tokenFolder(home), home.path() / "away");
+  EXPECT_EQ(errorCode(host.ask(jane().json())), 105);
+  EXPECT_EQ(errorCode(host.ask(max().json())), 102);
+  EXPECT_EQ(errorCode(host.ask(kVersionRequest)), 0);
+}
+
+TEST(Faults, OutputThatIsClosedInMidAnswer) {
+  Home home("main");
+  HostProcess host(home);
+  const std::string document = largeDocument();
+  host.send(SignRequest{.documents = {{document}}}.json());
+  host.readSome(4096);
+  host.closeOutput();
+  EXPECT_EQ(host.waitForExit(), 0);
+  EXPECT_NE(home.log().find("The browser has gone"), std::string::npos);
+}
+
+TEST(Faults, TerminationInMidSigning) {
+  Home home("main");
+  HostProcess host(home);
+  host.send(SignRequest{.documents = {{largeDocument()}}, .more = R"("verbose": "ON",)"}.json());
+  host.waitUntilRead();
+  kill(host.id(), SIGTERM);
+  EXPECT_EQ(host.readToEnd(), "") << "no part of an answer";
+  EXPECT_EQ(host.waitForExit(), 128 + SIGTERM);
+  HostProcess next(home);
+  expectSigned(home, next.ask(jane().json()));
+}
+
+/** The page of promises names the test of each, and each of these tests is on the page. */
+TEST(ReliabilityPage, NamesTheTests) {
+  const std::string page = readFile(VORN_RELIABILITY_PAGE);
+  std::string sources;
+  for (const auto& entry : fs::recursive_directory_iterator(VORN_TESTS)) {
+    if (entry.path().extension() == ".cpp") sources += readFile(entry.path());
+  }
+  std::set<std::string> named;
+  const std::regex name("`([A-Z]\\w+)\\.(\\w+)`");
+  for (std::sregex_iterator at(page.begin(), page.end(), name), end; at != end; ++at) {
+    const std::string arguments = "(" + at->str(1) + ", " + at->str(2) + ")";
+    EXPECT_NE(sources.find(arguments), std::string::npos) << "no test " << arguments;
+    named.insert(at->str(1) + "." + at->str(2));
+  }
+  const auto& program = *testing::UnitTest::GetInstance();
+  for (int i = 0; i < program.total_test_suite_count(); ++i) {
+    const auto& suite = *program.GetTestSuite(i);
+    for (int j = 0; j < suite.total_test_count(); ++j) {
+      const std::string test = std::string(suite.name()) + "." + suite.GetTestInfo(j)->name();
+      EXPECT_TRUE(named.count(test) == 1 || test == "ReliabilityPage.NamesTheTests")
+          << test << " is not on the page";
+    }
+  }
+}
+
+}  // namespace
+}  // namespace reliability

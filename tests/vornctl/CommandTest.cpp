@@ -1,0 +1,240 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cctype>
+#include <iterator>
+#include <regex>
+#include <set>
+
+#include "e2e/Messages.h"
+#include "vornctl/Program.h"
+
+namespace vornctl {
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string user(const std::string& name, const std::string& authority = "main",
+                 const std::string& email = "JANE@example.com", const std::string& abn = "12345678901") {
+  return "--name \"" + name + "\" --email " + email + " --abn " + abn + " --aki " + e2e::akiOf(authority);
+}
+
+void expectSays(const Result& result, int status, const std::string& text) {
+  EXPECT_EQ(result.status, status) << result.output;
+  EXPECT_NE(result.output.find(text), std::string::npos) << result.output;
+}
+
+TEST(Identities, AreListedWithAllThatRequestsName) {
+  const e2e::Home home("main");
+  const auto identities = runForJson(home, "identities --json", 0)["identities"];
+  EXPECT_EQ(identities.size(), 13U);
+  for (const auto& identity : identities) {
+    if (identity["name"] != "Zoë Müller") continue;
+    EXPECT_EQ(identity["emails"], nlohmann::json({"jane@example.com"}));
+    EXPECT_EQ(identity["abns"], nlohmann::json({"12345678901"}));
+    EXPECT_EQ(identity["akis"], nlohmann::json({e2e::akiOf("zoe")}));
+    EXPECT_EQ(identity["serial"], "127");
+    EXPECT_EQ(identity["issuer"], "Prüfstelle Süd");
+    EXPECT_EQ(identity["expiry"], "2049-12-31 23:59");
+    EXPECT_EQ(identity["token"], "NSS Certificate DB");
+    EXPECT_FALSE(identity.contains("reasons")) << "nobody was asked for";
+    return;
+  }
+  ADD_FAILURE() << "not found in " << identities;
+}
+
+TEST(Identities, SayWhyEachWouldSignOrNot) {
+  const e2e::Home home("main");
+  const struct {
+    std::string user;
+    std::string name;
+    std::string serial; /**< empty for any */
+    std::string reason; /**< of the only reason; empty for the one that signs */
+  } rows[] = {
+      {user("Jane Citizen"), "Jane Citizen", "", ""},
+      {user("jane citizen"), "Jane Citizen", "", "its name is \"Jane Citizen\", not \"jane citizen\""},
+      {user("Jane Citizen", "main", "jane@example.com", "12345678902"), "Jane Citizen", "",
+       "its ABN is 12345678901, not 12345678902"},
+      {user("Jane Citizen", "main", "bob@example.com"), "Jane Citizen", "",
+       "its e-mail address is Jane@Example.com, not bob@example.com"},
+      {user("Jane Citizen", "zoe"), "Jane Citizen", "",
+       "its authority key identifier (AKI) is " + e2e::akiOf("main")},
+      {user("Zoë Müller"), "Zoë Müller", "", "its authority key identifier (AKI) is " + e2e::akiOf("zoe")},
+      {user("Max Several"), "Max Several", "2", "another that matches is valid for longer"},
+      {user("Max Several"), "Max Several", "3", ""},
+      {user("Max Several"), "Max Several", "4", "key usage"},
+      {user("No ABN"), "No ABN", "", "it has no ABN"},
+      {user("No AKI"), "No AKI", "", "it has no authority key identifier"},
+      {user("No Usage"), "No Usage", "", "key usage"},
+  };
+  for (const auto& row : rows) {
+    const Result result = run(home, "$vornctl identities --json " + row.user);
+    const auto identities = nlohmann::json::parse(result.output)["identities"];
+    unsigned seen = 0;
+    for (const auto& identity : identities) {
+      if (identity["name"] != row.name || (!row.serial.empty() && identity["serial"] != row.serial)) continue;
+      ++seen;
+      EXPECT_EQ(identity["signs"], row.reason.empty()) << row.user;
+      ASSERT_EQ(identity["reasons"].size(), row.reason.empty() ? 0U : 1U) << identity;
+      if (row.reason.empty()) continue;
+      EXPECT_NE(std::string(identity["reasons"][0]["cause"]).find(row.reason), std::string::npos) << identity;
+      EXPECT_FALSE(std::string(identity["reasons"][0]["remedy"]).empty());
+    }
+    EXPECT_EQ(seen, 1U) << row.user;
+  }
+}
+
+TEST(Identities, ConcludeWithTheNearest) {
+  const e2e::Home home("main");
+  expectSays(run(home, "$vornctl identities " + user("Zoë Müller")), 1,
+             "The host would sign with none of them. Nearest is Zoë Müller, serial 127:\nits authority key "
+             "identifier");
+  expectSays(run(home, "$vornctl identities " + user("Nobody")), 1, "None has the name \"Nobody\"");
+  expectSays(run(home, "$vornctl identities " + user("Late Larry")), 1,
+             "the certificate has expired\n-> renew it");
+  expectSays(run(e2e::Home(), "$vornctl identities"), 1, "There is no key store");
+  EXPECT_EQ(run(home, "$vornctl identities").output.find('\x1b'), std::string::npos)
+      << "colours without a terminal";
+}
+
+TEST(SignAndVerify, RoundTripForEveryAlgorithm) {
+  const e2e::Home home("main");
+  e2e::writeFile(home.path() / "a.xml", e2e::agreement());
+  for (const std::string algorithm : {"sha1", "sha256", "sha512"}) {
+    std::string option = "RSA_" + algorithm;
+    for (char& letter : option) letter = static_cast<char>(std::toupper(letter));
+    expectSays(run(home, "$vornctl sign -f a.xml --algorithm " + option + " " + user("Jane Citizen")), 0,
+               "signed  a.xml -> a.xml.signed.xml");
+    const std::string xml = e2e::readFile(home.path() / "a.xml.signed.xml");
+    EXPECT_TRUE(e2e::verifies(home, xml, "CounterpartData"));
+    const auto signatures = runForJson(home, "verify --json a.xml.signed.xml", 0)["files"][0]["signatures"];
+    ASSERT_EQ(signatures.size(), 2U);
+    for (const auto& signature : signatures) {
+      EXPECT_EQ(signature["signer"], "Jane Citizen");
+      EXPECT_EQ(signature["issuer"], "Test Authority");
+      EXPECT_EQ(signature["serial"], std::to_string(0x1AA677FE20B7682E));
+      EXPECT_NE(std::string(signature["algorithm"]).find("rsa-" + algorithm), std::string::npos);
+    }
+  }
+}
+
+TEST(SignAndVerify, SignRefusesAndGoesOn) {
+  const e2e::Home home("main");
+  for (const char* name : {"a.xml", "b.xml"}) e2e::writeFile(home.path() / name, e2e::agreement());
+  e2e::writeFile(home.path() / "bad.xml", "<a>");
+  e2e::writeFile(home.path() / "b.xml.signed.xml", "precious");
+  fs::create_directories(home.path() / "out");
+
+  const Result several = run(home, "$vornctl sign a.xml bad.xml b.xml none.xml " + user("Jane Citizen"));
+  expectSays(several, 1, "[1/4] signed  a.xml");
+  for (const char* text :
+       {"[2/4] bad.xml: the document is not well-formed XML (103, ",
+        "[3/4] b.xml: b.xml.signed.xml is there already; --force", "none.xml: there is no such file"}) {
+    EXPECT_NE(several.output.find(text), std::string::npos) << several.output;
+  }
+  EXPECT_EQ(e2e::readFile(home.path() / "b.xml.signed.xml"), "precious");
+
+  expectSays(run(home, "$vornctl sign a.xml b.xml -o out " + user("Jane Citizen")), 0,
+             "out/b.xml.signed.xml");
+  expectSays(run(home, "$vornctl sign a.xml b.xml -o one.xml " + user("Jane Citizen")), 2,
+             "has to name a folder");
+  expectSays(run(home, "$vornctl sign -o one.xml a.xml b.xml " + user("Nobody")), 2, "folder");
+  expectSays(run(home, "$vornctl sign -f a.xml b.xml " + user("Nobody")), 1, "given up, 1 more");
+  expectSays(run(home, "$vornctl sign -f a.xml " + user("Late Larry")), 1,
+             "the certificate has expired (107");
+  expectSays(run(home, "$vornctl sign -f a.xml --host /bin/false " + user("Jane Citizen")), 1,
+             "the host ended with status 1 without an answer");
+  expectSays(run(home, "$vornctl sign -f a.xml --host none " + user("Jane Citizen")), 1, "cannot be started");
+}
+
+/** The text with the first occurrence of `from` replaced. */
+std::string replaced(std::string text, const std::string& from, const std::string& to) {
+  const std::size_t at = text.find(from);
+  EXPECT_NE(at, std::string::npos) << from;
+  return text.replace(at, from.size(), to);
+}
+
+TEST(SignAndVerify, WhatWasAlteredIsNamed) {
+  const e2e::Home home("main");
+  // A prefix that nothing declares: only the signer's own rules read such a document.
+  const std::string original = e2e::agreement("<o:Sum xmlns:x=\"urn:x\" x:y=\"1\">12.50</o:Sum>");
+  e2e::writeFile(home.path() / "a.xml", original);
+  ASSERT_EQ(run(home, "$vornctl sign a.xml -o s.xml " + user("Jane Citizen")).status, 0);
+  const std::string xml = e2e::readFile(home.path() / "s.xml");
+  const std::size_t from = xml.find("<SignatureValue>") + 16;
+  const std::string value = xml.substr(from, xml.find("</SignatureValue>") - from);
+  std::string other = value;
+  other[10] = other[10] == 'A' ? 'B' : 'A';
+
+  const struct {
+    std::string xml;
+    std::string fault; /**< of the first signature; empty when it holds */
+  } rows[] = {
+      {xml, ""},
+      {replaced(xml, "12.50", "12.51"), "altered since it was signed"},
+      {replaced(xml, value, other), "not made with the key of the certificate"},
+      {replaced(xml, "//CounterpartData", "//RenderedData"), "covers something else"},
+      {replaced(xml, "URI=\"\"", "URI=\"#x\""), "another form"},
+      {original, "not signed"},
+  };
+  for (const auto& row : rows) {
+    e2e::writeFile(home.path() / "t.xml", row.xml);
+    const bool good = row.fault.empty();
+    const auto file = runForJson(home, "verify --json t.xml", good ? 0 : 1)["files"][0];
+    EXPECT_EQ(file["signatures"][0]["valid"], good) << file;
+    EXPECT_NE(std::string(file["signatures"][0]["fault"]).find(row.fault), std::string::npos) << file;
+    EXPECT_EQ(file["signatures"][1]["valid"], row.xml != original) << "the other signature is not concerned";
+  }
+}
+
+TEST(SignAndVerify, WhatIsNoDocumentIsToldApart) {
+  const e2e::Home home;
+  e2e::writeFile(home.path() / "half.xml", "<a>");
+  e2e::writeFile(home.path() / "other.xml", "<a/>");
+  expectSays(run(home, "$vornctl verify half.xml"), 1, "half.xml: ");
+  expectSays(run(home, "$vornctl verify other.xml"), 1, "RenderedData: there is no such element");
+  expectSays(run(home, "$vornctl verify none.xml"), 1, "there is no such file");
+}
+
+TEST(CommandLine, HelpAndUsage) {
+  const e2e::Home home;
+  const std::pair<const char*, int> rows[] = {{"", 2},
+                                              {"--help", 0},
+                                              {"--version", 0},
+                                              {"nonsense", 2},
+                                              {"register -e wrong", 2},
+                                              {"register -b netscape", 2},
+                                              {"sign", 2},
+                                              {"sign --help", 0},
+                                              {"doctor --help", 0},
+                                              {"verify none.xml", 1}};
+  for (const auto& [arguments, status] : rows) {
+    EXPECT_EQ(run(home, std::string("$vornctl ") + arguments).status, status) << arguments;
+  }
+}
+
+/** The long options that a command's help names. */
+std::set<std::string> optionsOf(const std::string& help) {
+  static const std::regex kOption("--[a-z-]+");
+  return {std::sregex_token_iterator(help.begin(), help.end(), kOption), {}};
+}
+
+TEST(CommandLine, ManualAndCompletionNameEveryOption) {
+  const e2e::Home home;
+  std::string manual = e2e::readFile(VORN_SOURCES "/man/vornctl.1");
+  manual.erase(std::remove(manual.begin(), manual.end(), '\\'), manual.end());
+  for (const std::string command : {"register", "unregister", "doctor", "identities", "sign", "verify"}) {
+    EXPECT_NE(manual.find(".SS " + command + "\n"), std::string::npos) << command;
+    const Result completion = run(home, ". " VORN_SOURCES "/completions/vornctl; COMP_WORDS=(vornctl " +
+                                            command + " --); COMP_CWORD=2; _vornctl vornctl -- " + command +
+                                            "; printf \"%s \" \"${COMPREPLY[@]}\"");
+    const auto options = optionsOf(run(home, "$vornctl " + command + " --help").output);
+    EXPECT_EQ(optionsOf(completion.output), options) << completion.output;
+    for (const std::string& option : options) {
+      EXPECT_TRUE(option == "--help" || manual.find(option) != std::string::npos) << command << " " << option;
+    }
+  }
+}
+
+}  // namespace
+}  // namespace vornctl

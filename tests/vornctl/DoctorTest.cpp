@@ -1,0 +1,141 @@
+#include <gtest/gtest.h>
+
+#include "vornctl/Program.h"
+
+namespace vornctl {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const char* kRegister =
+    "$vornctl register -e abcdefghijklmnopabcdefghijklmnop -e signing@example.com --root root --host $host ";
+const std::string kChromiumFile = ".config/chromium/NativeMessagingHosts/vorn.signing.json";
+const std::string kFirefoxFile = ".mozilla/native-messaging-hosts/vorn.signing.json";
+
+/** What the doctor says of a home, browsers of the machine left aside: "Chromium: cause | remedy". */
+std::vector<std::string> diagnosis(const e2e::Home& home, const std::string& severity, int status) {
+  const auto report = runForJson(home, "doctor --root root --json", status);
+  std::vector<std::string> lines;
+  for (const auto& finding : report["findings"]) {
+    if (finding["severity"] != severity) continue;
+    std::string subjects;
+    for (const std::string subject : finding["subjects"]) subjects += (subjects.empty() ? "" : ",") + subject;
+    lines.push_back(subjects + ": " + std::string(finding["cause"]) + " | " + std::string(finding["remedy"]));
+  }
+  return lines;
+}
+
+struct PlantedFault {
+  const char* name;
+  std::string deed; /**< shell commands in a home that is registered and well */
+  std::string subjects;
+  std::string cause;
+  std::string remedy;
+};
+
+std::string edit(const std::string& file, const std::string& expression) {
+  return "sed -i \"" + expression + "\" " + file;
+}
+
+// Each is the only problem that is named.
+const PlantedFault kFaults[] = {
+    {"HostMoved", edit(kChromiumFile, "s#\\\"path\\\": .*#\\\"path\\\": \\\"/opt/old/vorn-signing\\\",#"),
+     "Chromium", "stale: it names the host /opt/old/vorn-signing, which is no longer there",
+     "vornctl register"},
+    {"RelativePath", edit(kFirefoxFile, "s#\\\"path\\\": .*#\\\"path\\\": \\\"vorn-signing\\\",#"), "Firefox",
+     "not absolute", "vornctl register"},
+    {"HostNotExecutable",
+     "touch plain; " + edit(kFirefoxFile, "s#\\\"path\\\": .*#\\\"path\\\": \\\"$HOME/plain\\\",#"),
+     "Firefox", "is not executable", "chmod 755"},
+    {"NoSlash", edit(kChromiumFile, "s#nop\\\\\\\\/#nop#"), "Chromium", "the slash at the end is missing",
+     "--extension-id"},
+    {"ShortId", edit(kChromiumFile, "s#nop\\\\\\\\/#no\\\\\\\\/#"), "Chromium", "it has 31",
+     "--extension-id"},
+    {"Wildcard", edit(kFirefoxFile, "s#signing@example.com#*#"), "Firefox", "wildcards", "--extension-id"},
+    {"OtherName", edit(kChromiumFile, "s#\\\"vorn.signing#\\\"vorn.other#"), "Chromium",
+     "\"name\" is \"vorn.other\"", "vornctl register"},
+    {"TrailingComma", edit(kChromiumFile, "s#stdio\\\"#stdio\\\",#"), "Chromium", "no valid JSON",
+     "vornctl register"},
+    {"ForeignMember", edit(kFirefoxFile, "s#\\\"type\\\"#\\\"allowed_origins\\\": [], \\\"type\\\"#"),
+     "Firefox", "\"allowed_origins\"", "vornctl register"},
+    {"NotRegistered", "rm " + kChromiumFile + " " + kFirefoxFile, "Chromium,Firefox", "not registered",
+     "vornctl register"},
+    {"HidesSystem",
+     std::string(kRegister) + "--system >out && echo {} > " + kChromiumFile + " && " +
+         edit(kChromiumFile, "s#.*#[]#"),
+     "Chromium", "it hides the good one", "vornctl register"},
+    {"SilentHost",
+     "cp /bin/true silent; " +
+         edit(kFirefoxFile + " " + kChromiumFile, "s#\\\"path\\\": .*#\\\"path\\\": \\\"$HOME/silent\\\",#"),
+     "host", "ended with status 0 without an answer", "install"},
+    {"NoDatabase", "rm -r .pki", "key store", "there is no key store", "certutil -N"},
+    {"EmptyDatabase", "rm -r .pki; mkdir -p .pki/nssdb; certutil -N -d sql:.pki/nssdb --empty-password",
+     "key store", "holds no certificate with a private key", "pk12util"},
+};
+
+class Doctor : public testing::TestWithParam<PlantedFault> {};
+
+TEST_P(Doctor, NamesTheOneCauseAndItsRemedy) {
+  const PlantedFault& fault = GetParam();
+  const e2e::Home home("main");
+  fs::create_directories(home.path() / ".config/chromium");
+  fs::create_directories(home.path() / ".mozilla");
+  ASSERT_EQ(run(home, kRegister).status, 0);
+  ASSERT_EQ(diagnosis(home, "problem", 0), std::vector<std::string>());
+  const Result done = run(home, fault.deed);
+  ASSERT_EQ(done.status, 0) << done.output;
+
+  const auto problems = diagnosis(home, "problem", 1);
+  ASSERT_EQ(problems.size(), 1U) << testing::PrintToString(problems);
+  EXPECT_EQ(problems[0].substr(0, problems[0].find(": ")), fault.subjects);
+  const std::size_t separator = problems[0].find(" | ");
+  EXPECT_NE(problems[0].substr(0, separator).find(fault.cause), std::string::npos) << problems[0];
+  EXPECT_NE(problems[0].substr(separator).find(fault.remedy), std::string::npos) << problems[0];
+}
+
+INSTANTIATE_TEST_SUITE_P(Planted, Doctor, testing::ValuesIn(kFaults),
+                         [](const auto& instance) { return instance.param.name; });
+
+TEST(DoctorHome, RemovedHostIsOneCauseForAllBrowsers) {
+  const e2e::Home home("main");
+  fs::create_directories(home.path() / "bin");
+  fs::copy(VORNCTL, home.path() / "bin/vornctl");
+  fs::copy(VORN_HOST, home.path() / "bin/vorn-signing");
+  fs::create_directories(home.path() / ".config/chromium");
+  fs::create_directories(home.path() / ".mozilla");
+  const std::string ids = "-e abcdefghijklmnopabcdefghijklmnop -e signing@example.com --root root";
+  ASSERT_EQ(run(home, "bin/vornctl register " + ids).status, 0);
+  fs::remove(home.path() / "bin/vorn-signing");
+  const Result result = run(home, "bin/vornctl doctor --root root");
+  EXPECT_EQ(result.status, 1);
+  EXPECT_NE(result.output.find("problem  Chromium, Firefox: the host " +
+                               (home.path() / "bin/vorn-signing").string() + " is missing"),
+            std::string::npos)
+      << result.output;
+  EXPECT_NE(result.output.find("Problems: 1\n"), std::string::npos) << result.output;
+}
+
+TEST(DoctorHome, LockedStoreMissingModuleAndSandboxesAreTold) {
+  const e2e::Home locked("locked");
+  fs::create_directories(locked.path() / ".mozilla");
+  fs::create_directories(locked.path() / "snap/chromium");
+  ASSERT_EQ(run(locked, kRegister).status, 0);
+  const auto problems = diagnosis(locked, "problem", 1);
+  ASSERT_EQ(problems.size(), 1U) << testing::PrintToString(problems);
+  EXPECT_NE(problems[0].find("locked with a password"), std::string::npos) << problems[0];
+  const auto notes = diagnosis(locked, "note", 1);
+  ASSERT_EQ(notes.size(), 1U) << testing::PrintToString(notes);
+  EXPECT_EQ(notes[0].find("Chromium (snap): runs in a sandbox and cannot start the host | "), 0U) << notes[0];
+
+  const e2e::Home home("main");
+  fs::create_directories(home.path() / ".mozilla");
+  fs::copy(VORN_HOST, home.path() / "vorn-signing");
+  ASSERT_EQ(run(home, kRegister + std::string("--host vorn-signing")).status, 2) << "--host is given twice";
+  ASSERT_EQ(run(home, "$vornctl register -e signing@example.com --root root --host vorn-signing").status, 0);
+  const auto module = diagnosis(home, "problem", 1);
+  ASSERT_EQ(module.size(), 1U) << testing::PrintToString(module);
+  EXPECT_NE(module[0].find("vorn-signing-module.so"), std::string::npos) << module[0];
+}
+
+}  // namespace
+}  // namespace vornctl

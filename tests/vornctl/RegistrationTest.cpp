@@ -1,0 +1,143 @@
+#include "vornctl/Registration.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "e2e/Home.h"
+#include "vornctl/HostManifest.h"
+
+namespace vornctl {
+namespace {
+
+namespace fs = std::filesystem;
+
+const ExtensionIds kIds = {{"abcdefghijklmnopabcdefghijklmnop", "ponmlkjihgfedcbaponmlkjihgfedcba"},
+                           {"signing@example.com"}};
+constexpr const char* kHost = "/usr/lib/vorn-signing/vorn-signing";
+
+/** A home with a root of its own beside it, both empty at first. */
+class Registration : public testing::Test {
+ protected:
+  void make(const std::string& folder) { fs::create_directories(home_.path() / folder); }
+  std::string text(const std::string& file) const { return e2e::readFile(home_.path() / file); }
+  std::vector<Outcome> add(const RegistrationRequest& request = {}) {
+    return registerHost(places_, request, kHost, kIds);
+  }
+  /** "Chromium written" for every outcome. */
+  static std::vector<std::string> brief(const std::vector<Outcome>& outcomes, bool dryRun = false) {
+    std::vector<std::string> lines;
+    for (const Outcome& outcome : outcomes)
+      lines.push_back(outcome.browser + " " + wordFor(outcome.action, dryRun));
+    return lines;
+  }
+  /** All files below the home. */
+  std::vector<std::string> files() const {
+    std::vector<std::string> paths;
+    for (const auto& entry : fs::recursive_directory_iterator(home_.path())) {
+      if (!entry.is_directory()) paths.push_back(entry.path().lexically_relative(home_.path()).string());
+    }
+    std::sort(paths.begin(), paths.end());
+    return paths;
+  }
+
+  e2e::Home home_;
+  Places places_{System::kLinux, home_.path(), home_.path() / ".config", home_.path() / "root"};
+};
+
+using Lines = std::vector<std::string>;
+
+TEST_F(Registration, WritesWhereBrowsersAreAndSaysWhyNotElsewhere) {
+  make(".config/chromium");
+  make("snap/firefox");
+  const std::vector<Outcome> outcomes = add();
+  EXPECT_EQ(brief(outcomes), Lines({"Chrome skipped", "Chromium written", "Edge skipped", "Brave skipped",
+                                    "Vivaldi skipped", "Opera skipped", "Firefox written"}));
+  EXPECT_NE(outcomes[0].reason.find("no " + (home_.path() / ".config/google-chrome").string()),
+            std::string::npos)
+      << outcomes[0].reason;
+  EXPECT_EQ(files(), Lines({".config/chromium/NativeMessagingHosts/vorn.signing.json",
+                            ".mozilla/native-messaging-hosts/vorn.signing.json"}));
+  EXPECT_EQ(text(".config/chromium/NativeMessagingHosts/vorn.signing.json"),
+            e2e::readFile(VORN_GOLDEN "/chromium.json"));
+  EXPECT_EQ(text(".mozilla/native-messaging-hosts/vorn.signing.json"),
+            e2e::readFile(VORN_GOLDEN "/firefox.json"));
+}
+
+TEST_F(Registration, IsIdempotentAndRepairs) {
+  make(".config/chromium");
+  const std::string file = ".config/chromium/NativeMessagingHosts/vorn.signing.json";
+  const RegistrationRequest request{.browsers = {"chromium"}};
+  EXPECT_EQ(brief(registerHost(places_, {.browsers = {"chromium"}, .dryRun = true}, kHost, kIds), true),
+            Lines({"Chromium would write"}));
+  EXPECT_EQ(files(), Lines());
+  EXPECT_EQ(brief(add(request)), Lines({"Chromium written"}));
+  const auto written = fs::last_write_time(home_.path() / file);
+  EXPECT_EQ(brief(add(request)), Lines({"Chromium unchanged"}));
+  EXPECT_EQ(fs::last_write_time(home_.path() / file), written);
+  e2e::writeFile(home_.path() / file, "{");
+  EXPECT_EQ(brief(add(request)), Lines({"Chromium written"}));
+  EXPECT_EQ(text(file), e2e::readFile(VORN_GOLDEN "/chromium.json"));
+  EXPECT_EQ(files(), Lines({file})) << "a temporary file was left";
+}
+
+TEST_F(Registration, WritesNothingForBrowsersWithoutAnExtension) {
+  const auto outcomes = registerHost(places_, {.browsers = {"chrome", "firefox"}, .evenIfMissing = true},
+                                     kHost, {{}, kIds.firefox});
+  EXPECT_EQ(brief(outcomes),
+            Lines({"Chrome skipped", "Chrome Beta skipped", "Chrome Dev skipped", "Firefox written"}));
+}
+
+TEST_F(Registration, AFailureIsOneBrowsersOnly) {
+  make(".config/chromium");
+  make(".mozilla");
+  e2e::writeFile(home_.path() / ".config/chromium/NativeMessagingHosts", "a file in the folder's place");
+  const auto outcomes = add({.browsers = {"chromium", "firefox"}});
+  EXPECT_EQ(brief(outcomes), Lines({"Chromium failed", "Firefox written"}));
+  EXPECT_FALSE(outcomes[0].reason.empty());
+}
+
+TEST_F(Registration, SystemFoldersComeAndGoWhole) {
+  make("root/etc/opt");
+  make("root/usr/lib64/mozilla");
+  const RegistrationRequest request{.scope = Scope::kSystem, .evenIfMissing = true};
+  add(request);
+  EXPECT_EQ(files(), Lines({"root/etc/chromium/native-messaging-hosts/vorn.signing.json",
+                            "root/etc/opt/chrome/native-messaging-hosts/vorn.signing.json",
+                            "root/etc/opt/edge/native-messaging-hosts/vorn.signing.json",
+                            "root/usr/lib/mozilla/native-messaging-hosts/vorn.signing.json",
+                            "root/usr/lib64/mozilla/native-messaging-hosts/vorn.signing.json"}));
+  unregisterHost(places_, request);
+  EXPECT_EQ(files(), Lines());
+  EXPECT_TRUE(fs::exists(home_.path() / "root/etc/opt"));
+  EXPECT_FALSE(fs::exists(home_.path() / "root/etc/opt/chrome"));
+}
+
+TEST_F(Registration, RemovalKeepsWhatOthersRead) {
+  make(".config/google-chrome");
+  make(".config/opera");
+  make(".config/chromium");
+  add();
+  const RegistrationRequest opera{.browsers = {"opera"}};
+  const auto kept = unregisterHost(places_, opera);
+  EXPECT_EQ(brief(kept), Lines({"Opera kept"}));
+  EXPECT_EQ(kept[0].reason, "Chrome reads it too");
+  EXPECT_EQ(brief(unregisterHost(places_, {.dryRun = true}), true),
+            Lines({"Chrome would remove", "Chromium would remove"}));
+  EXPECT_EQ(brief(unregisterHost(places_, {})), Lines({"Chrome removed", "Chromium removed"}));
+  EXPECT_EQ(files(), Lines());
+  EXPECT_TRUE(fs::exists(home_.path() / ".config/chromium")) << "the profile was removed";
+  EXPECT_EQ(brief(unregisterHost(places_, {})), Lines());
+}
+
+TEST_F(Registration, BraveOnMacOSReadsTheFolderOfChrome) {
+  const std::string support = "Library/Application Support/";
+  make(support + "BraveSoftware/Brave-Browser");
+  const Places mac(System::kMacOS, home_.path(), home_.path() / ".config", home_.path() / "root");
+  registerHost(mac, {}, kHost, kIds);
+  EXPECT_EQ(files(), Lines({support + "BraveSoftware/Brave-Browser/NativeMessagingHosts/vorn.signing.json",
+                            support + "Google/Chrome/NativeMessagingHosts/vorn.signing.json"}));
+}
+
+}  // namespace
+}  // namespace vornctl
