@@ -33,6 +33,11 @@ def run(*command, **options):
     return done.stdout
 
 
+def user_of(homes):
+    return {"name": "Jane Citizen", "email": "jane@example.com", "abn": "12345678901",
+            "aki": (homes / "main.aki").read_text().strip()}
+
+
 class Host:
     """The packaged host with a user's home folder; nothing of this program's environment but that."""
 
@@ -59,12 +64,12 @@ class Host:
 def try_host(program, home, homes, document):
     """Asks for the version and signs; returns the libraries that are loaded by then."""
     host = Host(program, home)
+    user = user_of(homes)
     version = host.ask({"type": "version"})
     expect(version["install_location"] == str(program.parent), "the host tells where it is installed", version)
     answer = host.ask({
         "type": "sign",
-        "user_details": {"name": "Jane Citizen", "email": "jane@example.com", "abn": "12345678901",
-                         "aki": [(homes / "main.aki").read_text().strip()]},
+        "user_details": {**user, "aki": [user["aki"]]},
         "xml_data": [{"data": base64.b64encode(document.read_bytes()).decode()}],
     })
     expect(answer["result"] == "ok", "it signs", answer)
@@ -124,7 +129,11 @@ def try_archive(archive, folder, home, homes):
     expect(not foreign, "loads its libraries from its own folder", foreign)
     for name in ("libxerces-c", "libxml-security-c", "libxalan-c", "liblog4cplus", "libcurl-gnutls"):
         expect(any(path.startswith(f"{moved}/lib/vorn-signing/{name}") for path in libraries), f"{name} among them", libraries)
-    expect("1.0.12.102" in run(moved / "bin/vornctl", "--version", env={}), "vornctl starts")
+    signed = folder / "signed.xml"
+    user = [word for name in ("name", "email", "abn", "aki") for word in (f"--{name}", user_of(homes)[name])]
+    user_home = {"env": {"HOME": str(home)}}
+    run(moved / "bin/vornctl", "sign", *user, "-o", signed, moved / "share/vorn-signing/agreement.xml", **user_home)
+    expect("Jane Citizen" in run(moved / "bin/vornctl", "verify", signed, **user_home), "vornctl signs and verifies")
     licences = list((moved / "share/doc/vorn-signing/licences").iterdir())
     expect(len(licences) >= 5, "their licences come along", licences)
 

@@ -12,8 +12,15 @@
 #include <vector>
 
 #include "mac/app/CFRef.h"
+#include "mac/app/DeprecatedCalls.h"
 
 namespace {
+
+/** A null reference, handed in where headers rule out the literal. */
+template <class Ref>
+Ref none() {
+  return nullptr;
+}
 
 std::string text(CFStringRef string) {
   char buffer[1024] = "";
@@ -91,20 +98,20 @@ TEST(Contract, ArgumentsThatAreNothing) {
   SecCertificateRef certificate = nullptr;
   SecKeyRef key = nullptr;
   const CSSM_KEY* cssmKey = nullptr;
-  EXPECT_EQ(SecItemCopyMatching(nullptr, &result), errSecParam);
-  EXPECT_EQ(SecCertificateCopyEmailAddresses(nullptr, &emails), errSecParam);
-  EXPECT_EQ(SecIdentityCopyCertificate(nullptr, &certificate), errSecParam);
-  EXPECT_EQ(SecIdentityCopyPrivateKey(nullptr, &key), errSecInvalidItemRef);
-  EXPECT_EQ(SecCertificateCopyPublicKey(nullptr, &key), errSecInvalidItemRef);
-  EXPECT_EQ(SecKeyGetCSSMKey(nullptr, &cssmKey), errSecInvalidItemRef);
-  EXPECT_EQ(SecCertificateCopyData(nullptr), nullptr);
+  EXPECT_EQ(SecItemCopyMatching(none<CFDictionaryRef>(), &result), errSecParam);
+  EXPECT_EQ(SecCertificateCopyEmailAddresses(none<SecCertificateRef>(), &emails), errSecParam);
+  EXPECT_EQ(SecIdentityCopyCertificate(none<SecIdentityRef>(), &certificate), errSecParam);
+  EXPECT_EQ(SecIdentityCopyPrivateKey(none<SecIdentityRef>(), &key), errSecInvalidItemRef);
+  EXPECT_EQ(SecCertificateCopyPublicKey(none<SecCertificateRef>(), &key), errSecInvalidItemRef);
+  EXPECT_EQ(SecKeyGetCSSMKey(none<SecKeyRef>(), &cssmKey), errSecInvalidItemRef);
+  EXPECT_EQ(SecCertificateCopyData(none<SecCertificateRef>()), nullptr);
   CFStringRef name = nullptr;
-  EXPECT_EQ(SecCertificateCopyCommonName(nullptr, &name), errSecParam);
-  EXPECT_EQ(SecCertificateCreateWithData(nullptr, nullptr), nullptr);
+  EXPECT_EQ(SecCertificateCopyCommonName(none<SecCertificateRef>(), &name), errSecParam);
+  EXPECT_EQ(SecCertificateCreateWithData(nullptr, none<CFDataRef>()), nullptr);
   EXPECT_EQ(SecCertificateCreateWithData(nullptr, data("no certificate").get()), nullptr);
 
   CFRef<CFErrorRef> error;
-  EXPECT_EQ(SecCertificateCopyValues(nullptr, nullptr, error.out()), nullptr);
+  EXPECT_EQ(SecCertificateCopyValues(none<SecCertificateRef>(), nullptr, error.out()), nullptr);
   ASSERT_TRUE(error);
   EXPECT_EQ(CFErrorGetCode(error.get()), -67690);
   EXPECT_EQ(text(CFErrorGetDomain(error.get())), "NSOSStatusErrorDomain");
@@ -185,7 +192,7 @@ const char* const kCouldNot =
 
 TEST(Contract, FailuresOfTransforms) {
   CFRef<CFErrorRef> error;
-  EXPECT_EQ(SecTransformExecute(nullptr, error.out()), nullptr);
+  EXPECT_EQ(SecTransformExecute(none<SecTransformRef>(), error.out()), nullptr);
   EXPECT_EQ(describe(error.get()), kCouldNot + std::string("21 - NULL transform can not be executed)"));
   error.reset();
 
@@ -219,7 +226,7 @@ TEST(Contract, FailuresOfTransforms) {
 
 TEST(Contract, SigningWithoutAKeyFailsWhenItIsRun) {
   CFRef<CFErrorRef> error;
-  const auto signer = CFRef<SecTransformRef>::adopt(SecSignTransformCreate(nullptr, error.out()));
+  const auto signer = CFRef<SecTransformRef>::adopt(SecSignTransformCreate(none<SecKeyRef>(), error.out()));
   ASSERT_TRUE(signer);
   EXPECT_FALSE(error);
   const auto digest = data(std::string(20, 'd'));

@@ -5,9 +5,9 @@
 #include <xercesc/dom/DOMNamedNodeMap.hpp>
 #include <xercesc/dom/DOMNode.hpp>
 
+#include "shared/NodeText.h"
 #include "shared/QualifiedName.h"
 #include "shared/Utf8Writer.h"
-#include "shared/XmlText.h"
 
 using xercesc::DOMNode;
 
@@ -61,7 +61,7 @@ void Canonicaliser::enter(const DOMNode& node) {
       break;
     case DOMNode::TEXT_NODE:
     case DOMNode::CDATA_SECTION_NODE:
-      appendUtf8(out_, viewOf(node.getNodeValue()), Escapes::kText);
+      appendUtf8(out_, textOf(node), Escapes::kText);
       break;
     case DOMNode::PROCESSING_INSTRUCTION_NODE: {
       const std::u16string_view data = viewOf(node.getNodeValue());
@@ -116,7 +116,7 @@ void Canonicaliser::declareInherited() {
 void Canonicaliser::declareNamespaces(const DOMNode& element) {
   forEachAttribute(element, [this](const QualifiedName& name, const DOMNode& attribute) {
     if (!name.isDeclaration()) return;
-    const NamespaceScope::Declaration declaration{name.declaredPrefix(), viewOf(attribute.getNodeValue())};
+    const NamespaceScope::Declaration declaration{name.declaredPrefix(), valueOf(attribute)};
     if (isForbiddenDeclaration(declaration.prefix, declaration.uri)) return;
     if (relativeNamespace_.empty() && isRelativeUri(declaration.uri)) {
       relativeNamespace_ = toUtf8(attribute.getNodeValue());
@@ -181,7 +181,7 @@ void Canonicaliser::writeAttributes() {
     out_ += ' ';
     appendUtf8(out_, viewOf(attribute.node->getNodeName()), Escapes::kNone);
     out_ += "=\"";
-    appendUtf8(out_, viewOf(attribute.node->getNodeValue()), Escapes::kAttribute);
+    appendUtf8(out_, valueOf(*attribute.node), Escapes::kAttribute);
     out_ += '"';
   }
 }

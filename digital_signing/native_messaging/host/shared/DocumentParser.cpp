@@ -138,27 +138,32 @@ void DocumentParser::docCharacters(const XMLCh* text, XMLSize_t length, bool isC
     addText();
     XercesDOMParser::docCharacters(text, length, isCdata);
   } else if (fWithinElement) {
-    text_.append(text, length);
-    if (text_.size() >= kTextPortion) addText();
+    if (length < kTextPortion) text_.append(text, length);
+    if (text_.size() >= kTextPortion || length >= kTextPortion) addText();
+    if (length >= kTextPortion) addTextNode({text, length});
   }
+}
+
+void DocumentParser::addText() {
+  if (text_.empty()) return;
+  addTextNode(text_);
+  text_.clear();
 }
 
 /**
  * Makes a node of the text that has come. The library would make one of the first piece and let it grow with
  * the others; every time it grows, it looks for its old memory among that of all texts so far.
  */
-void DocumentParser::addText() {
-  if (text_.empty()) return;
+void DocumentParser::addTextNode(std::u16string_view text) {
   xercesc::DOMElementImpl* const parent = currentElement();
   if (parent == nullptr || fCurrentNode->getNodeType() == xercesc::DOMNode::TEXT_NODE) {
-    XercesDOMParser::docCharacters(text_.data(), text_.size(), false);
+    XercesDOMParser::docCharacters(text.data(), text.size(), false);
   } else {
     auto* const node = new (fDocument, xercesc::DOMMemoryManager::TEXT_OBJECT)
-        xercesc::DOMTextImpl(fDocument, text_.data(), text_.size());
+        xercesc::DOMTextImpl(fDocument, text.data(), text.size());
     appendChild(*parent, *node);
     fCurrentNode = node;
   }
-  text_.clear();
 }
 
 void DocumentParser::ignorableWhitespace(const XMLCh* text, XMLSize_t length, bool isCdata) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <xercesc/parsers/XercesDOMParser.hpp>
 #include <xercesc/util/SecurityManager.hpp>
@@ -77,6 +78,7 @@ class DocumentParser : public xercesc::XercesDOMParser {
   void addElement(xercesc::DOMElementImpl& parent, const XMLCh* name,
                   const xercesc::RefVectorOf<xercesc::XMLAttr>& attributes, XMLSize_t attributeCount);
   void addText();
+  void addTextNode(std::u16string_view text);
   void keepSubsetText();
   void replaceSubsetText(const std::u16string& text);
 

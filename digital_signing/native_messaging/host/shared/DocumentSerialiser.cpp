@@ -6,9 +6,9 @@
 #include <xercesc/dom/DOMDocumentType.hpp>
 #include <xercesc/dom/DOMNamedNodeMap.hpp>
 
+#include "shared/NodeText.h"
 #include "shared/TreeWalk.h"
 #include "shared/Utf8Writer.h"
-#include "shared/XmlText.h"
 
 using xercesc::DOMNode;
 
@@ -19,7 +19,8 @@ class Writer {
   explicit Writer(const xercesc::DOMDocument& document)
       : document_(document), isXml11_(viewOf(document.getXmlVersion()) == u"1.1") {}
 
-  std::string write() {
+  std::string write(std::size_t expectedSize) {
+    out_.reserve(expectedSize);
     for (TreeWalk<const DOMNode> walk(&document_); walk.node() != nullptr; walk.advance()) {
       walk.leaving() ? leave(*walk.node()) : enter(*walk.node());
     }
@@ -36,9 +37,9 @@ class Writer {
       case DOMNode::ELEMENT_NODE:
         return startElement(node);
       case DOMNode::TEXT_NODE:
-        return writeEscaped(node.getNodeValue(), Escapes::kText);
+        return writeEscaped(textOf(node), Escapes::kText);
       case DOMNode::CDATA_SECTION_NODE:
-        return writeCdata(node.getNodeValue());
+        return writeCdata(textOf(node));
       case DOMNode::COMMENT_NODE:
         return write("<!--", node.getNodeValue(), "-->");
       case DOMNode::PROCESSING_INSTRUCTION_NODE:
@@ -55,11 +56,12 @@ class Writer {
     }
   }
 
-  void write(const char* before, const XMLCh* text, const char* after) {
+  void write(const char* before, std::u16string_view text, const char* after) {
     out_ += before;
-    appendUtf8(out_, viewOf(text), Escapes::kNone);
+    appendUtf8(out_, text, Escapes::kNone);
     out_ += after;
   }
+  void write(const char* before, const XMLCh* text, const char* after) { write(before, viewOf(text), after); }
 
   void writeDeclaration() {
     out_ += isXml11_ ? "<?xml version=\"1.1\"" : "<?xml version=\"1.0\"";
@@ -84,23 +86,22 @@ class Writer {
     for (XMLSize_t i = 0, count = attributes->getLength(); i < count; ++i) {
       const DOMNode* attribute = attributes->item(i);
       write(" ", attribute->getNodeName(), "=\"");
-      writeEscaped(attribute->getNodeValue(), Escapes::kAttribute);
+      writeEscaped(valueOf(*attribute), Escapes::kAttribute);
       out_ += '"';
     }
     out_ += element.getFirstChild() != nullptr ? ">" : "/>";
   }
 
-  void writeCdata(const XMLCh* text) {
+  void writeCdata(std::u16string_view text) {
     // No reference can stand in a CDATA section, so what needs one is written as text.
-    if (viewOf(text).find(u'\r') != std::u16string_view::npos || isXml11_) {
+    if (text.find(u'\r') != std::u16string_view::npos || isXml11_) {
       writeEscaped(text, Escapes::kText);
     } else {
       write("<![CDATA[", text, "]]>");
     }
   }
 
-  void writeEscaped(const XMLCh* text, Escapes escapes) {
-    std::u16string_view rest = viewOf(text);
+  void writeEscaped(std::u16string_view rest, Escapes escapes) {
     if (isXml11_) {
       // XML 1.1 takes control characters as references only, and reads two more characters as line ends.
       const auto needsReference = [](char16_t c) {
@@ -124,6 +125,6 @@ class Writer {
 
 }  // namespace
 
-std::string writeDocument(const xercesc::DOMDocument& document) {
-  return Writer(document).write();
+std::string writeDocument(const xercesc::DOMDocument& document, std::size_t expectedSize) {
+  return Writer(document).write(expectedSize);
 }

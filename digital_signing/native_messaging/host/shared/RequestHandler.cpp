@@ -41,7 +41,8 @@ jsonxx::Object RequestHandler::handleRequest() {
     appendError(response_, failure.code(), failure.message());
   }
   if (!response_.has<jsonxx::String>("result")) {
-    response_ << "result" << "ok";
+    response_ << "result"
+              << "ok";
   }
   return std::move(response_);
 }
@@ -58,6 +59,7 @@ void RequestHandler::parse() {
 void RequestHandler::applySettings() {
   logging::setVerbose(request_.has<jsonxx::String>("verbose") ? request_.get<jsonxx::String>("verbose") : "");
   LOG4CPLUS_DEBUG(logger, "Request message = " << message_);
+  std::string().swap(message_);  // it may be 10 MiB, and all of it is in the request now
   if (request_.has<jsonxx::Number>("idle_timeout")) {
     const jsonxx::Number timeout = request_.get<jsonxx::Number>("idle_timeout");
     LOG4CPLUS_INFO(logger, "Setting idle timeout = " << timeout);

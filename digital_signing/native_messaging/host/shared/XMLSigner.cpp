@@ -39,6 +39,9 @@ namespace {
 
 log4cplus::Logger logger = log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("XMLSigner"));
 
+// What a signature adds to a document, as a rule: room is made for so much.
+constexpr std::size_t kSignatureSize = std::size_t{4} << 10;
+
 struct Free {
   void operator()(void* buffer) const { std::free(buffer); }
 };
@@ -80,7 +83,8 @@ class DecodedText {
 void parse(DocumentParser& parser, const DecodedText& xml) {
   try {
     requireNoZeroCharacter(xml.text());
-    const xercesc::MemBufInputSource source(xml.data(), xml.size(), "XSECMem", false);
+    xercesc::MemBufInputSource source(xml.data(), xml.size(), "XSECMem", false);
+    source.setCopyBufToStream(false);
     parser.parse(source);
     if (viewOf(parser.getDocument()->getInputEncoding()) == u"UTF-8") requireUtf8(xml.text());
   } catch (const XMLDataParsingException& e) {
@@ -161,19 +165,23 @@ void XMLSigner::initialise(SignatureAlgorithm algorithm) {
 
 std::string XMLSigner::sign(const std::string& base64Xml) {
   LOG4CPLUS_INFO(logger, "Signing XML data");
-  // The parser's document lies in this memory, so it has to go last.
-  ParserMemory memory(DocumentParser::kMaximumBytes);
-  DocumentParser parser(memory);
+  std::string signedXml;
   {
-    const DecodedText xml(base64Xml);
-    LOG4CPLUS_DEBUG(logger, "XML data to be signed = " << xml.text());
-    parse(parser, xml);
+    // The parser's document lies in this memory, so it has to go last.
+    ParserMemory memory(DocumentParser::kMaximumBytes);
+    DocumentParser parser(memory);
+    std::size_t size = 0;
+    {
+      const DecodedText xml(base64Xml);
+      LOG4CPLUS_DEBUG(logger, "XML data to be signed = " << xml.text());
+      size = xml.size();
+      parse(parser, xml);
+    }
+    generateSignature(parser, "CounterpartData");
+    generateSignature(parser, "RenderedData");
+    LOG4CPLUS_INFO(logger, "Finished signing XML");
+    signedXml = writeDocument(*parser.getDocument(), size + 2 * kSignatureSize);
   }
-  generateSignature(parser, "CounterpartData");
-  generateSignature(parser, "RenderedData");
-  LOG4CPLUS_INFO(logger, "Finished signing XML");
-
-  const std::string signedXml = writeDocument(*parser.getDocument());
   LOG4CPLUS_DEBUG(logger, "Signed XML = " << signedXml);
   char* encoded = nullptr;
   encodeBase64(reinterpret_cast<const unsigned char*>(signedXml.data()), signedXml.size(), &encoded);

@@ -12,15 +12,28 @@
 #define VORN_TEST_DEPRECATED(since) \
   __attribute__((availability(macos, introduced = 10.2, deprecated = since)))
 
+#pragma clang assume_nonnull begin
 extern "C" {
 
+OSStatus SecItemCopyMatching(CFDictionaryRef query, CFTypeRef _Nullable* _Nullable result);
+CFDataRef SecCertificateCopyData(SecCertificateRef certificate);
+OSStatus SecCertificateCopyEmailAddresses(SecCertificateRef certificate, CFArrayRef _Nullable* emails);
+CFDictionaryRef _Nullable SecCertificateCopyValues(SecCertificateRef certificate, CFArrayRef _Nullable keys,
+                                                   CFErrorRef _Nullable* _Nullable error);
+OSStatus SecIdentityCopyCertificate(SecIdentityRef identity, SecCertificateRef _Nullable* certificate);
+OSStatus SecIdentityCopyPrivateKey(SecIdentityRef identity, SecKeyRef _Nullable* key);
+
 VORN_TEST_DEPRECATED(10.14)
-OSStatus SecCertificateCopyPublicKey(SecCertificateRef certificate, SecKeyRef* key);
-VORN_TEST_DEPRECATED(10.7) OSStatus SecKeyGetCSSMKey(SecKeyRef key, const CSSM_KEY** cssmKey);
-VORN_TEST_DEPRECATED(10.13) SecTransformRef SecEncodeTransformCreate(CFTypeRef encodeType, CFErrorRef* error);
-VORN_TEST_DEPRECATED(10.13) SecTransformRef SecSignTransformCreate(SecKeyRef key, CFErrorRef* error);
+OSStatus SecCertificateCopyPublicKey(SecCertificateRef certificate, SecKeyRef _Nullable* key);
+VORN_TEST_DEPRECATED(10.7) OSStatus SecKeyGetCSSMKey(SecKeyRef key, const CSSM_KEY* _Nullable* cssmKey);
+VORN_TEST_DEPRECATED(10.13)
+SecTransformRef _Nullable SecEncodeTransformCreate(CFTypeRef type, CFErrorRef _Nullable* _Nullable error);
+VORN_TEST_DEPRECATED(10.13)
+SecTransformRef _Nullable SecSignTransformCreate(SecKeyRef key, CFErrorRef _Nullable* _Nullable error);
 VORN_TEST_DEPRECATED(10.13)
 Boolean SecTransformSetAttribute(SecTransformRef transform, CFStringRef key, CFTypeRef value,
-                                 CFErrorRef* error);
-VORN_TEST_DEPRECATED(10.13) CFTypeRef SecTransformExecute(SecTransformRef transform, CFErrorRef* error);
+                                 CFErrorRef _Nullable* _Nullable error);
+VORN_TEST_DEPRECATED(10.13)
+CFTypeRef _Nullable SecTransformExecute(SecTransformRef transform, CFErrorRef _Nullable* _Nullable error);
 }
+#pragma clang assume_nonnull end

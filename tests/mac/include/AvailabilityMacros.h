@@ -1,0 +1,3 @@
+#pragma once
+
+// GoogleTest asks for it on macOS, and for nothing in it.
