@@ -29,6 +29,12 @@ class DocumentParser : public xercesc::XercesDOMParser {
   static constexpr unsigned kMaximumElementDepth = 1000;
   /** All that a parse may have allocated at one time; 10 MiB of `<a/>`, which stay below, need 0.5 GB. */
   static constexpr std::size_t kMaximumBytes = std::size_t{1} << 30;
+  /** What a document of so many bytes may take: elements of four bytes, the worst of the harmless, take 80 a byte. */
+  static constexpr std::size_t memoryFor(std::size_t documentBytes) {
+    constexpr std::size_t kBase = std::size_t{128} << 20;
+    constexpr std::size_t kPerByte = 128;
+    return documentBytes < (kMaximumBytes - kBase) / kPerByte ? kBase + kPerByte * documentBytes : kMaximumBytes;
+  }
 
   /** The elements of one name, as written. */
   struct Elements {

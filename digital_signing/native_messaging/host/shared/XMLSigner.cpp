@@ -170,7 +170,7 @@ std::string XMLSigner::sign(const std::string& base64Xml) {
   std::string signedXml;
   {
     // The parser's document lies in this memory, so it has to go last.
-    ParserMemory memory(DocumentParser::kMaximumBytes);
+    ParserMemory memory(DocumentParser::memoryFor(base64Xml.size() / 4 * 3));
     DocumentParser parser(memory);
     std::size_t size = 0;
     {
