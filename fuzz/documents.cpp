@@ -15,12 +15,12 @@
 #include "fuzz/Require.h"
 #include "mac/app/CertificateSelection.h"
 #include "shared/Base64.h"
-#include "shared/Canonicaliser.h"
-#include "shared/DocumentParser.h"
 #include "shared/Exceptions.h"
-#include "shared/ParserErrors.h"
 #include "shared/XMLSigner.h"
-#include "shared/XmlText.h"
+#include "shared/xml/Canonicaliser.h"
+#include "shared/xml/DocumentParser.h"
+#include "shared/xml/ParserErrors.h"
+#include "shared/xml/XmlText.h"
 
 namespace {
 

@@ -9,7 +9,7 @@
 
 #include "fuzz/Require.h"
 #include "shared/Exceptions.h"
-#include "shared/FrameAssembler.h"
+#include "shared/messaging/FrameAssembler.h"
 
 namespace {
 

@@ -11,11 +11,11 @@
 
 #include "fuzz/Require.h"
 #include "shared/Exceptions.h"
-#include "shared/FrameAssembler.h"
-#include "shared/MessageExchange.h"
 #include "shared/Signing.h"
 #include "shared/json/Utf8.h"
 #include "shared/json/jsonxx.h"
+#include "shared/messaging/FrameAssembler.h"
+#include "shared/messaging/MessageExchange.h"
 
 namespace signing {
 

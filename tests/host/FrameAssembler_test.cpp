@@ -1,4 +1,4 @@
-#include "shared/FrameAssembler.h"
+#include "shared/messaging/FrameAssembler.h"
 
 #include <gtest/gtest.h>
 
@@ -16,7 +16,9 @@ std::string prefix(std::uint32_t length) {
   return bytes;
 }
 
-std::string frame(const std::string& text) { return prefix(static_cast<std::uint32_t>(text.size())) + text; }
+std::string frame(const std::string& text) {
+  return prefix(static_cast<std::uint32_t>(text.size())) + text;
+}
 
 std::vector<std::string> messagesOf(const std::vector<std::string>& deliveries) {
   FrameAssembler frames;
@@ -31,7 +33,8 @@ std::vector<std::string> messagesOf(const std::vector<std::string>& deliveries) 
 }
 
 TEST(FrameAssembler, findsTheSameMessagesWhereverTheStreamIsCut) {
-  const std::vector<std::string> messages = {"{\"type\":1}", "", std::string("a\0b", 3), std::string(300, 'x')};
+  const std::vector<std::string> messages = {"{\"type\":1}", "", std::string("a\0b", 3),
+                                             std::string(300, 'x')};
   std::string stream;
   for (const std::string& message : messages) {
     stream += frame(message);
@@ -39,7 +42,8 @@ TEST(FrameAssembler, findsTheSameMessagesWhereverTheStreamIsCut) {
   for (std::size_t first = 0; first <= stream.size(); ++first) {
     for (const std::size_t second : {first, first + 1, first + 5, stream.size()}) {
       const std::size_t end = std::min(second, stream.size());
-      EXPECT_EQ(messagesOf({stream.substr(0, first), stream.substr(first, end - first), stream.substr(end)}), messages)
+      EXPECT_EQ(messagesOf({stream.substr(0, first), stream.substr(first, end - first), stream.substr(end)}),
+                messages)
           << "cut at " << first << " and " << end;
     }
   }

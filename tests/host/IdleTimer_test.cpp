@@ -1,4 +1,4 @@
-#include "shared/IdleTimer.h"
+#include "shared/messaging/IdleTimer.h"
 
 #include <gtest/gtest.h>
 

@@ -56,8 +56,10 @@ TEST_F(Logging, writesOneLineARecordIntoAFileForTheUserAlone) {
   log("once");
   EXPECT_EQ(fs::status(file()).permissions(), fs::perms(0600));
   EXPECT_TRUE(std::regex_match(
-      text(), std::regex("from an older host\n"
-                         "\\d\\d-\\d\\d-\\d{4} \\d\\d:\\d\\d:\\d\\d\\.\\d{3} \\[\\d+\\] INFO  VORNSigning - info once\n")))
+      text(),
+      std::regex(
+          "from an older host\n"
+          "\\d\\d-\\d\\d-\\d{4} \\d\\d:\\d\\d:\\d\\d\\.\\d{3} \\[\\d+\\] INFO  VORNSigning - info once\n")))
       << text();
 }
 
@@ -67,9 +69,9 @@ TEST_F(Logging, isVerboseForTheExactWordAlone) {
     const char* environment;
     bool debug;
   };
-  const Case cases[] = {{"ON", nullptr, true},  {"ON", "OFF", true}, {"on", "ON", false}, {"OFF", "ON", false},
-                        {"ON ", "ON", false},   {"", "ON", true},    {"", "on", false},   {"", "", false},
-                        {"", nullptr, false}};
+  const Case cases[] = {{"ON", nullptr, true}, {"ON", "OFF", true},  {"on", "ON", false},
+                        {"OFF", "ON", false},  {"ON ", "ON", false}, {"", "ON", true},
+                        {"", "on", false},     {"", "", false},      {"", nullptr, false}};
   logging::setUp();
   for (const Case& c : cases) {
     if (c.environment != nullptr) {

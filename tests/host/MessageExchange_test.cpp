@@ -1,4 +1,4 @@
-#include "shared/MessageExchange.h"
+#include "shared/messaging/MessageExchange.h"
 
 #include <gtest/gtest.h>
 #include <log4cplus/logger.h>
@@ -15,8 +15,8 @@
 #include "host/TestPlatform.h"
 #include "mac/app/Logging.h"
 #include "shared/Exceptions.h"
-#include "shared/IdleTimer.h"
 #include "shared/Signing.h"
+#include "shared/messaging/IdleTimer.h"
 
 namespace {
 
@@ -36,7 +36,8 @@ namespace signing {
 
 void appendCertificate(const jsonxx::Object&, jsonxx::Object& response) {
   ++scripted.selections;
-  response << "cert_serial" << "7";
+  response << "cert_serial"
+           << "7";
   switch (scripted.failure) {
     case Failure::none:
       return;
@@ -87,8 +88,8 @@ class MessageExchangeTest : public testing::Test {
   }
 
   static std::string errorText(int code, const std::string& message, const std::string& before = "") {
-    return "{\n" + before + "\t\"error_code\": " + std::to_string(code) + ",\n\t\"error_message\": \"" + message +
-           "\",\n\t\"result\": \"error\" \n} \n";
+    return "{\n" + before + "\t\"error_code\": " + std::to_string(code) + ",\n\t\"error_message\": \"" +
+           message + "\",\n\t\"result\": \"error\" \n} \n";
   }
 
   std::string written_;
@@ -102,7 +103,8 @@ class MessageExchangeTest : public testing::Test {
 };
 
 const char* const kVersionText =
-    "\t\"build\": \"102\",\n\t\"install_location\": \"\\/opt\\/vorn\",\n\t\"major\": \"1\",\n\t\"minor\": \"0\",\n"
+    "\t\"build\": \"102\",\n\t\"install_location\": \"\\/opt\\/vorn\",\n\t\"major\": \"1\",\n\t\"minor\": "
+    "\"0\",\n"
     "\t\"os\": \"Mac OS X version 12.7.6\",\n";
 
 TEST_F(MessageExchangeTest, answersEachRequestOfADeliveryInOrder) {
@@ -110,7 +112,8 @@ TEST_F(MessageExchangeTest, answersEachRequestOfADeliveryInOrder) {
   const auto texts = answers();
   ASSERT_EQ(texts.size(), 2U) << "nothing is answered after the request that ends the process";
   EXPECT_TRUE(texts[0].starts_with(std::string("{\n") + kVersionText)) << texts[0];
-  EXPECT_TRUE(texts[0].ends_with("\t\"release\": \"12\",\n\t\"result\": \"ok\",\n\t\"version\": \"1.0.12.102\" \n} \n"));
+  EXPECT_TRUE(texts[0].ends_with(
+      "\t\"release\": \"12\",\n\t\"result\": \"ok\",\n\t\"version\": \"1.0.12.102\" \n} \n"));
   EXPECT_EQ(texts[1], errorText(101, "Failed to parse request message"));
 }
 
@@ -129,19 +132,26 @@ TEST_F(MessageExchangeTest, endsWithTheReasonForEveryInvalidRequest) {
       {sign + "\"user_details\":[]}", "User details are missing from the signing request message"},
       {sign + "\"user_details\":{}}", "Name is missing from the signing request message"},
       {"{\"type\":\"version\",\"user_details\":{}}", "Name is missing from the signing request message"},
-      {sign + "\"user_details\":{\"name\":\"n\",\"email\":1}}", "Email is missing from the signing request message"},
-      {sign + "\"user_details\":{\"name\":\"n\",\"email\":\"e\"}}", "ABN is missing from the signing request message"},
-      {sign + "\"user_details\":{" + user + ",\"aki\":\"0a\"}}", "AKI list is missing from the signing request message"},
+      {sign + "\"user_details\":{\"name\":\"n\",\"email\":1}}",
+       "Email is missing from the signing request message"},
+      {sign + "\"user_details\":{\"name\":\"n\",\"email\":\"e\"}}",
+       "ABN is missing from the signing request message"},
+      {sign + "\"user_details\":{" + user + ",\"aki\":\"0a\"}}",
+       "AKI list is missing from the signing request message"},
       {sign + "\"user_details\":{" + user + ",\"aki\":[\"0a\",1]}}",
        "AKI list is missing from the signing request message"},
       {sign + details + "}", "XML data array is missing from the signing request message"},
       {sign + details + ",\"xml_data\":[]}", "XML data array from the signing request message is empty"},
-      {sign + details + ",\"xml_data\":[{\"data\":\"\"},1]}", "XML data object is missing from the signing request message"},
-      {sign + details + ",\"xml_data\":[{\"data\":1}]}", "XML data field is missing from the signing request message"},
+      {sign + details + ",\"xml_data\":[{\"data\":\"\"},1]}",
+       "XML data object is missing from the signing request message"},
+      {sign + details + ",\"xml_data\":[{\"data\":1}]}",
+       "XML data field is missing from the signing request message"},
   };
   for (const auto& [request, message] : cases) {
     written_.clear();
-    EXPECT_EQ(MessageExchange([this](std::string_view bytes) { written_.append(bytes); }).deliver(frame(request)), 1);
+    EXPECT_EQ(
+        MessageExchange([this](std::string_view bytes) { written_.append(bytes); }).deliver(frame(request)),
+        1);
     EXPECT_EQ(answers(), std::vector<std::string>{errorText(101, message)}) << request;
   }
   EXPECT_EQ(scripted.selections, 0) << "an invalid request reached the key store";
@@ -153,7 +163,8 @@ TEST_F(MessageExchangeTest, tellsFailuresOfTheHostFromThoseThatEndIt) {
   scripted.failure = Failure::host;
   EXPECT_EQ(deliver(request), std::nullopt);
   const std::string expired = answers().at(0);
-  EXPECT_NE(expired.find("\t\"cert_serial\": \"7\",\n\t\"error_code\": 107,\n\t\"error_message\": \"Certificate expired\",\n"),
+  EXPECT_NE(expired.find("\t\"cert_serial\": \"7\",\n\t\"error_code\": 107,\n\t\"error_message\": "
+                         "\"Certificate expired\",\n"),
             std::string::npos)
       << expired;
   EXPECT_NE(expired.find("\"result\": \"error\""), std::string::npos);
@@ -172,8 +183,9 @@ TEST_F(MessageExchangeTest, tellsFailuresOfTheHostFromThoseThatEndIt) {
 
 TEST_F(MessageExchangeTest, namesTheAlgorithmThatIsToSign) {
   const auto request = [](const std::string& member) {
-    return frame("{\"type\":\"sign\",\"user_details\":{\"name\":\"\",\"email\":\"\",\"abn\":\"\",\"aki\":[]}," + member +
-                 "\"xml_data\":[{\"data\":\"\"}]}");
+    return frame(
+        "{\"type\":\"sign\",\"user_details\":{\"name\":\"\",\"email\":\"\",\"abn\":\"\",\"aki\":[]}," +
+        member + "\"xml_data\":[{\"data\":\"\"}]}");
   };
   const std::pair<const char*, SignatureAlgorithm> cases[] = {
       {"", SignatureAlgorithm::RSA_SHA256},
@@ -189,7 +201,8 @@ TEST_F(MessageExchangeTest, namesTheAlgorithmThatIsToSign) {
   answers();
   scripted = {};
   EXPECT_EQ(deliver(request("\"signature_algorithm\":\"rsa_sha256\",")), std::nullopt);
-  EXPECT_EQ(answers(), std::vector<std::string>{errorText(108, "Unrecognised signature algorithm: rsa_sha256")});
+  EXPECT_EQ(answers(),
+            std::vector<std::string>{errorText(108, "Unrecognised signature algorithm: rsa_sha256")});
   EXPECT_EQ(scripted.selections, 0) << "refused before the key store is searched";
 }
 
@@ -211,8 +224,9 @@ TEST_F(MessageExchangeTest, keepsTheFrameWellFormedAndEndsQuietlyWhenTheReaderHa
   scripted.failure = Failure::stray;
   testPlatform().installed = "no folder";
   EXPECT_EQ(deliver(frame("{\"type\":\"version\"}")), std::nullopt);
-  EXPECT_NE(answers().at(0).find("\"error_code\": 100,\n\t\"error_message\": \"Failed to get install location\","),
-            std::string::npos);
+  EXPECT_NE(
+      answers().at(0).find("\"error_code\": 100,\n\t\"error_message\": \"Failed to get install location\","),
+      std::string::npos);
   testPlatform().installed = "/opt/v\xffrn/vorn-signing";
   EXPECT_EQ(deliver(frame("{\"type\":\"version\"}")), std::nullopt);
   EXPECT_NE(answers().at(0).find("\\/opt\\/v\xEF\xBF\xBDrn\""), std::string::npos);

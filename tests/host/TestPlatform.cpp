@@ -9,8 +9,14 @@ TestPlatform& testPlatform() {
 
 namespace platform {
 
-std::string homeFolder() { return testPlatform().home; }
-SystemVersion systemVersion() { return {12, 7, 6}; }
-std::string installedPath() { return testPlatform().installed; }
+std::string homeFolder() {
+  return testPlatform().home;
+}
+SystemVersion systemVersion() {
+  return {12, 7, 6};
+}
+std::string installedPath() {
+  return testPlatform().installed;
+}
 
 }  // namespace platform

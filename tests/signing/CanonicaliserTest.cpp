@@ -1,4 +1,4 @@
-#include "shared/Canonicaliser.h"
+#include "shared/xml/Canonicaliser.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "shared/DocumentSerialiser.h"
+#include "shared/xml/DocumentSerialiser.h"
 
 #include <gtest/gtest.h>
 
@@ -6,7 +6,7 @@
 #include <xercesc/framework/MemBufFormatTarget.hpp>
 #include <xercesc/util/XMLUni.hpp>
 
-#include "shared/Canonicaliser.h"
+#include "shared/xml/Canonicaliser.h"
 #include "signing/Parsed.h"
 #include "signing/RandomDocument.h"
 
@@ -67,12 +67,13 @@ TEST(DocumentSerialiser, KnownTexts) {
       {"<!DOCTYPE a PUBLIC '-//x' 'y' [<!ENTITY e \"'&#34;&#37;&#38;#38;&#13;\">]><a>&e;</a>",
        declaration + "<!DOCTYPE a PUBLIC \"-//x\" \"y\" [<!ENTITY e "
                      "\"'&#34;&#37;&#38;#38;&#13;\">]><a>'\"%&amp;&#xD;</a>"},
-      {"<!DOCTYPE a SYSTEM 'x\"y' [<!ENTITY % p '<!ENTITY e \"v\">'>%p;<!NOTATION n SYSTEM 's\"'><!ENTITY u SYSTEM 'f' NDATA "
+      {"<!DOCTYPE a SYSTEM 'x\"y' [<!ENTITY % p '<!ENTITY e \"v\">'>%p;<!NOTATION n SYSTEM 's\"'><!ENTITY u "
+       "SYSTEM 'f' NDATA "
        "n>"
        "<!ATTLIST a b NOTATION (n) #IMPLIED c (d|f) 'd'>]><a b='n'>&e;</a>",
-       declaration +
-           "<!DOCTYPE a SYSTEM 'x\"y' [ <!ENTITY e \"v\"> <!NOTATION n SYSTEM 's\"'><!ENTITY u SYSTEM \"f\" NDATA n>"
-           "<!ATTLIST a b NOTATION (n) #IMPLIED c (d|f) \"d\">]><a b=\"n\" c=\"d\">v</a>"},
+       declaration + "<!DOCTYPE a SYSTEM 'x\"y' [ <!ENTITY e \"v\"> <!NOTATION n SYSTEM 's\"'><!ENTITY u "
+                     "SYSTEM \"f\" NDATA n>"
+                     "<!ATTLIST a b NOTATION (n) #IMPLIED c (d|f) \"d\">]><a b=\"n\" c=\"d\">v</a>"},
       {"<!DOCTYPE a [<!ENTITY e '<![CDATA[x&#13;<]]>'>]><a>&e;<![CDATA[<]]></a>",
        declaration + "<!DOCTYPE a [<!ENTITY e \"<![CDATA[x&#13;<]]>\">]><a>x&#xD;&lt;<![CDATA[<]]></a>"},
       {"<?xml version='1.1'?><a>&#1;&#x85;\xF0\x9F\x98\x80&#x2028;</a>",

@@ -4,7 +4,7 @@
 #include <xercesc/framework/MemBufInputSource.hpp>
 #include <xercesc/util/PlatformUtils.hpp>
 
-#include "shared/DocumentParser.h"
+#include "shared/xml/DocumentParser.h"
 
 /** A document for as long as the object lives. */
 class Parsed {

@@ -3,7 +3,7 @@
 #include <set>
 #include <xercesc/util/PlatformUtils.hpp>
 
-#include "shared/XmlText.h"
+#include "shared/xml/XmlText.h"
 
 namespace {
 

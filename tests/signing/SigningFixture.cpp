@@ -16,8 +16,8 @@
 #include "mac/app/CertificateSelection.h"
 #include "shared/Base64.h"
 #include "shared/Exceptions.h"
-#include "shared/ParserErrors.h"
 #include "shared/XMLSigner.h"
+#include "shared/xml/ParserErrors.h"
 
 namespace {
 

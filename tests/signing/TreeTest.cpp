@@ -4,9 +4,9 @@
 #include <xercesc/framework/MemBufInputSource.hpp>
 #include <xercesc/util/PlatformUtils.hpp>
 
-#include "shared/DocumentParser.h"
-#include "shared/TreeWalk.h"
-#include "shared/XmlText.h"
+#include "shared/xml/DocumentParser.h"
+#include "shared/xml/TreeWalk.h"
+#include "shared/xml/XmlText.h"
 
 namespace {
 

@@ -8,7 +8,7 @@
 #include <xsec/framework/XSECException.hpp>
 
 #include "mac/app/CertificateSelection.h"
-#include "shared/XmlText.h"
+#include "shared/xml/XmlText.h"
 #include "signing/SigningFixture.h"
 
 namespace {

@@ -16,7 +16,7 @@
 #include <system_error>
 #include <thread>
 
-#include "shared/FrameAssembler.h"
+#include "shared/messaging/FrameAssembler.h"
 #include "vornctl/Terminal.h"
 
 extern char** environ;

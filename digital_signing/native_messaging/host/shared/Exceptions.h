@@ -5,8 +5,8 @@
 #include <string>
 
 /**
- * Every failure that the host reports to the browser. The code is what a page decides by; it is append-only: a
- * code once given keeps its meaning, and 106 stays unused.
+ * Every failure that the host reports to the browser. The code is what a page decides by; it is append-only:
+ * a code once given keeps its meaning, and 106 stays unused.
  */
 class BaseException : public std::runtime_error {
  public:
@@ -27,7 +27,8 @@ class TechnicalException : public BaseException {
   explicit TechnicalException(const std::string& message) : BaseException(100, message) {}
 };
 
-/** A malformed frame or request. The only class that ends the process: it is answered, then the host exits. */
+/** A malformed frame or request. The only class that ends the process: it is answered, then the host exits.
+ */
 class InvalidArgumentException : public BaseException {
  public:
   explicit InvalidArgumentException(const std::string& message) : BaseException(101, message) {}

@@ -7,13 +7,13 @@
 #include <utility>
 
 #include "mac/app/Logging.h"
-#include "shared/ErrorResponse.h"
 #include "shared/Exceptions.h"
-#include "shared/IdleTimer.h"
-#include "shared/RequestValidation.h"
 #include "shared/Signing.h"
-#include "shared/VersionResponse.h"
 #include "shared/json/Utf8.h"
+#include "shared/messaging/IdleTimer.h"
+#include "shared/request/ErrorResponse.h"
+#include "shared/request/RequestValidation.h"
+#include "shared/request/VersionResponse.h"
 
 namespace {
 

@@ -4,9 +4,9 @@
 #include "shared/json/jsonxx.h"
 
 /**
- * What a request needs of the key store and of the XML libraries, and all of it: whatever stands behind these two
- * functions is started at their first call. On Linux they are the door to a library of its own, because loading what
- * it links costs ten times the start of the host.
+ * What a request needs of the key store and of the XML libraries, and all of it: whatever stands behind these
+ * two functions is started at their first call. On Linux they are the door to a library of its own, because
+ * loading what it links costs ten times the start of the host.
  */
 namespace signing {
 
@@ -17,8 +17,8 @@ namespace signing {
 void appendCertificate(const jsonxx::Object& userDetails, jsonxx::Object& response);
 
 /**
- * Signs each document of "xml_data" (validated) with the selected identity and appends "signed_data". All or nothing:
- * throws BaseException at the first document that cannot be signed, with nothing appended.
+ * Signs each document of "xml_data" (validated) with the selected identity and appends "signed_data". All or
+ * nothing: throws BaseException at the first document that cannot be signed, with nothing appended.
  */
 void appendSignedData(const jsonxx::Array& xmlData, SignatureAlgorithm algorithm, jsonxx::Object& response);
 

@@ -25,15 +25,15 @@
 #include "mac/app/CertificateSelection.h"
 #include "mac/app/KeychainCryptoKeyRSA.h"
 #include "shared/Base64.h"
-#include "shared/DocumentBytes.h"
-#include "shared/DocumentElements.h"
-#include "shared/DocumentParser.h"
-#include "shared/DocumentSerialiser.h"
 #include "shared/Exceptions.h"
-#include "shared/SignatureBuilder.h"
-#include "shared/SignatureWarnings.h"
-#include "shared/SignedInfoHandler.h"
-#include "shared/XmlText.h"
+#include "shared/xml/DocumentBytes.h"
+#include "shared/xml/DocumentElements.h"
+#include "shared/xml/DocumentParser.h"
+#include "shared/xml/DocumentSerialiser.h"
+#include "shared/xml/SignatureBuilder.h"
+#include "shared/xml/SignatureWarnings.h"
+#include "shared/xml/SignedInfoHandler.h"
+#include "shared/xml/XmlText.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include <array>
 #include <cerrno>
 
-#include "shared/MessageExchange.h"
+#include "shared/messaging/MessageExchange.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 #include <optional>
 #include <string_view>
 
-#include "shared/ProtocolDescriptors.h"
+#include "shared/messaging/ProtocolDescriptors.h"
 
 /** The browser's two pipes, read with a timed wait and written to the last byte. */
 class ProtocolChannel {
@@ -11,8 +11,8 @@ class ProtocolChannel {
   explicit ProtocolChannel(ProtocolDescriptors descriptors) : descriptors_(descriptors) {}
 
   /**
-   * Waits at most `milliseconds` for input. Nothing when none came; empty at the end of input; otherwise what could be
-   * read at once, valid until the next call.
+   * Waits at most `milliseconds` for input. Nothing when none came; empty at the end of input; otherwise what
+   * could be read at once, valid until the next call.
    */
   std::optional<std::string_view> read(int milliseconds);
 

@@ -1,7 +1,6 @@
 #include "mac/app/Logging.h"
 
 #include <fcntl.h>
-#include <log4cplus/config.hxx>
 #include <log4cplus/fileappender.h>
 #include <log4cplus/helpers/loglog.h>
 #include <log4cplus/initializer.h>
@@ -9,6 +8,7 @@
 #include <log4cplus/logger.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <log4cplus/config.hxx>
 
 #include <cstdio>
 #include <cstdlib>
@@ -30,11 +30,12 @@ std::string logFilePath() {
 }
 
 /**
- * Makes the file, or takes the one that is there, for the user alone: log4cplus would create it as the umask says.
- * False for what cannot be written or is no file (opening a pipe would wait for its reader for ever).
+ * Makes the file, or takes the one that is there, for the user alone: log4cplus would create it as the umask
+ * says. False for what cannot be written or is no file (opening a pipe would wait for its reader for ever).
  */
 bool makePrivateFile(const std::string& path) {
-  const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_NONBLOCK | O_CLOEXEC, S_IRUSR | S_IWUSR);
+  const int file =
+      open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_NONBLOCK | O_CLOEXEC, S_IRUSR | S_IWUSR);
   if (file < 0) {
     return false;
   }
@@ -87,7 +88,8 @@ void setVerbose(const std::string& verbose) {
   const bool on = isVerbose(verbose);
   const std::string path = logFilePath();
   struct stat status {};
-  if (!path.empty() && stat(path.c_str(), &status) == 0 && status.st_size > (on ? kVerboseLimit : kNormalLimit)) {
+  if (!path.empty() && stat(path.c_str(), &status) == 0 &&
+      status.st_size > (on ? kVerboseLimit : kNormalLimit)) {
     log4cplus::Logger::getRoot().removeAppender(LOG4CPLUS_TEXT(kAppenderName));
     std::remove(path.c_str());
     configure(path);

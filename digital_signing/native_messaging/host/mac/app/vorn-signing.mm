@@ -7,10 +7,10 @@
 #include <string_view>
 
 #include "mac/app/Logging.h"
-#include "shared/Arguments.h"
-#include "shared/IdleTimer.h"
-#include "shared/MessageExchange.h"
-#include "shared/ProtocolDescriptors.h"
+#include "shared/messaging/Arguments.h"
+#include "shared/messaging/IdleTimer.h"
+#include "shared/messaging/MessageExchange.h"
+#include "shared/messaging/ProtocolDescriptors.h"
 
 namespace {
 

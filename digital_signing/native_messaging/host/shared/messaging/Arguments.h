@@ -1,0 +1,5 @@
+#pragma once
+
+/** Logs what the browser passed: its manifest's path, the calling extension. Worth knowing a year from now.
+ */
+void logArguments(int count, const char* const* arguments);

@@ -1,0 +1,53 @@
+#include "shared/messaging/ProtocolDescriptors.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+
+#include "shared/Version.h"
+
+namespace {
+
+constexpr int kFirstFreeDescriptor = 3;  // after standard input, output and error
+
+/** A descriptor that was closed when the host was started would be taken by the first file that is opened. */
+void fillClosedDescriptors() {
+  for (int standard = 0; standard < kFirstFreeDescriptor; ++standard) {
+    if (fcntl(standard, F_GETFD) < 0 && errno == EBADF) {
+      [[maybe_unused]] const int lowestFree = open("/dev/null", O_RDWR);
+    }
+  }
+}
+
+int moveAway(int descriptor) {
+  return fcntl(descriptor, F_DUPFD_CLOEXEC, kFirstFreeDescriptor);
+}
+
+}  // namespace
+
+ProtocolDescriptors takeProtocolDescriptors() {
+  fillClosedDescriptors();
+  const ProtocolDescriptors descriptors{moveAway(STDIN_FILENO), moveAway(STDOUT_FILENO)};
+  dup2(STDERR_FILENO, STDOUT_FILENO);
+  const int nothing = open("/dev/null", O_RDONLY | O_CLOEXEC);
+  dup2(nothing, STDIN_FILENO);
+  close(nothing);
+  // A browser that has gone, or a log that may not grow, is an error of the write and not the end of the
+  // process.
+  std::signal(SIGPIPE, SIG_IGN);
+  std::signal(SIGXFSZ, SIG_IGN);
+  return descriptors;
+}
+
+void greetTerminal(int input) {
+  if (isatty(input) == 1) {
+    std::fprintf(
+        stderr,
+        "VORN Signing %s is a native-messaging host: a browser starts it for its extension and talks to it "
+        "over standard input and output (Ctrl-D ends it).\n",
+        version::kFull);
+  }
+}

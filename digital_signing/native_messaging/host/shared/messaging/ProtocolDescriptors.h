@@ -1,0 +1,18 @@
+#pragma once
+
+/** The browser's two pipes. */
+struct ProtocolDescriptors {
+  int input;
+  int output;
+};
+
+/**
+ * Moves the two pipes away from descriptors 0 and 1, close-on-exec, and points 1 at standard error: no
+ * library can write a byte between two frames. The first thing that a host does. From here on a write to a
+ * reader that has gone, or to a file that may not grow, is an error and no signal.
+ */
+ProtocolDescriptors takeProtocolDescriptors();
+
+/** With a terminal on `input` no browser has started the host: tells the person there, on standard error,
+ * what it is. */
+void greetTerminal(int input);

@@ -1,0 +1,29 @@
+#include "shared/xml/CanonicalBytes.h"
+
+#include <algorithm>
+#include <cstring>
+
+CanonicalBytes::CanonicalBytes(const xercesc::DOMElement& element, const xercesc::DOMNode* omitted,
+                               std::string* relativeNamespace)
+    : TXFMBase(element.getOwnerDocument()),
+      document_(element.getOwnerDocument()),
+      canonicaliser_(element, omitted),
+      relativeNamespace_(relativeNamespace) {}
+
+void CanonicalBytes::setInput(TXFMBase* newInput) {
+  // The chain deletes the input through this.
+  input = newInput;
+  keepComments = false;
+}
+
+unsigned int CanonicalBytes::readBytes(XMLByte* const toFill, const unsigned int maxToFill) {
+  if (run_.empty()) run_ = canonicaliser_.next();
+  const std::size_t count = std::min<std::size_t>(run_.size(), maxToFill);
+  if (count > 0) {
+    std::memcpy(toFill, run_.data(), count);
+    run_.remove_prefix(count);
+  } else if (relativeNamespace_ != nullptr) {
+    *relativeNamespace_ = canonicaliser_.relativeNamespace();
+  }
+  return static_cast<unsigned int>(count);
+}

@@ -1,0 +1,131 @@
+#include "shared/xml/DocumentSerialiser.h"
+
+#include <algorithm>
+#include <string_view>
+#include <xercesc/dom/DOMDocument.hpp>
+#include <xercesc/dom/DOMDocumentType.hpp>
+#include <xercesc/dom/DOMNamedNodeMap.hpp>
+
+#include "shared/xml/InternalSubsetText.h"
+#include "shared/xml/NodeText.h"
+#include "shared/xml/TreeWalk.h"
+#include "shared/xml/Utf8Writer.h"
+
+using xercesc::DOMNode;
+
+namespace {
+
+class Writer {
+ public:
+  explicit Writer(const xercesc::DOMDocument& document)
+      : document_(document), isXml11_(viewOf(document.getXmlVersion()) == u"1.1") {}
+
+  std::string write(std::size_t expectedSize) {
+    out_.reserve(expectedSize);
+    for (TreeWalk<const DOMNode> walk(&document_); walk.node() != nullptr; walk.advance()) {
+      walk.leaving() ? leave(*walk.node()) : enter(*walk.node());
+    }
+    return std::move(out_);
+  }
+
+ private:
+  void enter(const DOMNode& node) {
+    switch (node.getNodeType()) {
+      case DOMNode::DOCUMENT_NODE:
+        return writeDeclaration();
+      case DOMNode::DOCUMENT_TYPE_NODE:
+        return writeDoctype(static_cast<const xercesc::DOMDocumentType&>(node));
+      case DOMNode::ELEMENT_NODE:
+        return startElement(node);
+      case DOMNode::TEXT_NODE:
+        return writeEscaped(textOf(node), Escapes::kText);
+      case DOMNode::CDATA_SECTION_NODE:
+        return writeCdata(textOf(node));
+      case DOMNode::COMMENT_NODE:
+        return write("<!--", node.getNodeValue(), "-->");
+      case DOMNode::PROCESSING_INSTRUCTION_NODE:
+        write("<?", node.getNodeName(), viewOf(node.getNodeValue()).empty() ? "" : " ");
+        return write("", node.getNodeValue(), "?>");
+      default:
+        return;
+    }
+  }
+
+  void leave(const DOMNode& node) {
+    if (node.getNodeType() == DOMNode::ELEMENT_NODE && node.getFirstChild() != nullptr) {
+      write("</", node.getNodeName(), ">");
+    }
+  }
+
+  void write(const char* before, std::u16string_view text, const char* after) {
+    out_ += before;
+    appendUtf8(out_, text, Escapes::kNone);
+    out_ += after;
+  }
+  void write(const char* before, const XMLCh* text, const char* after) { write(before, viewOf(text), after); }
+
+  void writeDeclaration() {
+    out_ += isXml11_ ? "<?xml version=\"1.1\"" : "<?xml version=\"1.0\"";
+    out_ += " encoding=\"UTF-8\" standalone=";
+    out_ += document_.getXmlStandalone() ? "\"yes\" ?>" : "\"no\" ?>";
+  }
+
+  void writeDoctype(const xercesc::DOMDocumentType& doctype) {
+    write("<!DOCTYPE ", doctype.getName(), "");
+    const bool isPublic = !viewOf(doctype.getPublicId()).empty();
+    if (isPublic) write(" PUBLIC \"", doctype.getPublicId(), "\"");
+    if (!viewOf(doctype.getSystemId()).empty()) {
+      write(isPublic ? " " : " SYSTEM ", systemLiteral(doctype.getSystemId()), "");
+    }
+    if (!viewOf(doctype.getInternalSubset()).empty()) write(" [", doctype.getInternalSubset(), "]");
+    out_ += '>';
+  }
+
+  void startElement(const DOMNode& element) {
+    write("<", element.getNodeName(), "");
+    const xercesc::DOMNamedNodeMap* attributes = element.getAttributes();
+    for (XMLSize_t i = 0, count = attributes->getLength(); i < count; ++i) {
+      const DOMNode* attribute = attributes->item(i);
+      write(" ", attribute->getNodeName(), "=\"");
+      writeEscaped(valueOf(*attribute), Escapes::kAttribute);
+      out_ += '"';
+    }
+    out_ += element.getFirstChild() != nullptr ? ">" : "/>";
+  }
+
+  void writeCdata(std::u16string_view text) {
+    // No reference can stand in a CDATA section, so what needs one is written as text.
+    if (text.find(u'\r') != std::u16string_view::npos || isXml11_) {
+      writeEscaped(text, Escapes::kText);
+    } else {
+      write("<![CDATA[", text, "]]>");
+    }
+  }
+
+  void writeEscaped(std::u16string_view rest, Escapes escapes) {
+    if (isXml11_) {
+      // XML 1.1 takes control characters as references only, and reads two more characters as line ends.
+      const auto needsReference = [](char16_t c) {
+        return (c < 0x20 && c != u'\t' && c != u'\n' && c != u'\r') || (c >= 0x7F && c < 0xA0) || c == 0x2028;
+      };
+      for (auto next = std::find_if(rest.begin(), rest.end(), needsReference); next != rest.end();
+           next = std::find_if(rest.begin(), rest.end(), needsReference)) {
+        const auto run = static_cast<std::size_t>(next - rest.begin());
+        appendUtf8(out_, rest.substr(0, run), escapes);
+        out_ += "&#" + std::to_string(static_cast<unsigned>(*next)) + ";";
+        rest.remove_prefix(run + 1);
+      }
+    }
+    appendUtf8(out_, rest, escapes);
+  }
+
+  const xercesc::DOMDocument& document_;
+  const bool isXml11_;
+  std::string out_;
+};
+
+}  // namespace
+
+std::string writeDocument(const xercesc::DOMDocument& document, std::size_t expectedSize) {
+  return Writer(document).write(expectedSize);
+}

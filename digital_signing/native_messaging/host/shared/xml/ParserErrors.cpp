@@ -1,0 +1,19 @@
+#include "shared/xml/ParserErrors.h"
+
+#include <xercesc/sax/SAXException.hpp>
+#include <xercesc/sax/SAXParseException.hpp>
+
+#include "shared/xml/XmlText.h"
+
+std::optional<std::string> describeParserException() {
+  try {
+    throw;
+  } catch (const xercesc::SAXParseException& e) {
+    return toUtf8(e.getMessage()) + " (line " + std::to_string(e.getLineNumber()) + ", column " +
+           std::to_string(e.getColumnNumber()) + ")";
+  } catch (const xercesc::SAXException& e) {
+    return toUtf8(e.getMessage());
+  } catch (...) {
+    return std::nullopt;
+  }
+}

@@ -1,0 +1,52 @@
+#include "shared/xml/SignedInfoHandler.h"
+
+#include <xercesc/dom/DOMElement.hpp>
+#include <xsec/dsig/DSIGAlgorithmHandlerDefault.hpp>
+#include <xsec/dsig/DSIGConstants.hpp>
+#include <xsec/transformers/TXFMChain.hpp>
+#include <xsec/utils/XSECPlatformUtils.hpp>
+
+#include "shared/xml/CanonicalBytes.h"
+
+namespace {
+
+/** Reaches what a link of a chain reads from. */
+struct ChainLink : TXFMBase {
+  static constexpr TXFMBase* TXFMBase::*kInput = &ChainLink::input;
+};
+
+class SignedInfoHandler : public DSIGAlgorithmHandlerDefault {
+ public:
+  unsigned int signToSafeBuffer(TXFMChain* inputBytes, const XMLCh* uri, const XSECCryptoKey* key,
+                                unsigned int outputLength, safeBuffer& result) const override {
+    TXFMChain chain(canonicalBytes(inputBytes));
+    return DSIGAlgorithmHandlerDefault::signToSafeBuffer(&chain, uri, key, outputLength, result);
+  }
+
+  bool verifyBase64Signature(TXFMChain* inputBytes, const XMLCh* uri, const char* signature,
+                             unsigned int outputLength, const XSECCryptoKey* key) const override {
+    TXFMChain chain(canonicalBytes(inputBytes));
+    return DSIGAlgorithmHandlerDefault::verifyBase64Signature(&chain, uri, signature, outputLength, key);
+  }
+
+  XSECAlgorithmHandler* clone() const override { return new SignedInfoHandler(*this); }
+
+ private:
+  /** The library's chain is the canonicaliser, nothing of which has been read yet, behind the SignedInfo
+   * element. */
+  static CanonicalBytes* canonicalBytes(TXFMChain* inputBytes) {
+    const TXFMBase* source = inputBytes->getLastTxfm()->*ChainLink::kInput;
+    const auto* signedInfo = static_cast<const xercesc::DOMElement*>(source->getFragmentNode());
+    return new CanonicalBytes(*signedInfo, nullptr, nullptr);
+  }
+};
+
+}  // namespace
+
+void useOwnCanonicalSignedInfo() {
+  const SignedInfoHandler handler;
+  for (const XMLCh* uri : {DSIGConstants::s_unicodeStrURIRSA_SHA1, DSIGConstants::s_unicodeStrURIRSA_SHA256,
+                           DSIGConstants::s_unicodeStrURIRSA_SHA512}) {
+    XSECPlatformUtils::registerAlgorithmHandler(uri, handler);
+  }
+}

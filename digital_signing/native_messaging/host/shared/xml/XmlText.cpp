@@ -1,0 +1,16 @@
+#include "shared/xml/XmlText.h"
+
+#include <xercesc/util/TransService.hpp>
+
+std::string toUtf8(const XMLCh* text) {
+  if (text == nullptr || *text == 0) return {};
+  const xercesc::TranscodeToStr converted(text, "UTF-8");
+  return {reinterpret_cast<const char*>(converted.str()), converted.length()};
+}
+
+std::u16string toUtf16(const std::string& text) {
+  if (text.empty()) return {};
+  const xercesc::TranscodeFromStr converted(reinterpret_cast<const XMLByte*>(text.data()), text.size(),
+                                            "UTF-8");
+  return {converted.str(), converted.length()};
+}
