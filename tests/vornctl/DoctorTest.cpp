@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <ostream>
+
 #include "vornctl/Program.h"
 
 namespace vornctl {
@@ -32,6 +34,10 @@ struct PlantedFault {
   std::string cause;
   std::string remedy;
 };
+
+void PrintTo(const PlantedFault& fault, std::ostream* out) {
+  *out << fault.name;
+}
 
 std::string edit(const std::string& file, const std::string& expression) {
   return "sed -i \"" + expression + "\" " + file;

@@ -86,13 +86,13 @@ class Check {
                    "run \"vornctl register --extension-id ID\"");
     }
     for (const json& entry : *allowed) {
-      const auto* const text = entry.get_ptr<const std::string*>();
-      if (const std::string reason = text != nullptr ? refusalOf(*text) : "it is no text"; !reason.empty()) {
+      const std::string text = entry.is_string() ? entry.get<std::string>() : "";
+      if (const std::string reason = refusalOf(text); !reason.empty()) {
         blame("one bad entry in \"" + std::string(member) +
                   "\" makes browsers refuse the whole manifest: " + entry.dump() + ": " + reason,
               "run \"vornctl register --extension-id ID\" with the right id");
       } else if (result_.extension.empty()) {
-        result_.extension = *text;
+        result_.extension = text;
       }
     }
   }

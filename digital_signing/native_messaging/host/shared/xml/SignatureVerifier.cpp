@@ -205,8 +205,9 @@ XSECCryptoX509& certificateOf(const DSIGSignature& signature, std::string& base6
 /** Checks a signature that has been resolved, in its place. */
 void check(DOMElement& element, DOMElement& signatureElement, SignatureCheck& result) {
   XSECProvider provider;
-  DSIGSignature* const signature =
-      provider.newSignatureFromDOM(element.getOwnerDocument(), &signatureElement);
+  const auto release = [&provider](DSIGSignature* taken) { provider.releaseSignature(taken); };
+  const std::unique_ptr<DSIGSignature, decltype(release)> signature(
+      provider.newSignatureFromDOM(element.getOwnerDocument(), &signatureElement), release);
   signature->load();
   result.algorithm = toUtf8(
       onlyChild(onlyChild(signatureElement, u"SignedInfo"), u"SignatureMethod").getAttribute(u"Algorithm"));
