@@ -24,9 +24,9 @@ System buildSystem();
  */
 struct Browser {
   System system;
-  std::string_view name;  /**< as people select it; the channels of one browser share it */
-  std::string_view title; /**< as people read it */
   Family family;
+  std::string_view name;                    /**< as people select it; the channels of one browser share it */
+  std::string_view title;                   /**< as people read it */
   std::array<std::string_view, 3> profiles; /**< one of them exists once the browser has run */
   std::array<std::string_view, 3> programs; /**< one of them exists where the browser is installed */
   /** In the order of the search. The first is always written, the second where the folder that holds it

@@ -8,9 +8,9 @@ namespace vornctl {
 /** What an error code of the host means, for people. */
 struct ErrorWords {
   std::uint32_t code;
+  bool concernsAll; /**< the next document would fail alike */
   std::string_view cause;
   std::string_view remedy;
-  bool concernsAll; /**< the next document would fail alike */
 };
 
 /** For a code that is unknown here, words that say so. */
