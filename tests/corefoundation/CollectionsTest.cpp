@@ -1,28 +1,16 @@
-#include <vector>
-
 #include "corefoundation/LayerTest.h"
 
-namespace corefoundation_test {
 namespace {
 
-class CollectionsTest : public LayerTest {};
+using CollectionsTest = LayerTest;
 
 CFRef<CFArrayRef> arrayOf(std::vector<const void*> values, const CFArrayCallBacks* callBacks) {
-  return CFRef<CFArrayRef>::adopt(
-      CFArrayCreate(nullptr, values.data(), static_cast<CFIndex>(values.size()), callBacks));
-}
-
-CFRef<CFDictionaryRef> dictionaryOf(std::vector<const void*> keys, std::vector<const void*> values,
-                                    bool ofObjects) {
-  return CFRef<CFDictionaryRef>::adopt(
-      CFDictionaryCreate(nullptr, keys.data(), values.data(), static_cast<CFIndex>(keys.size()),
-                         ofObjects ? &kCFTypeDictionaryKeyCallBacks : nullptr,
-                         ofObjects ? &kCFTypeDictionaryValueCallBacks : nullptr));
+  return own(CFArrayCreate(nullptr, values.data(), static_cast<CFIndex>(values.size()), callBacks));
 }
 
 TEST_F(CollectionsTest, DataIsACopyReadWithinBounds) {
   UInt8 bytes[] = {1, 2, 3, 4};
-  const auto data = CFRef<CFDataRef>::adopt(CFDataCreate(nullptr, bytes, 4));
+  const auto data = own(CFDataCreate(nullptr, bytes, 4));
   bytes[0] = 9;
   EXPECT_EQ(CFDataGetLength(data.get()), 4);
   EXPECT_EQ(CFDataGetBytePtr(data.get())[0], 1);
@@ -30,17 +18,17 @@ TEST_F(CollectionsTest, DataIsACopyReadWithinBounds) {
     CFRange range;
     std::vector<UInt8> buffer;
   } kCases[] = {
-      {CFRangeMake(1, 2), {2, 3, 0, 0}},  {CFRangeMake(0, 4), {1, 2, 3, 4}},
-      {CFRangeMake(4, 0), {0, 0, 0, 0}},  {CFRangeMake(3, 2), {0, 0, 0, 0}},
-      {CFRangeMake(-1, 2), {0, 0, 0, 0}}, {CFRangeMake(0, -1), {0, 0, 0, 0}},
-      {CFRangeMake(5, -1), {0, 0, 0, 0}}, {CFRangeMake(1, INT64_MAX), {0, 0, 0, 0}},
+      {CFRangeMake(1, 2), {2, 3, 0, 0}},         {CFRangeMake(0, 4), {1, 2, 3, 4}},
+      {CFRangeMake(3, 2), {0, 0, 0, 0}},         {CFRangeMake(-1, 2), {0, 0, 0, 0}},
+      {CFRangeMake(0, -1), {0, 0, 0, 0}},        {CFRangeMake(5, -1), {0, 0, 0, 0}},
+      {CFRangeMake(1, INT64_MAX), {0, 0, 0, 0}},
   };
   for (const auto& row : kCases) {
     std::vector<UInt8> buffer(4);
     CFDataGetBytes(data.get(), row.range, buffer.data());
     EXPECT_EQ(buffer, row.buffer) << row.range.location << "+" << row.range.length;
   }
-  const auto empty = CFRef<CFDataRef>::adopt(CFDataCreate(nullptr, nullptr, 0));
+  const auto empty = own(CFDataCreate(nullptr, nullptr, 0));
   EXPECT_NE(CFDataGetBytePtr(empty.get()), nullptr);
   EXPECT_FALSE(CFEqual(empty.get(), data.get()));
   EXPECT_EQ(CFDataCreate(nullptr, nullptr, 1), nullptr);
@@ -70,8 +58,8 @@ TEST_F(CollectionsTest, ArraysRetainWithCallBacksOnly) {
 TEST_F(CollectionsTest, DictionariesOfObjectsRetainAndCompareByValue) {
   auto key = text("key");
   auto value = text("value");
-  const auto dictionary = dictionaryOf({key.get(), CFSTR("key"), CFSTR("other")},
-                                       {value.get(), kCFBooleanTrue, kCFBooleanFalse}, true);
+  const auto dictionary =
+      dictionaryOf({key.get(), CFSTR("key"), CFSTR("other")}, {value.get(), kCFBooleanTrue, kCFBooleanFalse});
   const auto alive = Object::liveCount();
   key.reset();
   value.reset();
@@ -80,12 +68,12 @@ TEST_F(CollectionsTest, DictionariesOfObjectsRetainAndCompareByValue) {
   EXPECT_TRUE(CFEqual(CFDictionaryGetValue(dictionary.get(), CFSTR("key")), CFSTR("value")));
   EXPECT_EQ(CFDictionaryGetValue(dictionary.get(), CFSTR("absent")), nullptr);
   EXPECT_EQ(CFDictionaryGetValue(dictionary.get(), nullptr), nullptr);
-  const auto reordered =
-      dictionaryOf({CFSTR("other"), CFSTR("key")}, {kCFBooleanFalse, CFSTR("value")}, true);
-  const auto different =
-      dictionaryOf({CFSTR("other"), CFSTR("key")}, {kCFBooleanFalse, CFSTR("Value")}, true);
-  EXPECT_TRUE(CFEqual(dictionary.get(), reordered.get()));
-  EXPECT_FALSE(CFEqual(dictionary.get(), different.get()));
+  EXPECT_EQ(CFDictionaryGetCount(reinterpret_cast<CFDictionaryRef>(kCFBooleanTrue)), 0);
+  for (const bool equal : {true, false}) {
+    const auto reordered = dictionaryOf({CFSTR("other"), CFSTR("key")},
+                                        {kCFBooleanFalse, equal ? CFSTR("value") : CFSTR("Value")});
+    EXPECT_EQ(CFEqual(dictionary.get(), reordered.get()), equal);
+  }
 }
 
 TEST_F(CollectionsTest, DictionariesWithoutCallBacksKnowAddressesOnly) {
@@ -104,39 +92,7 @@ TEST_F(CollectionsTest, DictionariesWithoutCallBacksKnowAddressesOnly) {
   const void* found = &found;
   EXPECT_TRUE(CFDictionaryGetValueIfPresent(dictionary.get(), nullptr, &found)) << "there, with a null value";
   EXPECT_EQ(found, nullptr);
-  found = &found;
   EXPECT_FALSE(CFDictionaryGetValueIfPresent(dictionary.get(), CFSTR("absent"), &found));
-  EXPECT_EQ(found, &found);
-  EXPECT_TRUE(CFDictionaryGetValueIfPresent(dictionary.get(), keyAddress, nullptr));
-}
-
-TEST_F(CollectionsTest, TypesAreToldApart) {
-  const auto array = arrayOf({}, &kCFTypeArrayCallBacks);
-  const auto dictionary = dictionaryOf({}, {}, true);
-  EXPECT_EQ(CFGetTypeID(array.get()), CFArrayGetTypeID());
-  EXPECT_EQ(CFGetTypeID(dictionary.get()), CFDictionaryGetTypeID());
-  EXPECT_FALSE(CFEqual(array.get(), dictionary.get()));
-  EXPECT_EQ(CFDictionaryGetCount(reinterpret_cast<CFDictionaryRef>(array.get())), 0);
-  EXPECT_EQ(CFGetTypeID(nullptr), 0u);
-}
-
-TEST_F(CollectionsTest, ObjectsMadeInsideTheLayerOwnTheirParts) {
-  using namespace vorn::frameworks;
-  const auto key = text("key");
-  const auto borrowed = text("borrowed");
-  const UInt8 bytes[] = {1, 2};
-  const auto made = makeDictionaryOf(
-      Entry(key.get(), makeArray(elements(retained(borrowed.get()), makeString("made"), makeData(bytes)))),
-      Entry(key.get(), makeNumber(2.5)), Entry(CFSTR("number"), makeNumber(7)));
-  const auto dictionary = asRef<CFDictionaryRef>(made.get());
-  EXPECT_EQ(CFDictionaryGetCount(dictionary), 2);
-  const auto array = static_cast<CFArrayRef>(CFDictionaryGetValue(dictionary, CFSTR("key")));
-  EXPECT_EQ(CFArrayGetValueAtIndex(array, 0), borrowed.get());
-  EXPECT_EQ(utf8Of(static_cast<CFStringRef>(CFArrayGetValueAtIndex(array, 1))), "made");
-  EXPECT_EQ(bytesOf(static_cast<CFDataRef>(CFArrayGetValueAtIndex(array, 2)))[1], 2);
-  EXPECT_EQ(makeString("\xFF"), nullptr);
-  EXPECT_EQ(makeStringLatin1("\xFF")->unit(0), u'\u00FF');
 }
 
 }  // namespace
-}  // namespace corefoundation_test

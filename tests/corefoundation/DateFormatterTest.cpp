@@ -1,47 +1,25 @@
 #include <stdlib.h>
-#include <time.h>
 
 #include <chrono>
 #include <limits>
-#include <optional>
 #include <string>
 
 #include "corefoundation/LayerTest.h"
 
-namespace corefoundation_test {
 namespace {
 
 constexpr const char* kIsoFormat = "yyyy-MM-dd'T'HH:mm:ss'.000Z'";
 const std::string kNull = "<null>";
 
-class DateFormatterTest : public LayerTest {
- protected:
-  DateFormatterTest() {
-    if (const char* zone = getenv("TZ")) {
-      zone_ = zone;
-    }
-  }
-  ~DateFormatterTest() override {
-    if (zone_) {
-      setenv("TZ", zone_->c_str(), 1);
-    } else {
-      unsetenv("TZ");
-    }
-    tzset();
-  }
+using DateFormatterTest = LayerTest;
 
-  static std::string format(const std::string& pattern, CFAbsoluteTime time) {
-    const auto formatter = CFRef<CFDateFormatterRef>::adopt(
-        CFDateFormatterCreate(nullptr, nullptr, kCFDateFormatterShortStyle, kCFDateFormatterShortStyle));
-    CFDateFormatterSetFormat(formatter.get(), text(pattern).get());
-    const auto formatted = CFRef<CFStringRef>::adopt(
-        CFDateFormatterCreateStringWithAbsoluteTime(nullptr, formatter.get(), time));
-    return formatted ? vorn::frameworks::utf8Of(formatted.get()) : kNull;
-  }
-
- private:
-  std::optional<std::string> zone_;
-};
+std::string format(const std::string& pattern, CFAbsoluteTime time) {
+  const auto formatter =
+      own(CFDateFormatterCreate(nullptr, nullptr, kCFDateFormatterShortStyle, kCFDateFormatterShortStyle));
+  CFDateFormatterSetFormat(formatter.get(), text(pattern).get());
+  const auto formatted = own(CFDateFormatterCreateStringWithAbsoluteTime(nullptr, formatter.get(), time));
+  return formatted ? vorn::frameworks::utf8Of(formatted.get()) : kNull;
+}
 
 TEST_F(DateFormatterTest, ShowsTheLocalClock) {
   const struct {
@@ -49,24 +27,17 @@ TEST_F(DateFormatterTest, ShowsTheLocalClock) {
     double unixTime;
     const char* shown;
   } kCases[] = {
-      {"UTC", 978307200, "2001-01-01T00:00:00.000Z"},
-      {"UTC", 1909058400, "2030-06-30T14:00:00.000Z"},
-      {"Australia/Brisbane", 1909058400, "2030-07-01T00:00:00.000Z"},
-      {"Australia/Sydney", 1909058400, "2030-07-01T00:00:00.000Z"},
       {"Australia/Sydney", 1893456000, "2030-01-01T11:00:00.000Z"},  // summer time
       {"America/New_York", 1710054000 - 1, "2024-03-10T01:59:59.000Z"},
       {"America/New_York", 1710054000, "2024-03-10T03:00:00.000Z"},
       {"XYZ-5:30", 0, "1970-01-01T05:30:00.000Z"},
       {"UTC", -1, "1969-12-31T23:59:59.000Z"},
-      {"UTC", 951782400, "2000-02-29T00:00:00.000Z"},
       {"UTC", 253402300799, "9999-12-31T23:59:59.000Z"},
       {"UTC", 253402300800, "10000-01-01T00:00:00.000Z"},
       {"UTC", -12219292800, "1582-10-15T00:00:00.000Z"},
       {"UTC", -12219292801, "1582-10-04T23:59:59.000Z"},  // the calendar's change
       {"XYZ-1", -12219292801, "1582-10-15T00:59:59.000Z"},
-      {"UTC", -14830992000, "1500-01-01T00:00:00.000Z"},
       {"UTC", -14825894400, "1500-02-29T00:00:00.000Z"},  // a leap day of the earlier calendar only
-      {"UTC", -14825808000, "1500-03-01T00:00:00.000Z"},
       {"UTC", -62135769600, "0001-01-01T00:00:00.000Z"},
       {"UTC", -62135769601, "0001-12-31T23:59:59.000Z"},  // of the year before the first
       // Parts of a second:
@@ -91,10 +62,8 @@ TEST_F(DateFormatterTest, ReadsThePattern) {
       {"yyyyMMddHHmmss", "20010101000000"},
       {"dd/MM/yyyy", "01/01/2001"},
       {"'o''clock' HH", "o'clock 00"},
-      {"HH''mm", "00'00"},
       {"\xC3\xA9 mm '\xE2\x82\xAC", "\xC3\xA9 00 \xE2\x82\xAC"},
       {"yyyy MMM", kNull},
-      {"yyyyMMdT", kNull},
       {"Z", kNull},
       {"", kNull},
       {std::string(1024, '.'), std::string(1024, '.')},
@@ -123,4 +92,3 @@ TEST_F(DateFormatterTest, CountsFromTheYear2001) {
 }
 
 }  // namespace
-}  // namespace corefoundation_test

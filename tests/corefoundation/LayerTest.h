@@ -3,11 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 #include "CoreFoundation/CFInternal.h"
 #include "mac/app/CFRef.h"
-
-namespace corefoundation_test {
 
 using vorn::frameworks::Object;
 
@@ -20,9 +19,18 @@ class LayerTest : public testing::Test {
   const std::size_t before_ = Object::liveCount();
 };
 
-inline CFRef<CFStringRef> text(const std::string& utf8) {
-  return CFRef<CFStringRef>::adopt(
-      CFStringCreateWithCString(kCFAllocatorDefault, utf8.c_str(), kCFStringEncodingUTF8));
+template <class Ref>
+CFRef<Ref> own(Ref object) {
+  return CFRef<Ref>::adopt(object);
 }
 
-}  // namespace corefoundation_test
+inline CFRef<CFStringRef> text(const std::string& utf8) {
+  return own(CFStringCreateWithCString(kCFAllocatorDefault, utf8.c_str(), kCFStringEncodingUTF8));
+}
+
+inline CFRef<CFDictionaryRef> dictionaryOf(std::vector<const void*> keys, std::vector<const void*> values,
+                                           bool ofObjects = true) {
+  return own(CFDictionaryCreate(nullptr, keys.data(), values.data(), static_cast<CFIndex>(keys.size()),
+                                ofObjects ? &kCFTypeDictionaryKeyCallBacks : nullptr,
+                                ofObjects ? &kCFTypeDictionaryValueCallBacks : nullptr));
+}

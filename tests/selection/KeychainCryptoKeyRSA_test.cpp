@@ -21,9 +21,10 @@ std::string failureOf(const std::function<void()>& body) {
     body();
     return "";
   } catch (const XSECCryptoException& failure) {
-    return (failure.getType() == XSECCryptoException::UnsupportedError ? "unsupported "
-            : failure.getType() == XSECCryptoException::RSAError       ? "rsa "
-                                                                       : "other ") +
+    const auto type = failure.getType();
+    return (type == XSECCryptoException::UnsupportedError ? "unsupported "
+            : type == XSECCryptoException::RSAError       ? "rsa "
+                                                          : "other ") +
            std::string(failure.getMsg());
   }
 }
@@ -41,10 +42,8 @@ class SigningKey {
 
   /** Empty for a kind of digest that the key store does not know. */
   std::string sign(const std::string& digest, XSECCryptoHash::HashType hashType) const {
-    const EVP_MD* algorithm = hashType == XSECCryptoHash::HASH_SHA1     ? EVP_sha1()
-                              : hashType == XSECCryptoHash::HASH_SHA256 ? EVP_sha256()
-                              : hashType == XSECCryptoHash::HASH_SHA512 ? EVP_sha512()
-                                                                        : nullptr;
+    static constexpr const char* kNames[] = {"", "SHA1", "", "", "SHA256", "", "SHA512"};
+    const EVP_MD* algorithm = EVP_get_digestbyname(kNames[hashType]);
     const std::unique_ptr<EVP_PKEY_CTX, decltype(&EVP_PKEY_CTX_free)> context(
         EVP_PKEY_CTX_new(key_.get(), nullptr), &EVP_PKEY_CTX_free);
     std::string signature(algorithm != nullptr ? kLength : 0, '\0');
@@ -122,13 +121,9 @@ TEST_F(KeychainCryptoKeyRSATest, HandsTheDigestToTheKeyStore) {
     std::string type;
     std::string bits;
   } cases[] = {
-      {XSECCryptoHash::HASH_NONE, "null", "-1"},
-      {XSECCryptoHash::HASH_SHA1, "SHA1 Digest", "160"},
-      {XSECCryptoHash::HASH_MD5, "null", "-1"},
-      {XSECCryptoHash::HASH_SHA224, "null", "-1"},
-      {XSECCryptoHash::HASH_SHA256, "SHA2 Digest Family", "256"},
-      {XSECCryptoHash::HASH_SHA384, "null", "-1"},
-      {XSECCryptoHash::HASH_SHA512, "SHA2 Digest Family", "512"},
+      {XSECCryptoHash::HASH_NONE, "null", "-1"},   {XSECCryptoHash::HASH_SHA1, "SHA1 Digest", "160"},
+      {XSECCryptoHash::HASH_MD5, "null", "-1"},    {XSECCryptoHash::HASH_SHA256, "SHA2 Digest Family", "256"},
+      {XSECCryptoHash::HASH_SHA384, "null", "-1"}, {XSECCryptoHash::HASH_SHA512, "SHA2 Digest Family", "512"},
   };
   for (const auto& test : cases) {
     script().steps.clear();
@@ -291,22 +286,20 @@ TEST_F(KeychainCryptoKeyRSATest, GoesWithoutAPublicKeyThatItCannotRead) {
   const std::string unreadable =
       "rsa KeychainCryptoKeyRSA - The certificate's public key cannot be read as an RSA key";
   const struct {
-    OSStatus publicKeyStatus;
-    OSStatus cssmStatus;
     std::vector<std::uint8_t> der;
+    OSStatus publicKeyStatus = errSecSuccess;
+    OSStatus cssmStatus = errSecSuccess;
   } cases[] = {
-      {errSecInvalidItemRef, errSecSuccess, script().publicKey},
-      {errSecSuccess, errSecInvalidItemRef, script().publicKey},
-      {errSecSuccess, errSecSuccess, {}},
-      {errSecSuccess, errSecSuccess, {0x31, 6, 2, 1, 0x81, 2, 1, 3}},
-      {errSecSuccess, errSecSuccess, {0x30, 6, 4, 1, 0x81, 2, 1, 3}},
-      {errSecSuccess, errSecSuccess, {0x30, 6, 2, 1, 0x81, 3, 1, 3}},
-      {errSecSuccess, errSecSuccess, {0x30, 6, 2, 0, 0x00, 2, 1, 3}},
-      {errSecSuccess, errSecSuccess, {0x30, 6, 2, 0xFF, 0x81, 2, 1, 3}},
-      {errSecSuccess, errSecSuccess, {0x30, 6, 2, 0x89, 1, 0, 0, 0, 0, 0, 0, 0, 1, 0x81, 2, 1, 3}},
-      {errSecSuccess,
-       errSecSuccess,
-       {0x30, 6, 2, 0x88, 255, 255, 255, 255, 255, 255, 255, 255, 0x81, 2, 1, 3}},
+      {script().publicKey, errSecInvalidItemRef},
+      {script().publicKey, errSecSuccess, errSecInvalidItemRef},
+      {{}},
+      {{0x31, 6, 2, 1, 0x81, 2, 1, 3}},
+      {{0x30, 6, 4, 1, 0x81, 2, 1, 3}},
+      {{0x30, 6, 2, 1, 0x81, 3, 1, 3}},
+      {{0x30, 6, 2, 0, 0x00, 2, 1, 3}},
+      {{0x30, 6, 2, 0xFF, 0x81, 2, 1, 3}},
+      {{0x30, 6, 2, 0x89, 1, 0, 0, 0, 0, 0, 0, 0, 1, 0x81, 2, 1, 3}},
+      {{0x30, 6, 2, 0x88, 255, 255, 255, 255, 255, 255, 255, 255, 0x81, 2, 1, 3}},
   };
   for (const auto& test : cases) {
     script().publicKeyStatus = test.publicKeyStatus;

@@ -5,7 +5,6 @@
 #include <Security/SecTransform.h>
 
 #include <algorithm>
-#include <iterator>
 #include <utility>
 
 using namespace vorn::frameworks;
@@ -47,13 +46,12 @@ std::string describe(CFTypeRef object) {
       return std::string("<").append(bytesText(object)).append(">");
     case kTypeBoolean:
       return CFBooleanGetValue(static_cast<CFBooleanRef>(object)) ? "true" : "false";
-    case kTypeNumber: {
+    default: {
       long value = 0;
-      CFNumberGetValue(static_cast<CFNumberRef>(object), kCFNumberLongType, &value);
-      return std::to_string(value);
+      return CFNumberGetValue(static_cast<CFNumberRef>(object), kCFNumberLongType, &value)
+                 ? std::to_string(value)
+                 : "?";
     }
-    default:
-      return "?";
   }
 }
 
@@ -61,14 +59,12 @@ std::string describe(CFTypeRef object) {
 bool play(const std::string& step, const std::string& record, CFErrorRef& error) {
   script().steps.push_back(record);
   error = nullptr;
-  auto code = script().errors.find(record);
-  if (code == script().errors.end()) {
-    code = script().errors.find(step);
-  }
-  if (code != script().errors.end()) {
-    const auto info =
-        makeDictionaryOf(Entry(kCFErrorLocalizedDescriptionKey, makeString(script().errorText)));
-    error = CFErrorCreate(nullptr, kCFErrorDomainOSStatus, code->second, asRef<CFDictionaryRef>(info.get()));
+  for (const auto& [failing, code] : script().errors) {
+    if (failing == record || failing == step) {
+      const auto info =
+          makeDictionaryOf(Entry(kCFErrorLocalizedDescriptionKey, makeString(script().errorText)));
+      error = CFErrorCreate(nullptr, kCFErrorDomainOSStatus, code, asRef<CFDictionaryRef>(info.get()));
+    }
   }
   return std::find(script().empty.begin(), script().empty.end(), step) == script().empty.end();
 }
@@ -97,8 +93,7 @@ Value data(const std::string& bytes) {
 Value list(const std::vector<Value>& elements) {
   return [elements] {
     std::vector<Owned<>> made;
-    std::transform(elements.begin(), elements.end(), std::back_inserter(made),
-                   [](const Value& element) { return element(); });
+    for (const Value& element : elements) made.push_back(element());
     return Owned<>(makeArray(std::move(made)));
   };
 }
@@ -183,10 +178,9 @@ CFDictionaryRef SecCertificateCopyValues(SecCertificateRef certificate, CFArrayR
     const auto key = static_cast<CFStringRef>(CFArrayGetValueAtIndex(keys, i));
     const std::string oid = utf8Of(key);
     script().requestedValues.push_back(oid);
-    if (const auto whole = identity.properties.find(oid); whole != identity.properties.end()) {
-      entries.emplace_back(key, whole->second());
-    } else if (const auto value = identity.values.find(oid); value != identity.values.end()) {
-      entries.emplace_back(key, property(nullptr, nullptr, value->second)());
+    const auto found = identity.values.find(oid);
+    if (found != identity.values.end() && found->second) {
+      entries.emplace_back(key, found->second());
     }
   }
   return identity.hasValues ? handOver<CFDictionaryRef>(makeDictionary(std::move(entries))) : nullptr;

@@ -26,6 +26,9 @@ Value data(const std::string& bytes);
 Value list(const std::vector<Value>& elements);
 /** A property: a dictionary with the entries that are not null. */
 Value property(const Value& type, const Value& label, const Value& value);
+inline Value holding(const Value& value) {
+  return property(nullptr, nullptr, value);
+}
 
 struct Identity {
   OSStatus certificateStatus = errSecSuccess;
@@ -36,9 +39,8 @@ struct Identity {
   /** What the certificate's DER bytes are, and the private key's name. */
   std::string name = "jane";
   std::vector<Value> emails = {text("jane@example.org")};
-  /** From object identifier to the value of its property, or, in `properties`, to the whole property. */
+  /** From object identifier to its property; null for none. */
   std::map<std::string, Value> values;
-  std::map<std::string, Value> properties;
 };
 
 struct Script {

@@ -33,8 +33,7 @@ class LogCapture : public log4cplus::Appender {
 class SelectionFixture : public testing::Test {
  protected:
   void SetUp() override {
-    scripted::script() = {};
-    selection_.reset();
+    startOver();
     objectsBefore_ = vorn::frameworks::Object::liveCount();
     logger_.setLogLevel(log4cplus::DEBUG_LOG_LEVEL);
     logger_.addAppender(log4cplus::SharedAppenderPtr(log_));
@@ -46,17 +45,27 @@ class SelectionFixture : public testing::Test {
     EXPECT_EQ(vorn::frameworks::Object::liveCount(), objectsBefore_);
   }
 
+  /** An empty selection before a key store that holds these identities. */
+  void startOver(const std::vector<scripted::Identity>& identities = {}) {
+    selection_.reset();
+    scripted::script() = {};
+    scripted::script().identities = identities;
+    log_->lines.clear();
+  }
+
   static jsonxx::Object request(const std::vector<std::string>& akis = {"0a1b"},
                                 const std::string& email = "jane@example.org",
                                 const std::string& name = "Jane Citizen",
                                 const std::string& abn = "12345678901") {
     jsonxx::Array list;
-    for (const std::string& aki : akis) {
-      list << aki;
-    }
+    for (const std::string& aki : akis) list << aki;
     jsonxx::Object details;
     details << "name" << name << "email" << email << "abn" << abn << "aki" << jsonxx::Value(list);
     return details;
+  }
+
+  static scripted::Value entry(const std::string& bytes, const std::string& type = "data") {
+    return scripted::property(scripted::text(type), nullptr, scripted::data(bytes));
   }
 
   /** An identity that `request()` selects. */
@@ -64,16 +73,15 @@ class SelectionFixture : public testing::Test {
     using namespace scripted;
     Identity identity;
     identity.name = name;
-    identity.values = {{"1.2.36.1.333.1", list({property(text("string"), text("Critical"), text("No")),
-                                                property(text("data"), nullptr,
-                                                         data("\x0C\x0B"
-                                                              "12345678901"))})},
-                       {"2.5.29.35", list({property(text("data"), nullptr, data("\x0A\x1B"))})},
-                       {"2.5.29.15", integer(1)},
-                       {kSerial, text("serial of " + name)},
-                       {kNotBefore, number(-86400)},
-                       {kNotAfter, number(notAfter)},
-                       {kIssuer, list({property(nullptr, text("2.5.4.3"), text("Issuer of " + name))})}};
+    const Value flag = property(text("string"), text("Critical"), text("No"));
+    const Value issuer = property(nullptr, text("2.5.4.3"), text("Issuer of " + name));
+    identity.values = {{kAbn, holding(list({flag, entry("\f\v12345678901")}))},
+                       {kAki, holding(list({entry("\x0A\x1B")}))},
+                       {kUsage, holding(integer(1))},
+                       {kSerial, holding(text("serial of " + name))},
+                       {kNotBefore, holding(number(-86400))},
+                       {kNotAfter, holding(number(notAfter))},
+                       {kIssuer, holding(list({issuer}))}};
     return identity;
   }
 
@@ -91,6 +99,9 @@ class SelectionFixture : public testing::Test {
     return std::find(log_->lines.begin(), log_->lines.end(), line) != log_->lines.end();
   }
 
+  static inline const std::string kAbn = "1.2.36.1.333.1";
+  static inline const std::string kAki = "2.5.29.35";
+  static inline const std::string kUsage = "2.5.29.15";
   static inline const std::string kSerial = "2.16.840.1.113741.2.1.1.1.3";
   static inline const std::string kIssuer = "2.16.840.1.113741.2.1.1.1.5";
   static inline const std::string kNotBefore = "2.16.840.1.113741.2.1.1.1.6";
