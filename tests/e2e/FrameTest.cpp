@@ -10,14 +10,9 @@ using namespace std::chrono_literals;
 
 constexpr std::size_t kLargestRequest = 10485760;
 
-std::string lengthPrefix(std::uint32_t length) {
-  return {reinterpret_cast<const char*>(&length), sizeof length};
-}
-
 /** A request that is answered with an error of its own, which leaves the host alive. */
 std::string numberedRequest(int number) {
-  SignRequest request{.algorithm = std::to_string(number), .documents = {{"x"}}};
-  return request.json();
+  return SignRequest{.algorithm = std::to_string(number), .documents = {{"x"}}}.json();
 }
 
 std::string numberedAnswer(int number) {
@@ -29,13 +24,6 @@ TEST(Frames, AreReadWhereverTheStreamIsCut) {
   HostProcess host(home);
   const std::string stream = frame(kVersionRequest) + frame(numberedRequest(7));
   const std::string version = host.ask(kVersionRequest);
-  for (std::size_t cut = 1; cut < stream.size(); ++cut) {
-    host.write(stream.substr(0, cut));
-    host.waitUntilRead();
-    host.write(stream.substr(cut));
-    ASSERT_EQ(host.read(), version) << "cut at " << cut;
-    ASSERT_EQ(host.read(), numberedAnswer(7)) << "cut at " << cut;
-  }
   for (const char byte : stream) {
     host.write({&byte, 1});
     host.waitUntilRead();
@@ -48,13 +36,9 @@ TEST(Frames, SeveralInOneReadAreAnsweredInOrder) {
   Home home;
   HostProcess host(home);
   std::string stream;
-  for (int i = 0; i < 100; ++i) {
-    stream += frame(numberedRequest(i));
-  }
+  for (int i = 0; i < 100; ++i) stream += frame(numberedRequest(i));
   host.write(stream);
-  for (int i = 0; i < 100; ++i) {
-    ASSERT_EQ(host.read(), numberedAnswer(i));
-  }
+  for (int i = 0; i < 100; ++i) ASSERT_EQ(host.read(), numberedAnswer(i));
 }
 
 TEST(Frames, LargestRequestIsAnswered) {
@@ -67,25 +51,22 @@ TEST(Frames, LargestRequestIsAnswered) {
   EXPECT_EQ(host.ask(kVersionRequest), small);
 }
 
-TEST(Frames, ImpossibleLengthIsRefusedAtOnce) {
-  for (const std::uint32_t length : {std::uint32_t{kLargestRequest + 1}, 0x20202020U, 0xffffffffU}) {
+TEST(Frames, NothingIsAnsweredAfterAFatalFrame) {
+  const auto refusal = [](std::uint32_t length) {
+    return std::pair{std::string(reinterpret_cast<const char*>(&length), sizeof length),
+                     "Invalid request message length " + std::to_string(length)};
+  };
+  for (const auto& [bytes, message] :
+       {refusal(kLargestRequest + 1), refusal(0x20202020U), refusal(0xffffffffU),
+        std::pair{frame("") + frame(kVersionRequest), std::string("Failed to parse request message")}}) {
     Home home;
     HostProcess host(home);
-    host.write(frame(numberedRequest(1)) + lengthPrefix(length));
+    host.write(frame(numberedRequest(1)) + bytes);
     EXPECT_EQ(host.read(), numberedAnswer(1));
-    EXPECT_EQ(host.read(), errorBody(101, "Invalid request message length " + std::to_string(length)));
+    EXPECT_EQ(host.read(), errorBody(101, message));
     EXPECT_EQ(host.readToEnd(), "");
     EXPECT_EQ(host.waitForExit(), 1);
   }
-}
-
-TEST(Frames, NothingIsAnsweredAfterAFatalRequest) {
-  Home home;
-  HostProcess host(home);
-  host.write(frame("") + frame(kVersionRequest));
-  EXPECT_EQ(host.read(), errorBody(101, "Failed to parse request message"));
-  EXPECT_EQ(host.readToEnd(), "");
-  EXPECT_EQ(host.waitForExit(), 1);
 }
 
 TEST(Frames, EndOfInputEndsTheHostWithoutAWord) {
@@ -93,17 +74,12 @@ TEST(Frames, EndOfInputEndsTheHostWithoutAWord) {
   for (const std::size_t length : {std::size_t{0}, std::size_t{2}, std::size_t{4}, whole.size() - 1}) {
     Home home;
     HostProcess host(home);
-    host.ask(kVersionRequest);
+    if (length != 0) host.ask(kVersionRequest);
     host.write(whole.substr(0, length));
     host.closeInput();
     EXPECT_EQ(host.readToEnd(), "") << length << " bytes of the last frame";
     EXPECT_EQ(host.waitForExit(), 0);
   }
-  Home home;
-  HostProcess untouched(home);
-  untouched.closeInput();
-  EXPECT_EQ(untouched.readToEnd(), "");
-  EXPECT_EQ(untouched.waitForExit(), 0);
 }
 
 /** Everything about the idle time in one stretch of waiting. */

@@ -10,9 +10,7 @@ namespace e2e {
 
 Home::Home(const std::string& keyStore) {
   std::string pattern = (std::filesystem::temp_directory_path() / "vorn-home-XXXXXX").string();
-  if (mkdtemp(pattern.data()) == nullptr) {
-    throw std::runtime_error("no folder for a home");
-  }
+  if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("no folder for a home");
   path_ = pattern;
   if (!keyStore.empty()) {
     std::filesystem::copy(preparedHomes() / keyStore / ".pki", path_ / ".pki",
@@ -47,9 +45,7 @@ void writeFile(const std::filesystem::path& path, const std::string& bytes) {
 std::vector<std::string> lines(const std::string& text) {
   std::vector<std::string> result;
   std::istringstream stream(text);
-  for (std::string line; std::getline(stream, line);) {
-    result.push_back(line);
-  }
+  for (std::string line; std::getline(stream, line);) result.push_back(line);
   return result;
 }
 

@@ -27,9 +27,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 void require(bool condition, const char* what) {
-  if (!condition) {
-    throw std::system_error(errno, std::generic_category(), what);
-  }
+  if (!condition) throw std::system_error(errno, std::generic_category(), what);
 }
 
 void closeOnce(int& descriptor) {
@@ -118,9 +116,7 @@ HostProcess::~HostProcess() {
   }
   closeInput();
   closeOutput();
-  if (testing::Test::HasFailure()) {
-    std::cerr << standardError();
-  }
+  if (testing::Test::HasFailure()) std::cerr << standardError();
 }
 
 void HostProcess::write(std::string_view bytes) {
@@ -136,12 +132,8 @@ void HostProcess::waitUntilRead() const {
   int waiting = 1;
   while (true) {
     require(ioctl(input_, FIONREAD, &waiting) == 0, "FIONREAD");
-    if (waiting == 0) {
-      return;
-    }
-    if (Clock::now() > deadline) {
-      throw std::runtime_error("the host does not read");
-    }
+    if (waiting == 0) return;
+    if (Clock::now() > deadline) throw std::runtime_error("the host does not read");
     std::this_thread::sleep_for(std::chrono::microseconds(200));
   }
 }
@@ -160,9 +152,7 @@ bool HostProcess::readBytes(std::string& bytes, std::size_t count, Clock::time_p
     char buffer[65536];
     const ssize_t got = ::read(output_, buffer, std::min(count, sizeof buffer));
     require(got >= 0, "reading from the host");
-    if (got == 0) {
-      return false;
-    }
+    if (got == 0) return false;
     bytes.append(buffer, static_cast<std::size_t>(got));
     count -= static_cast<std::size_t>(got);
   }
@@ -177,9 +167,7 @@ std::string HostProcess::read(std::chrono::milliseconds patience) {
   const bool complete =
       readBytes(prefix, sizeof length, deadline) &&
       (std::memcpy(&length, prefix.data(), sizeof length), readBytes(body, length, deadline));
-  if (!complete) {
-    throw std::runtime_error("the host's output ended: " + prefix + body);
-  }
+  if (!complete) throw std::runtime_error("the host's output ended: " + prefix + body);
   return body;
 }
 
@@ -210,18 +198,14 @@ void HostProcess::closeOutput() {
 }
 
 bool HostProcess::isRunning() {
-  if (!exited_ && process_ > 0) {
-    exited_ = waitpid(process_, &status_, WNOHANG) == process_;
-  }
+  if (!exited_ && process_ > 0) exited_ = waitpid(process_, &status_, WNOHANG) == process_;
   return process_ > 0 && !exited_;
 }
 
 int HostProcess::waitForExit(std::chrono::milliseconds patience) {
   const auto deadline = Clock::now() + patience;
   while (isRunning()) {
-    if (Clock::now() > deadline) {
-      throw std::runtime_error("the host still runs");
-    }
+    if (Clock::now() > deadline) throw std::runtime_error("the host still runs");
     std::this_thread::sleep_for(std::chrono::milliseconds(2));
   }
   return WIFEXITED(status_) ? WEXITSTATUS(status_) : 128 + WTERMSIG(status_);

@@ -59,13 +59,11 @@ TEST(Log, TellsTheLifeOfTheHostLineByLine) {
   }
   EXPECT_EQ(next, expected.end()) << "missing: " << *next << "\n" << home.log();
   EXPECT_TRUE(holds(home.log(), "chrome-extension://abcdefgh/"));
-}
+  EXPECT_FALSE(holds(home.log(), "Finding signing certificate"));
 
-TEST(Log, TellsWhyTheHostEnded) {
-  Home home;
-  HostProcess host(home);
-  host.send("{}");
-  ASSERT_EQ(host.waitForExit(), 1);
+  HostProcess fatal(home);
+  fatal.send("{}");
+  ASSERT_EQ(fatal.waitForExit(), 1);
   EXPECT_TRUE(holds(home.log(), "ERROR VORNSigning - Request type is missing from the request message\n"));
   EXPECT_TRUE(home.log().ends_with("INFO  VORNSigning - Executable removed\n"));
 }
@@ -79,13 +77,9 @@ TEST(Log, VerboseSwitchHoldsForOneRequest) {
   for (const Case& c : {
            Case{"NONE=", "", false},
            Case{"NONE=", R"("verbose": "ON", )", true},
-           Case{"NONE=", R"("verbose": "on", )", false},
-           Case{"NONE=", R"("verbose": "ON ", )", false},
            Case{"VORN_VERBOSE_LOGGING=ON", "", true},
-           Case{"VORN_VERBOSE_LOGGING=ON", R"("verbose": "", )", true},
            Case{"VORN_VERBOSE_LOGGING=ON", R"("verbose": 0, )", true},
            Case{"VORN_VERBOSE_LOGGING=ON", R"("verbose": "OFF", )", false},
-           Case{"VORN_VERBOSE_LOGGING=on", "", false},
        }) {
     Home home;
     HostProcess host(home, {.environment = {c.environment, "BROWSER_SECRET=swordfish"}});
@@ -101,29 +95,19 @@ TEST(Log, VerboseSwitchHoldsForOneRequest) {
 
 /** The file is cut off when a request finds it longer than this, its own first line included. */
 TEST(Log, RestartsBeyondItsLimit) {
-  struct Case {
-    std::size_t limit;
-    std::string request;
-  };
-  for (const Case& c : {Case{12600, R"({"type": "version", "verbose": "no"})"},
-                        Case{549000, R"({"type": "version", "verbose": "ON"})"}}) {
-    for (const std::size_t excess : {std::size_t{0}, std::size_t{1}}) {
+  for (const auto& [limit, verbose] : {std::pair{12600U, "no"}, std::pair{549000U, "ON"}}) {
+    for (const std::size_t excess : {0U, 1U}) {
       Home home;
       HostProcess host(home);
       host.ask(kVersionRequest);
       const std::string before = settledLog(home);
-      const std::vector<std::string> soFar = lines(before);
-      const auto line = std::find_if(soFar.begin(), soFar.end(), [](const std::string& text) {
-        return holds(text, "Request message length = ");
-      });
-      ASSERT_NE(line, soFar.end());
-      const std::size_t wanted = c.limit + excess - (line->size() + 1);
+      const std::size_t end = before.find('\n', before.find("Request message length = "));
+      const std::size_t firstLine = end - before.rfind('\n', end - 1);
       // The host appends, so it goes on behind the padding.
-      writeFile(home.logPath(), before + std::string(wanted - before.size() - 1, '#') + "\n");
-      host.ask(c.request);
+      writeFile(home.logPath(), std::string(limit + excess - firstLine, '#'));
+      host.ask(std::string(R"({"type": "version", "verbose": ")") + verbose + "\"}");
       const std::string after = settledLog(home);
-      EXPECT_EQ(holds(after, "####"), excess == 0) << c.limit + excess;
-      EXPECT_EQ(holds(after, "Executable launched"), excess == 0) << c.limit + excess;
+      EXPECT_EQ(holds(after, "####"), excess == 0) << limit + excess;
       EXPECT_TRUE(holds(after, "Request type = version\n"));
       EXPECT_EQ(modeOf(home.logPath()), 0600U);
     }

@@ -10,9 +10,7 @@ namespace e2e {
 std::string quoted(const std::string& value) {
   std::string result = "\"";
   for (const char c : value) {
-    if (c == '/' || c == '"' || c == '\\') {
-      result += '\\';
-    }
+    if (c == '/' || c == '"' || c == '\\') result += '\\';
     result += c;
   }
   return result + '"';
@@ -41,9 +39,7 @@ std::vector<std::string> texts(const std::string& answer, const std::string& key
   for (std::size_t at = answer.find(start); at != std::string::npos; at = answer.find(start, at)) {
     std::string value;
     for (at += start.size(); at < answer.size() && answer[at] != '"'; ++at) {
-      if (answer[at] == '\\') {
-        ++at;
-      }
+      if (answer[at] == '\\') ++at;
       value += answer.at(at);
     }
     values.push_back(value);
@@ -53,9 +49,7 @@ std::vector<std::string> texts(const std::string& answer, const std::string& key
 
 std::string text(const std::string& answer, const std::string& key) {
   const std::vector<std::string> values = texts(answer, key);
-  if (values.size() != 1) {
-    throw std::runtime_error("not one \"" + key + "\" in " + answer);
-  }
+  if (values.size() != 1) throw std::runtime_error("not one \"" + key + "\" in " + answer);
   return values[0];
 }
 
@@ -104,9 +98,7 @@ std::string fromBase64(const std::string& text) {
   const int length =
       EVP_DecodeBlock(reinterpret_cast<unsigned char*>(result.data()),
                       reinterpret_cast<const unsigned char*>(text.data()), static_cast<int>(text.size()));
-  if (length < 0) {
-    throw std::runtime_error("not base64: " + text);
-  }
+  if (length < 0) throw std::runtime_error("not base64: " + text);
   const std::size_t padding = text.ends_with("==") ? 2 : text.ends_with("=") ? 1 : 0;
   result.resize(static_cast<std::size_t>(length) - padding);
   return result;

@@ -15,7 +15,6 @@ using Limits = std::numeric_limits<long double>;
 void expectReadAsByStream(const std::string& text) {
   SCOPED_TRACE(text);
   std::istringstream in(text);
-  in.imbue(std::locale::classic());
   long double expected = 0;
   const bool succeeds = static_cast<bool>(in >> std::noskipws >> expected);
   long double number = 0;
@@ -36,7 +35,6 @@ std::string write(long double number) {
 
 std::string writeByStream(long double number) {
   std::ostringstream out;
-  out.imbue(std::locale::classic());
   out.precision(19);
   out << number;
   return out.str();
@@ -61,44 +59,34 @@ TEST(JsonNumber, ReadsWhatAStreamReads) {
 }
 
 TEST(JsonNumber, WritesWhatAStreamWrites) {
-  EXPECT_EQ(write(0.1L), "0.1");
-  EXPECT_EQ(write(0.1), "0.1000000000000000056");
-  EXPECT_EQ(write(1e19L), "1e+19");
-  EXPECT_EQ(write(42), "42");
-  EXPECT_EQ(write(-0.0L), "-0");
-  EXPECT_EQ(write(1e-5L), "1e-05");
-
   // clang-format off
-  const long double pivots[] = {0, 1e18L, 1e18L - 0.5L, 999999999999999999.0L, 9999999999999999999.0L, 1e-4L, 9e-5L,
-                                1e100L, Limits::infinity(), Limits::quiet_NaN(), Limits::max(), Limits::min(),
-                                Limits::denorm_min()};
+  std::vector<long double> numbers = {0, 0.1L, 0.1, 42, 1e18L, 1e18L - 0.5L, 999999999999999999.0L, 9999999999999999999.0L,
+                                      1e19L, 1e-4L, 9e-5L, 1e100L, Limits::infinity(), Limits::quiet_NaN(), Limits::max(),
+                                      Limits::min(), Limits::denorm_min()};
   // clang-format on
-  for (const long double number : pivots) {
-    EXPECT_EQ(write(number), writeByStream(number));
-    EXPECT_EQ(write(-number), writeByStream(-number));
-  }
-
   std::mt19937_64 random(7);
   for (int i = 0; i < 20000; ++i) {
-    const long double mantissa = static_cast<long double>(static_cast<std::int64_t>(random()));
-    const long double number = std::ldexp(mantissa, static_cast<int>(random() % 160) - 120);
+    const auto mantissa = static_cast<long double>(static_cast<std::int64_t>(random()));
+    numbers.push_back(std::ldexp(mantissa, static_cast<int>(random() % 160) - 120));
+  }
+  for (const long double number : numbers) {
     EXPECT_EQ(write(number), writeByStream(number));
+    EXPECT_EQ(write(-number), writeByStream(-number));
   }
 }
 
 /** A comma where the classic locale has a point. */
 class CommaPunctuation : public std::numpunct<char> {
   char do_decimal_point() const override { return ','; }
-  char do_thousands_sep() const override { return '.'; }
   std::string do_grouping() const override { return "\3"; }
 };
 
 TEST(JsonNumber, IsIndependentOfTheLocale) {
   const std::locale before = std::locale::global(std::locale(std::locale(), new CommaPunctuation));
   EXPECT_EQ(write(1234.5L), "1234.5");
-  const std::string text = "1234.5";
+  const char text[] = "1234.5";
   long double number = 0;
-  EXPECT_NE(jsonxx::readNumber(text.data(), text.data() + text.size(), number), nullptr);
+  EXPECT_EQ(jsonxx::readNumber(text, text + 6, number), text + 6);
   EXPECT_EQ(number, 1234.5L);
   std::locale::global(before);
 }

@@ -22,66 +22,45 @@ std::string read(const std::string& text) {
 }
 
 TEST(JsonReader, ReadsOddTexts) {
-  const struct {
-    std::string text, expected;
-  } cases[] = {
+  // Odd: empty slots; containers that fail, after which reading goes on where they broke; comments, also
+  // inside a word; numbers next to what follows; strings, in which \u takes four characters as a decimal
+  // byte.
+  const std::pair<std::string, std::string> cases[] = {
       {"{}garbage", "+{}"},
       {"", "-{}"},
       {"[1]", "-{}"},
       {"\xEF\xBB\xBF{}", "-{}"},
       {"  // note\n{'a' : 'x' , \"b\":[1,2,],}", R"(+{"a":"x","b":[1,2]})"},
-      {R"({"a":1,"a":2})", R"(+{"a":2})"},
       {R"({"a":1,"a":})", R"(+{"a":1})"},
-      {R"({"a" 1})", "-{}"},
       {R"({a:1})", "-{}"},
       {R"({"a":1,,"b":2})", R"(-{"a":1})"},
-      {R"({"a":1 "b":2})", R"(-{"a":1})"},
-      {R"({"a":1)", R"(-{"a":1})"},
       {R"({"a":{"x":1},"b":{"y":2)", R"(-{"a":{"x":1}})"},
-      // Empty slots, and values that fail.
-      {R"({"a":})", "+{}"},
       {R"({"a":1,"b":})", R"(+{"a":1})"},
       {R"({"a":1,"b":tru})", R"(-{"a":1})"},
       {R"({"a":,"b":1})", R"(+{"a":null,"b":1})"},
       {R"({"a":[1,,3]})", R"(+{"a":[1,null,3]})"},
-      {R"({"a":[,]})", R"(+{"a":[null]})"},
       {R"({"a":[,,]})", R"(+{"a":[null,null]})"},
       {"{,}", "-{}"},
-      // A container that fails leaves off where it broke; what comes next goes on there.
       {R"({"a":[1 {"b":2}})", R"(+{"a":{"b":2}})"},
-      {R"({"a":[[1 {"x":1}]})", R"(+{"a":[{"x":1}]})"},
-      {R"({"a":{"b"})", "+{}"},
-      {R"({"a":[{"b"]})", R"(+{"a":[]})"},
       {R"({"a":[{"b":1,"c"],"d":2})", R"(+{"a":[],"d":2})"},
       {R"({"a":[1 2]})", "-{}"},
       {R"({"a":[1e5000]})", "-{}"},
       {R"({"k":3,"a":[1 {"b":[2 {"c":4},"d":5})", R"(-{"a":{"b":{"c":4},"d":5},"k":3})"},
-      // Comments, also inside a word.
       {"{\"a\"//x\r: tr//y\n //z\nue//", R"(-{"a":true})"},
-      {"{\"a\": tr//y\n //z\n ue}", R"(+{"a":true})"},
-      {"{\"a\":nul//\nl}", R"(+{"a":null})"},
       {"{\"a\":nul//\n,}", "-{}"},
       {"{\"a\":1/ /\n}", R"(-{"a":1})"},
       {"{\"a\":/*x*/1}", "-{}"},
       {"{\"a\"://\"\n//'\n 'b'}", R"(+{"a":"b"})"},
-      {"{\"a\":\"//b\"}", R"(+{"a":"\/\/b"})"},
       {"\v\f{\t\r\n}", "+{}"},
       {"\0{}"s, "-{}"},
-      // Numbers next to what follows them.
       {R"({"a":+5,"b":00012,"c":.5,"d":5.,"e":-0})", R"(+{"a":5,"b":12,"c":0.5,"d":5,"e":-0})"},
-      {R"({"a":0x10})", R"(-{"a":0})"},
       {R"({"a":1.5.3})", R"(-{"a":1.5})"},
-      {R"({"a":1e})", "-{}"},
-      // Strings.
       {R"({"s":'a"b\'c\"d'})", R"(+{"s":"a\"b'c\\\"d"})"},
       {R"({"s":"a\qb\'\"\/\\\n\r\t\f\b"})", R"(+{"s":"a\\qb\\'\"\/\\\n\r\t\f\b"})"},
       {"{\"s\":\"\x01\x7f\xff\n\"}", "+{\"s\":\"\\u0001\x7f\xff\\n\"}"},
       {"{\"s\0\":\"\0\"}"s, R"(+{"s\u0000":"\u0000"})"},
       {R"({"s":"x\)", "-{}"},
-      {R"({"s":1,"t":"x\")", R"(-{"s":1})"},
-      // \u: four characters, read as a decimal integer, give one byte.
       {R"({"s":"\u0041\u0065"})", R"(+{"s":")A"})"},
-      {R"({"s":"\u00e9"})", R"(+{"s":"\u0000"})"},
       {R"({"s":"<\uabcd>"})", R"(+{"s":"<>"})"},
       {R"({"s":"\u12"})", "-{}"},
       {R"({"s":"\u12"}"})", R"(+{"s":"\f"})"},
@@ -116,15 +95,10 @@ TEST(JsonReader, AgreesWithTheStreamReaderOnRandomTexts) {
     // Half of them are all chance; the others start well-formed and are hit in a few places.
     std::vector<std::string> parts = {"{"};
     if (i % 2 == 0) {
-      parts = {"{", "'a':", "[", "1", ",", "{",      "'b':", "true", "}",
-               ",", "[",    "]", "]", ",", "\"c\":", "null", "}"};
+      parts = {"{", "'a':", "[", "1", ",", "{", "'b':", "true", "}", ",[]", "]", ",", "\"c\":", "null", "}"};
       for (auto hits = random() % 4; hits > 0; --hits) {
         const auto at = parts.begin() + static_cast<std::ptrdiff_t>(random() % parts.size());
-        if (random() % 2 == 0) {
-          *at = pick();
-        } else {
-          parts.insert(at, pick());
-        }
+        *(random() % 2 == 0 ? at : parts.insert(at, "")) = pick();
       }
     } else {
       for (auto length = random() % 16; length > 0; --length) parts.push_back(pick());
@@ -144,9 +118,8 @@ TEST(JsonReader, ReplacesWhatWasThere) {
   Object object("old", 1);
   object << "pending";
   EXPECT_TRUE(object.parse("{}"));
-  EXPECT_TRUE(object.empty());
   object << 5;
-  EXPECT_EQ(object.get<jsonxx::Number>("pending"), 5);
+  EXPECT_EQ(object.json(), Object("pending", 5).json());
   // The text may be the object's own.
   Object own("text", "{\"x\":\"" + std::string(100, 'y') + "\"}");
   EXPECT_TRUE(own.parse(own.get<jsonxx::String>("text")));
@@ -158,15 +131,11 @@ TEST(JsonReader, NeverRecurses) {
   std::string objects;
   for (std::size_t i = 0; i < kObjects; ++i) objects += "{'a':";
   const std::string arrays = "{'a':" + std::string(kArrays, '[');
-  {
-    Object object;
-    ASSERT_TRUE(object.parse(arrays + std::string(kArrays, ']') + "}"));
-    const Object copy = object;
-    EXPECT_EQ(copy.size(), 1U);
-  }
   Object object;
-  ASSERT_TRUE(
-      object.parse(objects + "[" + std::string(kObjects, '}')));  // the array fails, its objects close
+  ASSERT_TRUE(object.parse(arrays + std::string(kArrays, ']') + "}"));
+  EXPECT_EQ(Object(object).size(), 1U);
+  // The array fails, its objects close.
+  ASSERT_TRUE(object.parse(objects + "[" + std::string(kObjects, '}')));
   EXPECT_FALSE(object.parse(arrays));
   EXPECT_TRUE(object.empty());
   EXPECT_FALSE(object.parse(arrays + "{" + objects));

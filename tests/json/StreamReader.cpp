@@ -8,9 +8,8 @@
 namespace {
 
 struct Node {
-  enum { kInvalid, kText, kNumber, kWord, kArray, kObject } kind = kInvalid;
-  std::string text;
-  long double number = 0;
+  enum { kText, kPlain, kArray, kObject } kind = kObject;
+  std::string text;  // of kPlain as it is to be written
   std::vector<Node> elements;
   std::map<std::string, Node> members;
 };
@@ -44,9 +43,8 @@ bool match(std::istream& in, const std::string& pattern) {
 }
 
 bool readText(std::istream& in, std::string& text) {
-  char delimiter = '"';
-  if (!match(in, "\"")) {
-    delimiter = '\'';
+  const char delimiter = match(in, "\"") ? '"' : '\'';
+  if (delimiter == '\'') {
     if (in.peek() != delimiter) return false;
     in.get();
   }
@@ -75,10 +73,17 @@ bool readText(std::istream& in, std::string& text) {
   return false;
 }
 
-bool readNumber(std::istream& in, long double& number) {
+bool readNumber(std::istream& in, std::string& text) {
   in >> std::ws;
   const auto position = in.tellg();
-  if (in >> number) return true;
+  long double number = 0;
+  std::ostringstream out;
+  out.precision(19);
+  if (in >> number) {
+    out << number;
+    text = out.str();
+    return true;
+  }
   in.clear();
   in.seekg(position);
   return false;
@@ -88,23 +93,15 @@ bool readObject(std::istream& in, Node& node);
 bool readArray(std::istream& in, Node& node);
 
 bool readValue(std::istream& in, Node& node) {
-  if (readText(in, node.text)) {
-    node.kind = Node::kText;
-  } else if (readNumber(in, node.number)) {
-    node.kind = Node::kNumber;
-  } else if (match(in, "true")) {
-    node.kind = Node::kWord;
-    node.text = "true";
-  } else if (match(in, "false")) {
-    node.kind = Node::kWord;
-    node.text = "false";
-  } else if (match(in, "null") || in.peek() == ',') {
-    node.kind = Node::kWord;
-    node.text = "null";
-  } else {
-    return (in.peek() == '[' && readArray(in, node)) || readObject(in, node);
+  node.kind = Node::kText;
+  if (readText(in, node.text)) return true;
+  node.kind = Node::kPlain;
+  if (readNumber(in, node.text)) return true;
+  for (const char* word : {"true", "false", "null"}) {
+    node.text = word;
+    if (match(in, word)) return true;
   }
-  return true;
+  return in.peek() == ',' || (in.peek() == '[' && readArray(in, node)) || readObject(in, node);
 }
 
 bool readArray(std::istream& in, Node& node) {
@@ -121,15 +118,11 @@ bool readArray(std::istream& in, Node& node) {
 
 bool readObject(std::istream& in, Node& node) {
   node = Node();
-  node.kind = Node::kObject;
   if (!match(in, "{")) return false;
   if (match(in, "}")) return true;
   do {
     std::string key;
-    if (!readText(in, key)) {
-      if (in.peek() == '}') break;
-      return false;
-    }
+    if (!readText(in, key)) return in.peek() == '}' && match(in, "}");
     if (!match(in, ":")) return false;
     Node value;
     if (!readValue(in, value)) break;
@@ -160,15 +153,8 @@ void lastComma(std::string& text) {
 std::string render(std::size_t depth, const std::string& name, const Node& node) {
   const std::string indent(depth, '\t');
   std::string text = indent + (name.empty() ? "" : quoted(name) + ": ");
-  if (node.kind == Node::kText) {
-    text += quoted(node.text);
-  } else if (node.kind == Node::kNumber) {
-    std::ostringstream out;
-    out.precision(19);
-    out << node.number;
-    text += out.str();
-  } else if (node.kind == Node::kWord) {
-    text += node.text;
+  if (node.kind == Node::kText || node.kind == Node::kPlain) {
+    text += node.kind == Node::kText ? quoted(node.text) : node.text;
   } else {
     const bool isArray = node.kind == Node::kArray;
     text += isArray ? "[\n" : "{\n";

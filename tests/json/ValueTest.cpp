@@ -6,20 +6,11 @@
 
 namespace {
 
-using jsonxx::Array;
-using jsonxx::Boolean;
-using jsonxx::Null;
-using jsonxx::Number;
-using jsonxx::Object;
-using jsonxx::String;
-using jsonxx::Value;
+using namespace jsonxx;
 
 TEST(JsonValue, TakesItsKindFromWhatItIsMadeOf) {
   const String text = "s";
-  const struct {
-    Value value;
-    int kind;
-  } cases[] = {
+  const std::pair<Value, int> cases[] = {
       // clang-format off
       {1, 0}, {'a', 0}, {2U, 0}, {3LL, 0}, {0.5F, 0}, {0.1L, 0}, {0, 0}, {text, 1}, {"s", 1}, {text + text, 1},
       {std::string_view("s"), 1}, {true, 2}, {Null(), 3}, {Array(), 4}, {Object(), 5}, {Value(), 6},
@@ -66,8 +57,7 @@ TEST(JsonObject, PairsKeysAndValues) {
   EXPECT_EQ(object.get<String>("key"), "value");
   object << Object("x", 1);  // none pending: the empty key
   EXPECT_TRUE(object.has<Object>(""));
-  object << "o" << Object("x", 1) << "v" << Value(Object("x", 2));
-  EXPECT_EQ(object.get<Object>("o").get<Number>("x"), 1);
+  object << "v" << Value(Object("x", 2));
   EXPECT_EQ(object.get<Object>("v").get<Number>("x"), 2);
 
   // A pending key is dropped by import and assignment, stays over reset, and is not copied.

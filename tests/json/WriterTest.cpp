@@ -4,31 +4,18 @@
 
 namespace {
 
-using jsonxx::Array;
-using jsonxx::Null;
-using jsonxx::Object;
-using jsonxx::Value;
+using namespace jsonxx;
 
-TEST(JsonWriter, WritesTheExactLayout) {
-  Array list;
-  list << "a" << true;
-  Object object;
-  object << "type"
-         << "version"
-         << "count" << 3 << "list" << list << "sub" << Object();
-  EXPECT_EQ(object.json(),
-            "{\n\t\"count\": 3,\n\t\"list\": [\n\t\t\"a\",\n\t\ttrue \n\t],\n\t\"sub\": {\n\t},\n"
-            "\t\"type\": \"version\" \n} \n");
-  EXPECT_EQ(Object().json(), "{\n} \n");
-}
-
-TEST(JsonWriter, WritesEachKindOfMember) {
+TEST(JsonWriter, WritesTheExactLayoutOfEachKind) {
   Value resetText("gone");
   resetText.reset();
-  const struct {
-    Object object;
-    const char* expected;
-  } cases[] = {
+  Object nested("count", 3);
+  nested << "list" << (Array(Value("a")) << true) << "sub" << Object() << "type" << Value("version");
+  const std::pair<Object, const char*> cases[] = {
+      {Object(), "{\n} \n"},
+      {nested,
+       "{\n\t\"count\": 3,\n\t\"list\": [\n\t\t\"a\",\n\t\ttrue \n\t],\n\t\"sub\": {\n\t},\n"
+       "\t\"type\": \"version\" \n} \n"},
       {Object("k", false), "{\n\t\"k\": false \n} \n"},
       {Object("k", Null()), "{\n\t\"k\": null \n} \n"},
       {Object("k", Value()), "{\n\t\"k\": null \n} \n"},
@@ -42,9 +29,9 @@ TEST(JsonWriter, WritesEachKindOfMember) {
 }
 
 TEST(JsonWriter, EscapesEveryByte) {
-  std::string all, expected;
+  std::string all;
   for (int byte = 0; byte < 256; ++byte) all += static_cast<char>(byte);
-  expected =
+  std::string expected =
       "\\u0000\\u0001\\u0002\\u0003\\u0004\\u0005\\u0006\\u0007\\b\\t\\n\\u000b\\f\\r\\u000e\\u000f"
       "\\u0010\\u0011\\u0012\\u0013\\u0014\\u0015\\u0016\\u0017\\u0018\\u0019\\u001a\\u001b\\u001c\\u001d\\u0"
       "01e\\u001f"

@@ -12,6 +12,7 @@
 
 #include "e2e/HostProcess.h"
 #include "e2e/Messages.h"
+#include "reliability/HostileBodies.h"
 #include "reliability/Token.h"
 
 /** What goes wrong around the host while it runs. Each ends as docs/reliability.md says. */
@@ -21,14 +22,12 @@ namespace {
 using namespace e2e;
 namespace fs = std::filesystem;
 
-const SignRequest& jane() {
-  static const SignRequest request{.documents = {{agreement()}}};
-  return request;
+SignRequest jane() {
+  return {.documents = {{agreement()}}};
 }
 
-const SignRequest& max() {
-  static const SignRequest request{.name = "Max Several", .documents = {{agreement()}}};
-  return request;
+SignRequest max() {
+  return {.name = "Max Several", .documents = {{agreement()}}};
 }
 
 void expectSigned(const Home& home, const std::string& answer) {
@@ -38,13 +37,6 @@ void expectSigned(const Home& home, const std::string& answer) {
 
 fs::path keyStore(const Home& home) {
   return home.path() / ".pki" / "nssdb";
-}
-
-/** A document that takes some tenths of a second to sign. */
-std::string largeDocument() {
-  std::string inside;
-  while (inside.size() < 6000000) inside += "<Line Number=\"1\">A line of a document</Line>\n";
-  return agreement(inside);
 }
 
 TEST(Faults, LogThatCannotBeWritten) {
@@ -94,11 +86,9 @@ class SmallDisk {
   SmallDisk& operator=(const SmallDisk&) = delete;
 
   bool isMounted() const { return mounted_; }
-  const fs::path& folder() const { return folder_; }
   void fillUp() const {
     std::ofstream filler(folder_ / "filler", std::ios::binary);
-    while (filler << std::string(4096, 'x') << std::flush) {
-    }
+    while (filler << std::string(4096, 'x') << std::flush) continue;
   }
 
  private:
@@ -110,13 +100,14 @@ TEST(Faults, DiskThatIsFull) {
   Home home("main");
   const SmallDisk disk(home.path() / "disk");
   if (!disk.isMounted()) GTEST_SKIP() << "no right to mount a small disk";
-  fs::copy(home.path() / ".pki", disk.folder() / ".pki", fs::copy_options::recursive);
-  HostProcess host(home, {.homeFolder = disk.folder().string()});
+  fs::copy(home.path() / ".pki", home.path() / "disk" / ".pki", fs::copy_options::recursive);
+  const HostOptions onDisk{.homeFolder = (home.path() / "disk").string()};
+  HostProcess host(home, onDisk);
   host.ask(kVersionRequest);
   disk.fillUp();
   expectSigned(home, host.ask(jane().json()));
   expectSigned(home, host.ask(max().json()));
-  HostProcess late(home, {.homeFolder = disk.folder().string()});
+  HostProcess late(home, onDisk);
   expectSigned(home, late.ask(jane().json()));
 }
 
@@ -162,8 +153,8 @@ TEST(Faults, KeyStoreThatIsReplaced) {
   expectSigned(home, host.ask(max().json()));
   HostProcess late(home);
   EXPECT_EQ(errorCode(late.ask(jane().json())), 102);
-  EXPECT_EQ(errorCode(late.ask(SignRequest{.aki = akiOf("locked"), .documents = {{agreement()}}}.json())),
-            105);
+  const SignRequest other{.aki = akiOf("locked"), .documents = {{agreement()}}};
+  EXPECT_EQ(errorCode(late.ask(other.json())), 105);
 }
 
 TEST(Faults, KeyStoreThatIsDamaged) {
@@ -190,7 +181,6 @@ class Holder {
                      ".held\",\"w\").close()\nsys.stdin.read()'")
                         .c_str(),
                     "we"),  // no host may inherit the end that lets the holder go
-
               &pclose) {
     const auto deadline = std::chrono::steady_clock::now() + kPatience;
     while (!fs::exists(database.string() + ".held")) {
@@ -238,9 +228,7 @@ TEST(Faults, KeyThatDoesNotBelongToItsCertificate) {
   HostProcess host(home, {.environment = {installToken(home, TokenKey::ofAnother)}});
   const std::string answer = host.ask(jane().json());
   EXPECT_EQ(errorCode(answer), 105);
-  EXPECT_NE(text(answer, "error_message").find("Signature does not verify with the certificate's public key"),
-            std::string::npos)
-      << answer;
+  EXPECT_NE(answer.find("Signature does not verify with the certificate's public key"), std::string::npos);
   EXPECT_TRUE(texts(answer, "data").empty());
 }
 
@@ -258,8 +246,7 @@ TEST(Faults, TokenThatIsRemoved) {
 TEST(Faults, OutputThatIsClosedInMidAnswer) {
   Home home("main");
   HostProcess host(home);
-  const std::string document = largeDocument();
-  host.send(SignRequest{.documents = {{document}}}.json());
+  host.send(SignRequest{.documents = {{harmlessXml(6000000)}}}.json());
   host.readSome(4096);
   host.closeOutput();
   EXPECT_EQ(host.waitForExit(), 0);
@@ -269,7 +256,7 @@ TEST(Faults, OutputThatIsClosedInMidAnswer) {
 TEST(Faults, TerminationInMidSigning) {
   Home home("main");
   HostProcess host(home);
-  host.send(SignRequest{.documents = {{largeDocument()}}, .more = R"("verbose": "ON",)"}.json());
+  host.send(SignRequest{.documents = {{harmlessXml(6000000)}}, .more = R"("verbose": "ON",)"}.json());
   host.waitUntilRead();
   kill(host.id(), SIGTERM);
   EXPECT_EQ(host.readToEnd(), "") << "no part of an answer";
@@ -288,8 +275,7 @@ TEST(ReliabilityPage, NamesTheTests) {
   std::set<std::string> named;
   const std::regex name("`([A-Z]\\w+)\\.(\\w+)`");
   for (std::sregex_iterator at(page.begin(), page.end(), name), end; at != end; ++at) {
-    const std::string arguments = "(" + at->str(1) + ", " + at->str(2) + ")";
-    EXPECT_NE(sources.find(arguments), std::string::npos) << "no test " << arguments;
+    EXPECT_NE(sources.find("(" + at->str(1) + ", " + at->str(2) + ")"), std::string::npos) << at->str();
     named.insert(at->str(1) + "." + at->str(2));
   }
   const auto& program = *testing::UnitTest::GetInstance();
@@ -297,8 +283,7 @@ TEST(ReliabilityPage, NamesTheTests) {
     const auto& suite = *program.GetTestSuite(i);
     for (int j = 0; j < suite.total_test_count(); ++j) {
       const std::string test = std::string(suite.name()) + "." + suite.GetTestInfo(j)->name();
-      EXPECT_TRUE(named.count(test) == 1 || test == "ReliabilityPage.NamesTheTests")
-          << test << " is not on the page";
+      EXPECT_TRUE(named.count(test) == 1 || test == "ReliabilityPage.NamesTheTests") << test;
     }
   }
 }

@@ -27,7 +27,12 @@ std::string harmlessXml(std::size_t size);
 /** `text` as often as it takes to reach `size` bytes. */
 std::string fill(const std::string& text, std::size_t size);
 /** Numbered pieces, until they are `size` bytes. */
-std::string pieces(std::size_t size, const std::function<std::string(std::size_t)>& piece);
+using Piece = std::function<std::string(std::size_t)>;
+std::string pieces(std::size_t size, const Piece& piece);
+/** The same between two texts. */
+Hostile between(const char* name, const std::string& before, const std::string& text,
+                const std::string& after);
+Hostile numbered(const char* name, const std::string& before, const Piece& piece, const std::string& after);
 std::string number(std::size_t i);
 
 }  // namespace reliability

@@ -5,14 +5,15 @@ namespace reliability {
 namespace {
 
 using e2e::agreement;
-using Piece = std::function<std::string(std::size_t)>;
+const std::string kOpen = "<Agreement><CounterpartData>";
+const std::string kClose = "</CounterpartData><RenderedData>Page</RenderedData></Agreement>";
 
 Hostile inside(const char* name, const std::string& text) {
-  return {name, [=](std::size_t size) { return agreement(fill(text, size)); }};
+  return between(name, kOpen, text, kClose);
 }
 
 Hostile insideNumbered(const char* name, const Piece& piece) {
-  return {name, [=](std::size_t size) { return agreement(pieces(size, piece)); }};
+  return numbered(name, kOpen, piece, kClose);
 }
 
 }  // namespace
@@ -23,27 +24,23 @@ std::string harmlessXml(std::size_t size) {
 
 std::vector<Hostile> hostileContent() {
   const auto prefixed = [](std::size_t i) { return " xmlns:p" + number(i) + "='urn:" + number(i) + "'"; };
-  const std::string longText(1000, 'x');
+  std::string scope = "<a";
+  for (std::size_t i = 0; i < 9000; ++i) scope += prefixed(i);
+  scope += ">";
   return {
       inside("elements", "<a/>"),
       inside("elements with texts", "<a>b</a>c"),
       inside("comments", "<!---->"),
-      inside("instructions", "<?a?>"),
       inside("CDATA sections", "<![CDATA[]]>"),
       inside("CDATA sections with texts", "<![CDATA[&]]>b"),
       inside("character references", "&#1234;"),
-      inside("predefined entities", "&lt;"),
       inside("line ends", "\r\n"),
       inside("carriage returns", "&#13;"),
       inside("attributes on each element", "<a a='1' b='2' c='3' d='4' e='5' f='6' g='7' h='8'/>"),
       inside("attributes of references", "<a b='&#9;&#10;&#13;&quot;'/>"),
       inside("namespaces on each element", "<p:a xmlns:p='urn:1' p:b='1'/><p:a xmlns:p='urn:2'/>"),
       inside("default namespaces", "<a xmlns='urn:1'><b xmlns=''/></a>"),
-      {"1,000 levels, again and again",
-       [](std::size_t size) {
-         const std::string tower = fill("<a>", 2970) + fill("</a>", 3960);
-         return agreement(fill(tower, size));
-       }},
+      inside("1,000 levels, again and again", fill("<a>", 2970) + fill("</a>", 3960)),
       {"1,000 levels of namespaces",
        [=](std::size_t size) {
          std::string open;
@@ -60,52 +57,36 @@ std::vector<Hostile> hostileContent() {
        }},
       {"elements nested too deeply",
        [](std::size_t size) { return agreement(fill("<a>", size / 2) + fill("</a>", size / 2)); }},
-      {"elements that never end", [](std::size_t size) { return "<a>" + fill("<a>", size); }},
-      {"attributes of one element",
-       [](std::size_t size) {
-         return agreement("<a" + pieces(size, [](std::size_t i) { return " a" + number(i) + "='1'"; }) +
-                          "/>");
-       }},
+      between("elements that never end", "<a>", "<a>", ""),
+      numbered(
+          "attributes of one element", kOpen + "<a", [](std::size_t i) { return " a" + number(i) + "='1'"; },
+          "/>" + kClose),
       {"10,000 attributes of one element, last first",
        [](std::size_t size) {
          std::string element = "<a";
          for (std::size_t i = 0; i < 9900; ++i) element += " a" + number(20000 - i) + "=''";
          return agreement(fill(element + "/>", size));
        }},
-      {"namespaces of one element",
-       [=](std::size_t size) { return agreement("<a" + pieces(size, prefixed) + "/>"); }},
-      {"9,000 namespaces in scope of each element",
-       [=](std::size_t size) {
-         std::string open = "<a";
-         for (std::size_t i = 0; i < 9000; ++i) open += prefixed(i);
-         return agreement(open + ">" + fill("<p7:b p8:c=''/>", size) + "</a>");
-       }},
-      {"namespaces around what is signed",
-       [=](std::size_t size) {
-         std::string open = "<a";
-         for (std::size_t i = 0; i < 9000; ++i) open += prefixed(i);
-         return open + ">" + agreement(fill("<b/>", size)) + "</a>";
-       }},
+      numbered("namespaces of one element", kOpen + "<a", prefixed, "/>" + kClose),
+      between("9,000 namespaces in scope of each element", kOpen + scope, "<p7:b p8:c=''/>", "</a>" + kClose),
+      between("namespaces around what is signed", scope + kOpen, "<b/>", kClose + "</a>"),
       insideNumbered("a name for each element", [](std::size_t i) { return "<a" + number(i) + "/>"; }),
       insideNumbered("a name for each attribute", [](std::size_t i) { return "<a a" + number(i) + "=''/>"; }),
       insideNumbered("a namespace for each element",
                      [](std::size_t i) { return "<a xmlns='urn:" + number(i) + "'/>"; }),
       insideNumbered("an instruction for each name",
                      [](std::size_t i) { return "<?a" + number(i) + " b?>"; }),
-      {"a long name", [](std::size_t size) { return agreement("<" + std::string(size, 'a') + "/>"); }},
-      {"a long attribute", [](std::size_t size) { return agreement("<a b='" + fill("c ", size) + "'/>"); }},
-      {"a long comment", [](std::size_t size) { return agreement("<!--" + fill("a ", size) + "-->"); }},
-      {"a long instruction", [](std::size_t size) { return agreement("<?a " + fill("? ", size) + "?>"); }},
-      {"a long CDATA section",
-       [](std::size_t size) { return agreement("<![CDATA[" + fill("]] ", size) + "]]>"); }},
+      between("a long name", kOpen + "<", "a", "/>" + kClose),
+      between("a long attribute", kOpen + "<a b='", "c ", "'/>" + kClose),
+      between("a long comment", kOpen + "<!--", "a ", "-->" + kClose),
+      between("a long instruction", kOpen + "<?a ", "? ", "?>" + kClose),
+      between("a long CDATA section", kOpen + "<![CDATA[", "]] ", "]]>" + kClose),
       {"a long text and many elements",
        [](std::size_t size) { return agreement(std::string(size / 2, 'x') + fill("<a>b</a>", size / 2)); }},
-      {"comments before the root", [](std::size_t size) { return fill("<!---->", size) + agreement(); }},
-      {"instructions behind the root", [](std::size_t size) { return agreement() + fill("<?a?>", size); }},
-      {"the signed element again and again",
-       [](std::size_t size) { return "<a>" + fill("<CounterpartData/>", size) + "<RenderedData/></a>"; }},
-      {"white space before the end of a tag",
-       [](std::size_t size) { return agreement("<a" + fill(" \n", size) + "></a" + ">"); }},
+      between("comments before the root", "", "<!---->", agreement()),
+      between("instructions behind the root", agreement(), "<?a?>", ""),
+      between("the signed element again and again", "<a>", "<CounterpartData/>", "<RenderedData/></a>"),
+      between("white space before the end of a tag", kOpen + "<a", " \n", "></a>" + kClose),
   };
 }
 

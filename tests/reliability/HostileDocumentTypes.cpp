@@ -5,20 +5,17 @@ namespace reliability {
 namespace {
 
 using e2e::agreement;
-using Piece = std::function<std::string(std::size_t)>;
 
-std::string documentType(const std::string& subset, const std::string& document) {
-  return "<!DOCTYPE Agreement [" + subset + "]>" + document;
-}
+const std::string kSubset = "<!DOCTYPE Agreement [";
 
 /** The declarations fill the document. */
 Hostile declarations(const char* name, const Piece& piece, const std::string& content = "") {
-  return {name, [=](std::size_t size) { return documentType(pieces(size, piece), agreement(content)); }};
+  return numbered(name, kSubset, piece, "]>" + agreement(content));
 }
 
 /** A few declarations, and a content that uses them all along. */
 Hostile uses(const char* name, const std::string& subset, const std::string& text) {
-  return {name, [=](std::size_t size) { return documentType(subset, agreement(fill(text, size))); }};
+  return {name, [=](std::size_t size) { return kSubset + subset + "]>" + agreement(fill(text, size)); }};
 }
 
 std::string laughs(char sigil, std::size_t levels) {
@@ -61,25 +58,24 @@ std::vector<Hostile> hostileEntities() {
       uses("parameter entities that grow", laughs('%', 9) + "%l9;", "<a/>"),
       {"a large parameter entity",
        [](std::size_t size) {
-         return documentType("<!ENTITY % p '<!--" + fill("x", size / 2) + "-->'>" + fill("%p;", size / 2),
-                             agreement());
+         const std::string entity = "<!ENTITY % p '<!--" + fill("x", size / 2) + "-->'>";
+         return kSubset + entity + fill("%p;", size / 2) + "]>" + agreement();
        }},
   };
 }
 
 std::vector<Hostile> hostileDeclarations() {
   const std::string longText(1000, 'x');
+  const auto alternative = [](std::size_t i) { return "|x" + number(i); };
   return {
       uses("default attributes", defaultAttributes(400, 1), "<a/>"),
       uses("large default attributes", defaultAttributes(1, 10000), "<a/>"),
       uses("identifiers that are equal", "<!ATTLIST a b ID #IMPLIED>", "<a b='x'/>"),
       uses("identifiers by default", "<!ATTLIST a b ID 'x'>", "<a/>"),
-      {"identifiers",
-       [](std::size_t size) {
-         return documentType(
-             "<!ATTLIST a b ID #IMPLIED>",
-             agreement(pieces(size, [](std::size_t i) { return "<a b='x" + number(i) + "'/>"; })));
-       }},
+      numbered(
+          "identifiers", kSubset + "<!ATTLIST a b ID #IMPLIED>]><Agreement><CounterpartData>",
+          [](std::size_t i) { return "<a b='x" + number(i) + "'/>"; },
+          "</CounterpartData><RenderedData/></Agreement>"),
       uses("enumerations", "<!ATTLIST a b (x|y|z) 'x' c NMTOKENS 'p q'>", "<a c='  r  s '/>"),
       declarations(
           "entity declarations", [](std::size_t i) { return "<!ENTITY e" + number(i) + " ''>"; }, "&e7;"),
@@ -97,34 +93,17 @@ std::vector<Hostile> hostileDeclarations() {
           [](std::size_t i) { return (i == 0 ? "<!ATTLIST a" : "") + (" a" + number(i)) + " CDATA ''"; }),
       declarations("element declarations", [](std::size_t i) { return "<!ELEMENT e" + number(i) + " ANY>"; }),
       declarations("comments in the subset", [](std::size_t) { return "<!---->"; }),
-      declarations("instructions in the subset", [](std::size_t) { return "<?a?>"; }),
-      {"a content model of many names",
-       [](std::size_t size) {
-         return documentType("<!ELEMENT a (b" + fill("|b", size) + ")*>", agreement());
-       }},
-      {"a content model in order",
-       [](std::size_t size) {
-         return documentType("<!ELEMENT a (b" + fill(",b", size) + ")>", agreement());
-       }},
-      {"a mixed content model",
-       [](std::size_t size) {
-         return documentType(
-             "<!ELEMENT a (#PCDATA" + pieces(size, [](std::size_t i) { return "|b" + number(i); }) + ")*>",
-             agreement());
-       }},
+      between("a content model of many names", kSubset + "<!ELEMENT a (b", "|b", ")*>]>" + agreement()),
+      between("a content model in order", kSubset + "<!ELEMENT a (b", ",b", ")>]>" + agreement()),
+      numbered("a mixed content model", kSubset + "<!ELEMENT a (#PCDATA", alternative, ")*>]>" + agreement()),
       {"a content model in parentheses",
        [](std::size_t size) {
-         return documentType("<!ELEMENT a " + fill("(", size / 2) + "b" + fill(")", size / 2) + ">",
-                             agreement());
+         const std::string model = fill("(", size / 2) + "b" + fill(")", size / 2);
+         return kSubset + "<!ELEMENT a " + model + ">]>" + agreement();
        }},
-      {"a long enumeration",
-       [](std::size_t size) {
-         return documentType(
-             "<!ATTLIST a b (x" + pieces(size, [](std::size_t i) { return "|x" + number(i); }) + ") 'x'>",
-             agreement("<a/>"));
-       }},
-      {"a long public identifier",
-       [](std::size_t size) { return "<!DOCTYPE a PUBLIC '" + fill("x ", size) + "' ''>" + agreement(); }},
+      numbered("a long enumeration", kSubset + "<!ATTLIST a b (x", alternative,
+               ") 'x'>]>" + agreement("<a/>")),
+      between("a long public identifier", "<!DOCTYPE a PUBLIC '", "x ", "' ''>" + agreement()),
   };
 }
 

@@ -3,23 +3,12 @@
 namespace reliability {
 namespace {
 
-/** Fills up with one text between two others. */
-Hostile between(const char* name, const std::string& before, const std::string& text,
-                const std::string& after) {
-  return {name, [=](std::size_t size) { return before + fill(text, size) + after; }};
-}
-
 Hostile nested(const char* name, const std::string& open, const std::string& inmost,
                const std::string& close) {
   return {name, [=](std::size_t size) {
             const std::size_t depth = size / (open.size() + close.size());
             return fill(open, depth * open.size()) + inmost + fill(close, depth * close.size());
           }};
-}
-
-Hostile numbered(const char* name, const std::string& before,
-                 const std::function<std::string(std::size_t)>& piece, const std::string& after) {
-  return {name, [=](std::size_t size) { return before + pieces(size, piece) + after; }};
 }
 
 }  // namespace
@@ -44,18 +33,14 @@ std::vector<Hostile> hostileJson() {
           "}"),
       between("one key again and again", "{", "\"a\":[1],", "}"),
       between("empty slots", "[", ",", "]"),
-      between("empty arrays", "[", "[],", "]"),
       between("empty objects", "[", "{},", "]"),
-      between("short numbers", "[", "1,", "]"),
       between("exponents", "[", "-1.5e-4000,", "]"),
       between("a long number", "", "9", ""),
       between("a number of zeros", "0.", "0", "1"),
       between("numbers that overflow", "[", "1e9999,", "]"),
       between("byte escapes", "\"", "\\u0065", "\""),
       between("odd byte escapes", "\"", "\\u+-1x\\u", "\""),
-      between("escaped quotes", "\"", "\\\"", "\""),
       between("the other quotes", "\"", "'", "\""),
-      between("texts in single quotes", "[", "'a',", "]"),
       between("comments", "", "//\n", "1"),
       between("comments within words", "[t", "//\n", "rue]"),
       between("comments before each value", "[", "//\n1,", "]"),

@@ -73,21 +73,15 @@ void expectBounded(const std::string& keyStore, const Request& request, const st
   }
 }
 
-void expectJsonBounded(const std::vector<Hostile>& bodies) {
-  const auto request = [](const std::string& value) { return R"({"type": "version", "x": )" + value + "}"; };
-  expectBounded("", request, harmlessJson(kBody), bodies, kBody, kMostTimeOfJson);
-}
-
 void expectDocumentsBounded(const std::vector<Hostile>& bodies) {
-  const auto request = [](const std::string& document) {
-    return SignRequest{.documents = {{document}}}.json();
-  };
+  const auto request = [](const std::string& body) { return SignRequest{.documents = {{body}}}.json(); };
   const std::size_t size = kBody / 100 * 72;  // in base64, with its slashes escaped, about the body
   expectBounded("main", request, harmlessXml(size), bodies, size);
 }
 
 TEST(HostileBodies, Json) {
-  expectJsonBounded(hostileJson());
+  const auto request = [](const std::string& value) { return R"({"type": "version", "x": )" + value + "}"; };
+  expectBounded("", request, harmlessJson(kBody), hostileJson(), kBody, kMostTimeOfJson);
 }
 
 TEST(HostileBodies, Content) {
@@ -111,12 +105,12 @@ TEST(HostileBodies, Base64) {
   expectBounded(
       "main", request, toBase64(harmlessXml(kBody / 100 * 74)),
       {
-          {"padding alone", [](std::size_t size) { return std::string(size, '='); }},
-          {"padding between", [](std::size_t size) { return fill("QQ==", size); }},
+          between("padding alone", "", "=", ""),
+          between("padding between", "", "QQ==", ""),
           {"a line break at the end", [&](std::size_t size) { return noDocument(size) + "\\n"; }},
           {"a foreign character at the end", [&](std::size_t size) { return noDocument(size) + "QUI*"; }},
           {"bytes that are no document", noDocument},
-          {"escaped slashes", [](std::size_t size) { return fill(R"(\/\/\/\/)", size); }},
+          between("escaped slashes", "", R"(\/\/\/\/)", ""),
       },
       kBody - 1000);
 }
@@ -128,19 +122,16 @@ TEST(HostileBodies, KeyIdentifiers) {
            akis + "\"" + akiOf("main") + "\"]}}";
   };
   const auto reversed = [](std::size_t i) { return "\"" + number(99999999 - i) + "\","; };
-  expectBounded("main", details,
-                pieces(kBody, [](std::size_t) { return "\"" + std::string(40, 'a') + "\","; }),
+  const auto alike = [](std::size_t i) {
+    return "\"" + std::string(2000, 'A') + number(i * 7919 % 5003) + "\",";
+  };
+  expectBounded("main", details, fill("\"" + std::string(40, 'a') + "\",", kBody),
                 {
-                    {"a million alike", [](std::size_t size) { return fill("\"0a1b2c\",", size); }},
-                    {"a million others", [&](std::size_t size) { return pieces(size, reversed); }},
-                    {"empty ones", [](std::size_t size) { return fill("\"\",", size); }},
-                    {"alike for long",
-                     [](std::size_t size) {
-                       return pieces(size, [](std::size_t i) {
-                         return "\"" + std::string(2000, 'A') + number(i * 7919 % 5003) + "\",";
-                       });
-                     }},
-                    {"one of all", [](std::size_t size) { return "\"" + std::string(size, 'A') + "\","; }},
+                    between("a million alike", "", "\"0a1b2c\",", ""),
+                    numbered("a million others", "", reversed, ""),
+                    between("empty ones", "", "\"\",", ""),
+                    numbered("alike for long", "", alike, ""),
+                    between("one of all", "\"", "A", "\","),
                 },
                 kBody - 1000);
 }

@@ -40,9 +40,10 @@ Bytes numberOf(const EVP_PKEY* key, const char* name) {
   return bytes;
 }
 
-Bytes nameOf(X509_NAME* name) {
+template <typename Structure>
+Bytes encoded(int (*encode)(const Structure*, unsigned char**), const Structure* structure) {
   unsigned char* der = nullptr;
-  const int length = i2d_X509_NAME(name, &der);
+  const int length = encode(structure, &der);
   Bytes bytes(der, der + length);
   OPENSSL_free(der);
   return bytes;
@@ -83,14 +84,11 @@ Object certificateObject(const fs::path& pem) {
   FILE* file = fopen(pem.c_str(), "r");
   X509* certificate = PEM_read_X509(file, nullptr, nullptr, nullptr);
   fclose(file);
-  unsigned char* der = nullptr;
-  const int length = i2d_X509(certificate, &der);
   Object object = start(CKO_CERTIFICATE);
   object.add(CKA_CERTIFICATE_TYPE, CK_ULONG{CKC_X_509});
-  object.add(CKA_SUBJECT, nameOf(X509_get_subject_name(certificate)));
-  object.add(CKA_ISSUER, nameOf(X509_get_issuer_name(certificate)));
-  object.add(CKA_VALUE, Bytes(der, der + length));
-  OPENSSL_free(der);
+  object.add(CKA_SUBJECT, encoded(&i2d_X509_NAME, X509_get_subject_name(certificate)));
+  object.add(CKA_ISSUER, encoded(&i2d_X509_NAME, X509_get_issuer_name(certificate)));
+  object.add(CKA_VALUE, encoded(&i2d_X509, certificate));
   X509_free(certificate);
   return object;
 }
@@ -113,12 +111,12 @@ Object keyObject(const EVP_PKEY* shown, const EVP_PKEY* used) {
 
 /** Jane's key, from the prepared key store. */
 Key readKey(const fs::path& scratch) {
-  const fs::path store = e2e::preparedHomes() / "main" / ".pki" / "nssdb";
-  run("pk12util -d 'sql:" + store.string() + "' -K '' -W x -n 'Jane Citizen' -o '" +
-      (scratch / "jane.p12").string() + "'");
-  run("openssl pkcs12 -in '" + (scratch / "jane.p12").string() + "' -passin pass:x -nocerts -noenc -out '" +
-      (scratch / "jane.key").string() + "'");
-  FILE* file = fopen((scratch / "jane.key").c_str(), "r");
+  const std::string store = (e2e::preparedHomes() / "main" / ".pki" / "nssdb").string();
+  const std::string file12 = (scratch / "jane.p12").string();
+  const std::string keyFile = (scratch / "jane.key").string();
+  run("pk12util -d 'sql:" + store + "' -K '' -W x -n 'Jane Citizen' -o '" + file12 + "'");
+  run("openssl pkcs12 -in '" + file12 + "' -passin pass:x -nocerts -noenc -out '" + keyFile + "'");
+  FILE* file = fopen(keyFile.c_str(), "r");
   Key key(PEM_read_PrivateKey(file, nullptr, nullptr, nullptr), &EVP_PKEY_free);
   fclose(file);
   return key;

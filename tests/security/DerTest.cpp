@@ -12,16 +12,11 @@ using ByteVector = std::vector<std::uint8_t>;
 
 TEST(Der, RefusesWhatIsNoDefiniteMinimalElement) {
   const ByteVector rows[] = {
-      {},
-      {0x30},
-      {0x30, 0x80, 0x00, 0x00},
-      {0x30, 0x01},
-      {0x30, 0x81, 0x01, 0x00},
-      {0x30, 0x82, 0x00, 0x80},
-      {0x30, 0x84, 0xff, 0xff, 0xff, 0xff, 0x00},
-      {0x30, 0x88, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff},
-      {0x30, 0xff},
+      // clang-format off
+      {}, {0x30}, {0x30, 0x80, 0x00, 0x00}, {0x30, 0x01}, {0x30, 0x81, 0x01, 0x00}, {0x30, 0x82, 0x00, 0x80}, {0x30, 0xff},
+      {0x30, 0x84, 0xff, 0xff, 0xff, 0xff, 0x00}, {0x30, 0x88, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff},
       {0x1f, 0x81, 0x01, 0x00},
+      // clang-format on
   };
   for (const ByteVector& row : rows) {
     // A copy of the exact size, so that a sanitizer sees a read beyond it.
@@ -62,17 +57,13 @@ TEST(Der, Texts) {
       {der::kNumericString, {'1'}, "not displayed (tag = 18; length 1)"},
       {der::kUtf8String, {}, ""},
   };
-  for (const auto& row : rows) {
-    EXPECT_EQ(der::displayText({row.tag, row.content, row.content}), row.text);
-  }
+  for (const auto& row : rows) EXPECT_EQ(der::displayText({row.tag, row.content, row.content}), row.text);
 }
 
 /** Everything that can be read from a certificate; whether it is one. */
 bool readAll(const ByteVector& der) {
   const auto certificate = x509::readCertificate(der);
-  if (!certificate) {
-    return false;
-  }
+  if (!certificate) return false;
   for (const std::string& key : certificatePropertyKeys(*certificate)) {
     EXPECT_NE(certificateProperty(*certificate, key), nullptr);
   }

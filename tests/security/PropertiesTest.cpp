@@ -14,9 +14,7 @@ using namespace vorn::frameworks;
 
 /** Properties as a line: type "label" = value, arrays in brackets. */
 std::string render(CFTypeRef object) {
-  if (const auto* string = objectCast<String>(object)) {
-    return utf8Of(asRef<CFStringRef>(string));
-  }
+  if (const auto* string = objectCast<String>(object)) return utf8Of(asRef<CFStringRef>(string));
   if (const auto* data = objectCast<Data>(object)) {
     return der::hexText(data->bytes());
   }
@@ -27,15 +25,11 @@ std::string render(CFTypeRef object) {
   }
   std::string text;
   if (const auto* array = objectCast<Array>(object)) {
-    for (const void* element : array->elements()) {
-      text += (text.empty() ? "" : ", ") + render(element);
-    }
+    for (const void* element : array->elements()) text += (text.empty() ? "" : ", ") + render(element);
     return "[" + text + "]";
   }
   const auto* dictionary = objectCast<Dictionary>(object);
-  if (dictionary == nullptr) {
-    return "absent";
-  }
+  if (dictionary == nullptr) return "absent";
   const auto valueOf = [&](CFStringRef key) {
     return CFDictionaryGetValue(asRef<CFDictionaryRef>(dictionary), key);
   };
@@ -63,9 +57,7 @@ constexpr char kAbn[] = "1.2.36.1.333.1";
 
 TEST(Properties, OfCertificates) {
   const struct {
-    const char* file;
-    const char* key;
-    const char* expected;
+    const char *file, *key, *expected;
   } rows[] = {
       {"bare", kSerial, "string 'Serial Number' 255"},
       {"issued", kSerial, "string 'Serial Number' 1"},
@@ -132,8 +124,7 @@ TEST(Properties, AllOfThemWhenNoKeysAreGivenAndNoneForWrongOnes) {
 
 TEST(Properties, EmailAddresses) {
   const struct {
-    const char* file;
-    const char* expected;
+    const char *file, *expected;
   } rows[] = {
       {"full", "[jane@example.com, Second@example.com, Jane@Example.com]"},
       {"emailonly", "[a@b.c, a@b.c]"},

@@ -44,49 +44,29 @@ std::string bytes(CFTypeRef object) {
 }
 
 TEST(Contract, Constants) {
-  const struct {
-    CFStringRef constant;
-    const char* value;
-  } rows[] = {
-      {kSecClass, "class"},
-      {kSecClassIdentity, "idnt"},
-      {kSecAttrCanSign, "sign"},
-      {kSecReturnRef, "r_Ref"},
-      {kSecMatchLimit, "m_Limit"},
-      {kSecMatchLimitAll, "m_LimitAll"},
-      {kSecMatchSubjectWholeString, "m_SubjectWholeString"},
-      {kSecPropertyKeyType, "type"},
-      {kSecPropertyKeyLabel, "label"},
-      {kSecPropertyKeyLocalizedLabel, "localized label"},
-      {kSecPropertyKeyValue, "value"},
-      {kSecPropertyTypeData, "data"},
-      {kSecPropertyTypeString, "string"},
-      {kSecPropertyTypeSection, "section"},
-      {kSecPropertyTypeNumber, "number"},
-      {kSecPropertyTypeURL, "url"},
-      {kSecOIDCommonName, "2.5.4.3"},
-      {kSecOIDKeyUsage, "2.5.29.15"},
+  const std::pair<CFStringRef, const char*> rows[] = {
+      // clang-format off
+      {kSecClass, "class"}, {kSecClassIdentity, "idnt"}, {kSecAttrCanSign, "sign"},
+      {kSecReturnRef, "r_Ref"}, {kSecMatchLimit, "m_Limit"}, {kSecMatchLimitAll, "m_LimitAll"},
+      {kSecMatchSubjectWholeString, "m_SubjectWholeString"}, {kSecPropertyKeyType, "type"},
+      {kSecPropertyKeyLabel, "label"}, {kSecPropertyKeyLocalizedLabel, "localized label"},
+      {kSecPropertyKeyValue, "value"}, {kSecPropertyTypeData, "data"}, {kSecPropertyTypeString, "string"},
+      {kSecPropertyTypeSection, "section"}, {kSecPropertyTypeNumber, "number"},
+      {kSecPropertyTypeURL, "url"}, {kSecOIDCommonName, "2.5.4.3"}, {kSecOIDKeyUsage, "2.5.29.15"},
       {kSecOIDAuthorityKeyIdentifier, "2.5.29.35"},
       {kSecOIDX509V1SerialNumber, "2.16.840.1.113741.2.1.1.1.3"},
       {kSecOIDX509V1IssuerName, "2.16.840.1.113741.2.1.1.1.5"},
       {kSecOIDX509V1ValidityNotBefore, "2.16.840.1.113741.2.1.1.1.6"},
       {kSecOIDX509V1ValidityNotAfter, "2.16.840.1.113741.2.1.1.1.7"},
       {kSecTransformErrorDomain, "com.apple.security.transforms.error"},
-      {kSecTransformInputAttributeName, "INPUT"},
-      {kSecInputIsAttributeName, "InputIs"},
-      {kSecInputIsPlainText, "PlainText"},
-      {kSecInputIsDigest, "Digest"},
-      {kSecInputIsRaw, "Raw"},
-      {kSecDigestTypeAttribute, "Digest Type"},
-      {kSecDigestLengthAttribute, "Digest Length"},
-      {kSecDigestSHA1, "SHA1 Digest"},
-      {kSecDigestSHA2, "SHA2 Digest Family"},
-      {kSecPaddingKey, "SecPaddingKey"},
-      {kSecPaddingPKCS1Key, "SecPaddingPKCS1Key"},
+      {kSecTransformInputAttributeName, "INPUT"}, {kSecInputIsAttributeName, "InputIs"},
+      {kSecInputIsPlainText, "PlainText"}, {kSecInputIsDigest, "Digest"}, {kSecInputIsRaw, "Raw"},
+      {kSecDigestTypeAttribute, "Digest Type"}, {kSecDigestLengthAttribute, "Digest Length"},
+      {kSecDigestSHA1, "SHA1 Digest"}, {kSecDigestSHA2, "SHA2 Digest Family"},
+      {kSecPaddingKey, "SecPaddingKey"}, {kSecPaddingPKCS1Key, "SecPaddingPKCS1Key"},
+      // clang-format on
   };
-  for (const auto& row : rows) {
-    EXPECT_EQ(text(row.constant), row.value);
-  }
+  for (const auto& row : rows) EXPECT_EQ(text(row.first), row.second);
   EXPECT_EQ(errSecItemNotFound, -25300);
   EXPECT_EQ(errSecInvalidItemRef, -25304);
   EXPECT_EQ(errSecParam, -50);
@@ -121,8 +101,7 @@ TEST(Contract, QueriesThatCannotBeAnswered) {
   const auto name = string("Jane Citizen");
   const auto number = data("not a name");
   const struct {
-    std::vector<const void*> keys;
-    std::vector<const void*> values;
+    std::vector<const void*> keys, values;
   } rows[] = {
       {{}, {}},
       {{kSecMatchSubjectWholeString}, {name.get()}},
@@ -142,42 +121,30 @@ TEST(Contract, QueriesThatCannotBeAnswered) {
 }
 
 TEST(Contract, Base64HasNoLineBreaks) {
-  const struct {
-    std::string input;
-    std::string output;
-  } rows[] = {
-      {"", ""},
-      {"f", "Zg=="},
-      {"fo", "Zm8="},
-      {"foo", "Zm9v"},
-      {"foob", "Zm9vYg=="},
-      {std::string("\x00\xff\xfb\xef", 4), "AP/77w=="},
-      {std::string(96, 'x'),
-       [] {
-         std::string all;
-         for (int i = 0; i < 32; ++i) all += "eHh4";
-         return all;
-       }()},
-  };
+  std::string longest;
+  for (int i = 0; i < 32; ++i) longest += "eHh4";
+  const std::pair<std::string, std::string> rows[] = {{"", ""},
+                                                      {"f", "Zg=="},
+                                                      {"fo", "Zm8="},
+                                                      {std::string("\x00\xff\xfb\xef", 4), "AP/77w=="},
+                                                      {std::string(96, 'x'), longest}};
   for (const auto& row : rows) {
     CFRef<CFErrorRef> error;
     const auto encoder =
         CFRef<SecTransformRef>::adopt(SecEncodeTransformCreate(kSecBase64Encoding, error.out()));
-    const auto input = data(row.input);
+    const auto input = data(row.first);
     ASSERT_TRUE(
         SecTransformSetAttribute(encoder.get(), kSecTransformInputAttributeName, input.get(), error.out()));
     const auto output = CFRef<CFTypeRef>::adopt(SecTransformExecute(encoder.get(), error.out()));
     ASSERT_TRUE(output);
     EXPECT_FALSE(error);
-    EXPECT_EQ(bytes(output.get()), row.output);
+    EXPECT_EQ(bytes(output.get()), row.second);
   }
 }
 
 /** What an error says, with the random letters of a transform's name replaced by "NAME". */
 std::string describe(CFErrorRef error) {
-  if (error == nullptr) {
-    return "no error";
-  }
+  if (error == nullptr) return "no error";
   const auto description = CFRef<CFStringRef>::adopt(CFErrorCopyDescription(error));
   std::string all = text(description.get());
   if (const auto position = all.find("-com.apple.security.");

@@ -11,23 +11,11 @@ namespace {
 const std::vector<std::string> kPrefixes = {"", "", "", "p", "q", "zz", "u"};
 const std::vector<std::string> kUris = {"urn:a", "urn:b", "http://b.example/x", "urn:z"};
 const std::vector<std::string> kNames = {"a", "b", "B", "z", "a.1", "a-1", "_a"};
-const std::vector<std::string> kText = {"plain text",
-                                        " ",
-                                        "\n",
-                                        "\r\n",
-                                        "\r",
-                                        "\t",
-                                        "a &lt; b &amp;&amp; c &gt; d",
-                                        "]]&gt;",
-                                        "&#13;",
-                                        "&#10;&#9;",
-                                        "\"'",
-                                        "<![CDATA[<x>&amp;]] ]]>",
-                                        "<![CDATA[]]>",
-                                        "<!-- comment -->",
-                                        "<?target?>",
-                                        "<?target  some data ?>",
-                                        "\xC3\xA9\xC2\x85"};
+// clang-format off
+const std::vector<std::string> kText = {
+    "plain text", " ", "\n", "\r\n", "\r", "\t", "a &lt; b &amp;&amp; c &gt; d", "]]&gt;", "&#13;", "&#10;&#9;", "\"'",
+    "<![CDATA[<x>&amp;]] ]]>", "<![CDATA[]]>", "<!-- comment -->", "<?target?>", "<?target  some data ?>", "\xC3\xA9\xC2\x85"};
+// clang-format on
 const std::vector<std::string> kWideText = {"\xE2\x80\xA8", "\xF0\x9F\x98\x80", "&#x1F600;", "\xE2\x82\xAC",
                                             "\xEF\xBF\xBD"};
 const std::vector<std::string> kReferences = {"&plain;", "&nested;", "&markup;", "&breaks;", "&late;"};
@@ -41,15 +29,14 @@ RandomDocument::RandomDocument(unsigned number) : random_(number) {
 }
 
 std::string RandomDocument::doctype() {
-  return "<!DOCTYPE root [<!-- c --><?p?>\n<!ENTITY plain \"text\"><!ENTITY nested 'a &#38;lt; &plain; "
-         "\"&markup;\"'>"
-         "<!ENTITY markup \"<e p='1'>in &late;</e><![CDATA[a&#13;b]]>&#60;f/>\"><!ENTITY breaks "
-         "'&#13;&#38;#13;\r\n'>"
-         "<!ENTITY % late '<!ENTITY late \"l&#38;#37;\">'> %late; <!NOTATION n PUBLIC \"-//n\"><!ELEMENT d "
-         "ANY>"
-         "<!ATTLIST d d1 CDATA \"&plain;&#10;&lt;\" d2 NMTOKENS ' x  y ' d3 (a|b) 'b' d4 NOTATION (n) "
-         "#IMPLIED"
-         " xml:space CDATA #FIXED 'preserve' xmlns:dd CDATA 'urn:dd'>\n]>";
+  return R"(<!DOCTYPE root [<!-- c --><?p?>
+<!ENTITY plain "text"><!ENTITY nested 'a &#38;lt; &plain; "&markup;"'>
+<!ENTITY markup "<e p='1'>in &late;</e><![CDATA[a&#13;b]]>&#60;f/>"><!ENTITY breaks '&#13;&#38;#13;)"
+         "\r\n"
+         R"('><!ENTITY % late '<!ENTITY late "l&#38;#37;">'> %late; <!NOTATION n PUBLIC "-//n"><!ELEMENT d ANY>
+<!ATTLIST d d1 CDATA "&plain;&#10;&lt;" d2 NMTOKENS ' x  y ' d3 (a|b) 'b' d4 NOTATION (n) #IMPLIED
+ xml:space CDATA #FIXED 'preserve' xmlns:dd CDATA 'urn:dd'>
+]>)";
 }
 
 std::string RandomDocument::text() {

@@ -1,16 +1,12 @@
 #include "signing/SigningFixture.h"
 
-#include <openssl/bio.h>
-#include <openssl/evp.h>
-#include <openssl/pem.h>
-#include <openssl/rsa.h>
-#include <openssl/x509.h>
-
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <memory>
 
 #include "mac/app/CertificateSelection.h"
@@ -21,34 +17,13 @@
 
 namespace {
 
-template <typename Write>
-std::string written(Write write) {
-  BIO* bio = BIO_new(BIO_s_mem());
-  write(bio);
-  char* data = nullptr;
-  const long size = BIO_get_mem_data(bio, &data);
-  std::string text(data, static_cast<std::size_t>(size));
-  BIO_free(bio);
-  return text;
-}
-
-X509* selfSigned(EVP_PKEY* key) {
-  X509* certificate = X509_new();
-  X509_set_version(certificate, 2);
-  ASN1_INTEGER_set(X509_get_serialNumber(certificate), 1);
-  X509_gmtime_adj(X509_getm_notBefore(certificate), -60);
-  X509_gmtime_adj(X509_getm_notAfter(certificate), 24 * 60 * 60);
-  X509_set_pubkey(certificate, key);
-  X509_NAME* name = X509_get_subject_name(certificate);
-  const auto* common = reinterpret_cast<const unsigned char*>("Signer");
-  X509_NAME_add_entry_by_txt(name, "CN", MBSTRING_ASC, common, -1, -1, 0);
-  X509_set_issuer_name(certificate, name);
-  X509_sign(certificate, key, EVP_sha256());
-  return certificate;
-}
-
 void write(const std::string& path, const std::string& bytes) {
   std::ofstream(path, std::ios::binary) << bytes;
+}
+
+std::string read(const std::string& path) {
+  std::ifstream file(path);
+  return {std::istreambuf_iterator<char>(file), {}};
 }
 
 }  // namespace
@@ -90,17 +65,17 @@ std::string refusalOf(const std::string& base64) {
 void SigningTest::SetUpTestSuite() {
   std::string pattern = (std::filesystem::temp_directory_path() / "signing-XXXXXX").string();
   folder_ = mkdtemp(pattern.data());
-  EVP_PKEY* key = EVP_RSA_gen(2048);
-  X509* certificate = selfSigned(key);
+  const std::string certificatePath = folder_ + "/certificate.pem", keyPath = folder_ + "/key.pem";
+  const std::string command = "openssl req -x509 -newkey rsa:2048 -nodes -subj /CN=Signer -out " +
+                              certificatePath + " -keyout " + keyPath + " 2>/dev/null";
+  ASSERT_EQ(std::system(command.c_str()), 0);
   auto& selection = CertificateSelection::getInstance();
-  selection.keyPem =
-      written([key](BIO* bio) { PEM_write_bio_PrivateKey(bio, key, nullptr, nullptr, 0, nullptr, nullptr); });
-  selection.certificateBase64 =
-      toBase64(written([certificate](BIO* bio) { i2d_X509_bio(bio, certificate); }));
-  write(folder_ + "/certificate.pem",
-        written([certificate](BIO* bio) { PEM_write_bio_X509(bio, certificate); }));
-  X509_free(certificate);
-  EVP_PKEY_free(key);
+  selection.keyPem = read(keyPath);
+  // The lines between the first and the last.
+  std::string lines = read(certificatePath);
+  lines = lines.substr(lines.find('\n'), lines.find("\n-----END") - lines.find('\n'));
+  lines.erase(std::remove(lines.begin(), lines.end(), '\n'), lines.end());
+  selection.certificateBase64 = lines;
 }
 
 void SigningTest::TearDownTestSuite() {
@@ -131,9 +106,8 @@ std::vector<bool> SigningTest::verify(const std::vector<std::string>& documents,
     std::array<char, 4096> line{};
     bool refused = false;
     while (std::fgets(line.data(), static_cast<int>(line.size()), output.get()) != nullptr) {
-      if (refused) continue;
-      refused = std::string(line.data()).rfind("Error: ", 0) == 0;
-      if (line.data() == std::string("OK\n")) verdicts.push_back(true);
+      refused = refused || std::string(line.data()).rfind("Error: ", 0) == 0;
+      if (!refused && line.data() == std::string("OK\n")) verdicts.push_back(true);
     }
     if (refused || verdicts.size() == before) verdicts.push_back(false);
   }

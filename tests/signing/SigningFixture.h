@@ -9,13 +9,11 @@
 std::string toBase64(const std::string& bytes);
 std::string fromBase64(const std::string& text);
 
-/** Signs with XMLSigner, and shows what it throws as "code message", with the code 103 for the parser's
- * exceptions. */
+/** Signs with XMLSigner, and shows what it throws as "code message": 103 for the parser's exceptions. */
 std::string signXml(const std::string& xml);
 std::string refusalOf(const std::string& base64);
 
-/** Gives the selection's double a fresh key and certificate, and has both for xmlsec1 in a folder of its own.
- */
+/** Gives the selection's double a fresh key and certificate, and xmlsec1 both in a folder of its own. */
 class SigningTest : public testing::Test {
  protected:
   static void SetUpTestSuite();

@@ -12,8 +12,7 @@ namespace {
 
 using xercesc::DOMNode;
 
-/** Every way through a tree: the links up, back and to the last child have to agree with those that the walk
- * takes. */
+/** The links up, back and to the last child have to agree with those that the walk takes. */
 void expectSoundLinks(DOMNode& root) {
   for (TreeWalk<DOMNode> walk(&root); walk.node() != nullptr; walk.advance()) {
     if (walk.leaving()) continue;

@@ -72,20 +72,17 @@ TEST_F(XMLSignerTest, LayoutOfTheSignatureForEachAlgorithm) {
   for (int i = 0; i < 4; ++i) {
     XMLSigner::getInstance().initialise(static_cast<XMLSigner::SignatureAlgorithm>(i));
     std::string text = signXml(withParts());
-    for (const char* value : {"DigestValue", "SignatureValue", "Modulus"}) {
-      hideContent(text, value);
-    }
+    for (const char* value : {"DigestValue", "SignatureValue", "Modulus"}) hideContent(text, value);
     const auto signature = [&](const std::string& name) {
-      return "<Signature xmlns=\"" + dsig + "\"><SignedInfo><CanonicalizationMethod " + c14n +
-             "<SignatureMethod Algorithm=\"" + uris[i].first +
-             "\"/><Reference URI=\"\"><Transforms><Transform Algorithm=\"" + filter +
-             "\"><XPath Filter=\"intersect\" xmlns=\"" + filter + "\">//" + name +
-             "</XPath></Transform><Transform Algorithm=\"" + dsig + "enveloped-signature\"/><Transform " +
-             c14n + "</Transforms><DigestMethod Algorithm=\"" + uris[i].second +
-             "\"/><DigestValue>*</DigestValue></Reference></SignedInfo><SignatureValue>*</"
-             "SignatureValue><KeyInfo><KeyValue>"
-             "<RSAKeyValue><Modulus>*</Modulus><Exponent>AQAB</Exponent></RSAKeyValue></"
-             "KeyValue><X509Data><X509Certificate>" +
+      return R"(<Signature xmlns=")" + dsig + R"("><SignedInfo><CanonicalizationMethod )" + c14n +
+             R"(<SignatureMethod Algorithm=")" + uris[i].first +
+             R"("/><Reference URI=""><Transforms><Transform Algorithm=")" + filter +
+             R"("><XPath Filter="intersect" xmlns=")" + filter + "\">//" + name +
+             R"(</XPath></Transform><Transform Algorithm=")" + dsig + R"(enveloped-signature"/><Transform )" +
+             c14n + R"(</Transforms><DigestMethod Algorithm=")" + uris[i].second +
+             R"("/><DigestValue>*</DigestValue></Reference></SignedInfo><SignatureValue>*</SignatureValue>)" +
+             "<KeyInfo><KeyValue><RSAKeyValue><Modulus>*</Modulus><Exponent>AQAB</Exponent></RSAKeyValue>" +
+             "</KeyValue><X509Data><X509Certificate>" +
              CertificateSelection::getInstance().certificateBase64 +
              "</X509Certificate></X509Data></KeyInfo></Signature>";
     };
@@ -120,37 +117,17 @@ TEST_F(XMLSignerTest, WarnsOfWhatVerifiersRefuse) {
     Log log;
     signXml(xml);
     std::vector<std::string> warnings;
-    for (const std::string& line : log.lines()) {
+    for (const std::string& line : log.lines())
       if (line.rfind("WARN", 0) == 0) warnings.push_back(line);
-    }
     EXPECT_EQ(warnings, expected != nullptr ? std::vector<std::string>{expected} : std::vector<std::string>{})
         << xml;
   }
 }
 
-TEST_F(XMLSignerTest, RefusesDocumentsWithoutTheTwoElements) {
-  const std::pair<const char*, const char*> cases[] = {
-      {"<r><CounterpartData/></r>", "Element <RenderedData> not found"},
-      {"<r><x:CounterpartData/><RenderedData/></r>", "Element <CounterpartData> not found"},
-      {"<r><counterpartdata/><RenderedData/></r>", "Element <CounterpartData> not found"},
-      {"<CounterpartData><a><CounterpartData/></a><RenderedData/></CounterpartData>",
-       "Multiple <CounterpartData> elements found"},
-      {"<r><CounterpartData/><RenderedData/><b><RenderedData/></b></r>",
-       "Multiple <RenderedData> elements found"}};
-  for (const auto& [xml, reason] : cases) {
-    const std::string message = std::string("Request XML data is invalid. ") + reason;
-    Log log;
-    EXPECT_EQ(refusalOf(toBase64(xml)), "104 " + message);
-    EXPECT_EQ(log.lines().back(), "ERROR " + message);
-  }
-  EXPECT_EQ(CertificateSelection::getInstance().keysAlive, 0);
-}
-
 TEST_F(XMLSignerTest, RefusesWhatIsNotBase64) {
   using namespace std::string_literals;
   const std::string good = toBase64(withParts());
-  for (const std::string& text :
-       {""s, "="s, good + "\n", " " + good, good.substr(1), good + '\0' + "AAA", "<r/>"s, "AA=A"s}) {
+  for (const std::string& text : {""s, good + "\n", good.substr(1), good + '\0' + "AAA"}) {
     Log log;
     EXPECT_EQ(refusalOf(text), "103 Request XML data is not valid base64") << text;
     EXPECT_EQ(log.lines().back(), "ERROR Request XML data is not valid base64");
@@ -203,24 +180,18 @@ std::string laughs(const std::string& kind, const std::string& reference) {
   return text;
 }
 
-TEST_F(XMLSignerTest, HostileAndMalformedDocuments) {
+TEST_F(XMLSignerTest, HostileMalformedAndInvalidDocuments) {
   const auto doctype = [](const std::string& subset, const std::string& after = "") {
     return withParts("<!DOCTYPE r [" + subset + "]>", after);
   };
   const std::string tooLarge = "103 The document expands too many or too large entities";
   const std::string outside =
       "103 The document refers to 'file:///etc/hostname', and nothing outside the document is read";
+  const std::string invalid = "104 Request XML data is invalid. ";
   const std::string big = "<!ENTITY a '" + std::string(1 << 20, 'a') + "'>";
-  const std::string numbered = [] {
-    std::string text;
-    for (int i = 0; i < 60000; ++i) text += "<n" + std::to_string(i) + "/>";
-    return text;
-  }();
-  const std::string attributes = [] {
-    std::string text;
-    for (int i = 0; i < 10001; ++i) text += " a" + std::to_string(i) + "=''";
-    return text;
-  }();
+  std::string numbered, attributes;
+  for (int i = 0; i < 60000; ++i) numbered += "<n" + std::to_string(i) + "/>";
+  for (int i = 0; i < 10001; ++i) attributes += " a" + std::to_string(i) + "=''";
   const std::u16string wideText = u"\uFEFF" + toUtf16(withParts());
   const std::string wide(reinterpret_cast<const char*>(wideText.data()), wideText.size() * 2);
   using namespace std::string_literals;
@@ -235,51 +206,43 @@ TEST_F(XMLSignerTest, HostileAndMalformedDocuments) {
       {withParts() + std::string(200000, ' ') + "\xFFjunk", "103 Request XML data is not valid UTF-8"},
       {wide + "\n\0"s, "signed"},
       {"junk", "103 invalid document structure (line 1, column 1)"},
-      {withParts() + "text", "103 comment or processing instruction expected"},
-      {withParts().substr(0, 69), "103 input ended before"},
       {withParts("", "<a>\n</b>"), "103 expected end of tag 'a' (line 2, column 3)"},
-      {withParts("", "&nope;"), "103 entity 'nope' not found"},
-      {withParts("", "\xFF text"), "103 invalid byte"},
-      {withParts("<?xml version='1.0' encoding='klingon'?>"), "103 unable to create converter for 'KLINGON'"},
       // What stands outside of the document.
-      {withParts("<!DOCTYPE r SYSTEM 'file:///etc/hostname'>"), "signed"},
       {withParts("<!DOCTYPE r SYSTEM 'file:///etc/hostname'>", "&x;"), "103 entity 'x' not found"},
-      {doctype("<!ENTITY x SYSTEM 'file:///etc/hostname'>"), "signed"},
       {doctype("<!ENTITY x SYSTEM 'file:///etc/hostname'>", "&x;"), outside},
       {doctype("<!ENTITY % x SYSTEM 'file:///etc/hostname'>%x;"), outside},
       {doctype("%x;"), "103 entity 'x' not found"},
       {doctype("<!ENTITY % x ''>%x;", "&y;"), "103 entity 'y' not found"},
       {doctype("<!ENTITY % x ''>%x;<!ATTLIST a b CDATA '&y;'>"), "103 entity 'y' not found"},
-      {withParts("<r xmlns:x='http://www.w3.org/2001/XMLSchema-instance' "
-                 "x:noNamespaceSchemaLocation='file:///etc/hostname'>") +
-           "</r>",
-       "signed"},
       // Expansion.
-      {doctype(laughs("", "&"), "&l9;"), tooLarge},
       {doctype(laughs("", "&"), "<a b='&l9;'/>"), tooLarge},
       {doctype(laughs("", "&") + "<!ATTLIST a b CDATA '&l9;'>"), tooLarge},
       {doctype(laughs("% ", "&#37;") + "%l9;"), tooLarge},
-      {doctype(big, repeated("&a;", 50)), tooLarge},
       {doctype(big, "<a b='" + repeated("&a;", 50) + "'/>"), tooLarge},
       {doctype(big + "<!ATTLIST a b CDATA '" + repeated("&a;", 50) + "'>"), tooLarge},
       {doctype(big, repeated("&a;", 3)), "signed"},
-      {doctype("<!ENTITY a '&b;'><!ENTITY b '&a;'>", "&a;"), "103 recursive entity expansion"},
       {doctype("<!ATTLIST a b CDATA '" + std::string(1 << 20, 'a') + "'>", repeated("<a/>", 1000)),
        "103 The document needs too much memory"},
-      // Depth and numbers.
-      {repeated("<r>", 999) + kParts + repeated("</r>", 999), "signed"},
-      {repeated("<r>", 1000) + kParts + repeated("</r>", 1000),
-       "104 Request XML data is invalid. Elements are nested too deeply"},
-      {repeated("<r>", 100000), "104 Request XML data is invalid. Elements are nested too deeply"},
+      // Numbers.
       {withParts("", numbered), "103 The document has too many names"},
       {withParts("", "<a" + attributes + "/>"), "103 An element has too many attributes"},
       {doctype(repeated("<!ATTLIST a b CDATA ''>", 501)), "103 The document declares too many attributes"},
       {withParts("", repeated("<!---->", 100000)), "signed"},
+      // Other than the two elements.
+      {"<r><CounterpartData/></r>", invalid + "Element <RenderedData> not found"},
+      {"<r><x:CounterpartData/><RenderedData/></r>", invalid + "Element <CounterpartData> not found"},
+      {"<r><counterpartdata/><RenderedData/></r>", invalid + "Element <CounterpartData> not found"},
+      {"<CounterpartData><a><CounterpartData/></a><RenderedData/></CounterpartData>",
+       invalid + "Multiple <CounterpartData> elements found"},
   };
   for (const auto& [xml, expected] : cases) {
+    Log log;
     const std::string outcome = refusalOf(toBase64(xml));
     EXPECT_EQ(outcome.substr(0, expected.size()), expected) << xml.substr(0, 300) << "\n" << outcome;
+    const bool isInvalid = outcome.rfind(invalid, 0) == 0;
+    EXPECT_TRUE(!isInvalid || log.lines().back() == "ERROR " + outcome.substr(4)) << outcome;
   }
+  EXPECT_EQ(CertificateSelection::getInstance().keysAlive, 0);
   EXPECT_EQ(refusalOf(toBase64(withParts())), "signed");
 }
 
