@@ -12,6 +12,7 @@
 
 #include "e2e/HostProcess.h"
 #include "e2e/Messages.h"
+#include "reliability/LeakCheck.h"
 #include "reliability/Token.h"
 
 /** What goes wrong around the host while it runs. Each ends as docs/reliability.md says. */
@@ -50,7 +51,7 @@ std::string largeDocument() {
 TEST(Faults, LogThatCannotBeWritten) {
   Home home("main");
   fs::create_directory(home.logPath());
-  HostProcess host(home);
+  HostProcess host(home, leakChecked(home));
   expectSigned(home, host.ask(jane().json()));
   host.closeInput();
   EXPECT_EQ(host.waitForExit(), 0);
@@ -70,7 +71,7 @@ TEST(Faults, LogThatIsTakenAway) {
 
 TEST(Faults, LogThatMayNotGrow) {
   Home home("main");
-  HostProcess host(home);
+  HostProcess host(home, leakChecked(home));
   host.ask(kVersionRequest);
   const rlimit limit{200, 200};
   ASSERT_EQ(prlimit(host.id(), RLIMIT_FSIZE, &limit, nullptr), 0);
@@ -257,7 +258,7 @@ TEST(Faults, TokenThatIsRemoved) {
 
 TEST(Faults, OutputThatIsClosedInMidAnswer) {
   Home home("main");
-  HostProcess host(home);
+  HostProcess host(home, leakChecked(home));
   const std::string document = largeDocument();
   host.send(SignRequest{.documents = {{document}}}.json());
   host.readSome(4096);
