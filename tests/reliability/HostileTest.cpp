@@ -30,7 +30,7 @@ constexpr std::size_t kBody = 1 << 20;
 constexpr Bounds kMost{100, 100, 30};
 #else
 constexpr std::size_t kBody = 10485760 - 1000;
-constexpr Bounds kMost{10, 60, 10};
+constexpr Bounds kMost{25, 60, 10};
 #endif
 
 /** What the ticks of the processor's clock and a busy machine make uncertain is not held against a request.
