@@ -13,6 +13,7 @@
 #include "e2e/HostProcess.h"
 #include "e2e/Messages.h"
 #include "reliability/HostileBodies.h"
+#include "reliability/LeakCheck.h"
 #include "reliability/Token.h"
 
 /** What goes wrong around the host while it runs. Each ends as docs/reliability.md says. */
@@ -42,7 +43,7 @@ fs::path keyStore(const Home& home) {
 TEST(Faults, LogThatCannotBeWritten) {
   Home home("main");
   fs::create_directory(home.logPath());
-  HostProcess host(home);
+  HostProcess host(home, leakChecked(home));
   expectSigned(home, host.ask(jane().json()));
   host.closeInput();
   EXPECT_EQ(host.waitForExit(), 0);
@@ -62,7 +63,7 @@ TEST(Faults, LogThatIsTakenAway) {
 
 TEST(Faults, LogThatMayNotGrow) {
   Home home("main");
-  HostProcess host(home);
+  HostProcess host(home, leakChecked(home));
   host.ask(kVersionRequest);
   const rlimit limit{200, 200};
   ASSERT_EQ(prlimit(host.id(), RLIMIT_FSIZE, &limit, nullptr), 0);
@@ -245,7 +246,7 @@ TEST(Faults, TokenThatIsRemoved) {
 
 TEST(Faults, OutputThatIsClosedInMidAnswer) {
   Home home("main");
-  HostProcess host(home);
+  HostProcess host(home, leakChecked(home));
   host.send(SignRequest{.documents = {{harmlessXml(6000000)}}}.json());
   host.readSome(4096);
   host.closeOutput();

@@ -235,7 +235,8 @@ void DocumentParser::doctypeDecl(const xercesc::DTDElementDecl& root, const XMLC
 void DocumentParser::entityDecl(const xercesc::DTDEntityDecl& declaration, bool isParameterEntity,
                                 bool isIgnored) {
   // The limit counts expansions; this makes it one of expanded text as well.
-  countName(declaration.getName());
+  // What is declared again is forgotten again: its name has no lasting address to be counted by.
+  if (!isIgnored) countName(declaration.getName());
   longestEntity_ = std::max(longestEntity_, declaration.getValueLen());
   const XMLSize_t limit =
       std::min(kMaximumExpansions, kExpansionBudget / std::max<XMLSize_t>(longestEntity_, 1));
@@ -250,7 +251,7 @@ void DocumentParser::entityDecl(const xercesc::DTDEntityDecl& declaration, bool 
 }
 
 void DocumentParser::notationDecl(const xercesc::XMLNotationDecl& declaration, bool isIgnored) {
-  countName(declaration.getName());
+  if (!isIgnored) countName(declaration.getName());
   keepSubsetText();
   XercesDOMParser::notationDecl(declaration, isIgnored);
   replaceSubsetText(notationDeclarationText(declaration));
