@@ -1,11 +1,11 @@
-#include <regex>
-
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
-
+#include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
-#include <chrono>#include <poll.h>
+
+#include <chrono>
+#include <regex>
 
 #include "e2e/HostProcess.h"
 #include "e2e/Messages.h"
