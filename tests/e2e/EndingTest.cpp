@@ -161,6 +161,15 @@ TEST(Endings, EntityBombsAreDefused) {
   EXPECT_LT(host.residentKiB(), 1500000);
 }
 
+TEST(Endings, ElementOutOfAnEntityCannotBeSigned) {
+  Home home("main");
+  HostProcess host(home);
+  const std::string answer =
+      answerTo(host, "<!DOCTYPE D [<!ENTITY e '<RenderedData/>'>]><D><CounterpartData/>&e;</D>");
+  EXPECT_EQ(errorCode(answer), 105);
+  EXPECT_TRUE(texts(answer, "data").empty());
+}
+
 TEST(Endings, ElementsMayNestAThousandDeep) {
   Home home("main");
   HostProcess host(home);
