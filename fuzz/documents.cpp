@@ -13,7 +13,6 @@
 #include <string>
 
 #include "fuzz/Require.h"
-#include "mac/app/CertificateSelection.h"
 #include "shared/Base64.h"
 #include "shared/Exceptions.h"
 #include "shared/XMLSigner.h"
@@ -21,6 +20,7 @@
 #include "shared/xml/DocumentParser.h"
 #include "shared/xml/ParserErrors.h"
 #include "shared/xml/XmlText.h"
+#include "signing/TestIdentity.h"
 
 namespace {
 
@@ -32,16 +32,16 @@ std::string toBase64(const std::uint8_t* data, std::size_t size) {
   return result;
 }
 
-/** Puts a new key into the selection, and a certificate that holds it and little else. */
-void selectNewIdentity() {
+/** Makes a new key the identity, and a certificate that holds it and little else. */
+void makeNewIdentity() {
   constexpr unsigned kBits = 1024;
-  CertificateSelection& selection = CertificateSelection::getInstance();
+  TestIdentity& identity = testIdentity();
   EVP_PKEY* key = EVP_RSA_gen(kBits);
   BIO* pem = BIO_new(BIO_s_mem());
   PEM_write_bio_PrivateKey(pem, key, nullptr, nullptr, 0, nullptr, nullptr);
   char* text = nullptr;
   const long textLength = BIO_get_mem_data(pem, &text);
-  selection.keyPem.assign(text, static_cast<std::size_t>(textLength));
+  identity.keyPem.assign(text, static_cast<std::size_t>(textLength));
   BIO_free(pem);
 
   X509* certificate = X509_new();
@@ -51,7 +51,7 @@ void selectNewIdentity() {
   X509_sign(certificate, key, EVP_sha256());
   unsigned char* der = nullptr;
   const int derLength = i2d_X509(certificate, &der);
-  selection.certificateBase64 = toBase64(der, static_cast<std::size_t>(derLength));
+  identity.certificateBase64 = toBase64(der, static_cast<std::size_t>(derLength));
   OPENSSL_free(der);
   X509_free(certificate);
   EVP_PKEY_free(key);
@@ -121,7 +121,7 @@ void requireDigests(const std::string& xml) {
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
   log4cplus::helpers::LogLog::getLogLog()->setQuietMode(true);
-  selectNewIdentity();
+  makeNewIdentity();
   XMLSigner::getInstance().initialise(XMLSigner::RSA_SHA256);
   return 0;
 }
@@ -137,6 +137,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
       require(refusal.message().find("nested too deeply") != std::string::npos, refusal.what());
     }
   }
-  require(CertificateSelection::getInstance().keysAlive == 0, "all keys are given back");
+  require(testIdentity().keysAlive == 0, "all keys are given back");
   return 0;
 }

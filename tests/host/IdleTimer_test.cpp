@@ -1,4 +1,4 @@
-#include "shared/messaging/IdleTimer.h"
+#include "shared/IdleTimer.h"
 
 #include <gtest/gtest.h>
 

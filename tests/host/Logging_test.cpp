@@ -1,4 +1,4 @@
-#include "mac/app/Logging.h"
+#include "shared/Logging.h"
 
 #include <gtest/gtest.h>
 #include <log4cplus/logger.h>

@@ -7,9 +7,9 @@
 #include <xsec/enc/XSECCryptoException.hpp>
 #include <xsec/framework/XSECException.hpp>
 
-#include "mac/app/CertificateSelection.h"
 #include "shared/xml/XmlText.h"
 #include "signing/SigningFixture.h"
+#include "signing/TestIdentity.h"
 
 namespace {
 
@@ -82,8 +82,7 @@ TEST_F(XMLSignerTest, LayoutOfTheSignatureForEachAlgorithm) {
              c14n + R"(</Transforms><DigestMethod Algorithm=")" + uris[i].second +
              R"("/><DigestValue>*</DigestValue></Reference></SignedInfo><SignatureValue>*</SignatureValue>)" +
              "<KeyInfo><KeyValue><RSAKeyValue><Modulus>*</Modulus><Exponent>AQAB</Exponent></RSAKeyValue>" +
-             "</KeyValue><X509Data><X509Certificate>" +
-             CertificateSelection::getInstance().certificateBase64 +
+             "</KeyValue><X509Data><X509Certificate>" + testIdentity().certificateBase64 +
              "</X509Certificate></X509Data></KeyInfo></Signature>";
     };
     EXPECT_EQ(text, "<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"no\" ?><r><CounterpartData>c" +
@@ -136,7 +135,7 @@ TEST_F(XMLSignerTest, RefusesWhatIsNotBase64) {
 }
 
 TEST_F(XMLSignerTest, FailuresOfKeyAndLibrary) {
-  auto& selection = CertificateSelection::getInstance();
+  TestIdentity& identity = testIdentity();
   const std::tuple<std::function<void()>, std::string, std::string> failures[] = {
       {[] { throw XSECException(XSECException::UnknownError, "library \xC3\xA9"); }, "XSECException",
        ". Exception message = library"},
@@ -146,20 +145,20 @@ TEST_F(XMLSignerTest, FailuresOfKeyAndLibrary) {
   for (const auto& [raise, kind, detail] : failures) {
     for (const char* step : {"initialising signing certificate", "during signature loading"}) {
       SetUp();
-      (std::string(step).front() == 'i' ? selection.onKeySetUp : selection.onModulus) = raise;
+      (std::string(step).front() == 'i' ? identity.onKeySetUp : identity.onModulus) = raise;
       const std::string message = "Caught " + kind + " " + step + detail;
       Log log;
       EXPECT_EQ(refusalOf(toBase64(withParts())).substr(0, message.size() + 4), "105 " + message);
       EXPECT_EQ(log.lines().back().substr(0, message.size() + 6), "ERROR " + message);
-      EXPECT_EQ(selection.keysAlive, 0);
+      EXPECT_EQ(identity.keysAlive, 0);
     }
   }
   SetUp();
-  const std::string certificate = selection.certificateBase64;
-  selection.certificateBase64 = "AAAA";
+  const std::string certificate = identity.certificateBase64;
+  identity.certificateBase64 = "AAAA";
   EXPECT_EQ(refusalOf(toBase64(withParts())).substr(0, 60),
             "105 Caught XSECCryptoException during signature loading. Exc");
-  selection.certificateBase64 = certificate;
+  identity.certificateBase64 = certificate;
   EXPECT_EQ(refusalOf(toBase64("<!DOCTYPE r [<!ENTITY e '<RenderedData/>'>]><r><CounterpartData/>&e;</r>")),
             "105 Caught unknown exception during signature loading");
 }
@@ -242,7 +241,7 @@ TEST_F(XMLSignerTest, HostileMalformedAndInvalidDocuments) {
     const bool isInvalid = outcome.rfind(invalid, 0) == 0;
     EXPECT_TRUE(!isInvalid || log.lines().back() == "ERROR " + outcome.substr(4)) << outcome;
   }
-  EXPECT_EQ(CertificateSelection::getInstance().keysAlive, 0);
+  EXPECT_EQ(testIdentity().keysAlive, 0);
   EXPECT_EQ(refusalOf(toBase64(withParts())), "signed");
 }
 

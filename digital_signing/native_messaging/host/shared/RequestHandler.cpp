@@ -6,11 +6,11 @@
 #include <algorithm>
 #include <utility>
 
-#include "mac/app/Logging.h"
 #include "shared/Exceptions.h"
+#include "shared/IdleTimer.h"
+#include "shared/Logging.h"
 #include "shared/Signing.h"
 #include "shared/json/Utf8.h"
-#include "shared/messaging/IdleTimer.h"
 #include "shared/request/ErrorResponse.h"
 #include "shared/request/RequestValidation.h"
 #include "shared/request/VersionResponse.h"

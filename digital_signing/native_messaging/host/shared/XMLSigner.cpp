@@ -22,10 +22,9 @@
 #include <xsec/framework/XSECException.hpp>
 #include <xsec/utils/XSECPlatformUtils.hpp>
 
-#include "mac/app/CertificateSelection.h"
-#include "mac/app/KeychainCryptoKeyRSA.h"
 #include "shared/Base64.h"
 #include "shared/Exceptions.h"
+#include "shared/SigningIdentity.h"
 #include "shared/xml/DocumentBytes.h"
 #include "shared/xml/DocumentElements.h"
 #include "shared/xml/DocumentParser.h"
@@ -195,10 +194,8 @@ void XMLSigner::generateSignature(const DocumentParser& document, const std::str
   xercesc::DOMElement& element = findSingleElement(document, elementName);
   warnOfVerifiers(logger, element, elementName);
 
-  auto key = reportingAs("initialising signing certificate", [] {
-    CertificateSelection& selection = CertificateSelection::getInstance();
-    return std::make_unique<KeychainCryptoKeyRSA>(selection.getCertificate(), selection.getPrivateKey());
-  });
+  SigningKey signer =
+      reportingAs("initialising signing certificate", [] { return signing_identity::makeKey(); });
 
   LOG4CPLUS_INFO(logger, "Generating and loading signature for <" << elementName << ">");
   const std::string relativeNamespace = reportingAs("during signature loading", [&] {
@@ -207,11 +204,10 @@ void XMLSigner::generateSignature(const DocumentParser& document, const std::str
     }
     SignatureBuilder builder(*element.getOwnerDocument(), element, elementName);
     builder.describe(signatureMethodURI_, digestMethodURI_);
-    KeychainCryptoKeyRSA& signingKey = *key;
-    builder.setSigningKey(std::move(key));
-    const std::string exponent = signingKey.getExponentBase64();
-    const std::string modulus = signingKey.getModulusBase64();
-    builder.describeKey(modulus, exponent, CertificateSelection::getInstance().getEncodedCertificate());
+    builder.setSigningKey(std::move(signer.key));
+    const std::string exponent = signer.publicHalf.getExponentBase64();
+    const std::string modulus = signer.publicHalf.getModulusBase64();
+    builder.describeKey(modulus, exponent, signing_identity::encodedCertificate());
     builder.sign();
     return builder.relativeNamespace();
   });

@@ -1,4 +1,4 @@
-#include "mac/app/Logging.h"
+#include "shared/Logging.h"
 
 #include <fcntl.h>
 #include <log4cplus/fileappender.h>

@@ -6,9 +6,9 @@
 #include <cstdlib>
 #include <string_view>
 
-#include "mac/app/Logging.h"
+#include "shared/Logging.h"
 #include "shared/messaging/Arguments.h"
-#include "shared/messaging/IdleTimer.h"
+#include "shared/IdleTimer.h"
 #include "shared/messaging/MessageExchange.h"
 #include "shared/messaging/ProtocolDescriptors.h"
 

@@ -1,4 +1,4 @@
-#include "shared/messaging/IdleTimer.h"
+#include "shared/IdleTimer.h"
 
 IdleTimer& IdleTimer::getInstance() {
   static auto* const timer = new IdleTimer;  // never destroyed: it may be asked while the process ends
