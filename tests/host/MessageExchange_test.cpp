@@ -13,10 +13,10 @@
 #include <vector>
 
 #include "host/TestPlatform.h"
-#include "shared/Logging.h"
 #include "shared/Exceptions.h"
-#include "shared/Signing.h"
 #include "shared/IdleTimer.h"
+#include "shared/Logging.h"
+#include "shared/Signing.h"
 
 namespace {
 

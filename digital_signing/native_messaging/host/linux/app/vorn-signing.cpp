@@ -7,9 +7,9 @@
 
 #include "linux/app/FreedMemory.h"
 #include "linux/app/ProtocolChannel.h"
+#include "shared/IdleTimer.h"
 #include "shared/Logging.h"
 #include "shared/messaging/Arguments.h"
-#include "shared/IdleTimer.h"
 #include "shared/messaging/MessageExchange.h"
 #include "shared/messaging/ProtocolDescriptors.h"
 

@@ -6,9 +6,9 @@
 #include <cstdlib>
 #include <string_view>
 
+#include "shared/IdleTimer.h"
 #include "shared/Logging.h"
 #include "shared/messaging/Arguments.h"
-#include "shared/IdleTimer.h"
 #include "shared/messaging/MessageExchange.h"
 #include "shared/messaging/ProtocolDescriptors.h"
 

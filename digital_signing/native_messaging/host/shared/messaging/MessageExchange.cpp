@@ -6,9 +6,9 @@
 #include <utility>
 
 #include "shared/Exceptions.h"
+#include "shared/IdleTimer.h"
 #include "shared/RequestHandler.h"
 #include "shared/json/Utf8.h"
-#include "shared/IdleTimer.h"
 #include "shared/request/ErrorResponse.h"
 
 namespace {
