@@ -9,7 +9,7 @@
 #include "mac/app/Logging.h"
 #include "shared/Exceptions.h"
 #include "shared/Signing.h"
-#include "shared/json/Utf8.h"
+#include "shared/text/Utf8.h"
 #include "shared/messaging/IdleTimer.h"
 #include "shared/request/ErrorResponse.h"
 #include "shared/request/RequestValidation.h"

@@ -7,7 +7,7 @@
 
 #include "shared/Exceptions.h"
 #include "shared/RequestHandler.h"
-#include "shared/json/Utf8.h"
+#include "shared/text/Utf8.h"
 #include "shared/messaging/IdleTimer.h"
 #include "shared/request/ErrorResponse.h"
 
