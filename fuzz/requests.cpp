@@ -12,10 +12,10 @@
 #include "fuzz/Require.h"
 #include "shared/Exceptions.h"
 #include "shared/Signing.h"
-#include "shared/json/Utf8.h"
 #include "shared/json/jsonxx.h"
 #include "shared/messaging/FrameAssembler.h"
 #include "shared/messaging/MessageExchange.h"
+#include "shared/text/Utf8.h"
 
 namespace signing {
 

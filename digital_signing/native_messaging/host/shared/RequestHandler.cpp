@@ -10,10 +10,10 @@
 #include "shared/IdleTimer.h"
 #include "shared/Logging.h"
 #include "shared/Signing.h"
-#include "shared/json/Utf8.h"
 #include "shared/request/ErrorResponse.h"
 #include "shared/request/RequestValidation.h"
 #include "shared/request/VersionResponse.h"
+#include "shared/text/Utf8.h"
 
 namespace {
 

@@ -8,8 +8,8 @@
 #include "shared/Exceptions.h"
 #include "shared/IdleTimer.h"
 #include "shared/RequestHandler.h"
-#include "shared/json/Utf8.h"
 #include "shared/request/ErrorResponse.h"
+#include "shared/text/Utf8.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 #include <cstddef>
 
 #include "shared/Exceptions.h"
-#include "shared/json/Utf8.h"
+#include "shared/text/Utf8.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "shared/json/Utf8.h"
+#include "shared/text/Utf8.h"
 
 #include <gtest/gtest.h>
 
