@@ -15,7 +15,14 @@ namespace {
 using xercesc::XMLUni;
 
 std::string written(const std::string& xml) {
-  return writeDocument(Parsed(xml).document());
+  Parsed parsed(xml);
+  auto* implementation = xercesc::DOMImplementationRegistry::getDOMImplementation(u"Core");
+  xercesc::DOMLSOutput* output = implementation->createLSOutput();
+  xercesc::MemBufFormatTarget target;
+  output->setByteStream(&target);
+  writeDocument(parsed.document(), *output);
+  output->release();
+  return {reinterpret_cast<const char*>(target.getRawBuffer()), target.getLen()};
 }
 
 std::string canonicalRoot(const std::string& xml) {

@@ -2,11 +2,11 @@
 
 #include <xercesc/dom/DOM.hpp>
 #include <xercesc/framework/MemBufInputSource.hpp>
-#include <xercesc/util/PlatformUtils.hpp>
 
-#include "shared/xml/DocumentParser.h"
+#include "shared/xml/DocumentElements.h"
 #include "shared/xml/TreeWalk.h"
 #include "shared/xml/XmlText.h"
+#include "signing/Parsed.h"
 
 namespace {
 
@@ -27,14 +27,13 @@ void expectSoundLinks(DOMNode& root) {
   }
 }
 
-xercesc::DOMDocument* parse(xercesc::XercesDOMParser& parser, const std::string& text) {
+xercesc::DOMElement* rootOf(xercesc::XercesDOMParser& parser, const std::string& text) {
   const auto* bytes = reinterpret_cast<const XMLByte*>(text.data());
   parser.parse(xercesc::MemBufInputSource(bytes, text.size(), "test"));
-  return parser.getDocument();
+  return parser.getDocument()->getDocumentElement();
 }
 
 TEST(Tree, IsTheLibrarysOwn) {
-  xercesc::XMLPlatformUtils::Initialize();
   const std::string longText(200000, 'x');
   const std::string cases[] = {
       "<a/>",
@@ -46,19 +45,21 @@ TEST(Tree, IsTheLibrarysOwn) {
       "#IMPLIED>]><a>x&e;y<b i='id'>&f;</b>z</a>",
   };
   for (const std::string& text : cases) {
-    ParserMemory memory(DocumentParser::kMaximumBytes);
-    DocumentParser ours(memory);
+    Parsed ours(text);
+    xercesc::DOMDocument& tree = ours.document();
     xercesc::XercesDOMParser theirs;
-    xercesc::DOMDocument* const tree = parse(ours, text);
     // The document type is told in other words.
-    EXPECT_TRUE(tree->getDocumentElement()->isEqualNode(parse(theirs, text)->getDocumentElement()))
-        << text.substr(0, 200);
-    expectSoundLinks(*tree);
-    for (const char* name : {"a", "b", "none"}) {
-      const auto* elements = tree->getElementsByTagName(toUtf16(name).c_str());
-      EXPECT_EQ(ours.elementsNamed(name).count, elements->getLength())
-          << name << " in " << text.substr(0, 200);
-      EXPECT_EQ(ours.elementsNamed(name).first, elements->item(0));
+    EXPECT_TRUE(tree.getDocumentElement()->isEqualNode(rootOf(theirs, text))) << text.substr(0, 200);
+    expectSoundLinks(tree);
+    // The index says what a walk says, and both what the library says.
+    for (const bool isForgotten : {false, true}) {
+      if (isForgotten) ElementIndex::forget(tree);
+      for (const char* name : {"a", "b", "none"}) {
+        const auto* elements = tree.getElementsByTagName(toUtf16(name).c_str());
+        const NamedElements found = findElements(tree, name);
+        EXPECT_EQ(found.count, elements->getLength()) << name << " in " << text.substr(0, 200);
+        EXPECT_EQ(found.first, elements->item(0));
+      }
     }
   }
 }

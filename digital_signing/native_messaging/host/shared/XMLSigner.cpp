@@ -6,14 +6,15 @@
 #include <cstdlib>
 #include <memory>
 #include <string_view>
-#include <vector>
 #include <xalanc/Include/XalanMemoryManagement.hpp>
 #include <xalanc/XPath/XPathEvaluator.hpp>
 #include <xalanc/XalanTransformer/XalanTransformer.hpp>
 #include <xercesc/dom/DOMElement.hpp>
 #include <xercesc/dom/DOMException.hpp>
 #include <xercesc/dom/DOMImplementation.hpp>
-#include <xercesc/framework/MemBufInputSource.hpp>
+#include <xercesc/dom/DOMImplementationRegistry.hpp>
+#include <xercesc/dom/DOMLSOutput.hpp>
+#include <xercesc/framework/MemBufFormatTarget.hpp>
 #include <xercesc/util/PlatformUtils.hpp>
 #include <xercesc/util/XMLException.hpp>
 #include <xercesc/util/XMLUni.hpp>
@@ -25,10 +26,9 @@
 #include "shared/Base64.h"
 #include "shared/Exceptions.h"
 #include "shared/SigningIdentity.h"
-#include "shared/xml/DocumentBytes.h"
 #include "shared/xml/DocumentElements.h"
-#include "shared/xml/DocumentParser.h"
 #include "shared/xml/DocumentSerialiser.h"
+#include "shared/xml/ParsedDocument.h"
 #include "shared/xml/SignatureBuilder.h"
 #include "shared/xml/SignatureWarnings.h"
 #include "shared/xml/SignedInfoHandler.h"
@@ -38,8 +38,16 @@ namespace {
 
 log4cplus::Logger logger = log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("XMLSigner"));
 
-// What a signature adds to a document, as a rule: room is made for so much.
-constexpr std::size_t kSignatureSize = std::size_t{4} << 10;
+// In bytes, of the buffer that a document is written to; it grows.
+constexpr XMLSize_t kInitialCapacity = 1023;
+
+/** Gives an object of the DOM back to the library. */
+struct Release {
+  template <typename Object>
+  void operator()(Object* object) const {
+    object->release();
+  }
+};
 
 struct Free {
   void operator()(void* buffer) const { std::free(buffer); }
@@ -79,13 +87,9 @@ class DecodedText {
   long length_ = 0;
 };
 
-void parse(DocumentParser& parser, const DecodedText& xml) {
+ParsedDocument parse(const DecodedText& xml) {
   try {
-    requireNoZeroCharacter(xml.text());
-    xercesc::MemBufInputSource source(xml.data(), xml.size(), "XSECMem", false);
-    source.setCopyBufToStream(false);
-    parser.parse(source);
-    if (viewOf(parser.getDocument()->getInputEncoding()) == u"UTF-8") requireUtf8(xml.text());
+    return ParsedDocument(xml.text());
   } catch (const XMLDataParsingException& e) {
     fail<XMLDataParsingException>(e.message());
   } catch (const InvalidXMLDataException& e) {
@@ -98,14 +102,22 @@ void parse(DocumentParser& parser, const DecodedText& xml) {
   }
 }
 
-xercesc::DOMElement& findSingleElement(const DocumentParser& document, const std::string& elementName) {
-  const DocumentParser::Elements elements = document.elementsNamed(elementName);
-  if (elements.count > 1) {
-    fail<InvalidXMLDataException>("Request XML data is invalid. Multiple <" + elementName +
-                                  "> elements found");
-  }
-  if (elements.count == 0) {
-    fail<InvalidXMLDataException>("Request XML data is invalid. Element <" + elementName + "> not found");
+/** What an entity holds cannot be changed. */
+bool isInEntity(const xercesc::DOMElement& element) {
+  const xercesc::DOMNode* node = &element;
+  while (node != nullptr && node->getNodeType() != xercesc::DOMNode::ENTITY_REFERENCE_NODE)
+    node = node->getParentNode();
+  return node != nullptr;
+}
+
+xercesc::DOMElement& findSingleElement(const xercesc::DOMDocument& document, const std::string& elementName) {
+  const std::string invalid = "Request XML data is invalid. ";
+  const NamedElements elements = findElements(document, elementName);
+  if (elements.count > 1)
+    fail<InvalidXMLDataException>(invalid + "Multiple <" + elementName + "> elements found");
+  if (elements.count == 0) fail<InvalidXMLDataException>(invalid + "Element <" + elementName + "> not found");
+  if (isInEntity(*elements.first)) {
+    fail<InvalidXMLDataException>(invalid + "Element <" + elementName + "> comes out of an entity");
   }
   return *elements.first;
 }
@@ -139,6 +151,7 @@ void XMLSigner::initialise(SignatureAlgorithm algorithm) {
       xalanc::XPathEvaluator::initialize(xalanc::XalanMemMgrs::getDefaultXercesMemMgr());
       xalanc::XalanTransformer::initialize(xalanc::XalanMemMgrs::getDefaultXercesMemMgr());
       XSECPlatformUtils::Initialise();
+      domImplementation_ = xercesc::DOMImplementationRegistry::getDOMImplementation(u"Core");
       useOwnCanonicalSignedInfo();
       initialised_ = true;
     }
@@ -166,23 +179,7 @@ void XMLSigner::initialise(SignatureAlgorithm algorithm) {
 
 std::string XMLSigner::sign(const std::string& base64Xml) {
   LOG4CPLUS_INFO(logger, "Signing XML data");
-  std::string signedXml;
-  {
-    // The parser's document lies in this memory, so it has to go last.
-    ParserMemory memory(DocumentParser::memoryFor(base64Xml.size() / 4 * 3));
-    DocumentParser parser(memory);
-    std::size_t size = 0;
-    {
-      const DecodedText xml(base64Xml);
-      LOG4CPLUS_DEBUG(logger, "XML data to be signed = " << xml.text());
-      size = xml.size();
-      parse(parser, xml);
-    }
-    generateSignature(parser, "CounterpartData");
-    generateSignature(parser, "RenderedData");
-    LOG4CPLUS_INFO(logger, "Finished signing XML");
-    signedXml = writeDocument(*parser.getDocument(), size + 2 * kSignatureSize);
-  }
+  const std::string signedXml = signDocument(base64Xml);
   LOG4CPLUS_DEBUG(logger, "Signed XML = " << signedXml);
   char* encoded = nullptr;
   encodeBase64(reinterpret_cast<const unsigned char*>(signedXml.data()), signedXml.size(), &encoded);
@@ -190,7 +187,20 @@ std::string XMLSigner::sign(const std::string& base64Xml) {
   return encoded;
 }
 
-void XMLSigner::generateSignature(const DocumentParser& document, const std::string& elementName) {
+/** All that the document takes is given back at the end; the result is encoded after that. */
+std::string XMLSigner::signDocument(const std::string& base64Xml) {
+  ParsedDocument parsed = [&base64Xml] {
+    const DecodedText xml(base64Xml);
+    LOG4CPLUS_DEBUG(logger, "XML data to be signed = " << xml.text());
+    return parse(xml);
+  }();
+  generateSignature(parsed.document(), "CounterpartData");
+  generateSignature(parsed.document(), "RenderedData");
+  LOG4CPLUS_INFO(logger, "Finished signing XML");
+  return serialiseDocument(parsed.document());
+}
+
+void XMLSigner::generateSignature(xercesc::DOMDocument& document, const std::string& elementName) {
   xercesc::DOMElement& element = findSingleElement(document, elementName);
   warnOfVerifiers(logger, element, elementName);
 
@@ -202,16 +212,25 @@ void XMLSigner::generateSignature(const DocumentParser& document, const std::str
     if (signatureMethodURI_ == nullptr) {
       throw XSECException(XSECException::AlgorithmMapperError, "No signature algorithm has been selected");
     }
-    SignatureBuilder builder(*element.getOwnerDocument(), element, elementName);
-    builder.describe(signatureMethodURI_, digestMethodURI_);
+    SignatureBuilder builder(document, element, elementName);
+    builder.addSignature(signatureMethodURI_, digestMethodURI_);
     builder.setSigningKey(std::move(signer.key));
     const std::string exponent = signer.publicHalf.getExponentBase64();
     const std::string modulus = signer.publicHalf.getModulusBase64();
-    builder.describeKey(modulus, exponent, signing_identity::encodedCertificate());
+    builder.addKeyInfo(modulus, exponent, signing_identity::encodedCertificate());
     builder.sign();
     return builder.relativeNamespace();
   });
   warnOfRelativeNamespace(logger, elementName, relativeNamespace);
+}
+
+std::string XMLSigner::serialiseDocument(const xercesc::DOMDocument& document) {
+  xercesc::MemBufFormatTarget target(kInitialCapacity);
+  const std::unique_ptr<xercesc::DOMLSOutput, Release> output(domImplementation_->createLSOutput());
+  output->setEncoding(u"UTF-8");
+  output->setByteStream(&target);
+  writeDocument(document, *output);
+  return {reinterpret_cast<const char*>(target.getRawBuffer()), target.getLen()};
 }
 
 void XMLSigner::cleanup() {

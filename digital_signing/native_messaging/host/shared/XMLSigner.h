@@ -3,12 +3,15 @@
 #include <string>
 #include <xercesc/util/XercesDefs.hpp>
 
-class DocumentParser;
+XERCES_CPP_NAMESPACE_BEGIN
+class DOMDocument;
+class DOMImplementation;
+XERCES_CPP_NAMESPACE_END
 
 /**
  * Turns an XML document into the same document with two enveloped signatures: one over its single
  * CounterpartData element, one over its single RenderedData element. The key and the certificate are those of
- * CertificateSelection, which has to have selected them before.
+ * the selected identity: shared/SigningIdentity.h.
  *
  * Owns the start of the XML libraries. One instance for the process, never deleted; one thread.
  */
@@ -40,10 +43,16 @@ class XMLSigner {
  private:
   XMLSigner() = default;
 
-  void generateSignature(const DocumentParser& document, const std::string& elementName);
+  std::string signDocument(const std::string& base64Xml);
+  /** Adds the signature of the only element with the name. */
+  void generateSignature(xercesc::DOMDocument& document, const std::string& elementName);
+  /** The document as UTF-8. */
+  std::string serialiseDocument(const xercesc::DOMDocument& document);
 
   bool initialised_ = false;
   // The identifiers belong to the signature library.
   const XMLCh* signatureMethodURI_ = nullptr;
   const XMLCh* digestMethodURI_ = nullptr;
+  // The library's, for what serialises.
+  xercesc::DOMImplementation* domImplementation_ = nullptr;
 };

@@ -25,7 +25,7 @@ SignatureBuilder::~SignatureBuilder() {
   if (signature_ != nullptr) provider_.releaseSignature(signature_);
 }
 
-void SignatureBuilder::describe(const XMLCh* signatureMethodURI, const XMLCh* digestMethodURI) {
+void SignatureBuilder::addSignature(const XMLCh* signatureMethodURI, const XMLCh* digestMethodURI) {
   const XMLCh* const canonicalisation = DSIGConstants::s_unicodeStrURIC14N_COM;
   signature_ = provider_.newSignature();
   signature_->setPrettyPrint(false);
@@ -50,8 +50,8 @@ void SignatureBuilder::setSigningKey(std::unique_ptr<XSECCryptoKey> key) {
   signature_->setSigningKey(key.release());
 }
 
-void SignatureBuilder::describeKey(const std::string& modulus, const std::string& exponent,
-                                   const std::string& certificate) {
+void SignatureBuilder::addKeyInfo(const std::string& modulus, const std::string& exponent,
+                                  const std::string& certificate) {
   signature_->appendRSAKeyValue(toUtf16(modulus).c_str(), toUtf16(exponent).c_str());
   signature_->appendX509Data()->appendX509Certificate(toUtf16(certificate).c_str());
 }

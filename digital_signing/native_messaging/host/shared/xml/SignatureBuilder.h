@@ -26,10 +26,10 @@ class SignatureBuilder {
 
   /** Puts the Signature element, with its one reference and the transforms of it, last into the signed
    * element. */
-  void describe(const XMLCh* signatureMethodURI, const XMLCh* digestMethodURI);
+  void addSignature(const XMLCh* signatureMethodURI, const XMLCh* digestMethodURI);
   void setSigningKey(std::unique_ptr<XSECCryptoKey> key);
   /** Public key and certificate for the verifier, all in base64. */
-  void describeKey(const std::string& modulus, const std::string& exponent, const std::string& certificate);
+  void addKeyInfo(const std::string& modulus, const std::string& exponent, const std::string& certificate);
   /** Digests the element, and has the key sign. */
   void sign();
 

@@ -6,8 +6,6 @@
 #include <xercesc/dom/DOMElement.hpp>
 #include <xercesc/dom/DOMException.hpp>
 #include <xercesc/dom/DOMNamedNodeMap.hpp>
-#include <xercesc/framework/MemBufInputSource.hpp>
-#include <xercesc/util/XMLException.hpp>
 #include <xercesc/util/XMLUni.hpp>
 #include <xsec/dsig/DSIGConstants.hpp>
 #include <xsec/dsig/DSIGKeyInfoList.hpp>
@@ -22,10 +20,9 @@
 #include <xsec/framework/XSECProvider.hpp>
 
 #include "shared/Exceptions.h"
-#include "shared/xml/DocumentBytes.h"
 #include "shared/xml/DocumentElements.h"
-#include "shared/xml/DocumentParser.h"
 #include "shared/xml/ElementDigestTransform.h"
+#include "shared/xml/ParsedDocument.h"
 #include "shared/xml/ParserErrors.h"
 #include "shared/xml/XmlText.h"
 
@@ -41,19 +38,11 @@ struct NotValid {
   std::string fault;
 };
 
-void parse(DocumentParser& parser, const std::string& xml) {
+ParsedDocument parse(const std::string& xml) {
   try {
-    requireNoZeroCharacter(xml);
-    const xercesc::MemBufInputSource source(reinterpret_cast<const XMLByte*>(xml.data()), xml.size(),
-                                            "document", false);
-    parser.parse(source);
-    if (viewOf(parser.getDocument()->getInputEncoding()) == u"UTF-8") requireUtf8(xml);
+    return ParsedDocument(xml);
   } catch (const BaseException&) {
     throw;
-  } catch (const xercesc::XMLException& e) {
-    throw XMLDataParsingException(toUtf8(e.getMessage()));
-  } catch (const xercesc::DOMException& e) {
-    throw XMLDataParsingException(toUtf8(e.getMessage()));
   } catch (...) {
     const auto description = describeParserException();
     if (!description) throw;
@@ -230,12 +219,12 @@ void check(DOMElement& element, DOMElement& signatureElement, SignatureCheck& re
 SignatureCheck checkElement(xercesc::DOMDocument& document, const std::string& name) {
   SignatureCheck result{name};
   try {
-    const std::vector<DOMElement*> found = findElements(document, name, 2);
-    if (found.empty()) throw NotValid{"there is no such element"};
-    if (found.size() > 1) throw NotValid{"there are several such elements"};
-    DOMElement& signature = findSignature(*found.front());
+    const NamedElements found = findElements(document, name);
+    if (found.count == 0) throw NotValid{"there is no such element"};
+    if (found.count > 1) throw NotValid{"there are several such elements"};
+    DOMElement& signature = findSignature(*found.first);
     requireKnownForm(signature, name);
-    check(*found.front(), resolveNamespaces(signature), result);
+    check(*found.first, resolveNamespaces(signature), result);
   } catch (const NotValid& e) {
     result.fault = e.fault;
   } catch (const XSECException& e) {
@@ -251,9 +240,9 @@ SignatureCheck checkElement(xercesc::DOMDocument& document, const std::string& n
 }  // namespace
 
 std::vector<SignatureCheck> verifySignatures(const std::string& xml) {
-  ParserMemory memory(DocumentParser::kMaximumBytes);
-  DocumentParser parser(memory);
-  parse(parser, xml);
-  xercesc::DOMDocument& document = *parser.getDocument();
+  ParsedDocument parsed = parse(xml);
+  xercesc::DOMDocument& document = parsed.document();
+  // Resolving the namespaces of a signature puts other elements in place of those that were parsed.
+  ElementIndex::forget(document);
   return {checkElement(document, "CounterpartData"), checkElement(document, "RenderedData")};
 }
