@@ -29,6 +29,7 @@
 #include "shared/xml/DocumentElements.h"
 #include "shared/xml/DocumentSerialiser.h"
 #include "shared/xml/ParsedDocument.h"
+#include "shared/xml/ParserCheck.h"
 #include "shared/xml/SignatureBuilder.h"
 #include "shared/xml/SignatureWarnings.h"
 #include "shared/xml/SignedInfoHandler.h"
@@ -148,6 +149,8 @@ void XMLSigner::initialise(SignatureAlgorithm algorithm) {
     if (!initialised_) {
       LOG4CPLUS_DEBUG(logger, "Initialising XML libraries");
       xercesc::XMLPlatformUtils::Initialize(xercesc::XMLUni::fgXercescDefaultLocale);
+      ParserMemory memory(ParserLimits::memoryFor(0));
+      requireCountedExpansions(memory);
       xalanc::XPathEvaluator::initialize(xalanc::XalanMemMgrs::getDefaultXercesMemMgr());
       xalanc::XalanTransformer::initialize(xalanc::XalanMemMgrs::getDefaultXercesMemMgr());
       XSECPlatformUtils::Initialise();
