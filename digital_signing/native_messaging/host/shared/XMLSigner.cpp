@@ -3,7 +3,6 @@
 #include <log4cplus/logger.h>
 #include <log4cplus/loggingmacros.h>
 
-#include <cstdlib>
 #include <memory>
 #include <string_view>
 #include <xalanc/Include/XalanMemoryManagement.hpp>
@@ -50,10 +49,6 @@ struct Release {
   }
 };
 
-struct Free {
-  void operator()(void* buffer) const { std::free(buffer); }
-};
-
 /** Logs the message and throws it. */
 template <typename Exception>
 [[noreturn]] void fail(const std::string& message) {
@@ -68,29 +63,9 @@ std::string describe(const xercesc::DOMException& e) {
   return ". " + toUtf8(text);
 }
 
-/** Bytes of one document; base64 that is not base64 is told apart here, as the decoder reports nothing. */
-class DecodedText {
- public:
-  explicit DecodedText(const std::string& base64) {
-    if (!isBase64(base64.data(), base64.size()))
-      fail<XMLDataParsingException>("Request XML data is not valid base64");
-    unsigned char* data = nullptr;
-    decodeBase64(base64.c_str(), &data, &length_);
-    data_.reset(data);
-    if (length_ <= 0) fail<XMLDataParsingException>("Request XML data is not valid base64");
-  }
-  const unsigned char* data() const { return data_.get(); }
-  std::size_t size() const { return static_cast<std::size_t>(length_); }
-  std::string_view text() const { return {reinterpret_cast<const char*>(data()), size()}; }
-
- private:
-  std::unique_ptr<unsigned char, Free> data_;
-  long length_ = 0;
-};
-
-ParsedDocument parse(const DecodedText& xml) {
+ParsedDocument parse(std::string_view xml) {
   try {
-    return ParsedDocument(xml.text());
+    return ParsedDocument(xml);
   } catch (const XMLDataParsingException& e) {
     fail<XMLDataParsingException>(e.message());
   } catch (const InvalidXMLDataException& e) {
@@ -184,18 +159,16 @@ std::string XMLSigner::sign(const std::string& base64Xml) {
   LOG4CPLUS_INFO(logger, "Signing XML data");
   const std::string signedXml = signDocument(base64Xml);
   LOG4CPLUS_DEBUG(logger, "Signed XML = " << signedXml);
-  char* encoded = nullptr;
-  encodeBase64(reinterpret_cast<const unsigned char*>(signedXml.data()), signedXml.size(), &encoded);
-  const std::unique_ptr<char, Free> owner(encoded);
-  return encoded;
+  return vorn::toBase64(signedXml);
 }
 
 /** All that the document takes is given back at the end; the result is encoded after that. */
 std::string XMLSigner::signDocument(const std::string& base64Xml) {
   ParsedDocument parsed = [&base64Xml] {
-    const DecodedText xml(base64Xml);
-    LOG4CPLUS_DEBUG(logger, "XML data to be signed = " << xml.text());
-    return parse(xml);
+    const auto xml = vorn::fromBase64(base64Xml);
+    if (!xml) fail<XMLDataParsingException>("Request XML data is not valid base64");
+    LOG4CPLUS_DEBUG(logger, "XML data to be signed = " << xml->view());
+    return parse(xml->view());
   }();
   generateSignature(parsed.document(), "CounterpartData");
   generateSignature(parsed.document(), "RenderedData");

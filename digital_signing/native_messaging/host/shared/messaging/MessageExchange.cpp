@@ -69,7 +69,7 @@ std::optional<int> MessageExchange::fail(std::uint32_t code, const std::string& 
 
 void MessageExchange::sendMessage(std::string text) {
   // A frame that is not UTF-8 makes a browser drop the whole channel.
-  text = replaceInvalidUtf8(std::move(text));
+  text = vorn::replaceInvalidUtf8(std::move(text));
   const auto length = static_cast<std::uint32_t>(text.size());
   LOG4CPLUS_INFO(logger, "Sending response message");
   LOG4CPLUS_INFO(logger, "Response message length = " << length);

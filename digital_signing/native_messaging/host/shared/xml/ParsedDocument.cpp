@@ -53,7 +53,7 @@ ParsedDocument::ParsedDocument(std::string_view bytes) : memory_(ParserLimits::m
                                     false);
   source.setCopyBufToStream(false);
   parser_.parse(source);
-  if (viewOf(document().getInputEncoding()) == u"UTF-8" && !isValidUtf8(bytes)) {
+  if (viewOf(document().getInputEncoding()) == u"UTF-8" && !vorn::isValidUtf8(bytes)) {
     throw XMLDataParsingException("Request XML data is not valid UTF-8");
   }
 }
