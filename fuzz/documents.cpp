@@ -20,10 +20,12 @@
 #include "shared/xml/XmlText.h"
 #include "signing/TestIdentity.h"
 
+using namespace vorn;
+
 namespace {
 
-std::string toBase64(const std::uint8_t* data, std::size_t size) {
-  return vorn::toBase64({reinterpret_cast<const char*>(data), size});
+std::string_view view(const std::uint8_t* data, std::size_t size) {
+  return {reinterpret_cast<const char*>(data), size};
 }
 
 /** Makes a new key the identity, and a certificate that holds it and little else. */
@@ -45,7 +47,7 @@ void makeNewIdentity() {
   X509_sign(certificate, key, EVP_sha256());
   unsigned char* der = nullptr;
   const int derLength = i2d_X509(certificate, &der);
-  identity.certificateBase64 = toBase64(der, static_cast<std::size_t>(derLength));
+  identity.certificateBase64 = toBase64(view(der, static_cast<std::size_t>(derLength)));
   OPENSSL_free(der);
   X509_free(certificate);
   EVP_PKEY_free(key);
@@ -66,10 +68,6 @@ std::optional<std::string> sign(const std::string& base64, std::string& why) {
   return std::nullopt;
 }
 
-std::string fromBase64(const std::string& text) {
-  return std::string(vorn::fromBase64(text).value().view());
-}
-
 xercesc::DOMElement* onlyElement(const xercesc::DOMDocument& document, const XMLCh* name) {
   const xercesc::DOMNodeList* found = document.getElementsByTagName(name);
   require(found->getLength() == 1, "the signed element stands in the document once");
@@ -87,11 +85,11 @@ void requireDigest(const xercesc::DOMElement& element) {
   std::uint8_t digest[EVP_MAX_MD_SIZE];
   unsigned length = 0;
   EVP_Digest(bytes.data(), bytes.size(), digest, &length, EVP_sha256(), nullptr);
-  require(toUtf8(values->item(0)->getTextContent()) == toBase64(digest, length),
+  require(toUtf8(values->item(0)->getTextContent()) == toBase64(view(digest, length)),
           "the digest is that of the document");
 }
 
-void requireDigests(const std::string& xml) {
+void requireDigests(std::string_view xml) {
   ParsedDocument parsed(xml);
   const xercesc::DOMDocument& document = parsed.document();
   const xercesc::DOMElement* counterpart = onlyElement(document, u"CounterpartData");
@@ -112,10 +110,10 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   std::string why;
-  const std::optional<std::string> once = sign(toBase64(data, size), why);
+  const std::optional<std::string> once = sign(toBase64(view(data, size)), why);
   if (once) {
     try {
-      requireDigests(fromBase64(*once));
+      requireDigests(fromBase64(*once).value().view());
     } catch (const InvalidXMLDataException& refusal) {
       // A signature may pass the limit of depth; nothing else can be wrong with what has just been written.
       require(refusal.message().find("nested too deeply") != std::string::npos, refusal.what());

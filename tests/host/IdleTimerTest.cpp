@@ -4,6 +4,8 @@
 
 #include <limits>
 
+using namespace vorn;
+
 namespace {
 
 using std::chrono::milliseconds;

@@ -18,6 +18,8 @@
 #include "shared/Logging.h"
 #include "shared/Signing.h"
 
+using namespace vorn;
+
 namespace {
 
 enum class Failure { none, host, invalid, stray, notEvenAnException };
@@ -27,9 +29,9 @@ Failure scripted = Failure::none;
 
 }  // namespace
 
-namespace signing {
+namespace vorn::signing {
 
-void appendCertificate(const jsonxx::Object&, jsonxx::Object& response) {
+void selectCertificate(const jsonxx::Object&, jsonxx::Object& response) {
   response << "cert_serial"
            << "7";
   switch (scripted) {
@@ -46,9 +48,9 @@ void appendCertificate(const jsonxx::Object&, jsonxx::Object& response) {
   }
 }
 
-void appendSignedData(const jsonxx::Array&, SignatureAlgorithm, jsonxx::Object&) {}
+void signDocuments(const jsonxx::Array&, SignatureAlgorithm, jsonxx::Object&) {}
 
-}  // namespace signing
+}  // namespace vorn::signing
 
 namespace {
 
@@ -88,7 +90,7 @@ class MessageExchangeTest : public testing::Test {
   bool closed_ = false;
   MessageExchange exchange_{[this](std::string_view bytes) {
     if (closed_) {
-      throw OutputClosed();
+      throw OutputClosedException();
     }
     written_.append(bytes);
   }};

@@ -12,6 +12,8 @@
 #include "signing/Parsed.h"
 #include "signing/RandomDocument.h"
 
+using namespace vorn;
+
 namespace {
 
 using xercesc::XMLUni;

@@ -15,6 +15,8 @@
 #include "signing/Parsed.h"
 #include "signing/SigningFixture.h"
 
+using namespace vorn;
+
 namespace {
 
 /** What is assumed of the libraries' private parts, when another release does not keep to it. */

@@ -17,5 +17,5 @@ class Parsed {
     Libraries() { xercesc::XMLPlatformUtils::Initialize(); }
   };
   Libraries libraries_;
-  ParsedDocument parsed_;
+  vorn::ParsedDocument parsed_;
 };

@@ -15,6 +15,8 @@
 #include "shared/xml/ParserErrors.h"
 #include "signing/TestIdentity.h"
 
+using namespace vorn;
+
 namespace {
 
 void write(const std::string& path, const std::string& bytes) {
@@ -30,16 +32,8 @@ std::string read(const std::string& path) {
 
 std::string SigningTest::folder_;
 
-std::string toBase64(const std::string& bytes) {
-  return vorn::toBase64(bytes);
-}
-
-std::string fromBase64(const std::string& text) {
-  return std::string(vorn::fromBase64(text).value().view());
-}
-
 std::string signXml(const std::string& xml) {
-  return fromBase64(XMLSigner::getInstance().sign(toBase64(xml)));
+  return std::string(fromBase64(XMLSigner::getInstance().sign(toBase64(xml))).value().view());
 }
 
 std::string refusalOf(const std::string& base64) {

@@ -12,6 +12,8 @@
 #include "shared/Base64.h"
 #include "shared/SigningIdentity.h"
 
+using namespace vorn;
+
 namespace {
 
 EVP_PKEY* readKey(const std::string& pem) {
@@ -62,7 +64,7 @@ TestIdentity& testIdentity() {
   return instance;
 }
 
-namespace signing_identity {
+namespace vorn::signing_identity {
 
 SigningKey makeKey() {
   testIdentity().onKeySetUp();
@@ -75,4 +77,4 @@ std::string encodedCertificate() {
   return testIdentity().certificateBase64;
 }
 
-}  // namespace signing_identity
+}  // namespace vorn::signing_identity

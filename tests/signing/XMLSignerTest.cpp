@@ -7,9 +7,12 @@
 #include <xsec/enc/XSECCryptoException.hpp>
 #include <xsec/framework/XSECException.hpp>
 
+#include "shared/Base64.h"
 #include "shared/xml/XmlText.h"
 #include "signing/SigningFixture.h"
 #include "signing/TestIdentity.h"
+
+using namespace vorn;
 
 namespace {
 
@@ -111,6 +114,28 @@ TEST_F(XMLSignerTest, WarnsOfWhatVerifiersRefuse) {
        "WARN <RenderedData> lies inside <CounterpartData>: its signature breaks the first one"},
       {"<r><CounterpartData><a xmlns:p='p'/></CounterpartData><RenderedData/></r>",
        "WARN The namespace name 'p' in the document of <CounterpartData> is relative: verifiers refuse it"},
+      {"<r><CounterpartData xmlns:p='urn:a&amp;b'/><RenderedData/></r>",
+       "WARN The namespace name 'urn:a&b' in the document of <CounterpartData> holds an ampersand: some "
+       "verifiers "
+       "refuse it"},
+      {"<r><CounterpartData><p:a/></CounterpartData><RenderedData/></r>",
+       "WARN The prefix 'p' in <CounterpartData> is not declared: some verifiers refuse it"},
+      {"<r><CounterpartData/><RenderedData><a q:b=''/></RenderedData></r>",
+       "WARN The prefix 'q' in <RenderedData> is not declared: some verifiers refuse it"},
+      {"<r><CounterpartData><s:Signature xmlns:s='urn:s'/></CounterpartData><RenderedData/></r>",
+       "WARN <CounterpartData> holds a signature already: the new one breaks it"},
+      {"<r xml:lang='a'><m xml:lang='b'><CounterpartData/></m><RenderedData/></r>",
+       "WARN xml:lang stands above <CounterpartData> with another xml: attribute on the way: some verifiers "
+       "refuse "
+       "it"},
+      {"<r xml:lang='a'><CounterpartData xml:id='b'/><RenderedData/></r>",
+       "WARN xml:lang stands above <CounterpartData> with another xml: attribute on the way: some verifiers "
+       "refuse "
+       "it"},
+      {"<r xml:lang='a' xmlns:p='urn:p'><m xml:lang='a'><CounterpartData><p:a p:b='' "
+       "xml:id='b'/></CounterpartData></m>"
+       "<RenderedData/></r>",
+       nullptr},
       {"<r><RenderedData><CounterpartData/></RenderedData></r>", nullptr}};
   for (const auto& [xml, expected] : cases) {
     Log log;

@@ -4,6 +4,8 @@
 
 #include "shared/json/jsonxx.h"
 
+namespace vorn {
+
 /** Turns the text of one request into one answer. Made for each message and dropped after it. */
 class RequestHandler {
  public:
@@ -26,3 +28,5 @@ class RequestHandler {
   jsonxx::Object request_;
   jsonxx::Object response_;
 };
+
+}  // namespace vorn

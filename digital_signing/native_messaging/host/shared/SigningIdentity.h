@@ -4,6 +4,8 @@
 #include <string>
 #include <xsec/enc/XSECCryptoKeyRSA.hpp>
 
+namespace vorn {
+
 /** The public half of a key as base64 of the big-endian magnitudes. Throws XSECCryptoException when there is
  * none. */
 class PublicKeyText {
@@ -32,3 +34,5 @@ SigningKey makeKey();
 std::string encodedCertificate();
 
 }  // namespace signing_identity
+
+}  // namespace vorn

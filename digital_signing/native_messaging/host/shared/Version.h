@@ -1,5 +1,7 @@
 #pragma once
 
+namespace vorn {
+
 /** The host's version: what a page is told, and what binds the host to its signing module. */
 namespace version {
 
@@ -10,3 +12,5 @@ inline constexpr const char* kBuild = "102";
 inline constexpr const char* kFull = "1.0.12.102";
 
 }  // namespace version
+
+}  // namespace vorn

@@ -34,6 +34,7 @@
 #include "shared/xml/SignedInfoHandler.h"
 #include "shared/xml/XmlText.h"
 
+namespace vorn {
 namespace {
 
 log4cplus::Logger logger = log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("XMLSigner"));
@@ -140,18 +141,13 @@ void XMLSigner::initialise(SignatureAlgorithm algorithm) {
     throw BaseException(e.code(), e.message());
   }
   switch (algorithm) {
-    case RSA_SHA1:
-      signatureMethodURI_ = DSIGConstants::s_unicodeStrURIRSA_SHA1;
-      digestMethodURI_ = DSIGConstants::s_unicodeStrURISHA1;
-      break;
-    case RSA_SHA256:
-      signatureMethodURI_ = DSIGConstants::s_unicodeStrURIRSA_SHA256;
-      digestMethodURI_ = DSIGConstants::s_unicodeStrURISHA256;
-      break;
-    case RSA_SHA512:
-      signatureMethodURI_ = DSIGConstants::s_unicodeStrURIRSA_SHA512;
-      digestMethodURI_ = DSIGConstants::s_unicodeStrURISHA512;
-      break;
+#define VORN_ROW(name, method, digest, hash, family, bits, evp) \
+  case SignatureAlgorithm::name:                                \
+    signatureMethodURI_ = DSIGConstants::method;                \
+    digestMethodURI_ = DSIGConstants::digest;                   \
+    break;
+    VORN_SIGNATURE_ALGORITHMS(VORN_ROW)
+#undef VORN_ROW
   }
 }
 
@@ -159,13 +155,13 @@ std::string XMLSigner::sign(const std::string& base64Xml) {
   LOG4CPLUS_INFO(logger, "Signing XML data");
   const std::string signedXml = signDocument(base64Xml);
   LOG4CPLUS_DEBUG(logger, "Signed XML = " << signedXml);
-  return vorn::toBase64(signedXml);
+  return toBase64(signedXml);
 }
 
 /** All that the document takes is given back at the end; the result is encoded after that. */
 std::string XMLSigner::signDocument(const std::string& base64Xml) {
   ParsedDocument parsed = [&base64Xml] {
-    const auto xml = vorn::fromBase64(base64Xml);
+    const auto xml = fromBase64(base64Xml);
     if (!xml) fail<XMLDataParsingException>("Request XML data is not valid base64");
     LOG4CPLUS_DEBUG(logger, "XML data to be signed = " << xml->view());
     return parse(xml->view());
@@ -184,7 +180,7 @@ void XMLSigner::generateSignature(xercesc::DOMDocument& document, const std::str
       reportingAs("initialising signing certificate", [] { return signing_identity::makeKey(); });
 
   LOG4CPLUS_INFO(logger, "Generating and loading signature for <" << elementName << ">");
-  const std::string relativeNamespace = reportingAs("during signature loading", [&] {
+  const DoubtfulNames doubtful = reportingAs("during signature loading", [&] {
     if (signatureMethodURI_ == nullptr) {
       throw XSECException(XSECException::AlgorithmMapperError, "No signature algorithm has been selected");
     }
@@ -195,9 +191,9 @@ void XMLSigner::generateSignature(xercesc::DOMDocument& document, const std::str
     const std::string modulus = signer.publicHalf.getModulusBase64();
     builder.addKeyInfo(modulus, exponent, signing_identity::encodedCertificate());
     builder.sign();
-    return builder.relativeNamespace();
+    return builder.doubtfulNames();
   });
-  warnOfRelativeNamespace(logger, elementName, relativeNamespace);
+  warnOfNames(logger, elementName, doubtful);
 }
 
 std::string XMLSigner::serialiseDocument(const xercesc::DOMDocument& document) {
@@ -217,3 +213,5 @@ void XMLSigner::cleanup() {
   xalanc::XPathEvaluator::terminate();
   xercesc::XMLPlatformUtils::Terminate();
 }
+
+}  // namespace vorn

@@ -3,10 +3,14 @@
 #include <string>
 #include <xercesc/util/XercesDefs.hpp>
 
+#include "shared/SignatureAlgorithm.h"
+
 XERCES_CPP_NAMESPACE_BEGIN
 class DOMDocument;
 class DOMImplementation;
 XERCES_CPP_NAMESPACE_END
+
+namespace vorn {
 
 /**
  * Turns an XML document into the same document with two enveloped signatures: one over its single
@@ -17,7 +21,8 @@ XERCES_CPP_NAMESPACE_END
  */
 class XMLSigner {
  public:
-  enum SignatureAlgorithm { RSA_SHA1, RSA_SHA256, RSA_SHA512 };
+  using SignatureAlgorithm = vorn::SignatureAlgorithm;
+  using enum vorn::SignatureAlgorithm;  // XMLSigner::RSA_SHA256
 
   static XMLSigner& getInstance();
   virtual ~XMLSigner() = default;
@@ -25,8 +30,8 @@ class XMLSigner {
   XMLSigner& operator=(const XMLSigner&) = delete;
 
   /**
-   * Starts the XML libraries if they have not been, and selects the algorithm. A value that is none of the
-   * three leaves the earlier choice. Throws a TechnicalException when the libraries do not start.
+   * Starts the XML libraries if they have not been, and selects the algorithm. A value that is none of
+   * them leaves the earlier choice. Throws a TechnicalException when the libraries do not start.
    */
   void initialise(SignatureAlgorithm algorithm);
 
@@ -56,3 +61,5 @@ class XMLSigner {
   // The library's, for what serialises.
   xercesc::DOMImplementation* domImplementation_ = nullptr;
 };
+
+}  // namespace vorn

@@ -2,6 +2,8 @@
 
 #include <malloc.h>
 
+namespace vorn {
+
 void keepFreedMemory() {
   // 32 MiB is the most that the first takes; blocks beyond go back as they are freed.
   constexpr int kLargestKept = 32 << 20;
@@ -13,3 +15,5 @@ void keepFreedMemory() {
 void handBackFreedMemory() {
   malloc_trim(0);
 }
+
+}  // namespace vorn

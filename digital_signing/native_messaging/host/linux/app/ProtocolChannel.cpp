@@ -8,6 +8,7 @@
 
 #include "shared/messaging/MessageExchange.h"
 
+namespace vorn {
 namespace {
 
 /** Waits for a descriptor that was set not to block, by whoever shares it with us. */
@@ -42,7 +43,9 @@ void ProtocolChannel::write(std::string_view bytes) {
     } else if (errno == EAGAIN) {
       waitUntilWritable(descriptors_.output);
     } else if (errno != EINTR) {
-      throw OutputClosed();
+      throw OutputClosedException();
     }
   }
 }
+
+}  // namespace vorn

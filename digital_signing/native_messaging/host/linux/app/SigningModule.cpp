@@ -11,6 +11,7 @@
 #include "shared/Signing.h"
 #include "shared/Version.h"
 
+namespace vorn {
 namespace {
 
 const log4cplus::Logger logger = log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("VORNSigning"));
@@ -49,12 +50,14 @@ const SigningModule& module() {
 
 namespace signing {
 
-void appendCertificate(const jsonxx::Object& userDetails, jsonxx::Object& response) {
-  module().appendCertificate(userDetails, response);
+void selectCertificate(const jsonxx::Object& userDetails, jsonxx::Object& response) {
+  module().selectCertificate(userDetails, response);
 }
 
-void appendSignedData(const jsonxx::Array& xmlData, SignatureAlgorithm algorithm, jsonxx::Object& response) {
-  module().appendSignedData(xmlData, algorithm, response);
+void signDocuments(const jsonxx::Array& xmlData, SignatureAlgorithm algorithm, jsonxx::Object& response) {
+  module().signDocuments(xmlData, algorithm, response);
 }
 
 }  // namespace signing
+
+}  // namespace vorn

@@ -2,5 +2,5 @@
 #include "shared/Signing.h"
 #include "shared/Version.h"
 
-extern "C" __attribute__((visibility("default"))) const SigningModule vornSigningModule = {
-    version::kFull, &signing::appendCertificate, &signing::appendSignedData};
+extern "C" __attribute__((visibility("default"))) const vorn::SigningModule vornSigningModule = {
+    vorn::version::kFull, &vorn::signing::selectCertificate, &vorn::signing::signDocuments};

@@ -13,6 +13,8 @@
 #include "shared/messaging/MessageExchange.h"
 #include "shared/messaging/ProtocolDescriptors.h"
 
+using namespace vorn;
+
 namespace {
 
 const log4cplus::Logger logger = log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("VORNSigning"));

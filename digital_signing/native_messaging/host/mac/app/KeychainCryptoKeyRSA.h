@@ -12,6 +12,8 @@
 #include "mac/app/CFRef.h"
 #include "shared/SigningIdentity.h"
 
+namespace vorn {
+
 /**
  * The RSA key that xml-security-c signs with: the private half stays in the key store and signs there, the
  * public half is read from the certificate. It signs, and nothing else; every other operation throws
@@ -76,3 +78,5 @@ std::string describeError(CFErrorRef error);
  * `der`.
  */
 std::optional<std::size_t> readDerLength(std::span<const UInt8> der, std::size_t& position);
+
+}  // namespace vorn

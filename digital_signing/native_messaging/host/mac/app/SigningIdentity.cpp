@@ -3,6 +3,8 @@
 #include "mac/app/CertificateSelection.h"
 #include "mac/app/KeychainCryptoKeyRSA.h"
 
+namespace vorn {
+
 namespace signing_identity {
 
 SigningKey makeKey() {
@@ -17,3 +19,5 @@ std::string encodedCertificate() {
 }
 
 }  // namespace signing_identity
+
+}  // namespace vorn

@@ -12,6 +12,8 @@
 #include "shared/messaging/MessageExchange.h"
 #include "shared/messaging/ProtocolDescriptors.h"
 
+using namespace vorn;
+
 namespace {
 
 const log4cplus::Logger logger = log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("VORNSigning"));
@@ -34,7 +36,7 @@ void writeBytes(NSFileHandle* output, std::string_view bytes) {
     written = false;
   }
   if (!written) {
-    throw OutputClosed();
+    throw OutputClosedException();
   }
 }
 

@@ -11,6 +11,7 @@
 #include "shared/request/ErrorResponse.h"
 #include "shared/text/Utf8.h"
 
+namespace vorn {
 namespace {
 
 const log4cplus::Logger logger = log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("VORNSigning"));
@@ -29,17 +30,16 @@ std::optional<int> MessageExchange::deliver(std::string_view bytes) {
     frames_.append(bytes);
     answerCompleteMessages();
     return std::nullopt;
-  } catch (const OutputClosed& closed) {
+  } catch (const OutputClosedException& closed) {
     LOG4CPLUS_INFO(logger, "The browser has gone: " << closed.what());
     LOG4CPLUS_INFO(logger, "Executable removed");
     return 0;
   } catch (const InvalidArgumentException& invalid) {
     return fail(invalid.code(), invalid.message());
   } catch (const std::exception& stray) {
-    return fail(TechnicalException(stray.what()).code(), stray.what());
+    return fail(TechnicalException::kCode, stray.what());
   } catch (...) {
-    const TechnicalException unknown("Unknown failure");
-    return fail(unknown.code(), unknown.message());
+    return fail(TechnicalException::kCode, "Unknown failure");
   }
 }
 
@@ -61,7 +61,7 @@ std::optional<int> MessageExchange::fail(std::uint32_t code, const std::string& 
     sendMessage(response.json());
   } catch (const std::exception& unanswered) {
     LOG4CPLUS_ERROR(logger, "The error could not be sent: " << unanswered.what());
-    status = dynamic_cast<const OutputClosed*>(&unanswered) != nullptr ? 0 : kFatalRequest;
+    status = dynamic_cast<const OutputClosedException*>(&unanswered) != nullptr ? 0 : kFatalRequest;
   }
   LOG4CPLUS_INFO(logger, "Executable removed");
   return status;
@@ -69,7 +69,7 @@ std::optional<int> MessageExchange::fail(std::uint32_t code, const std::string& 
 
 void MessageExchange::sendMessage(std::string text) {
   // A frame that is not UTF-8 makes a browser drop the whole channel.
-  text = vorn::replaceInvalidUtf8(std::move(text));
+  text = replaceInvalidUtf8(std::move(text));
   const auto length = static_cast<std::uint32_t>(text.size());
   LOG4CPLUS_INFO(logger, "Sending response message");
   LOG4CPLUS_INFO(logger, "Response message length = " << length);
@@ -82,3 +82,5 @@ void MessageExchange::sendMessage(std::string text) {
   write_(text);
   LOG4CPLUS_INFO(logger, "Response message sent");
 }
+
+}  // namespace vorn

@@ -9,8 +9,10 @@
 
 #include "shared/messaging/FrameAssembler.h"
 
+namespace vorn {
+
 /** Thrown by a writer whose reader has gone: nothing can be answered any more. */
-class OutputClosed : public std::exception {
+class OutputClosedException : public std::exception {
  public:
   const char* what() const noexcept override { return "standard output was closed"; }
 };
@@ -21,7 +23,8 @@ class OutputClosed : public std::exception {
  */
 class MessageExchange {
  public:
-  /** Writes all the bytes or throws OutputClosed. Called twice for an answer: its length, then its text. */
+  /** Writes all the bytes or throws OutputClosedException. Called twice for an answer: its length, then its
+   * text. */
   using Write = std::function<void(std::string_view bytes)>;
 
   explicit MessageExchange(Write write);
@@ -41,3 +44,5 @@ class MessageExchange {
   Write write_;
   FrameAssembler frames_;
 };
+
+}  // namespace vorn

@@ -4,6 +4,7 @@
 
 #include "shared/Exceptions.h"
 
+namespace vorn {
 namespace {
 
 template <class Kind>
@@ -51,14 +52,10 @@ SignatureAlgorithm requestedAlgorithm(const jsonxx::Object& request) {
     return SignatureAlgorithm::RSA_SHA256;
   }
   const auto& name = request.get<jsonxx::String>("signature_algorithm");
-  if (name == "RSA_SHA1") {
-    return SignatureAlgorithm::RSA_SHA1;
-  }
-  if (name == "RSA_SHA256") {
-    return SignatureAlgorithm::RSA_SHA256;
-  }
-  if (name == "RSA_SHA512") {
-    return SignatureAlgorithm::RSA_SHA512;
+  for (const NamedAlgorithm& known : kSignatureAlgorithms) {
+    if (name == known.name) return known.algorithm;
   }
   throw InvalidSignatureAlgorithmException("Unrecognised signature algorithm: " + name);
 }
+
+}  // namespace vorn

@@ -3,6 +3,8 @@
 #include "shared/SignatureAlgorithm.h"
 #include "shared/json/jsonxx.h"
 
+namespace vorn {
+
 /** The four members that name a user. Throws InvalidArgumentException with the text for the first that is
  * missing. */
 void validateUserDetails(const jsonxx::Object& userDetails);
@@ -13,3 +15,5 @@ void validateSignRequest(const jsonxx::Object& request);
 /** RSA with SHA-256 unless the request names another. Throws InvalidSignatureAlgorithmException for an
  * unknown name. */
 SignatureAlgorithm requestedAlgorithm(const jsonxx::Object& request);
+
+}  // namespace vorn

@@ -6,6 +6,7 @@
 #include "shared/xml/TreeWalk.h"
 #include "shared/xml/XmlText.h"
 
+namespace vorn {
 namespace {
 
 /** The index of each document that has one. */
@@ -51,3 +52,5 @@ NamedElements ElementIndex::find(const std::string& name) const {
 void ElementIndex::forget(const xercesc::DOMDocument& document) {
   indexes().erase(&document);
 }
+
+}  // namespace vorn

@@ -10,6 +10,8 @@ class DOMDocument;
 class DOMElement;
 XERCES_CPP_NAMESPACE_END
 
+namespace vorn {
+
 /** The elements of one name. */
 struct NamedElements {
   std::size_t count = 0;
@@ -51,3 +53,5 @@ class ElementIndex {
   xercesc::DOMDocument* document_ = nullptr;
   std::unordered_map<const XMLCh*, NamedElements> names_;
 };
+
+}  // namespace vorn

@@ -10,6 +10,7 @@
 
 #include "shared/xml/XmlText.h"
 
+namespace vorn {
 namespace {
 
 /** Reaches the scanner's flag for a document that stands alone, which has no setter. */
@@ -89,3 +90,5 @@ void DocumentParser::endIntSubset() {
   fInternalSubset.set(subset_.text().c_str());
   TreeParser::endIntSubset();
 }
+
+}  // namespace vorn

@@ -3,6 +3,8 @@
 #include "shared/xml/InternalSubset.h"
 #include "shared/xml/TreeParser.h"
 
+namespace vorn {
+
 /**
  * The parser that can be given any bytes:
  *
@@ -33,3 +35,5 @@ class DocumentParser : public TreeParser {
  private:
   InternalSubset subset_;
 };
+
+}  // namespace vorn

@@ -14,6 +14,8 @@
 #include "shared/xml/TreeWalk.h"
 #include "shared/xml/Utf8Writer.h"
 
+namespace vorn {
+
 using xercesc::DOMNode;
 
 namespace {
@@ -141,3 +143,5 @@ class Writer {
 void writeDocument(const xercesc::DOMDocument& document, const xercesc::DOMLSOutput& output) {
   Writer(document, *output.getByteStream()).write();
 }
+
+}  // namespace vorn

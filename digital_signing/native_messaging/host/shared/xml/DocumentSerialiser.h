@@ -7,6 +7,8 @@ class DOMDocument;
 class DOMLSOutput;
 XERCES_CPP_NAMESPACE_END
 
+namespace vorn {
+
 /**
  * Writes the document to the output's byte stream: as UTF-8 with an XML declaration and no whitespace added.
  * Any parser reads it back as the same tree.
@@ -18,3 +20,5 @@ XERCES_CPP_NAMESPACE_END
  * section.
  */
 void writeDocument(const xercesc::DOMDocument& document, const xercesc::DOMLSOutput& output);
+
+}  // namespace vorn

@@ -8,6 +8,7 @@
 
 #include "shared/xml/XmlText.h"
 
+namespace vorn {
 namespace {
 
 /** Between double quotes, with each of the `special` characters as a character reference. */
@@ -94,3 +95,5 @@ void InternalSubset::replace(const std::u16string& text) {
   taken_ = libraryText_.getLen();
   text_ += text;
 }
+
+}  // namespace vorn

@@ -10,6 +10,8 @@ class XMLBuffer;
 class XMLNotationDecl;
 XERCES_CPP_NAMESPACE_END
 
+namespace vorn {
+
 /**
  * Declarations as text that reads back with the same meaning. The library's own text of them quotes without
  * escaping, loses the names of notation types, and turns the characters that character references stood for
@@ -44,3 +46,5 @@ class InternalSubset {
   XMLSize_t taken_ = 0;
   std::u16string text_;
 };
+
+}  // namespace vorn

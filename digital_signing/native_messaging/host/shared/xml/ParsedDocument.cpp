@@ -9,6 +9,7 @@
 #include "shared/text/Utf8.h"
 #include "shared/xml/XmlText.h"
 
+namespace vorn {
 namespace {
 
 /** Bytes to a character, told by the first four as parsers do: a byte order mark, or "<" among zero bytes. */
@@ -53,7 +54,9 @@ ParsedDocument::ParsedDocument(std::string_view bytes) : memory_(ParserLimits::m
                                     false);
   source.setCopyBufToStream(false);
   parser_.parse(source);
-  if (viewOf(document().getInputEncoding()) == u"UTF-8" && !vorn::isValidUtf8(bytes)) {
+  if (viewOf(document().getInputEncoding()) == u"UTF-8" && !isValidUtf8(bytes)) {
     throw XMLDataParsingException("Request XML data is not valid UTF-8");
   }
 }
+
+}  // namespace vorn

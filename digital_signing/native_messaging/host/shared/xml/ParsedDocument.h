@@ -5,6 +5,8 @@
 #include "shared/xml/DocumentParser.h"
 #include "shared/xml/ParserMemory.h"
 
+namespace vorn {
+
 /**
  * A document that was read from bytes of unknown origin: the one way in, with the checks that the parser
  * leaves out and the limits that go with the length.
@@ -24,3 +26,5 @@ class ParsedDocument {
   ParserMemory memory_;
   DocumentParser parser_{memory_};
 };
+
+}  // namespace vorn

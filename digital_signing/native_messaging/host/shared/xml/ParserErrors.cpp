@@ -7,6 +7,8 @@
 
 #include "shared/xml/XmlText.h"
 
+namespace vorn {
+
 std::optional<std::string> describeParserException() {
   try {
     throw;
@@ -23,3 +25,5 @@ std::optional<std::string> describeParserException() {
     return std::nullopt;
   }
 }
+
+}  // namespace vorn

@@ -8,6 +8,7 @@
 #include "shared/xml/ParserMemory.h"
 #include "shared/xml/XmlText.h"
 
+namespace vorn {
 namespace {
 
 // Characters that the entities of one document may expand to, and how often and how deeply they may do so.
@@ -70,3 +71,5 @@ void ParserLimits::declareAttribute() {
 void ParserLimits::countNames(std::size_t count) const {
   if (count > kMaximumNames) refuse("The document has too many names");
 }
+
+}  // namespace vorn

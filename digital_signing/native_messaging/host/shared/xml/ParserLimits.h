@@ -5,10 +5,13 @@
 #include <xercesc/util/SecurityManager.hpp>
 #include <xercesc/util/XercesDefs.hpp>
 
-class ParserMemory;
 XERCES_CPP_NAMESPACE_BEGIN
 class XMLScanner;
 XERCES_CPP_NAMESPACE_END
+
+namespace vorn {
+
+class ParserMemory;
 
 /**
  * How large, how deep and how wide a document may be: memory and time of a parse are bounded, and time grows
@@ -57,3 +60,5 @@ class ParserLimits {
   unsigned entityDepth_ = 0;
   unsigned attributeDefinitions_ = 0;
 };
+
+}  // namespace vorn

@@ -16,6 +16,8 @@
 #include "shared/xml/ElementDigestTransform.h"
 #include "shared/xml/XmlText.h"
 
+namespace vorn {
+
 SignatureBuilder::SignatureBuilder(xercesc::DOMDocument& document, xercesc::DOMElement& element,
                                    std::string elementName)
     : document_(document), element_(element), elementName_(std::move(elementName)) {}
@@ -43,7 +45,7 @@ void SignatureBuilder::addSignature(const XMLCh* signatureMethodURI, const XMLCh
   // From here on the three are only what the document says.
   DSIGTransformList* transforms = reference->getTransforms();
   while (!transforms->empty()) transforms->removeTransform(transforms->getSize() - 1);
-  transforms->addTransform(new ElementDigestTransform(element_, *signatureElement, relativeNamespace_));
+  transforms->addTransform(new ElementDigestTransform(element_, *signatureElement, doubtful_));
 }
 
 void SignatureBuilder::setSigningKey(std::unique_ptr<XSECCryptoKey> key) {
@@ -60,3 +62,5 @@ void SignatureBuilder::sign() {
   signature_->sign();
   provider_.releaseSignature(std::exchange(signature_, nullptr));
 }
+
+}  // namespace vorn

@@ -16,6 +16,7 @@
 #include "shared/xml/ParserMemory.h"
 #include "shared/xml/XmlText.h"
 
+namespace vorn {
 namespace {
 
 // In UTF-16 units; a longer text goes into its node in several portions.
@@ -166,3 +167,5 @@ void TreeParser::endEntityReference(const xercesc::XMLEntityDecl& declaration) {
   limits_.leaveEntity();
   XercesDOMParser::endEntityReference(declaration);
 }
+
+}  // namespace vorn

@@ -11,6 +11,8 @@ XERCES_CPP_NAMESPACE_BEGIN
 class DOMElementImpl;
 XERCES_CPP_NAMESPACE_END
 
+namespace vorn {
+
 class ParserMemory;
 
 /**
@@ -56,3 +58,5 @@ class TreeParser : public xercesc::XercesDOMParser {
   // Text that has come since the last node; the scanner hands it over in pieces.
   std::u16string text_;
 };
+
+}  // namespace vorn

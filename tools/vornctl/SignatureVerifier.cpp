@@ -1,4 +1,4 @@
-#include "shared/xml/SignatureVerifier.h"
+#include "vornctl/SignatureVerifier.h"
 
 #include <algorithm>
 #include <memory>
@@ -25,6 +25,8 @@
 #include "shared/xml/ParserErrors.h"
 #include "shared/xml/SignatureProvider.h"
 #include "shared/xml/XmlText.h"
+
+namespace vorn::vornctl {
 
 namespace {
 
@@ -192,7 +194,7 @@ XSECCryptoX509& certificateOf(const DSIGSignature& signature, std::string& base6
 }
 
 /** Checks a signature that has been resolved, in its place. */
-void check(DOMElement& element, DOMElement& signatureElement, SignatureCheck& result) {
+void check(DOMElement& element, DOMElement& signatureElement, SignatureVerdict& result) {
   SignatureProvider provider;
   const auto release = [&provider](DSIGSignature* taken) { provider.releaseSignature(taken); };
   const std::unique_ptr<DSIGSignature, decltype(release)> signature(
@@ -203,11 +205,11 @@ void check(DOMElement& element, DOMElement& signatureElement, SignatureCheck& re
   XSECCryptoX509& certificate = certificateOf(*signature, result.certificate);
   signature->setSigningKey(certificate.clonePublicKey());
 
-  std::string relativeNamespace;
+  DoubtfulNames doubtful;
   DSIGReference& reference = *signature->getReferenceList()->item(0);
   DSIGTransformList& transforms = *reference.getTransforms();
   while (!transforms.empty()) transforms.removeTransform(transforms.getSize() - 1);
-  transforms.addTransform(new ElementDigestTransform(element, signatureElement, relativeNamespace));
+  transforms.addTransform(new ElementDigestTransform(element, signatureElement, doubtful));
 
   if (!signature->verifySignatureOnly()) {
     throw NotValid{"the signature was not made with the key of the certificate in it, or has been altered"};
@@ -216,8 +218,8 @@ void check(DOMElement& element, DOMElement& signatureElement, SignatureCheck& re
   result.valid = true;
 }
 
-SignatureCheck checkElement(xercesc::DOMDocument& document, const std::string& name) {
-  SignatureCheck result{name};
+SignatureVerdict checkElement(xercesc::DOMDocument& document, const std::string& name) {
+  SignatureVerdict result{name};
   try {
     const NamedElements found = findElements(document, name);
     if (found.count == 0) throw NotValid{"there is no such element"};
@@ -239,10 +241,12 @@ SignatureCheck checkElement(xercesc::DOMDocument& document, const std::string& n
 
 }  // namespace
 
-std::vector<SignatureCheck> verifySignatures(const std::string& xml) {
+std::vector<SignatureVerdict> verifySignatures(const std::string& xml) {
   ParsedDocument parsed = parse(xml);
   xercesc::DOMDocument& document = parsed.document();
   // Resolving the namespaces of a signature puts other elements in place of those that were parsed.
   ElementIndex::forget(document);
   return {checkElement(document, "CounterpartData"), checkElement(document, "RenderedData")};
 }
+
+}  // namespace vorn::vornctl
