@@ -46,10 +46,19 @@ std::optional<int> MessageExchange::deliver(std::string_view bytes) {
 void MessageExchange::answerCompleteMessages() {
   while (std::optional<std::string> message = frames_.next()) {
     LOG4CPLUS_DEBUG(logger, "Request message = " << *message);
-    RequestHandler handler(std::move(*message));
-    sendMessage(handler.handleRequest().json());
+    sendMessage(answerTo(std::move(*message)));
     IdleTimer::getInstance().start();
   }
+}
+
+std::string MessageExchange::answerTo(std::string message) {
+  RequestHandler handler(std::move(message), &parts_);
+  // A frame that is not UTF-8 makes a browser drop the whole channel.
+  std::string text = replaceInvalidUtf8(handler.handleRequest().json());
+  if (const std::optional<std::size_t> limit = handler.largestAnswer()) {
+    text = parts_.fit(std::move(text), *limit);
+  }
+  return text;
 }
 
 std::optional<int> MessageExchange::fail(std::uint32_t code, const std::string& message) {
@@ -58,7 +67,7 @@ std::optional<int> MessageExchange::fail(std::uint32_t code, const std::string& 
   try {
     jsonxx::Object response;
     appendError(response, code, message);
-    sendMessage(response.json());
+    sendMessage(replaceInvalidUtf8(response.json()));
   } catch (const std::exception& unanswered) {
     LOG4CPLUS_ERROR(logger, "The error could not be sent: " << unanswered.what());
     status = dynamic_cast<const OutputClosed*>(&unanswered) != nullptr ? 0 : kFatalRequest;
@@ -67,9 +76,7 @@ std::optional<int> MessageExchange::fail(std::uint32_t code, const std::string& 
   return status;
 }
 
-void MessageExchange::sendMessage(std::string text) {
-  // A frame that is not UTF-8 makes a browser drop the whole channel.
-  text = replaceInvalidUtf8(std::move(text));
+void MessageExchange::sendMessage(const std::string& text) {
   const auto length = static_cast<std::uint32_t>(text.size());
   LOG4CPLUS_INFO(logger, "Sending response message");
   LOG4CPLUS_INFO(logger, "Response message length = " << length);

@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "shared/messaging/FrameAssembler.h"
+#include "shared/request/AnswerParts.h"
 
 /** Thrown by a writer whose reader has gone: nothing can be answered any more. */
 class OutputClosed : public std::exception {
@@ -35,9 +36,11 @@ class MessageExchange {
 
  private:
   void answerCompleteMessages();
+  std::string answerTo(std::string message);
   std::optional<int> fail(std::uint32_t code, const std::string& message);
-  void sendMessage(std::string text);
+  void sendMessage(const std::string& text);
 
   Write write_;
   FrameAssembler frames_;
+  AnswerParts parts_;
 };
