@@ -4,12 +4,15 @@
 #include <log4cplus/logger.h>
 #include <log4cplus/loggingmacros.h>
 
+#include <new>
+#include <stdexcept>
 #include <string>
+#include <string_view>
 
+#include "linux/app/BuildId.h"
 #include "shared/Exceptions.h"
 #include "shared/Platform.h"
 #include "shared/Signing.h"
-#include "shared/Version.h"
 
 namespace vorn {
 namespace {
@@ -34,8 +37,8 @@ const SigningModule& loadModule() {
   if (module == nullptr) {
     failToLoad(path + " is not one");
   }
-  if (std::string(module->version) != version::kFull) {
-    failToLoad(path + " belongs to version " + module->version);
+  if (module->build != std::string_view(kBuildId)) {
+    failToLoad(path + " is of another build: " + module->build);
   }
   LOG4CPLUS_DEBUG(logger, "Signing module loaded");
   return *module;
@@ -46,16 +49,55 @@ const SigningModule& module() {
   return loaded;
 }
 
+[[noreturn]] void throwAgain(std::uint32_t code, const std::string& message) {
+  switch (code) {
+    case TechnicalException::kCode:
+      throw TechnicalException(message);
+    case InvalidArgumentException::kCode:
+      throw InvalidArgumentException(message);
+    case CertificateNotFoundException::kCode:
+      throw CertificateNotFoundException();
+    case XMLDataParsingException::kCode:
+      throw XMLDataParsingException(message);
+    case InvalidXMLDataException::kCode:
+      throw InvalidXMLDataException(message);
+    case CryptoException::kCode:
+      throw CryptoException(message);
+    case CertificateExpiredException::kCode:
+      throw CertificateExpiredException();
+    case InvalidSignatureAlgorithmException::kCode:
+      throw InvalidSignatureAlgorithmException(message);
+    default:
+      throw BaseException(code, message);
+  }
+}
+
+/** Throws in the host what was caught in the module. */
+void report(const SigningFailure& failure) {
+  switch (failure.kind) {
+    case SigningFailure::Kind::kNone:
+      return;
+    case SigningFailure::Kind::kHost:
+      throwAgain(failure.code, failure.message);
+    case SigningFailure::Kind::kOutOfMemory:
+      throw std::bad_alloc();
+    case SigningFailure::Kind::kStandard:
+      throw std::runtime_error(failure.message);
+    case SigningFailure::Kind::kUnknown:
+      throw std::runtime_error("Unknown failure");
+  }
+}
+
 }  // namespace
 
 namespace signing {
 
 void selectCertificate(const jsonxx::Object& userDetails, jsonxx::Object& response) {
-  module().selectCertificate(userDetails, response);
+  report(module().selectCertificate(userDetails, response));
 }
 
 void signDocuments(const jsonxx::Array& xmlData, SignatureAlgorithm algorithm, jsonxx::Object& response) {
-  module().signDocuments(xmlData, algorithm, response);
+  report(module().signDocuments(xmlData, algorithm, response));
 }
 
 }  // namespace signing

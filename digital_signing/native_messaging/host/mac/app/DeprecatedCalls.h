@@ -11,4 +11,8 @@
  */
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
 
+namespace vorn {
+
 namespace vorn {}  // namespace vorn
+
+}  // namespace vorn

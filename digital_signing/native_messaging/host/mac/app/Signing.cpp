@@ -1,8 +1,10 @@
 #include "shared/Signing.h"
 
+#include <new>
 #include <optional>
 #include <string>
 #include <utility>
+#include <xercesc/util/OutOfMemoryException.hpp>
 
 #include "mac/app/CertificateSelection.h"
 #include "shared/Exceptions.h"
@@ -40,7 +42,7 @@ void selectCertificate(const jsonxx::Object& userDetails, jsonxx::Object& respon
   }
 }
 
-void signDocuments(const jsonxx::Array& xmlData, SignatureAlgorithm algorithm, jsonxx::Object& response) {
+void signDocuments(const jsonxx::Array& xmlData, SignatureAlgorithm algorithm, jsonxx::Object& response) try {
   XMLSigner& signer = XMLSigner::getInstance();
   signer.initialise(algorithm);
   jsonxx::Array signedData;
@@ -55,6 +57,8 @@ void signDocuments(const jsonxx::Array& xmlData, SignatureAlgorithm algorithm, j
     signedData << jsonxx::Value(std::move(item));
   }
   response << "signed_data" << jsonxx::Value(std::move(signedData));
+} catch (const xercesc::OutOfMemoryException&) {
+  throw std::bad_alloc();  // the library's own class is no std::exception
 }
 
 }  // namespace signing
