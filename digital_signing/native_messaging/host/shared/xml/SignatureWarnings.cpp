@@ -34,14 +34,12 @@ bool hasDefaultNamespace(const xercesc::DOMElement& element) {
   return false;
 }
 
-bool holdsSignature(const xercesc::DOMElement& element) {
-  for (const DOMNode* child = element.getFirstChild(); child != nullptr; child = child->getNextSibling()) {
-    if (child->getNodeType() == DOMNode::ELEMENT_NODE &&
-        QualifiedName(viewOf(child->getNodeName())).local == u"Signature") {
-      return true;
-    }
-  }
-  return false;
+/** Whether the last element inside is a signature: that is where an enveloped one stands, ours at any rate.
+ */
+bool endsWithSignature(const xercesc::DOMElement& element) {
+  const DOMNode* last = element.getLastChild();
+  while (last != nullptr && last->getNodeType() != DOMNode::ELEMENT_NODE) last = last->getPreviousSibling();
+  return last != nullptr && QualifiedName(viewOf(last->getNodeName())).local == u"Signature";
 }
 
 /**
@@ -79,7 +77,7 @@ void warnOfVerifiers(const log4cplus::Logger& logger, const xercesc::DOMElement&
     LOG4CPLUS_WARN(logger,
                    "<RenderedData> lies inside <CounterpartData>: its signature breaks the first one");
   }
-  if (holdsSignature(element)) {
+  if (endsWithSignature(element)) {
     LOG4CPLUS_WARN(logger, "<" << name << "> holds a signature already: the new one breaks it");
   }
   if (const std::string attribute = doubtfulXmlAttribute(element); !attribute.empty()) {
