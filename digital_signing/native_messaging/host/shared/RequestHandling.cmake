@@ -7,6 +7,7 @@ add_library(host STATIC
   ${shared}/messaging/MessageExchange.cpp
   ${shared}/messaging/ProtocolDescriptors.cpp
   ${shared}/messaging/WriteAll.cpp
+  ${shared}/request/AnswerParts.cpp
   ${shared}/request/ErrorResponse.cpp
   ${shared}/request/RequestValidation.cpp
   ${shared}/request/VersionResponse.cpp

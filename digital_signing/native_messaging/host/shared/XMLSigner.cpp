@@ -34,6 +34,7 @@
 #include "shared/xml/DocumentElements.h"
 #include "shared/xml/DocumentParser.h"
 #include "shared/xml/DocumentSerialiser.h"
+#include "shared/xml/ParserCheck.h"
 #include "shared/xml/SignatureBuilder.h"
 #include "shared/xml/SignatureWarnings.h"
 #include "shared/xml/SignedInfoHandler.h"
@@ -155,6 +156,8 @@ void XMLSigner::initialise(SignatureAlgorithm algorithm) {
       LOG4CPLUS_DEBUG(logger, "Initialising XML libraries");
       static ThrowingPanicHandler panicHandler;
       xercesc::XMLPlatformUtils::Initialize(xercesc::XMLUni::fgXercescDefaultLocale, nullptr, &panicHandler);
+      ParserMemory memory(DocumentParser::memoryFor(0));
+      requireCountedExpansions(memory);
       xalanc::XPathEvaluator::initialize(xalanc::XalanMemMgrs::getDefaultXercesMemMgr());
       xalanc::XalanTransformer::initialize(xalanc::XalanMemMgrs::getDefaultXercesMemMgr());
       XSECPlatformUtils::Initialise();
