@@ -189,8 +189,7 @@ std::string HostProcess::readSome(std::size_t count) {
 
 std::string HostProcess::readToEnd() {
   std::string bytes;
-  while (readBytes(bytes, 1, Clock::now() + kPatience)) {
-  }
+  readBytes(bytes, std::string::npos, Clock::now() + kPatience);
   return bytes;
 }
 
