@@ -9,10 +9,12 @@ import os
 import pathlib
 import plistlib
 import re
-import subprocess
 import sys
 import tempfile
 import unittest
+
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1]))
+from helpers import run
 
 SOURCES, CLANG, VORNCTL = pathlib.Path(sys.argv[1]), sys.argv[2], sys.argv[3]
 PACKAGING = SOURCES / "packaging/macos"
@@ -33,10 +35,6 @@ case $1 in
   -delete_rpath) sed -i "\|^rpath $2\$|d" "$3" ;;
 esac
 """
-
-
-def run(*command, **more):
-    return subprocess.run([str(part) for part in command], check=True, capture_output=True, text=True, **more)
 
 
 class Packaging(unittest.TestCase):
@@ -81,7 +79,7 @@ class Packaging(unittest.TestCase):
 
     def test_manifests_are_for_extensions_alone(self):
         for ids in ([], ["*"], ["abcdefghijklmnopabcdefghijklmnoq"], ["chrome-extension://x/"], ['a"@b']):
-            with self.assertRaises(subprocess.CalledProcessError, msg=ids):
+            with self.assertRaises(RuntimeError, msg=ids):
                 run(PACKAGING / "write-manifests", self.folder, HOST, *ids)
         self.assertEqual(list(self.folder.iterdir()), [])
 
@@ -110,7 +108,7 @@ class Packaging(unittest.TestCase):
                 "libc.dylib": "id @loader_path/libc.dylib\nneeds @loader_path/liba.1.dylib\n",
                 "libd.dylib": "id @loader_path/libd.dylib\n"})
         program.write_text("needs @rpath/missing.dylib\n")
-        with self.assertRaises(subprocess.CalledProcessError):
+        with self.assertRaises(RuntimeError):
             run(*command, env=environment)
 
 

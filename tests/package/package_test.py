@@ -15,29 +15,13 @@ import subprocess
 import sys
 import tempfile
 
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1]))
 import hardening
+from helpers import JANE, aki_of, expect, run
 
 IDS = ("mfhbkomhbodjalemnkcbfeabgimhoion", "sample@vorn-signing.example")
 LEFT_TO_THE_SYSTEM = ("ld-linux", "libc.so", "libm.so", "libdl.so", "libstdc++", "libgcc_s", "libnss", "libsmime", "libssl",
                       "libnspr", "libplc", "libplds", "libcrypto", "libsoftokn", "libfreebl", "libsqlite", "libz.so")
-
-
-def expect(condition, what, found=""):
-    print(("ok      " if condition else "FAILED  ") + what + (f": {found}" if found and not condition else ""), flush=True)
-    if not condition:
-        sys.exit(1)
-
-
-def run(*command, **options):
-    done = subprocess.run(command, capture_output=True, text=True, check=False, **options)
-    if done.returncode != 0:
-        sys.exit(f"{command}: {done.returncode}\n{done.stdout}{done.stderr}")
-    return done.stdout
-
-
-def user_of(homes):
-    return {"name": "Jane Citizen", "email": "jane@example.com", "abn": "12345678901",
-            "aki": (homes / "main.aki").read_text().strip()}
 
 
 class Host:
@@ -66,12 +50,11 @@ class Host:
 def try_host(program, home, homes, document):
     """Asks for the version and signs; returns the libraries that are loaded by then."""
     host = Host(program, home)
-    user = user_of(homes)
     version = host.ask({"type": "version"})
     expect(version["install_location"] == str(program.parent), "the host tells where it is installed", version)
     answer = host.ask({
         "type": "sign",
-        "user_details": {**user, "aki": [user["aki"]]},
+        "user_details": {**JANE, "aki": [aki_of(homes)]},
         "xml_data": [{"data": base64.b64encode(document.read_bytes()).decode()}],
     })
     expect(answer["result"] == "ok", "it signs", answer)
@@ -144,7 +127,7 @@ def try_archive(archive, folder, home, homes):
     for name in ("libxerces-c", "libxml-security-c", "libxalan-c", "liblog4cplus", "libcurl-gnutls"):
         expect(any(path.startswith(f"{moved}/lib/vorn-signing/{name}") for path in libraries), f"{name} among them", libraries)
     signed = folder / "signed.xml"
-    user = [word for name in ("name", "email", "abn", "aki") for word in (f"--{name}", user_of(homes)[name])]
+    user = [word for name, value in {**JANE, "aki": aki_of(homes)}.items() for word in (f"--{name}", value)]
     user_home = {"env": {"HOME": str(home)}}
     run(moved / "bin/vornctl", "sign", *user, "-o", signed, moved / "share/vorn-signing/agreement.xml", **user_home)
     expect("Jane Citizen" in run(moved / "bin/vornctl", "verify", signed, **user_home), "vornctl signs and verifies")

@@ -80,11 +80,19 @@ std::optional<int> MessageExchange::answer(std::string_view bytes) {
 void MessageExchange::answerCompleteMessages() {
   while (std::optional<std::string> message = frames_.next()) {
     LOG4CPLUS_DEBUG(logger, "Request message = " << *message);
-    RequestHandler handler(std::move(*message));
-    sendMessage(handler.handleRequest().json());
+    sendMessage(answerTo(std::move(*message)));
     IdleTimer::getInstance().start();
     isAnswerDue_ = true;
   }
+}
+
+std::string MessageExchange::answerTo(std::string message) {
+  RequestHandler handler(std::move(message), &parts_);
+  std::string text = handler.handleRequest().json();
+  if (const std::optional<std::size_t> limit = handler.largestAnswer()) {
+    text = parts_.fit(replaceInvalidUtf8(std::move(text)), *limit);
+  }
+  return text;
 }
 
 int MessageExchange::fail(std::uint32_t code, const char* message) {

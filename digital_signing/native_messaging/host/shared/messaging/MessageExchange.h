@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "shared/messaging/FrameAssembler.h"
+#include "shared/request/AnswerParts.h"
 
 /** Thrown by a writer whose reader has gone: nothing can be answered any more. */
 class OutputClosed : public std::exception {
@@ -46,6 +47,7 @@ class MessageExchange {
  private:
   std::optional<int> answer(std::string_view bytes);
   void answerCompleteMessages();
+  std::string answerTo(std::string message);
   int fail(std::uint32_t code, const char* message);
   int answerWithoutMemory() noexcept;
   void sendMessage(std::string text);
@@ -56,4 +58,5 @@ class MessageExchange {
   Write write_;
   bool isAnswerDue_ = false;
   FrameAssembler frames_;
+  AnswerParts parts_;
 };
