@@ -4,6 +4,7 @@
 #include <log4cplus/logger.h>
 #include <log4cplus/spi/loggingevent.h>
 
+#include <cstdlib>
 #include <xsec/enc/XSECCryptoException.hpp>
 #include <xsec/framework/XSECException.hpp>
 
@@ -103,6 +104,16 @@ TEST_F(XMLSignerTest, LogOfOneDocument) {
                                       "INFO Generating and loading signature for <CounterpartData>",
                                       "INFO Generating and loading signature for <RenderedData>",
                                       "INFO Finished signing XML", "DEBUG Signed XML = " + text}));
+}
+
+TEST_F(XMLSignerTest, CleanupStopsTheLibrariesForGood) {
+  const auto stopAndStart = [] {
+    Log log;
+    XMLSigner::getInstance().cleanup();
+    XMLSigner::getInstance().initialise(XMLSigner::RSA_SHA256);
+    std::_Exit(log.lines() == std::vector<std::string>{"DEBUG Unloading XML libraries"} ? 0 : 1);
+  };
+  EXPECT_EXIT(stopAndStart(), testing::ExitedWithCode(0), "");
 }
 
 TEST_F(XMLSignerTest, WarnsOfWhatVerifiersRefuse) {
