@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+using namespace vorn;
+
 namespace {
 
 std::string frame(const std::string& text) {

@@ -1,8 +1,10 @@
-#include "shared/messaging/IdleTimer.h"
+#include "shared/IdleTimer.h"
 
 #include <gtest/gtest.h>
 
 #include <limits>
+
+using namespace vorn;
 
 namespace {
 

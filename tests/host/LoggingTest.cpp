@@ -1,4 +1,4 @@
-#include "mac/app/Logging.h"
+#include "shared/Logging.h"
 
 #include <gtest/gtest.h>
 #include <log4cplus/logger.h>
@@ -13,6 +13,8 @@
 #include <string>
 
 #include "host/TestPlatform.h"
+
+using namespace vorn;
 
 namespace {
 
@@ -86,7 +88,7 @@ TEST_F(Logging, isVerboseForTheExactWordAlone) {
   }
 }
 
-TEST_F(Logging, startsAFileAgainThatHasOutgrownItsLimit) {
+TEST_F(Logging, startsAFileAgainThatHasOutgrownItsLimitOrIsGone) {
   struct Case {
     const char* verbose;
     std::size_t size;
@@ -102,6 +104,11 @@ TEST_F(Logging, startsAFileAgainThatHasOutgrownItsLimit) {
     EXPECT_NE(text().find("info after\n"), std::string::npos) << c.size;
     EXPECT_EQ(fs::status(file()).permissions(), fs::perms(0600));
   }
+  fs::remove(file());
+  logging::setVerbose("");
+  log("anew");
+  EXPECT_NE(text().find("info anew\n"), std::string::npos);
+  EXPECT_EQ(fs::status(file()).permissions(), fs::perms(0600));
 }
 
 TEST_F(Logging, neverWaitsForOrFailsOnWhatCannotBeWritten) {

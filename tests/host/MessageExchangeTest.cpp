@@ -13,11 +13,13 @@
 #include <vector>
 
 #include "host/TestPlatform.h"
-#include "mac/app/Logging.h"
 #include "shared/Exceptions.h"
+#include "shared/IdleTimer.h"
+#include "shared/Logging.h"
 #include "shared/Signing.h"
 #include "shared/Version.h"
-#include "shared/messaging/IdleTimer.h"
+
+using namespace vorn;
 
 namespace {
 
@@ -28,9 +30,9 @@ Failure scripted = Failure::none;
 
 }  // namespace
 
-namespace signing {
+namespace vorn::signing {
 
-void appendCertificate(const jsonxx::Object&, jsonxx::Object& response) {
+void selectCertificate(const jsonxx::Object&, jsonxx::Object& response) {
   response << "cert_serial"
            << "7";
   switch (scripted) {
@@ -47,9 +49,9 @@ void appendCertificate(const jsonxx::Object&, jsonxx::Object& response) {
   }
 }
 
-void appendSignedData(const jsonxx::Array&, SignatureAlgorithm, jsonxx::Object&) {}
+void signDocuments(const jsonxx::Array&, SignatureAlgorithm, jsonxx::Object&) {}
 
-}  // namespace signing
+}  // namespace vorn::signing
 
 namespace {
 
@@ -89,7 +91,7 @@ class MessageExchangeTest : public testing::Test {
   bool closed_ = false;
   MessageExchange exchange_{[this](std::string_view bytes) {
     if (closed_) {
-      throw OutputClosed();
+      throw OutputClosedException();
     }
     written_.append(bytes);
   }};

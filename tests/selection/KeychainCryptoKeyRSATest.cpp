@@ -12,6 +12,8 @@
 
 #include "selection/SelectionFixture.h"
 
+using namespace vorn;
+
 using namespace scripted;
 
 namespace {

@@ -7,6 +7,8 @@
 #include <algorithm>
 #include <utility>
 
+using namespace vorn;
+
 using namespace vorn::frameworks;
 
 namespace scripted {

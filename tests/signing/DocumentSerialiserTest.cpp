@@ -7,15 +7,26 @@
 #include <xercesc/util/XMLUni.hpp>
 
 #include "shared/xml/Canonicaliser.h"
+#include "shared/xml/DocumentElements.h"
+#include "shared/xml/XmlText.h"
 #include "signing/Parsed.h"
 #include "signing/RandomDocument.h"
+
+using namespace vorn;
 
 namespace {
 
 using xercesc::XMLUni;
 
 std::string written(const std::string& xml) {
-  return writeDocument(Parsed(xml).document());
+  Parsed parsed(xml);
+  auto* implementation = xercesc::DOMImplementationRegistry::getDOMImplementation(u"Core");
+  xercesc::DOMLSOutput* output = implementation->createLSOutput();
+  xercesc::MemBufFormatTarget target;
+  output->setByteStream(&target);
+  writeDocument(parsed.document(), *output);
+  output->release();
+  return {reinterpret_cast<const char*>(target.getRawBuffer()), target.getLen()};
 }
 
 std::string canonicalRoot(const std::string& xml) {
@@ -43,9 +54,25 @@ std::string writtenByLibrary(const std::string& xml) {
   return text;
 }
 
+/** The index and the walk find what the library finds. */
+void expectSameElements(const std::string& xml) {
+  Parsed parsed(xml);
+  const xercesc::DOMDocument& document = parsed.document();
+  for (const bool isForgotten : {false, true}) {
+    if (isForgotten) ElementIndex::forget(document);
+    for (const char16_t* name : {u"CounterpartData", u"RenderedData", u"a", u"none"}) {
+      const auto* elements = document.getElementsByTagName(name);
+      const NamedElements found = findElements(document, toUtf8(name));
+      EXPECT_EQ(found.count, elements->getLength()) << xml;
+      EXPECT_EQ(found.first, elements->item(0)) << xml;
+    }
+  }
+}
+
 TEST(DocumentSerialiser, RandomDocumentsReadBackAsTheyWere) {
   for (unsigned i = 0; i < 200; ++i) {
     const std::string xml = RandomDocument(i).bytes();
+    expectSameElements(xml);
     const std::string text = written(xml);
     EXPECT_EQ(canonicalRoot(text), canonicalRoot(xml)) << xml;
     EXPECT_EQ(written(text), text) << xml;

@@ -9,11 +9,13 @@
 #include <iterator>
 #include <memory>
 
-#include "mac/app/CertificateSelection.h"
 #include "shared/Base64.h"
 #include "shared/Exceptions.h"
 #include "shared/XMLSigner.h"
 #include "shared/xml/ParserErrors.h"
+#include "signing/TestIdentity.h"
+
+using namespace vorn;
 
 namespace {
 
@@ -30,16 +32,8 @@ std::string read(const std::string& path) {
 
 std::string SigningTest::folder_;
 
-std::string toBase64(const std::string& bytes) {
-  return vorn::toBase64(bytes);
-}
-
-std::string fromBase64(const std::string& text) {
-  return std::string(vorn::fromBase64(text).value().view());
-}
-
 std::string signXml(const std::string& xml) {
-  return fromBase64(XMLSigner::getInstance().sign(toBase64(xml)));
+  return std::string(fromBase64(XMLSigner::getInstance().sign(toBase64(xml))).value().view());
 }
 
 std::string refusalOf(const std::string& base64) {
@@ -60,13 +54,13 @@ void SigningTest::SetUpTestSuite() {
   const std::string command = "openssl req -x509 -newkey rsa:2048 -nodes -subj /CN=Signer -out " +
                               certificatePath + " -keyout " + keyPath + " 2>/dev/null";
   ASSERT_EQ(std::system(command.c_str()), 0);
-  auto& selection = CertificateSelection::getInstance();
-  selection.keyPem = read(keyPath);
+  TestIdentity& identity = testIdentity();
+  identity.keyPem = read(keyPath);
   // The lines between the first and the last.
   std::string lines = read(certificatePath);
   lines = lines.substr(lines.find('\n'), lines.find("\n-----END") - lines.find('\n'));
   lines.erase(std::remove(lines.begin(), lines.end(), '\n'), lines.end());
-  selection.certificateBase64 = lines;
+  identity.certificateBase64 = lines;
 }
 
 void SigningTest::TearDownTestSuite() {
@@ -74,9 +68,9 @@ void SigningTest::TearDownTestSuite() {
 }
 
 void SigningTest::SetUp() {
-  auto& selection = CertificateSelection::getInstance();
-  selection.onKeySetUp = [] {};
-  selection.onModulus = [] {};
+  TestIdentity& identity = testIdentity();
+  identity.onKeySetUp = [] {};
+  identity.onModulus = [] {};
   XMLSigner::getInstance().initialise(XMLSigner::RSA_SHA256);
 }
 

@@ -5,10 +5,6 @@
 #include <string>
 #include <vector>
 
-/** The bytes as base64, and back. */
-std::string toBase64(const std::string& bytes);
-std::string fromBase64(const std::string& text);
-
 /** Signs with XMLSigner, and shows what it throws as "code message": 103 for the parser's exceptions. */
 std::string signXml(const std::string& xml);
 std::string refusalOf(const std::string& base64);

@@ -1,8 +1,11 @@
 #include <algorithm>
 
+#include "shared/Base64.h"
 #include "shared/XMLSigner.h"
 #include "signing/RandomDocument.h"
 #include "signing/SigningFixture.h"
+
+using namespace vorn;
 
 namespace {
 

@@ -7,9 +7,12 @@
 #include <xsec/enc/XSECCryptoException.hpp>
 #include <xsec/framework/XSECException.hpp>
 
-#include "mac/app/CertificateSelection.h"
+#include "shared/Base64.h"
 #include "shared/xml/XmlText.h"
 #include "signing/SigningFixture.h"
+#include "signing/TestIdentity.h"
+
+using namespace vorn;
 
 namespace {
 
@@ -82,8 +85,7 @@ TEST_F(XMLSignerTest, LayoutOfTheSignatureForEachAlgorithm) {
              c14n + R"(</Transforms><DigestMethod Algorithm=")" + uris[i].second +
              R"("/><DigestValue>*</DigestValue></Reference></SignedInfo><SignatureValue>*</SignatureValue>)" +
              "<KeyInfo><KeyValue><RSAKeyValue><Modulus>*</Modulus><Exponent>AQAB</Exponent></RSAKeyValue>" +
-             "</KeyValue><X509Data><X509Certificate>" +
-             CertificateSelection::getInstance().certificateBase64 +
+             "</KeyValue><X509Data><X509Certificate>" + testIdentity().certificateBase64 +
              "</X509Certificate></X509Data></KeyInfo></Signature>";
     };
     EXPECT_EQ(text, "<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"no\" ?><r><CounterpartData>c" +
@@ -112,6 +114,28 @@ TEST_F(XMLSignerTest, WarnsOfWhatVerifiersRefuse) {
        "WARN <RenderedData> lies inside <CounterpartData>: its signature breaks the first one"},
       {"<r><CounterpartData><a xmlns:p='p'/></CounterpartData><RenderedData/></r>",
        "WARN The namespace name 'p' in the document of <CounterpartData> is relative: verifiers refuse it"},
+      {"<r><CounterpartData xmlns:p='urn:a&amp;b'/><RenderedData/></r>",
+       "WARN The namespace name 'urn:a&b' in the document of <CounterpartData> holds an ampersand: some "
+       "verifiers "
+       "refuse it"},
+      {"<r><CounterpartData><p:a/></CounterpartData><RenderedData/></r>",
+       "WARN The prefix 'p' in <CounterpartData> is not declared: some verifiers refuse it"},
+      {"<r><CounterpartData/><RenderedData><a q:b=''/></RenderedData></r>",
+       "WARN The prefix 'q' in <RenderedData> is not declared: some verifiers refuse it"},
+      {"<r><CounterpartData><s:Signature xmlns:s='urn:s'/></CounterpartData><RenderedData/></r>",
+       "WARN <CounterpartData> holds a signature already: the new one breaks it"},
+      {"<r xml:lang='a'><m xml:lang='b'><CounterpartData/></m><RenderedData/></r>",
+       "WARN xml:lang stands above <CounterpartData> with another xml: attribute on the way: some verifiers "
+       "refuse "
+       "it"},
+      {"<r xml:lang='a'><CounterpartData xml:id='b'/><RenderedData/></r>",
+       "WARN xml:lang stands above <CounterpartData> with another xml: attribute on the way: some verifiers "
+       "refuse "
+       "it"},
+      {"<r xml:lang='a' xmlns:p='urn:p'><m xml:lang='a'><CounterpartData><p:a p:b='' "
+       "xml:id='b'/></CounterpartData></m>"
+       "<RenderedData/></r>",
+       nullptr},
       {"<r><RenderedData><CounterpartData/></RenderedData></r>", nullptr}};
   for (const auto& [xml, expected] : cases) {
     Log log;
@@ -137,32 +161,30 @@ TEST_F(XMLSignerTest, RefusesWhatIsNotBase64) {
 }
 
 TEST_F(XMLSignerTest, FailuresOfKeyAndLibrary) {
-  auto& selection = CertificateSelection::getInstance();
+  TestIdentity& identity = testIdentity();
   const std::tuple<std::function<void()>, std::string, std::string> failures[] = {
       {[] { throw XSECException(XSECException::UnknownError, "library \xC3\xA9"); }, "XSECException",
        ". Exception message = library"},
       {[] { throw XSECCryptoException(XSECCryptoException::RSAError, "key"); }, "XSECCryptoException",
        ". Exception message = key"},
-      {[] { throw std::bad_alloc(); }, "unknown exception", ""}};
+      {[] { throw 5; }, "unknown exception", ""}};
   for (const auto& [raise, kind, detail] : failures) {
     for (const char* step : {"initialising signing certificate", "during signature loading"}) {
       SetUp();
-      (std::string(step).front() == 'i' ? selection.onKeySetUp : selection.onModulus) = raise;
+      (std::string(step).front() == 'i' ? identity.onKeySetUp : identity.onModulus) = raise;
       const std::string message = "Caught " + kind + " " + step + detail;
       Log log;
       EXPECT_EQ(refusalOf(toBase64(withParts())).substr(0, message.size() + 4), "105 " + message);
       EXPECT_EQ(log.lines().back().substr(0, message.size() + 6), "ERROR " + message);
-      EXPECT_EQ(selection.keysAlive, 0);
+      EXPECT_EQ(identity.keysAlive, 0);
     }
   }
   SetUp();
-  const std::string certificate = selection.certificateBase64;
-  selection.certificateBase64 = "AAAA";
+  const std::string certificate = identity.certificateBase64;
+  identity.certificateBase64 = "AAAA";
   EXPECT_EQ(refusalOf(toBase64(withParts())).substr(0, 60),
             "105 Caught XSECCryptoException during signature loading. Exc");
-  selection.certificateBase64 = certificate;
-  EXPECT_EQ(refusalOf(toBase64("<!DOCTYPE r [<!ENTITY e '<RenderedData/>'>]><r><CounterpartData/>&e;</r>")),
-            "105 Caught unknown exception during signature loading");
+  identity.certificateBase64 = certificate;
 }
 
 std::string repeated(const std::string& text, std::size_t count) {
@@ -235,6 +257,8 @@ TEST_F(XMLSignerTest, HostileMalformedAndInvalidDocuments) {
       {"<r><counterpartdata/><RenderedData/></r>", invalid + "Element <CounterpartData> not found"},
       {"<CounterpartData><a><CounterpartData/></a><RenderedData/></CounterpartData>",
        invalid + "Multiple <CounterpartData> elements found"},
+      {"<!DOCTYPE r [<!ENTITY e '<a><RenderedData/></a>'>]><r><CounterpartData/>&e;</r>",
+       invalid + "Element <RenderedData> comes out of an entity"},
   };
   for (const auto& [xml, expected] : cases) {
     Log log;
@@ -243,7 +267,7 @@ TEST_F(XMLSignerTest, HostileMalformedAndInvalidDocuments) {
     const bool isInvalid = outcome.rfind(invalid, 0) == 0;
     EXPECT_TRUE(!isInvalid || log.lines().back() == "ERROR " + outcome.substr(4)) << outcome;
   }
-  EXPECT_EQ(CertificateSelection::getInstance().keysAlive, 0);
+  EXPECT_EQ(testIdentity().keysAlive, 0);
   EXPECT_EQ(refusalOf(toBase64(withParts())), "signed");
 }
 

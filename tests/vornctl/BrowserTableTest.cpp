@@ -7,7 +7,7 @@
 #include "e2e/Home.h"
 #include "vornctl/ExtensionIds.h"
 
-namespace vornctl {
+namespace vorn::vornctl {
 namespace {
 
 /** One line for every folder: system, scope, browser, path. */
@@ -87,4 +87,4 @@ TEST(ExtensionIds, AreToldApartOrRefusedWithTheReason) {
 }
 
 }  // namespace
-}  // namespace vornctl
+}  // namespace vorn::vornctl

@@ -9,7 +9,7 @@
 #include "e2e/Messages.h"
 #include "vornctl/Program.h"
 
-namespace vornctl {
+namespace vorn::vornctl {
 namespace {
 
 namespace fs = std::filesystem;
@@ -239,4 +239,4 @@ TEST(CommandLine, ManualAndCompletionNameEveryOption) {
 }
 
 }  // namespace
-}  // namespace vornctl
+}  // namespace vorn::vornctl

@@ -4,7 +4,7 @@
 
 #include "vornctl/Program.h"
 
-namespace vornctl {
+namespace vorn::vornctl {
 namespace {
 
 namespace fs = std::filesystem;
@@ -144,4 +144,4 @@ TEST(DoctorHome, LockedStoreMissingModuleAndSandboxesAreTold) {
 }
 
 }  // namespace
-}  // namespace vornctl
+}  // namespace vorn::vornctl

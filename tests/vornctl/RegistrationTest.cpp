@@ -7,7 +7,7 @@
 #include "e2e/Home.h"
 #include "vornctl/HostManifest.h"
 
-namespace vornctl {
+namespace vorn::vornctl {
 namespace {
 
 namespace fs = std::filesystem;
@@ -140,4 +140,4 @@ TEST_F(Registration, BraveOnMacOSReadsTheFolderOfChrome) {
 }
 
 }  // namespace
-}  // namespace vornctl
+}  // namespace vorn::vornctl

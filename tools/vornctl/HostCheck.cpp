@@ -1,13 +1,13 @@
 #include "vornctl/HostCheck.h"
 
+#include "shared/Exceptions.h"
 #include "shared/Version.h"
 #include "vornctl/HostProcess.h"
 
-namespace vornctl {
+namespace vorn::vornctl {
 namespace {
 
 constexpr std::chrono::seconds kPatience{10};
-constexpr int kNotFound = 102;
 
 std::string textOf(const jsonxx::Object& answer, const char* member) {
   return answer.has<jsonxx::String>(member) ? answer.get<jsonxx::String>(member) : "";
@@ -46,8 +46,8 @@ std::vector<Finding> checkHost(const HostStart& start) {
                           {host}});
     }
     const jsonxx::Object search = process.ask(requestForNobody(), kPatience);
-    const bool searched =
-        search.has<jsonxx::Number>("error_code") && search.get<jsonxx::Number>("error_code") == kNotFound;
+    const bool searched = search.has<jsonxx::Number>("error_code") &&
+                          search.get<jsonxx::Number>("error_code") == CertificateNotFoundException::kCode;
     if (!searched) {
       findings.push_back(
           problem("the host cannot search for certificates: " + textOf(search, "error_message"),
@@ -59,4 +59,4 @@ std::vector<Finding> checkHost(const HostStart& start) {
   return findings;
 }
 
-}  // namespace vornctl
+}  // namespace vorn::vornctl

@@ -6,7 +6,7 @@
 
 #include "vornctl/Doctor.h"
 
-namespace vornctl {
+namespace vorn::vornctl {
 
 /** How a browser would start a host. */
 struct HostStart {
@@ -17,4 +17,4 @@ struct HostStart {
 /** Starts the host, asks for its version, and has it open its signing module. */
 std::vector<Finding> checkHost(const HostStart& start);
 
-}  // namespace vornctl
+}  // namespace vorn::vornctl

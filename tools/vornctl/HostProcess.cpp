@@ -21,7 +21,7 @@
 
 extern char** environ;
 
-namespace vornctl {
+namespace vorn::vornctl {
 namespace {
 
 using Clock = std::chrono::steady_clock;
@@ -190,4 +190,4 @@ std::string HostProcess::errorOutput() const {
   return printable(text);
 }
 
-}  // namespace vornctl
+}  // namespace vorn::vornctl

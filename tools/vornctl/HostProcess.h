@@ -11,7 +11,7 @@
 
 #include "shared/json/jsonxx.h"
 
-namespace vornctl {
+namespace vorn::vornctl {
 
 /** The host did not start, did not answer, or answered what is no answer. The message is for people. */
 class HostError : public std::runtime_error {
@@ -50,4 +50,4 @@ class HostProcess {
   int status_ = 0;
 };
 
-}  // namespace vornctl
+}  // namespace vorn::vornctl

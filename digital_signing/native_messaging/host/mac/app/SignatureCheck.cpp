@@ -8,6 +8,9 @@
 
 #include <memory>
 
+#include "shared/SignatureAlgorithm.h"
+
+namespace vorn {
 namespace {
 
 template <auto release>
@@ -25,12 +28,11 @@ using Key = std::unique_ptr<EVP_PKEY, Release<&EVP_PKEY_free>>;
 
 const EVP_MD* digestAlgorithm(XSECCryptoHash::HashType hashType) {
   switch (hashType) {
-    case XSECCryptoHash::HASH_SHA1:
-      return EVP_sha1();
-    case XSECCryptoHash::HASH_SHA256:
-      return EVP_sha256();
-    case XSECCryptoHash::HASH_SHA512:
-      return EVP_sha512();
+#define VORN_ROW(name, method, digest, hash, family, bits, evp) \
+  case XSECCryptoHash::hash:                                    \
+    return evp();
+    VORN_SIGNATURE_ALGORITHMS(VORN_ROW)
+#undef VORN_ROW
     default:
       return nullptr;
   }
@@ -79,3 +81,5 @@ bool isSignatureOf(std::span<const std::uint8_t> digest, XSECCryptoHash::HashTyp
   if (!valid) ERR_clear_error();
   return valid;
 }
+
+}  // namespace vorn
