@@ -41,11 +41,11 @@ std::string describe(CFTypeRef object) {
   }
   switch (CFGetTypeID(object)) {
     case kTypeString:
-      return utf8Of(static_cast<CFStringRef>(object));
+      return std::string(utf8Of(object));
     case kTypeData:
       return std::string("<").append(bytesText(object)).append(">");
     case kTypeBoolean:
-      return CFBooleanGetValue(static_cast<CFBooleanRef>(object)) ? "true" : "false";
+      return object == kCFBooleanTrue ? "true" : "false";
     default: {
       long value = 0;
       return CFNumberGetValue(static_cast<CFNumberRef>(object), kCFNumberLongType, &value)
@@ -61,9 +61,7 @@ bool play(const std::string& step, const std::string& record, CFErrorRef& error)
   error = nullptr;
   for (const auto& [failing, code] : script().errors) {
     if (failing == record || failing == step) {
-      const auto info =
-          makeDictionaryOf(Entry(kCFErrorLocalizedDescriptionKey, makeString(script().errorText)));
-      error = CFErrorCreate(nullptr, kCFErrorDomainOSStatus, code, asRef<CFDictionaryRef>(info.get()));
+      error = handOver<CFErrorRef>(Owned<Error>(new Error(code, script().errorText)));
     }
   }
   return std::find(script().empty.begin(), script().empty.end(), step) == script().empty.end();
@@ -100,9 +98,9 @@ Value list(const std::vector<Value>& elements) {
 Value property(const Value& type, const Value& label, const Value& value) {
   return [=] {
     std::vector<Entry> entries;
-    if (type) entries.emplace_back(kSecPropertyKeyType, type());
-    if (label) entries.emplace_back(kSecPropertyKeyLabel, label());
-    if (value) entries.emplace_back(kSecPropertyKeyValue, value());
+    if (type) entries.push_back({retained(kSecPropertyKeyType), type()});
+    if (label) entries.push_back({retained(kSecPropertyKeyLabel), label()});
+    if (value) entries.push_back({retained(kSecPropertyKeyValue), value()});
     return Owned<>(makeDictionary(std::move(entries)));
   };
 }
@@ -176,11 +174,11 @@ CFDictionaryRef SecCertificateCopyValues(SecCertificateRef certificate, CFArrayR
   script().requestedValues.clear();
   for (CFIndex i = 0; i < CFArrayGetCount(keys); ++i) {
     const auto key = static_cast<CFStringRef>(CFArrayGetValueAtIndex(keys, i));
-    const std::string oid = utf8Of(key);
+    const std::string oid(utf8Of(key));
     script().requestedValues.push_back(oid);
     const auto found = identity.values.find(oid);
     if (found != identity.values.end() && found->second) {
-      entries.emplace_back(key, found->second());
+      entries.push_back({retained(key), found->second()});
     }
   }
   return identity.hasValues ? handOver<CFDictionaryRef>(makeDictionary(std::move(entries))) : nullptr;
@@ -228,7 +226,7 @@ SecTransformRef SecSignTransformCreate(SecKeyRef key, CFErrorRef* error) {
 Boolean SecTransformSetAttribute(SecTransformRef transform, CFStringRef key, CFTypeRef value,
                                  CFErrorRef* error) {
   auto* object = objectCast<Transform>(transform);
-  const std::string step = object->kind + " " + utf8Of(key);
+  const std::string step = object->kind + " " + std::string(utf8Of(key));
   if (CFEqual(key, kSecTransformInputAttributeName)) {
     object->input = bytesText(value);
   }

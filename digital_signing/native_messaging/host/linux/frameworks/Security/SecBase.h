@@ -23,7 +23,5 @@ enum {
   errSecInteractionNotAllowed = -25308,
   errSecInternal = -26276,
   errSecInternalError = -67671,
-  errSecInvalidCertificateRef = -67690,
-  errSecInvalidCertificateGroup = -67691,
 };
 }
