@@ -2,8 +2,11 @@
 #include <Security/SecEncryptTransform.h>
 #include <Security/SecSignVerifyTransform.h>
 #include <Security/Security.h>
+#include <fcntl.h>
+#include <sys/prctl.h>
 
 #include <algorithm>
+#include <csignal>
 #include <filesystem>
 
 #include "linux/frameworks/Security/KeyStoreReport.h"
@@ -220,12 +223,92 @@ TEST(KeyStore, DatabaseInTheDataFolder) {
   });
 }
 
-TEST(KeyStore, UnreadableDatabaseIsNotTakenForAnEmptyOne) {
-  const fs::path home = testing::TempDir() + "damaged" + std::to_string(getpid());
-  fs::create_directories(home / ".pki/nssdb");
-  std::ofstream(home / ".pki/nssdb/cert9.db") << "no database";
-  inHome(home, [] { search("Jane Citizen", errSecNotAvailable); });
-  fs::remove_all(home);
+std::string reasonOf(OSStatus status) {
+  const auto reason = CFRef<CFStringRef>::adopt(SecCopyErrorMessageString(status, nullptr));
+  return std::string(utf8Of(reason.get()));
+}
+
+/** A home folder of its own, with a copy of the database of "plain". */
+class Copy {
+ public:
+  Copy() {
+    fs::create_directories(home_);
+    fs::copy(homeFolder("plain"), home_, fs::copy_options::recursive);
+    for (const auto& file : fs::directory_iterator(database())) {
+      fs::permissions(file, fs::perms::others_read, fs::perm_options::add);
+    }
+  }
+  ~Copy() { fs::remove_all(home_); }
+  fs::path database() const { return home_ / ".pki" / "nssdb"; }
+  const fs::path& home() const { return home_; }
+
+ private:
+  fs::path home_ = testing::TempDir() + "copy" + std::to_string(getpid());
+};
+
+TEST(KeyStore, DatabaseThatCannotBeReadIsNotTakenForAnEmptyOne) {
+  const struct {
+    void (*damage)(const fs::path& database);
+    const char* reason;
+  } rows[] = {
+      {[](const fs::path& database) { std::ofstream(database / "cert9.db") << "no database"; },
+       "nssdb cannot be opened (SEC_ERROR_"},
+      {[](const fs::path& database) { fs::permissions(database / "cert9.db", fs::perms::owner_write); },
+       "cert9.db: Permission denied cannot be opened (SEC_ERROR_"},
+      {[](const fs::path& database) { fs::permissions(database, fs::perms::owner_write); },
+       "cert9.db: Permission denied cannot be opened (SEC_ERROR_"},
+  };
+  for (const auto& row : rows) {
+    const Copy copy;
+    row.damage(copy.database());
+    inHome(copy.home(), [&] {
+      constexpr uid_t kNobody = 65534;
+      const bool isRoot = geteuid() == 0;  // who may read everything
+      ASSERT_TRUE(!isRoot || seteuid(kNobody) == 0);
+      search("Jane Citizen", errSecNotAvailable);
+      EXPECT_NE(reasonOf(errSecNotAvailable).find(row.reason), std::string::npos)
+          << reasonOf(errSecNotAvailable);
+      EXPECT_EQ(reasonOf(errSecItemNotFound), "");
+      ASSERT_TRUE(!isRoot || seteuid(0) == 0);
+      prctl(PR_SET_DUMPABLE, 1);  // for the leak checker
+    });
+    fs::permissions(copy.database(), fs::perms::owner_all);
+  }
+}
+
+/** Another process that holds the file as SQLite's writers do. */
+pid_t holdFile(const fs::path& file) {
+  int ready[2];
+  EXPECT_EQ(pipe(ready), 0);
+  const pid_t holder = fork();
+  if (holder == 0) {
+    struct flock lock {};
+    lock.l_type = F_WRLCK;
+    lock.l_start = 0x40000002;
+    lock.l_len = 510;
+    _exit(fcntl(open(file.c_str(), O_RDWR), F_SETLK, &lock) == 0 && write(ready[1], "", 1) == 1 ? pause()
+                                                                                                : 1);
+  }
+  close(ready[1]);
+  char byte = 1;
+  EXPECT_EQ(read(ready[0], &byte, 1), 1);
+  close(ready[0]);
+  return holder;
+}
+
+TEST(KeyStore, EitherFileThatIsHeldStopsTheSearch) {
+  const Copy copy;
+  inHome(copy.home(), [&] {
+    search("Jane Citizen");
+    for (const char* name : {"cert9.db", "key4.db"}) {
+      const pid_t holder = holdFile(copy.database() / name);
+      search("Jane Citizen", errSecNotAvailable);
+      EXPECT_EQ(reasonOf(errSecNotAvailable), "Another process holds the key database for itself");
+      kill(holder, SIGKILL);
+      waitpid(holder, nullptr, 0);
+    }
+    search("Jane Citizen");
+  });
 }
 
 /** Names, sizes, times and contents of the files. */

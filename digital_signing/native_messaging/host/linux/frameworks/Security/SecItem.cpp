@@ -1,7 +1,6 @@
 #include "Security/SecItem.h"
 
 #include "linux/frameworks/Security/KeyStore.h"
-#include "linux/frameworks/Security/KeyStoreLock.h"
 #include "linux/frameworks/Security/SecObjects.h"
 
 namespace vorn::frameworks {
@@ -79,9 +78,6 @@ OSStatus copyMatching(CFDictionaryRef dictionary, CFTypeRef* result) {
   }
   if (const OSStatus status = openKeyStore(); status != errSecSuccess) {
     return status;
-  }
-  if (!waitForKeyStore()) {
-    return errSecNotAvailable;
   }
   std::vector<Owned<>> identities = findIdentities(*query);
   if (identities.empty()) {

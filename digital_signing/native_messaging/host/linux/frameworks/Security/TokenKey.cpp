@@ -33,6 +33,7 @@ TokenKey::TokenKey(Slot slot, PrivateKeyHandle key)
   } else if (isRsa_) {
     modulusLength_ = static_cast<std::size_t>(std::max(PK11_SignatureLen(key_.get()), 0));
   }
+  cacheFlags();
 }
 
 /** Whether the private key signs cannot be seen from here: a public key that verifies has to do. */
@@ -69,12 +70,20 @@ bool TokenKey::belongsTo(const TokenCertificate& certificate, der::Bytes publicK
   return !id_.empty() && slot_.get() == certificate.slot && id_ == certificate.id;
 }
 
+/** NSS asks the token for them at each signature otherwise. */
+void TokenKey::cacheFlags() const {
+  if (key_ != nullptr) {
+    SECKEY_CacheStaticFlags(key_.get());
+  }
+}
+
 /** Null with NSS's error set. No password function is registered, so that the authentication fails and never
  * asks. */
 SECKEYPrivateKey* TokenKey::resolve() const {
   if (key_ == nullptr && PK11_Authenticate(slot_.get(), PR_TRUE, nullptr) == SECSuccess) {
     SECItem id = itemOf(id_);
     key_.reset(PK11_FindKeyByKeyID(slot_.get(), &id, nullptr));
+    cacheFlags();
   }
   return key_.get();
 }

@@ -45,6 +45,7 @@ class TokenKey {
 
  private:
   void describe(const SECKEYPublicKey& publicHalf);
+  void cacheFlags() const;
   SECKEYPrivateKey* resolve() const;
 
   Slot slot_;
