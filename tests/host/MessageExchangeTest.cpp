@@ -5,18 +5,16 @@
 
 #include <cstring>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "Bytes.h"
 #include "host/TestPlatform.h"
 #include "mac/app/Logging.h"
 #include "shared/Exceptions.h"
 #include "shared/Signing.h"
-#include "shared/messaging/IdleTimer.h"
 
 namespace {
 
@@ -52,12 +50,7 @@ void appendSignedData(const jsonxx::Array&, SignatureAlgorithm, jsonxx::Object&)
 
 namespace {
 
-std::string frame(const std::string& text) {
-  const auto length = static_cast<std::uint32_t>(text.size());
-  std::string bytes(sizeof length, '\0');
-  std::memcpy(bytes.data(), &length, sizeof length);
-  return bytes + text;
-}
+using tests::frame;
 
 class MessageExchangeTest : public testing::Test {
  protected:
@@ -79,9 +72,9 @@ class MessageExchangeTest : public testing::Test {
     return texts;
   }
 
-  static std::string errorText(int code, const std::string& message, const std::string& before = "") {
-    return "{\n" + before + "\t\"error_code\": " + std::to_string(code) + ",\n\t\"error_message\": \"" +
-           message + "\",\n\t\"result\": \"error\" \n} \n";
+  static std::string errorText(int code, const std::string& message) {
+    return "{\n\t\"error_code\": " + std::to_string(code) + ",\n\t\"error_message\": \"" + message +
+           "\",\n\t\"result\": \"error\" \n} \n";
   }
 
   std::string written_;
@@ -93,21 +86,6 @@ class MessageExchangeTest : public testing::Test {
     written_.append(bytes);
   }};
 };
-
-const char* const kVersionText =
-    "\t\"build\": \"102\",\n\t\"install_location\": \"\\/opt\\/vorn\",\n\t\"major\": \"1\",\n\t\"minor\": "
-    "\"0\",\n"
-    "\t\"os\": \"Mac OS X version 12.7.6\",\n";
-
-TEST_F(MessageExchangeTest, answersEachRequestOfADeliveryInOrder) {
-  EXPECT_EQ(deliver(frame("{\"type\":\"VeRsIoN\"}") + frame("{type") + frame("{\"type\":\"version\"}")), 1);
-  const auto texts = answers();
-  ASSERT_EQ(texts.size(), 2U) << "nothing is answered after the request that ends the process";
-  EXPECT_TRUE(texts[0].starts_with(std::string("{\n") + kVersionText)) << texts[0];
-  EXPECT_TRUE(texts[0].ends_with(
-      "\t\"release\": \"12\",\n\t\"result\": \"ok\",\n\t\"version\": \"1.0.12.102\" \n} \n"));
-  EXPECT_EQ(texts[1], errorText(101, "Failed to parse request message"));
-}
 
 TEST_F(MessageExchangeTest, tellsFailuresOfTheHostFromThoseThatEndIt) {
   const std::string request =
@@ -131,20 +109,6 @@ TEST_F(MessageExchangeTest, tellsFailuresOfTheHostFromThoseThatEndIt) {
     EXPECT_EQ(deliver(request), 1);
     EXPECT_EQ(answers(), std::vector<std::string>{answer});
   }
-}
-
-TEST_F(MessageExchangeTest, startsTheIdleTimerAfterAnAnswerAlone) {
-  IdleTimer& timer = IdleTimer::getInstance();
-  const auto expired = [&timer] { return timer.hasExpired(IdleTimer::Clock::now() + std::chrono::hours(1)); };
-  timer.stop();
-  const std::string bytes = frame("{\"type\":\"version\",\"idle_timeout\":\"5000000000\"}");
-  EXPECT_EQ(deliver(bytes.substr(0, 9)), std::nullopt);
-  EXPECT_FALSE(expired());
-  EXPECT_EQ(deliver(bytes.substr(9)), std::nullopt);
-  EXPECT_TRUE(expired()) << "a time-out that is no number is no time-out";
-  deliver(frame("{\"type\":\"version\",\"idle_timeout\":5000000000}"));
-  EXPECT_FALSE(expired());
-  timer.setTimeout(120000);
 }
 
 TEST_F(MessageExchangeTest, keepsTheFrameWellFormedAndEndsQuietlyWhenTheReaderHasGone) {
@@ -172,9 +136,8 @@ TEST_F(MessageExchangeTest, warnsOfAnAnswerThatBrowsersDrop) {
     return answers().at(0).size();
   };
   const auto warned = [&file] {
-    std::ifstream log(file);
-    const std::string text{std::istreambuf_iterator<char>(log), {}};
-    return text.find("WARN  VORNSigning - Response message is larger than browsers accept (1048576 bytes)") !=
+    return tests::readFile(file).find(
+               "WARN  VORNSigning - Response message is larger than browsers accept (1048576 bytes)") !=
            std::string::npos;
   };
   constexpr std::size_t kLimit = 1048576;

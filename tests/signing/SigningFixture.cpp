@@ -5,47 +5,14 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <memory>
 
 #include "mac/app/CertificateSelection.h"
-#include "shared/Base64.h"
 #include "shared/Exceptions.h"
 #include "shared/XMLSigner.h"
 #include "shared/xml/ParserErrors.h"
 
-namespace {
-
-void write(const std::string& path, const std::string& bytes) {
-  std::ofstream(path, std::ios::binary) << bytes;
-}
-
-std::string read(const std::string& path) {
-  std::ifstream file(path);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
-
-}  // namespace
-
 std::string SigningTest::folder_;
-
-std::string toBase64(const std::string& bytes) {
-  char* text = nullptr;
-  encodeBase64(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size(), &text);
-  std::string result(text);
-  std::free(text);
-  return result;
-}
-
-std::string fromBase64(const std::string& text) {
-  unsigned char* data = nullptr;
-  long length = 0;
-  decodeBase64(text.c_str(), &data, &length);
-  std::string result(reinterpret_cast<const char*>(data), static_cast<std::size_t>(length));
-  std::free(data);
-  return result;
-}
 
 std::string signXml(const std::string& xml) {
   return fromBase64(XMLSigner::getInstance().sign(toBase64(xml)));
@@ -70,9 +37,9 @@ void SigningTest::SetUpTestSuite() {
                               certificatePath + " -keyout " + keyPath + " 2>/dev/null";
   ASSERT_EQ(std::system(command.c_str()), 0);
   auto& selection = CertificateSelection::getInstance();
-  selection.keyPem = read(keyPath);
+  selection.keyPem = tests::readFile(keyPath);
   // The lines between the first and the last.
-  std::string lines = read(certificatePath);
+  std::string lines = tests::readFile(certificatePath);
   lines = lines.substr(lines.find('\n'), lines.find("\n-----END") - lines.find('\n'));
   lines.erase(std::remove(lines.begin(), lines.end(), '\n'), lines.end());
   selection.certificateBase64 = lines;
@@ -98,7 +65,7 @@ std::vector<bool> SigningTest::verify(const std::vector<std::string>& documents,
                           "/*[local-name()='Signature'][last()]\"";
     for (std::size_t i = verdicts.size(); i < documents.size(); ++i) {
       const std::string path = folder_ + "/" + std::to_string(i) + ".xml";
-      write(path, documents[i]);
+      tests::writeFile(path, documents[i]);
       command += " " + path;
     }
     const std::unique_ptr<FILE, int (*)(FILE*)> output(popen((command + " 2>&1").c_str(), "r"), pclose);
