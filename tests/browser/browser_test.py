@@ -12,6 +12,7 @@ import importlib
 import json
 import os
 import pathlib
+import re
 import shutil
 import signal
 import sys
@@ -25,6 +26,7 @@ SKIPPED = 77
 ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
 EXTENSION = ROOT / "examples" / "extension"
 AGREEMENT = ROOT / "examples" / "agreement.xml"
+VERSION = re.search(r"^project\(.* VERSION ([\d.]+)", (ROOT / "CMakeLists.txt").read_text(), re.M)[1]
 LARGEST_ANSWER = 1048576
 
 
@@ -95,7 +97,7 @@ def check(browser, home, homes, install):
 
     install()
     page.click("retry")
-    until(lambda: page.text("version") == "1.0.12.102", "the version")
+    until(lambda: page.text("version") == VERSION, "the version")
     expect(page.text("problem-title") == "", "shows the version once the host is registered")
 
     page.fill(**JANE, aki=aki_of(homes).upper())

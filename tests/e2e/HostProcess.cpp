@@ -38,6 +38,12 @@ vornctl::Pipe makeTerminal() {
 
 vornctl::ChildStart startOf(const Home& home, const HostOptions& options, int errors) {
   vornctl::ChildStart start{.program = hostProgram(), .arguments = options.arguments, .farewell = {}};
+  if (options.addressSpaceKiB != 0) {
+    const std::string limit = std::to_string(options.addressSpaceKiB);
+    start.program = "/bin/sh";
+    start.arguments = {"-c", R"(ulimit -v "$0" && exec "$@")", limit, hostProgram()};
+    start.arguments.insert(start.arguments.end(), options.arguments.begin(), options.arguments.end());
+  }
   start.environment = options.environment;
   start.environment->push_back("HOME=" + options.homeFolder.value_or(home.path().string()));
   start.environment->push_back(std::string("PATH=") + getenv("PATH"));
@@ -122,8 +128,7 @@ std::string HostProcess::readSome(std::size_t count) {
 
 std::string HostProcess::readToEnd() {
   std::string bytes;
-  while (readBytes(bytes, 1, Clock::now() + kPatience)) {
-  }
+  readBytes(bytes, std::string::npos, Clock::now() + kPatience);
   return bytes;
 }
 

@@ -158,6 +158,8 @@ TEST(SignAndVerify, WhatWasAlteredIsNamed) {
       {replaced(xml, "//CounterpartData", "//RenderedData"), "covers something else"},
       {replaced(xml, "URI=\"\"", "URI=\"#x\""), "another form"},
       {replaced(xml, "<RenderedData>", "<CounterpartData/><RenderedData>"), "several such elements"},
+      {replaced(xml, "<KeyInfo>", "<KeyInfo><RetrievalMethod URI=\"file:///dev/zero\"/>"),
+       "refers to something outside"},
       {original, "not signed"},
   };
   for (const auto& row : rows) {

@@ -3,31 +3,26 @@
 #include <log4cplus/logger.h>
 #include <log4cplus/loggingmacros.h>
 
-#include <algorithm>
 #include <utility>
 
 #include "mac/app/Logging.h"
 #include "shared/Exceptions.h"
 #include "shared/Signing.h"
-#include "shared/json/Utf8.h"
 #include "shared/messaging/IdleTimer.h"
 #include "shared/request/ErrorResponse.h"
 #include "shared/request/RequestValidation.h"
 #include "shared/request/VersionResponse.h"
+#include "shared/text/LetterCase.h"
+#include "shared/text/Utf8.h"
 
 namespace {
 
 const log4cplus::Logger logger = log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("RequestHandler"));
 
-std::string lowerCase(std::string text) {
-  std::transform(text.begin(), text.end(), text.begin(),
-                 [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
-  return text;
-}
-
 }  // namespace
 
-RequestHandler::RequestHandler(std::string message) : message_(std::move(message)) {}
+RequestHandler::RequestHandler(std::string message, AnswerParts* parts)
+    : message_(std::move(message)), parts_(parts) {}
 
 jsonxx::Object RequestHandler::handleRequest() {
   try {
@@ -48,7 +43,7 @@ jsonxx::Object RequestHandler::handleRequest() {
 }
 
 void RequestHandler::parse() {
-  if (!isValidUtf8(message_) || !request_.parse(message_)) {
+  if (!vorn::isValidUtf8(message_) || !request_.parse(message_)) {
     throw InvalidArgumentException("Failed to parse request message");
   }
   if (!request_.has<jsonxx::String>("type")) {
@@ -65,11 +60,18 @@ void RequestHandler::applySettings() {
     LOG4CPLUS_INFO(logger, "Setting idle timeout = " << timeout);
     IdleTimer::getInstance().setTimeout(timeout);
   }
+  largestAnswer_ = requestedLargestAnswer(request_);
 }
 
 void RequestHandler::dispatch() {
-  const std::string type = lowerCase(request_.get<jsonxx::String>("type"));
+  const std::string type = vorn::asciiLowerCase(request_.get<jsonxx::String>("type"));
   LOG4CPLUS_INFO(logger, "Request type = " << type);
+  if (type == "part") {
+    return handlePartRequest();
+  }
+  if (parts_ != nullptr) {
+    parts_->drop();
+  }
   if (type == "version") {
     handleVersionRequest();
   } else if (type == "sign") {
@@ -77,6 +79,14 @@ void RequestHandler::dispatch() {
   } else {
     throw InvalidArgumentException("Unknown request type");
   }
+}
+
+void RequestHandler::handlePartRequest() {
+  if (!request_.has<jsonxx::Number>("part")) {
+    throw InvalidArgumentException("Part is missing from the request message");
+  }
+  const AnswerParts none;
+  (parts_ != nullptr ? *parts_ : none).appendPart(request_.get<jsonxx::Number>("part"), response_);
 }
 
 void RequestHandler::handleVersionRequest() {
