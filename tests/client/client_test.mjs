@@ -46,7 +46,7 @@ test("signs documents of every size and form, and says which one is broken", asy
   const host = connect({ runtime });
   const progress = [];
   const documents = [
-    agreement("text"),
+    `<?xml version="1.0" encoding="ISO-8859-1"?>${agreement("text")}`,
     new TextEncoder().encode(agreement("bytes")),
     new TextEncoder().encode(agreement("buffer")).buffer,
     { data: agreement("x".repeat(600000)), name: "large" },
@@ -65,6 +65,7 @@ test("signs documents of every size and form, and says which one is broken", asy
     assert.equal(result.document, documents[index]);
     if (!result.signed) continue;
     assertVerifies(result.signed);
+    assert.ok(Buffer.from(result.signed).includes("<RenderedData>é<"));
     assert.equal(result.certificate.serial, "1920354224474384430");
   }
   assert.deepEqual(progress.map(({ done }) => done), documents.map((_, index) => index + 1));
