@@ -69,7 +69,7 @@ class Browser:
         _, _, error, result = self._receive()
         if error:
             raise RuntimeError(f"{command}: {error['message']}")
-        return result.get("value") if isinstance(result, dict) else result
+        return result["value"] if isinstance(result, dict) and "value" in result else result
 
     def open(self, page):
         self.send("WebDriver:Navigate", url=f"moz-extension://{PAGE_HOST}/{page}")
