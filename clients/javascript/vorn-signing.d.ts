@@ -69,7 +69,7 @@ export interface Progress<D extends Document = Document> {
 export interface SignOptions<D extends Document = Document> {
   algorithm?: "RSA_SHA1" | "RSA_SHA256" | "RSA_SHA512";
   onProgress?: (progress: Progress<D>) => void;
-  /** Ends the host's process when aborted; `sign` rejects with "cancelled". */
+  /** When aborted, the host's process ends if it is at work, and `sign` rejects with "cancelled". */
   signal?: AbortSignal;
 }
 

@@ -23,7 +23,7 @@
       return;
     }
     const documents = data.documents.map(({ name, xml }) => ({ name, xml }));
-    pending = { id: data.id, request: crypto.randomUUID?.() ?? String(Math.random()), documents };
+    pending = { id: data.id, request: String(crypto.getRandomValues(new Uint32Array(4))), documents };
     pending.timer = setTimeout(() => answer({ error: "declined" }), PATIENCE);
     const opened = await api.runtime.sendMessage({ type: "open-request", request: pending.request }).catch(() => false);
     if (!opened && pending) answer({ error: "not-allowed" });
@@ -31,9 +31,10 @@
 
   // The extension's window is there and asks for the documents. It connects no further than to us: we connect to it, so that
   // the browser tells it who we are.
-  api.runtime.onMessage.addListener((message) => {
+  api.runtime.onMessage.addListener((message, sender, respond) => {
     if (message?.type !== "request-window" || message.request !== pending?.request) return;
     clearTimeout(pending.timer);
+    respond(true);
     const port = api.runtime.connect({ name: pending.request });
     port.postMessage({ documents: pending.documents });
     port.onMessage.addListener((content) => pending && answer(content));

@@ -1,6 +1,6 @@
 // The list of documents: what each one says, how it fares, and its download.
 
-import { review } from "./review.js";
+import { review, visible } from "./review.js";
 
 const FIRST_LOOK = 20000;  // characters of a part that are shown until somebody asks for more
 
@@ -68,13 +68,13 @@ export class Items {
 class Row {
   #file;
   #outcome = make("span", { className: "outcome" });
-  #download = make("span");
+  #download = make("span", { className: "download" });
   #trouble = make("p", { className: "trouble", hidden: true });
   #contents = make("div", { className: "contents" });
 
   constructor(file) {
     this.#file = file;
-    const name = make("span", { className: "name", textContent: file.name });
+    const name = make("span", { className: "name", textContent: visible(file.name) });
     const size = make("span", { className: "size", textContent: `${file.size.toLocaleString()} bytes` });
     this.element = make("li", {}, make("div", { className: "row" }, name, size, this.#outcome, this.#download),
       this.#trouble, this.#contents);
@@ -101,7 +101,7 @@ class Row {
     try {
       const { parts, remarks } = await review(this.#file);
       const details = make("details", { open: isOpen },
-        make("summary", { textContent: `What is signed in ${this.#file.name}` }), ...parts.map(partOf));
+        make("summary", { textContent: `What is signed in ${visible(this.#file.name)}` }), ...parts.map(partOf));
       this.#contents.replaceChildren(...remarks.map((remark) => make("p", { className: "remark", textContent: remark })), details);
       return true;
     } catch (error) {

@@ -21,11 +21,17 @@ let stop = null;  // ends what is under way
 let request = null;  // of a web page
 let isFinished = false;  // with that
 let files = [];
+let canSign = true;
 
 function showRunning(running) {
   const state = byId("state");
   state.dataset.state = running ? "running" : "waiting";
   state.textContent = running ? "Running" : "Starts when needed";
+}
+
+function lock(isLocked) {
+  byId("fields").disabled = isLocked;
+  byId("sign").disabled = isLocked || !canSign;
 }
 
 const say = (text) => byId("progress").textContent = text;
@@ -74,7 +80,7 @@ async function busyWhile(action) {
   person.remember();
   stop = new AbortController();
   form.setAttribute("aria-busy", "true");
-  byId("fields").disabled = true;
+  lock(true);
   byId("stop").hidden = false;
   byId("stop").focus();
   try {
@@ -85,7 +91,7 @@ async function busyWhile(action) {
     if (!isFinished) showProblem(error);
   } finally {
     form.removeAttribute("aria-busy");
-    byId("fields").disabled = isFinished;
+    lock(isFinished);
     byId("stop").hidden = true;
     byId("bar").hidden = true;
   }
@@ -159,7 +165,7 @@ async function showRequest() {
   form.elements.documents.required = false;
   for (const id of ["choice", "intro"]) byId(id).hidden = true;
   for (const id of ["request", "decline"]) byId(id).hidden = false;
-  byId("fields").disabled = true;
+  lock(true);
   try {
     request = await pageRequest();
   } catch (error) {
@@ -170,8 +176,8 @@ async function showRequest() {
   for (const place of document.querySelectorAll(".origin")) place.textContent = request.origin;
   byId("request-title").focus();
   // Nobody signs for a page what cannot be shown.
-  byId("sign").disabled = !(await showFiles(request.files));
-  byId("fields").disabled = isFinished;
+  canSign = await showFiles(request.files);
+  lock(isFinished);
 }
 
 /** The page has its answer, or has gone. */
@@ -180,7 +186,7 @@ function finish(problem) {
   isFinished = true;
   stop?.abort();
   if (problem) showProblem(problem);
-  byId("fields").disabled = true;
+  lock(true);
   byId("decline").textContent = "Close this window";
 }
 

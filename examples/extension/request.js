@@ -27,6 +27,7 @@ export function pageRequest() {
         onGone: (listener) => port.onDisconnect.addListener(listener),
       }));
     });
-    api.tabs.sendMessage(tab, { type: "request-window", request }, { frameId: 0 }).catch(reject);
+    api.tabs.sendMessage(tab, { type: "request-window", request }, { frameId: 0 })
+      .then((isKnown) => isKnown || reject(new Error("its request is no longer known")), reject);
   });
 }

@@ -12,7 +12,7 @@ function decode(bytes) {
 }
 
 /** Characters that would change or hide what stands beside them are shown by their number. */
-const visible = (text) => text.replace(
+export const visible = (text) => text.replace(
   /[\u0000-\u0008\u000b-\u001f\u007f-\u009f\u00ad\u061c\u180e\u200b-\u200f\u2028-\u202e\u2060-\u206f\ufeff\ufff9-\ufffb]|[\u{e0000}-\u{e0fff}]/gu,
   (character) => `‹U+${character.codePointAt(0).toString(16).toUpperCase().padStart(4, "0")}›`);
 

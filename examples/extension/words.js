@@ -22,7 +22,7 @@ const KINDS = {
     "Compare name, e-mail address, ABN and authority key identifier with your certificate, letter by letter. This command " +
     "lists your certificates and says why each one does or does not fit.", "vornctl identities"],
   "document-unreadable": ["The document could not be read.",
-    "It has to be well-formed XML that needs no other files. The line below says where it is not."],
+    "It has to be well-formed XML that needs no other files. The detail says where it is not."],
   "document-unsuitable": ["The document is not of the kind that can be signed.",
     "It needs exactly one CounterpartData and exactly one RenderedData element."],
   "key-failed": ["Your key could not sign.",
