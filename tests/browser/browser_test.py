@@ -14,6 +14,7 @@ import importlib
 import json
 import os
 import pathlib
+import re
 import shutil
 import signal
 import sys
@@ -29,6 +30,7 @@ SKIPPED = 77
 ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
 EXTENSION = ROOT / "examples" / "extension"
 AGREEMENT = ROOT / "examples" / "agreement.xml"
+VERSION = re.search(r"^project\(.* VERSION ([\d.]+)", (ROOT / "CMakeLists.txt").read_text(), re.M)[1]
 
 
 def extension():
@@ -129,7 +131,7 @@ def check_page(browser, page, home, homes, install, shoot):
 
     install()
     page.click("retry")
-    until(lambda: page.text("version") == "1.0.12.102", "the version")
+    until(lambda: page.text("version") == VERSION, "the version")
     expect(page.text("problem-title") == "", "shows the version once the host is registered")
 
     page.fill(**JANE, aki="zz")

@@ -89,7 +89,7 @@ test("goes on in a new process when the host goes", async () => {
   const host = connect({ runtime, onRunning: (running) => states.push(running) });
   await host.version();
   runtime.processes[0].kill("SIGKILL");
-  assert.equal((await host.version()).version, "1.0.12.102", "between two requests");
+  assert.equal((await host.version()).result, "ok", "between two requests");
   let kills = 0;
   runtime.change = (request, process) => {
     if (request.type === "part" && kills++ === 0) process.kill("SIGKILL");
@@ -214,7 +214,7 @@ test("does what its page shows", async () => {
     offer: (name, blob) => offered.push([name, blob.size > 5000]),
   });
   const { version, serial } = await import(pathToFileURL(file));
-  assert.equal(version, "1.0.12.102");
+  assert.match(version, /^\d+\.\d+\.\d+\.\d+$/);
   assert.equal(serial, "1920354224474384430");
   assert.deepEqual(offered, [["first", true]]);
   assert.deepEqual(shown, ["1 of 2", "2 of 2", "second was not signed: document-unsuitable",

@@ -8,6 +8,7 @@ import json
 import os
 import pathlib
 import plistlib
+import re
 import sys
 import tempfile
 import unittest
@@ -17,6 +18,7 @@ from helpers import run
 
 SOURCES, CLANG, VORNCTL = pathlib.Path(sys.argv[1]), sys.argv[2], sys.argv[3]
 PACKAGING = SOURCES / "packaging/macos"
+VERSION, BUILD = re.search(r"^project\(.* VERSION ([\d.]+)\.(\d+) ", (SOURCES / "CMakeLists.txt").read_text(), re.M).groups()
 HOST = "/Applications/Vorn Signing.app/Contents/MacOS/Vorn Signing"
 
 # A program file of this pretended system is a text: "id NAME", "needs NAME" and "rpath FOLDER" on a line each.
@@ -55,7 +57,7 @@ class Packaging(unittest.TestCase):
         information = plistlib.loads((self.folder / "bin/Vorn Signing.app/Contents/Info.plist").read_bytes())
         self.assertEqual([information[key] for key in ("CFBundleExecutable", "CFBundleShortVersionString",
                                                        "CFBundleVersion", "LSMinimumSystemVersion", "LSBackgroundOnly")],
-                         ["Vorn Signing", "1.0.12", "102", "10.15", True])
+                         ["Vorn Signing", VERSION, BUILD, "10.15", True])
         build = (self.folder / "build.ninja").read_text()
         self.assertNotIn("host/linux", build)
         for framework in ("Foundation", "CoreFoundation", "CoreServices", "Security"):

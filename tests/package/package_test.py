@@ -16,6 +16,7 @@ import sys
 import tempfile
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1]))
+import hardening
 from helpers import JANE, aki_of, expect, run
 
 IDS = ("mfhbkomhbodjalemnkcbfeabgimhoion", "sample@vorn-signing.example")
@@ -62,6 +63,16 @@ def try_host(program, home, homes, document):
     return libraries
 
 
+def try_hardening(folder, what, ours):
+    """No file searches the current folder, and those of ours, by name or all of them (None), are hardened."""
+    found = [path for path in hardening.binaries(folder) if "CMakeFiles" not in path.parts]
+    names = {path.name for path in found}
+    expect(set(hardening.PROGRAMS) <= names, f"{what} hold all programs", names)
+    lacking = [fault for path in found for fault in
+               (hardening.faults(path) if ours is None or path.name in ours else hardening.search_path_faults(path))]
+    expect(not lacking, f"{what} are hardened", "\n".join(lacking))
+
+
 def files_below(folder):
     return {path.relative_to(folder) for path in folder.rglob("*")}
 
@@ -84,6 +95,7 @@ def try_debian_package(package, folder, home, homes):
     dpkg = [*as_root, "dpkg", f"--root={root}", "--force-depends", "--force-script-chrootless", f"--log={root}/var/log/dpkg.log"]
     run(*dpkg, "--install", package)
     expect(not [path for path in root.rglob("lib*.so*")], "brings no library of others")
+    try_hardening(root, "the package's files", None)
     libraries = try_host(root / "usr/lib/vorn-signing/vorn-signing", home, homes, root / "usr/share/vorn-signing/agreement.xml")
     expect(str(root / "usr/lib/vorn-signing/vorn-signing-module.so") in libraries, "with its own module")
 
@@ -107,6 +119,7 @@ def try_archive(archive, folder, home, homes):
     moved = folder / "moved to here"
     unpacked.rename(moved)
     program = moved / "lib/vorn-signing/vorn-signing"
+    try_hardening(moved, "the archive's files", {*hardening.PROGRAMS, "libcurl-gnutls.so.4"})
     libraries = try_host(program, home, homes, moved / "share/vorn-signing/agreement.xml")
     foreign = [path for path in libraries if not path.startswith(str(moved))
                and not pathlib.Path(path).name.startswith(LEFT_TO_THE_SYSTEM)]
@@ -126,6 +139,7 @@ def main():
     config, homes = sys.argv[1], pathlib.Path(sys.argv[2])
     presets = (pathlib.Path(__file__).resolve().parents[2] / "CMakePresets.json").read_text()
     expect(all(f'"{name}"' in presets for name in IDS), "released packages know the sample extension")
+    try_hardening(pathlib.Path(config).parent / "bin", "the built files", None)
     with tempfile.TemporaryDirectory(prefix="vorn-") as name:
         folder = pathlib.Path(name).resolve()
         home = folder / "home"
