@@ -24,7 +24,7 @@ using vorn::frameworks::Object;
 
 void readAsTheSelectionDoes(SecCertificateRef certificate) {
   certificateEmailMatches(certificate, "jane@example.com");
-  const auto values = CFRef<CFDictionaryRef>::adopt(SecCertificateCopyValues(certificate, nullptr, nullptr));
+  const CFRef<CFDictionaryRef> values = copySelectionValues(certificate);
   require(static_cast<bool>(values), "every certificate has values");
   certificateABNMatches(values.get(), "12345678901");
   certificateAKIMatches(values.get(), {"0a1b2c3d"});

@@ -8,10 +8,10 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <regex>
 #include <string>
 
+#include "Bytes.h"
 #include "host/TestPlatform.h"
 
 using namespace vorn;
@@ -37,10 +37,7 @@ class Logging : public testing::Test {
   }
 
   fs::path file() const { return home_ / "vorn-signing.log"; }
-  std::string text() const {
-    std::ifstream in(file());
-    return {std::istreambuf_iterator<char>(in), {}};
-  }
+  std::string text() const { return tests::readFile(file()); }
   void log(const char* message) {
     LOG4CPLUS_DEBUG(logger_, "debug " << message);
     LOG4CPLUS_INFO(logger_, "info " << message);

@@ -5,8 +5,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <memory>
 
 #include "shared/Base64.h"
@@ -16,19 +14,6 @@
 #include "signing/TestIdentity.h"
 
 using namespace vorn;
-
-namespace {
-
-void write(const std::string& path, const std::string& bytes) {
-  std::ofstream(path, std::ios::binary) << bytes;
-}
-
-std::string read(const std::string& path) {
-  std::ifstream file(path);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
-
-}  // namespace
 
 std::string SigningTest::folder_;
 
@@ -55,9 +40,9 @@ void SigningTest::SetUpTestSuite() {
                               certificatePath + " -keyout " + keyPath + " 2>/dev/null";
   ASSERT_EQ(std::system(command.c_str()), 0);
   TestIdentity& identity = testIdentity();
-  identity.keyPem = read(keyPath);
+  identity.keyPem = tests::readFile(keyPath);
   // The lines between the first and the last.
-  std::string lines = read(certificatePath);
+  std::string lines = tests::readFile(certificatePath);
   lines = lines.substr(lines.find('\n'), lines.find("\n-----END") - lines.find('\n'));
   lines.erase(std::remove(lines.begin(), lines.end(), '\n'), lines.end());
   identity.certificateBase64 = lines;
@@ -83,7 +68,7 @@ std::vector<bool> SigningTest::verify(const std::vector<std::string>& documents,
                           "/*[local-name()='Signature'][last()]\"";
     for (std::size_t i = verdicts.size(); i < documents.size(); ++i) {
       const std::string path = folder_ + "/" + std::to_string(i) + ".xml";
-      write(path, documents[i]);
+      tests::writeFile(path, documents[i]);
       command += " " + path;
     }
     const std::unique_ptr<FILE, int (*)(FILE*)> output(popen((command + " 2>&1").c_str(), "r"), pclose);

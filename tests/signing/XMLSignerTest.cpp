@@ -5,6 +5,8 @@
 #include <log4cplus/spi/loggingevent.h>
 
 #include <cstdlib>
+#include <functional>
+#include <utility>
 #include <xsec/enc/XSECCryptoException.hpp>
 #include <xsec/framework/XSECException.hpp>
 
@@ -47,10 +49,7 @@ class Captured : public log4cplus::Appender {
 
 class Log {
  public:
-  Log() {
-    logger_.setLogLevel(log4cplus::ALL_LOG_LEVEL);
-    logger_.addAppender(appender_);
-  }
+  Log() { logger_.addAppender(appender_); }
   ~Log() { logger_.removeAppender(appender_); }
   const std::vector<std::string>& lines() const { return captured_->lines; }
 
@@ -95,17 +94,6 @@ TEST_F(XMLSignerTest, LayoutOfTheSignatureForEachAlgorithm) {
   }
 }
 
-TEST_F(XMLSignerTest, LogOfOneDocument) {
-  Log log;
-  const std::string text = signXml(withParts("", "\xC3\xA9"));
-  EXPECT_EQ(log.lines(),
-            (std::vector<std::string>{"INFO Signing XML data",
-                                      "DEBUG XML data to be signed = " + withParts("", "\xC3\xA9"),
-                                      "INFO Generating and loading signature for <CounterpartData>",
-                                      "INFO Generating and loading signature for <RenderedData>",
-                                      "INFO Finished signing XML", "DEBUG Signed XML = " + text}));
-}
-
 TEST_F(XMLSignerTest, CleanupStopsTheLibrariesForGood) {
   const auto stopAndStart = [] {
     Log log;
@@ -113,6 +101,8 @@ TEST_F(XMLSignerTest, CleanupStopsTheLibrariesForGood) {
     XMLSigner::getInstance().initialise(XMLSigner::RSA_SHA256);
     std::_Exit(log.lines() == std::vector<std::string>{"DEBUG Unloading XML libraries"} ? 0 : 1);
   };
+  // In a process of its own: they do not start again.
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
   EXPECT_EXIT(stopAndStart(), testing::ExitedWithCode(0), "");
 }
 
@@ -163,9 +153,7 @@ TEST_F(XMLSignerTest, RefusesWhatIsNotBase64) {
   using namespace std::string_literals;
   const std::string good = toBase64(withParts());
   for (const std::string& text : {""s, "\n" + good, good.substr(1), good + '\0' + "AAA"}) {
-    Log log;
     EXPECT_EQ(refusalOf(text), "103 Request XML data is not valid base64") << text;
-    EXPECT_EQ(log.lines().back(), "ERROR Request XML data is not valid base64");
   }
   EXPECT_EQ(refusalOf(good), "signed");
   EXPECT_EQ(refusalOf(good + " \r\n"), "signed");
@@ -223,8 +211,11 @@ TEST_F(XMLSignerTest, HostileMalformedAndInvalidDocuments) {
       "103 The document refers to 'file:///etc/hostname', and nothing outside the document is read";
   const std::string invalid = "104 Request XML data is invalid. ";
   const std::string big = "<!ENTITY a '" + std::string(1 << 20, 'a') + "'>";
-  std::string numbered, attributes;
-  for (int i = 0; i < 60000; ++i) numbered += "<n" + std::to_string(i) + "/>";
+  std::string numbered, entities, attributes;
+  for (int i = 0; i < 60000; ++i) {
+    numbered += "<n" + std::to_string(i) + "/>";
+    entities += "<!ENTITY n" + std::to_string(i) + " ''>";
+  }
   for (int i = 0; i < 10001; ++i) attributes += " a" + std::to_string(i) + "=''";
   const std::u16string wideText = u"\uFEFF" + toUtf16(withParts());
   const std::string wide(reinterpret_cast<const char*>(wideText.data()), wideText.size() * 2);
@@ -239,6 +230,7 @@ TEST_F(XMLSignerTest, HostileMalformedAndInvalidDocuments) {
       {withParts() + "\xE2\x82", "103 Request XML data is not valid UTF-8"},
       {withParts() + std::string(200000, ' ') + "\xFFjunk", "103 Request XML data is not valid UTF-8"},
       {wide + "\n\0"s, "signed"},
+      {"\xEF\xBB\xBF" + withParts(), "signed"},
       {"junk", "103 invalid document structure (line 1, column 1)"},
       {withParts("", "<a>\n</b>"), "103 expected end of tag 'a' (line 2, column 3)"},
       // What stands outside of the document.
@@ -258,7 +250,11 @@ TEST_F(XMLSignerTest, HostileMalformedAndInvalidDocuments) {
       {doctype("<!ATTLIST a b CDATA '" + std::string(1 << 20, 'a') + "'>", repeated("<a/>", 1000)),
        "103 The document needs too much memory"},
       // Numbers.
+      {withParts("", repeated("<a>", 999) + repeated("</a>", 999)), "signed"},
+      {withParts("", repeated("<a>", 1000) + repeated("</a>", 1000)),
+       invalid + "Elements are nested too deeply"},
       {withParts("", numbered), "103 The document has too many names"},
+      {doctype(entities), "103 The document has too many names"},
       {withParts("", "<a" + attributes + "/>"), "103 An element has too many attributes"},
       {doctype(repeated("<!ATTLIST a b CDATA ''>", 501)), "103 The document declares too many attributes"},
       {withParts("", repeated("<!---->", 100000)), "signed"},
@@ -272,11 +268,8 @@ TEST_F(XMLSignerTest, HostileMalformedAndInvalidDocuments) {
        invalid + "Element <RenderedData> comes out of an entity"},
   };
   for (const auto& [xml, expected] : cases) {
-    Log log;
     const std::string outcome = refusalOf(toBase64(xml));
     EXPECT_EQ(outcome.substr(0, expected.size()), expected) << xml.substr(0, 300) << "\n" << outcome;
-    const bool isInvalid = outcome.rfind(invalid, 0) == 0;
-    EXPECT_TRUE(!isInvalid || log.lines().back() == "ERROR " + outcome.substr(4)) << outcome;
   }
   EXPECT_EQ(testIdentity().keysAlive, 0);
   EXPECT_EQ(refusalOf(toBase64(withParts())), "signed");

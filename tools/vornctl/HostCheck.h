@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -14,7 +15,9 @@ struct HostStart {
   std::vector<std::string> arguments;
 };
 
-/** Starts the host, asks for its version, and has it open its signing module. */
-std::vector<Finding> checkHost(const HostStart& start);
+/** Starts the host, asks for its version, and has it open its signing module; each answer is waited for so
+ * long. */
+std::vector<Finding> checkHost(const HostStart& start,
+                               std::chrono::milliseconds patience = std::chrono::seconds(10));
 
 }  // namespace vorn::vornctl

@@ -77,6 +77,10 @@ CFRef<CFTypeRef> findIdentities(const std::string& name) {
         "An error has occurred finding identities with matching name in Keychain. System error code = " +
         std::to_string(status);
     LOG4CPLUS_ERROR(logger, message);
+    const auto reason = CFRef<CFStringRef>::adopt(SecCopyErrorMessageString(status, nullptr));
+    if (const auto text = utf8Text(reason.get())) {
+      LOG4CPLUS_ERROR(logger, *text);
+    }
     throw TechnicalException(message);
   }
   return identities;

@@ -6,7 +6,9 @@
 #include <openssl/param_build.h>
 #include <openssl/rsa.h>
 
+#include <algorithm>
 #include <memory>
+#include <vector>
 
 #include "shared/SignatureAlgorithm.h"
 
@@ -61,6 +63,25 @@ Key makeKey(const RsaPublicKey& key) {
   return Key(made);
 }
 
+/**
+ * The library's form of the key. Making it costs as much as a verification, and one signature after another
+ * is made with the same key: the last one is kept. One thread signs.
+ */
+EVP_PKEY* keyFor(const RsaPublicKey& key) {
+  static struct {
+    std::vector<std::uint8_t> modulus;
+    std::vector<std::uint8_t> exponent;
+    Key key;
+  } last;
+  if (!last.key || !std::ranges::equal(last.modulus, key.modulus) ||
+      !std::ranges::equal(last.exponent, key.exponent)) {
+    last.key = makeKey(key);
+    last.modulus.assign(key.modulus.begin(), key.modulus.end());
+    last.exponent.assign(key.exponent.begin(), key.exponent.end());
+  }
+  return last.key.get();
+}
+
 bool verifies(EVP_PKEY* key, const EVP_MD* algorithm, std::span<const std::uint8_t> digest,
               std::span<const std::uint8_t> signature) {
   const Context context(key != nullptr ? EVP_PKEY_CTX_new_from_pkey(nullptr, key, nullptr) : nullptr);
@@ -76,7 +97,7 @@ bool verifies(EVP_PKEY* key, const EVP_MD* algorithm, std::span<const std::uint8
 bool isSignatureOf(std::span<const std::uint8_t> digest, XSECCryptoHash::HashType hashType,
                    std::span<const std::uint8_t> signature, const RsaPublicKey& key) {
   const EVP_MD* const algorithm = digestAlgorithm(hashType);
-  const bool valid = algorithm != nullptr && verifies(makeKey(key).get(), algorithm, digest, signature);
+  const bool valid = algorithm != nullptr && verifies(keyFor(key), algorithm, digest, signature);
   // What went wrong here must not be taken for a failure of whatever uses the library next.
   if (!valid) ERR_clear_error();
   return valid;
