@@ -5,7 +5,7 @@
 
 #include <cstdio>
 
-namespace vornctl {
+namespace vorn::vornctl {
 
 Result run(const e2e::Home& home, const std::string& commandLine) {
   const std::string command =
@@ -27,4 +27,4 @@ nlohmann::json runForJson(const e2e::Home& home, const std::string& arguments, i
   return nlohmann::json::parse(result.output);
 }
 
-}  // namespace vornctl
+}  // namespace vorn::vornctl

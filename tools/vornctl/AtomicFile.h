@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-namespace vornctl {
+namespace vorn::vornctl {
 
 /** The bytes of a file; none when there is no such file. Throws std::system_error when it cannot be read. */
 std::optional<std::string> readFile(const std::filesystem::path& path);
@@ -16,4 +16,4 @@ std::optional<std::string> readFile(const std::filesystem::path& path);
  */
 void writeFileAtomically(const std::filesystem::path& path, const std::string& bytes);
 
-}  // namespace vornctl
+}  // namespace vorn::vornctl

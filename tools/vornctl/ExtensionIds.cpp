@@ -5,7 +5,7 @@
 
 #include "vornctl/BuildSettings.h"
 
-namespace vornctl {
+namespace vorn::vornctl {
 namespace {
 
 constexpr std::size_t kChromiumIdLength = 32;
@@ -66,4 +66,4 @@ ExtensionIds readExtensionIds(const std::vector<std::string>& given) {
   return ids;
 }
 
-}  // namespace vornctl
+}  // namespace vorn::vornctl

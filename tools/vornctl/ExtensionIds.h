@@ -7,7 +7,7 @@
 
 #include "vornctl/BrowserTable.h"
 
-namespace vornctl {
+namespace vorn::vornctl {
 
 /** The message says what is wrong with the id. */
 class BadExtensionId : public std::runtime_error {
@@ -32,4 +32,4 @@ struct ExtensionIds {
 /** Throws BadExtensionId. An empty list gives the ids of the build's configuration. */
 ExtensionIds readExtensionIds(const std::vector<std::string>& given);
 
-}  // namespace vornctl
+}  // namespace vorn::vornctl

@@ -10,7 +10,7 @@
 #include "vornctl/ExtensionIds.h"
 #include "vornctl/HostManifest.h"
 
-namespace vornctl {
+namespace vorn::vornctl {
 namespace {
 
 namespace fs = std::filesystem;
@@ -154,4 +154,4 @@ std::optional<ManifestCheck> checkManifest(const fs::path& file, Family family,
   }
 }
 
-}  // namespace vornctl
+}  // namespace vorn::vornctl

@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <cstdlib>
 
-namespace vornctl {
+namespace vorn::vornctl {
 namespace {
 
 bool wantsColour() {
@@ -74,4 +74,4 @@ std::string Table::text() const {
   return result;
 }
 
-}  // namespace vornctl
+}  // namespace vorn::vornctl

@@ -5,7 +5,7 @@
 #include <vector>
 
 /** How vornctl writes for people. */
-namespace vornctl {
+namespace vorn::vornctl {
 
 enum class Colour { kPlain, kGood, kWarning, kBad, kFaint, kStrong };
 
@@ -34,4 +34,4 @@ std::size_t widthOf(std::string_view text);
 /** A text from outside, safe to show: control characters, which terminals obey, become question marks. */
 std::string printable(std::string_view text);
 
-}  // namespace vornctl
+}  // namespace vorn::vornctl

@@ -1,4 +1,4 @@
-#include "mac/app/Logging.h"
+#include "shared/Logging.h"
 
 #include <fcntl.h>
 #include <log4cplus/fileappender.h>
@@ -10,12 +10,14 @@
 #include <unistd.h>
 #include <log4cplus/config.hxx>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
 
 #include "shared/Platform.h"
 
+namespace vorn {
 namespace {
 
 const char* const kAppenderName = "VORNSigning";
@@ -88,8 +90,9 @@ void setVerbose(const std::string& verbose) {
   const bool on = isVerbose(verbose);
   const std::string path = logFilePath();
   struct stat status {};
-  if (!path.empty() && stat(path.c_str(), &status) == 0 &&
-      status.st_size > (on ? kVerboseLimit : kNormalLimit)) {
+  const bool isThere = path.empty() || stat(path.c_str(), &status) == 0;
+  const bool isGone = !isThere && errno == ENOENT;
+  if (isGone || status.st_size > (on ? kVerboseLimit : kNormalLimit)) {
     log4cplus::Logger::getRoot().removeAppender(LOG4CPLUS_TEXT(kAppenderName));
     std::remove(path.c_str());
     configure(path);
@@ -98,3 +101,5 @@ void setVerbose(const std::string& verbose) {
 }
 
 }  // namespace logging
+
+}  // namespace vorn

@@ -3,6 +3,7 @@
 #include <log4cplus/logger.h>
 #include <log4cplus/loggingmacros.h>
 
+namespace vorn {
 namespace {
 
 const log4cplus::Logger logger = log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("VORNSigning"));
@@ -14,3 +15,5 @@ void logArguments(int count, const char* const* arguments) {
     LOG4CPLUS_INFO(logger, "Argument " << i << " = " << arguments[i]);
   }
 }
+
+}  // namespace vorn

@@ -16,6 +16,8 @@
 #include "shared/xml/ElementDigestTransform.h"
 #include "shared/xml/XmlText.h"
 
+namespace vorn {
+
 SignatureBuilder::SignatureBuilder(xercesc::DOMDocument& document, xercesc::DOMElement& element,
                                    std::string elementName)
     : document_(document), element_(element), elementName_(std::move(elementName)) {}
@@ -25,7 +27,7 @@ SignatureBuilder::~SignatureBuilder() {
   if (signature_ != nullptr) provider_.releaseSignature(signature_);
 }
 
-void SignatureBuilder::describe(const XMLCh* signatureMethodURI, const XMLCh* digestMethodURI) {
+void SignatureBuilder::addSignature(const XMLCh* signatureMethodURI, const XMLCh* digestMethodURI) {
   const XMLCh* const canonicalisation = DSIGConstants::s_unicodeStrURIC14N_COM;
   signature_ = provider_.newSignature();
   signature_->setPrettyPrint(false);
@@ -43,15 +45,15 @@ void SignatureBuilder::describe(const XMLCh* signatureMethodURI, const XMLCh* di
   // From here on the three are only what the document says.
   DSIGTransformList* transforms = reference->getTransforms();
   while (!transforms->empty()) transforms->removeTransform(transforms->getSize() - 1);
-  transforms->addTransform(new ElementDigestTransform(element_, *signatureElement, relativeNamespace_));
+  transforms->addTransform(new ElementDigestTransform(element_, *signatureElement, doubtful_));
 }
 
 void SignatureBuilder::setSigningKey(std::unique_ptr<XSECCryptoKey> key) {
   signature_->setSigningKey(key.release());
 }
 
-void SignatureBuilder::describeKey(const std::string& modulus, const std::string& exponent,
-                                   const std::string& certificate) {
+void SignatureBuilder::addKeyInfo(const std::string& modulus, const std::string& exponent,
+                                  const std::string& certificate) {
   signature_->appendRSAKeyValue(toUtf16(modulus).c_str(), toUtf16(exponent).c_str());
   signature_->appendX509Data()->appendX509Certificate(toUtf16(certificate).c_str());
 }
@@ -60,3 +62,5 @@ void SignatureBuilder::sign() {
   signature_->sign();
   provider_.releaseSignature(std::exchange(signature_, nullptr));
 }
+
+}  // namespace vorn

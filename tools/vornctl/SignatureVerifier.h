@@ -3,8 +3,10 @@
 #include <string>
 #include <vector>
 
+namespace vorn::vornctl {
+
 /** What a check of one of the two signatures of a document found. */
-struct SignatureCheck {
+struct SignatureVerdict {
   std::string elementName;
   bool valid = false;
   std::string fault = {};     /**< why it is not valid, for people; empty when it is */
@@ -20,6 +22,9 @@ struct SignatureCheck {
  *
  * Only signatures of the form that this host makes are checked, any other is not valid. Throws
  * XMLDataParsingException for what is not XML or cannot be read, InvalidXMLDataException where elements are
- * nested too deeply. The XML libraries have to be started: XMLSigner::initialise.
+ * nested too deeply. The XML libraries have to be
+ * started: XMLSigner::initialise.
  */
-std::vector<SignatureCheck> verifySignatures(const std::string& xml);
+std::vector<SignatureVerdict> verifySignatures(const std::string& xml);
+
+}  // namespace vorn::vornctl

@@ -1,5 +1,6 @@
-#include "shared/xml/InternalSubsetText.h"
+#include "shared/xml/InternalSubset.h"
 
+#include <xercesc/framework/XMLBuffer.hpp>
 #include <xercesc/framework/XMLNotationDecl.hpp>
 #include <xercesc/util/PlatformUtils.hpp>
 #include <xercesc/validators/DTD/DTDAttDef.hpp>
@@ -7,6 +8,7 @@
 
 #include "shared/xml/XmlText.h"
 
+namespace vorn {
 namespace {
 
 /** Between double quotes, with each of the `special` characters as a character reference. */
@@ -83,3 +85,15 @@ std::u16string attributeDefinitionText(const xercesc::DTDAttDef& attribute) {
   if (attribute.getValue() != nullptr) text.append(u" ").append(quoted(attribute.getValue(), u"&<\"\t\n\r"));
   return text;
 }
+
+void InternalSubset::keep() {
+  text_.append(libraryText_.getRawBuffer() + taken_);
+  taken_ = libraryText_.getLen();
+}
+
+void InternalSubset::replace(const std::u16string& text) {
+  taken_ = libraryText_.getLen();
+  text_ += text;
+}
+
+}  // namespace vorn

@@ -2,6 +2,8 @@
 
 #include <chrono>
 
+namespace vorn {
+
 /**
  * Ends a host that nobody talks to. Stopped while a request is read and handled, started again after its
  * answer. One instance lives for the whole process; it is touched by the working thread alone.
@@ -25,3 +27,5 @@ class IdleTimer {
   Clock::time_point start_;
   bool stopped_ = true;
 };
+
+}  // namespace vorn

@@ -1,4 +1,6 @@
-#include "shared/messaging/IdleTimer.h"
+#include "shared/IdleTimer.h"
+
+namespace vorn {
 
 IdleTimer& IdleTimer::getInstance() {
   static auto* const timer = new IdleTimer;  // never destroyed: it may be asked while the process ends
@@ -26,3 +28,5 @@ bool IdleTimer::hasExpired(Clock::time_point now) const {
   const auto elapsed = std::chrono::duration_cast<std::chrono::nanoseconds>(now - start_).count();
   return static_cast<float>(elapsed) / 1000000.0 > timeout_;
 }
+
+}  // namespace vorn

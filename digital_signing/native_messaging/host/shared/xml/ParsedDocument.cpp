@@ -1,11 +1,15 @@
-#include "shared/xml/DocumentBytes.h"
+#include "shared/xml/ParsedDocument.h"
 
 #include <algorithm>
 #include <cstddef>
+#include <xercesc/dom/DOMDocument.hpp>
+#include <xercesc/framework/MemBufInputSource.hpp>
 
 #include "shared/Exceptions.h"
 #include "shared/text/Utf8.h"
+#include "shared/xml/XmlText.h"
 
+namespace vorn {
 namespace {
 
 /** Bytes to a character, told by the first four as parsers do: a byte order mark, or "<" among zero bytes. */
@@ -29,15 +33,30 @@ bool holdsZeroCharacter(std::string_view bytes, std::size_t size) {
   return false;
 }
 
-}  // namespace
-
+/**
+ * Behind the root element the parser takes a character U+0000, or bytes that make no character, for the end
+ * of the document, and drops what follows without a word. This check and the one for UTF-8 see to it that
+ * nothing is signed that the receiver's parser would read differently.
+ */
 void requireNoZeroCharacter(std::string_view bytes) {
   const std::size_t size = characterSize(bytes);
   if (bytes.size() % size != 0) throw XMLDataParsingException("Request XML data ends within a character");
-  if (holdsZeroCharacter(bytes, size))
+  if (holdsZeroCharacter(bytes, size)) {
     throw XMLDataParsingException("Request XML data holds a character U+0000");
+  }
 }
 
-void requireUtf8(std::string_view bytes) {
-  if (!vorn::isValidUtf8(bytes)) throw XMLDataParsingException("Request XML data is not valid UTF-8");
+}  // namespace
+
+ParsedDocument::ParsedDocument(std::string_view bytes) : memory_(ParserLimits::memoryFor(bytes.size())) {
+  requireNoZeroCharacter(bytes);
+  xercesc::MemBufInputSource source(reinterpret_cast<const XMLByte*>(bytes.data()), bytes.size(), "XSECMem",
+                                    false);
+  source.setCopyBufToStream(false);
+  parser_.parse(source);
+  if (viewOf(document().getInputEncoding()) == u"UTF-8" && !isValidUtf8(bytes)) {
+    throw XMLDataParsingException("Request XML data is not valid UTF-8");
+  }
 }
+
+}  // namespace vorn

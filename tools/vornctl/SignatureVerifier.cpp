@@ -1,4 +1,4 @@
-#include "shared/xml/SignatureVerifier.h"
+#include "vornctl/SignatureVerifier.h"
 
 #include <algorithm>
 #include <memory>
@@ -6,8 +6,6 @@
 #include <xercesc/dom/DOMElement.hpp>
 #include <xercesc/dom/DOMException.hpp>
 #include <xercesc/dom/DOMNamedNodeMap.hpp>
-#include <xercesc/framework/MemBufInputSource.hpp>
-#include <xercesc/util/XMLException.hpp>
 #include <xercesc/util/XMLUni.hpp>
 #include <xsec/dsig/DSIGConstants.hpp>
 #include <xsec/dsig/DSIGKeyInfoList.hpp>
@@ -21,13 +19,14 @@
 #include <xsec/framework/XSECException.hpp>
 
 #include "shared/Exceptions.h"
-#include "shared/xml/DocumentBytes.h"
 #include "shared/xml/DocumentElements.h"
-#include "shared/xml/DocumentParser.h"
 #include "shared/xml/ElementDigestTransform.h"
+#include "shared/xml/ParsedDocument.h"
 #include "shared/xml/ParserErrors.h"
 #include "shared/xml/SignatureProvider.h"
 #include "shared/xml/XmlText.h"
+
+namespace vorn::vornctl {
 
 namespace {
 
@@ -41,19 +40,11 @@ struct NotValid {
   std::string fault;
 };
 
-void parse(DocumentParser& parser, const std::string& xml) {
+ParsedDocument parse(const std::string& xml) {
   try {
-    requireNoZeroCharacter(xml);
-    const xercesc::MemBufInputSource source(reinterpret_cast<const XMLByte*>(xml.data()), xml.size(),
-                                            "document", false);
-    parser.parse(source);
-    if (viewOf(parser.getDocument()->getInputEncoding()) == u"UTF-8") requireUtf8(xml);
+    return ParsedDocument(xml);
   } catch (const BaseException&) {
     throw;
-  } catch (const xercesc::XMLException& e) {
-    throw XMLDataParsingException(toUtf8(e.getMessage()));
-  } catch (const xercesc::DOMException& e) {
-    throw XMLDataParsingException(toUtf8(e.getMessage()));
   } catch (...) {
     const auto description = describeParserException();
     if (!description) throw;
@@ -203,7 +194,7 @@ XSECCryptoX509& certificateOf(const DSIGSignature& signature, std::string& base6
 }
 
 /** Checks a signature that has been resolved, in its place. */
-void check(DOMElement& element, DOMElement& signatureElement, SignatureCheck& result) {
+void check(DOMElement& element, DOMElement& signatureElement, SignatureVerdict& result) {
   SignatureProvider provider;
   const auto release = [&provider](DSIGSignature* taken) { provider.releaseSignature(taken); };
   const std::unique_ptr<DSIGSignature, decltype(release)> signature(
@@ -214,11 +205,11 @@ void check(DOMElement& element, DOMElement& signatureElement, SignatureCheck& re
   XSECCryptoX509& certificate = certificateOf(*signature, result.certificate);
   signature->setSigningKey(certificate.clonePublicKey());
 
-  std::string relativeNamespace;
+  DoubtfulNames doubtful;
   DSIGReference& reference = *signature->getReferenceList()->item(0);
   DSIGTransformList& transforms = *reference.getTransforms();
   while (!transforms.empty()) transforms.removeTransform(transforms.getSize() - 1);
-  transforms.addTransform(new ElementDigestTransform(element, signatureElement, relativeNamespace));
+  transforms.addTransform(new ElementDigestTransform(element, signatureElement, doubtful));
 
   if (!signature->verifySignatureOnly()) {
     throw NotValid{"the signature was not made with the key of the certificate in it, or has been altered"};
@@ -227,15 +218,15 @@ void check(DOMElement& element, DOMElement& signatureElement, SignatureCheck& re
   result.valid = true;
 }
 
-SignatureCheck checkElement(xercesc::DOMDocument& document, const std::string& name) {
-  SignatureCheck result{name};
+SignatureVerdict checkElement(xercesc::DOMDocument& document, const std::string& name) {
+  SignatureVerdict result{name};
   try {
-    const std::vector<DOMElement*> found = findElements(document, name, 2);
-    if (found.empty()) throw NotValid{"there is no such element"};
-    if (found.size() > 1) throw NotValid{"there are several such elements"};
-    DOMElement& signature = findSignature(*found.front());
+    const NamedElements found = findElements(document, name);
+    if (found.count == 0) throw NotValid{"there is no such element"};
+    if (found.count > 1) throw NotValid{"there are several such elements"};
+    DOMElement& signature = findSignature(*found.first);
     requireKnownForm(signature, name);
-    check(*found.front(), resolveNamespaces(signature), result);
+    check(*found.first, resolveNamespaces(signature), result);
   } catch (const NotValid& e) {
     result.fault = e.fault;
   } catch (const XSECException& e) {
@@ -250,10 +241,12 @@ SignatureCheck checkElement(xercesc::DOMDocument& document, const std::string& n
 
 }  // namespace
 
-std::vector<SignatureCheck> verifySignatures(const std::string& xml) {
-  ParserMemory memory(DocumentParser::kMaximumBytes);
-  DocumentParser parser(memory);
-  parse(parser, xml);
-  xercesc::DOMDocument& document = *parser.getDocument();
+std::vector<SignatureVerdict> verifySignatures(const std::string& xml) {
+  ParsedDocument parsed = parse(xml);
+  xercesc::DOMDocument& document = parsed.document();
+  // Resolving the namespaces of a signature puts other elements in place of those that were parsed.
+  ElementIndex::forget(document);
   return {checkElement(document, "CounterpartData"), checkElement(document, "RenderedData")};
 }
+
+}  // namespace vorn::vornctl

@@ -5,6 +5,8 @@
 
 #include "mac/app/CFRef.h"
 
+namespace vorn {
+
 /**
  * Reads what SecCertificateCopyValues gives: a dictionary from object identifier to property, a property
  * being a dictionary too. Certificates come from anywhere, so every function tests types and reports what is
@@ -30,3 +32,5 @@ CFDataRef dataInSection(CFArrayRef section, CFIndex index);
 
 /** The properties that the selection tests and reports; null when the certificate cannot be read. */
 CFRef<CFDictionaryRef> copySelectionValues(SecCertificateRef certificate);
+
+}  // namespace vorn

@@ -11,6 +11,7 @@
 #include "shared/XMLSigner.h"
 #include "shared/xml/ParserErrors.h"
 
+namespace vorn {
 namespace {
 
 /** A document that the parser refuses is the page's to hear of, like any other failure. */
@@ -29,7 +30,7 @@ std::string signDocument(XMLSigner& signer, const std::string& base64Xml) {
 
 namespace signing {
 
-void appendCertificate(const jsonxx::Object& userDetails, jsonxx::Object& response) {
+void selectCertificate(const jsonxx::Object& userDetails, jsonxx::Object& response) {
   CertificateSelection& selection = CertificateSelection::getInstance();
   selection.initialise(userDetails);
   const std::string expiry = selection.getCertificateExpiry();
@@ -41,10 +42,9 @@ void appendCertificate(const jsonxx::Object& userDetails, jsonxx::Object& respon
   }
 }
 
-void appendSignedData(const jsonxx::Array& xmlData, SignatureAlgorithm algorithm,
-                      jsonxx::Object& response) try {
+void signDocuments(const jsonxx::Array& xmlData, SignatureAlgorithm algorithm, jsonxx::Object& response) try {
   XMLSigner& signer = XMLSigner::getInstance();
-  signer.initialise(static_cast<XMLSigner::SignatureAlgorithm>(algorithm));
+  signer.initialise(algorithm);
   jsonxx::Array signedData;
   for (const auto& element : xmlData.elements()) {
     const auto& document = element->get<jsonxx::Object>();
@@ -62,3 +62,5 @@ void appendSignedData(const jsonxx::Array& xmlData, SignatureAlgorithm algorithm
 }
 
 }  // namespace signing
+
+}  // namespace vorn

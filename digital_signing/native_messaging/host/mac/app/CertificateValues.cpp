@@ -1,8 +1,10 @@
-#include "mac/app/CertificateProperties.h"
+#include "mac/app/CertificateValues.h"
 
 #include <iterator>
 
 #include "mac/app/CFValues.h"
+
+namespace vorn {
 
 CFTypeRef certificateValue(CFDictionaryRef values, CFStringRef oid) {
   const auto property = ofType<CFDictionaryRef>(CFDictionaryGetValue(values, oid), CFDictionaryGetTypeID());
@@ -56,3 +58,5 @@ CFRef<CFDictionaryRef> copySelectionValues(SecCertificateRef certificate) {
       kCFAllocatorDefault, oids, static_cast<CFIndex>(std::size(oids)), &kCFTypeArrayCallBacks));
   return CFRef<CFDictionaryRef>::adopt(SecCertificateCopyValues(certificate, keys.get(), nullptr));
 }
+
+}  // namespace vorn
