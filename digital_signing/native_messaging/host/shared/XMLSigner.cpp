@@ -26,6 +26,7 @@
 #include "mac/app/KeychainCryptoKeyRSA.h"
 #include "shared/Base64.h"
 #include "shared/Exceptions.h"
+#include "shared/SignatureRecord.h"
 #include "shared/xml/DocumentBytes.h"
 #include "shared/xml/DocumentElements.h"
 #include "shared/xml/DocumentParser.h"
@@ -213,6 +214,7 @@ void XMLSigner::generateSignature(const DocumentParser& document, const std::str
     const std::string modulus = signingKey.getModulusBase64();
     builder.describeKey(modulus, exponent, CertificateSelection::getInstance().getEncodedCertificate());
     builder.sign();
+    signature_record::add(elementName, builder.digest());
     return builder.relativeNamespace();
   });
   warnOfRelativeNamespace(logger, elementName, relativeNamespace);

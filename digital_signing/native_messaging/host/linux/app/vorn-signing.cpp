@@ -7,6 +7,7 @@
 
 #include "linux/app/FreedMemory.h"
 #include "linux/app/ProtocolChannel.h"
+#include "linux/app/Sandbox.h"
 #include "mac/app/Logging.h"
 #include "shared/messaging/Arguments.h"
 #include "shared/messaging/IdleTimer.h"
@@ -29,6 +30,7 @@ int main(int argc, const char** argv) {
   logging::setUp();
   LOG4CPLUS_INFO(logger, "Executable launched");
   logArguments(argc, argv);
+  enterSandbox();
 
   MessageExchange exchange([&channel](std::string_view bytes) { channel.write(bytes); });
   IdleTimer& idleTimer = IdleTimer::getInstance();

@@ -1,11 +1,13 @@
 #include "shared/xml/SignatureBuilder.h"
 
+#include <cstdlib>
 #include <utility>
 #include <xercesc/dom/DOMDocument.hpp>
 #include <xercesc/dom/DOMElement.hpp>
 #include <xsec/dsig/DSIGConstants.hpp>
 #include <xsec/dsig/DSIGKeyInfoX509.hpp>
 #include <xsec/dsig/DSIGReference.hpp>
+#include <xsec/dsig/DSIGReferenceList.hpp>
 #include <xsec/dsig/DSIGSignature.hpp>
 #include <xsec/dsig/DSIGTransformC14n.hpp>
 #include <xsec/dsig/DSIGTransformList.hpp>
@@ -13,8 +15,25 @@
 #include <xsec/dsig/DSIGXPathFilterExpr.hpp>
 #include <xsec/enc/XSECCryptoKey.hpp>
 
+#include "shared/Base64.h"
 #include "shared/xml/ElementDigestTransform.h"
 #include "shared/xml/XmlText.h"
+
+namespace {
+
+/** The digest of the one reference, in base64 as the document has it. */
+std::string digestOf(const DSIGSignature& signature) {
+  constexpr unsigned kLongestDigest = 64;
+  XMLByte digest[kLongestDigest];
+  const unsigned length = signature.getReferenceList()->item(0)->readHash(digest, kLongestDigest);
+  char* encoded = nullptr;
+  encodeBase64(digest, length, &encoded);
+  std::string text(encoded);
+  std::free(encoded);
+  return text;
+}
+
+}  // namespace
 
 SignatureBuilder::SignatureBuilder(xercesc::DOMDocument& document, xercesc::DOMElement& element,
                                    std::string elementName)
@@ -58,5 +77,6 @@ void SignatureBuilder::describeKey(const std::string& modulus, const std::string
 
 void SignatureBuilder::sign() {
   signature_->sign();
+  digest_ = digestOf(*signature_);
   provider_.releaseSignature(std::exchange(signature_, nullptr));
 }

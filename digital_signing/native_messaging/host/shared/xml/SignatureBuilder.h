@@ -33,6 +33,8 @@ class SignatureBuilder {
   /** Digests the element, and has the key sign. */
   void sign();
 
+  /** After `sign`: the digest of the element, in base64. */
+  const std::string& digest() const { return digest_; }
   /** After `sign`: a relative namespace name in what was signed, or the empty text. */
   const std::string& relativeNamespace() const { return relativeNamespace_; }
 
@@ -42,5 +44,6 @@ class SignatureBuilder {
   xercesc::DOMDocument& document_;
   xercesc::DOMElement& element_;
   std::string elementName_;
+  std::string digest_;
   std::string relativeNamespace_;
 };

@@ -1,0 +1,18 @@
+#include "mac/app/HarmlessLayout.h"
+
+#include <log4cplus/spi/loggingevent.h>
+
+#include "shared/text/HarmlessText.h"
+
+void HarmlessLayout::formatAndAppend(log4cplus::tostream& output,
+                                     const log4cplus::spi::InternalLoggingEvent& event) {
+  if (isHarmless(event.getMessage())) {
+    PatternLayout::formatAndAppend(output, event);
+    return;
+  }
+  const log4cplus::spi::InternalLoggingEvent harmless(
+      event.getLoggerName(), event.getLogLevel(), event.getNDC(), event.getMDCCopy(),
+      harmlessText(event.getMessage()), event.getThread(), event.getThread2(), event.getTimestamp(),
+      event.getFile(), event.getLine(), event.getFunction());
+  PatternLayout::formatAndAppend(output, harmless);
+}
