@@ -6,6 +6,7 @@
 
 #include "shared/Version.h"
 #include "vornctl/Commands.h"
+#include "vornctl/Terminal.h"
 
 namespace vornctl {
 namespace {
@@ -129,7 +130,7 @@ int runCommandLine(int count, char** arguments) {
   app.require_subcommand(1);
   app.footer(kFooter);
   app.failure_message([](const CLI::App* at, const CLI::Error& error) {
-    return "vornctl: " + std::string(error.what()) + "\nTry: " + at->get_name() + " --help\n";
+    return "vornctl: " + printable(error.what()) + "\nTry: " + at->get_name() + " --help\n";
   });
   int status = kExitFine;
   addRegistration(app, status);

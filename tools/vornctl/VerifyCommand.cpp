@@ -115,7 +115,7 @@ class Verification {
       result.import("signatures", std::move(signatures));
       results_ << jsonxx::Value(std::move(result));
     } else {
-      std::cout << coloured(Colour::kStrong, file) << "\n"
+      std::cout << coloured(Colour::kStrong, printable(file)) << "\n"
                 << table.text() << coloured(Colour::kBad, faults) << "\n";
     }
   }
@@ -127,7 +127,7 @@ class Verification {
       result.import("error", message);
       results_ << jsonxx::Value(std::move(result));
     } else {
-      std::cerr << "vornctl: " << file << ": " << message << "\n";
+      std::cerr << "vornctl: " << printable(file) << ": " << message << "\n";
     }
   }
 
