@@ -7,7 +7,7 @@
 #include <string_view>
 
 #include "fuzz/Require.h"
-#include "json/StreamReader.h"
+#include "fuzz/StreamReader.h"
 #include "shared/json/jsonxx.h"
 
 namespace {

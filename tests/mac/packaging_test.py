@@ -8,13 +8,17 @@ import json
 import os
 import pathlib
 import plistlib
-import subprocess
+import re
 import sys
 import tempfile
 import unittest
 
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1]))
+from helpers import run
+
 SOURCES, CLANG, VORNCTL = pathlib.Path(sys.argv[1]), sys.argv[2], sys.argv[3]
 PACKAGING = SOURCES / "packaging/macos"
+VERSION, BUILD = re.search(r"^project\(.* VERSION ([\d.]+)\.(\d+) ", (SOURCES / "CMakeLists.txt").read_text(), re.M).groups()
 HOST = "/Applications/Vorn Signing.app/Contents/MacOS/Vorn Signing"
 
 # A program file of this pretended system is a text: "id NAME", "needs NAME" and "rpath FOLDER" on a line each.
@@ -31,10 +35,6 @@ case $1 in
   -delete_rpath) sed -i "\|^rpath $2\$|d" "$3" ;;
 esac
 """
-
-
-def run(*command, **more):
-    return subprocess.run([str(part) for part in command], check=True, capture_output=True, text=True, **more)
 
 
 class Packaging(unittest.TestCase):
@@ -57,7 +57,7 @@ class Packaging(unittest.TestCase):
         information = plistlib.loads((self.folder / "bin/Vorn Signing.app/Contents/Info.plist").read_bytes())
         self.assertEqual([information[key] for key in ("CFBundleExecutable", "CFBundleShortVersionString",
                                                        "CFBundleVersion", "LSMinimumSystemVersion", "LSBackgroundOnly")],
-                         ["Vorn Signing", "1.0.12", "102", "10.15", True])
+                         ["Vorn Signing", VERSION, BUILD, "10.15", True])
         build = (self.folder / "build.ninja").read_text()
         self.assertNotIn("host/linux", build)
         for framework in ("Foundation", "CoreFoundation", "CoreServices", "Security"):
@@ -79,7 +79,7 @@ class Packaging(unittest.TestCase):
 
     def test_manifests_are_for_extensions_alone(self):
         for ids in ([], ["*"], ["abcdefghijklmnopabcdefghijklmnoq"], ["chrome-extension://x/"], ['a"@b']):
-            with self.assertRaises(subprocess.CalledProcessError, msg=ids):
+            with self.assertRaises(RuntimeError, msg=ids):
                 run(PACKAGING / "write-manifests", self.folder, HOST, *ids)
         self.assertEqual(list(self.folder.iterdir()), [])
 
@@ -108,7 +108,7 @@ class Packaging(unittest.TestCase):
                 "libc.dylib": "id @loader_path/libc.dylib\nneeds @loader_path/liba.1.dylib\n",
                 "libd.dylib": "id @loader_path/libd.dylib\n"})
         program.write_text("needs @rpath/missing.dylib\n")
-        with self.assertRaises(subprocess.CalledProcessError):
+        with self.assertRaises(RuntimeError):
             run(*command, env=environment)
 
 

@@ -16,27 +16,13 @@ import subprocess
 import sys
 import tempfile
 
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1]))
+import hardening
+from helpers import JANE, aki_of, expect, run
+
 IDS = ("mfhbkomhbodjalemnkcbfeabgimhoion", "sample@vorn-signing.example")
 LEFT_TO_THE_SYSTEM = ("ld-linux", "libc.so", "libm.so", "libdl.so", "libstdc++", "libgcc_s", "libnss", "libsmime", "libssl",
                       "libnspr", "libplc", "libplds", "libcrypto", "libsoftokn", "libfreebl", "libsqlite", "libz.so")
-
-
-def expect(condition, what, found=""):
-    print(("ok      " if condition else "FAILED  ") + what + (f": {found}" if found and not condition else ""), flush=True)
-    if not condition:
-        sys.exit(1)
-
-
-def run(*command, **options):
-    done = subprocess.run(command, capture_output=True, text=True, check=False, **options)
-    if done.returncode != 0:
-        sys.exit(f"{command}: {done.returncode}\n{done.stdout}{done.stderr}")
-    return done.stdout
-
-
-def user_of(homes):
-    return {"name": "Jane Citizen", "email": "jane@example.com", "abn": "12345678901",
-            "aki": (homes / "main.aki").read_text().strip()}
 
 
 class Host:
@@ -66,18 +52,27 @@ class Host:
 def try_host(program, home, homes, document):
     """Asks for the version and signs; returns the libraries that are loaded by then."""
     host = Host(program, home)
-    user = user_of(homes)
     version = host.ask({"type": "version"})
     expect(version["install_location"] == str(program.parent), "the host tells where it is installed", version)
     answer = host.ask({
         "type": "sign",
-        "user_details": {**user, "aki": [user["aki"]]},
+        "user_details": {**JANE, "aki": [aki_of(homes)]},
         "xml_data": [{"data": base64.b64encode(document.read_bytes()).decode()}],
     })
     expect(answer["result"] == "ok", "it signs", answer)
     libraries = host.libraries()
     expect(host.close() == 0, "and leaves")
     return libraries
+
+
+def try_hardening(folder, what, ours):
+    """No file searches the current folder, and those of ours, by name or all of them (None), are hardened."""
+    found = [path for path in hardening.binaries(folder) if "CMakeFiles" not in path.parts]
+    names = {path.name for path in found}
+    expect(set(hardening.PROGRAMS) <= names, f"{what} hold all programs", names)
+    lacking = [fault for path in found for fault in
+               (hardening.faults(path) if ours is None or path.name in ours else hardening.search_path_faults(path))]
+    expect(not lacking, f"{what} are hardened", "\n".join(lacking))
 
 
 def files_below(folder):
@@ -102,6 +97,7 @@ def try_debian_package(package, folder, home, homes):
     dpkg = [*as_root, "dpkg", f"--root={root}", "--force-depends", "--force-script-chrootless", f"--log={root}/var/log/dpkg.log"]
     run(*dpkg, "--install", package)
     expect(not [path for path in root.rglob("lib*.so*")], "brings no library of others")
+    try_hardening(root, "the package's files", None)
     libraries = try_host(root / "usr/lib/vorn-signing/vorn-signing", home, homes, root / "usr/share/vorn-signing/agreement.xml")
     expect(str(root / "usr/lib/vorn-signing/vorn-signing-module.so") in libraries, "with its own module")
 
@@ -125,6 +121,7 @@ def try_archive(archive, folder, home, homes):
     moved = folder / "moved to here"
     unpacked.rename(moved)
     program = moved / "lib/vorn-signing/vorn-signing"
+    try_hardening(moved, "the archive's files", {*hardening.PROGRAMS, "libcurl-gnutls.so.4"})
     libraries = try_host(program, home, homes, moved / "share/vorn-signing/agreement.xml")
     foreign = [path for path in libraries if not path.startswith(str(moved))
                and not pathlib.Path(path).name.startswith(LEFT_TO_THE_SYSTEM)]
@@ -132,7 +129,7 @@ def try_archive(archive, folder, home, homes):
     for name in ("libxerces-c", "libxml-security-c", "libxalan-c", "liblog4cplus", "libcurl-gnutls"):
         expect(any(path.startswith(f"{moved}/lib/vorn-signing/{name}") for path in libraries), f"{name} among them", libraries)
     signed = folder / "signed.xml"
-    user = [word for name in ("name", "email", "abn", "aki") for word in (f"--{name}", user_of(homes)[name])]
+    user = [word for name, value in {**JANE, "aki": aki_of(homes)}.items() for word in (f"--{name}", value)]
     user_home = {"env": {"HOME": str(home)}}
     run(moved / "bin/vornctl", "sign", *user, "-o", signed, moved / "share/vorn-signing/agreement.xml", **user_home)
     expect("Jane Citizen" in run(moved / "bin/vornctl", "verify", signed, **user_home), "vornctl signs and verifies")
@@ -144,6 +141,7 @@ def main():
     config, homes = sys.argv[1], pathlib.Path(sys.argv[2])
     presets = (pathlib.Path(__file__).resolve().parents[2] / "CMakePresets.json").read_text()
     expect(not any(name in presets for name in IDS), "no extension may start a host from a package unless it is named")
+    try_hardening(pathlib.Path(config).parent / "bin", "the built files", None)
     with tempfile.TemporaryDirectory(prefix="vorn-") as name:
         folder = pathlib.Path(name).resolve()
         home = folder / "home"

@@ -29,49 +29,20 @@ struct Transform final : Object {
   std::string input;
 };
 
-std::string bytesText(CFTypeRef object) {
-  const auto bytes = bytesOf(static_cast<CFDataRef>(object));
-  return {bytes.begin(), bytes.end()};
-}
-
-/** Any object in short, for records. */
-std::string describe(CFTypeRef object) {
-  if (object == nullptr) {
-    return "null";
-  }
-  switch (CFGetTypeID(object)) {
-    case kTypeString:
-      return utf8Of(static_cast<CFStringRef>(object));
-    case kTypeData:
-      return std::string("<").append(bytesText(object)).append(">");
-    case kTypeBoolean:
-      return CFBooleanGetValue(static_cast<CFBooleanRef>(object)) ? "true" : "false";
-    default: {
-      long value = 0;
-      return CFNumberGetValue(static_cast<CFNumberRef>(object), kCFNumberLongType, &value)
-                 ? std::to_string(value)
-                 : "?";
-    }
-  }
-}
-
-/** Writes the step down and plays its error; false when the step gives nothing. */
-bool play(const std::string& step, const std::string& record, CFErrorRef& error) {
-  script().steps.push_back(record);
+/** Plays a step's error; false when the step gives nothing. */
+bool play(const std::string& step, CFErrorRef& error) {
   error = nullptr;
-  for (const auto& [failing, code] : script().errors) {
-    if (failing == record || failing == step) {
-      const auto info =
-          makeDictionaryOf(Entry(kCFErrorLocalizedDescriptionKey, makeString(script().errorText)));
-      error = CFErrorCreate(nullptr, kCFErrorDomainOSStatus, code, asRef<CFDictionaryRef>(info.get()));
-    }
+  if (const auto failing = script().errors.find(step); failing != script().errors.end()) {
+    const auto info =
+        makeDictionaryOf(Entry(kCFErrorLocalizedDescriptionKey, makeString(script().errorText)));
+    error =
+        CFErrorCreate(nullptr, kCFErrorDomainOSStatus, failing->second, asRef<CFDictionaryRef>(info.get()));
   }
   return std::find(script().empty.begin(), script().empty.end(), step) == script().empty.end();
 }
 
-SecTransformRef createTransform(const std::string& kind, const std::string& argument, CFErrorRef& error) {
-  const std::string step = kind + " create";
-  return play(step, step + " " + argument, error) ? asRef<SecTransformRef>(new Transform(kind)) : nullptr;
+SecTransformRef createTransform(const std::string& kind, CFErrorRef& error) {
+  return play(kind + " create", error) ? asRef<SecTransformRef>(new Transform(kind)) : nullptr;
 }
 
 }  // namespace
@@ -133,29 +104,18 @@ using namespace scripted;
 
 extern "C" {
 
-OSStatus SecItemCopyMatching(CFDictionaryRef query, CFTypeRef* result) {
+OSStatus SecItemCopyMatching(CFDictionaryRef, CFTypeRef* result) {
   ++script().searches;
-  script().query.clear();
-  for (const auto& [key, value] : objectCast<Dictionary>(query)->pairs()) {
-    script().query.push_back(describe(key) + "=" + describe(value));
-  }
-  const Owned<String> equalKey = makeString(utf8Of(kSecMatchLimit));
-  script().queryComparesAddresses = CFDictionaryGetValue(query, equalKey.get()) == nullptr;
   std::vector<Value> people;
   for (const Identity& identity : script().identities) {
     people.push_back([identity] { return Owned<>(new Person(identity)); });
   }
-  const bool returns = script().searchStatus == errSecSuccess || script().searchFailsWithResult;
-  const Value value = script().searchResult ? script().searchResult : list(people);
-  *result = returns ? handOver<CFTypeRef>(value()) : nullptr;
+  *result = script().searchStatus == errSecSuccess ? handOver<CFTypeRef>(list(people)()) : nullptr;
   return script().searchStatus;
 }
 
 OSStatus SecIdentityCopyCertificate(SecIdentityRef identity, SecCertificateRef* certificate) {
   const auto* person = objectCast<Person>(identity);
-  if (person == nullptr) {
-    return errSecParam;
-  }
   if (person->identity.certificateStatus == errSecSuccess) {
     *certificate = asRef<SecCertificateRef>(new Certificate(person->identity));
   }
@@ -173,12 +133,9 @@ OSStatus SecIdentityCopyPrivateKey(SecIdentityRef identity, SecKeyRef* privateKe
 CFDictionaryRef SecCertificateCopyValues(SecCertificateRef certificate, CFArrayRef keys, CFErrorRef*) {
   const Identity& identity = objectCast<Certificate>(certificate)->identity;
   std::vector<Entry> entries;
-  script().requestedValues.clear();
   for (CFIndex i = 0; i < CFArrayGetCount(keys); ++i) {
     const auto key = static_cast<CFStringRef>(CFArrayGetValueAtIndex(keys, i));
-    const std::string oid = utf8Of(key);
-    script().requestedValues.push_back(oid);
-    const auto found = identity.values.find(oid);
+    const auto found = identity.values.find(utf8Of(key));
     if (found != identity.values.end() && found->second) {
       entries.emplace_back(key, found->second());
     }
@@ -195,8 +152,7 @@ OSStatus SecCertificateCopyEmailAddresses(SecCertificateRef certificate, CFArray
 }
 
 CFDataRef SecCertificateCopyData(SecCertificateRef certificate) {
-  const Identity& identity = objectCast<Certificate>(certificate)->identity;
-  return identity.hasData ? handOver<CFDataRef>(data(identity.name)()) : nullptr;
+  return handOver<CFDataRef>(data(objectCast<Certificate>(certificate)->identity.name)());
 }
 
 OSStatus SecCertificateCopyPublicKey(SecCertificateRef certificate, SecKeyRef* key) {
@@ -217,29 +173,28 @@ OSStatus SecKeyGetCSSMKey(SecKeyRef key, const CSSM_KEY** cssmKey) {
   return script().cssmStatus;
 }
 
-SecTransformRef SecEncodeTransformCreate(CFTypeRef encodeType, CFErrorRef* error) {
-  return createTransform("encode", describe(encodeType), *error);
+SecTransformRef SecEncodeTransformCreate(CFTypeRef, CFErrorRef* error) {
+  return createTransform("encode", *error);
 }
 
-SecTransformRef SecSignTransformCreate(SecKeyRef key, CFErrorRef* error) {
-  return createTransform("sign", nameOf(key), *error);
+SecTransformRef SecSignTransformCreate(SecKeyRef, CFErrorRef* error) {
+  return createTransform("sign", *error);
 }
 
 Boolean SecTransformSetAttribute(SecTransformRef transform, CFStringRef key, CFTypeRef value,
                                  CFErrorRef* error) {
   auto* object = objectCast<Transform>(transform);
-  const std::string step = object->kind + " " + utf8Of(key);
   if (CFEqual(key, kSecTransformInputAttributeName)) {
-    object->input = bytesText(value);
+    const auto bytes = bytesOf(static_cast<CFDataRef>(value));
+    object->input.assign(bytes.begin(), bytes.end());
   }
-  return play(step, step + "=" + describe(value), *error);
+  return play(object->kind + " " + utf8Of(key), *error);
 }
 
 CFTypeRef SecTransformExecute(SecTransformRef transform, CFErrorRef* error) {
   const auto* object = objectCast<Transform>(transform);
-  const std::string step = object->kind + " execute";
   const std::string& result = object->kind == "sign" ? script().signature : script().encoded;
-  return play(step, step, *error)
+  return play(object->kind + " execute", *error)
              ? handOver<CFTypeRef>(data(result.empty() ? object->kind + "(" + object->input + ")" : result)())
              : nullptr;
 }

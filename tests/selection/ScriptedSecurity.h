@@ -11,8 +11,8 @@
 #include "linux/frameworks/CoreFoundation/CFInternal.h"
 
 /**
- * A Security layer that does what a script says, and writes down what it is asked. Linked in place of the
- * real one; its objects are counted with those of Core Foundation.
+ * A Security layer that does what a script says. Linked in place of the real one; its objects are counted
+ * with those of Core Foundation.
  */
 namespace scripted {
 
@@ -35,7 +35,6 @@ struct Identity {
   OSStatus keyStatus = errSecSuccess;
   OSStatus emailStatus = errSecSuccess;
   bool hasValues = true;
-  bool hasData = true;
   /** What the certificate's DER bytes are, and the private key's name. */
   std::string name = "jane";
   std::vector<Value> emails = {text("jane@example.org")};
@@ -45,13 +44,10 @@ struct Identity {
 
 struct Script {
   OSStatus searchStatus = errSecSuccess;
-  bool searchFailsWithResult = false;
-  /** What the search returns for its array; an array of `identities` when null. */
-  Value searchResult;
   std::vector<Identity> identities;
 
-  /** Codes of the errors that steps of transforms report: "encode create", "sign INPUT", "sign
-   * INPUT=<digest>", ... */
+  /** Codes of the errors that steps of transforms report: "encode create", "sign INPUT", "sign execute", ...
+   */
   std::map<std::string, int> errors;
   /** Steps that return null or false; with an error or without. */
   std::vector<std::string> empty;
@@ -67,11 +63,6 @@ struct Script {
   CFAbsoluteTime now = 0;
 
   int searches = 0;
-  std::vector<std::string> query;
-  /** As a dictionary made without callbacks does. */
-  bool queryComparesAddresses = false;
-  std::vector<std::string> requestedValues;
-  std::vector<std::string> steps;
 };
 
 /** The script at hand. */

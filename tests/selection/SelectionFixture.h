@@ -1,11 +1,7 @@
 #pragma once
 
 #include <gtest/gtest.h>
-#include <log4cplus/appender.h>
-#include <log4cplus/logger.h>
-#include <log4cplus/spi/loggingevent.h>
 
-#include <algorithm>
 #include <cstddef>
 #include <string>
 #include <vector>
@@ -15,32 +11,15 @@
 #include "shared/Exceptions.h"
 #include "shared/json/jsonxx.h"
 
-/** Keeps what is logged, as "LEVEL text". */
-class LogCapture : public log4cplus::Appender {
- public:
-  ~LogCapture() override { destructorImpl(); }
-  void close() override {}
-  std::vector<std::string> lines;
-
- protected:
-  void append(const log4cplus::spi::InternalLoggingEvent& event) override {
-    lines.push_back(log4cplus::getLogLevelManager().toString(event.getLogLevel()) + " " + event.getMessage());
-  }
-};
-
-/** An empty selection, a fresh script, and a log at DEBUG; at the end every object must have been given back.
- */
+/** An empty selection and a fresh script; at the end every object must have been given back. */
 class SelectionFixture : public testing::Test {
  protected:
   void SetUp() override {
     startOver();
     objectsBefore_ = vorn::frameworks::Object::liveCount();
-    logger_.setLogLevel(log4cplus::DEBUG_LOG_LEVEL);
-    logger_.addAppender(log4cplus::SharedAppenderPtr(log_));
   }
 
   void TearDown() override {
-    logger_.removeAllAppenders();
     selection_.reset();
     EXPECT_EQ(vorn::frameworks::Object::liveCount(), objectsBefore_);
   }
@@ -50,7 +29,6 @@ class SelectionFixture : public testing::Test {
     selection_.reset();
     scripted::script() = {};
     scripted::script().identities = identities;
-    log_->lines.clear();
   }
 
   static jsonxx::Object request(const std::vector<std::string>& akis = {"0a1b"},
@@ -95,10 +73,6 @@ class SelectionFixture : public testing::Test {
     }
   }
 
-  bool logged(const std::string& line) const {
-    return std::find(log_->lines.begin(), log_->lines.end(), line) != log_->lines.end();
-  }
-
   static inline const std::string kAbn = "1.2.36.1.333.1";
   static inline const std::string kAki = "2.5.29.35";
   static inline const std::string kUsage = "2.5.29.15";
@@ -108,7 +82,5 @@ class SelectionFixture : public testing::Test {
   static inline const std::string kNotAfter = "2.16.840.1.113741.2.1.1.1.7";
 
   CertificateSelection& selection_ = CertificateSelection::getInstance();
-  LogCapture* log_ = new LogCapture();
-  log4cplus::Logger logger_ = log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("CertificateSelection"));
   std::size_t objectsBefore_ = 0;
 };

@@ -61,8 +61,8 @@ TEST(Canonicaliser, KnownAnswers) {
       {"<e>a<![CDATA[<&>\r\n]]><!--x-->b<?p?><?p   d & < ?></e>",
        "<e>a&lt;&amp;&gt;\nb<?p?><?p d & < ?></e>"},
       {"<!DOCTYPE r [<!ENTITY t 'a&#38;lt;&#13;<f/>'><!ATTLIST f b NMTOKENS ' x  y ' xmlns:p CDATA "
-       "'urn:p'>]><r><e>&t;<f b='z'/></e></r>",
-       R"(<e>a&lt;&#xD;<f xmlns:p="urn:p" b="x y"></f><f xmlns:p="urn:p" b="z"></f></e>)"},
+       "'urn:p' i ID #IMPLIED>]><r><e>&t;<f b='z' i=' k '/></e></r>",
+       R"(<e>a&lt;&#xD;<f xmlns:p="urn:p" b="x y"></f><f xmlns:p="urn:p" b="z" i="k"></f></e>)"},
       // The omitted node goes with all that it holds; others of its name stay.
       {"<r><e>a<s>1</s>b<f/><s>2<g/></s></e><f/></r>", "<e>a<s>1</s>b<f></f></e>"},
   };

@@ -198,6 +198,8 @@ TEST(SignAndVerify, WhatWasAlteredIsNamed) {
       {replaced(xml, value, other), "not made with the key of the certificate"},
       {replaced(xml, "//CounterpartData", "//RenderedData"), "covers something else"},
       {replaced(xml, "URI=\"\"", "URI=\"#x\""), "another form"},
+      {replaced(xml, "<KeyInfo>", "<KeyInfo><RetrievalMethod URI=\"file:///dev/zero\"/>"),
+       "refers to something outside"},
       {original, "not signed"},
   };
   for (const auto& row : rows) {

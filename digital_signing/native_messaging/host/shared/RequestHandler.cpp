@@ -27,7 +27,8 @@ std::string lowerCase(std::string text) {
 
 }  // namespace
 
-RequestHandler::RequestHandler(std::string message) : message_(std::move(message)) {}
+RequestHandler::RequestHandler(std::string message, AnswerParts* parts)
+    : message_(std::move(message)), parts_(parts) {}
 
 jsonxx::Object RequestHandler::handleRequest() {
   try {
@@ -65,11 +66,18 @@ void RequestHandler::applySettings() {
     LOG4CPLUS_INFO(logger, "Setting idle timeout = " << timeout);
     IdleTimer::getInstance().setTimeout(timeout);
   }
+  largestAnswer_ = requestedLargestAnswer(request_);
 }
 
 void RequestHandler::dispatch() {
   const std::string type = lowerCase(request_.get<jsonxx::String>("type"));
   LOG4CPLUS_INFO(logger, "Request type = " << type);
+  if (type == "part") {
+    return handlePartRequest();
+  }
+  if (parts_ != nullptr) {
+    parts_->drop();
+  }
   if (type == "version") {
     handleVersionRequest();
   } else if (type == "sign") {
@@ -77,6 +85,14 @@ void RequestHandler::dispatch() {
   } else {
     throw InvalidArgumentException("Unknown request type");
   }
+}
+
+void RequestHandler::handlePartRequest() {
+  if (!request_.has<jsonxx::Number>("part")) {
+    throw InvalidArgumentException("Part is missing from the request message");
+  }
+  const AnswerParts none;
+  (parts_ != nullptr ? *parts_ : none).appendPart(request_.get<jsonxx::Number>("part"), response_);
 }
 
 void RequestHandler::handleVersionRequest() {

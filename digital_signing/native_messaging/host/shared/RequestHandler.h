@@ -1,13 +1,17 @@
 #pragma once
 
+#include <cstddef>
+#include <optional>
 #include <string>
 
 #include "shared/json/jsonxx.h"
+#include "shared/request/AnswerParts.h"
 
 /** Turns the text of one request into one answer. Made for each message and dropped after it. */
 class RequestHandler {
  public:
-  explicit RequestHandler(std::string message);
+  /** `parts` is what an earlier answer may have left to be fetched; without it there is nothing. */
+  explicit RequestHandler(std::string message, AnswerParts* parts = nullptr);
 
   /**
    * The answer, in which every failure of the host stands as "error_code" and "error_message".
@@ -15,14 +19,20 @@ class RequestHandler {
    */
   jsonxx::Object handleRequest();
 
+  /** How many bytes the caller takes at once, once the request is handled; nothing when it did not say. */
+  std::optional<std::size_t> largestAnswer() const { return largestAnswer_; }
+
  private:
   void parse();
   void applySettings();
   void dispatch();
+  void handlePartRequest();
   void handleVersionRequest();
   void handleSignRequest();
 
   std::string message_;
+  AnswerParts* parts_;
+  std::optional<std::size_t> largestAnswer_;
   jsonxx::Object request_;
   jsonxx::Object response_;
 };

@@ -1,8 +1,10 @@
 #include "shared/Signing.h"
 
+#include <new>
 #include <optional>
 #include <string>
 #include <utility>
+#include <xercesc/util/OutOfMemoryException.hpp>
 
 #include "mac/app/CertificateSelection.h"
 #include "shared/Exceptions.h"
@@ -41,7 +43,8 @@ void appendCertificate(const jsonxx::Object& userDetails, jsonxx::Object& respon
   }
 }
 
-void appendSignedData(const jsonxx::Array& xmlData, SignatureAlgorithm algorithm, jsonxx::Object& response) {
+void appendSignedData(const jsonxx::Array& xmlData, SignatureAlgorithm algorithm,
+                      jsonxx::Object& response) try {
   XMLSigner& signer = XMLSigner::getInstance();
   signer.initialise(static_cast<XMLSigner::SignatureAlgorithm>(algorithm));
   jsonxx::Array signedData;
@@ -58,6 +61,8 @@ void appendSignedData(const jsonxx::Array& xmlData, SignatureAlgorithm algorithm
     signedData << jsonxx::Value(std::move(item));
   }
   response << "signed_data" << jsonxx::Value(std::move(signedData));
+} catch (const xercesc::OutOfMemoryException&) {
+  throw std::bad_alloc();  // the library's own class is no std::exception
 }
 
 }  // namespace signing

@@ -5,6 +5,8 @@
 
 #include <cstdlib>
 #include <memory>
+#include <new>
+#include <stdexcept>
 #include <string_view>
 #include <vector>
 #include <xalanc/Include/XalanMemoryManagement.hpp>
@@ -14,6 +16,8 @@
 #include <xercesc/dom/DOMException.hpp>
 #include <xercesc/dom/DOMImplementation.hpp>
 #include <xercesc/framework/MemBufInputSource.hpp>
+#include <xercesc/util/OutOfMemoryException.hpp>
+#include <xercesc/util/PanicHandler.hpp>
 #include <xercesc/util/PlatformUtils.hpp>
 #include <xercesc/util/XMLException.hpp>
 #include <xercesc/util/XMLUni.hpp>
@@ -31,6 +35,7 @@
 #include "shared/xml/DocumentElements.h"
 #include "shared/xml/DocumentParser.h"
 #include "shared/xml/DocumentSerialiser.h"
+#include "shared/xml/ParserCheck.h"
 #include "shared/xml/SignatureBuilder.h"
 #include "shared/xml/SignatureWarnings.h"
 #include "shared/xml/SignedInfoHandler.h"
@@ -53,6 +58,14 @@ template <typename Exception>
   LOG4CPLUS_ERROR(logger, message);
   throw Exception(message);
 }
+
+/** The library's own handler ends the process. */
+class ThrowingPanicHandler : public xercesc::PanicHandler {
+ public:
+  void panic(const PanicReasons reason) override {
+    throw std::runtime_error(std::string("The XML library cannot go on: ") + getPanicReasonString(reason));
+  }
+};
 
 std::string describe(const xercesc::DOMException& e) {
   constexpr XMLSize_t kLongest = 2047;
@@ -112,11 +125,16 @@ xercesc::DOMElement& findSingleElement(const DocumentParser& document, const std
   return *elements.first;
 }
 
-/** Runs one step of signing; whatever it throws becomes a CryptoException that names the step. */
+/** Runs one step of signing; whatever it throws, but for want of memory, becomes a CryptoException that names
+ * the step. */
 template <typename Step>
 auto reportingAs(const std::string& stepName, Step step) {
   try {
     return step();
+  } catch (const std::bad_alloc&) {
+    throw;
+  } catch (const xercesc::OutOfMemoryException&) {
+    throw;
   } catch (const XSECException& e) {
     fail<CryptoException>("Caught XSECException " + stepName + ". Exception message = " + toUtf8(e.getMsg()));
   } catch (const XSECCryptoException& e) {
@@ -137,7 +155,10 @@ void XMLSigner::initialise(SignatureAlgorithm algorithm) {
   try {
     if (!initialised_) {
       LOG4CPLUS_DEBUG(logger, "Initialising XML libraries");
-      xercesc::XMLPlatformUtils::Initialize(xercesc::XMLUni::fgXercescDefaultLocale);
+      static ThrowingPanicHandler panicHandler;
+      xercesc::XMLPlatformUtils::Initialize(xercesc::XMLUni::fgXercescDefaultLocale, nullptr, &panicHandler);
+      ParserMemory memory(DocumentParser::memoryFor(0));
+      requireCountedExpansions(memory);
       xalanc::XPathEvaluator::initialize(xalanc::XalanMemMgrs::getDefaultXercesMemMgr());
       xalanc::XalanTransformer::initialize(xalanc::XalanMemMgrs::getDefaultXercesMemMgr());
       XSECPlatformUtils::Initialise();

@@ -3,7 +3,7 @@
 #include <malloc.h>
 
 void keepFreedMemory() {
-  // 32 MiB is the most that the first takes; blocks beyond go back as they are freed.
+  // Blocks beyond the first go back to the system as they are freed. None of a usual request is as large.
   constexpr int kLargestKept = 32 << 20;
   constexpr int kKept = 256 << 20;
   mallopt(M_MMAP_THRESHOLD, kLargestKept);

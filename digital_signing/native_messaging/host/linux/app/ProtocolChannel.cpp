@@ -6,17 +6,7 @@
 #include <array>
 #include <cerrno>
 
-#include "shared/messaging/MessageExchange.h"
-
-namespace {
-
-/** Waits for a descriptor that was set not to block, by whoever shares it with us. */
-void waitUntilWritable(int descriptor) {
-  pollfd writable{descriptor, POLLOUT, 0};
-  poll(&writable, 1, -1);
-}
-
-}  // namespace
+#include "shared/messaging/WriteAll.h"
 
 std::optional<std::string_view> ProtocolChannel::read(int milliseconds) {
   static std::array<char, 1 << 16> bytes;  // what a pipe holds
@@ -35,14 +25,5 @@ std::optional<std::string_view> ProtocolChannel::read(int milliseconds) {
 }
 
 void ProtocolChannel::write(std::string_view bytes) {
-  while (!bytes.empty()) {
-    const ssize_t count = ::write(descriptors_.output, bytes.data(), bytes.size());
-    if (count >= 0) {
-      bytes.remove_prefix(static_cast<std::size_t>(count));
-    } else if (errno == EAGAIN) {
-      waitUntilWritable(descriptors_.output);
-    } else if (errno != EINTR) {
-      throw OutputClosed();
-    }
-  }
+  writeAll(descriptors_.output, bytes);
 }

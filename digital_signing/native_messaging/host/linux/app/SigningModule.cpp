@@ -4,12 +4,15 @@
 #include <log4cplus/logger.h>
 #include <log4cplus/loggingmacros.h>
 
+#include <new>
+#include <stdexcept>
 #include <string>
+#include <string_view>
 
+#include "linux/app/BuildId.h"
 #include "shared/Exceptions.h"
 #include "shared/Platform.h"
 #include "shared/Signing.h"
-#include "shared/Version.h"
 
 namespace {
 
@@ -33,8 +36,8 @@ const SigningModule& loadModule() {
   if (module == nullptr) {
     failToLoad(path + " is not one");
   }
-  if (std::string(module->version) != version::kFull) {
-    failToLoad(path + " belongs to version " + module->version);
+  if (module->build != std::string_view(kBuildId)) {
+    failToLoad(path + " is of another build: " + module->build);
   }
   LOG4CPLUS_DEBUG(logger, "Signing module loaded");
   return *module;
@@ -45,16 +48,55 @@ const SigningModule& module() {
   return loaded;
 }
 
+[[noreturn]] void throwAgain(std::uint32_t code, const std::string& message) {
+  switch (code) {
+    case 100:
+      throw TechnicalException(message);
+    case 101:
+      throw InvalidArgumentException(message);
+    case 102:
+      throw CertificateNotFoundException();
+    case 103:
+      throw XMLDataParsingException(message);
+    case 104:
+      throw InvalidXMLDataException(message);
+    case 105:
+      throw CryptoException(message);
+    case 107:
+      throw CertificateExpiredException();
+    case 108:
+      throw InvalidSignatureAlgorithmException(message);
+    default:
+      throw BaseException(code, message);
+  }
+}
+
+/** Throws in the host what was caught in the module. */
+void report(const SigningFailure& failure) {
+  switch (failure.kind) {
+    case SigningFailure::Kind::kNone:
+      return;
+    case SigningFailure::Kind::kHost:
+      throwAgain(failure.code, failure.message);
+    case SigningFailure::Kind::kOutOfMemory:
+      throw std::bad_alloc();
+    case SigningFailure::Kind::kStandard:
+      throw std::runtime_error(failure.message);
+    case SigningFailure::Kind::kUnknown:
+      throw std::runtime_error("Unknown failure");
+  }
+}
+
 }  // namespace
 
 namespace signing {
 
 void appendCertificate(const jsonxx::Object& userDetails, jsonxx::Object& response) {
-  module().appendCertificate(userDetails, response);
+  report(module().appendCertificate(userDetails, response));
 }
 
 void appendSignedData(const jsonxx::Array& xmlData, SignatureAlgorithm algorithm, jsonxx::Object& response) {
-  module().appendSignedData(xmlData, algorithm, response);
+  report(module().appendSignedData(xmlData, algorithm, response));
 }
 
 }  // namespace signing

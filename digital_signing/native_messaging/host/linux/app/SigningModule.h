@@ -1,17 +1,32 @@
 #pragma once
 
+#include <cstdint>
+#include <string>
+
 #include "shared/SignatureAlgorithm.h"
 #include "shared/json/jsonxx.h"
+
+/**
+ * How a call of the module has failed. No exception crosses the border: whether a class of two libraries is
+ * one to `catch` depends on the C++ library and on how they were linked.
+ */
+struct SigningFailure {
+  enum class Kind : std::int32_t { kNone, kHost, kOutOfMemory, kStandard, kUnknown };
+
+  Kind kind = Kind::kNone;
+  std::uint32_t code = 0;  // of a BaseException
+  std::string message = {};
+};
 
 /**
  * The library that holds selection, signer and key store, opened by the host at the first request that needs
  * them. It stands beside the host's own file and exports one symbol, a SigningModule.
  */
 struct SigningModule {
-  const char* version;  // both are of one build, or the module is refused
-  void (*appendCertificate)(const jsonxx::Object& userDetails, jsonxx::Object& response);
-  void (*appendSignedData)(const jsonxx::Array& xmlData, SignatureAlgorithm algorithm,
-                           jsonxx::Object& response);
+  const char* build;  // the same as the host's, or the module is refused and nothing behind this is read
+  SigningFailure (*appendCertificate)(const jsonxx::Object& userDetails, jsonxx::Object& response) noexcept;
+  SigningFailure (*appendSignedData)(const jsonxx::Array& xmlData, SignatureAlgorithm algorithm,
+                                     jsonxx::Object& response) noexcept;
 };
 
 inline constexpr const char* kSigningModuleFile = "vorn-signing-module.so";

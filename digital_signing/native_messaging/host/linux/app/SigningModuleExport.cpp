@@ -1,6 +1,50 @@
-#include "linux/app/SigningModule.h"
-#include "shared/Signing.h"
-#include "shared/Version.h"
+#include <exception>
+#include <new>
 
-extern "C" __attribute__((visibility("default"))) const SigningModule vornSigningModule = {
-    version::kFull, &signing::appendCertificate, &signing::appendSignedData};
+#include "linux/app/BuildId.h"
+#include "linux/app/SigningModule.h"
+#include "shared/Exceptions.h"
+#include "shared/Signing.h"
+
+namespace {
+
+using Kind = SigningFailure::Kind;
+
+template <typename Call>
+SigningFailure failureOf(Call call) {
+  try {
+    call();
+    return {};
+  } catch (const BaseException& failure) {
+    return {Kind::kHost, failure.code(), failure.message()};
+  } catch (const std::bad_alloc&) {
+    return {Kind::kOutOfMemory};
+  } catch (const std::exception& stray) {
+    return {Kind::kStandard, 0, stray.what()};
+  } catch (...) {
+    return {Kind::kUnknown};
+  }
+}
+
+template <typename Call>
+SigningFailure guarded(Call call) noexcept {
+  try {
+    return failureOf(call);
+  } catch (...) {
+    return {Kind::kOutOfMemory};  // not even its message could be kept
+  }
+}
+
+SigningFailure appendCertificate(const jsonxx::Object& userDetails, jsonxx::Object& response) noexcept {
+  return guarded([&] { signing::appendCertificate(userDetails, response); });
+}
+
+SigningFailure appendSignedData(const jsonxx::Array& xmlData, SignatureAlgorithm algorithm,
+                                jsonxx::Object& response) noexcept {
+  return guarded([&] { signing::appendSignedData(xmlData, algorithm, response); });
+}
+
+}  // namespace
+
+extern "C" __attribute__((visibility("default")))
+const SigningModule vornSigningModule = {kBuildId, &appendCertificate, &appendSignedData};

@@ -2,6 +2,7 @@
 #include <log4cplus/loggingmacros.h>
 
 #include <cstdlib>
+#include <exception>
 #include <string_view>
 #include <utility>
 
@@ -19,6 +20,14 @@ namespace {
 const log4cplus::Logger logger = log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("VORNSigning"));
 
 constexpr int kSliceMilliseconds = 1000;
+
+void endInOrder() {
+  std::set_terminate(&MessageExchange::answerAndEnd);
+}
+
+// Before the libraries are initialised: the logging library starts threads then, and there may be no room for
+// them.
+[[maybe_unused]] __attribute__((section(".preinit_array"), used)) void (*const kFirst)() = &endInOrder;
 
 }  // namespace
 

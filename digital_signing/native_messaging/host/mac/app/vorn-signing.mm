@@ -4,13 +4,14 @@
 #include <log4cplus/loggingmacros.h>
 
 #include <cstdlib>
-#include <string_view>
+#include <exception>
 
 #include "mac/app/Logging.h"
 #include "shared/messaging/Arguments.h"
 #include "shared/messaging/IdleTimer.h"
 #include "shared/messaging/MessageExchange.h"
 #include "shared/messaging/ProtocolDescriptors.h"
+#include "shared/messaging/WriteAll.h"
 
 namespace {
 
@@ -21,20 +22,6 @@ constexpr NSTimeInterval kSliceSeconds = 1.0;
 void runLoopForOneSlice() {
   @autoreleasepool {
     [[NSRunLoop mainRunLoop] runUntilDate:[NSDate dateWithTimeIntervalSinceNow:kSliceSeconds]];
-  }
-}
-
-/** Writes all the bytes. The handle reports a reader that has gone by an exception of Foundation's own kind.
- */
-void writeBytes(NSFileHandle* output, std::string_view bytes) {
-  bool written = true;
-  @try {
-    [output writeData:[NSData dataWithBytes:bytes.data() length:bytes.size()]];
-  } @catch (NSException*) {
-    written = false;
-  }
-  if (!written) {
-    throw OutputClosed();
   }
 }
 
@@ -51,6 +38,7 @@ NSData* readAvailableData(NSFileHandle* input) {
 }  // namespace
 
 int main(int argc, const char** argv) {
+  std::set_terminate(&MessageExchange::answerAndEnd);
   const ProtocolDescriptors descriptors = takeProtocolDescriptors();
   greetTerminal(descriptors.input);
 
@@ -61,9 +49,10 @@ int main(int argc, const char** argv) {
   logArguments(argc, argv);
 
   NSFileHandle* const input = [[NSFileHandle alloc] initWithFileDescriptor:descriptors.input];
-  NSFileHandle* const output = [[NSFileHandle alloc] initWithFileDescriptor:descriptors.output];
   [input waitForDataInBackgroundAndNotify];
-  auto* const exchange = new MessageExchange([output](std::string_view bytes) { writeBytes(output, bytes); });
+  // Not by a file handle: it needs an object for each write, and a frame must not break off for want of one.
+  auto* const exchange =
+      new MessageExchange([descriptors](std::string_view bytes) { writeAll(descriptors.output, bytes); });
   IdleTimer& idleTimer = IdleTimer::getInstance();
   idleTimer.start();
 
@@ -96,7 +85,6 @@ int main(int argc, const char** argv) {
 
   [[NSNotificationCenter defaultCenter] removeObserver:observer];
   delete exchange;
-  [output release];
   [input release];
   [pool drain];
   LOG4CPLUS_INFO(logger, "Executable removed");

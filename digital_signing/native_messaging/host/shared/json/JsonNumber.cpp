@@ -41,7 +41,16 @@ bool isDigit(char c) {
   return c >= '0' && c <= '9';
 }
 
-/** The common case, a short run of digits: null when the text is, or goes on as, anything else. */
+/**
+ * What ends a number in every library. Other characters may belong to it: "0x10" is 0 or 16, as the library
+ * goes.
+ */
+bool endsNumber(char c) {
+  constexpr std::string_view kEnds = ",]}/ \t\n\v\f\r";
+  return kEnds.find(c) != std::string_view::npos;
+}
+
+/** The common case, a short run of digits: null when the text is, or may go on as, anything else. */
 const char* readPlainInteger(const char* begin, const char* end, long double& number) {
   const char* at = begin;
   const bool negative = at != end && *at == '-';
@@ -53,7 +62,7 @@ const char* readPlainInteger(const char* begin, const char* end, long double& nu
     magnitude = magnitude * 10 + static_cast<unsigned>(*at - '0');
   }
   if (at == digits) return nullptr;
-  if (at != end && (*at == '.' || *at == 'e' || *at == 'E')) return nullptr;
+  if (at != end && !endsNumber(*at)) return nullptr;
   number = static_cast<long double>(magnitude);
   if (negative) number = -number;
   return at;

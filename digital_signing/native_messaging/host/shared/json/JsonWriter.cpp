@@ -77,6 +77,10 @@ std::string JsonWriter::render(const Object& object) {
   return std::move(text_);
 }
 
+std::size_t JsonWriter::escapedSize(char byte) {
+  return escapeTable()[static_cast<unsigned char>(byte)].length;
+}
+
 void JsonWriter::open(const Object& object) {
   text_ += "{\n";
   open_.push_back({true, object.members().begin(), object.members().end(), {}, {}});

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -12,6 +13,9 @@ namespace jsonxx {
 class JsonWriter {
  public:
   std::string render(const Object& object);
+
+  /** How many bytes a byte of a text is written as. */
+  static std::size_t escapedSize(char byte);
 
  private:
   /** A container that is still open, and the items it has left; only the pair of its own kind is in use. */

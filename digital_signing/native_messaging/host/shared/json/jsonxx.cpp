@@ -17,40 +17,47 @@ void assertion(const char* file, int line, const char* expression, bool result) 
   assert(0);
 }
 
-/** Takes containers apart before they are destroyed, so that destroying one never reaches into its depth. */
+/**
+ * Takes containers apart before they are destroyed, so that destroying one never reaches into its depth.
+ * Those that wait are linked to each other through themselves: where memory has run out, there is none for a
+ * list.
+ */
 class Dismantler {
  public:
-  void takeChildren(Array& array) {
-    for (auto& element : array.elements_) take(element);
-    array.elements_.clear();
-  }
-
-  void takeChildren(Object& object) {
-    for (auto& member : object.members_) take(member.second);
-    object.members_.clear();
-  }
-
-  void run() {
-    while (!containers_.empty()) {
-      const std::unique_ptr<Value> container = std::move(containers_.back());
-      containers_.pop_back();
+  ~Dismantler() {
+    while (waiting_ != nullptr) {
+      const std::unique_ptr<Value> container(std::exchange(waiting_, waiting_->next_));
       if (container->is<Array>()) {
-        takeChildren(container->get<Array>());
+        takeChildren(*container->payload_.array);
       } else {
-        takeChildren(container->get<Object>());
+        takeChildren(*container->payload_.object);
       }
     }
   }
 
- private:
-  void take(std::unique_ptr<Value>& value) {
-    const Value& child = *value;
-    const bool hasChildren = (child.is<Array>() && !child.get<Array>().empty()) ||
-                             (child.is<Object>() && !child.get<Object>().empty());
-    if (hasChildren) containers_.push_back(std::move(value));
+  void takeChildren(Array& array) noexcept {
+    for (auto& element : array.elements_) take(element);
+    array.elements_.clear();
   }
 
-  std::vector<std::unique_ptr<Value>> containers_;
+  void takeChildren(Object& object) noexcept {
+    for (auto& member : object.members_) take(member.second);
+    object.members_.clear();
+  }
+
+ private:
+  void take(std::unique_ptr<Value>& value) noexcept {
+    if (value == nullptr) return;
+    const Value& child = *value;
+    const bool hasChildren =
+        (child.is<Array>() && child.payload_.array != nullptr && !child.payload_.array->empty()) ||
+        (child.is<Object>() && child.payload_.object != nullptr && !child.payload_.object->empty());
+    if (!hasChildren) return;
+    value->next_ = waiting_;
+    waiting_ = value.release();
+  }
+
+  Value* waiting_ = nullptr;
 };
 
 namespace {
@@ -233,9 +240,7 @@ Array& Array::operator<<(Array&& other) {
 }
 
 void Array::reset() noexcept {
-  Dismantler dismantler;
-  dismantler.takeChildren(*this);
-  dismantler.run();
+  Dismantler().takeChildren(*this);
 }
 
 Object::Object(String key, Value value) {
@@ -319,9 +324,7 @@ Object& Object::operator<<(Object&& value) {
 }
 
 void Object::reset() noexcept {
-  Dismantler dismantler;
-  dismantler.takeChildren(*this);
-  dismantler.run();
+  Dismantler().takeChildren(*this);
 }
 
 bool Object::parse(std::string_view text) {

@@ -25,6 +25,7 @@
 namespace jsonxx {
 
 class Array;
+class Dismantler;
 class Object;
 
 using Number = long double;
@@ -165,7 +166,10 @@ class Value {
   template <typename T>
   static const T& emptyPayload();
 
+  friend class Dismantler;
+
   Kind kind_ = Kind::kInvalid;
+  Value* next_ = nullptr;  // while it is taken apart; stands where the payload's alignment leaves room
   Payload payload_ = {};
 };
 

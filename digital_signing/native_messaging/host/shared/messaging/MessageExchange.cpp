@@ -3,6 +3,9 @@
 #include <log4cplus/logger.h>
 #include <log4cplus/loggingmacros.h>
 
+#include <unistd.h>
+
+#include <cstdio>
 #include <utility>
 
 #include "shared/Exceptions.h"
@@ -16,69 +19,128 @@ namespace {
 const log4cplus::Logger logger = log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("VORNSigning"));
 
 constexpr int kFatalRequest = 1;
+constexpr std::uint32_t kTechnicalFailure = 100;
+
+/** What would be rendered, if there were memory for it. */
+constexpr std::string_view kOutOfMemory =
+    "{\n\t\"error_code\": 100,\n\t\"error_message\": \"std::bad_alloc\",\n\t\"result\": \"error\" \n} \n";
 
 // Chromium and Firefox drop a longer one, and the connection with it.
 constexpr std::size_t kLargestBrowserMessage = 1048576;
 
+/** For records whose loss is better than a second answer, or none. */
+template <typename Log>
+void quietly(Log log) noexcept {
+  try {
+    log();
+  } catch (...) {
+  }
+}
+
 }  // namespace
+
+MessageExchange* MessageExchange::working_ = nullptr;
 
 MessageExchange::MessageExchange(Write write) : write_(std::move(write)) {}
 
-std::optional<int> MessageExchange::deliver(std::string_view bytes) {
+void MessageExchange::answerAndEnd() noexcept {
+  std::fputs("VORN Signing: ended by a failure that nothing could handle\n", stderr);
+  if (working_ != nullptr) {
+    working_->answerWithoutMemory();
+  }
+  _exit(kFatalRequest);
+}
+
+std::optional<int> MessageExchange::deliver(std::string_view bytes) noexcept {
+  working_ = this;
+  const std::optional<int> status = answer(bytes);
+  working_ = nullptr;
+  return status;
+}
+
+std::optional<int> MessageExchange::answer(std::string_view bytes) {
   try {
+    isAnswerDue_ = true;
     frames_.append(bytes);
     answerCompleteMessages();
     return std::nullopt;
   } catch (const OutputClosed& closed) {
-    LOG4CPLUS_INFO(logger, "The browser has gone: " << closed.what());
-    LOG4CPLUS_INFO(logger, "Executable removed");
+    quietly([&] { LOG4CPLUS_INFO(logger, "The browser has gone: " << closed.what()); });
+    quietly([] { LOG4CPLUS_INFO(logger, "Executable removed"); });
     return 0;
   } catch (const InvalidArgumentException& invalid) {
-    return fail(invalid.code(), invalid.message());
+    return fail(invalid.code(), invalid.what());
   } catch (const std::exception& stray) {
-    return fail(TechnicalException(stray.what()).code(), stray.what());
+    return fail(kTechnicalFailure, stray.what());
   } catch (...) {
-    const TechnicalException unknown("Unknown failure");
-    return fail(unknown.code(), unknown.message());
+    return fail(kTechnicalFailure, "Unknown failure");
   }
 }
 
 void MessageExchange::answerCompleteMessages() {
   while (std::optional<std::string> message = frames_.next()) {
     LOG4CPLUS_DEBUG(logger, "Request message = " << *message);
-    RequestHandler handler(std::move(*message));
-    sendMessage(handler.handleRequest().json());
+    sendMessage(answerTo(std::move(*message)));
     IdleTimer::getInstance().start();
+    isAnswerDue_ = true;
   }
 }
 
-std::optional<int> MessageExchange::fail(std::uint32_t code, const std::string& message) {
-  LOG4CPLUS_ERROR(logger, message);
+std::string MessageExchange::answerTo(std::string message) {
+  RequestHandler handler(std::move(message), &parts_);
+  std::string text = handler.handleRequest().json();
+  if (const std::optional<std::size_t> limit = handler.largestAnswer()) {
+    text = parts_.fit(replaceInvalidUtf8(std::move(text)), *limit);
+  }
+  return text;
+}
+
+int MessageExchange::fail(std::uint32_t code, const char* message) {
+  quietly([&] { LOG4CPLUS_ERROR(logger, message); });
   int status = kFatalRequest;
   try {
     jsonxx::Object response;
     appendError(response, code, message);
     sendMessage(response.json());
-  } catch (const std::exception& unanswered) {
-    LOG4CPLUS_ERROR(logger, "The error could not be sent: " << unanswered.what());
-    status = dynamic_cast<const OutputClosed*>(&unanswered) != nullptr ? 0 : kFatalRequest;
+  } catch (const OutputClosed& closed) {
+    quietly([&] { LOG4CPLUS_ERROR(logger, "The error could not be sent: " << closed.what()); });
+    status = 0;
+  } catch (...) {
+    status = answerWithoutMemory();
   }
-  LOG4CPLUS_INFO(logger, "Executable removed");
+  quietly([] { LOG4CPLUS_INFO(logger, "Executable removed"); });
   return status;
+}
+
+int MessageExchange::answerWithoutMemory() noexcept {
+  try {
+    if (isAnswerDue_) {
+      writeFrame(kOutOfMemory);
+    }
+    return kFatalRequest;
+  } catch (...) {
+    return 0;  // the browser has gone
+  }
 }
 
 void MessageExchange::sendMessage(std::string text) {
   // A frame that is not UTF-8 makes a browser drop the whole channel.
   text = replaceInvalidUtf8(std::move(text));
-  const auto length = static_cast<std::uint32_t>(text.size());
   LOG4CPLUS_INFO(logger, "Sending response message");
-  LOG4CPLUS_INFO(logger, "Response message length = " << length);
+  LOG4CPLUS_INFO(logger, "Response message length = " << text.size());
   LOG4CPLUS_DEBUG(logger, "Response message = " << text);
   if (text.size() > kLargestBrowserMessage) {
     LOG4CPLUS_WARN(
         logger, "Response message is larger than browsers accept (" << kLargestBrowserMessage << " bytes)");
   }
+  writeFrame(text);
+  quietly([] { LOG4CPLUS_INFO(logger, "Response message sent"); });
+}
+
+/** Needs no memory: nothing can break a frame off, or follow one with the answer to a failure. */
+void MessageExchange::writeFrame(std::string_view text) {
+  isAnswerDue_ = false;
+  const auto length = static_cast<std::uint32_t>(text.size());
   write_({reinterpret_cast<const char*>(&length), sizeof length});
   write_(text);
-  LOG4CPLUS_INFO(logger, "Response message sent");
 }

@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "shared/messaging/FrameAssembler.h"
+#include "shared/request/AnswerParts.h"
 
 /** Thrown by a writer whose reader has gone: nothing can be answered any more. */
 class OutputClosed : public std::exception {
@@ -21,23 +22,41 @@ class OutputClosed : public std::exception {
  */
 class MessageExchange {
  public:
-  /** Writes all the bytes or throws OutputClosed. Called twice for an answer: its length, then its text. */
+  /**
+   * Writes all the bytes or throws OutputClosed, and allocates nothing. Called twice for an answer: its
+   * length, then its text.
+   */
   using Write = std::function<void(std::string_view bytes)>;
 
   explicit MessageExchange(Write write);
 
   /**
    * Answers every message that is complete with these bytes, and starts the idle timer after each answer.
-   * Returns the exit status when the process has to end; everything has been answered and logged then.
-   * Lets no exception out.
+   * Returns the exit status when the process has to end; everything has been answered and logged then, the
+   * latter as far as there was memory for it.
    */
-  std::optional<int> deliver(std::string_view bytes);
+  std::optional<int> deliver(std::string_view bytes) noexcept;
+
+  /**
+   * For std::set_terminate: a library may fail where no exception can leave it, as a rule for want of memory.
+   * Answers with code 100 when an answer is due and no byte of it has been written, and ends the process with
+   * status 1. Needs no memory.
+   */
+  [[noreturn]] static void answerAndEnd() noexcept;
 
  private:
+  std::optional<int> answer(std::string_view bytes);
   void answerCompleteMessages();
-  std::optional<int> fail(std::uint32_t code, const std::string& message);
+  std::string answerTo(std::string message);
+  int fail(std::uint32_t code, const char* message);
+  int answerWithoutMemory() noexcept;
   void sendMessage(std::string text);
+  void writeFrame(std::string_view text);
+
+  static MessageExchange* working_;  // the one that is delivered to
 
   Write write_;
+  bool isAnswerDue_ = false;
   FrameAssembler frames_;
+  AnswerParts parts_;
 };

@@ -1,8 +1,10 @@
 #include "shared/request/RequestValidation.h"
 
+#include <cstdint>
 #include <string>
 
 #include "shared/Exceptions.h"
+#include "shared/request/AnswerParts.h"
 
 namespace {
 
@@ -61,4 +63,18 @@ SignatureAlgorithm requestedAlgorithm(const jsonxx::Object& request) {
     return SignatureAlgorithm::RSA_SHA512;
   }
   throw InvalidSignatureAlgorithmException("Unrecognised signature algorithm: " + name);
+}
+
+std::optional<std::size_t> requestedLargestAnswer(const jsonxx::Object& request) {
+  if (!request.has<jsonxx::Number>("max_answer")) {
+    return std::nullopt;
+  }
+  const jsonxx::Number bytes = request.get<jsonxx::Number>("max_answer");
+  // Written so that what is not a number at all is refused too.
+  if (!(bytes >= AnswerParts::kLeastLimit)) {
+    throw InvalidArgumentException("Invalid max_answer, less than " +
+                                   std::to_string(AnswerParts::kLeastLimit));
+  }
+  // No frame is longer than this, and not every number fits into a size.
+  return bytes < UINT32_MAX ? static_cast<std::size_t>(bytes) : UINT32_MAX;
 }

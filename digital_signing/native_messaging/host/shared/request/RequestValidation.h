@@ -1,5 +1,8 @@
 #pragma once
 
+#include <cstddef>
+#include <optional>
+
 #include "shared/SignatureAlgorithm.h"
 #include "shared/json/jsonxx.h"
 
@@ -13,3 +16,7 @@ void validateSignRequest(const jsonxx::Object& request);
 /** RSA with SHA-256 unless the request names another. Throws InvalidSignatureAlgorithmException for an
  * unknown name. */
 SignatureAlgorithm requestedAlgorithm(const jsonxx::Object& request);
+
+/** How many bytes the caller takes at once, if it says. Throws InvalidArgumentException for fewer than serve.
+ */
+std::optional<std::size_t> requestedLargestAnswer(const jsonxx::Object& request);

@@ -3,7 +3,8 @@
 #include <memory>
 #include <string>
 #include <xercesc/util/XercesDefs.hpp>
-#include <xsec/framework/XSECProvider.hpp>
+
+#include "shared/xml/SignatureProvider.h"
 
 class DSIGSignature;
 class XSECCryptoKey;
@@ -39,7 +40,7 @@ class SignatureBuilder {
   const std::string& relativeNamespace() const { return relativeNamespace_; }
 
  private:
-  XSECProvider provider_;
+  SignatureProvider provider_;
   DSIGSignature* signature_ = nullptr;  // the provider's
   xercesc::DOMDocument& document_;
   xercesc::DOMElement& element_;

@@ -19,7 +19,6 @@
 #include <xsec/enc/XSECCryptoException.hpp>
 #include <xsec/enc/XSECCryptoX509.hpp>
 #include <xsec/framework/XSECException.hpp>
-#include <xsec/framework/XSECProvider.hpp>
 
 #include "shared/Exceptions.h"
 #include "shared/xml/DocumentBytes.h"
@@ -27,6 +26,7 @@
 #include "shared/xml/DocumentParser.h"
 #include "shared/xml/ElementDigestTransform.h"
 #include "shared/xml/ParserErrors.h"
+#include "shared/xml/SignatureProvider.h"
 #include "shared/xml/XmlText.h"
 
 namespace {
@@ -204,7 +204,7 @@ XSECCryptoX509& certificateOf(const DSIGSignature& signature, std::string& base6
 
 /** Checks a signature that has been resolved, in its place. */
 void check(DOMElement& element, DOMElement& signatureElement, SignatureCheck& result) {
-  XSECProvider provider;
+  SignatureProvider provider;
   const auto release = [&provider](DSIGSignature* taken) { provider.releaseSignature(taken); };
   const std::unique_ptr<DSIGSignature, decltype(release)> signature(
       provider.newSignatureFromDOM(element.getOwnerDocument(), &signatureElement), release);

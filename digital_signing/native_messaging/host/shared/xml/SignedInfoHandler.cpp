@@ -3,6 +3,7 @@
 #include <xercesc/dom/DOMElement.hpp>
 #include <xsec/dsig/DSIGAlgorithmHandlerDefault.hpp>
 #include <xsec/dsig/DSIGConstants.hpp>
+#include <xsec/framework/XSECException.hpp>
 #include <xsec/transformers/TXFMChain.hpp>
 #include <xsec/utils/XSECPlatformUtils.hpp>
 
@@ -36,7 +37,11 @@ class SignedInfoHandler : public DSIGAlgorithmHandlerDefault {
    * element. */
   static CanonicalBytes* canonicalBytes(TXFMChain* inputBytes) {
     const TXFMBase* source = inputBytes->getLastTxfm()->*ChainLink::kInput;
-    const auto* signedInfo = static_cast<const xercesc::DOMElement*>(source->getFragmentNode());
+    const auto* signedInfo =
+        dynamic_cast<const xercesc::DOMElement*>(source != nullptr ? source->getFragmentNode() : nullptr);
+    if (signedInfo == nullptr) {
+      throw XSECException(XSECException::SigningError, "what is to be signed is not where it was expected");
+    }
     return new CanonicalBytes(*signedInfo, nullptr, nullptr);
   }
 };

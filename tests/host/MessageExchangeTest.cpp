@@ -16,6 +16,7 @@
 #include "mac/app/Logging.h"
 #include "shared/Exceptions.h"
 #include "shared/Signing.h"
+#include "shared/Version.h"
 #include "shared/messaging/IdleTimer.h"
 
 namespace {
@@ -94,18 +95,20 @@ class MessageExchangeTest : public testing::Test {
   }};
 };
 
-const char* const kVersionText =
-    "\t\"build\": \"102\",\n\t\"install_location\": \"\\/opt\\/vorn\",\n\t\"major\": \"1\",\n\t\"minor\": "
-    "\"0\",\n"
-    "\t\"os\": \"Mac OS X version 12.7.6\",\n";
+const std::string kVersionText = std::string("\t\"build\": \"") + version::kBuild +
+                                 "\",\n\t\"install_location\": \"\\/opt\\/vorn\",\n\t\"major\": \"" +
+                                 version::kMajor + "\",\n\t\"minor\": \"" + version::kMinor +
+                                 "\",\n"
+                                 "\t\"os\": \"Mac OS X version 12.7.6\",\n";
 
 TEST_F(MessageExchangeTest, answersEachRequestOfADeliveryInOrder) {
   EXPECT_EQ(deliver(frame("{\"type\":\"VeRsIoN\"}") + frame("{type") + frame("{\"type\":\"version\"}")), 1);
   const auto texts = answers();
   ASSERT_EQ(texts.size(), 2U) << "nothing is answered after the request that ends the process";
-  EXPECT_TRUE(texts[0].starts_with(std::string("{\n") + kVersionText)) << texts[0];
-  EXPECT_TRUE(texts[0].ends_with(
-      "\t\"release\": \"12\",\n\t\"result\": \"ok\",\n\t\"version\": \"1.0.12.102\" \n} \n"));
+  EXPECT_TRUE(texts[0].starts_with("{\n" + kVersionText)) << texts[0];
+  EXPECT_TRUE(texts[0].ends_with(std::string("\t\"release\": \"") + version::kRelease +
+                                 "\",\n\t\"result\": \"ok\",\n\t\"version\": \"" + version::kFull +
+                                 "\" \n} \n"));
   EXPECT_EQ(texts[1], errorText(101, "Failed to parse request message"));
 }
 

@@ -1,4 +1,4 @@
-#include "json/StreamReader.h"
+#include "fuzz/StreamReader.h"
 
 #include <cstdio>
 #include <map>

@@ -1,0 +1,93 @@
+#include "shared/request/AnswerParts.h"
+
+#include <cstdint>
+#include <utility>
+
+#include "shared/Exceptions.h"
+#include "shared/json/JsonWriter.h"
+#include "shared/request/ErrorResponse.h"
+
+namespace {
+
+void appendMembers(jsonxx::Object& response, std::size_t part, std::size_t parts, std::string piece) {
+  response << "part" << part;
+  response << "parts" << parts;
+  response << "text" << std::move(piece);
+}
+
+std::string succeeded(jsonxx::Object response) {
+  response << "result"
+           << "ok";
+  return response.json();
+}
+
+/** Bytes of a part's whole frame around its piece, the numbers taken at their longest. */
+std::size_t bytesAroundPiece() {
+  jsonxx::Object response;
+  appendMembers(response, AnswerParts::kMostKept, AnswerParts::kMostKept, "");
+  return sizeof(std::uint32_t) + succeeded(std::move(response)).size();
+}
+
+bool beginsCharacter(char byte) {
+  return (static_cast<unsigned char>(byte) & 0xC0U) != 0x80U;
+}
+
+}  // namespace
+
+std::string AnswerParts::fit(std::string text, std::size_t limit) {
+  if (text.size() <= limit) {
+    return text;
+  }
+  if (!ends_.empty()) {
+    throw InvalidArgumentException("Part is longer than max_answer");
+  }
+  if (text.size() > kMostKept) {
+    const TechnicalException tooLong("Response message is too long");
+    jsonxx::Object response;
+    appendError(response, tooLong.code(), tooLong.message());
+    return response.json();
+  }
+  text_ = std::move(text);
+  cut(limit - bytesAroundPiece());
+  jsonxx::Object response;
+  appendPart(1, response);
+  return succeeded(std::move(response));
+}
+
+/** Fills each piece as far as whole characters and the escapes that they are written with allow. */
+void AnswerParts::cut(std::size_t room) {
+  std::size_t used = 0;
+  std::size_t character = 0;  // where the one at hand begins, and what was used before it
+  std::size_t usedBefore = 0;
+  for (std::size_t at = 0; at < text_.size(); ++at) {
+    if (beginsCharacter(text_[at])) {
+      character = at;
+      usedBefore = used;
+    }
+    used += jsonxx::JsonWriter::escapedSize(text_[at]);
+    if (used > room) {
+      ends_.push_back(character);
+      used -= usedBefore;
+      usedBefore = 0;
+    }
+  }
+  ends_.push_back(text_.size());
+}
+
+void AnswerParts::appendPart(jsonxx::Number number, jsonxx::Object& response) const {
+  // Written so that what is not a number at all is refused too.
+  if (!(number >= 1 && number <= static_cast<jsonxx::Number>(ends_.size()))) {
+    throw InvalidArgumentException("Unknown part");
+  }
+  const auto part = static_cast<std::size_t>(number);
+  if (static_cast<jsonxx::Number>(part) != number) {
+    throw InvalidArgumentException("Unknown part");
+  }
+  const std::size_t begin = part == 1 ? 0 : ends_[part - 2];
+  appendMembers(response, part, ends_.size(), text_.substr(begin, ends_[part - 1] - begin));
+}
+
+void AnswerParts::drop() {
+  std::string().swap(text_);
+  std::vector<std::size_t>().swap(ends_);
+}

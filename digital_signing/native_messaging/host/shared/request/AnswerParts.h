@@ -1,0 +1,38 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include "shared/json/jsonxx.h"
+
+/**
+ * The answer that is longer than its caller takes at once. It is kept as the text that would have been sent,
+ * and handed out in pieces, each within an answer of its own, until a request of another kind comes.
+ */
+class AnswerParts {
+ public:
+  /** In bytes: the least that a caller may take, and the most that is kept. */
+  static constexpr std::size_t kLeastLimit = 4096;
+  static constexpr std::size_t kMostKept = 67108864;
+
+  /**
+   * What to send in place of the answer `text`, which is valid UTF-8, to a caller that takes `limit` bytes,
+   * not less than kLeastLimit: the text itself where it is no longer; otherwise the text is kept and the
+   * first part comes back, or an error answer where there is too much to keep. Throws
+   * InvalidArgumentException when `text` is itself a part, which is not cut again.
+   */
+  std::string fit(std::string text, std::size_t limit);
+
+  /** Appends "part", "parts" and "text". Throws InvalidArgumentException when there is no part `number`. */
+  void appendPart(jsonxx::Number number, jsonxx::Object& response) const;
+
+  /** Forgets what is kept, and gives its memory back. */
+  void drop();
+
+ private:
+  void cut(std::size_t room);
+
+  std::string text_;
+  std::vector<std::size_t> ends_;  // of each piece in the text
+};

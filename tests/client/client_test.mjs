@@ -1,0 +1,227 @@
+// The client library against the real host. VORN_HOST and VORN_TEST_HOMES name it and the tests' key stores.
+
+import assert from "node:assert/strict";
+import { spawnSync } from "node:child_process";
+import fs from "node:fs";
+import os from "node:os";
+import path from "node:path";
+import { after, test } from "node:test";
+import { pathToFileURL } from "node:url";
+
+import { connect, keyIdentifiers, SigningError } from "../../clients/javascript/vorn-signing.js";
+import { refusingRuntime, runtimeOf } from "./host_port.mjs";
+
+const { VORN_HOST, VORN_TEST_HOMES } = process.env;
+const CLIENT = new URL("../../clients/javascript/", import.meta.url);
+const aki = fs.readFileSync(path.join(VORN_TEST_HOMES, "main.aki"), "utf8");
+const jane = { name: "Jane Citizen", email: "jane@example.com", abn: "12345678901", aki };
+const home = fs.mkdtempSync(path.join(os.tmpdir(), "vorn-client-"));
+fs.cpSync(path.join(VORN_TEST_HOMES, "main", ".pki"), path.join(home, ".pki"), { recursive: true });
+
+const runtimes = [];
+function realRuntime() {
+  runtimes.push(runtimeOf(VORN_HOST, { HOME: home, PATH: process.env.PATH }));
+  return runtimes.at(-1);
+}
+after(() => {
+  for (const host of runtimes.flatMap(({ processes }) => processes)) host.kill("SIGKILL");
+  fs.rmSync(home, { recursive: true });
+});
+
+const agreement = (inside) => `<D><CounterpartData>${inside}</CounterpartData><RenderedData>é</RenderedData></D>`;
+
+function assertVerifies(signed) {
+  const file = path.join(home, "signed.xml");
+  fs.writeFileSync(file, signed);
+  for (const part of ["CounterpartData", "RenderedData"]) {
+    const { status, stderr } = spawnSync("xmlsec1", ["--verify", "--enabled-key-data", "x509", "--trusted-pem",
+      path.join(VORN_TEST_HOMES, "main/certificates/Test Authority.pem"),
+      "--node-xpath", `//${part}/*[local-name()='Signature']`, file]);
+    assert.equal(status, 0, String(stderr));
+  }
+}
+
+test("signs documents of every size and form, and says which one is broken", async () => {
+  const runtime = realRuntime();
+  const host = connect({ runtime });
+  const progress = [];
+  const documents = [
+    agreement("text"),
+    new TextEncoder().encode(agreement("bytes")),
+    new TextEncoder().encode(agreement("buffer")).buffer,
+    { data: agreement("x".repeat(600000)), name: "large" },
+    "<D><CounterpartData>",
+    new Blob([agreement("y".repeat(300000))]),
+    "<D/>",
+    "x".repeat(8000000),
+    agreement("z".repeat(7000000)),
+    agreement("/".repeat(1500000)),
+  ];
+  const results = await host.sign(documents, jane, { onProgress: (event) => progress.push(event) });
+  assert.deepEqual(results.map(({ error }) => error?.kind ?? "signed"), ["signed", "signed", "signed", "signed",
+    "document-unreadable", "signed", "document-unsuitable", "too-large", "signed", "signed"]);
+  assert.equal(results[4].error.code, 103);
+  for (const [index, result] of results.entries()) {
+    assert.equal(result.document, documents[index]);
+    if (!result.signed) continue;
+    assertVerifies(result.signed);
+    assert.equal(result.certificate.serial, "1920354224474384430");
+  }
+  assert.deepEqual(progress.map(({ done }) => done), documents.map((_, index) => index + 1));
+  assert.ok(progress.every(({ index, result, total }) => result === results[index] && total === 10));
+  assert.equal(runtime.processes.length, 1, "one process did it all");
+  assert.ok(runtime.largestAnswer < 1000000);
+  assert.deepEqual(await host.sign([], jane), []);
+});
+
+test("packs small documents into few requests", async () => {
+  const runtime = realRuntime();
+  const documents = Array.from({ length: 100 }, (_, index) => agreement(index));
+  const results = await connect({ runtime }).sign(documents, jane, { algorithm: "RSA_SHA512" });
+  assert.ok(results.every(({ signed }, index) => Buffer.from(signed).includes(`<CounterpartData>${index}<`)));
+  assert.equal(runtime.requests.filter(({ type }) => type === "sign").length, 1);
+});
+
+test("goes on in a new process when the host goes", async () => {
+  const runtime = realRuntime();
+  const states = [];
+  const host = connect({ runtime, onRunning: (running) => states.push(running) });
+  await host.version();
+  runtime.processes[0].kill("SIGKILL");
+  assert.equal((await host.version()).version, "1.0.12.102", "between two requests");
+  let kills = 0;
+  runtime.change = (request, process) => {
+    if (request.type === "part" && kills++ === 0) process.kill("SIGKILL");
+    return request;
+  };
+  const results = await host.sign([agreement("1"), agreement("x".repeat(3000000))], jane);
+  results.forEach(({ signed }) => assertVerifies(signed));
+  assert.ok(kills > 1, "between two parts of an answer");
+  assert.deepEqual(states.slice(0, 3), [true, false, true]);
+
+  runtime.change = (request, process) => (request.type === "sign" && process.kill("SIGKILL"), request);
+  const started = runtime.processes.length;
+  const error = await host.sign(documentsNamed("a", "b", "c", "d"), jane).catch((reason) => reason);
+  assert.equal(error.kind, "host-ended");
+  assert.equal(error.results.length, 2, "gives up when it happens time and again");
+  assert.ok(runtime.processes.length - started < 8);
+  runtime.change = (request) => request;
+  assert.equal((await host.sign([agreement("2")], jane)).length, 1);
+});
+
+const documentsNamed = (...names) => names.map((name) => ({ name, data: agreement(name) }));
+
+test("stops at once, and keeps what was signed", async () => {
+  const runtime = realRuntime();
+  const host = connect({ runtime });
+  const stop = new AbortController();
+  const documents = Array.from({ length: 20 }, () => agreement("x".repeat(1000000)));
+  const error = await host.sign(documents, jane, {
+    signal: stop.signal,
+    onProgress: ({ done }) => done === 3 && stop.abort(),
+  }).catch((reason) => reason);
+  assert.equal(error.kind, "cancelled");
+  assert.equal(error.results.length, 3);
+  await assert.rejects(host.version({ signal: stop.signal }), { kind: "cancelled" });
+  const pending = host.certificate(jane);
+  setTimeout(() => host.close(), 1);
+  await pending.catch(({ kind }) => assert.equal(kind, "cancelled"));
+  assert.equal((await host.certificate(jane)).issuer, "Test Authority", "the next request starts another");
+});
+
+test("tells a key that does not sign from a document that cannot be signed", async () => {
+  for (const [failing, kinds] of [
+    [["b"], ["signed", "key-failed", "signed", "signed"]],
+    [["b", "c"], ["signed", "key-failed", "key-failed"]],
+    [["a", "b", "c", "d"], ["key-failed"]],
+  ]) {
+    let asked = 0;
+    const runtime = scripted((request) => {
+      asked += 1;
+      const names = request.xml_data.map(({ data }) => atob(data));
+      if (names.some((name) => failing.includes(name))) return { result: "error", error_code: 105, error_message: "locked" };
+      return { result: "ok", cert_serial: "1", cert_issuer: "", cert_expiry: "2030-07-01T00:00:00.000Z",
+        signed_data: request.xml_data };
+    });
+    const results = await connect({ runtime }).sign(["a", "b", "c", "d"], jane).catch((error) => error.results);
+    assert.deepEqual(results.map(({ error }) => error?.kind ?? "signed"), kinds);
+    assert.equal(asked, kinds.length + 1);
+  }
+});
+
+/** A runtime with a host that answers as told. */
+function scripted(answerTo) {
+  return { connectNative: () => {
+    const listeners = [];
+    return { onMessage: { addListener: (listener) => listeners.push(listener) }, onDisconnect: { addListener() {} }, disconnect() {},
+      postMessage: (request) => setTimeout(() => listeners.forEach((listener) => listener(answerTo(request)))) };
+  } };
+}
+
+test("gives every refusal of the host and of the browsers a kind", async () => {
+  const host = connect({ runtime: realRuntime() });
+  const kindOf = (promise) => promise.then(() => "none", (error) => (assert.ok(error instanceof SigningError), error.kind));
+  const one = [agreement("")];
+  assert.equal(await kindOf(host.certificate({ ...jane, name: "Nobody" })), "certificate-not-found");
+  assert.equal(await kindOf(host.sign(one, jane, { algorithm: "MD5" })), "algorithm-unknown");
+  const late = await host.sign(one, { ...jane, name: "Late Larry" }).catch((error) => error);
+  assert.equal(late.kind, "certificate-expired");
+  assert.equal(late.certificate.expiry.getFullYear(), 2011);
+  await host.certificate(jane);
+  assert.equal(await kindOf(host.certificate({ ...jane, email: "x@example.com" })), "certificate-not-found", "107 without a serial number");
+  for (const user of [{ ...jane, aki: "zz" }, { ...jane, aki: [] }, { ...jane, abn: 1 }, undefined]) {
+    assert.equal(await kindOf(host.sign(one, user)), "invalid-request");
+  }
+  assert.equal(await kindOf(host.sign([5], jane)), "invalid-request");
+  assert.deepEqual(keyIdentifiers(" 5F:1D \n\nab cd;01"), ["5f1d", "abcd", "01"]);
+
+  for (const [text, kind, isFirefox = false] of [
+    ["Specified native messaging host not found.", "host-missing"],
+    ["No such native application vorn.signing", "host-missing", true],
+    ["Invalid native messaging host name specified.", "host-missing"],
+    ["Access to the specified native messaging host is forbidden.", "extension-not-allowed"],
+    ["Access to the native messaging host was disabled by the system administrator.", "disabled-by-policy"],
+    ["Native host has exited.", "host-ended"],
+    ["Failed to start native messaging host.", "host-ended"],
+    ["Error when communicating with the native messaging host.", "host-ended"],
+    ["An unexpected error occurred", "host-ended", true],
+    [null, "host-ended", true],
+    ["Native application tried to send a message of 1048577 bytes, which exceeds the limit of 1048576 bytes.", "too-large", true],
+  ]) {
+    assert.equal(await kindOf(connect({ runtime: refusingRuntime(text, isFirefox) }).version()), kind, text);
+  }
+  const dropping = connect({ runtime: refusingRuntime("Error when communicating with the native messaging host.") });
+  const [{ error }] = await dropping.sign([agreement("x".repeat(900000))], jane);
+  assert.equal(error.kind, "too-large", "the same words when the answer is that long");
+  assert.equal(await kindOf(connect({ runtime: {} }).version()), "extension-not-allowed", "no permission");
+  assert.equal(await kindOf(connect().version()), "extension-not-allowed", "no extension");
+});
+
+test("does what its page shows", async () => {
+  const page = fs.readFileSync(new URL("README.md", CLIENT), "utf8");
+  const examples = [...page.matchAll(/```js\n(.*?)```/gs)].map(([, code]) => code).join("\n");
+  const file = path.join(home, "examples.mjs");
+  fs.writeFileSync(file, examples.replace('"./vorn-signing.js"', JSON.stringify(new URL("vorn-signing.js", CLIENT).href))
+    + "\nexport { version, serial };\n");
+  const shown = [];
+  const offered = [];
+  Object.assign(globalThis, {
+    chrome: { runtime: realRuntime() },
+    form: { aki: aki.toUpperCase() },
+    files: documentsNamed("first").concat({ name: "second", data: "<D/>" }),
+    show: (text) => shown.push(text),
+    offer: (name, blob) => offered.push([name, blob.size > 5000]),
+  });
+  const { version, serial } = await import(pathToFileURL(file));
+  assert.equal(version, "1.0.12.102");
+  assert.equal(serial, "1920354224474384430");
+  assert.deepEqual(offered, [["first", true]]);
+  assert.deepEqual(shown, ["1 of 2", "2 of 2", "second was not signed: document-unsuitable",
+    "No certificate fits these details.", "cancelled, 0 done"]);
+
+  const types = fs.readFileSync(new URL("vorn-signing.d.ts", CLIENT), "utf8");
+  const kinds = [...types.matchAll(/^  \| "(.*?)"/gm)].map(([, kind]) => kind);
+  assert.deepEqual([...page.matchAll(/^\| `(.*?)` \|/gm)].map(([, kind]) => kind), kinds, "page and types know the same kinds");
+  const module = await import(new URL("vorn-signing.js", CLIENT));
+  for (const name of Object.keys(module)) assert.match(types, new RegExp(`export (class|function|const) ${name}\\b`));
+});
