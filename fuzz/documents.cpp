@@ -8,7 +8,6 @@
 #include <xercesc/framework/MemBufInputSource.hpp>
 
 #include <cstdint>
-#include <cstdlib>
 #include <optional>
 #include <string>
 
@@ -25,11 +24,7 @@
 namespace {
 
 std::string toBase64(const std::uint8_t* data, std::size_t size) {
-  char* text = nullptr;
-  encodeBase64(data, size, &text);
-  std::string result(text);
-  std::free(text);
-  return result;
+  return vorn::toBase64({reinterpret_cast<const char*>(data), size});
 }
 
 /** Puts a new key into the selection, and a certificate that holds it and little else. */
@@ -75,12 +70,7 @@ std::optional<std::string> sign(const std::string& base64, std::string& why) {
 }
 
 std::string fromBase64(const std::string& text) {
-  unsigned char* data = nullptr;
-  long length = 0;
-  decodeBase64(text.c_str(), &data, &length);
-  const std::string bytes(reinterpret_cast<char*>(data), static_cast<std::size_t>(length));
-  std::free(data);
-  return bytes;
+  return std::string(vorn::fromBase64(text).value().view());
 }
 
 xercesc::DOMElement* onlyElement(const xercesc::DOMDocument& document, const XMLCh* name) {

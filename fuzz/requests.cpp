@@ -12,10 +12,10 @@
 #include "fuzz/Require.h"
 #include "shared/Exceptions.h"
 #include "shared/Signing.h"
-#include "shared/json/Utf8.h"
 #include "shared/json/jsonxx.h"
 #include "shared/messaging/FrameAssembler.h"
 #include "shared/messaging/MessageExchange.h"
+#include "shared/text/Utf8.h"
 
 namespace signing {
 
@@ -64,7 +64,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   std::memcpy(&answered, written.data(), sizeof answered);
   const std::string text = written.substr(sizeof answered);
   require(answered == text.size(), "one frame and nothing else");
-  require(isValidUtf8(text), "valid UTF-8");
+  require(vorn::isValidUtf8(text), "valid UTF-8");
   jsonxx::Object answer;
   require(answer.parse(text) && answer.has<jsonxx::String>("result"), "an object with a result");
   const bool failed = answer.get<jsonxx::String>("result") == "error";

@@ -77,7 +77,12 @@ HostProcess::HostProcess(const Home& home, const HostOptions& options)
   input_ = toHost.writing;
   output_ = fromHost.reading;
 
-  std::vector<std::string> arguments = {hostProgram()};
+  std::vector<std::string> arguments;
+  if (options.addressSpaceKiB != 0) {
+    const std::string limit = std::to_string(options.addressSpaceKiB);
+    arguments = {"/bin/sh", "-c", R"(ulimit -v "$0" && exec "$@")", limit};
+  }
+  arguments.push_back(hostProgram());
   arguments.insert(arguments.end(), options.arguments.begin(), options.arguments.end());
   std::vector<std::string> environment = {
       "HOME=" + (options.homeFolder.empty() ? home.path().string() : options.homeFolder),
@@ -184,8 +189,7 @@ std::string HostProcess::readSome(std::size_t count) {
 
 std::string HostProcess::readToEnd() {
   std::string bytes;
-  while (readBytes(bytes, 1, Clock::now() + kPatience)) {
-  }
+  readBytes(bytes, std::string::npos, Clock::now() + kPatience);
   return bytes;
 }
 

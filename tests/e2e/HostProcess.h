@@ -13,7 +13,7 @@ namespace e2e {
 
 /** Long enough for a loaded machine and a host built with sanitizers; a test that is well never waits this
  * long. */
-constexpr std::chrono::milliseconds kPatience{60000};
+constexpr std::chrono::milliseconds kPatience{20000};
 
 /** The program under test: VORN_HOST of the environment, else the host that was built along with the tests.
  */
@@ -23,6 +23,7 @@ struct HostOptions {
   std::string homeFolder = {};                // instead of the Home's own path
   std::vector<std::string> environment = {};  // "NAME=value", besides HOME and PATH
   std::vector<std::string> arguments = {};
+  std::size_t addressSpaceKiB = 0;  // at most so much, if any
   bool terminal = false;  // standard input is a terminal; what is written to the host is typed there
 };
 

@@ -7,7 +7,7 @@
 #include <string>
 
 #include "shared/Exceptions.h"
-#include "shared/json/Utf8.h"
+#include "shared/text/Utf8.h"
 
 namespace {
 
@@ -45,7 +45,7 @@ TEST(AnswerPartsTest, piecesFillTheirFramesAndMakeTheAnswerAgain) {
         EXPECT_LE(frame.size() + kPrefix, limit);
         EXPECT_TRUE(number == count || frame.size() + 64 > limit) << "room is left: " << frame.size();
         const auto& piece = response.get<jsonxx::String>("text");
-        EXPECT_TRUE(isValidUtf8(piece));
+        EXPECT_TRUE(vorn::isValidUtf8(piece));
         together += piece;
       }
       EXPECT_EQ(together, text);

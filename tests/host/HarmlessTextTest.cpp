@@ -4,6 +4,7 @@
 
 #include <string>
 
+namespace vorn {
 namespace {
 
 using namespace std::string_literals;
@@ -32,3 +33,4 @@ TEST(HarmlessText, WritesOutWhatCommandsATerminalOrEndsALine) {
 }
 
 }  // namespace
+}  // namespace vorn

@@ -31,20 +31,11 @@ std::string read(const std::string& path) {
 std::string SigningTest::folder_;
 
 std::string toBase64(const std::string& bytes) {
-  char* text = nullptr;
-  encodeBase64(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size(), &text);
-  std::string result(text);
-  std::free(text);
-  return result;
+  return vorn::toBase64(bytes);
 }
 
 std::string fromBase64(const std::string& text) {
-  unsigned char* data = nullptr;
-  long length = 0;
-  decodeBase64(text.c_str(), &data, &length);
-  std::string result(reinterpret_cast<const char*>(data), static_cast<std::size_t>(length));
-  std::free(data);
-  return result;
+  return std::string(vorn::fromBase64(text).value().view());
 }
 
 std::string signXml(const std::string& xml) {

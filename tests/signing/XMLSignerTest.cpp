@@ -127,12 +127,13 @@ TEST_F(XMLSignerTest, WarnsOfWhatVerifiersRefuse) {
 TEST_F(XMLSignerTest, RefusesWhatIsNotBase64) {
   using namespace std::string_literals;
   const std::string good = toBase64(withParts());
-  for (const std::string& text : {""s, good + "\n", good.substr(1), good + '\0' + "AAA"}) {
+  for (const std::string& text : {""s, "\n" + good, good.substr(1), good + '\0' + "AAA"}) {
     Log log;
     EXPECT_EQ(refusalOf(text), "103 Request XML data is not valid base64") << text;
     EXPECT_EQ(log.lines().back(), "ERROR Request XML data is not valid base64");
   }
   EXPECT_EQ(refusalOf(good), "signed");
+  EXPECT_EQ(refusalOf(good + " \r\n"), "signed");
 }
 
 TEST_F(XMLSignerTest, FailuresOfKeyAndLibrary) {

@@ -1,6 +1,5 @@
 #include "vornctl/Identities.h"
 
-#include <algorithm>
 #include <iterator>
 #include <set>
 
@@ -12,6 +11,7 @@
 #include "mac/app/CertificateSelection.h"
 #include "shared/Exceptions.h"
 #include "shared/json/jsonxx.h"
+#include "shared/text/LetterCase.h"
 
 namespace vornctl {
 namespace {
@@ -78,8 +78,8 @@ std::string selectedCertificate(const User& user) {
 
 /** The user as the host compares it. */
 SelectionCriteria criteriaOf(const User& user) {
-  SelectionCriteria criteria{user.name, toLowerCase(user.email), user.abn, {}};
-  std::transform(user.akis.begin(), user.akis.end(), std::back_inserter(criteria.akis), toLowerCase);
+  SelectionCriteria criteria{user.name, vorn::asciiLowerCase(user.email), user.abn, {}};
+  for (const std::string& aki : user.akis) criteria.akis.push_back(vorn::asciiLowerCase(aki));
   return criteria;
 }
 

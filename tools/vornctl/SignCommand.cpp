@@ -1,6 +1,4 @@
-#include <cstdlib>
 #include <iostream>
-#include <memory>
 #include <system_error>
 
 #include "shared/Base64.h"
@@ -19,23 +17,10 @@ namespace fs = std::filesystem;
 /** A card may take its time, and so may its owner. */
 constexpr std::chrono::seconds kPatience{300};
 
-struct Free {
-  void operator()(void* buffer) const { std::free(buffer); }
-};
-
-std::string encoded(const std::string& bytes) {
-  char* text = nullptr;
-  encodeBase64(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size(), &text);
-  return std::unique_ptr<char, Free>(text).get();
-}
-
 std::string decoded(const std::string& text) {
-  unsigned char* data = nullptr;
-  long length = 0;
-  decodeBase64(text.c_str(), &data, &length);
-  const std::unique_ptr<unsigned char, Free> owner(data);
-  if (length <= 0) throw HostError("the host's signed document is not base64");
-  return {reinterpret_cast<const char*>(data), static_cast<std::size_t>(length)};
+  const auto bytes = vorn::fromBase64(text);
+  if (!bytes) throw HostError("the host's signed document is not base64");
+  return std::string(bytes->view());
 }
 
 jsonxx::Object requestFor(const SignOptions& options, const std::string& document) {
@@ -50,7 +35,7 @@ jsonxx::Object requestFor(const SignOptions& options, const std::string& documen
   request.import("type", "sign");
   request.import("signature_algorithm", options.algorithm);
   request.import("user_details", std::move(user));
-  request.import("xml_data", jsonxx::Array(jsonxx::Object("data", encoded(document))));
+  request.import("xml_data", jsonxx::Array(jsonxx::Object("data", vorn::toBase64(document))));
   return request;
 }
 

@@ -51,7 +51,7 @@ std::size_t widthOf(std::string_view text) {
 }
 
 std::string printable(std::string_view text) {
-  return harmlessText(text);
+  return vorn::harmlessText(text);
 }
 
 void Table::add(std::vector<Cell> row) {

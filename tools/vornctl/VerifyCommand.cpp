@@ -1,4 +1,3 @@
-#include <cstdlib>
 #include <iostream>
 #include <system_error>
 
@@ -17,12 +16,10 @@ namespace vornctl {
 namespace {
 
 CertificateDescription describeBase64(const std::string& base64) {
-  unsigned char* data = nullptr;
-  long length = 0;
-  if (isBase64(base64.data(), base64.size())) decodeBase64(base64.c_str(), &data, &length);
-  const auto der = CFRef<CFDataRef>::adopt(
-      CFDataCreate(kCFAllocatorDefault, data, static_cast<CFIndex>(length > 0 ? length : 0)));
-  std::free(data);
+  const auto bytes = vorn::fromBase64(base64);
+  const std::string_view view = bytes ? bytes->view() : std::string_view();
+  const auto der = CFRef<CFDataRef>::adopt(CFDataCreate(
+      kCFAllocatorDefault, reinterpret_cast<const UInt8*>(view.data()), static_cast<CFIndex>(view.size())));
   const auto certificate =
       CFRef<SecCertificateRef>::adopt(SecCertificateCreateWithData(kCFAllocatorDefault, der.get()));
   return certificate ? describe(certificate.get()) : CertificateDescription{};

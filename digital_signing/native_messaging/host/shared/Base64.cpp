@@ -40,6 +40,12 @@ std::size_t countPadding(const char* text, std::size_t length) {
   return length >= 2 && text[length - 2] == '=' ? 2 : 1;
 }
 
+std::size_t lengthWithoutSpaceBehind(const char* text, std::size_t length) {
+  constexpr std::string_view kSpace = " \t\r\n";
+  while (length > 0 && kSpace.find(text[length - 1]) != std::string_view::npos) --length;
+  return length;
+}
+
 /** Whether a byte is a digit of base64, without a branch: the compiler tests many bytes at a time. */
 unsigned char isDigit(unsigned char c) {
   const auto within = [c](unsigned char first, unsigned char count) {
@@ -68,7 +74,7 @@ long decodeWellFormed(const char* text, std::size_t length, unsigned char* data)
 }  // namespace
 
 void decodeBase64(const char* text, unsigned char** data, long* length) {
-  const std::size_t textLength = std::strlen(text);
+  const std::size_t textLength = lengthWithoutSpaceBehind(text, std::strlen(text));
   const std::size_t decoded = textLength * 3 / 4;
   const std::size_t capacity = decoded - std::min(decoded, countPadding(text, textLength));
   auto* buffer = allocate<unsigned char>(capacity + 1);
@@ -96,6 +102,7 @@ void encodeBase64(const unsigned char* data, std::size_t length, char** text) {
 }
 
 bool isBase64(const char* text, std::size_t length) {
+  length = lengthWithoutSpaceBehind(text, length);
   if (length == 0 || length % kGroup != 0) return false;
   const std::size_t digits = length - countPadding(text, length);
   constexpr std::size_t kBlock = 4096;

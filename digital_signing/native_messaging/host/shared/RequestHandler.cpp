@@ -3,27 +3,21 @@
 #include <log4cplus/logger.h>
 #include <log4cplus/loggingmacros.h>
 
-#include <algorithm>
 #include <utility>
 
 #include "mac/app/Logging.h"
 #include "shared/Exceptions.h"
 #include "shared/Signing.h"
-#include "shared/json/Utf8.h"
 #include "shared/messaging/IdleTimer.h"
 #include "shared/request/ErrorResponse.h"
 #include "shared/request/RequestValidation.h"
 #include "shared/request/VersionResponse.h"
+#include "shared/text/LetterCase.h"
+#include "shared/text/Utf8.h"
 
 namespace {
 
 const log4cplus::Logger logger = log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("RequestHandler"));
-
-std::string lowerCase(std::string text) {
-  std::transform(text.begin(), text.end(), text.begin(),
-                 [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
-  return text;
-}
 
 }  // namespace
 
@@ -49,7 +43,7 @@ jsonxx::Object RequestHandler::handleRequest() {
 }
 
 void RequestHandler::parse() {
-  if (!isValidUtf8(message_) || !request_.parse(message_)) {
+  if (!vorn::isValidUtf8(message_) || !request_.parse(message_)) {
     throw InvalidArgumentException("Failed to parse request message");
   }
   if (!request_.has<jsonxx::String>("type")) {
@@ -70,7 +64,7 @@ void RequestHandler::applySettings() {
 }
 
 void RequestHandler::dispatch() {
-  const std::string type = lowerCase(request_.get<jsonxx::String>("type"));
+  const std::string type = vorn::asciiLowerCase(request_.get<jsonxx::String>("type"));
   LOG4CPLUS_INFO(logger, "Request type = " << type);
   if (type == "part") {
     return handlePartRequest();

@@ -12,4 +12,4 @@ add_library(host STATIC
   ${shared}/request/RequestValidation.cpp
   ${shared}/request/VersionResponse.cpp
   ${shared}/RequestHandler.cpp)
-target_link_libraries(host PUBLIC jsonxx logging signature_record)
+target_link_libraries(host PUBLIC jsonxx logging signature_record text)

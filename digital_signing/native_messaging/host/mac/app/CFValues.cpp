@@ -1,5 +1,7 @@
 #include "mac/app/CFValues.h"
 
+#include "shared/text/Utf8.h"
+
 CFIndex countOf(CFArrayRef array) {
   return array != nullptr ? CFArrayGetCount(array) : 0;
 }
@@ -40,12 +42,6 @@ std::optional<std::string> utf8TextWithin(CFStringRef string, std::size_t buffer
 
 std::string utf8TextCutTo(CFStringRef string, std::size_t bufferSize) {
   std::string text = utf8Text(string).value_or("");
-  if (text.size() >= bufferSize) {
-    std::size_t end = bufferSize - 1;
-    while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) {
-      --end;
-    }
-    text.resize(end);
-  }
+  text.resize(vorn::cutUtf8(text, bufferSize - 1).size());
   return text;
 }

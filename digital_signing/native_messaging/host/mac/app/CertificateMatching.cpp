@@ -4,13 +4,13 @@
 #include <log4cplus/loggingmacros.h>
 
 #include <algorithm>
-#include <cctype>
 #include <cstddef>
 #include <optional>
 
 #include "mac/app/CFRef.h"
 #include "mac/app/CFValues.h"
 #include "mac/app/CertificateProperties.h"
+#include "shared/text/LetterCase.h"
 
 namespace {
 
@@ -48,12 +48,6 @@ std::string hexText(CFDataRef data) {
   return text;
 }
 
-std::string toLowerCase(std::string text) {
-  std::transform(text.begin(), text.end(), text.begin(),
-                 [](unsigned char byte) { return static_cast<char>(std::tolower(byte)); });
-  return text;
-}
-
 bool certificateEmailMatches(SecCertificateRef certificate, const std::string& email) {
   CFRef<CFArrayRef> addresses;
   const OSStatus status = SecCertificateCopyEmailAddresses(certificate, addresses.out());
@@ -70,7 +64,7 @@ bool certificateEmailMatches(SecCertificateRef certificate, const std::string& e
         utf8TextWithin(ofType<CFStringRef>(CFArrayGetValueAtIndex(addresses.get(), i), CFStringGetTypeID()),
                        kEmailBufferSize);
     LOG4CPLUS_DEBUG(logger, "Certificate email = " << address.value_or(""));
-    if (address && toLowerCase(*address) == email) {
+    if (address && vorn::asciiLowerCase(*address) == email) {
       LOG4CPLUS_DEBUG(logger, "Certificate email matches request email");
       return true;
     }

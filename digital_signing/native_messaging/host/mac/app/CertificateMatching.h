@@ -21,9 +21,6 @@ struct SelectionCriteria {
   std::vector<std::string> akis; /**< in lower case, sorted by byte value */
 };
 
-/** ASCII letters in lower case, other bytes as they are. */
-std::string toLowerCase(std::string text);
-
 /** Whether one of the certificate's addresses, in lower case, is `email`, which is in lower case. */
 bool certificateEmailMatches(SecCertificateRef certificate, const std::string& email);
 

@@ -13,6 +13,7 @@
 #include "mac/app/CertificateProperties.h"
 #include "shared/Exceptions.h"
 #include "shared/json/jsonxx.h"
+#include "shared/text/LetterCase.h"
 
 namespace {
 
@@ -36,7 +37,7 @@ SelectionCriteria readCriteria(const jsonxx::Object& userDetails) {
   criteria.abn = userDetails.get<jsonxx::String>("abn");
   const auto& akis = userDetails.get<jsonxx::Array>("aki");
   for (unsigned i = 0; i < akis.size(); ++i) {
-    criteria.akis.push_back(toLowerCase(akis.get<jsonxx::String>(i)));
+    criteria.akis.push_back(vorn::asciiLowerCase(akis.get<jsonxx::String>(i)));
   }
   std::stable_sort(criteria.akis.begin(), criteria.akis.end());
   LOG4CPLUS_DEBUG(logger, "Request name = " << criteria.name);
@@ -94,7 +95,7 @@ void CertificateSelection::initialise(const jsonxx::Object& userDetails) {
     return;
   }
   LOG4CPLUS_INFO(logger, "Finding signing certificate in system certificate store");
-  criteria.email = toLowerCase(criteria.email);
+  criteria.email = vorn::asciiLowerCase(criteria.email);
   const CFRef<CFTypeRef> identities = findIdentities(criteria.name);
   search(ofType<CFArrayRef>(identities.get(), CFArrayGetTypeID()), criteria);
 

@@ -6,13 +6,13 @@
 
 void HarmlessLayout::formatAndAppend(log4cplus::tostream& output,
                                      const log4cplus::spi::InternalLoggingEvent& event) {
-  if (isHarmless(event.getMessage())) {
+  if (vorn::isHarmless(event.getMessage())) {
     PatternLayout::formatAndAppend(output, event);
     return;
   }
   const log4cplus::spi::InternalLoggingEvent harmless(
       event.getLoggerName(), event.getLogLevel(), event.getNDC(), event.getMDCCopy(),
-      harmlessText(event.getMessage()), event.getThread(), event.getThread2(), event.getTimestamp(),
+      vorn::harmlessText(event.getMessage()), event.getThread(), event.getThread2(), event.getTimestamp(),
       event.getFile(), event.getLine(), event.getFunction());
   PatternLayout::formatAndAppend(output, harmless);
 }

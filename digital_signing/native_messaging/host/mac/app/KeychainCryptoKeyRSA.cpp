@@ -9,9 +9,7 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdlib>
 #include <limits>
-#include <memory>
 #include <xsec/enc/XSECCryptoException.hpp>
 
 #include "mac/app/CFValues.h"
@@ -133,10 +131,7 @@ std::span<const UInt8> publicNumber(const CFRef<CFDataRef>& number) {
 }
 
 std::string base64Text(std::span<const UInt8> number) {
-  char* text = nullptr;
-  encodeBase64(number.data(), number.size(), &text);
-  const std::unique_ptr<char, decltype(&std::free)> buffer(text, &std::free);
-  return text != nullptr ? text : "";
+  return vorn::toBase64({reinterpret_cast<const char*>(number.data()), number.size()});
 }
 
 /** The contents of the DER integer at `position`, which moves behind it; empty when it is none. */

@@ -46,7 +46,8 @@ class LogFileAppender : public log4cplus::FileAppender {
 void reportMissing(const std::string& path, const std::string& fault) {
   static bool reported = false;
   if (!std::exchange(reported, true)) {
-    std::cerr << "vorn-signing: no log is written to " << harmlessText(path) << ": " << fault << std::endl;
+    std::cerr << "vorn-signing: no log is written to " << vorn::harmlessText(path) << ": " << fault
+              << std::endl;
   }
 }
 

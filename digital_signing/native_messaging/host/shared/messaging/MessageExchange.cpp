@@ -10,9 +10,9 @@
 
 #include "shared/Exceptions.h"
 #include "shared/RequestHandler.h"
-#include "shared/json/Utf8.h"
 #include "shared/messaging/IdleTimer.h"
 #include "shared/request/ErrorResponse.h"
+#include "shared/text/Utf8.h"
 
 namespace {
 
@@ -90,7 +90,7 @@ std::string MessageExchange::answerTo(std::string message) {
   RequestHandler handler(std::move(message), &parts_);
   std::string text = handler.handleRequest().json();
   if (const std::optional<std::size_t> limit = handler.largestAnswer()) {
-    text = parts_.fit(replaceInvalidUtf8(std::move(text)), *limit);
+    text = parts_.fit(vorn::replaceInvalidUtf8(std::move(text)), *limit);
   }
   return text;
 }
@@ -125,7 +125,7 @@ int MessageExchange::answerWithoutMemory() noexcept {
 
 void MessageExchange::sendMessage(std::string text) {
   // A frame that is not UTF-8 makes a browser drop the whole channel.
-  text = replaceInvalidUtf8(std::move(text));
+  text = vorn::replaceInvalidUtf8(std::move(text));
   LOG4CPLUS_INFO(logger, "Sending response message");
   LOG4CPLUS_INFO(logger, "Response message length = " << text.size());
   LOG4CPLUS_DEBUG(logger, "Response message = " << text);

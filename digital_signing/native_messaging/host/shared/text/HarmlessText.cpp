@@ -2,6 +2,9 @@
 
 #include <cstdint>
 
+#include "shared/text/Utf8.h"
+
+namespace vorn {
 namespace {
 
 struct Character {
@@ -16,20 +19,13 @@ constexpr bool isPrintableAscii(char byte) {
 
 /** The character at the start of a text that is not empty. */
 Character firstCharacter(std::string_view text) {
-  const auto byteAt = [text](std::size_t i) { return static_cast<std::uint8_t>(text[i]); };
-  const std::uint8_t first = byteAt(0);
-  const Character broken{first, 1, false};
+  const auto first = static_cast<std::uint8_t>(text.front());
   if (first < 0x80) return {first, 1, true};
   const std::size_t size = first >= 0xF0 ? 4 : first >= 0xE0 ? 3 : 2;
-  if (first < 0xC2 || first > 0xF4 || text.size() < size) return broken;
+  const std::string_view bytes = text.substr(0, size);
+  if (!isValidUtf8(bytes)) return {first, 1, false};
   std::uint32_t code = first & (0xFFU >> (size + 1));
-  for (std::size_t i = 1; i < size; ++i) {
-    if ((byteAt(i) & 0xC0U) != 0x80U) return broken;
-    code = code << 6 | (byteAt(i) & 0x3FU);
-  }
-  constexpr std::uint32_t kSmallest[] = {0, 0, 0x80, 0x800, 0x10000};
-  const bool surrogate = code >= 0xD800 && code <= 0xDFFF;
-  if (code < kSmallest[size] || code > 0x10FFFF || surrogate) return broken;
+  for (const char byte : bytes.substr(1)) code = code << 6 | (static_cast<std::uint8_t>(byte) & 0x3FU);
   return {code, size, true};
 }
 
@@ -87,3 +83,5 @@ std::string harmlessText(std::string_view text) {
 bool isHarmless(std::string_view text) {
   return harmlessLength(text, 0) == text.size();
 }
+
+}  // namespace vorn

@@ -3,6 +3,8 @@
 #include <string>
 #include <string_view>
 
+namespace vorn {
+
 /**
  * A text from outside, for one line of a log or terminal: what would end the line, command the terminal or
  * turn the reading order around is written out as "\x1b" or "\u202e". These are control characters (C0, DEL,
@@ -13,3 +15,5 @@ std::string harmlessText(std::string_view text);
 
 /** Whether harmlessText would return the text as it is. */
 bool isHarmless(std::string_view text);
+
+}  // namespace vorn

@@ -4,7 +4,7 @@
 #include <cstddef>
 
 #include "shared/Exceptions.h"
-#include "shared/json/Utf8.h"
+#include "shared/text/Utf8.h"
 
 namespace {
 
@@ -39,5 +39,5 @@ void requireNoZeroCharacter(std::string_view bytes) {
 }
 
 void requireUtf8(std::string_view bytes) {
-  if (!isValidUtf8(bytes)) throw XMLDataParsingException("Request XML data is not valid UTF-8");
+  if (!vorn::isValidUtf8(bytes)) throw XMLDataParsingException("Request XML data is not valid UTF-8");
 }

@@ -4,6 +4,8 @@
 #include <array>
 #include <cstdint>
 
+#include "shared/text/Utf8.h"
+
 namespace {
 
 // Bit n of an entry: the ASCII character needs more than itself under escapes n.
@@ -40,30 +42,6 @@ char* putEscaped(char* out, char16_t c) {
     default:
       return put(out, "&#xD;");
   }
-}
-
-bool isLeading(char16_t c) {
-  return c >= 0xD800 && c < 0xDC00;
-}
-bool isTrailing(char16_t c) {
-  return c >= 0xDC00 && c < 0xE000;
-}
-
-/** The bytes of one character that is not ASCII. */
-char* putWide(char* out, std::uint32_t c) {
-  const auto tail = [&out, c](unsigned shift) { *out++ = static_cast<char>(0x80 | (c >> shift & 0x3F)); };
-  if (c < 0x800) {
-    *out++ = static_cast<char>(0xC0 | c >> 6);
-  } else if (c < 0x10000) {
-    *out++ = static_cast<char>(0xE0 | c >> 12);
-    tail(6);
-  } else {
-    *out++ = static_cast<char>(0xF0 | c >> 18);
-    tail(12);
-    tail(6);
-  }
-  tail(0);
-  return out;
 }
 
 /** Whether none of the characters needs more than itself; their bytes, if so. Without a branch, so that the
@@ -109,10 +87,10 @@ void append(std::string& out, std::u16string_view text) {
           } else {
             to = putEscaped(to, c);
           }
-        } else if (isLeading(c) && in < end && isTrailing(*in)) {
-          to = putWide(to, 0x10000 + ((c - 0xD800U) << 10) + (*in++ - 0xDC00U));
+        } else if (vorn::isHighSurrogate(c) && in < end && vorn::isLowSurrogate(*in)) {
+          to = vorn::writeUtf8(to, vorn::characterOf(c, *in++));
         } else {
-          to = putWide(to, c);
+          to = vorn::writeUtf8(to, c);
         }
       }
     }

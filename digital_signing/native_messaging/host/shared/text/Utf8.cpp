@@ -1,9 +1,10 @@
-#include "shared/json/Utf8.h"
+#include "shared/text/Utf8.h"
 
+#include <algorithm>
 #include <cstddef>
-#include <cstdint>
 #include <cstring>
 
+namespace vorn {
 namespace {
 
 constexpr std::string_view kReplacement = "\xEF\xBF\xBD";
@@ -52,6 +53,11 @@ std::size_t findInvalid(std::string_view text, std::size_t at) {
   return at;
 }
 
+void append(std::string& text, char32_t character) {
+  char bytes[4];
+  text.append(bytes, writeUtf8(bytes, character));
+}
+
 }  // namespace
 
 bool isValidUtf8(std::string_view text) {
@@ -71,3 +77,42 @@ std::string replaceInvalidUtf8(std::string text) {
     invalid = findInvalid(text, at);
   }
 }
+
+std::optional<std::string> utf8FromUtf16(std::u16string_view text) {
+  std::string result;
+  for (std::size_t at = 0; at < text.size(); ++at) {
+    char32_t character = text[at];
+    if (isHighSurrogate(text[at]) && at + 1 < text.size() && isLowSurrogate(text[at + 1])) {
+      character = characterOf(text[at], text[at + 1]);
+      ++at;
+    } else if (isHighSurrogate(text[at]) || isLowSurrogate(text[at])) {
+      return std::nullopt;
+    }
+    append(result, character);
+  }
+  return result;
+}
+
+std::string utf8FromLatin1(std::string_view text) {
+  std::string result;
+  for (const char byte : text) append(result, static_cast<unsigned char>(byte));
+  return result;
+}
+
+std::size_t utf16Length(std::string_view text) {
+  std::size_t length = 0;
+  for (const char c : text) {
+    const auto byte = static_cast<unsigned char>(c);
+    // Every character has one byte that continues none; those of four bytes are two units.
+    length += (byte & 0xC0) == 0x80 ? 0 : byte < 0xF0 ? 1 : 2;
+  }
+  return length;
+}
+
+std::string_view cutUtf8(std::string_view text, std::size_t room) {
+  if (text.size() <= room) return text;
+  while (room > 0 && (static_cast<unsigned char>(text[room]) & 0xC0) == 0x80) --room;
+  return text.substr(0, room);
+}
+
+}  // namespace vorn

@@ -1,7 +1,10 @@
-#include "shared/json/Utf8.h"
+#include "shared/text/Utf8.h"
 
 #include <gtest/gtest.h>
 
+#include "shared/text/LetterCase.h"
+
+namespace vorn {
 namespace {
 
 TEST(Utf8, ReplacesEachMaximalSubpart) {
@@ -45,4 +48,35 @@ TEST(Utf8, AcceptsExactlyTheScalarValues) {
   }
 }
 
+TEST(Utf8, ComesFromOtherForms) {
+  const std::pair<std::u16string, std::optional<std::string>> kTexts[] = {
+      {u"", ""},
+      {u"a\u00E9\u20AC\U0001F600", "a\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80"},
+      {u"\uFFFF\U00010000\U0010FFFF", "\xEF\xBF\xBF\xF0\x90\x80\x80\xF4\x8F\xBF\xBF"},
+      {u"a\xD83D", std::nullopt},
+      {u"\xD83Dx", std::nullopt},
+      {u"\xDE00\xD83D", std::nullopt},
+  };
+  for (const auto& [units, expected] : kTexts) {
+    EXPECT_EQ(utf8FromUtf16(units), expected);
+    if (expected) {
+      EXPECT_EQ(utf16Length(*expected), units.size()) << *expected;
+    }
+  }
+  EXPECT_EQ(utf8FromLatin1("K\xFC\x80"), "K\xC3\xBC\xC2\x80");
+}
+
+TEST(Utf8, IsCutInWholeCharacters) {
+  const std::string text = "a\xC3\xA9\xF0\x9F\x98\x80";
+  const std::size_t kLengths[] = {0, 1, 1, 3, 3, 3, 3, 7, 7};
+  for (std::size_t room = 0; room < std::size(kLengths); ++room) {
+    EXPECT_EQ(cutUtf8(text, room), text.substr(0, kLengths[room])) << room;
+  }
+}
+
+TEST(LetterCase, ChangesTheTwentySixLettersAlone) {
+  EXPECT_EQ(asciiLowerCase(std::string("@AZ[`az{\xC3\x89")), "@az[`az{\xC3\x89");
+}
+
 }  // namespace
+}  // namespace vorn
