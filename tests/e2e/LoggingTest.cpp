@@ -159,7 +159,7 @@ TEST(Log, TellsOfEverySignature) {
     const std::size_t digest = xml.find("DigestValue>") + std::string("DigestValue>").size();
     const std::string end = ", certificate = 1920354224474384430, caller = " + c.caller + ", document = ";
     const std::string log = settledLog(home);
-    EXPECT_TRUE(holds(log, "INFO  XMLSigner - Signed <CounterpartData>: digest = " +
+    EXPECT_TRUE(holds(log, "INFO  SignatureRecord - Signed <CounterpartData>: digest = " +
                                xml.substr(digest, xml.find('<', digest) - digest) + end + "first\n"))
         << log;
     EXPECT_TRUE(holds(log, end + "\n")) << "the second document has no id";

@@ -6,7 +6,7 @@
 
 namespace {
 
-const log4cplus::Logger logger = log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("XMLSigner"));
+const log4cplus::Logger logger = log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("SignatureRecord"));
 
 const char* const kCaller = "caller";
 const char* const kCertificate = "certificate";
