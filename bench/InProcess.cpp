@@ -20,6 +20,8 @@
 #include "shared/Base64.h"
 #include "shared/json/jsonxx.h"
 
+using namespace vorn;
+
 namespace {
 
 constexpr std::size_t kMessage = std::size_t{10} << 20;

@@ -12,8 +12,10 @@
 #include "mac/app/CFValues.h"
 #include "mac/app/CertificateDetails.h"
 #include "mac/app/CertificateMatching.h"
-#include "mac/app/CertificateProperties.h"
+#include "mac/app/CertificateValues.h"
 #include "mac/app/KeychainCryptoKeyRSA.h"
+
+using namespace vorn;
 
 namespace {
 
@@ -22,7 +24,7 @@ using vorn::frameworks::Object;
 
 void readAsTheSelectionDoes(SecCertificateRef certificate) {
   certificateEmailMatches(certificate, "jane@example.com");
-  const auto values = CFRef<CFDictionaryRef>::adopt(SecCertificateCopyValues(certificate, nullptr, nullptr));
+  const CFRef<CFDictionaryRef> values = copySelectionValues(certificate);
   require(static_cast<bool>(values), "every certificate has values");
   certificateABNMatches(values.get(), "12345678901");
   certificateAKIMatches(values.get(), {"0a1b2c3d"});

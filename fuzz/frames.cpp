@@ -11,6 +11,8 @@
 #include "shared/Exceptions.h"
 #include "shared/messaging/FrameAssembler.h"
 
+using namespace vorn;
+
 namespace {
 
 struct Reading {

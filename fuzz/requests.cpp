@@ -17,9 +17,11 @@
 #include "shared/messaging/MessageExchange.h"
 #include "shared/text/Utf8.h"
 
-namespace signing {
+using namespace vorn;
 
-void appendCertificate(const jsonxx::Object& userDetails, jsonxx::Object& response) {
+namespace vorn::signing {
+
+void selectCertificate(const jsonxx::Object& userDetails, jsonxx::Object& response) {
   const auto& name = userDetails.get<jsonxx::String>("name");
   response << "cert_issuer" << name;
   response << "cert_serial" << userDetails.get<jsonxx::String>("email");
@@ -32,7 +34,7 @@ void appendCertificate(const jsonxx::Object& userDetails, jsonxx::Object& respon
   if (name == "odd") throw 5;
 }
 
-void appendSignedData(const jsonxx::Array& xmlData, SignatureAlgorithm, jsonxx::Object& response) {
+void signDocuments(const jsonxx::Array& xmlData, SignatureAlgorithm, jsonxx::Object& response) {
   require(!xmlData.empty(), "documents to sign");
   jsonxx::Array copies;
   for (const auto& document : xmlData.elements()) {
@@ -43,7 +45,7 @@ void appendSignedData(const jsonxx::Array& xmlData, SignatureAlgorithm, jsonxx::
   response << "signed_data" << jsonxx::Value(std::move(copies));
 }
 
-}  // namespace signing
+}  // namespace vorn::signing
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
   log4cplus::helpers::LogLog::getLogLog()->setQuietMode(true);
@@ -64,7 +66,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   std::memcpy(&answered, written.data(), sizeof answered);
   const std::string text = written.substr(sizeof answered);
   require(answered == text.size(), "one frame and nothing else");
-  require(vorn::isValidUtf8(text), "valid UTF-8");
+  require(isValidUtf8(text), "valid UTF-8");
   jsonxx::Object answer;
   require(answer.parse(text) && answer.has<jsonxx::String>("result"), "an object with a result");
   const bool failed = answer.get<jsonxx::String>("result") == "error";

@@ -50,7 +50,7 @@ export interface Certificate {
 }
 
 export type Data = string | ArrayBuffer | ArrayBufferView | Blob;
-/** The XML, or an object of yours that holds it as `data`. Text is signed as UTF-8. */
+/** The XML, or an object of yours that holds it as `data`. Text becomes UTF-8, in its XML declaration too. */
 export type Document = Data | { data: Data };
 
 export type Result<D extends Document = Document> =
@@ -69,7 +69,7 @@ export interface Progress<D extends Document = Document> {
 export interface SignOptions<D extends Document = Document> {
   algorithm?: "RSA_SHA1" | "RSA_SHA256" | "RSA_SHA512";
   onProgress?: (progress: Progress<D>) => void;
-  /** Ends the host's process when aborted; `sign` rejects with "cancelled". */
+  /** When aborted, the host's process ends if it is at work, and `sign` rejects with "cancelled". */
   signal?: AbortSignal;
 }
 
@@ -114,3 +114,6 @@ export function connect(options?: ConnectOptions): SigningHost;
  * "invalid-request" for what is none.
  */
 export function keyIdentifiers(text: string): string[];
+
+/** The bytes that text becomes as a document. */
+export function encodeText(xml: string): Uint8Array;

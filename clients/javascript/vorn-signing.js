@@ -92,10 +92,15 @@ function userDetails(user) {
   return { name, email, abn, aki: keyIdentifiers([user.aki].flat().join("\n")) };
 }
 
+/** Text as the bytes of a document in UTF-8, which its XML declaration says too then. */
+export function encodeText(xml) {
+  return new TextEncoder().encode(xml.replace(/^(<\?xml[^>]*?\sencoding\s*=\s*)(["'])[\w.-]+\2/, "$1$2UTF-8$2"));
+}
+
 /** A document in the forms that callers have, its bytes read when they are needed. */
 function sourceOf(document) {
   const data = document?.data ?? document;
-  if (typeof data === "string") return sourceOf(new TextEncoder().encode(data));
+  if (typeof data === "string") return sourceOf(encodeText(data));
   if (data instanceof Blob) return { size: data.size, read: async () => new Uint8Array(await data.arrayBuffer()) };
   if (data instanceof ArrayBuffer) return sourceOf(new Uint8Array(data));
   if (!ArrayBuffer.isView(data)) throw new SigningError("invalid-request", "a document is text, bytes or a Blob");

@@ -60,7 +60,19 @@ class Browser:
             self.rest += piece
 
     def open(self, page):
-        target = self.send("Target.createTarget", url=f"chrome-extension://{self.extension_id}/{page}")["targetId"]
+        self.open_address(f"chrome-extension://{self.extension_id}/{page}")
+
+    def open_address(self, address):
+        """Opens a tab, and turns to it."""
+        self._attach(self.send("Target.createTarget", url=address)["targetId"])
+
+    def switch_to(self, address):
+        """Turns to the window or tab whose address holds this text, once it is there."""
+        self._attach(process.until(lambda: next(
+            (target["targetId"] for target in self.send("Target.getTargets")["targetInfos"]
+             if target["type"] == "page" and address in target["url"]), None), f"a window with {address}"))
+
+    def _attach(self, target):
         self.session = self.send("Target.attachToTarget", targetId=target, flatten=True)["sessionId"]
         process.until(lambda: self.run("return location.protocol !== 'about:' && document.readyState === 'complete'"),
                       "the page")

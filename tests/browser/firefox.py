@@ -69,10 +69,24 @@ class Browser:
         _, _, error, result = self._receive()
         if error:
             raise RuntimeError(f"{command}: {error['message']}")
-        return result.get("value") if isinstance(result, dict) else result
+        return result["value"] if isinstance(result, dict) and "value" in result else result
 
     def open(self, page):
         self.send("WebDriver:Navigate", url=f"moz-extension://{PAGE_HOST}/{page}")
+
+    def open_address(self, address):
+        """Opens a tab, and turns to it."""
+        self.send("WebDriver:SwitchToWindow", handle=self.send("WebDriver:NewWindow", type="tab")["handle"])
+        self.send("WebDriver:Navigate", url=address)
+
+    def switch_to(self, address):
+        """Turns to the window or tab whose address holds this text, once it is there."""
+        process.until(lambda: any(self._is_at(handle, address) for handle in self.send("WebDriver:GetWindowHandles")),
+                      f"a window with {address}")
+
+    def _is_at(self, handle, address):
+        self.send("WebDriver:SwitchToWindow", handle=handle)
+        return address in self.send("WebDriver:GetCurrentURL") and self.run("return document.readyState") == "complete"
 
     def run(self, script):
         """The value that the body of an async function returns in the page."""

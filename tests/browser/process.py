@@ -1,7 +1,9 @@
 """What both browsers' drivers stand on: the browser's process, and waiting with an end."""
 
+import ctypes
 import os
 import re
+import signal
 import subprocess
 import time
 
@@ -42,13 +44,25 @@ def is_host(pid):
         return False
 
 
+def _die_with_the_test():
+    """Whatever ends the test, be it SIGKILL at the end of its time, ends the browser."""
+    set_parent_death_signal = 1
+    ctypes.CDLL(None).prctl(set_parent_death_signal, signal.SIGKILL)
+
+
+def peak_megabytes(pid):
+    """The most memory that a process has had resident."""
+    with open(f"/proc/{pid}/status", encoding="utf-8") as status:
+        return next(int(line.split()[1]) for line in status if line.startswith("VmHWM")) / 1024
+
+
 def start(command, home, **options):
     """Starts a browser whose settings, files and manifests all lie in the home folder."""
     environment = {name: value for name, value in os.environ.items() if not name.startswith("XDG_")}
     log = open(home / "browser.log", "wb")  # what browsers say of a machine without a desktop is of no interest
     with log:
         started.append(subprocess.Popen(command, env={**environment, "HOME": str(home)}, stdin=subprocess.DEVNULL,
-                                        stdout=log, stderr=log, **options))
+                                        stdout=log, stderr=log, preexec_fn=_die_with_the_test, **options))
     return started[-1]
 
 

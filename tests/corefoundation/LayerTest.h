@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <string>
-#include <vector>
 
 #include "CoreFoundation/CFInternal.h"
 #include "mac/app/CFRef.h"
@@ -25,12 +24,6 @@ CFRef<Ref> own(Ref object) {
 }
 
 inline CFRef<CFStringRef> text(const std::string& utf8) {
-  return own(CFStringCreateWithCString(kCFAllocatorDefault, utf8.c_str(), kCFStringEncodingUTF8));
-}
-
-inline CFRef<CFDictionaryRef> dictionaryOf(std::vector<const void*> keys, std::vector<const void*> values,
-                                           bool ofObjects = true) {
-  return own(CFDictionaryCreate(nullptr, keys.data(), values.data(), static_cast<CFIndex>(keys.size()),
-                                ofObjects ? &kCFTypeDictionaryKeyCallBacks : nullptr,
-                                ofObjects ? &kCFTypeDictionaryValueCallBacks : nullptr));
+  return own(CFStringCreateWithBytes(nullptr, reinterpret_cast<const UInt8*>(utf8.data()),
+                                     static_cast<CFIndex>(utf8.size()), kCFStringEncodingUTF8, false));
 }

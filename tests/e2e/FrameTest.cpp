@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <thread>
+
 #include "e2e/HostProcess.h"
 #include "e2e/Messages.h"
 
@@ -19,28 +21,6 @@ std::string numberedAnswer(int number) {
   return errorBody(108, "Unrecognised signature algorithm: " + std::to_string(number));
 }
 
-TEST(Frames, AreReadWhereverTheStreamIsCut) {
-  Home home;
-  HostProcess host(home);
-  const std::string stream = frame(kVersionRequest) + frame(numberedRequest(7));
-  const std::string version = host.ask(kVersionRequest);
-  for (const char byte : stream) {
-    host.write({&byte, 1});
-    host.waitUntilRead();
-  }
-  EXPECT_EQ(host.read(), version);
-  EXPECT_EQ(host.read(), numberedAnswer(7));
-}
-
-TEST(Frames, SeveralInOneReadAreAnsweredInOrder) {
-  Home home;
-  HostProcess host(home);
-  std::string stream;
-  for (int i = 0; i < 100; ++i) stream += frame(numberedRequest(i));
-  host.write(stream);
-  for (int i = 0; i < 100; ++i) ASSERT_EQ(host.read(), numberedAnswer(i));
-}
-
 TEST(Frames, LargestRequestIsAnswered) {
   Home home;
   HostProcess host(home);
@@ -49,6 +29,31 @@ TEST(Frames, LargestRequestIsAnswered) {
   const std::string small = host.ask(kVersionRequest);
   EXPECT_EQ(host.ask(request), small);
   EXPECT_EQ(host.ask(kVersionRequest), small);
+}
+
+TEST(Frames, AnswerIsWholeOnAPipeThatDoesNotBlock) {
+  Home home("main");
+  HostProcess host(home, {.nonBlocking = true});
+  host.send(SignRequest{.documents = {{agreement(std::string(500000, 'x'))}}}.json());
+  std::this_thread::sleep_for(300ms);  // the pipe is full by now
+  EXPECT_EQ(text(host.read(), "result"), "ok");
+  EXPECT_EQ(text(host.ask(kVersionRequest), "result"), "ok");
+}
+
+/** Nobody's stray output may reach the browser. */
+TEST(Frames, PipesAreTheProtocolsAlone) {
+  Home home;
+  for (const bool standardErrorIsClosed : {false, true}) {
+    HostProcess host(home, {.standardErrorIsClosed = standardErrorIsClosed});
+    EXPECT_EQ(text(host.ask(kVersionRequest), "result"), "ok");
+    const std::string folder = "/proc/" + std::to_string(host.id()) + "/fd/";
+    const auto at = [&](const char* descriptor) {
+      return std::filesystem::read_symlink(folder + descriptor);
+    };
+    EXPECT_EQ(at("0"), "/dev/null");
+    EXPECT_EQ(at("1"), at("2"));
+    EXPECT_EQ(at("2"), standardErrorIsClosed ? "/dev/null" : home.path() / "standard-error");
+  }
 }
 
 TEST(Frames, NothingIsAnsweredAfterAFatalFrame) {

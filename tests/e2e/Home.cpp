@@ -1,7 +1,5 @@
 #include "e2e/Home.h"
 
-#include <fstream>
-#include <sstream>
 #include <stdexcept>
 
 #include <stdlib.h>
@@ -29,24 +27,6 @@ std::string Home::log() const {
 
 std::filesystem::path preparedHomes() {
   return VORN_TEST_HOMES;
-}
-
-std::string readFile(const std::filesystem::path& path) {
-  std::ifstream file(path, std::ios::binary);
-  std::ostringstream bytes;
-  bytes << file.rdbuf();
-  return bytes.str();
-}
-
-void writeFile(const std::filesystem::path& path, const std::string& bytes) {
-  std::ofstream(path, std::ios::binary) << bytes;
-}
-
-std::vector<std::string> lines(const std::string& text) {
-  std::vector<std::string> result;
-  std::istringstream stream(text);
-  for (std::string line; std::getline(stream, line);) result.push_back(line);
-  return result;
 }
 
 std::string akiOf(const std::string& authority) {

@@ -2,7 +2,8 @@
 
 #include <filesystem>
 #include <string>
-#include <vector>
+
+#include "Bytes.h"
 
 namespace e2e {
 
@@ -28,9 +29,7 @@ class Home {
 /** Where make-homes left its homes. */
 std::filesystem::path preparedHomes();
 
-std::string readFile(const std::filesystem::path& path);
-void writeFile(const std::filesystem::path& path, const std::string& bytes);
-std::vector<std::string> lines(const std::string& text);
+using namespace tests;
 
 /** The key identifier of an authority of make-homes, as requests name it: "main", "zoe" or "locked". */
 std::string akiOf(const std::string& authority);

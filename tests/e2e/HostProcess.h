@@ -1,13 +1,13 @@
 #pragma once
 
 #include <chrono>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include <sys/types.h>
-
 #include "e2e/Home.h"
+#include "vornctl/ChildProcess.h"
 
 namespace e2e {
 
@@ -20,11 +20,13 @@ constexpr std::chrono::milliseconds kPatience{20000};
 std::string hostProgram();
 
 struct HostOptions {
-  std::string homeFolder = {};                // instead of the Home's own path
-  std::vector<std::string> environment = {};  // "NAME=value", besides HOME and PATH
+  std::optional<std::string> homeFolder = {};  // instead of the Home's own path
+  std::vector<std::string> environment = {};   // "NAME=value", besides HOME and PATH
   std::vector<std::string> arguments = {};
   std::size_t addressSpaceKiB = 0;  // at most so much, if any
-  bool terminal = false;  // standard input is a terminal; what is written to the host is typed there
+  bool terminal = false;     // standard input is a terminal; what is written to the host is typed there
+  bool nonBlocking = false;  // the host's ends of the pipes
+  bool standardErrorIsClosed = false;
 };
 
 /**
@@ -36,8 +38,6 @@ class HostProcess {
  public:
   explicit HostProcess(const Home& home, const HostOptions& options = {});
   ~HostProcess();
-  HostProcess(const HostProcess&) = delete;
-  HostProcess& operator=(const HostProcess&) = delete;
 
   /** Writes bytes as they are. */
   void write(std::string_view bytes);
@@ -54,34 +54,28 @@ class HostProcess {
   /** All that comes before the host closes its output. */
   std::string readToEnd();
 
-  void closeInput();
-  void closeOutput();
+  void closeInput() { child_.closeInput(); }
+  void closeOutput() { child_.closeOutput(); }
 
-  bool isRunning();
+  bool isRunning() { return !child_.hasExitedWithin({}); }
   /** The exit status, or 128 and the number of the signal that killed the host. */
   int waitForExit(std::chrono::milliseconds patience = kPatience);
 
   /** What the host has printed on standard error. */
   std::string standardError() const;
-  pid_t id() const { return process_; }
+  pid_t id() const { return child_.id(); }
   /** The memory of the running host: resident now, and the most so far. */
-  long residentKiB() const;
-  long peakKiB() const;
+  long residentKiB() const { return memoryKiB("VmRSS"); }
+  long peakKiB() const { return memoryKiB("VmHWM"); }
   /** The processor time that the running host has used. */
   double cpuSeconds() const;
 
  private:
+  long memoryKiB(const std::string& kind) const;
   bool readBytes(std::string& bytes, std::size_t count, std::chrono::steady_clock::time_point deadline);
 
-  pid_t process_ = -1;
-  int input_ = -1;
-  int output_ = -1;
-  bool exited_ = false;
-  int status_ = 0;
   std::filesystem::path errorFile_;
+  vornctl::ChildProcess child_;
 };
-
-/** A request with its length in front. */
-std::string frame(std::string_view request);
 
 }  // namespace e2e

@@ -1,6 +1,4 @@
-#include <algorithm>
 #include <regex>
-#include <thread>
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -15,17 +13,6 @@ namespace fs = std::filesystem;
 
 bool holds(const std::string& log, const std::string& text) {
   return log.find(text) != std::string::npos;
-}
-
-/** The log once the last answer's last line is in it: the answer itself comes a little earlier. */
-std::string settledLog(const Home& home) {
-  const auto deadline = std::chrono::steady_clock::now() + kPatience;
-  std::string log = home.log();
-  while (!log.ends_with("Response message sent\n") && std::chrono::steady_clock::now() < deadline) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    log = home.log();
-  }
-  return log;
 }
 
 mode_t modeOf(const std::filesystem::path& path) {
@@ -74,52 +61,6 @@ TEST(Log, TellsTheLifeOfTheHostLineByLine) {
   EXPECT_TRUE(home.log().ends_with("INFO  VORNSigning - Executable removed\n"));
 }
 
-TEST(Log, VerboseSwitchHoldsForOneRequest) {
-  struct Case {
-    const char* environment;
-    const char* member;
-    bool verbose;
-  };
-  for (const Case& c : {
-           Case{"NONE=", "", false},
-           Case{"NONE=", R"("verbose": "ON", )", true},
-           Case{"VORN_VERBOSE_LOGGING=ON", "", true},
-           Case{"VORN_VERBOSE_LOGGING=ON", R"("verbose": 0, )", true},
-           Case{"VORN_VERBOSE_LOGGING=ON", R"("verbose": "OFF", )", false},
-       }) {
-    Home home;
-    HostProcess host(home, {.environment = {c.environment, "BROWSER_SECRET=swordfish"}});
-    host.ask(std::string("{") + c.member + R"("type": "version", "mark": 1})");
-    EXPECT_EQ(holds(home.log(), "DEBUG RequestHandler - Request message = {"), c.verbose)
-        << c.environment << c.member;
-    host.ask(R"({"type": "version", "verbose": "no", "mark": 2})");
-    EXPECT_FALSE(
-        holds(home.log(), R"(RequestHandler - Request message = {"type": "version", "verbose": "no")"));
-    EXPECT_FALSE(holds(home.log(), "swordfish"));
-  }
-}
-
-/** The file is cut off when a request finds it longer than this, its own first line included. */
-TEST(Log, RestartsBeyondItsLimit) {
-  for (const auto& [limit, verbose] : {std::pair{12600U, "no"}, std::pair{549000U, "ON"}}) {
-    for (const std::size_t excess : {0U, 1U}) {
-      Home home;
-      HostProcess host(home);
-      host.ask(kVersionRequest);
-      const std::string before = settledLog(home);
-      const std::size_t end = before.find('\n', before.find("Request message length = "));
-      const std::size_t firstLine = end - before.rfind('\n', end - 1);
-      // The host appends, so it goes on behind the padding.
-      writeFile(home.logPath(), std::string(limit + excess - firstLine, '#'));
-      host.ask(std::string(R"({"type": "version", "verbose": ")") + verbose + "\"}");
-      const std::string after = settledLog(home);
-      EXPECT_EQ(holds(after, "####"), excess == 0) << limit + excess;
-      EXPECT_TRUE(holds(after, "Request type = version\n"));
-      EXPECT_EQ(modeOf(home.logPath()), 0600U);
-    }
-  }
-}
-
 /** Each record is one line and each line a record, though a page writes line ends and escapes wherever it
  * can. */
 TEST(Log, CannotBeForged) {
@@ -158,7 +99,9 @@ TEST(Log, TellsOfEverySignature) {
     const std::string xml = fromBase64(texts(answer, "data").at(0));
     const std::size_t digest = xml.find("DigestValue>") + std::string("DigestValue>").size();
     const std::string end = ", certificate = 1920354224474384430, caller = " + c.caller + ", document = ";
-    const std::string log = settledLog(home);
+    host.closeInput();
+    host.waitForExit();
+    const std::string log = home.log();
     EXPECT_TRUE(holds(log, "INFO  SignatureRecord - Signed <CounterpartData>: digest = " +
                                xml.substr(digest, xml.find('<', digest) - digest) + end + "first\n"))
         << log;
@@ -194,6 +137,10 @@ TEST(Log, HoldsNothingPersonalUnlessVerbose) {
   request.abn = "x";
   EXPECT_EQ(errorCode(host.ask(request.json())), 107);
   EXPECT_TRUE(holds(home.log(), "DEBUG CertificateSelection - Request name = Jane Citizen\n"));
+  request.more = R"("verbose": 1, )";
+  request.name = "Nobody";
+  EXPECT_EQ(errorCode(host.ask(request.json())), 102);
+  EXPECT_FALSE(holds(home.log(), R"(RequestHandler - Request message = {"verbose": 1)")) << "for one alone";
 }
 
 }  // namespace

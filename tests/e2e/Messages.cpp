@@ -4,8 +4,6 @@
 #include <regex>
 #include <stdexcept>
 
-#include <openssl/evp.h>
-
 namespace e2e {
 std::string quoted(const std::string& value) {
   std::string result = "\"";
@@ -69,7 +67,7 @@ std::string SignRequest::json() const {
   std::string items;
   for (const Document& document : documents) {
     items += items.empty() ? "{" : ", {";
-    items += document.id.empty() ? "" : R"("id": ")" + document.id + R"(", )";
+    items += document.id ? R"("id": ")" + *document.id + R"(", )" : "";
     items += R"("data": ")" + toBase64(document.data) + R"("})";
   }
   return "{" + more + (algorithm.empty() ? "" : R"("signature_algorithm": ")" + algorithm + R"(", )") +
@@ -83,26 +81,6 @@ std::string SignRequest::versionJson() const {
 std::string agreement(const std::string& inside) {
   return "<Agreement><CounterpartData>" + inside +
          "</CounterpartData><RenderedData>Page</RenderedData></Agreement>";
-}
-
-std::string toBase64(const std::string& bytes) {
-  std::string result((bytes.size() + 2) / 3 * 4 + 1, '\0');
-  const int length =
-      EVP_EncodeBlock(reinterpret_cast<unsigned char*>(result.data()),
-                      reinterpret_cast<const unsigned char*>(bytes.data()), static_cast<int>(bytes.size()));
-  result.resize(static_cast<std::size_t>(length));
-  return result;
-}
-
-std::string fromBase64(const std::string& text) {
-  std::string result(text.size() / 4 * 3 + 1, '\0');
-  const int length =
-      EVP_DecodeBlock(reinterpret_cast<unsigned char*>(result.data()),
-                      reinterpret_cast<const unsigned char*>(text.data()), static_cast<int>(text.size()));
-  if (length < 0) throw std::runtime_error("not base64: " + text);
-  const std::size_t padding = text.ends_with("==") ? 2 : text.ends_with("=") ? 1 : 0;
-  result.resize(static_cast<std::size_t>(length) - padding);
-  return result;
 }
 
 bool verifies(const Home& home, const std::string& xml, const std::string& element, Trust trust) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -29,7 +30,7 @@ int errorCode(const std::string& answer);
 
 struct Document {
   std::string data;  // as it stands before base64
-  std::string id = "";
+  std::optional<std::string> id = {};
 };
 
 struct SignRequest {
@@ -49,9 +50,6 @@ struct SignRequest {
 
 /** A document that can be signed, with this inside its CounterpartData element. */
 std::string agreement(const std::string& inside = "<Sum>12.50</Sum>");
-
-std::string toBase64(const std::string& bytes);
-std::string fromBase64(const std::string& text);
 
 /** What xmlsec1 may take the verifying key from. */
 enum class Trust { certificateChain, keyValue };

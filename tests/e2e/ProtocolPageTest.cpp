@@ -1,10 +1,14 @@
 #include <map>
 #include <regex>
+#include <set>
 
 #include <gtest/gtest.h>
 
 #include "e2e/Home.h"
 #include "shared/Exceptions.h"
+#include "shared/SignatureAlgorithm.h"
+
+using namespace vorn;
 
 namespace e2e {
 namespace {
@@ -39,6 +43,19 @@ TEST(ProtocolPage, ListsEveryCodeWithItsClass) {
   EXPECT_EQ(
       std::distance(std::sregex_iterator(header.begin(), header.end(), declaration), std::sregex_iterator()),
       static_cast<std::ptrdiff_t>(classes.size()));
+}
+
+TEST(Pages, NameEverySignatureAlgorithmAndNoOther) {
+  std::set<std::string> known;
+  for (const NamedAlgorithm& algorithm : kSignatureAlgorithms) known.emplace(algorithm.name);
+  const std::string root = VORN_SOURCES;
+  for (const char* page :
+       {"/docs/protocol.md", "/man/vornctl.1", "/completions/vornctl", "/examples/extension/page.html"}) {
+    const std::string text = readFile(root + page);
+    const std::regex name("RSA_SHA\\d+");
+    EXPECT_EQ(std::set<std::string>(std::sregex_token_iterator(text.begin(), text.end(), name), {}), known)
+        << page;
+  }
 }
 
 }  // namespace

@@ -9,6 +9,8 @@
 #include "shared/Exceptions.h"
 #include "shared/text/Utf8.h"
 
+using namespace vorn;
+
 namespace {
 
 constexpr std::size_t kPrefix = 4;

@@ -5,12 +5,13 @@
 #include <string>
 #include <vector>
 
+#include "Bytes.h"
+
+using namespace vorn;
+
 namespace {
 
-std::string frame(const std::string& text) {
-  const auto length = static_cast<std::uint32_t>(text.size());
-  return std::string(reinterpret_cast<const char*>(&length), sizeof length) + text;
-}
+using tests::frame;
 
 std::vector<std::string> messagesOf(const std::vector<std::string>& deliveries) {
   FrameAssembler frames;

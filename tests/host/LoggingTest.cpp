@@ -1,4 +1,4 @@
-#include "mac/app/Logging.h"
+#include "shared/Logging.h"
 
 #include <gtest/gtest.h>
 #include <log4cplus/logger.h>
@@ -8,11 +8,13 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <regex>
 #include <string>
 
+#include "Bytes.h"
 #include "host/TestPlatform.h"
+
+using namespace vorn;
 
 namespace {
 
@@ -35,10 +37,7 @@ class Logging : public testing::Test {
   }
 
   fs::path file() const { return home_ / "vorn-signing.log"; }
-  std::string text() const {
-    std::ifstream in(file());
-    return {std::istreambuf_iterator<char>(in), {}};
-  }
+  std::string text() const { return tests::readFile(file()); }
   void log(const char* message) {
     LOG4CPLUS_DEBUG(logger_, "debug " << message);
     LOG4CPLUS_INFO(logger_, "info " << message);
@@ -86,7 +85,7 @@ TEST_F(Logging, isVerboseForTheExactWordAlone) {
   }
 }
 
-TEST_F(Logging, startsAFileAgainThatHasOutgrownItsLimit) {
+TEST_F(Logging, startsAFileAgainThatHasOutgrownItsLimitOrIsGone) {
   struct Case {
     const char* verbose;
     std::size_t size;
@@ -102,6 +101,11 @@ TEST_F(Logging, startsAFileAgainThatHasOutgrownItsLimit) {
     EXPECT_NE(text().find("info after\n"), std::string::npos) << c.size;
     EXPECT_EQ(fs::status(file()).permissions(), fs::perms(0600));
   }
+  fs::remove(file());
+  logging::setVerbose("");
+  log("anew");
+  EXPECT_NE(text().find("info anew\n"), std::string::npos);
+  EXPECT_EQ(fs::status(file()).permissions(), fs::perms(0600));
 }
 
 TEST_F(Logging, neverWaitsForOrFailsOnWhatCannotBeWritten) {

@@ -5,19 +5,20 @@
 
 #include <cstring>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "Bytes.h"
 #include "host/TestPlatform.h"
-#include "mac/app/Logging.h"
 #include "shared/Exceptions.h"
+#include "shared/IdleTimer.h"
+#include "shared/Logging.h"
 #include "shared/Signing.h"
 #include "shared/Version.h"
-#include "shared/messaging/IdleTimer.h"
+
+using namespace vorn;
 
 namespace {
 
@@ -28,9 +29,9 @@ Failure scripted = Failure::none;
 
 }  // namespace
 
-namespace signing {
+namespace vorn::signing {
 
-void appendCertificate(const jsonxx::Object&, jsonxx::Object& response) {
+void selectCertificate(const jsonxx::Object&, jsonxx::Object& response) {
   response << "cert_serial"
            << "7";
   switch (scripted) {
@@ -47,18 +48,13 @@ void appendCertificate(const jsonxx::Object&, jsonxx::Object& response) {
   }
 }
 
-void appendSignedData(const jsonxx::Array&, SignatureAlgorithm, jsonxx::Object&) {}
+void signDocuments(const jsonxx::Array&, SignatureAlgorithm, jsonxx::Object&) {}
 
-}  // namespace signing
+}  // namespace vorn::signing
 
 namespace {
 
-std::string frame(const std::string& text) {
-  const auto length = static_cast<std::uint32_t>(text.size());
-  std::string bytes(sizeof length, '\0');
-  std::memcpy(bytes.data(), &length, sizeof length);
-  return bytes + text;
-}
+using tests::frame;
 
 class MessageExchangeTest : public testing::Test {
  protected:
@@ -80,37 +76,20 @@ class MessageExchangeTest : public testing::Test {
     return texts;
   }
 
-  static std::string errorText(int code, const std::string& message, const std::string& before = "") {
-    return "{\n" + before + "\t\"error_code\": " + std::to_string(code) + ",\n\t\"error_message\": \"" +
-           message + "\",\n\t\"result\": \"error\" \n} \n";
+  static std::string errorText(int code, const std::string& message) {
+    return "{\n\t\"error_code\": " + std::to_string(code) + ",\n\t\"error_message\": \"" + message +
+           "\",\n\t\"result\": \"error\" \n} \n";
   }
 
   std::string written_;
   bool closed_ = false;
   MessageExchange exchange_{[this](std::string_view bytes) {
     if (closed_) {
-      throw OutputClosed();
+      throw OutputClosedException();
     }
     written_.append(bytes);
   }};
 };
-
-const std::string kVersionText = std::string("\t\"build\": \"") + version::kBuild +
-                                 "\",\n\t\"install_location\": \"\\/opt\\/vorn\",\n\t\"major\": \"" +
-                                 version::kMajor + "\",\n\t\"minor\": \"" + version::kMinor +
-                                 "\",\n"
-                                 "\t\"os\": \"Mac OS X version 12.7.6\",\n";
-
-TEST_F(MessageExchangeTest, answersEachRequestOfADeliveryInOrder) {
-  EXPECT_EQ(deliver(frame("{\"type\":\"VeRsIoN\"}") + frame("{type") + frame("{\"type\":\"version\"}")), 1);
-  const auto texts = answers();
-  ASSERT_EQ(texts.size(), 2U) << "nothing is answered after the request that ends the process";
-  EXPECT_TRUE(texts[0].starts_with("{\n" + kVersionText)) << texts[0];
-  EXPECT_TRUE(texts[0].ends_with(std::string("\t\"release\": \"") + version::kRelease +
-                                 "\",\n\t\"result\": \"ok\",\n\t\"version\": \"" + version::kFull +
-                                 "\" \n} \n"));
-  EXPECT_EQ(texts[1], errorText(101, "Failed to parse request message"));
-}
 
 TEST_F(MessageExchangeTest, tellsFailuresOfTheHostFromThoseThatEndIt) {
   const std::string request =
@@ -134,20 +113,6 @@ TEST_F(MessageExchangeTest, tellsFailuresOfTheHostFromThoseThatEndIt) {
     EXPECT_EQ(deliver(request), 1);
     EXPECT_EQ(answers(), std::vector<std::string>{answer});
   }
-}
-
-TEST_F(MessageExchangeTest, startsTheIdleTimerAfterAnAnswerAlone) {
-  IdleTimer& timer = IdleTimer::getInstance();
-  const auto expired = [&timer] { return timer.hasExpired(IdleTimer::Clock::now() + std::chrono::hours(1)); };
-  timer.stop();
-  const std::string bytes = frame("{\"type\":\"version\",\"idle_timeout\":\"5000000000\"}");
-  EXPECT_EQ(deliver(bytes.substr(0, 9)), std::nullopt);
-  EXPECT_FALSE(expired());
-  EXPECT_EQ(deliver(bytes.substr(9)), std::nullopt);
-  EXPECT_TRUE(expired()) << "a time-out that is no number is no time-out";
-  deliver(frame("{\"type\":\"version\",\"idle_timeout\":5000000000}"));
-  EXPECT_FALSE(expired());
-  timer.setTimeout(120000);
 }
 
 TEST_F(MessageExchangeTest, keepsTheFrameWellFormedAndEndsQuietlyWhenTheReaderHasGone) {
@@ -175,9 +140,8 @@ TEST_F(MessageExchangeTest, warnsOfAnAnswerThatBrowsersDrop) {
     return answers().at(0).size();
   };
   const auto warned = [&file] {
-    std::ifstream log(file);
-    const std::string text{std::istreambuf_iterator<char>(log), {}};
-    return text.find("WARN  VORNSigning - Response message is larger than browsers accept (1048576 bytes)") !=
+    return tests::readFile(file).find(
+               "WARN  VORNSigning - Response message is larger than browsers accept (1048576 bytes)") !=
            std::string::npos;
   };
   constexpr std::size_t kLimit = 1048576;

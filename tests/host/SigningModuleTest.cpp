@@ -8,6 +8,8 @@
 #include "shared/Exceptions.h"
 #include "shared/Signing.h"
 
+using namespace vorn;
+
 namespace {
 
 struct Caught {
@@ -33,7 +35,7 @@ Caught caughtFrom(Call call) {
 
 void fail(int how) {
   jsonxx::Object response;
-  signing::appendCertificate(jsonxx::Object("how", how), response);
+  signing::selectCertificate(jsonxx::Object("how", how), response);
 }
 
 void useModulesOf(const std::string& folder) {
@@ -72,10 +74,10 @@ TEST(SigningModule, HandsOverWhatWasThrownBehindIt) {
   }
   jsonxx::Object response;
   const Caught other =
-      caughtFrom([&] { signing::appendSignedData({}, SignatureAlgorithm::RSA_SHA1, response); });
+      caughtFrom([&] { signing::signDocuments({}, SignatureAlgorithm::RSA_SHA1, response); });
   EXPECT_EQ(other.message, "of the other function");
   jsonxx::Object kept;
-  EXPECT_THROW(signing::appendCertificate(jsonxx::Object("how", 107), kept), CertificateExpiredException);
+  EXPECT_THROW(signing::selectCertificate(jsonxx::Object("how", 107), kept), CertificateExpiredException);
   EXPECT_EQ(kept.get<jsonxx::String>("cert_serial"), "7") << "what was appended before the failure stays";
 }
 

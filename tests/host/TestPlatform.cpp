@@ -2,12 +2,14 @@
 
 #include "shared/Platform.h"
 
+using namespace vorn;
+
 TestPlatform& testPlatform() {
   static TestPlatform instance;
   return instance;
 }
 
-namespace platform {
+namespace vorn::platform {
 
 std::string homeFolder() {
   return testPlatform().home;
@@ -19,4 +21,4 @@ std::string installedPath() {
   return testPlatform().installed;
 }
 
-}  // namespace platform
+}  // namespace vorn::platform

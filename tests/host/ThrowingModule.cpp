@@ -4,8 +4,10 @@
 #include "shared/Exceptions.h"
 #include "shared/Signing.h"
 
+using namespace vorn;
+
 /** Fails as the number "how" of the user details says. */
-void signing::appendCertificate(const jsonxx::Object& userDetails, jsonxx::Object& response) {
+void vorn::signing::selectCertificate(const jsonxx::Object& userDetails, jsonxx::Object& response) {
   response.import("cert_serial", "7");
   switch (static_cast<int>(userDetails.get<jsonxx::Number>("how"))) {
     case 100:
@@ -35,6 +37,6 @@ void signing::appendCertificate(const jsonxx::Object& userDetails, jsonxx::Objec
   }
 }
 
-void signing::appendSignedData(const jsonxx::Array&, SignatureAlgorithm, jsonxx::Object&) {
+void vorn::signing::signDocuments(const jsonxx::Array&, SignatureAlgorithm, jsonxx::Object&) {
   throw CryptoException("of the other function");
 }

@@ -2,8 +2,11 @@
 #include <Security/SecEncryptTransform.h>
 #include <Security/SecSignVerifyTransform.h>
 #include <Security/Security.h>
+#include <fcntl.h>
+#include <sys/prctl.h>
 
 #include <algorithm>
+#include <csignal>
 #include <filesystem>
 
 #include "linux/frameworks/Security/KeyStoreReport.h"
@@ -18,8 +21,7 @@ using namespace vorn::frameworks;
 namespace fs = std::filesystem;
 
 CFRef<CFArrayRef> search(const std::string& name, OSStatus expected = errSecSuccess) {
-  const auto text =
-      CFRef<CFStringRef>::adopt(CFStringCreateWithCString(nullptr, name.c_str(), kCFStringEncodingUTF8));
+  const auto text = makeString(name);
   const void* keys[] = {kSecClass, kSecAttrCanSign, kSecMatchSubjectWholeString, kSecMatchLimit,
                         kSecReturnRef};
   const void* values[] = {kSecClassIdentity, kCFBooleanTrue, text.get(), kSecMatchLimitAll, kCFBooleanTrue};
@@ -47,17 +49,17 @@ CFRef<CFDataRef> data(const std::vector<std::uint8_t>& bytes) {
 }
 
 struct Request {
-  CFStringRef inputIs = kSecInputIsDigest;
   CFTypeRef digestType = kSecDigestSHA1;
   long digestLength = 160;
 };
 
 struct Signed {
   std::vector<std::uint8_t> signature;
-  std::string domain;
   CFIndex code = 0;
   std::string description;
 };
+
+const std::vector<std::uint8_t> kDigest(20, 1);
 
 /** Signs as the host does. */
 Signed sign(const CFRef<SecKeyRef>& key, const std::vector<std::uint8_t>& bytes, const Request& request) {
@@ -67,7 +69,7 @@ Signed sign(const CFRef<SecKeyRef>& key, const std::vector<std::uint8_t>& bytes,
   const auto length =
       CFRef<CFNumberRef>::adopt(CFNumberCreate(nullptr, kCFNumberLongType, &request.digestLength));
   const std::pair<CFStringRef, CFTypeRef> attributes[] = {
-      {kSecTransformInputAttributeName, input.get()}, {kSecInputIsAttributeName, request.inputIs},
+      {kSecTransformInputAttributeName, input.get()}, {kSecInputIsAttributeName, kSecInputIsDigest},
       {kSecPaddingKey, kSecPaddingPKCS1Key},          {kSecDigestTypeAttribute, request.digestType},
       {kSecDigestLengthAttribute, length.get()},
   };
@@ -76,9 +78,9 @@ Signed sign(const CFRef<SecKeyRef>& key, const std::vector<std::uint8_t>& bytes,
   }
   const auto result = CFRef<CFTypeRef>::adopt(SecTransformExecute(signer.get(), error.out()));
   EXPECT_NE(static_cast<bool>(result), static_cast<bool>(error));
-  if (!error) return {objectCast<Data>(result.get())->bytes(), "", 0, ""};
+  if (!error) return {objectCast<Data>(result.get())->bytes(), 0, ""};
   const auto description = CFRef<CFStringRef>::adopt(CFErrorCopyDescription(error.get()));
-  return {{}, utf8Of(CFErrorGetDomain(error.get())), CFErrorGetCode(error.get()), utf8Of(description.get())};
+  return {{}, CFErrorGetCode(error.get()), std::string(utf8Of(description.get()))};
 }
 
 std::vector<std::uint8_t> opensslOutput(const std::string& arguments) {
@@ -117,7 +119,6 @@ TEST(KeyStore, FindsIdentitiesByCommonName) {
       ASSERT_EQ(SecIdentityCopyCertificate(identityAt(identities, index), certificate.out()), errSecSuccess);
       EXPECT_EQ(SecIdentityCopyCertificate(identityAt(identities, index), again.out()), errSecSuccess);
       EXPECT_EQ(certificate.get(), again.get());
-      EXPECT_EQ(CFGetTypeID(certificate.get()), SecCertificateGetTypeID());
     }
   });
 }
@@ -126,29 +127,19 @@ TEST(KeyStore, SignaturesVerify) {
   inHome(homeFolder("plain"), [] {
     const std::string message = writeTemporary("message", kMessage);
     const struct {
-      std::string name, publicKey, digest;
+      std::string digest;
       CFTypeRef type;
       long bits;
-      std::size_t length;
     } rows[] = {
-        {"Large Key", "large", "sha1", kSecDigestSHA1, 160, 1024},
-        {"Large Key", "large", "sha512", kSecDigestSHA2, 512, 1024},
-        {"Large Key", "large", "sha384", kSecDigestSHA2, 384, 1024},
-        {"Large Key", "large", "sha256", kSecDigestSHA2, 256, 1024},
-        {"Zoë Curve", "curve", "sha256", kSecDigestSHA2, 256, 0},
-    };
+        {"sha1", kSecDigestSHA1, 160}, {"sha256", kSecDigestSHA2, 256}, {"sha512", kSecDigestSHA2, 512}};
+    const auto key = keyOf("Jane Citizen");
     for (const auto& row : rows) {
       const auto digest = opensslOutput("dgst -binary -" + row.digest + " " + message);
-      const auto key = keyOf(row.name);
-      const Signed fromDigest = sign(key, digest, {kSecInputIsDigest, row.type, row.bits});
-      const Signed fromText = sign(key, kMessage, {kSecInputIsPlainText, row.type, row.bits});
-      for (const Signed& result : {fromDigest, fromText}) {
-        EXPECT_EQ(result.description, "");
-        EXPECT_TRUE(row.length == 0 || result.signature.size() == row.length);
-        const std::string signature = writeTemporary("signature", result.signature);
-        opensslOutput("dgst -" + row.digest + " -verify " + homeFolder(row.publicKey) + ".pub -signature " +
-                      signature + " " + message);
-      }
+      const Signed result = sign(key, digest, {row.type, row.bits});
+      EXPECT_EQ(result.description, "");
+      const std::string signature = writeTemporary("signature", result.signature);
+      opensslOutput("dgst -" + row.digest + " -verify " + homeFolder("jane") + ".pub -signature " +
+                    signature + " " + message);
     }
   });
 }
@@ -157,8 +148,7 @@ TEST(KeyStore, EachIdentityOfOneNameSignsWithItsOwnKey) {
   inHome(homeFolder("plain"), [] {
     std::vector<std::size_t> lengths;
     for (CFIndex index = 0; index < 3; ++index) {
-      lengths.push_back(
-          sign(keyOf("Jane Citizen", index), std::vector<std::uint8_t>(20, 1), {}).signature.size());
+      lengths.push_back(sign(keyOf("Jane Citizen", index), kDigest, {}).signature.size());
     }
     std::sort(lengths.begin(), lengths.end());
     EXPECT_EQ(lengths, (std::vector<std::size_t>{256, 256, 384}));
@@ -167,51 +157,33 @@ TEST(KeyStore, EachIdentityOfOneNameSignsWithItsOwnKey) {
 
 TEST(KeyStore, RefusalsOfTheSigner) {
   inHome(homeFolder("plain"), [] {
-    constexpr char kTransform[] = "com.apple.security.transforms.error";
-    constexpr char kCssm[] = "Internal CSSM error";
-    constexpr char kDigest[] =
+    constexpr char kChoice[] =
         "choose one of: SHA1, SHA2 (512bits, 348bits, 256bits, or 224 bits), MD2, or MD5";
+    constexpr char kLength[] = "(Internal CSSM error error -2147415807 - Internal error #80010901 at ";
     const struct {
+      const char* name;
       std::size_t inputLength;
       Request request;
-      const char* domain;
       CFIndex code;
       const char* text;
     } rows[] = {
-        {20, {kSecInputIsDigest, nullptr, -1}, kTransform, 6, kDigest},
-        {20, {kSecInputIsDigest, kSecDigestSHA1, 256}, kTransform, 6, kDigest},
-        {20, {kSecInputIsDigest, kSecClass, 0}, kTransform, 6, kDigest},
-        {20, {kSecClass, kSecDigestSHA1, 0}, kTransform, 8, "PlainText, Digest, or Raw"},
-        {1025, {kSecInputIsDigest, kSecDigestSHA1, 160}, kCssm, kCssmInputLengthError, "#80010901"},
-        {1014, {kSecInputIsRaw, kSecDigestSHA1, 0}, kCssm, kCssmInputLengthError, "#80010901"},
+        {"Jane Citizen", 20, {nullptr, -1}, 6, kChoice},
+        {"Jane Citizen", 20, {kSecDigestSHA1, 256}, 6, kChoice},
+        {"Jane Citizen", 20, {kSecClass, 160}, 6, kChoice},
+        {"Jane Citizen", 32, {kSecDigestSHA1, 160}, -2147415807, kLength},
+        {"Small Key", 64, {kSecDigestSHA2, 512}, -2147415807, kLength},
+        {"Zoë Curve", 32, {kSecDigestSHA2, 256}, 6, "Expected key to be an RSA key that signs"},
     };
-    const auto key = keyOf("Large Key");
     for (const auto& row : rows) {
-      const Signed result = sign(key, std::vector<std::uint8_t>(row.inputLength, 1), row.request);
-      EXPECT_EQ(result.domain, row.domain);
+      const Signed result = sign(keyOf(row.name), std::vector<std::uint8_t>(row.inputLength, 1), row.request);
       EXPECT_EQ(result.code, row.code);
       EXPECT_NE(result.description.find(row.text), std::string::npos) << result.description;
     }
-    // Digests of a wrong size and the longest raw input are signed.
-    EXPECT_EQ(sign(key, std::vector<std::uint8_t>(300, 1), {}).code, 0);
-    EXPECT_EQ(sign(key, std::vector<std::uint8_t>(1013, 1), {kSecInputIsRaw, kSecDigestSHA1, 0}).code, 0);
+    const auto certificate = certificateOf(readFile("full.der"));
+    CFRef<SecKeyRef> publicKey;
+    ASSERT_EQ(SecCertificateCopyPublicKey(certificate.get(), publicKey.out()), errSecSuccess);
+    EXPECT_EQ(sign(publicKey, kDigest, {}).code, 6);
   });
-}
-
-TEST(KeyStore, PublicKeysDoNotSign) {
-  const auto certificate = certificateOf(readFile("full.der"));
-  CFRef<SecKeyRef> key;
-  ASSERT_EQ(SecCertificateCopyPublicKey(certificate.get(), key.out()), errSecSuccess);
-  CFRef<CFErrorRef> error;
-  const auto signer = CFRef<SecTransformRef>::adopt(SecSignTransformCreate(key.get(), error.out()));
-  ASSERT_TRUE(signer && error);
-  EXPECT_EQ(CFErrorGetCode(error.get()), 10);
-  error.reset();
-  EXPECT_FALSE(SecTransformSetAttribute(signer.get(), kSecPaddingKey, kSecPaddingPKCS1Key, error.out()));
-  EXPECT_EQ(CFErrorGetCode(error.get()), 20);
-  error.reset();
-  EXPECT_EQ(SecTransformExecute(signer.get(), error.out()), nullptr);
-  EXPECT_EQ(CFErrorGetCode(error.get()), 10);
 }
 
 TEST(KeyStore, PasswordIsNeitherNeededToFindNorAskedForToSign) {
@@ -220,8 +192,7 @@ TEST(KeyStore, PasswordIsNeitherNeededToFindNorAskedForToSign) {
     ASSERT_EQ(CFArrayGetCount(found.get()), 1);
     EXPECT_EQ(tokenOf(identityAt(found, 0)).name, "NSS Certificate DB");
     EXPECT_TRUE(tokenOf(identityAt(found, 0)).locked);
-    const Signed result = sign(keyOf("Jane Citizen"), std::vector<std::uint8_t>(20, 1), {});
-    EXPECT_EQ(result.domain, "Internal CSSM error");
+    const Signed result = sign(keyOf("Jane Citizen"), kDigest, {});
     EXPECT_EQ(result.code, -2147415840);
     EXPECT_NE(result.description.find("Internal error #800108e0 at "), std::string::npos);
     EXPECT_NE(result.description.find("SEC_ERROR_BAD_PASSWORD"), std::string::npos) << result.description;
@@ -252,12 +223,90 @@ TEST(KeyStore, DatabaseInTheDataFolder) {
   });
 }
 
-TEST(KeyStore, UnreadableDatabaseIsNotTakenForAnEmptyOne) {
-  const fs::path home = testing::TempDir() + "damaged" + std::to_string(getpid());
-  fs::create_directories(home / ".pki/nssdb");
-  std::ofstream(home / ".pki/nssdb/cert9.db") << "no database";
-  inHome(home, [] { search("Jane Citizen", errSecNotAvailable); });
-  fs::remove_all(home);
+std::string reasonOf(OSStatus status) {
+  const auto reason = CFRef<CFStringRef>::adopt(SecCopyErrorMessageString(status, nullptr));
+  return std::string(utf8Of(reason.get()));
+}
+
+/** A home folder of its own, with a copy of the database of "plain". */
+class Copy {
+ public:
+  Copy() {
+    fs::create_directories(home_);
+    fs::copy(homeFolder("plain"), home_, fs::copy_options::recursive);
+  }
+  ~Copy() { fs::remove_all(home_); }
+  fs::path database() const { return home_ / ".pki" / "nssdb"; }
+  const fs::path& home() const { return home_; }
+
+ private:
+  fs::path home_ = testing::TempDir() + "copy" + std::to_string(getpid());
+};
+
+TEST(KeyStore, DatabaseThatCannotBeReadIsNotTakenForAnEmptyOne) {
+  const struct {
+    void (*damage)(const fs::path& database);
+    const char* reason;
+  } rows[] = {
+      {[](const fs::path& database) { std::ofstream(database / "cert9.db") << "no database"; },
+       "nssdb cannot be opened (SEC_ERROR_"},
+      {[](const fs::path& database) { fs::permissions(database / "cert9.db", fs::perms::owner_write); },
+       "cert9.db: Permission denied cannot be opened (SEC_ERROR_"},
+      {[](const fs::path& database) { fs::permissions(database, fs::perms::owner_write); },
+       "cert9.db: Permission denied cannot be opened (SEC_ERROR_"},
+  };
+  for (const auto& row : rows) {
+    const Copy copy;
+    row.damage(copy.database());
+    inHome(copy.home(), [&] {
+      constexpr uid_t kNobody = 65534;
+      // Root may read everything.
+      const bool isRoot = geteuid() == 0 && std::string(row.reason).starts_with("cert9.db: Permission");
+      ASSERT_TRUE(!isRoot || seteuid(kNobody) == 0);
+      search("Jane Citizen", errSecNotAvailable);
+      EXPECT_NE(reasonOf(errSecNotAvailable).find(row.reason), std::string::npos)
+          << reasonOf(errSecNotAvailable);
+      EXPECT_EQ(reasonOf(errSecItemNotFound), "");
+      ASSERT_TRUE(!isRoot || seteuid(0) == 0);
+      prctl(PR_SET_DUMPABLE, 1);  // for the leak checker
+    });
+    fs::permissions(copy.database(), fs::perms::owner_all);
+  }
+}
+
+/** Another process that holds the file as SQLite's writers do. */
+pid_t holdFile(const fs::path& file) {
+  int ready[2];
+  EXPECT_EQ(pipe(ready), 0);
+  const pid_t holder = fork();
+  if (holder == 0) {
+    struct flock lock {};
+    lock.l_type = F_WRLCK;
+    lock.l_start = 0x40000002;
+    lock.l_len = 510;
+    _exit(fcntl(open(file.c_str(), O_RDWR), F_SETLK, &lock) == 0 && write(ready[1], "", 1) == 1 ? pause()
+                                                                                                : 1);
+  }
+  close(ready[1]);
+  char byte = 1;
+  EXPECT_EQ(read(ready[0], &byte, 1), 1);
+  close(ready[0]);
+  return holder;
+}
+
+TEST(KeyStore, EitherFileThatIsHeldStopsTheSearch) {
+  const Copy copy;
+  inHome(copy.home(), [&] {
+    search("Jane Citizen");
+    for (const char* name : {"cert9.db", "key4.db"}) {
+      const pid_t holder = holdFile(copy.database() / name);
+      search("Jane Citizen", errSecNotAvailable);
+      EXPECT_EQ(reasonOf(errSecNotAvailable), "Another process holds the key database for itself");
+      kill(holder, SIGKILL);
+      waitpid(holder, nullptr, 0);
+    }
+    search("Jane Citizen");
+  });
 }
 
 /** Names, sizes, times and contents of the files. */
@@ -275,14 +324,14 @@ std::string stateOf(const fs::path& folder) {
 TEST(KeyStore, LeavesTheDatabaseUntouched) {
   const fs::path folder = homeFolder("plain") + "/.pki/nssdb";
   const std::string before = stateOf(folder);
-  inHome(homeFolder("plain"), [] { sign(keyOf("Large Key"), std::vector<std::uint8_t>(20, 1), {}); });
+  inHome(homeFolder("plain"), [] { sign(keyOf("Jane Citizen"), kDigest, {}); });
   EXPECT_EQ(stateOf(folder), before);
 }
 
 TEST(KeyStore, ForkedProcessGetsAnAnswer) {
   inHome(homeFolder("plain"), [] {
     const auto key = keyOf("Jane Citizen");
-    inHome(homeFolder("plain"), [&] { sign(key, std::vector<std::uint8_t>(20, 1), {}); });
+    inHome(homeFolder("plain"), [&] { sign(key, kDigest, {}); });
   });
 }
 

@@ -5,6 +5,8 @@
 
 #include "selection/SelectionFixture.h"
 
+using namespace vorn;
+
 using namespace scripted;
 
 namespace {

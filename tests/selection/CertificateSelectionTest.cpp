@@ -3,6 +3,8 @@
 
 #include "selection/SelectionFixture.h"
 
+using namespace vorn;
+
 using namespace scripted;
 
 namespace {

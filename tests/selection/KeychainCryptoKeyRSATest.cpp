@@ -12,6 +12,8 @@
 
 #include "selection/SelectionFixture.h"
 
+using namespace vorn;
+
 using namespace scripted;
 
 namespace {
@@ -216,31 +218,30 @@ TEST_F(KeychainCryptoKeyRSATest, ReadsThePublicKey) {
 }
 
 TEST_F(KeychainCryptoKeyRSATest, GoesWithoutAPublicKeyThatItCannotRead) {
-  const std::string unreadable =
-      "KeychainCryptoKeyRSA - The certificate's public key cannot be read as an RSA key";
-  const struct {
-    std::vector<std::uint8_t> der;
-    OSStatus publicKeyStatus = errSecSuccess;
-    OSStatus cssmStatus = errSecSuccess;
-  } cases[] = {
-      {script().publicKey, errSecInvalidItemRef},
-      {script().publicKey, errSecSuccess, errSecInvalidItemRef},
-      {{}},
-      {{0x31, 6, 2, 1, 0x81, 2, 1, 3}},
-      {{0x30, 6, 4, 1, 0x81, 2, 1, 3}},
-      {{0x30, 6, 2, 1, 0x81, 3, 1, 3}},
-      {{0x30, 6, 2, 0, 0x00, 2, 1, 3}},
-      {{0x30, 6, 2, 0xFF, 0x81, 2, 1, 3}},
-      {{0x30, 6, 2, 0x89, 1, 0, 0, 0, 0, 0, 0, 0, 1, 0x81, 2, 1, 3}},
-      {{0x30, 6, 2, 0x88, 255, 255, 255, 255, 255, 255, 255, 255, 0x81, 2, 1, 3}},
-  };
-  for (const auto& test : cases) {
-    script().publicKeyStatus = test.publicKeyStatus;
-    script().cssmStatus = test.cssmStatus;
-    script().publicKey = test.der;
+  const auto expectUnreadable = [this] {
     const KeychainCryptoKeyRSA key = makeKeyRSA();
-    EXPECT_EQ(failureOf([&] { key.getModulusBase64(); }), unreadable);
-    EXPECT_EQ(failureOf([&] { key.getExponentBase64(); }), unreadable);
+    const char* const failure =
+        "KeychainCryptoKeyRSA - The certificate's public key cannot be read as an RSA key";
+    EXPECT_EQ(failureOf([&] { key.getModulusBase64(); }), failure);
+    EXPECT_EQ(failureOf([&] { key.getExponentBase64(); }), failure);
+  };
+  script().cssmStatus = errSecInvalidItemRef;
+  expectUnreadable();
+  script().cssmStatus = errSecSuccess;
+  script().publicKeyStatus = errSecInvalidItemRef;
+  expectUnreadable();
+  script().publicKeyStatus = errSecSuccess;
+  for (const std::vector<std::uint8_t>& der :
+       {std::vector<std::uint8_t>{},
+        {0x31, 6, 2, 1, 0x81, 2, 1, 3},
+        {0x30, 6, 4, 1, 0x81, 2, 1, 3},
+        {0x30, 6, 2, 1, 0x81, 3, 1, 3},
+        {0x30, 6, 2, 0, 0x00, 2, 1, 3},
+        {0x30, 6, 2, 0xFF, 0x81, 2, 1, 3},
+        {0x30, 6, 2, 0x89, 1, 0, 0, 0, 0, 0, 0, 0, 1, 0x81, 2, 1, 3},
+        {0x30, 6, 2, 0x88, 255, 255, 255, 255, 255, 255, 255, 255, 0x81, 2, 1, 3}}) {
+    script().publicKey = der;
+    expectUnreadable();
   }
   script().publicKeyStatus = errSecItemNotFound;
   EXPECT_EQ(failureOf([&] { makeKeyRSA(); }), "KeychainCryptoKeyRSA - No public key found in certificate");

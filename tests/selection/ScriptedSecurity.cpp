@@ -7,6 +7,8 @@
 #include <algorithm>
 #include <utility>
 
+using namespace vorn;
+
 using namespace vorn::frameworks;
 
 namespace scripted {
@@ -33,10 +35,7 @@ struct Transform final : Object {
 bool play(const std::string& step, CFErrorRef& error) {
   error = nullptr;
   if (const auto failing = script().errors.find(step); failing != script().errors.end()) {
-    const auto info =
-        makeDictionaryOf(Entry(kCFErrorLocalizedDescriptionKey, makeString(script().errorText)));
-    error =
-        CFErrorCreate(nullptr, kCFErrorDomainOSStatus, failing->second, asRef<CFDictionaryRef>(info.get()));
+    error = handOver<CFErrorRef>(Owned<Error>(new Error(failing->second, script().errorText)));
   }
   return std::find(script().empty.begin(), script().empty.end(), step) == script().empty.end();
 }
@@ -71,9 +70,9 @@ Value list(const std::vector<Value>& elements) {
 Value property(const Value& type, const Value& label, const Value& value) {
   return [=] {
     std::vector<Entry> entries;
-    if (type) entries.emplace_back(kSecPropertyKeyType, type());
-    if (label) entries.emplace_back(kSecPropertyKeyLabel, label());
-    if (value) entries.emplace_back(kSecPropertyKeyValue, value());
+    if (type) entries.push_back({retained(kSecPropertyKeyType), type()});
+    if (label) entries.push_back({retained(kSecPropertyKeyLabel), label()});
+    if (value) entries.push_back({retained(kSecPropertyKeyValue), value()});
     return Owned<>(makeDictionary(std::move(entries)));
   };
 }
@@ -135,9 +134,9 @@ CFDictionaryRef SecCertificateCopyValues(SecCertificateRef certificate, CFArrayR
   std::vector<Entry> entries;
   for (CFIndex i = 0; i < CFArrayGetCount(keys); ++i) {
     const auto key = static_cast<CFStringRef>(CFArrayGetValueAtIndex(keys, i));
-    const auto found = identity.values.find(utf8Of(key));
+    const auto found = identity.values.find(std::string(utf8Of(key)));
     if (found != identity.values.end() && found->second) {
-      entries.emplace_back(key, found->second());
+      entries.push_back({retained(key), found->second()});
     }
   }
   return identity.hasValues ? handOver<CFDictionaryRef>(makeDictionary(std::move(entries))) : nullptr;
@@ -188,7 +187,7 @@ Boolean SecTransformSetAttribute(SecTransformRef transform, CFStringRef key, CFT
     const auto bytes = bytesOf(static_cast<CFDataRef>(value));
     object->input.assign(bytes.begin(), bytes.end());
   }
-  return play(object->kind + " " + utf8Of(key), *error);
+  return play(object->kind + " " + std::string(utf8Of(key)), *error);
 }
 
 CFTypeRef SecTransformExecute(SecTransformRef transform, CFErrorRef* error) {

@@ -11,6 +11,8 @@
 #include "shared/Exceptions.h"
 #include "shared/json/jsonxx.h"
 
+using namespace vorn;
+
 /** An empty selection and a fresh script; at the end every object must have been given back. */
 class SelectionFixture : public testing::Test {
  protected:

@@ -8,6 +8,8 @@
 
 #include "signing/Parsed.h"
 
+using namespace vorn;
+
 namespace {
 
 struct Canonical {
@@ -25,7 +27,7 @@ Canonical canonical(const std::string& xml) {
   Canonicaliser canonicaliser(*element, count > 0 ? omitted->item(count - 1) : nullptr);
   Canonical result;
   for (auto run = canonicaliser.next(); !run.empty(); run = canonicaliser.next()) result.bytes += run;
-  result.relativeNamespace = canonicaliser.relativeNamespace();
+  result.relativeNamespace = canonicaliser.doubtfulNames().relativeNamespace;
   return result;
 }
 

@@ -15,6 +15,8 @@
 #include "signing/Parsed.h"
 #include "signing/SigningFixture.h"
 
+using namespace vorn;
+
 namespace {
 
 /** What is assumed of the libraries' private parts, when another release does not keep to it. */
@@ -24,14 +26,14 @@ TEST_F(Library, WhoseReadersAreOfAnotherSizeIsRefused) {
   struct Grown : ParserMemory {
     using ParserMemory::ParserMemory;
     void* allocate(XMLSize_t size) override { return ParserMemory::allocate(size + 8); }
-  } grown(DocumentParser::memoryFor(0));
+  } grown(ParserLimits::memoryFor(0));
   try {
     requireCountedExpansions(grown);
     FAIL() << "the expansions went uncounted, without a word";
   } catch (const TechnicalException& e) {
     EXPECT_NE(e.message().find("could not be bounded"), std::string::npos) << e.message();
   }
-  ParserMemory asKnown(DocumentParser::memoryFor(0));
+  ParserMemory asKnown(ParserLimits::memoryFor(0));
   EXPECT_NO_THROW(requireCountedExpansions(asKnown));
 }
 

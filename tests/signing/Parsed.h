@@ -1,19 +1,15 @@
 #pragma once
 
 #include <string>
-#include <xercesc/framework/MemBufInputSource.hpp>
 #include <xercesc/util/PlatformUtils.hpp>
 
-#include "shared/xml/DocumentParser.h"
+#include "shared/xml/ParsedDocument.h"
 
-/** A document for as long as the object lives. */
+/** A document for as long as the object lives, in a process that may not have started the library. */
 class Parsed {
  public:
-  explicit Parsed(const std::string& xml) {
-    parser_.parse(
-        xercesc::MemBufInputSource(reinterpret_cast<const XMLByte*>(xml.data()), xml.size(), "test"));
-  }
-  xercesc::DOMDocument& document() { return *parser_.getDocument(); }
+  explicit Parsed(const std::string& xml) : parsed_(xml) {}
+  xercesc::DOMDocument& document() { return parsed_.document(); }
 
  private:
   // Counted by the library, so that it does no harm to do it again.
@@ -21,6 +17,5 @@ class Parsed {
     Libraries() { xercesc::XMLPlatformUtils::Initialize(); }
   };
   Libraries libraries_;
-  ParserMemory memory_{DocumentParser::kMaximumBytes};
-  DocumentParser parser_{memory_};
+  vorn::ParsedDocument parsed_;
 };

@@ -5,6 +5,8 @@
 
 #include "shared/xml/XmlText.h"
 
+using namespace vorn;
+
 namespace {
 
 // Prefix u is never declared.

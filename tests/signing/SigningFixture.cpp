@@ -5,41 +5,20 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <memory>
 
-#include "mac/app/CertificateSelection.h"
 #include "shared/Base64.h"
 #include "shared/Exceptions.h"
 #include "shared/XMLSigner.h"
 #include "shared/xml/ParserErrors.h"
+#include "signing/TestIdentity.h"
 
-namespace {
-
-void write(const std::string& path, const std::string& bytes) {
-  std::ofstream(path, std::ios::binary) << bytes;
-}
-
-std::string read(const std::string& path) {
-  std::ifstream file(path);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
-
-}  // namespace
+using namespace vorn;
 
 std::string SigningTest::folder_;
 
-std::string toBase64(const std::string& bytes) {
-  return vorn::toBase64(bytes);
-}
-
-std::string fromBase64(const std::string& text) {
-  return std::string(vorn::fromBase64(text).value().view());
-}
-
 std::string signXml(const std::string& xml) {
-  return fromBase64(XMLSigner::getInstance().sign(toBase64(xml)));
+  return std::string(fromBase64(XMLSigner::getInstance().sign(toBase64(xml))).value().view());
 }
 
 std::string refusalOf(const std::string& base64) {
@@ -60,13 +39,13 @@ void SigningTest::SetUpTestSuite() {
   const std::string command = "openssl req -x509 -newkey rsa:2048 -nodes -subj /CN=Signer -out " +
                               certificatePath + " -keyout " + keyPath + " 2>/dev/null";
   ASSERT_EQ(std::system(command.c_str()), 0);
-  auto& selection = CertificateSelection::getInstance();
-  selection.keyPem = read(keyPath);
+  TestIdentity& identity = testIdentity();
+  identity.keyPem = tests::readFile(keyPath);
   // The lines between the first and the last.
-  std::string lines = read(certificatePath);
+  std::string lines = tests::readFile(certificatePath);
   lines = lines.substr(lines.find('\n'), lines.find("\n-----END") - lines.find('\n'));
   lines.erase(std::remove(lines.begin(), lines.end(), '\n'), lines.end());
-  selection.certificateBase64 = lines;
+  identity.certificateBase64 = lines;
 }
 
 void SigningTest::TearDownTestSuite() {
@@ -74,9 +53,9 @@ void SigningTest::TearDownTestSuite() {
 }
 
 void SigningTest::SetUp() {
-  auto& selection = CertificateSelection::getInstance();
-  selection.onKeySetUp = [] {};
-  selection.onModulus = [] {};
+  TestIdentity& identity = testIdentity();
+  identity.onKeySetUp = [] {};
+  identity.onModulus = [] {};
   XMLSigner::getInstance().initialise(XMLSigner::RSA_SHA256);
 }
 
@@ -89,7 +68,7 @@ std::vector<bool> SigningTest::verify(const std::vector<std::string>& documents,
                           "/*[local-name()='Signature'][last()]\"";
     for (std::size_t i = verdicts.size(); i < documents.size(); ++i) {
       const std::string path = folder_ + "/" + std::to_string(i) + ".xml";
-      write(path, documents[i]);
+      tests::writeFile(path, documents[i]);
       command += " " + path;
     }
     const std::unique_ptr<FILE, int (*)(FILE*)> output(popen((command + " 2>&1").c_str(), "r"), pclose);

@@ -5,9 +5,10 @@
 #include <string>
 #include <vector>
 
-/** The bytes as base64, and back. */
-std::string toBase64(const std::string& bytes);
-std::string fromBase64(const std::string& text);
+#include "Bytes.h"
+
+using tests::fromBase64;
+using tests::toBase64;
 
 /** Signs with XMLSigner, and shows what it throws as "code message": 103 for the parser's exceptions. */
 std::string signXml(const std::string& xml);

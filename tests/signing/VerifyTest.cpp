@@ -1,8 +1,11 @@
 #include <algorithm>
 
+#include "shared/Base64.h"
 #include "shared/XMLSigner.h"
 #include "signing/RandomDocument.h"
 #include "signing/SigningFixture.h"
+
+using namespace vorn;
 
 namespace {
 
@@ -28,17 +31,6 @@ TEST_F(Verified, RandomDocumentsBySecondImplementation) {
     documents.push_back(signXml(document));
   }
   expectAll(documents);
-}
-
-TEST_F(Verified, OneChangedCharacterIsFound) {
-  const std::string text =
-      signXml("<r><CounterpartData a='1'>first</CounterpartData><RenderedData>second</RenderedData></r>");
-  std::vector<std::string> changed(4, text);
-  changed[1].replace(text.find("first"), 5, "First");
-  changed[2].replace(text.find("a=\"1\""), 5, "a=\"2\"");
-  changed[3].replace(text.find("second"), 6, "Second");
-  EXPECT_EQ(verify(changed, "CounterpartData"), (std::vector<bool>{true, false, false, true}));
-  EXPECT_EQ(verify(changed, "RenderedData"), (std::vector<bool>{true, true, true, false}));
 }
 
 TEST_F(Verified, DocumentsThatLookStrange) {

@@ -4,6 +4,8 @@
 
 #include "shared/text/LetterCase.h"
 
+using namespace vorn;
+
 namespace vorn {
 namespace {
 

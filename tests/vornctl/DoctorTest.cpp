@@ -2,9 +2,10 @@
 
 #include <ostream>
 
+#include "vornctl/HostCheck.h"
 #include "vornctl/Program.h"
 
-namespace vornctl {
+namespace vorn::vornctl {
 namespace {
 
 namespace fs = std::filesystem;
@@ -65,6 +66,9 @@ const PlantedFault kFaults[] = {
      "\"name\" is \"vorn.other\"", "vornctl register"},
     {"TrailingComma", edit(kChromiumFile, "s#stdio\\\"#stdio\\\",#"), "Chromium", "no valid JSON",
      "vornctl register"},
+    {"OtherType", edit(kChromiumFile, "s#stdio#pipe#"), "Chromium", "\"type\" is not", "vornctl register"},
+    {"NoDescription", edit(kFirefoxFile, "/description/d"), "Firefox", "no \"description\"",
+     "vornctl register"},
     {"ForeignMember", edit(kFirefoxFile, "s#\\\"type\\\"#\\\"allowed_origins\\\": [], \\\"type\\\"#"),
      "Firefox", "\"allowed_origins\"", "vornctl register"},
     {"NotRegistered", "rm " + kChromiumFile + " " + kFirefoxFile, "Chromium,Firefox", "not registered",
@@ -87,6 +91,8 @@ const PlantedFault kFaults[] = {
     {"NoDatabase", "rm -r .pki", "key store", "there is no key store", "certutil -N"},
     {"EmptyDatabase", "rm -r .pki; mkdir -p .pki/nssdb; certutil -N -d sql:.pki/nssdb --empty-password",
      "key store", "holds no certificate with a private key", "pk12util"},
+    {"Expired", "rm -r .pki; " VORN_SOURCES "/tests/e2e/make-identity --to 20210101000000Z . >out",
+     "key store", "every certificate has expired", "renew"},
 };
 
 class Doctor : public testing::TestWithParam<PlantedFault> {};
@@ -111,6 +117,25 @@ TEST_P(Doctor, NamesTheOneCauseAndItsRemedy) {
 
 INSTANTIATE_TEST_SUITE_P(Planted, Doctor, testing::ValuesIn(kFaults),
                          [](const auto& instance) { return instance.param.name; });
+
+TEST(DoctorHome, FirefoxTakesTheFirstManifestThatIsGood) {
+  const e2e::Home home("main");
+  fs::create_directories(home.path() / ".mozilla");
+  ASSERT_EQ(run(home, kRegister).status, 0);
+  ASSERT_EQ(run(home, std::string(kRegister) + "--system && echo [] > " + kFirefoxFile).status, 0);
+  EXPECT_EQ(diagnosis(home, "problem", 0), std::vector<std::string>());
+  const auto notes = diagnosis(home, "note", 0);
+  ASSERT_EQ(notes.size(), 1U) << testing::PrintToString(notes);
+  EXPECT_NE(notes[0].find(kFirefoxFile + " is not used"), std::string::npos) << notes[0];
+}
+
+TEST(DoctorHome, HostThatHangsIsTold) {
+  const e2e::Home home;
+  ASSERT_EQ(run(home, "printf \"#!/bin/sh\\nexec sleep 60\" > hang; chmod 755 hang").status, 0);
+  const auto findings = checkHost({home.path() / "hang", {}}, std::chrono::milliseconds(200));
+  ASSERT_EQ(findings.size(), 1U);
+  EXPECT_EQ(findings[0].cause, "the host runs but does not answer in time");
+}
 
 TEST(DoctorHome, RemovedHostIsOneCauseForAllBrowsers) {
   const e2e::Home home("main");
@@ -154,4 +179,4 @@ TEST(DoctorHome, LockedStoreMissingModuleAndSandboxesAreTold) {
 }
 
 }  // namespace
-}  // namespace vornctl
+}  // namespace vorn::vornctl

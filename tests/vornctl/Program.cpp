@@ -7,7 +7,7 @@
 #include <cstdlib>
 #include <filesystem>
 
-namespace vornctl {
+namespace vorn::vornctl {
 namespace {
 
 namespace fs = std::filesystem;
@@ -55,4 +55,4 @@ nlohmann::json runForJson(const e2e::Home& home, const std::string& arguments, i
   return nlohmann::json::parse(result.output);
 }
 
-}  // namespace vornctl
+}  // namespace vorn::vornctl

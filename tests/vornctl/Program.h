@@ -5,7 +5,7 @@
 
 #include "e2e/Home.h"
 
-namespace vornctl {
+namespace vorn::vornctl {
 
 struct Result {
   int status;
@@ -18,4 +18,4 @@ Result run(const e2e::Home& home, const std::string& commandLine);
 /** Runs vornctl with these arguments, the last of which asks for JSON. */
 nlohmann::json runForJson(const e2e::Home& home, const std::string& arguments, int expectedStatus);
 
-}  // namespace vornctl
+}  // namespace vorn::vornctl

@@ -1,13 +1,16 @@
 #include "vornctl/Registration.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <algorithm>
+#include <system_error>
 
 #include "e2e/Home.h"
+#include "vornctl/AtomicFile.h"
 #include "vornctl/HostManifest.h"
 
-namespace vornctl {
+namespace vorn::vornctl {
 namespace {
 
 namespace fs = std::filesystem;
@@ -95,13 +98,24 @@ TEST_F(Registration, AFailureIsOneBrowsersOnly) {
   const auto outcomes = add({.browsers = {"chromium", "firefox"}});
   EXPECT_EQ(brief(outcomes), Lines({"Chromium failed", "Firefox written"}));
   EXPECT_FALSE(outcomes[0].reason.empty());
+
+  make("folder/in the place of the file");
+  EXPECT_THROW(writeFileAtomically(home_.path() / "folder", "text"), std::system_error);
+  EXPECT_EQ(files(), Lines({".config/chromium/NativeMessagingHosts",
+                            ".mozilla/native-messaging-hosts/vorn.signing.json"}))
+      << "a temporary file was left";
 }
 
 TEST_F(Registration, SystemFoldersComeAndGoWhole) {
   make("root/etc/opt");
   make("root/usr/lib64/mozilla");
   const RegistrationRequest request{.scope = Scope::kSystem, .evenIfMissing = true};
+  umask(022);
   add(request);
+  EXPECT_EQ(
+      fs::status(home_.path() / "root/etc/chromium/native-messaging-hosts/vorn.signing.json").permissions(),
+      fs::perms(0644))
+      << "everybody's browser reads it";
   EXPECT_EQ(files(), Lines({"root/etc/chromium/native-messaging-hosts/vorn.signing.json",
                             "root/etc/opt/chrome/native-messaging-hosts/vorn.signing.json",
                             "root/etc/opt/edge/native-messaging-hosts/vorn.signing.json",
@@ -130,14 +144,5 @@ TEST_F(Registration, RemovalKeepsWhatOthersRead) {
   EXPECT_EQ(brief(unregisterHost(places_, {})), Lines());
 }
 
-TEST_F(Registration, BraveOnMacOSReadsTheFolderOfChrome) {
-  const std::string support = "Library/Application Support/";
-  make(support + "BraveSoftware/Brave-Browser");
-  const Places mac(System::kMacOS, home_.path(), home_.path() / ".config", home_.path() / "root");
-  registerHost(mac, {}, kHost, kIds);
-  EXPECT_EQ(files(), Lines({support + "BraveSoftware/Brave-Browser/NativeMessagingHosts/vorn.signing.json",
-                            support + "Google/Chrome/NativeMessagingHosts/vorn.signing.json"}));
-}
-
 }  // namespace
-}  // namespace vornctl
+}  // namespace vorn::vornctl

@@ -11,7 +11,7 @@
 #include <system_error>
 #include <utility>
 
-namespace vornctl {
+namespace vorn::vornctl {
 namespace {
 
 namespace fs = std::filesystem;
@@ -99,4 +99,4 @@ void writeFileAtomically(const fs::path& path, const std::string& bytes, const N
   }
 }
 
-}  // namespace vornctl
+}  // namespace vorn::vornctl

@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 
-namespace vornctl {
+namespace vorn::vornctl {
 
 /** The bytes of a file; none when there is no such file. Throws std::system_error when it cannot be read.
  * `mode` gets the file's permissions. */
@@ -25,4 +25,4 @@ struct NewFile {
 void writeFileAtomically(const std::filesystem::path& path, const std::string& bytes,
                          const NewFile& kind = {});
 
-}  // namespace vornctl
+}  // namespace vorn::vornctl

@@ -9,7 +9,7 @@
 #include "shared/Platform.h"
 #include "vornctl/BuildSettings.h"
 
-namespace vornctl {
+namespace vorn::vornctl {
 namespace {
 
 namespace fs = std::filesystem;
@@ -224,4 +224,4 @@ bool Places::isCommon(const fs::path& folder) const {
                      [&](std::string_view path) { return resolve(path) == folder; });
 }
 
-}  // namespace vornctl
+}  // namespace vorn::vornctl

@@ -8,7 +8,7 @@
 #include <vector>
 
 /** Where each browser, on each system, looks for the manifests of native-messaging hosts. */
-namespace vornctl {
+namespace vorn::vornctl {
 
 enum class System { kLinux, kMacOS };
 enum class Scope { kUser, kSystem };
@@ -83,4 +83,4 @@ class Places {
   std::filesystem::path root_;
 };
 
-}  // namespace vornctl
+}  // namespace vorn::vornctl

@@ -3,9 +3,9 @@
 #include "mac/app/CFValues.h"
 #include "mac/app/CertificateDetails.h"
 #include "mac/app/CertificateMatching.h"
-#include "mac/app/CertificateProperties.h"
+#include "mac/app/CertificateValues.h"
 
-namespace vornctl {
+namespace vorn::vornctl {
 namespace {
 
 std::vector<std::string> emailsOf(SecCertificateRef certificate) {
@@ -51,7 +51,7 @@ CertificateDescription describe(SecCertificateRef certificate) {
   if (!values) return description;
   description.abns = textsOf(values.get(), abnExtensionOID(),
                              [](CFDataRef data) { return abnText(data).value_or("unreadable"); });
-  description.akis = textsOf(values.get(), kSecOIDAuthorityKeyIdentifier, hexText);
+  description.akis = textsOf(values.get(), kSecOIDAuthorityKeyIdentifier, lowerCaseHex);
   description.serial = utf8Text(certificateString(values.get(), kSecOIDX509V1SerialNumber)).value_or("");
   description.issuer = getIssuerName(values.get());
   const CFAbsoluteTime notAfter = certificateTime(values.get(), kSecOIDX509V1ValidityNotAfter);
@@ -67,4 +67,4 @@ std::string listed(const std::vector<std::string>& texts) {
   return list.empty() ? "-" : list;
 }
 
-}  // namespace vornctl
+}  // namespace vorn::vornctl

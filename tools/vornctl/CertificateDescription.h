@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-namespace vornctl {
+namespace vorn::vornctl {
 
 /** What people want to know of a certificate, in the form in which the host compares and reports it. */
 struct CertificateDescription {
@@ -25,4 +25,4 @@ CertificateDescription describe(SecCertificateRef certificate);
 /** The texts with commas between them; a dash when there are none. */
 std::string listed(const std::vector<std::string>& texts);
 
-}  // namespace vornctl
+}  // namespace vorn::vornctl

@@ -4,11 +4,13 @@
 #include <map>
 #include <memory>
 
+#include "shared/SignatureAlgorithm.h"
 #include "shared/Version.h"
+#include "vornctl/CertificateDescription.h"
 #include "vornctl/Commands.h"
 #include "vornctl/Terminal.h"
 
-namespace vornctl {
+namespace vorn::vornctl {
 namespace {
 
 const std::map<std::string, System> kSystems = {{"linux", System::kLinux}, {"macos", System::kMacOS}};
@@ -100,13 +102,21 @@ void addDiagnosis(CLI::App& app, int& status) {
   command->add_flag("--json", identities->json, "Answer in JSON");
 }
 
+std::vector<std::string> algorithmNames() {
+  std::vector<std::string> names;
+  for (const NamedAlgorithm& known : kSignatureAlgorithms) names.emplace_back(known.name);
+  return names;
+}
+
 void addDocuments(CLI::App& app, int& status) {
   CLI::App* command = nullptr;
   const auto sign = addCommand(app, command, "sign", "Sign documents through the host", runSign, status);
   command->add_option("FILE", sign->files, "The documents")->required();
   addUser(*command, sign->user, true);
-  command->add_option("--algorithm", sign->algorithm, "RSA_SHA1, RSA_SHA256 (default) or RSA_SHA512")
-      ->check(CLI::IsMember({"RSA_SHA1", "RSA_SHA256", "RSA_SHA512"}).description(""))
+  command
+      ->add_option("--algorithm", sign->algorithm,
+                   listed(algorithmNames()) + "; " + sign->algorithm + " unless told otherwise")
+      ->check(CLI::IsMember(algorithmNames()).description(""))
       ->type_name("NAME");
   command
       ->add_option("-o,--output", sign->output,
@@ -144,4 +154,4 @@ int runCommandLine(int count, char** arguments) {
   return status;
 }
 
-}  // namespace vornctl
+}  // namespace vorn::vornctl

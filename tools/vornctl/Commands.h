@@ -7,7 +7,7 @@
 #include "vornctl/Registration.h"
 
 /** What the subcommands do, once the command line has been read. Each returns the exit status. */
-namespace vornctl {
+namespace vorn::vornctl {
 
 inline constexpr int kExitFine = 0;
 inline constexpr int kExitProblems = 1;
@@ -52,4 +52,4 @@ int runIdentities(const IdentitiesOptions& options);
 int runSign(const SignOptions& options);
 int runVerify(const VerifyOptions& options);
 
-}  // namespace vornctl
+}  // namespace vorn::vornctl

@@ -8,7 +8,7 @@
 #include "vornctl/HostManifest.h"
 #include "vornctl/KeyStoreCheck.h"
 
-namespace vornctl {
+namespace vorn::vornctl {
 namespace {
 
 namespace fs = std::filesystem;
@@ -192,4 +192,4 @@ std::vector<Finding> examine(const Places& places, const fs::path& installedHost
   return Examination(places, installedHost).run();
 }
 
-}  // namespace vornctl
+}  // namespace vorn::vornctl

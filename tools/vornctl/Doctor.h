@@ -8,7 +8,7 @@
 #include "vornctl/ManifestCheck.h"
 
 /** Looks for what keeps a page from having a document signed. */
-namespace vornctl {
+namespace vorn::vornctl {
 
 enum class Severity { kFine, kNote, kProblem };
 
@@ -27,4 +27,4 @@ struct Finding {
  */
 std::vector<Finding> examine(const Places& places, const std::filesystem::path& installedHost);
 
-}  // namespace vornctl
+}  // namespace vorn::vornctl

@@ -7,7 +7,7 @@
 #include "vornctl/Host.h"
 #include "vornctl/Terminal.h"
 
-namespace vornctl {
+namespace vorn::vornctl {
 namespace {
 
 struct Appearance {
@@ -78,4 +78,4 @@ int runDoctor(const DoctorOptions& options) {
   return problems == 0 ? kExitFine : kExitProblems;
 }
 
-}  // namespace vornctl
+}  // namespace vorn::vornctl

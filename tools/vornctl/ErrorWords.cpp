@@ -3,20 +3,27 @@
 #include <algorithm>
 #include <iterator>
 
-namespace vornctl {
+#include "shared/Exceptions.h"
+
+namespace vorn::vornctl {
 namespace {
 
 constexpr ErrorWords kWords[] = {
-    {100, true, "the system or a library failed", "read vorn-signing.log in your home folder"},
-    {101, true, "the host does not understand the request", "use the vornctl that came with the host"},
-    {102, true, "no identity in the key store matches",
+    {TechnicalException::kCode, true, "the system or a library failed",
+     "read vorn-signing.log in your home folder"},
+    {InvalidArgumentException::kCode, true, "the host does not understand the request",
+     "use the vornctl that came with the host"},
+    {CertificateNotFoundException::kCode, true, "no identity in the key store matches",
      "let \"vornctl identities\" with the same name, e-mail, ABN and AKI tell why"},
-    {103, false, "the document is not well-formed XML", "correct the document"},
-    {104, false, "the document does not have exactly one CounterpartData and one RenderedData element",
+    {XMLDataParsingException::kCode, false, "the document is not well-formed XML", "correct the document"},
+    {InvalidXMLDataException::kCode, false,
+     "the document does not have exactly one CounterpartData and one RenderedData element",
      "correct the document"},
-    {105, true, "the key could not sign", "unlock the key store or insert the token, and try again"},
-    {107, true, "the certificate has expired", "renew the certificate"},
-    {108, true, "the algorithm is unknown", "use the vornctl that came with the host"},
+    {CryptoException::kCode, true, "the key could not sign",
+     "unlock the key store or insert the token, and try again"},
+    {CertificateExpiredException::kCode, true, "the certificate has expired", "renew the certificate"},
+    {InvalidSignatureAlgorithmException::kCode, true, "the algorithm is unknown",
+     "use the vornctl that came with the host"},
 };
 constexpr ErrorWords kUnknown = {0, true, "the host reports an error that is unknown here",
                                  "use the vornctl that came with the host"};
@@ -29,4 +36,4 @@ const ErrorWords& wordsFor(std::uint32_t code) {
   return found != std::end(kWords) ? *found : kUnknown;
 }
 
-}  // namespace vornctl
+}  // namespace vorn::vornctl

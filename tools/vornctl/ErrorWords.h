@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <string_view>
 
-namespace vornctl {
+namespace vorn::vornctl {
 
 /** What an error code of the host means, for people. */
 struct ErrorWords {
@@ -16,4 +16,4 @@ struct ErrorWords {
 /** For a code that is unknown here, words that say so. */
 const ErrorWords& wordsFor(std::uint32_t code);
 
-}  // namespace vornctl
+}  // namespace vorn::vornctl

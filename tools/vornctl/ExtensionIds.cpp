@@ -5,7 +5,7 @@
 
 #include "vornctl/BuildSettings.h"
 
-namespace vornctl {
+namespace vorn::vornctl {
 namespace {
 
 constexpr std::size_t kChromiumIdLength = 32;
@@ -71,4 +71,4 @@ std::string registerCommand() {
   return known ? "\"vornctl register\"" : "\"vornctl register --extension-id ID\"";
 }
 
-}  // namespace vornctl
+}  // namespace vorn::vornctl

@@ -7,7 +7,7 @@
 
 #include "vornctl/BrowserTable.h"
 
-namespace vornctl {
+namespace vorn::vornctl {
 
 /** The message says what is wrong with the id. */
 class BadExtensionId : public std::runtime_error {
@@ -35,4 +35,4 @@ ExtensionIds readExtensionIds(const std::vector<std::string>& given);
 /** What to run to register, as users are told: without an id only where the build has one of its own. */
 std::string registerCommand();
 
-}  // namespace vornctl
+}  // namespace vorn::vornctl

@@ -2,7 +2,7 @@
 
 #include <string>
 
-namespace vornctl {
+namespace vorn::vornctl {
 
 /** Something that does not work: the reason, which is not the consequence of another, and what to do about
  * it. */
@@ -11,4 +11,4 @@ struct Fault {
   std::string remedy;
 };
 
-}  // namespace vornctl
+}  // namespace vorn::vornctl

@@ -9,7 +9,7 @@
 #include <string>
 #include <system_error>
 
-namespace vornctl {
+namespace vorn::vornctl {
 namespace {
 
 namespace fs = std::filesystem;
@@ -91,4 +91,4 @@ std::optional<Fault> findForeignWriterOfHost(const fs::path& host) {
   return std::nullopt;
 }
 
-}  // namespace vornctl
+}  // namespace vorn::vornctl

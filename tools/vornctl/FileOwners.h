@@ -5,7 +5,7 @@
 
 #include "vornctl/Fault.h"
 
-namespace vornctl {
+namespace vorn::vornctl {
 
 /**
  * Who besides the user and root can change what is found under this path: the file, or any folder on the way
@@ -17,4 +17,4 @@ std::optional<Fault> findForeignWriter(const std::filesystem::path& file);
 /** The same for a host and the libraries beside it, all of which it loads. */
 std::optional<Fault> findForeignWriterOfHost(const std::filesystem::path& host);
 
-}  // namespace vornctl
+}  // namespace vorn::vornctl

@@ -4,7 +4,7 @@
 
 #include "shared/Platform.h"
 
-namespace vornctl {
+namespace vorn::vornctl {
 
 std::filesystem::path installedHost() {
   constexpr const char* kFile = "vorn-signing";
@@ -17,4 +17,4 @@ std::filesystem::path installedHost() {
   return folder / kFile;
 }
 
-}  // namespace vornctl
+}  // namespace vorn::vornctl

@@ -2,10 +2,10 @@
 
 #include <filesystem>
 
-namespace vornctl {
+namespace vorn::vornctl {
 
 /** The host that is installed with this program: beside it, or in the folder for programs that people do not
  * call. */
 std::filesystem::path installedHost();
 
-}  // namespace vornctl
+}  // namespace vorn::vornctl

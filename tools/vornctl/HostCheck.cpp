@@ -1,13 +1,11 @@
 #include "vornctl/HostCheck.h"
 
+#include "shared/Exceptions.h"
 #include "shared/Version.h"
 #include "vornctl/HostProcess.h"
 
-namespace vornctl {
+namespace vorn::vornctl {
 namespace {
-
-constexpr std::chrono::seconds kPatience{10};
-constexpr int kNotFound = 102;
 
 std::string textOf(const jsonxx::Object& answer, const char* member) {
   return answer.has<jsonxx::String>(member) ? answer.get<jsonxx::String>(member) : "";
@@ -27,7 +25,7 @@ jsonxx::Object requestForNobody() {
 
 }  // namespace
 
-std::vector<Finding> checkHost(const HostStart& start) {
+std::vector<Finding> checkHost(const HostStart& start, std::chrono::milliseconds patience) {
   const std::string host = start.host.string();
   const auto problem = [&host](const std::string& cause, const std::string& remedy) {
     return Finding{Severity::kProblem, {"host"}, cause, remedy, {host}};
@@ -35,7 +33,7 @@ std::vector<Finding> checkHost(const HostStart& start) {
   std::vector<Finding> findings;
   try {
     HostProcess process(start.host, start.arguments);
-    const jsonxx::Object answer = process.ask(jsonxx::Object("type", "version"), kPatience);
+    const jsonxx::Object answer = process.ask(jsonxx::Object("type", "version"), patience);
     const std::string version = textOf(answer, "version");
     findings.push_back({Severity::kFine, {"host"}, "answers, version " + version, "", {host}});
     if (version != version::kFull) {
@@ -45,9 +43,9 @@ std::vector<Finding> checkHost(const HostStart& start) {
                           "install both from one package",
                           {host}});
     }
-    const jsonxx::Object search = process.ask(requestForNobody(), kPatience);
-    const bool searched =
-        search.has<jsonxx::Number>("error_code") && search.get<jsonxx::Number>("error_code") == kNotFound;
+    const jsonxx::Object search = process.ask(requestForNobody(), patience);
+    const bool searched = search.has<jsonxx::Number>("error_code") &&
+                          search.get<jsonxx::Number>("error_code") == CertificateNotFoundException::kCode;
     if (!searched) {
       findings.push_back(
           problem("the host cannot search for certificates: " + textOf(search, "error_message"),
@@ -59,4 +57,4 @@ std::vector<Finding> checkHost(const HostStart& start) {
   return findings;
 }
 
-}  // namespace vornctl
+}  // namespace vorn::vornctl

@@ -1,12 +1,13 @@
 #pragma once
 
+#include <chrono>
 #include <filesystem>
 #include <string>
 #include <vector>
 
 #include "vornctl/Doctor.h"
 
-namespace vornctl {
+namespace vorn::vornctl {
 
 /** How a browser would start a host. */
 struct HostStart {
@@ -14,7 +15,9 @@ struct HostStart {
   std::vector<std::string> arguments;
 };
 
-/** Starts the host, asks for its version, and has it open its signing module. */
-std::vector<Finding> checkHost(const HostStart& start);
+/** Starts the host, asks for its version, and has it open its signing module; each answer is waited for so
+ * long. */
+std::vector<Finding> checkHost(const HostStart& start,
+                               std::chrono::milliseconds patience = std::chrono::seconds(10));
 
-}  // namespace vornctl
+}  // namespace vorn::vornctl

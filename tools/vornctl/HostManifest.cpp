@@ -2,7 +2,7 @@
 
 #include "shared/json/jsonxx.h"
 
-namespace vornctl {
+namespace vorn::vornctl {
 
 std::string manifestText(Family family, const std::filesystem::path& host, const ExtensionIds& ids) {
   jsonxx::Array allowed;
@@ -18,4 +18,4 @@ std::string manifestText(Family family, const std::filesystem::path& host, const
   return manifest.json();
 }
 
-}  // namespace vornctl
+}  // namespace vorn::vornctl

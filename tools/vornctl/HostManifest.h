@@ -5,7 +5,7 @@
 
 #include "vornctl/ExtensionIds.h"
 
-namespace vornctl {
+namespace vorn::vornctl {
 
 /** What extensions call the host by. Browsers demand small letters, digits, dots and underscores. */
 inline constexpr const char* kHostName = "vorn.signing";
@@ -17,4 +17,4 @@ inline const std::string kManifestFile = std::string(kHostName) + ".json";
  * its own. */
 std::string manifestText(Family family, const std::filesystem::path& host, const ExtensionIds& ids);
 
-}  // namespace vornctl
+}  // namespace vorn::vornctl

@@ -1,17 +1,18 @@
 #pragma once
 
-#include <sys/types.h>
-
 #include <chrono>
+#include <cstdio>
 #include <filesystem>
+#include <memory>
+#include <optional>
 #include <stdexcept>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "shared/json/jsonxx.h"
+#include "vornctl/ChildProcess.h"
 
-namespace vornctl {
+namespace vorn::vornctl {
 
 /** The host did not start, did not answer, or answered what is no answer. The message is for people. */
 class HostError : public std::runtime_error {
@@ -28,26 +29,17 @@ class HostProcess {
  public:
   /** Throws HostError when the program cannot be started. */
   explicit HostProcess(const std::filesystem::path& program, const std::vector<std::string>& arguments = {});
-  ~HostProcess();
-  HostProcess(const HostProcess&) = delete;
-  HostProcess& operator=(const HostProcess&) = delete;
 
   /** The answer to the request. Throws HostError; the object is of no more use then. */
-  jsonxx::Object ask(const jsonxx::Object& request, std::chrono::seconds patience);
+  jsonxx::Object ask(const jsonxx::Object& request, std::chrono::milliseconds patience);
 
  private:
-  void write(std::string_view bytes);
-  std::string read(std::size_t count, std::chrono::steady_clock::time_point deadline);
-  bool hasExitedWithin(std::chrono::milliseconds patience);
+  std::string read(std::size_t count, ChildProcess::Clock::time_point deadline);
   [[noreturn]] void failAtEnd();
   std::string errorOutput() const;
 
-  pid_t process_ = -1;
-  int input_ = -1;
-  int output_ = -1;
-  int errors_ = -1;
-  bool exited_ = false;
-  int status_ = 0;
+  std::unique_ptr<FILE, int (*)(FILE*)> errors_;
+  std::optional<ChildProcess> child_;
 };
 
-}  // namespace vornctl
+}  // namespace vorn::vornctl

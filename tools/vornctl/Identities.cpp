@@ -7,18 +7,18 @@
 #include "mac/app/CFValues.h"
 #include "mac/app/CertificateDetails.h"
 #include "mac/app/CertificateMatching.h"
-#include "mac/app/CertificateProperties.h"
 #include "mac/app/CertificateSelection.h"
+#include "mac/app/CertificateValues.h"
 #include "shared/Exceptions.h"
 #include "shared/json/jsonxx.h"
 #include "shared/text/LetterCase.h"
 
-namespace vornctl {
+namespace vorn::vornctl {
 namespace {
 
 /** The host's search; without a name, or without the demand that the key may sign, if so asked. */
 CFRef<CFTypeRef> search(const std::string& name, bool mustSign) {
-  const CFRef<CFStringRef> subject = makeString(name);
+  const CFRef<CFStringRef> subject = makeCFString(name);
   const void* keys[] = {kSecClass, kSecAttrCanSign, kSecMatchLimit, kSecReturnRef,
                         kSecMatchSubjectWholeString};
   const void* values[] = {kSecClassIdentity, mustSign ? kCFBooleanTrue : kCFBooleanFalse, kSecMatchLimitAll,
@@ -166,4 +166,4 @@ const IdentityReport* nearestMiss(const std::vector<IdentityReport>& reports) {
   return nearest;
 }
 
-}  // namespace vornctl
+}  // namespace vorn::vornctl

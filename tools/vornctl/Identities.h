@@ -8,7 +8,7 @@
 #include "vornctl/Fault.h"
 
 /** The identities of the key store, and how the host would choose among them. */
-namespace vornctl {
+namespace vorn::vornctl {
 
 /** What a request names; a member that is empty is not asked for. */
 struct User {
@@ -51,4 +51,4 @@ std::vector<IdentityReport> examineIdentities(const User& user);
  * selected. */
 const IdentityReport* nearestMiss(const std::vector<IdentityReport>& reports);
 
-}  // namespace vornctl
+}  // namespace vorn::vornctl

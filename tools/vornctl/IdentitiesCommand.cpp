@@ -6,7 +6,7 @@
 #include "vornctl/Commands.h"
 #include "vornctl/Terminal.h"
 
-namespace vornctl {
+namespace vorn::vornctl {
 namespace {
 
 jsonxx::Array arrayOf(const std::vector<std::string>& texts) {
@@ -137,4 +137,4 @@ int runIdentities(const IdentitiesOptions& options) {
   return found ? kExitFine : kExitProblems;
 }
 
-}  // namespace vornctl
+}  // namespace vorn::vornctl

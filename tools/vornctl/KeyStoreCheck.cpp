@@ -5,7 +5,7 @@
 #include "linux/frameworks/Security/KeyStoreReport.h"
 #include "vornctl/Identities.h"
 
-namespace vornctl {
+namespace vorn::vornctl {
 namespace {
 
 std::string importInto(const std::string& folder) {
@@ -74,4 +74,4 @@ std::vector<Finding> checkKeyStore() {
   }
 }
 
-}  // namespace vornctl
+}  // namespace vorn::vornctl

@@ -4,9 +4,9 @@
 
 #include "vornctl/Doctor.h"
 
-namespace vornctl {
+namespace vorn::vornctl {
 
 /** Looks for the user's key store and for an identity in it that could sign. */
 std::vector<Finding> checkKeyStore();
 
-}  // namespace vornctl
+}  // namespace vorn::vornctl

@@ -12,7 +12,7 @@
 #include "vornctl/FileOwners.h"
 #include "vornctl/HostManifest.h"
 
-namespace vornctl {
+namespace vorn::vornctl {
 namespace {
 
 namespace fs = std::filesystem;
@@ -160,4 +160,4 @@ std::optional<ManifestCheck> checkManifest(const fs::path& file, Family family,
   }
 }
 
-}  // namespace vornctl
+}  // namespace vorn::vornctl

@@ -8,7 +8,7 @@
 #include "vornctl/BrowserTable.h"
 #include "vornctl/Fault.h"
 
-namespace vornctl {
+namespace vorn::vornctl {
 
 /** A manifest as a browser of the family reads it. */
 struct ManifestCheck {
@@ -27,4 +27,4 @@ std::optional<ManifestCheck> checkManifest(const std::filesystem::path& file, Fa
 std::optional<Fault> checkProgram(const std::filesystem::path& program,
                                   const std::filesystem::path& installedHost);
 
-}  // namespace vornctl
+}  // namespace vorn::vornctl

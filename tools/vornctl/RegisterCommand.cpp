@@ -9,7 +9,7 @@
 #include "vornctl/Host.h"
 #include "vornctl/Terminal.h"
 
-namespace vornctl {
+namespace vorn::vornctl {
 namespace {
 
 namespace fs = std::filesystem;
@@ -107,4 +107,4 @@ int runUnregister(const RegisterOptions& options) {
   return anyHas(outcomes, {Action::kFailed}) ? kExitProblems : kExitFine;
 }
 
-}  // namespace vornctl
+}  // namespace vorn::vornctl

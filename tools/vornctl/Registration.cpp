@@ -8,7 +8,7 @@
 #include "vornctl/AtomicFile.h"
 #include "vornctl/HostManifest.h"
 
-namespace vornctl {
+namespace vorn::vornctl {
 namespace {
 
 namespace fs = std::filesystem;
@@ -150,4 +150,4 @@ std::vector<Outcome> unregisterHost(const Places& places, const RegistrationRequ
   return outcomes;
 }
 
-}  // namespace vornctl
+}  // namespace vorn::vornctl

@@ -8,7 +8,7 @@
 #include "vornctl/ExtensionIds.h"
 
 /** Writes and removes the manifests by which browsers find the host. */
-namespace vornctl {
+namespace vorn::vornctl {
 
 enum class Action { kWritten, kUnchanged, kRemoved, kKept, kSkipped, kFailed };
 
@@ -41,4 +41,4 @@ std::vector<Outcome> registerHost(const Places& places, const RegistrationReques
  */
 std::vector<Outcome> unregisterHost(const Places& places, const RegistrationRequest& request);
 
-}  // namespace vornctl
+}  // namespace vorn::vornctl

@@ -9,7 +9,7 @@
 #include "vornctl/HostProcess.h"
 #include "vornctl/Terminal.h"
 
-namespace vornctl {
+namespace vorn::vornctl {
 namespace {
 
 namespace fs = std::filesystem;
@@ -149,4 +149,4 @@ int runSign(const SignOptions& options) {
   return Batch(options).run();
 }
 
-}  // namespace vornctl
+}  // namespace vorn::vornctl

@@ -8,7 +8,7 @@
 
 #include "shared/text/HarmlessText.h"
 
-namespace vornctl {
+namespace vorn::vornctl {
 namespace {
 
 bool wantsColour() {
@@ -79,4 +79,4 @@ std::string Table::text() const {
   return result;
 }
 
-}  // namespace vornctl
+}  // namespace vorn::vornctl

@@ -5,7 +5,7 @@
 #include <vector>
 
 /** How vornctl writes for people. */
-namespace vornctl {
+namespace vorn::vornctl {
 
 enum class Colour { kPlain, kGood, kWarning, kBad, kFaint, kStrong };
 
@@ -35,4 +35,4 @@ std::size_t widthOf(std::string_view text);
 /** A text from outside, safe to show in a line of its own: see harmlessText. */
 std::string printable(std::string_view text);
 
-}  // namespace vornctl
+}  // namespace vorn::vornctl

@@ -6,13 +6,13 @@
 #include "shared/Exceptions.h"
 #include "shared/XMLSigner.h"
 #include "shared/json/jsonxx.h"
-#include "shared/xml/SignatureVerifier.h"
 #include "vornctl/AtomicFile.h"
 #include "vornctl/CertificateDescription.h"
 #include "vornctl/Commands.h"
+#include "vornctl/SignatureVerifier.h"
 #include "vornctl/Terminal.h"
 
-namespace vornctl {
+namespace vorn::vornctl {
 namespace {
 
 CertificateDescription describeBase64(const std::string& base64) {
@@ -30,7 +30,7 @@ std::string shortAlgorithm(const std::string& identifier) {
   return identifier.substr(identifier.find('#') + 1);
 }
 
-jsonxx::Object jsonOf(const SignatureCheck& check) {
+jsonxx::Object jsonOf(const SignatureVerdict& check) {
   const CertificateDescription signer = describeBase64(check.certificate);
   jsonxx::Object object;
   object.import("element", check.elementName);
@@ -45,7 +45,7 @@ jsonxx::Object jsonOf(const SignatureCheck& check) {
   return object;
 }
 
-void addRow(Table& table, const SignatureCheck& check) {
+void addRow(Table& table, const SignatureVerdict& check) {
   const CertificateDescription signer = describeBase64(check.certificate);
   const auto cell = [](const std::string& text) { return Table::Cell{text.empty() ? "-" : printable(text)}; };
   table.add({{"  " + check.elementName},
@@ -90,7 +90,7 @@ class Verification {
     }
   }
 
-  void report(const std::string& file, const std::vector<SignatureCheck>& checks) {
+  void report(const std::string& file, const std::vector<SignatureVerdict>& checks) {
     Table table;
     table.add({{"  element", Colour::kFaint},
                {"signature", Colour::kFaint},
@@ -101,7 +101,7 @@ class Verification {
                {"algorithm", Colour::kFaint}});
     std::string faults;
     jsonxx::Array signatures;
-    for (const SignatureCheck& check : checks) {
+    for (const SignatureVerdict& check : checks) {
       addRow(table, check);
       signatures << jsonxx::Value(jsonOf(check));
       if (!check.valid) faults += "  " + check.elementName + ": " + printable(check.fault) + "\n";
@@ -139,4 +139,4 @@ int runVerify(const VerifyOptions& options) {
   return Verification(options).run();
 }
 
-}  // namespace vornctl
+}  // namespace vorn::vornctl

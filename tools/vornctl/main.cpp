@@ -11,9 +11,9 @@ int main(int count, char** arguments) {
   try {
     // The code that this program has in common with the host logs; here nobody has asked for a log.
     log4cplus::Logger::getRoot().setLogLevel(log4cplus::OFF_LOG_LEVEL);
-    return vornctl::runCommandLine(count, arguments);
+    return vorn::vornctl::runCommandLine(count, arguments);
   } catch (const std::exception& e) {
-    std::cerr << "vornctl: " << vornctl::printable(e.what()) << "\n";
-    return vornctl::kExitProblems;
+    std::cerr << "vornctl: " << vorn::vornctl::printable(e.what()) << "\n";
+    return vorn::vornctl::kExitProblems;
   }
 }

@@ -1,4 +1,4 @@
-#include "mac/app/Logging.h"
+#include "shared/Logging.h"
 
 #include <fstream>
 
@@ -21,8 +21,8 @@ void log4cplus::Logger::log(const std::string& level, const std::string& message
   file() << level << " " << name_ << " - " << message << std::endl;
 }
 
-void logging::configure(const std::string& path) {
+void vorn::logging::configure(const std::string& path) {
   file().open(path, std::ios::app);
 }
 
-void logging::setVerbose(const std::string&) {}
+void vorn::logging::setVerbose(const std::string&) {}

@@ -1,7 +1,7 @@
 #include "shared/SignatureRecord.h"
 
-namespace signature_record {
+namespace vorn::signature_record {
 
 void setCaller(const std::string&) {}
 
-}  // namespace signature_record
+}  // namespace vorn::signature_record

@@ -10,6 +10,7 @@
 #include <memory>
 #include <new>
 
+namespace vorn {
 namespace {
 
 constexpr std::size_t kGroup = 4;
@@ -114,3 +115,5 @@ bool isBase64(const char* text, std::size_t length) {
   }
   return true;
 }
+
+}  // namespace vorn

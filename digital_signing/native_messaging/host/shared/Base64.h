@@ -7,6 +7,8 @@
 #include <string>
 #include <string_view>
 
+namespace vorn {
+
 /**
  * Base64 as OpenSSL's BIO filter has it: standard alphabet, "=" padding, no line breaks.
  * Both functions hand back a buffer made with malloc, which the caller frees; both end it with a zero byte
@@ -27,8 +29,6 @@ void encodeBase64(const unsigned char* data, std::size_t length, char** text);
  * White space behind it is read over, anywhere else it is none.
  */
 bool isBase64(const char* text, std::size_t length);
-
-namespace vorn {
 
 struct FreeBuffer {
   void operator()(void* buffer) const { std::free(buffer); }

@@ -2,6 +2,8 @@
 
 #include <string>
 
+namespace vorn {
+
 /** All that the shared code asks of the operating system beside files and clocks; each system supplies its
  * own. */
 namespace platform {
@@ -23,3 +25,5 @@ SystemVersion systemVersion();
 std::string installedPath();
 
 }  // namespace platform
+
+}  // namespace vorn

@@ -3,21 +3,31 @@
 #include <log4cplus/logger.h>
 #include <log4cplus/loggingmacros.h>
 
+#include <cstdio>
+#include <limits>
 #include <utility>
 
-#include "mac/app/Logging.h"
 #include "shared/Exceptions.h"
+#include "shared/IdleTimer.h"
+#include "shared/Logging.h"
 #include "shared/Signing.h"
-#include "shared/messaging/IdleTimer.h"
 #include "shared/request/ErrorResponse.h"
 #include "shared/request/RequestValidation.h"
 #include "shared/request/VersionResponse.h"
 #include "shared/text/LetterCase.h"
 #include "shared/text/Utf8.h"
 
+namespace vorn {
 namespace {
 
 const log4cplus::Logger logger = log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("RequestHandler"));
+
+/** 3600000 as it stands here; a stream would cut it to six digits. */
+std::string inAllDigits(long double number) {
+  char text[64];
+  std::snprintf(text, sizeof text, "%.*Lg", std::numeric_limits<long double>::digits10, number);
+  return text;
+}
 
 }  // namespace
 
@@ -43,7 +53,7 @@ jsonxx::Object RequestHandler::handleRequest() {
 }
 
 void RequestHandler::parse() {
-  if (!vorn::isValidUtf8(message_) || !request_.parse(message_)) {
+  if (!isValidUtf8(message_) || !request_.parse(message_)) {
     throw InvalidArgumentException("Failed to parse request message");
   }
   if (!request_.has<jsonxx::String>("type")) {
@@ -57,14 +67,14 @@ void RequestHandler::applySettings() {
   std::string().swap(message_);  // it may be 10 MiB, and all of it is in the request now
   if (request_.has<jsonxx::Number>("idle_timeout")) {
     const jsonxx::Number timeout = request_.get<jsonxx::Number>("idle_timeout");
-    LOG4CPLUS_INFO(logger, "Setting idle timeout = " << timeout);
+    LOG4CPLUS_INFO(logger, "Setting idle timeout = " << inAllDigits(timeout));
     IdleTimer::getInstance().setTimeout(timeout);
   }
   largestAnswer_ = requestedLargestAnswer(request_);
 }
 
 void RequestHandler::dispatch() {
-  const std::string type = vorn::asciiLowerCase(request_.get<jsonxx::String>("type"));
+  const std::string type = asciiLowerCase(request_.get<jsonxx::String>("type"));
   LOG4CPLUS_INFO(logger, "Request type = " << type);
   if (type == "part") {
     return handlePartRequest();
@@ -94,13 +104,15 @@ void RequestHandler::handleVersionRequest() {
   if (request_.has<jsonxx::Object>("user_details")) {
     const auto& userDetails = request_.get<jsonxx::Object>("user_details");
     validateUserDetails(userDetails);
-    signing::appendCertificate(userDetails, response_);
+    signing::selectCertificate(userDetails, response_);
   }
 }
 
 void RequestHandler::handleSignRequest() {
   validateSignRequest(request_);
   const auto algorithm = requestedAlgorithm(request_);
-  signing::appendCertificate(request_.get<jsonxx::Object>("user_details"), response_);
-  signing::appendSignedData(request_.get<jsonxx::Array>("xml_data"), algorithm, response_);
+  signing::selectCertificate(request_.get<jsonxx::Object>("user_details"), response_);
+  signing::signDocuments(request_.get<jsonxx::Array>("xml_data"), algorithm, response_);
 }
+
+}  // namespace vorn

@@ -7,6 +7,8 @@
 #include "shared/json/jsonxx.h"
 #include "shared/request/AnswerParts.h"
 
+namespace vorn {
+
 /** Turns the text of one request into one answer. Made for each message and dropped after it. */
 class RequestHandler {
  public:
@@ -36,3 +38,5 @@ class RequestHandler {
   jsonxx::Object request_;
   jsonxx::Object response_;
 };
+
+}  // namespace vorn

@@ -1,9 +1,9 @@
 # Request handling: all of the host that runs without a key store and without XML.
 set(shared ${CMAKE_CURRENT_LIST_DIR})
 add_library(host STATIC
+  ${shared}/IdleTimer.cpp
   ${shared}/messaging/Arguments.cpp
   ${shared}/messaging/FrameAssembler.cpp
-  ${shared}/messaging/IdleTimer.cpp
   ${shared}/messaging/MessageExchange.cpp
   ${shared}/messaging/ProtocolDescriptors.cpp
   ${shared}/messaging/WriteAll.cpp
@@ -12,4 +12,4 @@ add_library(host STATIC
   ${shared}/request/RequestValidation.cpp
   ${shared}/request/VersionResponse.cpp
   ${shared}/RequestHandler.cpp)
-target_link_libraries(host PUBLIC jsonxx logging signature_record text)
+target_link_libraries(host PUBLIC jsonxx signature_record text)

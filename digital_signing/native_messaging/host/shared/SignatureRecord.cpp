@@ -4,6 +4,7 @@
 #include <log4cplus/loggingmacros.h>
 #include <log4cplus/mdc.h>
 
+namespace vorn {
 namespace {
 
 const log4cplus::Logger logger = log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("SignatureRecord"));
@@ -45,3 +46,5 @@ void add(const std::string& element, const std::string& digest) {
 }
 
 }  // namespace signature_record
+
+}  // namespace vorn

@@ -2,6 +2,8 @@
 
 #include <string>
 
+namespace vorn {
+
 /**
  * The log's account of who had what signed: one line at INFO for every signature, without anything of the
  * content. Caller, certificate and document lie in the log's diagnostic context, so that none of the classes
@@ -22,3 +24,5 @@ void setDocument(const std::string& id);
 void add(const std::string& element, const std::string& digest);
 
 }  // namespace signature_record
+
+}  // namespace vorn

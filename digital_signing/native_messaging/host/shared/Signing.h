@@ -3,6 +3,8 @@
 #include "shared/SignatureAlgorithm.h"
 #include "shared/json/jsonxx.h"
 
+namespace vorn {
+
 /**
  * What a request needs of the key store and of the XML libraries, and all of it: whatever stands behind these
  * two functions is started at their first call. On Linux they are the door to a library of its own, because
@@ -14,12 +16,14 @@ namespace signing {
  * Selects the identity that `userDetails` (validated) names and appends "cert_expiry", "cert_issuer" and
  * "cert_serial" of its certificate. Throws BaseException: not found, expired (the members stay), technical.
  */
-void appendCertificate(const jsonxx::Object& userDetails, jsonxx::Object& response);
+void selectCertificate(const jsonxx::Object& userDetails, jsonxx::Object& response);
 
 /**
  * Signs each document of "xml_data" (validated) with the selected identity and appends "signed_data". All or
  * nothing: throws BaseException at the first document that cannot be signed, with nothing appended.
  */
-void appendSignedData(const jsonxx::Array& xmlData, SignatureAlgorithm algorithm, jsonxx::Object& response);
+void signDocuments(const jsonxx::Array& xmlData, SignatureAlgorithm algorithm, jsonxx::Object& response);
 
 }  // namespace signing
+
+}  // namespace vorn

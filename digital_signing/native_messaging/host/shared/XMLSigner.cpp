@@ -3,19 +3,19 @@
 #include <log4cplus/logger.h>
 #include <log4cplus/loggingmacros.h>
 
-#include <cstdlib>
 #include <memory>
 #include <new>
 #include <stdexcept>
 #include <string_view>
-#include <vector>
 #include <xalanc/Include/XalanMemoryManagement.hpp>
 #include <xalanc/XPath/XPathEvaluator.hpp>
 #include <xalanc/XalanTransformer/XalanTransformer.hpp>
 #include <xercesc/dom/DOMElement.hpp>
 #include <xercesc/dom/DOMException.hpp>
 #include <xercesc/dom/DOMImplementation.hpp>
-#include <xercesc/framework/MemBufInputSource.hpp>
+#include <xercesc/dom/DOMImplementationRegistry.hpp>
+#include <xercesc/dom/DOMLSOutput.hpp>
+#include <xercesc/framework/MemBufFormatTarget.hpp>
 #include <xercesc/util/OutOfMemoryException.hpp>
 #include <xercesc/util/PanicHandler.hpp>
 #include <xercesc/util/PlatformUtils.hpp>
@@ -26,30 +26,33 @@
 #include <xsec/framework/XSECException.hpp>
 #include <xsec/utils/XSECPlatformUtils.hpp>
 
-#include "mac/app/CertificateSelection.h"
-#include "mac/app/KeychainCryptoKeyRSA.h"
 #include "shared/Base64.h"
 #include "shared/Exceptions.h"
 #include "shared/SignatureRecord.h"
-#include "shared/xml/DocumentBytes.h"
+#include "shared/SigningIdentity.h"
 #include "shared/xml/DocumentElements.h"
-#include "shared/xml/DocumentParser.h"
 #include "shared/xml/DocumentSerialiser.h"
+#include "shared/xml/ParsedDocument.h"
 #include "shared/xml/ParserCheck.h"
 #include "shared/xml/SignatureBuilder.h"
 #include "shared/xml/SignatureWarnings.h"
 #include "shared/xml/SignedInfoHandler.h"
 #include "shared/xml/XmlText.h"
 
+namespace vorn {
 namespace {
 
 log4cplus::Logger logger = log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("XMLSigner"));
 
-// What a signature adds to a document, as a rule: room is made for so much.
-constexpr std::size_t kSignatureSize = std::size_t{4} << 10;
+// In bytes, of the buffer that a document is written to; it grows.
+constexpr XMLSize_t kInitialCapacity = 1023;
 
-struct Free {
-  void operator()(void* buffer) const { std::free(buffer); }
+/** Gives an object of the DOM back to the library. */
+struct Release {
+  template <typename Object>
+  void operator()(Object* object) const {
+    object->release();
+  }
 };
 
 /** Logs the message and throws it. */
@@ -74,33 +77,9 @@ std::string describe(const xercesc::DOMException& e) {
   return ". " + toUtf8(text);
 }
 
-/** Bytes of one document; base64 that is not base64 is told apart here, as the decoder reports nothing. */
-class DecodedText {
- public:
-  explicit DecodedText(const std::string& base64) {
-    if (!isBase64(base64.data(), base64.size()))
-      fail<XMLDataParsingException>("Request XML data is not valid base64");
-    unsigned char* data = nullptr;
-    decodeBase64(base64.c_str(), &data, &length_);
-    data_.reset(data);
-    if (length_ <= 0) fail<XMLDataParsingException>("Request XML data is not valid base64");
-  }
-  const unsigned char* data() const { return data_.get(); }
-  std::size_t size() const { return static_cast<std::size_t>(length_); }
-  std::string_view text() const { return {reinterpret_cast<const char*>(data()), size()}; }
-
- private:
-  std::unique_ptr<unsigned char, Free> data_;
-  long length_ = 0;
-};
-
-void parse(DocumentParser& parser, const DecodedText& xml) {
+ParsedDocument parse(std::string_view xml) {
   try {
-    requireNoZeroCharacter(xml.text());
-    xercesc::MemBufInputSource source(xml.data(), xml.size(), "XSECMem", false);
-    source.setCopyBufToStream(false);
-    parser.parse(source);
-    if (viewOf(parser.getDocument()->getInputEncoding()) == u"UTF-8") requireUtf8(xml.text());
+    return ParsedDocument(xml);
   } catch (const XMLDataParsingException& e) {
     fail<XMLDataParsingException>(e.message());
   } catch (const InvalidXMLDataException& e) {
@@ -113,14 +92,22 @@ void parse(DocumentParser& parser, const DecodedText& xml) {
   }
 }
 
-xercesc::DOMElement& findSingleElement(const DocumentParser& document, const std::string& elementName) {
-  const DocumentParser::Elements elements = document.elementsNamed(elementName);
-  if (elements.count > 1) {
-    fail<InvalidXMLDataException>("Request XML data is invalid. Multiple <" + elementName +
-                                  "> elements found");
-  }
-  if (elements.count == 0) {
-    fail<InvalidXMLDataException>("Request XML data is invalid. Element <" + elementName + "> not found");
+/** What an entity holds cannot be changed. */
+bool isInEntity(const xercesc::DOMElement& element) {
+  const xercesc::DOMNode* node = &element;
+  while (node != nullptr && node->getNodeType() != xercesc::DOMNode::ENTITY_REFERENCE_NODE)
+    node = node->getParentNode();
+  return node != nullptr;
+}
+
+xercesc::DOMElement& findSingleElement(const xercesc::DOMDocument& document, const std::string& elementName) {
+  const std::string invalid = "Request XML data is invalid. ";
+  const NamedElements elements = findElements(document, elementName);
+  if (elements.count > 1)
+    fail<InvalidXMLDataException>(invalid + "Multiple <" + elementName + "> elements found");
+  if (elements.count == 0) fail<InvalidXMLDataException>(invalid + "Element <" + elementName + "> not found");
+  if (isInEntity(*elements.first)) {
+    fail<InvalidXMLDataException>(invalid + "Element <" + elementName + "> comes out of an entity");
   }
   return *elements.first;
 }
@@ -157,11 +144,12 @@ void XMLSigner::initialise(SignatureAlgorithm algorithm) {
       LOG4CPLUS_DEBUG(logger, "Initialising XML libraries");
       static ThrowingPanicHandler panicHandler;
       xercesc::XMLPlatformUtils::Initialize(xercesc::XMLUni::fgXercescDefaultLocale, nullptr, &panicHandler);
-      ParserMemory memory(DocumentParser::memoryFor(0));
+      ParserMemory memory(ParserLimits::memoryFor(0));
       requireCountedExpansions(memory);
       xalanc::XPathEvaluator::initialize(xalanc::XalanMemMgrs::getDefaultXercesMemMgr());
       xalanc::XalanTransformer::initialize(xalanc::XalanMemMgrs::getDefaultXercesMemMgr());
       XSECPlatformUtils::Initialise();
+      domImplementation_ = xercesc::DOMImplementationRegistry::getDOMImplementation(u"Core");
       useOwnCanonicalSignedInfo();
       initialised_ = true;
     }
@@ -172,73 +160,69 @@ void XMLSigner::initialise(SignatureAlgorithm algorithm) {
     throw BaseException(e.code(), e.message());
   }
   switch (algorithm) {
-    case RSA_SHA1:
-      signatureMethodURI_ = DSIGConstants::s_unicodeStrURIRSA_SHA1;
-      digestMethodURI_ = DSIGConstants::s_unicodeStrURISHA1;
-      break;
-    case RSA_SHA256:
-      signatureMethodURI_ = DSIGConstants::s_unicodeStrURIRSA_SHA256;
-      digestMethodURI_ = DSIGConstants::s_unicodeStrURISHA256;
-      break;
-    case RSA_SHA512:
-      signatureMethodURI_ = DSIGConstants::s_unicodeStrURIRSA_SHA512;
-      digestMethodURI_ = DSIGConstants::s_unicodeStrURISHA512;
-      break;
+#define VORN_ROW(name, method, digest, hash, family, bits, evp) \
+  case SignatureAlgorithm::name:                                \
+    signatureMethodURI_ = DSIGConstants::method;                \
+    digestMethodURI_ = DSIGConstants::digest;                   \
+    break;
+    VORN_SIGNATURE_ALGORITHMS(VORN_ROW)
+#undef VORN_ROW
   }
 }
 
 std::string XMLSigner::sign(const std::string& base64Xml) {
   LOG4CPLUS_INFO(logger, "Signing XML data");
-  std::string signedXml;
-  {
-    // The parser's document lies in this memory, so it has to go last.
-    ParserMemory memory(DocumentParser::memoryFor(base64Xml.size() / 4 * 3));
-    DocumentParser parser(memory);
-    std::size_t size = 0;
-    {
-      const DecodedText xml(base64Xml);
-      LOG4CPLUS_DEBUG(logger, "XML data to be signed = " << xml.text());
-      size = xml.size();
-      parse(parser, xml);
-    }
-    generateSignature(parser, "CounterpartData");
-    generateSignature(parser, "RenderedData");
-    LOG4CPLUS_INFO(logger, "Finished signing XML");
-    signedXml = writeDocument(*parser.getDocument(), size + 2 * kSignatureSize);
-  }
+  const std::string signedXml = signDocument(base64Xml);
   LOG4CPLUS_DEBUG(logger, "Signed XML = " << signedXml);
-  char* encoded = nullptr;
-  encodeBase64(reinterpret_cast<const unsigned char*>(signedXml.data()), signedXml.size(), &encoded);
-  const std::unique_ptr<char, Free> owner(encoded);
-  return encoded;
+  return toBase64(signedXml);
 }
 
-void XMLSigner::generateSignature(const DocumentParser& document, const std::string& elementName) {
+/** All that the document takes is given back at the end; the result is encoded after that. */
+std::string XMLSigner::signDocument(const std::string& base64Xml) {
+  ParsedDocument parsed = [&base64Xml] {
+    const auto xml = fromBase64(base64Xml);
+    if (!xml) fail<XMLDataParsingException>("Request XML data is not valid base64");
+    LOG4CPLUS_DEBUG(logger, "XML data to be signed = " << xml->view());
+    return parse(xml->view());
+  }();
+  generateSignature(parsed.document(), "CounterpartData");
+  generateSignature(parsed.document(), "RenderedData");
+  LOG4CPLUS_INFO(logger, "Finished signing XML");
+  return serialiseDocument(parsed.document());
+}
+
+void XMLSigner::generateSignature(xercesc::DOMDocument& document, const std::string& elementName) {
   xercesc::DOMElement& element = findSingleElement(document, elementName);
   warnOfVerifiers(logger, element, elementName);
 
-  auto key = reportingAs("initialising signing certificate", [] {
-    CertificateSelection& selection = CertificateSelection::getInstance();
-    return std::make_unique<KeychainCryptoKeyRSA>(selection.getCertificate(), selection.getPrivateKey());
-  });
+  SigningKey signer =
+      reportingAs("initialising signing certificate", [] { return signing_identity::makeKey(); });
 
   LOG4CPLUS_INFO(logger, "Generating and loading signature for <" << elementName << ">");
-  const std::string relativeNamespace = reportingAs("during signature loading", [&] {
+  const DoubtfulNames doubtful = reportingAs("during signature loading", [&] {
     if (signatureMethodURI_ == nullptr) {
       throw XSECException(XSECException::AlgorithmMapperError, "No signature algorithm has been selected");
     }
-    SignatureBuilder builder(*element.getOwnerDocument(), element, elementName);
-    builder.describe(signatureMethodURI_, digestMethodURI_);
-    KeychainCryptoKeyRSA& signingKey = *key;
-    builder.setSigningKey(std::move(key));
-    const std::string exponent = signingKey.getExponentBase64();
-    const std::string modulus = signingKey.getModulusBase64();
-    builder.describeKey(modulus, exponent, CertificateSelection::getInstance().getEncodedCertificate());
+    SignatureBuilder builder(document, element, elementName);
+    builder.addSignature(signatureMethodURI_, digestMethodURI_);
+    builder.setSigningKey(std::move(signer.key));
+    const std::string exponent = signer.publicHalf.getExponentBase64();
+    const std::string modulus = signer.publicHalf.getModulusBase64();
+    builder.addKeyInfo(modulus, exponent, signing_identity::encodedCertificate());
     builder.sign();
     signature_record::add(elementName, builder.digest());
-    return builder.relativeNamespace();
+    return builder.doubtfulNames();
   });
-  warnOfRelativeNamespace(logger, elementName, relativeNamespace);
+  warnOfNames(logger, elementName, doubtful);
+}
+
+std::string XMLSigner::serialiseDocument(const xercesc::DOMDocument& document) {
+  xercesc::MemBufFormatTarget target(kInitialCapacity);
+  const std::unique_ptr<xercesc::DOMLSOutput, Release> output(domImplementation_->createLSOutput());
+  output->setEncoding(u"UTF-8");
+  output->setByteStream(&target);
+  writeDocument(document, *output);
+  return {reinterpret_cast<const char*>(target.getRawBuffer()), target.getLen()};
 }
 
 void XMLSigner::cleanup() {
@@ -249,3 +233,5 @@ void XMLSigner::cleanup() {
   xalanc::XPathEvaluator::terminate();
   xercesc::XMLPlatformUtils::Terminate();
 }
+
+}  // namespace vorn

@@ -3,18 +3,26 @@
 #include <string>
 #include <xercesc/util/XercesDefs.hpp>
 
-class DocumentParser;
+#include "shared/SignatureAlgorithm.h"
+
+XERCES_CPP_NAMESPACE_BEGIN
+class DOMDocument;
+class DOMImplementation;
+XERCES_CPP_NAMESPACE_END
+
+namespace vorn {
 
 /**
  * Turns an XML document into the same document with two enveloped signatures: one over its single
  * CounterpartData element, one over its single RenderedData element. The key and the certificate are those of
- * CertificateSelection, which has to have selected them before.
+ * the selected identity: shared/SigningIdentity.h.
  *
  * Owns the start of the XML libraries. One instance for the process, never deleted; one thread.
  */
 class XMLSigner {
  public:
-  enum SignatureAlgorithm { RSA_SHA1, RSA_SHA256, RSA_SHA512 };
+  using SignatureAlgorithm = vorn::SignatureAlgorithm;
+  using enum vorn::SignatureAlgorithm;  // XMLSigner::RSA_SHA256
 
   static XMLSigner& getInstance();
   virtual ~XMLSigner() = default;
@@ -22,8 +30,8 @@ class XMLSigner {
   XMLSigner& operator=(const XMLSigner&) = delete;
 
   /**
-   * Starts the XML libraries if they have not been, and selects the algorithm. A value that is none of the
-   * three leaves the earlier choice. Throws a TechnicalException when the libraries do not start.
+   * Starts the XML libraries if they have not been, and selects the algorithm. A value that is none of
+   * them leaves the earlier choice. Throws a TechnicalException when the libraries do not start.
    */
   void initialise(SignatureAlgorithm algorithm);
 
@@ -40,10 +48,18 @@ class XMLSigner {
  private:
   XMLSigner() = default;
 
-  void generateSignature(const DocumentParser& document, const std::string& elementName);
+  std::string signDocument(const std::string& base64Xml);
+  /** Adds the signature of the only element with the name. */
+  void generateSignature(xercesc::DOMDocument& document, const std::string& elementName);
+  /** The document as UTF-8. */
+  std::string serialiseDocument(const xercesc::DOMDocument& document);
 
   bool initialised_ = false;
   // The identifiers belong to the signature library.
   const XMLCh* signatureMethodURI_ = nullptr;
   const XMLCh* digestMethodURI_ = nullptr;
+  // The library's, for what serialises.
+  xercesc::DOMImplementation* domImplementation_ = nullptr;
 };
+
+}  // namespace vorn

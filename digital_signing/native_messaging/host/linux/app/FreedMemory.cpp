@@ -2,6 +2,8 @@
 
 #include <malloc.h>
 
+namespace vorn {
+
 void keepFreedMemory() {
   // Blocks beyond the first go back to the system as they are freed. None of a usual request is as large.
   constexpr int kLargestKept = 32 << 20;
@@ -13,3 +15,5 @@ void keepFreedMemory() {
 void handBackFreedMemory() {
   malloc_trim(0);
 }
+
+}  // namespace vorn

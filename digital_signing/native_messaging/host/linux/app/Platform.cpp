@@ -9,6 +9,8 @@
 #include <filesystem>
 #include <system_error>
 
+namespace vorn {
+
 namespace platform {
 
 std::string homeFolder() {
@@ -40,3 +42,5 @@ std::string installedPath() {
 }
 
 }  // namespace platform
+
+}  // namespace vorn

@@ -8,6 +8,8 @@
 
 #include "shared/messaging/WriteAll.h"
 
+namespace vorn {
+
 std::optional<std::string_view> ProtocolChannel::read(int milliseconds) {
   static std::array<char, 1 << 16> bytes;  // what a pipe holds
   pollfd readable{descriptors_.input, POLLIN, 0};
@@ -27,3 +29,5 @@ std::optional<std::string_view> ProtocolChannel::read(int milliseconds) {
 void ProtocolChannel::write(std::string_view bytes) {
   writeAll(descriptors_.output, bytes);
 }
+
+}  // namespace vorn

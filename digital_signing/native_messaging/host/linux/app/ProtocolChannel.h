@@ -5,6 +5,8 @@
 
 #include "shared/messaging/ProtocolDescriptors.h"
 
+namespace vorn {
+
 /** The browser's two pipes, read with a timed wait and written to the last byte. */
 class ProtocolChannel {
  public:
@@ -16,9 +18,12 @@ class ProtocolChannel {
    */
   std::optional<std::string_view> read(int milliseconds);
 
-  /** Writes all the bytes, waiting as long as the browser takes. Throws OutputClosed when it has gone. */
+  /** Writes all the bytes, waiting as long as the browser takes. Throws OutputClosedException when it has
+   * gone. */
   void write(std::string_view bytes);
 
  private:
   ProtocolDescriptors descriptors_;
 };
+
+}  // namespace vorn

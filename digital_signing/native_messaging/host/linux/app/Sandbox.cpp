@@ -16,6 +16,7 @@
 #include <string>
 #include <system_error>
 
+namespace vorn {
 namespace {
 
 const log4cplus::Logger logger = log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("VORNSigning"));
@@ -135,3 +136,5 @@ void enterSandbox() {
     LOG4CPLUS_INFO(logger, "The kernel keeps network and other processes from this one");
   }
 }
+
+}  // namespace vorn

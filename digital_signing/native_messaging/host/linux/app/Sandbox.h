@@ -1,5 +1,7 @@
 #pragma once
 
+namespace vorn {
+
 /**
  * Gives up for good what the host has no use for, so that not even code that someone smuggles into it by a
  * document, a certificate or a library can have it. It holds for every thread, and for every program that the
@@ -15,3 +17,5 @@
  * The log says whether that holds. Where the kernel cannot do it the host goes on, with a WARN.
  */
 void enterSandbox();
+
+}  // namespace vorn

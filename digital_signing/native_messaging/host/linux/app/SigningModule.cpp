@@ -14,6 +14,7 @@
 #include "shared/Platform.h"
 #include "shared/Signing.h"
 
+namespace vorn {
 namespace {
 
 const log4cplus::Logger logger = log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("VORNSigning"));
@@ -50,21 +51,21 @@ const SigningModule& module() {
 
 [[noreturn]] void throwAgain(std::uint32_t code, const std::string& message) {
   switch (code) {
-    case 100:
+    case TechnicalException::kCode:
       throw TechnicalException(message);
-    case 101:
+    case InvalidArgumentException::kCode:
       throw InvalidArgumentException(message);
-    case 102:
+    case CertificateNotFoundException::kCode:
       throw CertificateNotFoundException();
-    case 103:
+    case XMLDataParsingException::kCode:
       throw XMLDataParsingException(message);
-    case 104:
+    case InvalidXMLDataException::kCode:
       throw InvalidXMLDataException(message);
-    case 105:
+    case CryptoException::kCode:
       throw CryptoException(message);
-    case 107:
+    case CertificateExpiredException::kCode:
       throw CertificateExpiredException();
-    case 108:
+    case InvalidSignatureAlgorithmException::kCode:
       throw InvalidSignatureAlgorithmException(message);
     default:
       throw BaseException(code, message);
@@ -91,12 +92,14 @@ void report(const SigningFailure& failure) {
 
 namespace signing {
 
-void appendCertificate(const jsonxx::Object& userDetails, jsonxx::Object& response) {
-  report(module().appendCertificate(userDetails, response));
+void selectCertificate(const jsonxx::Object& userDetails, jsonxx::Object& response) {
+  report(module().selectCertificate(userDetails, response));
 }
 
-void appendSignedData(const jsonxx::Array& xmlData, SignatureAlgorithm algorithm, jsonxx::Object& response) {
-  report(module().appendSignedData(xmlData, algorithm, response));
+void signDocuments(const jsonxx::Array& xmlData, SignatureAlgorithm algorithm, jsonxx::Object& response) {
+  report(module().signDocuments(xmlData, algorithm, response));
 }
 
 }  // namespace signing
+
+}  // namespace vorn

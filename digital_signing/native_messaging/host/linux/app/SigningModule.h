@@ -6,6 +6,8 @@
 #include "shared/SignatureAlgorithm.h"
 #include "shared/json/jsonxx.h"
 
+namespace vorn {
+
 /**
  * How a call of the module has failed. No exception crosses the border: whether a class of two libraries is
  * one to `catch` depends on the C++ library and on how they were linked.
@@ -24,10 +26,12 @@ struct SigningFailure {
  */
 struct SigningModule {
   const char* build;  // the same as the host's, or the module is refused and nothing behind this is read
-  SigningFailure (*appendCertificate)(const jsonxx::Object& userDetails, jsonxx::Object& response) noexcept;
-  SigningFailure (*appendSignedData)(const jsonxx::Array& xmlData, SignatureAlgorithm algorithm,
-                                     jsonxx::Object& response) noexcept;
+  SigningFailure (*selectCertificate)(const jsonxx::Object& userDetails, jsonxx::Object& response) noexcept;
+  SigningFailure (*signDocuments)(const jsonxx::Array& xmlData, SignatureAlgorithm algorithm,
+                                  jsonxx::Object& response) noexcept;
 };
 
 inline constexpr const char* kSigningModuleFile = "vorn-signing-module.so";
 inline constexpr const char* kSigningModuleSymbol = "vornSigningModule";
+
+}  // namespace vorn

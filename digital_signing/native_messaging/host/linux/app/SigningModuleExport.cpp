@@ -6,6 +6,7 @@
 #include "shared/Exceptions.h"
 #include "shared/Signing.h"
 
+namespace vorn {
 namespace {
 
 using Kind = SigningFailure::Kind;
@@ -35,16 +36,18 @@ SigningFailure guarded(Call call) noexcept {
   }
 }
 
-SigningFailure appendCertificate(const jsonxx::Object& userDetails, jsonxx::Object& response) noexcept {
-  return guarded([&] { signing::appendCertificate(userDetails, response); });
+SigningFailure selectCertificate(const jsonxx::Object& userDetails, jsonxx::Object& response) noexcept {
+  return guarded([&] { signing::selectCertificate(userDetails, response); });
 }
 
-SigningFailure appendSignedData(const jsonxx::Array& xmlData, SignatureAlgorithm algorithm,
-                                jsonxx::Object& response) noexcept {
-  return guarded([&] { signing::appendSignedData(xmlData, algorithm, response); });
+SigningFailure signDocuments(const jsonxx::Array& xmlData, SignatureAlgorithm algorithm,
+                             jsonxx::Object& response) noexcept {
+  return guarded([&] { signing::signDocuments(xmlData, algorithm, response); });
 }
 
 }  // namespace
 
 extern "C" __attribute__((visibility("default")))
-const SigningModule vornSigningModule = {kBuildId, &appendCertificate, &appendSignedData};
+const SigningModule vornSigningModule = {kBuildId, &selectCertificate, &signDocuments};
+
+}  // namespace vorn

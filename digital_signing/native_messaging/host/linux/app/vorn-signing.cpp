@@ -9,11 +9,13 @@
 #include "linux/app/FreedMemory.h"
 #include "linux/app/ProtocolChannel.h"
 #include "linux/app/Sandbox.h"
-#include "mac/app/Logging.h"
+#include "shared/IdleTimer.h"
+#include "shared/Logging.h"
 #include "shared/messaging/Arguments.h"
-#include "shared/messaging/IdleTimer.h"
 #include "shared/messaging/MessageExchange.h"
 #include "shared/messaging/ProtocolDescriptors.h"
+
+using namespace vorn;
 
 namespace {
 

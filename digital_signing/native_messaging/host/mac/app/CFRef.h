@@ -5,6 +5,8 @@
 #include <cstdlib>
 #include <utility>
 
+namespace vorn {
+
 /**
  * The owner of one reference to a Core Foundation object (`T` is CFStringRef, SecKeyRef, ...), or of none. It
  * moves and does not copy; it releases its reference when it goes.
@@ -62,3 +64,5 @@ class CFRef {
 
   T object_ = nullptr;
 };
+
+}  // namespace vorn

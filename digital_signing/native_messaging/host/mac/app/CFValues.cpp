@@ -2,11 +2,13 @@
 
 #include "shared/text/Utf8.h"
 
+namespace vorn {
+
 CFIndex countOf(CFArrayRef array) {
   return array != nullptr ? CFArrayGetCount(array) : 0;
 }
 
-CFRef<CFStringRef> makeString(const std::string& utf8) {
+CFRef<CFStringRef> makeCFString(const std::string& utf8) {
   return CFRef<CFStringRef>::adopt(
       CFStringCreateWithBytes(kCFAllocatorDefault, reinterpret_cast<const UInt8*>(utf8.data()),
                               static_cast<CFIndex>(utf8.size()), kCFStringEncodingUTF8, false));
@@ -42,6 +44,8 @@ std::optional<std::string> utf8TextWithin(CFStringRef string, std::size_t buffer
 
 std::string utf8TextCutTo(CFStringRef string, std::size_t bufferSize) {
   std::string text = utf8Text(string).value_or("");
-  text.resize(vorn::cutUtf8(text, bufferSize - 1).size());
+  text.resize(cutUtf8(text, bufferSize - 1).size());
   return text;
 }
+
+}  // namespace vorn

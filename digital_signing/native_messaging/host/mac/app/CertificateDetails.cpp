@@ -9,10 +9,11 @@
 #include <cstddef>
 
 #include "mac/app/CFValues.h"
-#include "mac/app/CertificateProperties.h"
+#include "mac/app/CertificateValues.h"
 #include "mac/app/DeprecatedCalls.h"
 #include "shared/Exceptions.h"
 
+namespace vorn {
 namespace {
 
 const log4cplus::Logger logger = log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("CertificateSelection"));
@@ -96,3 +97,5 @@ std::string formatCertificateDate(CFAbsoluteTime time) {
       CFDateFormatterCreateStringWithAbsoluteTime(kCFAllocatorDefault, formatter.get(), time));
   return utf8Text(text.get()).value_or("");
 }
+
+}  // namespace vorn

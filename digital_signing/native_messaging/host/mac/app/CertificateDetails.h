@@ -7,6 +7,8 @@
 
 #include "mac/app/CFRef.h"
 
+namespace vorn {
+
 /** What the host reports of a certificate and puts into signatures. */
 
 /** The base64 text of the DER bytes; empty, and logged, when there is none. Throws as base64Encode. */
@@ -29,3 +31,5 @@ std::string getIssuerName(CFDictionaryRef values);
  * nothing about the time zone.
  */
 std::string formatCertificateDate(CFAbsoluteTime time);
+
+}  // namespace vorn

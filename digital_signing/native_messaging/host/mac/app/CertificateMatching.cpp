@@ -9,9 +9,10 @@
 
 #include "mac/app/CFRef.h"
 #include "mac/app/CFValues.h"
-#include "mac/app/CertificateProperties.h"
+#include "mac/app/CertificateValues.h"
 #include "shared/text/LetterCase.h"
 
+namespace vorn {
 namespace {
 
 const log4cplus::Logger logger = log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("CertificateSelection"));
@@ -37,7 +38,7 @@ std::optional<std::string> abnText(CFDataRef der) {
   return text;
 }
 
-std::string hexText(CFDataRef data) {
+std::string lowerCaseHex(CFDataRef data) {
   constexpr char kDigits[] = "0123456789abcdef";
   const UInt8* bytes = CFDataGetBytePtr(data);
   std::string text;
@@ -64,7 +65,7 @@ bool certificateEmailMatches(SecCertificateRef certificate, const std::string& e
         utf8TextWithin(ofType<CFStringRef>(CFArrayGetValueAtIndex(addresses.get(), i), CFStringGetTypeID()),
                        kEmailBufferSize);
     LOG4CPLUS_DEBUG(logger, "Certificate email = " << address.value_or(""));
-    if (address && vorn::asciiLowerCase(*address) == email) {
+    if (address && asciiLowerCase(*address) == email) {
       LOG4CPLUS_DEBUG(logger, "Certificate email matches request email");
       return true;
     }
@@ -96,7 +97,7 @@ bool certificateAKIMatches(CFDictionaryRef values, const std::vector<std::string
     if (identifier == nullptr) {
       continue;
     }
-    const std::string aki = hexText(identifier);
+    const std::string aki = lowerCaseHex(identifier);
     LOG4CPLUS_DEBUG(logger, "Certificate AKI = " << aki);
     if (std::find(akis.begin(), akis.end(), aki) != akis.end()) {
       LOG4CPLUS_DEBUG(logger, "Certificate AKI matches request AKI");
@@ -115,3 +116,5 @@ bool isSigningCertificate(CFDictionaryRef values) {
   LOG4CPLUS_DEBUG(logger, "Key usage includes Digital Signature = " << (usage != 0 ? "true" : "false"));
   return (usage & kDigitalSignature) != 0;
 }
+
+}  // namespace vorn

@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+namespace vorn {
+
 /**
  * The tests that an identity's certificate has to pass, one by one. Each logs what it finds, throws nothing,
  * and takes a certificate without the field in question, or with one of an odd shape, for one that does not
@@ -38,4 +40,6 @@ bool isSigningCertificate(CFDictionaryRef values);
 std::optional<std::string> abnText(CFDataRef der);
 
 /** In lower case, without separators. */
-std::string hexText(CFDataRef data);
+std::string lowerCaseHex(CFDataRef data);
+
+}  // namespace vorn

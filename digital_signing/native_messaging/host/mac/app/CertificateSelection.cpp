@@ -10,11 +10,12 @@
 
 #include "mac/app/CFValues.h"
 #include "mac/app/CertificateDetails.h"
-#include "mac/app/CertificateProperties.h"
+#include "mac/app/CertificateValues.h"
 #include "shared/Exceptions.h"
 #include "shared/json/jsonxx.h"
 #include "shared/text/LetterCase.h"
 
+namespace vorn {
 namespace {
 
 const log4cplus::Logger logger = log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("CertificateSelection"));
@@ -37,7 +38,7 @@ SelectionCriteria readCriteria(const jsonxx::Object& userDetails) {
   criteria.abn = userDetails.get<jsonxx::String>("abn");
   const auto& akis = userDetails.get<jsonxx::Array>("aki");
   for (unsigned i = 0; i < akis.size(); ++i) {
-    criteria.akis.push_back(vorn::asciiLowerCase(akis.get<jsonxx::String>(i)));
+    criteria.akis.push_back(asciiLowerCase(akis.get<jsonxx::String>(i)));
   }
   std::stable_sort(criteria.akis.begin(), criteria.akis.end());
   LOG4CPLUS_DEBUG(logger, "Request name = " << criteria.name);
@@ -55,7 +56,7 @@ SelectionCriteria readCriteria(const jsonxx::Object& userDetails) {
 /** The result of the key store's search for identities that can sign. A text that no name can equal finds
  * none. */
 CFRef<CFTypeRef> findIdentities(const std::string& name) {
-  const CFRef<CFStringRef> subject = makeString(name);
+  const CFRef<CFStringRef> subject = makeCFString(name);
   if (!subject) {
     reportNameNotFound();
   }
@@ -76,6 +77,10 @@ CFRef<CFTypeRef> findIdentities(const std::string& name) {
         "An error has occurred finding identities with matching name in Keychain. System error code = " +
         std::to_string(status);
     LOG4CPLUS_ERROR(logger, message);
+    const auto reason = CFRef<CFStringRef>::adopt(SecCopyErrorMessageString(status, nullptr));
+    if (const auto text = utf8Text(reason.get())) {
+      LOG4CPLUS_ERROR(logger, *text);
+    }
     throw TechnicalException(message);
   }
   return identities;
@@ -95,7 +100,7 @@ void CertificateSelection::initialise(const jsonxx::Object& userDetails) {
     return;
   }
   LOG4CPLUS_INFO(logger, "Finding signing certificate in system certificate store");
-  criteria.email = vorn::asciiLowerCase(criteria.email);
+  criteria.email = asciiLowerCase(criteria.email);
   const CFRef<CFTypeRef> identities = findIdentities(criteria.name);
   search(ofType<CFArrayRef>(identities.get(), CFArrayGetTypeID()), criteria);
 
@@ -206,3 +211,5 @@ void CertificateSelection::clearDetails() {
   serialNumber_.clear();
   notAfter_ = 0;
 }
+
+}  // namespace vorn

@@ -13,6 +13,8 @@ namespace jsonxx {
 class Object;
 }
 
+namespace vorn {
+
 /**
  * The one signing identity of the user whom the requests name, kept between requests. The key store is
  * searched only when the user changes. For the thread that handles requests; all failures are BaseException.
@@ -79,3 +81,5 @@ class CertificateSelection {
   std::string issuerName_;
   std::string serialNumber_;
 };
+
+}  // namespace vorn

@@ -4,6 +4,8 @@
 
 #include "shared/text/HarmlessText.h"
 
+namespace vorn {
+
 void HarmlessLayout::formatAndAppend(log4cplus::tostream& output,
                                      const log4cplus::spi::InternalLoggingEvent& event) {
   if (vorn::isHarmless(event.getMessage())) {
@@ -16,3 +18,5 @@ void HarmlessLayout::formatAndAppend(log4cplus::tostream& output,
       event.getFile(), event.getLine(), event.getFunction());
   PatternLayout::formatAndAppend(output, harmless);
 }
+
+}  // namespace vorn

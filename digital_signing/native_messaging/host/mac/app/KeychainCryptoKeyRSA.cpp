@@ -16,7 +16,9 @@
 #include "mac/app/DeprecatedCalls.h"
 #include "mac/app/SignatureCheck.h"
 #include "shared/Base64.h"
+#include "shared/SignatureAlgorithm.h"
 
+namespace vorn {
 namespace {
 
 constexpr std::size_t kErrorBufferSize = 1024;
@@ -68,12 +70,11 @@ struct Digest {
 /** Only the digests that a request can ask for; for others the key store has the word. */
 Digest digestOf(XSECCryptoHash::HashType hashType) {
   switch (hashType) {
-    case XSECCryptoHash::HASH_SHA1:
-      return {kSecDigestSHA1, 160};
-    case XSECCryptoHash::HASH_SHA256:
-      return {kSecDigestSHA2, 256};
-    case XSECCryptoHash::HASH_SHA512:
-      return {kSecDigestSHA2, 512};
+#define VORN_ROW(name, method, digest, hash, family, bits, evp) \
+  case XSECCryptoHash::hash:                                    \
+    return {family, bits};
+    VORN_SIGNATURE_ALGORITHMS(VORN_ROW)
+#undef VORN_ROW
     default:
       return {nullptr, -1};
   }
@@ -119,7 +120,7 @@ CFRef<CFDataRef> encodeSignature(CFDataRef signature) {
   return execute(encoder.get(), "Failed to Base64 encode signature data. ");
 }
 
-std::span<const UInt8> bytesOf(CFDataRef data) {
+std::span<const UInt8> contentsOf(CFDataRef data) {
   return {CFDataGetBytePtr(data), static_cast<std::size_t>(CFDataGetLength(data))};
 }
 
@@ -127,11 +128,11 @@ std::span<const UInt8> publicNumber(const CFRef<CFDataRef>& number) {
   if (!number) {
     fail("The certificate's public key cannot be read as an RSA key");
   }
-  return bytesOf(number.get());
+  return contentsOf(number.get());
 }
 
 std::string base64Text(std::span<const UInt8> number) {
-  return vorn::toBase64({reinterpret_cast<const char*>(number.data()), number.size()});
+  return toBase64({reinterpret_cast<const char*>(number.data()), number.size()});
 }
 
 /** The contents of the DER integer at `position`, which moves behind it; empty when it is none. */
@@ -191,7 +192,7 @@ unsigned int KeychainCryptoKeyRSA::signSHA1PKCS1Base64Signature(unsigned char* h
   }
   // A key that does not belong to the certificate, or a token out of order, would else be noticed by the
   // receiver.
-  if (!isSignatureOf({hashBuf, hashLen}, hashType, bytesOf(signature.get()),
+  if (!isSignatureOf({hashBuf, hashLen}, hashType, contentsOf(signature.get()),
                      {publicNumber(modulus_), publicNumber(exponent_)})) {
     fail("Signature does not verify with the certificate's public key");
   }
@@ -289,3 +290,5 @@ std::optional<std::size_t> readDerLength(std::span<const UInt8> der, std::size_t
   }
   return length;
 }
+
+}  // namespace vorn

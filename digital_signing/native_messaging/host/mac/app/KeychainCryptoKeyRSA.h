@@ -10,13 +10,16 @@
 #include <xsec/enc/XSECCryptoKeyRSA.hpp>
 
 #include "mac/app/CFRef.h"
+#include "shared/SigningIdentity.h"
+
+namespace vorn {
 
 /**
  * The RSA key that xml-security-c signs with: the private half stays in the key store and signs there, the
  * public half is read from the certificate. It signs, and nothing else; every other operation throws
  * XSECCryptoException of type UnsupportedError.
  */
-class KeychainCryptoKeyRSA : public XSECCryptoKeyRSA {
+class KeychainCryptoKeyRSA : public XSECCryptoKeyRSA, public PublicKeyText {
  public:
   /**
    * `privateKey` is borrowed: it must outlive this object. The certificate is only read.
@@ -55,10 +58,8 @@ class KeychainCryptoKeyRSA : public XSECCryptoKeyRSA {
   void loadPublicModulusBase64BigNums(const char* b64, unsigned int len) override;
   void loadPublicExponentBase64BigNums(const char* b64, unsigned int len) override;
 
-  /** Base64 of the big-endian magnitude. Throws XSECCryptoException when the certificate's key could not be
-   * read. */
-  std::string getModulusBase64() const;
-  std::string getExponentBase64() const;
+  std::string getModulusBase64() const override;
+  std::string getExponentBase64() const override;
 
  private:
   void readPublicKey(std::span<const UInt8> der);
@@ -77,3 +78,5 @@ std::string describeError(CFErrorRef error);
  * `der`.
  */
 std::optional<std::size_t> readDerLength(std::span<const UInt8> der, std::size_t& position);
+
+}  // namespace vorn

@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <system_error>
 
+namespace vorn {
 namespace {
 
 constexpr mode_t kForUserAlone = S_IRUSR | S_IWUSR;
@@ -60,3 +61,5 @@ LogFile::LogFile(const std::string& path) {
 LogFile::~LogFile() {
   if (descriptor_ >= 0) close(descriptor_);
 }
+
+}  // namespace vorn

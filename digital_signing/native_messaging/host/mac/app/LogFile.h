@@ -2,6 +2,8 @@
 
 #include <string>
 
+namespace vorn {
+
 /** The log's file, open for appending: held by its descriptor, so that no later change of the name leads
  * elsewhere. */
 class LogFile {
@@ -25,3 +27,5 @@ class LogFile {
   int descriptor_ = -1;
   std::string fault_;
 };
+
+}  // namespace vorn

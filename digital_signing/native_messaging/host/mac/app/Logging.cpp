@@ -1,4 +1,4 @@
-#include "mac/app/Logging.h"
+#include "shared/Logging.h"
 
 #include <log4cplus/fileappender.h>
 #include <log4cplus/helpers/loglog.h>
@@ -7,6 +7,7 @@
 #include <sys/stat.h>
 #include <log4cplus/config.hxx>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <iostream>
@@ -18,6 +19,7 @@
 #include "shared/Platform.h"
 #include "shared/text/HarmlessText.h"
 
+namespace vorn {
 namespace {
 
 const char* const kAppenderName = "VORNSigning";
@@ -94,8 +96,10 @@ void setVerbose(const std::string& verbose) {
   const bool on = isVerbose(verbose);
   const std::string path = logFilePath();
   struct stat status {};
-  if (!path.empty() && lstat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) &&
-      status.st_size > (on ? kVerboseLimit : kNormalLimit)) {
+  const bool isThere = path.empty() || lstat(path.c_str(), &status) == 0;
+  const bool isGone = !isThere && errno == ENOENT;
+  const bool isTooLong = S_ISREG(status.st_mode) && status.st_size > (on ? kVerboseLimit : kNormalLimit);
+  if (isGone || isTooLong) {
     log4cplus::Logger::getRoot().removeAppender(LOG4CPLUS_TEXT(kAppenderName));
     std::remove(path.c_str());
     configure(path);
@@ -104,3 +108,5 @@ void setVerbose(const std::string& verbose) {
 }
 
 }  // namespace logging
+
+}  // namespace vorn

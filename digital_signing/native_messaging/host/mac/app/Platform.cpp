@@ -8,6 +8,7 @@
 #include "mac/app/CFRef.h"
 #include "mac/app/DeprecatedCalls.h"
 
+namespace vorn {
 namespace {
 
 constexpr std::size_t kPathCapacity = 1024;
@@ -47,3 +48,5 @@ std::string installedPath() {
 }
 
 }  // namespace platform
+
+}  // namespace vorn

@@ -6,8 +6,13 @@
 #include <openssl/param_build.h>
 #include <openssl/rsa.h>
 
+#include <algorithm>
 #include <memory>
+#include <vector>
 
+#include "shared/SignatureAlgorithm.h"
+
+namespace vorn {
 namespace {
 
 template <auto release>
@@ -25,12 +30,11 @@ using Key = std::unique_ptr<EVP_PKEY, Release<&EVP_PKEY_free>>;
 
 const EVP_MD* digestAlgorithm(XSECCryptoHash::HashType hashType) {
   switch (hashType) {
-    case XSECCryptoHash::HASH_SHA1:
-      return EVP_sha1();
-    case XSECCryptoHash::HASH_SHA256:
-      return EVP_sha256();
-    case XSECCryptoHash::HASH_SHA512:
-      return EVP_sha512();
+#define VORN_ROW(name, method, digest, hash, family, bits, evp) \
+  case XSECCryptoHash::hash:                                    \
+    return evp();
+    VORN_SIGNATURE_ALGORITHMS(VORN_ROW)
+#undef VORN_ROW
     default:
       return nullptr;
   }
@@ -59,6 +63,25 @@ Key makeKey(const RsaPublicKey& key) {
   return Key(made);
 }
 
+/**
+ * The library's form of the key. Making it costs as much as a verification, and one signature after another
+ * is made with the same key: the last one is kept. One thread signs.
+ */
+EVP_PKEY* keyFor(const RsaPublicKey& key) {
+  static struct {
+    std::vector<std::uint8_t> modulus;
+    std::vector<std::uint8_t> exponent;
+    Key key;
+  } last;
+  if (!last.key || !std::ranges::equal(last.modulus, key.modulus) ||
+      !std::ranges::equal(last.exponent, key.exponent)) {
+    last.key = makeKey(key);
+    last.modulus.assign(key.modulus.begin(), key.modulus.end());
+    last.exponent.assign(key.exponent.begin(), key.exponent.end());
+  }
+  return last.key.get();
+}
+
 bool verifies(EVP_PKEY* key, const EVP_MD* algorithm, std::span<const std::uint8_t> digest,
               std::span<const std::uint8_t> signature) {
   const Context context(key != nullptr ? EVP_PKEY_CTX_new_from_pkey(nullptr, key, nullptr) : nullptr);
@@ -74,8 +97,10 @@ bool verifies(EVP_PKEY* key, const EVP_MD* algorithm, std::span<const std::uint8
 bool isSignatureOf(std::span<const std::uint8_t> digest, XSECCryptoHash::HashType hashType,
                    std::span<const std::uint8_t> signature, const RsaPublicKey& key) {
   const EVP_MD* const algorithm = digestAlgorithm(hashType);
-  const bool valid = algorithm != nullptr && verifies(makeKey(key).get(), algorithm, digest, signature);
+  const bool valid = algorithm != nullptr && verifies(keyFor(key), algorithm, digest, signature);
   // What went wrong here must not be taken for a failure of whatever uses the library next.
   if (!valid) ERR_clear_error();
   return valid;
 }
+
+}  // namespace vorn

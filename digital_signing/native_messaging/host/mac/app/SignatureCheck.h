@@ -4,6 +4,8 @@
 #include <span>
 #include <xsec/enc/XSECCryptoHash.hpp>
 
+namespace vorn {
+
 /** An RSA key's public half, each number as its big-endian bytes. */
 struct RsaPublicKey {
   std::span<const std::uint8_t> modulus;
@@ -17,3 +19,5 @@ struct RsaPublicKey {
  */
 bool isSignatureOf(std::span<const std::uint8_t> digest, XSECCryptoHash::HashType hashType,
                    std::span<const std::uint8_t> signature, const RsaPublicKey& key);
+
+}  // namespace vorn

@@ -6,12 +6,14 @@
 #include <cstdlib>
 #include <exception>
 
-#include "mac/app/Logging.h"
+#include "shared/IdleTimer.h"
+#include "shared/Logging.h"
 #include "shared/messaging/Arguments.h"
-#include "shared/messaging/IdleTimer.h"
 #include "shared/messaging/MessageExchange.h"
 #include "shared/messaging/ProtocolDescriptors.h"
 #include "shared/messaging/WriteAll.h"
+
+using namespace vorn;
 
 namespace {
 

@@ -5,6 +5,7 @@
 
 #include "shared/SignatureRecord.h"
 
+namespace vorn {
 namespace {
 
 const log4cplus::Logger logger = log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("VORNSigning"));
@@ -23,3 +24,5 @@ std::string callerOf(int count, const char* const* arguments) {
   if (first.starts_with("chrome-extension://")) return first;
   return count > 2 ? arguments[2] : "none";
 }
+
+}  // namespace vorn

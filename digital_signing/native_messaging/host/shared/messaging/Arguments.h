@@ -2,6 +2,8 @@
 
 #include <string>
 
+namespace vorn {
+
 /**
  * Logs what the browser passed: its manifest's path, the calling extension. Worth knowing a year from now.
  * The caller is also named in the log's line for each signature.
@@ -13,3 +15,5 @@ void logArguments(int count, const char* const* arguments);
  * the manifest. "none" for a host that something else has started.
  */
 std::string callerOf(int count, const char* const* arguments);
+
+}  // namespace vorn

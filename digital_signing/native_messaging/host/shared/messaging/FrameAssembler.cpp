@@ -8,6 +8,7 @@
 
 #include "shared/Exceptions.h"
 
+namespace vorn {
 namespace {
 
 const log4cplus::Logger logger = log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("VORNSigning"));
@@ -58,3 +59,5 @@ bool FrameAssembler::readLength() {
   LOG4CPLUS_INFO(logger, "Request message length = " << length);
   return true;
 }
+
+}  // namespace vorn

@@ -5,6 +5,8 @@
 #include <string>
 #include <string_view>
 
+namespace vorn {
+
 /**
  * Cuts the browser's byte stream into messages. A frame is a length of four bytes in the machine's byte order
  * and that many bytes of text; the stream may be cut anywhere, within the length too.
@@ -30,3 +32,5 @@ class FrameAssembler {
   std::size_t offset_ = 0;  // what stands before it has been handed out
   std::optional<std::uint32_t> expectedLength_;
 };
+
+}  // namespace vorn

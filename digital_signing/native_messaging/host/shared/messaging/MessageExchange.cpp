@@ -9,17 +9,17 @@
 #include <utility>
 
 #include "shared/Exceptions.h"
+#include "shared/IdleTimer.h"
 #include "shared/RequestHandler.h"
-#include "shared/messaging/IdleTimer.h"
 #include "shared/request/ErrorResponse.h"
 #include "shared/text/Utf8.h"
 
+namespace vorn {
 namespace {
 
 const log4cplus::Logger logger = log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("VORNSigning"));
 
 constexpr int kFatalRequest = 1;
-constexpr std::uint32_t kTechnicalFailure = 100;
 
 /** What would be rendered, if there were memory for it. */
 constexpr std::string_view kOutOfMemory =
@@ -64,16 +64,16 @@ std::optional<int> MessageExchange::answer(std::string_view bytes) {
     frames_.append(bytes);
     answerCompleteMessages();
     return std::nullopt;
-  } catch (const OutputClosed& closed) {
+  } catch (const OutputClosedException& closed) {
     quietly([&] { LOG4CPLUS_INFO(logger, "The browser has gone: " << closed.what()); });
     quietly([] { LOG4CPLUS_INFO(logger, "Executable removed"); });
     return 0;
   } catch (const InvalidArgumentException& invalid) {
     return fail(invalid.code(), invalid.what());
   } catch (const std::exception& stray) {
-    return fail(kTechnicalFailure, stray.what());
+    return fail(TechnicalException::kCode, stray.what());
   } catch (...) {
-    return fail(kTechnicalFailure, "Unknown failure");
+    return fail(TechnicalException::kCode, "Unknown failure");
   }
 }
 
@@ -102,7 +102,7 @@ int MessageExchange::fail(std::uint32_t code, const char* message) {
     jsonxx::Object response;
     appendError(response, code, message);
     sendMessage(response.json());
-  } catch (const OutputClosed& closed) {
+  } catch (const OutputClosedException& closed) {
     quietly([&] { LOG4CPLUS_ERROR(logger, "The error could not be sent: " << closed.what()); });
     status = 0;
   } catch (...) {
@@ -125,7 +125,7 @@ int MessageExchange::answerWithoutMemory() noexcept {
 
 void MessageExchange::sendMessage(std::string text) {
   // A frame that is not UTF-8 makes a browser drop the whole channel.
-  text = vorn::replaceInvalidUtf8(std::move(text));
+  text = replaceInvalidUtf8(std::move(text));
   LOG4CPLUS_INFO(logger, "Sending response message");
   LOG4CPLUS_INFO(logger, "Response message length = " << text.size());
   LOG4CPLUS_DEBUG(logger, "Response message = " << text);
@@ -144,3 +144,5 @@ void MessageExchange::writeFrame(std::string_view text) {
   write_({reinterpret_cast<const char*>(&length), sizeof length});
   write_(text);
 }
+
+}  // namespace vorn

@@ -10,8 +10,10 @@
 #include "shared/messaging/FrameAssembler.h"
 #include "shared/request/AnswerParts.h"
 
+namespace vorn {
+
 /** Thrown by a writer whose reader has gone: nothing can be answered any more. */
-class OutputClosed : public std::exception {
+class OutputClosedException : public std::exception {
  public:
   const char* what() const noexcept override { return "standard output was closed"; }
 };
@@ -23,8 +25,8 @@ class OutputClosed : public std::exception {
 class MessageExchange {
  public:
   /**
-   * Writes all the bytes or throws OutputClosed, and allocates nothing. Called twice for an answer: its
-   * length, then its text.
+   * Writes all the bytes or throws OutputClosedException, and allocates nothing. Called twice for an answer:
+   * its length, then its text.
    */
   using Write = std::function<void(std::string_view bytes)>;
 
@@ -60,3 +62,5 @@ class MessageExchange {
   FrameAssembler frames_;
   AnswerParts parts_;
 };
+
+}  // namespace vorn

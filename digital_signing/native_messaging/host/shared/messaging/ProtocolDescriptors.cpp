@@ -9,6 +9,7 @@
 
 #include "shared/Version.h"
 
+namespace vorn {
 namespace {
 
 constexpr int kFirstFreeDescriptor = 3;  // after standard input, output and error
@@ -51,3 +52,5 @@ void greetTerminal(int input) {
         version::kFull);
   }
 }
+
+}  // namespace vorn

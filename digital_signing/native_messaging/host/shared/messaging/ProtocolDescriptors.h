@@ -1,5 +1,7 @@
 #pragma once
 
+namespace vorn {
+
 /** The browser's two pipes. */
 struct ProtocolDescriptors {
   int input;
@@ -16,3 +18,5 @@ ProtocolDescriptors takeProtocolDescriptors();
 /** With a terminal on `input` no browser has started the host: tells the person there, on standard error,
  * what it is. */
 void greetTerminal(int input);
+
+}  // namespace vorn

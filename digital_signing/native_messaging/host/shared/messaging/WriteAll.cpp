@@ -7,6 +7,7 @@
 
 #include "shared/messaging/MessageExchange.h"
 
+namespace vorn {
 namespace {
 
 /** Waits for a descriptor that was set not to block, by whoever shares it with us. */
@@ -25,7 +26,9 @@ void writeAll(int descriptor, std::string_view bytes) {
     } else if (errno == EAGAIN) {
       waitUntilWritable(descriptor);
     } else if (errno != EINTR) {
-      throw OutputClosed();
+      throw OutputClosedException();
     }
   }
 }
+
+}  // namespace vorn

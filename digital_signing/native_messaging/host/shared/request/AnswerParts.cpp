@@ -7,6 +7,7 @@
 #include "shared/json/JsonWriter.h"
 #include "shared/request/ErrorResponse.h"
 
+namespace vorn {
 namespace {
 
 void appendMembers(jsonxx::Object& response, std::size_t part, std::size_t parts, std::string piece) {
@@ -91,3 +92,5 @@ void AnswerParts::drop() {
   std::string().swap(text_);
   std::vector<std::size_t>().swap(ends_);
 }
+
+}  // namespace vorn

@@ -6,6 +6,8 @@
 
 #include "shared/json/jsonxx.h"
 
+namespace vorn {
+
 /**
  * The answer that is longer than its caller takes at once. It is kept as the text that would have been sent,
  * and handed out in pieces, each within an answer of its own, until a request of another kind comes.
@@ -36,3 +38,5 @@ class AnswerParts {
   std::string text_;
   std::vector<std::size_t> ends_;  // of each piece in the text
 };
+
+}  // namespace vorn

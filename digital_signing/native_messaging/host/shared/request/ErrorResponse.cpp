@@ -1,8 +1,12 @@
 #include "shared/request/ErrorResponse.h"
 
+namespace vorn {
+
 void appendError(jsonxx::Object& response, std::uint32_t code, const std::string& message) {
   response << "result"
            << "error";
   response << "error_code" << code;
   response << "error_message" << message;
 }
+
+}  // namespace vorn

@@ -5,5 +5,9 @@
 
 #include "shared/json/jsonxx.h"
 
+namespace vorn {
+
 /** Appends "result": "error", "error_code" and "error_message" to an answer; what it holds already stays. */
 void appendError(jsonxx::Object& response, std::uint32_t code, const std::string& message);
+
+}  // namespace vorn

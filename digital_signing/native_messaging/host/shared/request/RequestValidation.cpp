@@ -6,6 +6,7 @@
 #include "shared/Exceptions.h"
 #include "shared/request/AnswerParts.h"
 
+namespace vorn {
 namespace {
 
 template <class Kind>
@@ -53,14 +54,8 @@ SignatureAlgorithm requestedAlgorithm(const jsonxx::Object& request) {
     return SignatureAlgorithm::RSA_SHA256;
   }
   const auto& name = request.get<jsonxx::String>("signature_algorithm");
-  if (name == "RSA_SHA1") {
-    return SignatureAlgorithm::RSA_SHA1;
-  }
-  if (name == "RSA_SHA256") {
-    return SignatureAlgorithm::RSA_SHA256;
-  }
-  if (name == "RSA_SHA512") {
-    return SignatureAlgorithm::RSA_SHA512;
+  for (const NamedAlgorithm& known : kSignatureAlgorithms) {
+    if (name == known.name) return known.algorithm;
   }
   throw InvalidSignatureAlgorithmException("Unrecognised signature algorithm: " + name);
 }
@@ -78,3 +73,5 @@ std::optional<std::size_t> requestedLargestAnswer(const jsonxx::Object& request)
   // No frame is longer than this, and not every number fits into a size.
   return bytes < UINT32_MAX ? static_cast<std::size_t>(bytes) : UINT32_MAX;
 }
+
+}  // namespace vorn

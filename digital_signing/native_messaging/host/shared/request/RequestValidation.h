@@ -6,6 +6,8 @@
 #include "shared/SignatureAlgorithm.h"
 #include "shared/json/jsonxx.h"
 
+namespace vorn {
+
 /** The four members that name a user. Throws InvalidArgumentException with the text for the first that is
  * missing. */
 void validateUserDetails(const jsonxx::Object& userDetails);
@@ -20,3 +22,5 @@ SignatureAlgorithm requestedAlgorithm(const jsonxx::Object& request);
 /** How many bytes the caller takes at once, if it says. Throws InvalidArgumentException for fewer than serve.
  */
 std::optional<std::size_t> requestedLargestAnswer(const jsonxx::Object& request);
+
+}  // namespace vorn

@@ -8,6 +8,7 @@
 #include "shared/Platform.h"
 #include "shared/Version.h"
 
+namespace vorn {
 namespace {
 
 // The prefix is part of the protocol on every system: pages match on it.
@@ -44,3 +45,5 @@ void appendVersion(jsonxx::Object& response) {
   const std::string location = installLocation();  // before its key is pending: it may throw
   response << "install_location" << location;
 }
+
+}  // namespace vorn

@@ -3,12 +3,14 @@
 #include <algorithm>
 #include <cstring>
 
+namespace vorn {
+
 CanonicalBytes::CanonicalBytes(const xercesc::DOMElement& element, const xercesc::DOMNode* omitted,
-                               std::string* relativeNamespace)
+                               DoubtfulNames* doubtful)
     : TXFMBase(element.getOwnerDocument()),
       document_(element.getOwnerDocument()),
       canonicaliser_(element, omitted),
-      relativeNamespace_(relativeNamespace) {}
+      doubtful_(doubtful) {}
 
 void CanonicalBytes::setInput(TXFMBase* newInput) {
   // The chain deletes the input through this.
@@ -22,8 +24,10 @@ unsigned int CanonicalBytes::readBytes(XMLByte* const toFill, const unsigned int
   if (count > 0) {
     std::memcpy(toFill, run_.data(), count);
     run_.remove_prefix(count);
-  } else if (relativeNamespace_ != nullptr) {
-    *relativeNamespace_ = canonicaliser_.relativeNamespace();
+  } else if (doubtful_ != nullptr) {
+    *doubtful_ = canonicaliser_.doubtfulNames();
   }
   return static_cast<unsigned int>(count);
 }
+
+}  // namespace vorn

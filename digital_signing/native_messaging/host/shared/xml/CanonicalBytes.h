@@ -1,18 +1,19 @@
 #pragma once
 
-#include <string>
 #include <string_view>
 #include <xsec/transformers/TXFMBase.hpp>
 
 #include "shared/xml/Canonicaliser.h"
 
+namespace vorn {
+
 /** The link of a chain of transforms that hands out the canonical bytes of an element, whatever came before
  * it. */
 class CanonicalBytes : public TXFMBase {
  public:
-  /** As Canonicaliser. `relativeNamespace`, if given, is told the first relative namespace name met. */
+  /** As Canonicaliser. `doubtful`, if given, gets what was met of that kind. */
   CanonicalBytes(const xercesc::DOMElement& element, const xercesc::DOMNode* omitted,
-                 std::string* relativeNamespace);
+                 DoubtfulNames* doubtful);
 
   void setInput(TXFMBase* newInput) override;
   ioType getInputType() const override { return DOM_NODES; }
@@ -24,6 +25,8 @@ class CanonicalBytes : public TXFMBase {
  private:
   xercesc::DOMDocument* document_;
   Canonicaliser canonicaliser_;
-  std::string* relativeNamespace_;
+  DoubtfulNames* doubtful_;
   std::string_view run_;
 };
+
+}  // namespace vorn

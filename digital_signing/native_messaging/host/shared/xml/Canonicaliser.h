@@ -8,6 +8,15 @@
 #include "shared/xml/NamespaceScope.h"
 #include "shared/xml/TreeWalk.h"
 
+namespace vorn {
+
+/** What some verifiers refuse: of each kind the first that was met, as UTF-8, or the empty text. */
+struct DoubtfulNames {
+  std::string relativeNamespace;  /**< a namespace name without a scheme */
+  std::string ampersandNamespace; /**< a namespace name that holds "&" */
+  std::string undeclaredPrefix;
+};
+
 /**
  * Canonical XML 1.0 without comments of one element and all that it holds, less one node, as bytes.
  *
@@ -26,9 +35,8 @@ class Canonicaliser {
   /** The next run of bytes, valid until the next call; empty when all has been read. */
   std::string_view next();
 
-  /** The first relative namespace name met so far, as UTF-8: verifiers refuse to canonicalise those. Else
-   * empty. */
-  const std::string& relativeNamespace() const { return relativeNamespace_; }
+  /** In what has been read so far. */
+  const DoubtfulNames& doubtfulNames() const { return doubtful_; }
 
  private:
   struct Attribute {
@@ -45,6 +53,7 @@ class Canonicaliser {
   void settleDeclarations();
   void collectAttributes(const xercesc::DOMNode& element);
   void collectInherited();
+  void noteUndeclared(std::u16string_view prefix);
   void writeNamespaces();
   void writeAttributes();
 
@@ -53,8 +62,10 @@ class Canonicaliser {
   TreeWalk<const xercesc::DOMNode> walk_;
   std::string out_;
   NamespaceScope scope_;
-  std::string relativeNamespace_;
+  DoubtfulNames doubtful_;
   // Of the element being started; members so that they need not be allocated for each.
   std::vector<NamespaceScope::Declaration> declarations_;
   std::vector<Attribute> attributes_;
 };
+
+}  // namespace vorn

@@ -2,7 +2,7 @@
 
 #include <cstddef>
 #include <string>
-#include <vector>
+#include <unordered_map>
 #include <xercesc/util/XercesDefs.hpp>
 
 XERCES_CPP_NAMESPACE_BEGIN
@@ -10,10 +10,48 @@ class DOMDocument;
 class DOMElement;
 XERCES_CPP_NAMESPACE_END
 
+namespace vorn {
+
+/** The elements of one name. */
+struct NamedElements {
+  std::size_t count = 0;
+  xercesc::DOMElement* first = nullptr; /**< in document order; null when there is none */
+};
+
 /**
- * The first elements with the name, at most `limit`, in document order. Names are compared as written, prefix
- * included. The library's node list finds the same, in three times the time that digesting the whole document
- * takes.
+ * The elements of the document with this name, as written, prefix included. When the parser that made the
+ * document keeps an index of it, this costs nothing; otherwise it walks through the document once.
  */
-std::vector<xercesc::DOMElement*> findElements(const xercesc::DOMDocument& document, const std::string& name,
-                                               std::size_t limit);
+NamedElements findElements(const xercesc::DOMDocument& document, const std::string& name);
+
+/**
+ * What a parser has noted of the elements of one document while it made them. `findElements` answers from it
+ * as long as the index exists and is not forgotten.
+ */
+class ElementIndex {
+ public:
+  ElementIndex() = default;
+  ~ElementIndex();
+  ElementIndex(const ElementIndex&) = delete;
+  ElementIndex& operator=(const ElementIndex&) = delete;
+
+  /** From now on this is the index of the document, which is still empty. */
+  void enter(xercesc::DOMDocument& document);
+
+  /** The entry of a name at the address at which the tree keeps it: the same name has the same address. */
+  NamedElements& at(const XMLCh* pooledName) { return names_[pooledName]; }
+  /** How many names have an entry. */
+  std::size_t size() const { return names_.size(); }
+
+  NamedElements find(const std::string& name) const;
+
+  /** Drops the index of the document, if there is one: to be called before elements are renamed or removed.
+   */
+  static void forget(const xercesc::DOMDocument& document);
+
+ private:
+  xercesc::DOMDocument* document_ = nullptr;
+  std::unordered_map<const XMLCh*, NamedElements> names_;
+};
+
+}  // namespace vorn

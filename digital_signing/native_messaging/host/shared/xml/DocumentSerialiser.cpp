@@ -1,34 +1,47 @@
 #include "shared/xml/DocumentSerialiser.h"
 
 #include <algorithm>
+#include <string>
 #include <string_view>
 #include <xercesc/dom/DOMDocument.hpp>
 #include <xercesc/dom/DOMDocumentType.hpp>
+#include <xercesc/dom/DOMLSOutput.hpp>
 #include <xercesc/dom/DOMNamedNodeMap.hpp>
+#include <xercesc/framework/XMLFormatter.hpp>
 
-#include "shared/xml/InternalSubsetText.h"
+#include "shared/xml/InternalSubset.h"
 #include "shared/xml/NodeText.h"
 #include "shared/xml/TreeWalk.h"
 #include "shared/xml/Utf8Writer.h"
+
+namespace vorn {
 
 using xercesc::DOMNode;
 
 namespace {
 
+// In bytes; a run ends with the node that fills it.
+constexpr std::size_t kRun = std::size_t{64} << 10;
+
 class Writer {
  public:
-  explicit Writer(const xercesc::DOMDocument& document)
-      : document_(document), isXml11_(viewOf(document.getXmlVersion()) == u"1.1") {}
+  Writer(const xercesc::DOMDocument& document, xercesc::XMLFormatTarget& target)
+      : document_(document), target_(target), isXml11_(viewOf(document.getXmlVersion()) == u"1.1") {}
 
-  std::string write(std::size_t expectedSize) {
-    out_.reserve(expectedSize);
+  void write() {
     for (TreeWalk<const DOMNode> walk(&document_); walk.node() != nullptr; walk.advance()) {
       walk.leaving() ? leave(*walk.node()) : enter(*walk.node());
+      if (out_.size() >= kRun) handOver();
     }
-    return std::move(out_);
+    handOver();
   }
 
  private:
+  void handOver() {
+    target_.writeChars(reinterpret_cast<const XMLByte*>(out_.data()), out_.size(), nullptr);
+    out_.clear();
+  }
+
   void enter(const DOMNode& node) {
     switch (node.getNodeType()) {
       case DOMNode::DOCUMENT_NODE:
@@ -120,12 +133,15 @@ class Writer {
   }
 
   const xercesc::DOMDocument& document_;
+  xercesc::XMLFormatTarget& target_;
   const bool isXml11_;
   std::string out_;
 };
 
 }  // namespace
 
-std::string writeDocument(const xercesc::DOMDocument& document, std::size_t expectedSize) {
-  return Writer(document).write(expectedSize);
+void writeDocument(const xercesc::DOMDocument& document, const xercesc::DOMLSOutput& output) {
+  Writer(document, *output.getByteStream()).write();
 }
+
+}  // namespace vorn

@@ -1,18 +1,17 @@
 #pragma once
 
-#include <cstddef>
-#include <string>
 #include <xercesc/util/XercesDefs.hpp>
 
 XERCES_CPP_NAMESPACE_BEGIN
 class DOMDocument;
+class DOMLSOutput;
 XERCES_CPP_NAMESPACE_END
 
+namespace vorn {
+
 /**
- * The document as UTF-8 with an XML declaration and no whitespace added; any parser reads it back as the same
- * tree.
- *
- * Room is made for `expectedSize` bytes at once.
+ * Writes the document to the output's byte stream: as UTF-8 with an XML declaration and no whitespace added.
+ * Any parser reads it back as the same tree.
  *
  * The form is that of the library's serialiser, byte for byte, but what is signed stands in the document
  * itself: text in place of references to entities, and default attributes, as verifiers like xmlsec take
@@ -20,4 +19,6 @@ XERCES_CPP_NAMESPACE_END
  * over comments (for each it looks for a sibling that is an element), and loses a carriage return in a CDATA
  * section.
  */
-std::string writeDocument(const xercesc::DOMDocument& document, std::size_t expectedSize = 0);
+void writeDocument(const xercesc::DOMDocument& document, const xercesc::DOMLSOutput& output);
+
+}  // namespace vorn

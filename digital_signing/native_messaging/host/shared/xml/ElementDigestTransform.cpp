@@ -4,6 +4,10 @@
 
 #include "shared/xml/CanonicalBytes.h"
 
+namespace vorn {
+
 void ElementDigestTransform::appendTransformer(TXFMChain* chain) {
-  chain->appendTxfm(new CanonicalBytes(element_, &signature_, &relativeNamespace_));
+  chain->appendTxfm(new CanonicalBytes(element_, &signature_, &doubtful_));
 }
+
+}  // namespace vorn

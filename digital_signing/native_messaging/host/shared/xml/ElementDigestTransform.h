@@ -1,7 +1,10 @@
 #pragma once
 
-#include <string>
 #include <xsec/dsig/DSIGTransform.hpp>
+
+#include "shared/xml/Canonicaliser.h"
+
+namespace vorn {
 
 /**
  * Stands in for the three transforms of a signature's reference (the filter that keeps one element, the
@@ -16,13 +19,10 @@
  */
 class ElementDigestTransform : public DSIGTransform {
  public:
-  /** `relativeNamespace` is given the first relative namespace name met; it has to outlive the transform. */
+  /** `doubtful` gets what was met of that kind; it has to outlive the transform. */
   ElementDigestTransform(const xercesc::DOMElement& element, const xercesc::DOMNode& signature,
-                         std::string& relativeNamespace)
-      : DSIGTransform(nullptr),
-        element_(element),
-        signature_(signature),
-        relativeNamespace_(relativeNamespace) {}
+                         DoubtfulNames& doubtful)
+      : DSIGTransform(nullptr), element_(element), signature_(signature), doubtful_(doubtful) {}
 
   void appendTransformer(TXFMChain* chain) override;
   /** There is none to make: the document holds the elements already. */
@@ -32,5 +32,7 @@ class ElementDigestTransform : public DSIGTransform {
  private:
   const xercesc::DOMElement& element_;
   const xercesc::DOMNode& signature_;
-  std::string& relativeNamespace_;
+  DoubtfulNames& doubtful_;
 };
+
+}  // namespace vorn

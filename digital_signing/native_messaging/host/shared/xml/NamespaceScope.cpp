@@ -1,5 +1,7 @@
 #include "shared/xml/NamespaceScope.h"
 
+namespace vorn {
+
 void NamespaceScope::close() {
   for (const std::size_t mark = marks_.back(); undo_.size() > mark; undo_.pop_back()) {
     bindings_[undo_.back().prefix] = undo_.back().uri;
@@ -19,3 +21,5 @@ std::u16string_view NamespaceScope::find(std::u16string_view prefix) const {
   const auto binding = bindings_.find(prefix);
   return binding != bindings_.end() ? binding->second : std::u16string_view();
 }
+
+}  // namespace vorn

@@ -5,6 +5,8 @@
 #include <unordered_map>
 #include <vector>
 
+namespace vorn {
+
 /**
  * The namespace declarations in scope at one place of a walk. Opening an element, declaring and looking up
  * cost the same however many declarations are in scope. The texts are borrowed from the tree.
@@ -30,3 +32,5 @@ class NamespaceScope {
   std::vector<Declaration> undo_;
   std::vector<std::size_t> marks_;
 };
+
+}  // namespace vorn

@@ -5,6 +5,8 @@
 #include <xercesc/dom/impl/DOMElementImpl.hpp>
 #include <xercesc/dom/impl/DOMTextImpl.hpp>
 
+namespace vorn {
+
 using xercesc::DOMNode;
 
 namespace {
@@ -52,3 +54,5 @@ void appendChild(xercesc::DOMElementImpl& parent, xercesc::DOMTextImpl& child) {
 void setOnlyChild(xercesc::DOMAttrImpl& attribute, xercesc::DOMTextImpl& text) {
   append(attribute, text);
 }
+
+}  // namespace vorn

@@ -5,6 +5,8 @@
 
 #include "shared/xml/XmlText.h"
 
+namespace vorn {
+
 /** What a text or CDATA section says; the node knows how long it is. */
 inline std::u16string_view textOf(const xercesc::DOMNode& node) {
   const auto& text = static_cast<const xercesc::DOMCharacterData&>(node);
@@ -18,3 +20,5 @@ inline std::u16string_view valueOf(const xercesc::DOMNode& attribute) {
                        child->getNextSibling() == nullptr;
   return isPlain ? textOf(*child) : viewOf(attribute.getNodeValue());
 }
+
+}  // namespace vorn

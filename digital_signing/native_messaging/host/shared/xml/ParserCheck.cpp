@@ -5,6 +5,9 @@
 
 #include "shared/Exceptions.h"
 #include "shared/xml/DocumentParser.h"
+#include "shared/xml/ParserMemory.h"
+
+namespace vorn {
 
 void requireCountedExpansions(ParserMemory& memory) {
   constexpr std::string_view kDocument = "<!DOCTYPE a [<!ENTITY % e ''>%e;%e;%e;]><a/>";
@@ -17,3 +20,5 @@ void requireCountedExpansions(ParserMemory& memory) {
         "The XML library is not one that this program knows: what documents expand could not be bounded");
   }
 }
+
+}  // namespace vorn

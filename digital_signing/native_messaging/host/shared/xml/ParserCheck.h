@@ -1,5 +1,7 @@
 #pragma once
 
+namespace vorn {
+
 class ParserMemory;
 
 /**
@@ -8,3 +10,5 @@ class ParserMemory;
  * them could be gone without a word. The memory is of no further use.
  */
 void requireCountedExpansions(ParserMemory& memory);
+
+}  // namespace vorn

@@ -5,6 +5,7 @@
 #include <xercesc/util/OutOfMemoryException.hpp>
 #include <xercesc/util/PlatformUtils.hpp>
 
+namespace vorn {
 namespace {
 
 // What `new (manager) XMLReader` asks of its manager.
@@ -52,3 +53,5 @@ void ParserMemory::excess(const std::string& reason) {
   if (refuse_) refuse_(reason);
   throw xercesc::OutOfMemoryException();
 }
+
+}  // namespace vorn

@@ -5,6 +5,8 @@
 #include <string>
 #include <xercesc/framework/MemoryManager.hpp>
 
+namespace vorn {
+
 /**
  * The memory of one parse. It bounds what a hostile document can make the parser do, at the one place through
  * which all of it passes: the bytes that are alive, and the number of entities that are expanded. The parser
@@ -53,3 +55,5 @@ class ParserMemory : public xercesc::MemoryManager {
   std::size_t expansions_ = 0;
   Refusal refuse_;
 };
+
+}  // namespace vorn

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+namespace vorn {
 namespace {
 
 constexpr std::u16string_view kXmlnsNamespace = u"http://www.w3.org/2000/xmlns/";
@@ -32,3 +33,5 @@ bool isRelativeUri(std::u16string_view uri) {
            return isLetter(c) || (c >= u'0' && c <= u'9') || c == u'+' || c == u'-' || c == u'.';
          });
 }
+
+}  // namespace vorn

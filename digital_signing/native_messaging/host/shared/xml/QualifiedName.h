@@ -3,6 +3,8 @@
 #include <string_view>
 #include <xercesc/util/XercesDefs.hpp>
 
+namespace vorn {
+
 constexpr std::u16string_view kXmlNamespace = u"http://www.w3.org/XML/1998/namespace";
 
 /** A name as written, split at its first colon. A colon at either end splits nothing. Borrows the text. */
@@ -28,3 +30,5 @@ bool isForbiddenDeclaration(std::u16string_view prefix, std::u16string_view uri)
 /** Whether a namespace name is a URI reference without a scheme. The empty one is not: it means "no
  * namespace". */
 bool isRelativeUri(std::u16string_view uri);
+
+}  // namespace vorn

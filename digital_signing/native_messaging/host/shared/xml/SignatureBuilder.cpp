@@ -1,6 +1,5 @@
 #include "shared/xml/SignatureBuilder.h"
 
-#include <cstdlib>
 #include <utility>
 #include <xercesc/dom/DOMDocument.hpp>
 #include <xercesc/dom/DOMElement.hpp>
@@ -19,6 +18,7 @@
 #include "shared/xml/ElementDigestTransform.h"
 #include "shared/xml/XmlText.h"
 
+namespace vorn {
 namespace {
 
 /** The digest of the one reference, in base64 as the document has it. */
@@ -26,11 +26,7 @@ std::string digestOf(const DSIGSignature& signature) {
   constexpr unsigned kLongestDigest = 64;
   XMLByte digest[kLongestDigest];
   const unsigned length = signature.getReferenceList()->item(0)->readHash(digest, kLongestDigest);
-  char* encoded = nullptr;
-  encodeBase64(digest, length, &encoded);
-  std::string text(encoded);
-  std::free(encoded);
-  return text;
+  return toBase64({reinterpret_cast<const char*>(digest), length});
 }
 
 }  // namespace
@@ -44,7 +40,7 @@ SignatureBuilder::~SignatureBuilder() {
   if (signature_ != nullptr) provider_.releaseSignature(signature_);
 }
 
-void SignatureBuilder::describe(const XMLCh* signatureMethodURI, const XMLCh* digestMethodURI) {
+void SignatureBuilder::addSignature(const XMLCh* signatureMethodURI, const XMLCh* digestMethodURI) {
   const XMLCh* const canonicalisation = DSIGConstants::s_unicodeStrURIC14N_COM;
   signature_ = provider_.newSignature();
   signature_->setPrettyPrint(false);
@@ -62,15 +58,15 @@ void SignatureBuilder::describe(const XMLCh* signatureMethodURI, const XMLCh* di
   // From here on the three are only what the document says.
   DSIGTransformList* transforms = reference->getTransforms();
   while (!transforms->empty()) transforms->removeTransform(transforms->getSize() - 1);
-  transforms->addTransform(new ElementDigestTransform(element_, *signatureElement, relativeNamespace_));
+  transforms->addTransform(new ElementDigestTransform(element_, *signatureElement, doubtful_));
 }
 
 void SignatureBuilder::setSigningKey(std::unique_ptr<XSECCryptoKey> key) {
   signature_->setSigningKey(key.release());
 }
 
-void SignatureBuilder::describeKey(const std::string& modulus, const std::string& exponent,
-                                   const std::string& certificate) {
+void SignatureBuilder::addKeyInfo(const std::string& modulus, const std::string& exponent,
+                                  const std::string& certificate) {
   signature_->appendRSAKeyValue(toUtf16(modulus).c_str(), toUtf16(exponent).c_str());
   signature_->appendX509Data()->appendX509Certificate(toUtf16(certificate).c_str());
 }
@@ -80,3 +76,5 @@ void SignatureBuilder::sign() {
   digest_ = digestOf(*signature_);
   provider_.releaseSignature(std::exchange(signature_, nullptr));
 }
+
+}  // namespace vorn

@@ -4,6 +4,7 @@
 #include <string>
 #include <xercesc/util/XercesDefs.hpp>
 
+#include "shared/xml/Canonicaliser.h"
 #include "shared/xml/SignatureProvider.h"
 
 class DSIGSignature;
@@ -12,6 +13,8 @@ XERCES_CPP_NAMESPACE_BEGIN
 class DOMDocument;
 class DOMElement;
 XERCES_CPP_NAMESPACE_END
+
+namespace vorn {
 
 /**
  * One enveloped signature over one element of a document, made step by step in the order of the operations
@@ -27,17 +30,17 @@ class SignatureBuilder {
 
   /** Puts the Signature element, with its one reference and the transforms of it, last into the signed
    * element. */
-  void describe(const XMLCh* signatureMethodURI, const XMLCh* digestMethodURI);
+  void addSignature(const XMLCh* signatureMethodURI, const XMLCh* digestMethodURI);
   void setSigningKey(std::unique_ptr<XSECCryptoKey> key);
   /** Public key and certificate for the verifier, all in base64. */
-  void describeKey(const std::string& modulus, const std::string& exponent, const std::string& certificate);
+  void addKeyInfo(const std::string& modulus, const std::string& exponent, const std::string& certificate);
   /** Digests the element, and has the key sign. */
   void sign();
 
   /** After `sign`: the digest of the element, in base64. */
   const std::string& digest() const { return digest_; }
-  /** After `sign`: a relative namespace name in what was signed, or the empty text. */
-  const std::string& relativeNamespace() const { return relativeNamespace_; }
+  /** After `sign`: what some verifiers refuse in what was signed. */
+  const DoubtfulNames& doubtfulNames() const { return doubtful_; }
 
  private:
   SignatureProvider provider_;
@@ -46,5 +49,7 @@ class SignatureBuilder {
   xercesc::DOMElement& element_;
   std::string elementName_;
   std::string digest_;
-  std::string relativeNamespace_;
+  DoubtfulNames doubtful_;
 };
+
+}  // namespace vorn

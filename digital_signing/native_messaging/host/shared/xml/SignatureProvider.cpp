@@ -4,6 +4,7 @@
 #include <xsec/framework/XSECException.hpp>
 #include <xsec/framework/XSECURIResolver.hpp>
 
+namespace vorn {
 namespace {
 
 class RefusingResolver : public XSECURIResolver {
@@ -23,3 +24,5 @@ SignatureProvider::SignatureProvider() {
   RefusingResolver resolver;
   setDefaultURIResolver(&resolver);
 }
+
+}  // namespace vorn

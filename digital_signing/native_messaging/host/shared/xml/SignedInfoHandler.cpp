@@ -7,8 +7,10 @@
 #include <xsec/transformers/TXFMChain.hpp>
 #include <xsec/utils/XSECPlatformUtils.hpp>
 
+#include "shared/SignatureAlgorithm.h"
 #include "shared/xml/CanonicalBytes.h"
 
+namespace vorn {
 namespace {
 
 /** Reaches what a link of a chain reads from. */
@@ -50,8 +52,10 @@ class SignedInfoHandler : public DSIGAlgorithmHandlerDefault {
 
 void useOwnCanonicalSignedInfo() {
   const SignedInfoHandler handler;
-  for (const XMLCh* uri : {DSIGConstants::s_unicodeStrURIRSA_SHA1, DSIGConstants::s_unicodeStrURIRSA_SHA256,
-                           DSIGConstants::s_unicodeStrURIRSA_SHA512}) {
-    XSECPlatformUtils::registerAlgorithmHandler(uri, handler);
-  }
+#define VORN_ROW(name, method, digest, hash, family, bits, evp) \
+  XSECPlatformUtils::registerAlgorithmHandler(DSIGConstants::method, handler);
+  VORN_SIGNATURE_ALGORITHMS(VORN_ROW)
+#undef VORN_ROW
 }
+
+}  // namespace vorn

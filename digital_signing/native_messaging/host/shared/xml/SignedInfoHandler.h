@@ -1,5 +1,7 @@
 #pragma once
 
+namespace vorn {
+
 /**
  * Has the signature library sign, and verify, the canonical form of SignedInfo that Canonicaliser makes. The
  * library's own takes any attribute of an ancestor whose name begins with "xmlns" for a declaration in trees
@@ -8,3 +10,5 @@
  * To be called once the library has been started.
  */
 void useOwnCanonicalSignedInfo();
+
+}  // namespace vorn

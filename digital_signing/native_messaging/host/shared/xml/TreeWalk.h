@@ -3,6 +3,8 @@
 #include <vector>
 #include <xercesc/dom/DOMNode.hpp>
 
+namespace vorn {
+
 /**
  * Goes through a subtree in document order without recursion, and stands at every node twice: before and
  * after its children. It keeps the way back itself, as asking a node for its parent is slow.
@@ -48,3 +50,5 @@ class TreeWalk {
   bool leaving_ = false;
   std::vector<Node*> path_;
 };
+
+}  // namespace vorn

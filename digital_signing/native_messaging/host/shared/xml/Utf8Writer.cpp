@@ -6,6 +6,7 @@
 
 #include "shared/text/Utf8.h"
 
+namespace vorn {
 namespace {
 
 // Bit n of an entry: the ASCII character needs more than itself under escapes n.
@@ -87,10 +88,10 @@ void append(std::string& out, std::u16string_view text) {
           } else {
             to = putEscaped(to, c);
           }
-        } else if (vorn::isHighSurrogate(c) && in < end && vorn::isLowSurrogate(*in)) {
-          to = vorn::writeUtf8(to, vorn::characterOf(c, *in++));
+        } else if (isHighSurrogate(c) && in < end && isLowSurrogate(*in)) {
+          to = writeUtf8(to, characterOf(c, *in++));
         } else {
-          to = vorn::writeUtf8(to, c);
+          to = writeUtf8(to, c);
         }
       }
     }
@@ -110,3 +111,5 @@ void appendUtf8(std::string& out, std::u16string_view text, Escapes escapes) {
       return append<Escapes::kAttribute>(out, text);
   }
 }
+
+}  // namespace vorn

@@ -2,6 +2,8 @@
 
 #include <xercesc/util/TransService.hpp>
 
+namespace vorn {
+
 std::string toUtf8(const XMLCh* text) {
   if (text == nullptr || *text == 0) return {};
   const xercesc::TranscodeToStr converted(text, "UTF-8");
@@ -14,3 +16,5 @@ std::u16string toUtf16(const std::string& text) {
                                             "UTF-8");
   return {converted.str(), converted.length()};
 }
+
+}  // namespace vorn

@@ -4,6 +4,8 @@
 #include <string_view>
 #include <xercesc/util/XercesDefs.hpp>
 
+namespace vorn {
+
 /** Text between the UTF-16 of the XML libraries and the UTF-8 of everything else. A null pointer is an empty
  * text. */
 std::string toUtf8(const XMLCh* text);
@@ -13,3 +15,5 @@ std::u16string toUtf16(const std::string& text);
 inline std::u16string_view viewOf(const XMLCh* text) {
   return text != nullptr ? std::u16string_view(text) : std::u16string_view();
 }
+
+}  // namespace vorn

@@ -5,29 +5,15 @@
 extern "C" {
 
 typedef const struct OpaqueCFArray* CFArrayRef;
+typedef struct OpaqueCFArrayCallBacks CFArrayCallBacks;
 
-typedef const void* (*CFArrayRetainCallBack)(CFAllocatorRef allocator, const void* value);
-typedef void (*CFArrayReleaseCallBack)(CFAllocatorRef allocator, const void* value);
-typedef CFStringRef (*CFArrayCopyDescriptionCallBack)(const void* value);
-typedef Boolean (*CFArrayEqualCallBack)(const void* first, const void* second);
-
-/** Any function may be null: no retaining, no releasing, equality by address. Descriptions are never asked
- * for. */
-typedef struct {
-  CFIndex version;
-  CFArrayRetainCallBack retain;
-  CFArrayReleaseCallBack release;
-  CFArrayCopyDescriptionCallBack copyDescription;
-  CFArrayEqualCallBack equal;
-} CFArrayCallBacks;
-
-/** For elements that are objects: CFRetain, CFRelease and CFEqual. */
+/** For elements that are objects: the array retains them. */
 extern const CFArrayCallBacks kCFTypeArrayCallBacks;
 
 CFTypeID CFArrayGetTypeID(void);
 
-/** An array of the `count` elements at `values`, which `callBacks` retains; null callbacks are all null
- * functions. */
+/** An array of the `count` elements at `values`, which must be objects; `callBacks` must be
+ * &kCFTypeArrayCallBacks. */
 CFArrayRef CFArrayCreate(CFAllocatorRef allocator, const void** values, CFIndex count,
                          const CFArrayCallBacks* callBacks);
 

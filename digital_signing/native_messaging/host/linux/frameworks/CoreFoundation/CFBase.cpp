@@ -2,14 +2,17 @@
 
 #include <cstdlib>
 
-#include "CoreFoundation/CFObject.h"
+#include "CoreFoundation/CFInternal.h"
 
-using vorn::frameworks::Object;
+using namespace vorn::frameworks;
 
 namespace {
 
-const Object* objectAt(CFTypeRef ref) {
-  return static_cast<const Object*>(ref);
+const Object& objectAt(CFTypeRef ref) {
+  if (ref == nullptr) {
+    std::abort();
+  }
+  return *static_cast<const Object*>(ref);
 }
 
 }  // namespace
@@ -17,30 +20,20 @@ const Object* objectAt(CFTypeRef ref) {
 const CFAllocatorRef kCFAllocatorDefault = nullptr;
 
 CFTypeRef CFRetain(CFTypeRef object) {
-  if (object == nullptr) {
-    std::abort();
-  }
-  objectAt(object)->retain();
+  objectAt(object).retain();
   return object;
 }
 
 void CFRelease(CFTypeRef object) {
-  if (object == nullptr) {
-    std::abort();
-  }
-  objectAt(object)->release();
+  objectAt(object).release();
 }
 
 CFTypeID CFGetTypeID(CFTypeRef object) {
-  return object == nullptr ? 0 : objectAt(object)->typeID();
+  return object == nullptr ? 0 : objectAt(object).typeID();
 }
 
 Boolean CFEqual(CFTypeRef first, CFTypeRef second) {
-  if (first == second) {
-    return true;
-  }
-  if (first == nullptr || second == nullptr || CFGetTypeID(first) != CFGetTypeID(second)) {
-    return false;
-  }
-  return objectAt(first)->equals(*objectAt(second));
+  const auto* text = objectCast<String>(first);
+  const auto* other = objectCast<String>(second);
+  return text != nullptr && other != nullptr ? text->utf8() == other->utf8() : first == second;
 }

@@ -15,7 +15,6 @@ extern "C" {
 typedef unsigned char Boolean;
 typedef unsigned char UInt8;
 typedef int16_t SInt16;
-typedef uint16_t UniChar;
 typedef uint32_t UInt32;
 typedef int32_t SInt32;
 typedef SInt16 OSErr;
@@ -24,7 +23,6 @@ typedef SInt32 OSStatus;
 typedef long CFIndex;
 typedef unsigned long CFTypeID;
 typedef unsigned long CFOptionFlags;
-typedef unsigned long CFHashCode;
 
 typedef const void* CFTypeRef;
 typedef const struct OpaqueCFAllocator* CFAllocatorRef;
@@ -47,8 +45,7 @@ enum CFComparisonResult : CFIndex {
   kCFCompareGreaterThan = 1
 };
 
-/** Null, as on macOS. Objects come from the C++ heap; the allocator argument of the functions is not looked
- * at. */
+/** Null, as on macOS. Objects come from the C++ heap; no function looks at its allocator argument. */
 extern const CFAllocatorRef kCFAllocatorDefault;
 
 /** Adds a reference and returns `object`. Null ends the process. */
@@ -60,7 +57,6 @@ void CFRelease(CFTypeRef object);
 /** The type of an object: compare it with the XGetTypeID() functions. 0 for null. */
 CFTypeID CFGetTypeID(CFTypeRef object);
 
-/** Whether both are of one type and alike in value; identity where the type has no value (keys, formatters).
- */
+/** Whether both are texts and alike, or one and the same object. */
 Boolean CFEqual(CFTypeRef first, CFTypeRef second);
 }

@@ -35,17 +35,12 @@ CFIndex CFDataGetLength(CFDataRef data) {
 }
 
 const UInt8* CFDataGetBytePtr(CFDataRef data) {
-  static const UInt8 kNoBytes[1] = {};
-  const auto* object = objectCast<Data>(data);
-  if (object == nullptr) {
-    return nullptr;
-  }
-  return object->bytes().empty() ? kNoBytes : object->bytes().data();
+  return bytesOf(data).data();
 }
 
 void CFDataGetBytes(CFDataRef data, CFRange range, UInt8* buffer) {
   const CFIndex available = CFDataGetLength(data);
-  if (buffer == nullptr || range.location < 0 || range.length < 0 || range.location > available ||
+  if (range.location < 0 || range.length < 0 || range.location > available ||
       range.length > available - range.location) {
     return;
   }

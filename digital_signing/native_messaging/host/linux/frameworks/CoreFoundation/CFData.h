@@ -13,7 +13,7 @@ CFDataRef CFDataCreate(CFAllocatorRef allocator, const UInt8* bytes, CFIndex len
 
 CFIndex CFDataGetLength(CFDataRef data);
 
-/** The bytes inside the object, valid as long as the object; not null for empty data. */
+/** The bytes inside the object, valid as long as the object. */
 const UInt8* CFDataGetBytePtr(CFDataRef data);
 
 /** Copies the bytes of `range` into `buffer`; nothing when the range does not lie within the data. */

@@ -8,15 +8,7 @@ extern "C" {
 typedef const struct OpaqueCFLocale* CFLocaleRef;
 typedef struct OpaqueCFDateFormatter* CFDateFormatterRef;
 
-enum CFDateFormatterStyle : CFIndex {
-  kCFDateFormatterNoStyle = 0,
-  kCFDateFormatterShortStyle = 1,
-  kCFDateFormatterMediumStyle = 2,
-  kCFDateFormatterLongStyle = 3,
-  kCFDateFormatterFullStyle = 4,
-};
-
-CFTypeID CFDateFormatterGetTypeID(void);
+enum CFDateFormatterStyle : CFIndex { kCFDateFormatterShortStyle = 1 };
 
 /**
  * A formatter for the local time zone as it is now (TZ, else the system's). `locale` must be null; null comes
@@ -27,15 +19,15 @@ CFDateFormatterRef CFDateFormatterCreate(CFAllocatorRef allocator, CFLocaleRef l
                                          CFDateFormatterStyle dateStyle, CFDateFormatterStyle timeStyle);
 
 /**
- * Sets the pattern: the fields yyyy, MM, dd, HH, mm and ss, text in apostrophes ('' is an apostrophe), and
- * anything that is not a letter as it is. A pattern longer than 1024 units is ignored.
+ * Sets the pattern: the fields yyyy, MM, dd, HH, mm and ss, text in apostrophes, and anything that is not a
+ * letter as it is.
  */
 void CFDateFormatterSetFormat(CFDateFormatterRef formatter, CFStringRef format);
 
 /**
- * The time in the formatter's pattern, as the local clock and calendar showed it (the Julian one before
- * 1582-10-15). Parts of a second are dropped, but from .9995 on they carry. Null when no format was set, the
- * format has another field, or the time has no date.
+ * The time in the formatter's pattern, as the local clock and the Gregorian calendar show it; a year has four
+ * digits or more. Parts of a second are dropped, but from .9995 on they carry. Null when no format was set,
+ * the format has another field, or the time has no date.
  */
 CFStringRef CFDateFormatterCreateStringWithAbsoluteTime(CFAllocatorRef allocator,
                                                         CFDateFormatterRef formatter, CFAbsoluteTime time);

@@ -3,8 +3,6 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
-#include <optional>
-#include <type_traits>
 
 #include "CoreFoundation/CFInternal.h"
 
@@ -21,114 +19,48 @@ namespace {
 
 class BooleanConstant final : public OpaqueCFBoolean {
  public:
-  static constexpr CFTypeID kType = kTypeBoolean;
-  constexpr explicit BooleanConstant(bool value)
-      : OpaqueCFBoolean(kType, Lifetime::immortal), value_(value) {}
+  constexpr BooleanConstant() : OpaqueCFBoolean(kTypeBoolean, Lifetime::immortal) {}
   ~BooleanConstant() override = default;
-  bool value() const { return value_; }
-
- private:
-  const bool value_;
 };
 
-constinit const Undying<BooleanConstant> kTrueObject(true);
-constinit const Undying<BooleanConstant> kFalseObject(false);
+constinit const Undying<BooleanConstant> kTrueObject;
+constinit const Undying<BooleanConstant> kFalseObject;
 
-/** Calls `action` with a zero of the C type that `type` names; an empty result for a type that there is none
- * of. */
+/** Calls `action` with a zero of the C type that `type` names; false for a type that there is none of. */
 template <class Action>
 auto withCType(CFNumberType type, Action action) -> decltype(action(0)) {
   switch (type) {
-    case kCFNumberSInt8Type:
-    case kCFNumberCharType:
-      return action(std::int8_t{});
-    case kCFNumberSInt16Type:
-    case kCFNumberShortType:
-      return action(std::int16_t{});
-    case kCFNumberSInt32Type:
     case kCFNumberIntType:
-      return action(std::int32_t{});
-    case kCFNumberSInt64Type:
+      return action(int{});
     case kCFNumberLongType:
-    case kCFNumberLongLongType:
-    case kCFNumberCFIndexType:
-    case kCFNumberNSIntegerType:
-      return action(std::int64_t{});
-    case kCFNumberFloat32Type:
-    case kCFNumberFloatType:
-      return action(float{});
-    case kCFNumberFloat64Type:
+      return action(long{});
     case kCFNumberDoubleType:
-    case kCFNumberCGFloatType:
       return action(double{});
   }
   return {};
 }
 
-template <class T>
-struct Converted {
-  T value;
-  bool lossless;
-};
-
-/** The cast to an integer type, for numbers to which C gives no result too. */
-template <class T>
-Converted<T> toInteger(double number) {
+/** The cast, for numbers to which C gives no result too. */
+template <class T, class Stored>
+T castNumber(Stored number) {
   using Limits = std::numeric_limits<T>;
-  // One past the largest value: unlike that value itself, a double holds it exactly.
-  const double end = -static_cast<double>(Limits::min());
-  const double whole = std::trunc(number);
-  if (std::isnan(number)) {
-    return {0, false};
-  }
-  if (whole >= end) {
-    return {Limits::max(), false};
-  }
-  if (whole < static_cast<double>(Limits::min())) {
-    return {Limits::min(), false};
-  }
-  return {static_cast<T>(whole), whole == number};
-}
-
-template <class T>
-Converted<T> convert(std::int64_t number) {
-  const T value = static_cast<T>(number);
-  if constexpr (std::is_integral_v<T>) {
-    return {value, value == number};
+  if constexpr (std::is_same_v<T, double>) {
+    return static_cast<T>(number);
+  } else if constexpr (std::is_same_v<Stored, double>) {
+    // One past the largest value: unlike that value itself, a double holds it exactly.
+    const double end = -static_cast<double>(Limits::min());
+    if (std::isnan(number)) {
+      return 0;
+    }
+    return number >= end ? Limits::max() : number <= -end ? Limits::min() : static_cast<T>(number);
   } else {
-    const auto back = toInteger<std::int64_t>(value);
-    return {value, back.lossless && back.value == number};
+    return static_cast<T>(number);
   }
-}
-
-template <class T>
-Converted<T> convert(double number) {
-  if constexpr (std::is_integral_v<T>) {
-    return toInteger<T>(number);
-  } else {
-    const T value = static_cast<T>(number);
-    return {value, static_cast<double>(value) == number || std::isnan(number)};
-  }
-}
-
-/** The number as an integer, if it is one exactly. */
-std::optional<std::int64_t> exactInteger(const Number::Value& number) {
-  const auto converted = std::visit([](auto value) { return convert<std::int64_t>(value); }, number);
-  return converted.lossless ? std::optional(converted.value) : std::nullopt;
 }
 
 }  // namespace
 
 namespace vorn::frameworks {
-
-bool Number::equals(const Object& other) const {
-  const Value& otherValue = static_cast<const Number&>(other).value_;
-  if (value_.index() == otherValue.index()) {
-    return value_ == otherValue;
-  }
-  const auto integer = exactInteger(value_);
-  return integer && integer == exactInteger(otherValue);
-}
 
 Owned<Number> makeNumber(double value) {
   return Owned<Number>(new Number(value));
@@ -142,23 +74,11 @@ Owned<Number> makeNumber(std::int32_t value) {
 constinit const CFBooleanRef kCFBooleanTrue = &kTrueObject.value;
 constinit const CFBooleanRef kCFBooleanFalse = &kFalseObject.value;
 
-CFTypeID CFBooleanGetTypeID() {
-  return kTypeBoolean;
-}
-
-Boolean CFBooleanGetValue(CFBooleanRef boolean) {
-  const auto* object = objectCast<BooleanConstant>(boolean);
-  return object != nullptr && object->value();
-}
-
 CFTypeID CFNumberGetTypeID() {
   return kTypeNumber;
 }
 
 CFNumberRef CFNumberCreate(CFAllocatorRef /*allocator*/, CFNumberType type, const void* value) {
-  if (value == nullptr) {
-    return nullptr;
-  }
   return guarded([&] {
     return withCType(type, [&](auto number) {
       std::memcpy(&number, value, sizeof number);
@@ -170,13 +90,17 @@ CFNumberRef CFNumberCreate(CFAllocatorRef /*allocator*/, CFNumberType type, cons
 
 Boolean CFNumberGetValue(CFNumberRef number, CFNumberType type, void* value) {
   const auto* object = objectCast<Number>(number);
-  if (object == nullptr || value == nullptr) {
+  if (object == nullptr) {
     return false;
   }
   return withCType(type, [&](auto zero) {
-    const auto converted =
-        std::visit([](auto stored) { return convert<decltype(zero)>(stored); }, object->value());
-    std::memcpy(value, &converted.value, sizeof converted.value);
-    return converted.lossless;
+    return std::visit(
+        [&](auto stored) {
+          using T = decltype(zero);
+          const T converted = castNumber<T>(stored);
+          std::memcpy(value, &converted, sizeof converted);
+          return castNumber<decltype(stored)>(converted) == stored;
+        },
+        object->value());
   });
 }

@@ -29,10 +29,8 @@ class Object {
     }
   }
 
-  /** Called by CFEqual for two different objects of one type. */
-  virtual bool equals(const Object& /*other*/) const { return false; }
-
-  /** Objects alive in the process, constants (kCFBooleanTrue, the kSec... texts, CFSTR literals) left out. */
+  /** Objects alive in the process, constants (kCFBooleanTrue, the kSec... texts, CFSTR literals) not counted.
+   */
   static std::size_t liveCount() { return live_.load(); }
 
  protected:

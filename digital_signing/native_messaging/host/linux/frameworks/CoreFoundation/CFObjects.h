@@ -10,9 +10,6 @@
 #include <variant>
 #include <vector>
 
-#include "CoreFoundation/CFArray.h"
-#include "CoreFoundation/CFDictionary.h"
-#include "CoreFoundation/CFError.h"
 #include "CoreFoundation/CFObject.h"
 
 /** The objects behind the mirrored types; CFInternal.h makes them. */
@@ -34,40 +31,30 @@ struct ReleaseObject {
 template <class T = Object>
 using Owned = std::unique_ptr<T, ReleaseObject>;
 
-/** A text: eight bits a character and zero-ended if it is all ASCII, UTF-16 if not. */
+/** A text in UTF-8. */
 class String final : public OpaqueCFString {
  public:
   static constexpr CFTypeID kType = kTypeString;
 
-  /** `units` are stored as they are; the reference count starts at one. */
-  explicit String(std::u16string units);
-  /** A constant over text that must be ASCII, zero-ended, and there for the life of the process. */
+  explicit String(std::string utf8, Lifetime lifetime = Lifetime::counted)
+      : OpaqueCFString(kType, lifetime),
+        storage_(std::make_unique<const std::string>(std::move(utf8))),
+        utf8_(*storage_) {}
+  /** A constant over text that must be zero-ended and there for the life of the process. */
   constexpr explicit String(std::string_view constant)
-      : OpaqueCFString(kType, Lifetime::immortal), ascii_(constant), isAscii_(true) {}
+      : OpaqueCFString(kType, Lifetime::immortal), utf8_(constant) {}
   /** A constant made at run time, never destroyed. */
-  static const String* makeImmortal(std::u16string units);
+  static const String* makeImmortal(std::string utf8) {
+    return new String(std::move(utf8), Lifetime::immortal);
+  }
   ~String() override = default;
 
-  std::size_t length() const { return isAscii_ ? ascii_.size() : units_.size(); }
-  char16_t unit(std::size_t index) const {
-    return isAscii_ ? static_cast<char16_t>(ascii_[index]) : units_[index];
-  }
-  /** The text if it is all ASCII, zero-ended; null otherwise. */
-  const char* ascii() const { return isAscii_ ? ascii_.data() : nullptr; }
-
-  bool equals(const Object& other) const override;
+  /** Zero-ended. */
+  std::string_view utf8() const { return utf8_; }
 
  private:
-  struct Storage {
-    std::string ascii;
-    std::u16string units;
-  };
-  String(std::u16string units, Lifetime lifetime);
-
-  std::unique_ptr<const Storage> storage_;
-  std::string_view ascii_;
-  std::u16string_view units_;
-  bool isAscii_;
+  std::unique_ptr<const std::string> storage_;
+  std::string_view utf8_;
 };
 
 /** A literal as a template argument. */
@@ -96,7 +83,6 @@ class Data final : public Object {
   explicit Data(std::vector<std::uint8_t> bytes) : Object(kType), bytes_(std::move(bytes)) {}
 
   const std::vector<std::uint8_t>& bytes() const { return bytes_; }
-  bool equals(const Object& other) const override { return bytes_ == static_cast<const Data&>(other).bytes_; }
 
  private:
   const std::vector<std::uint8_t> bytes_;
@@ -109,7 +95,6 @@ class Number final : public Object {
   explicit Number(Value value) : Object(kType), value_(value) {}
 
   const Value& value() const { return value_; }
-  bool equals(const Object& other) const override;
 
  private:
   const Value value_;
@@ -118,19 +103,18 @@ class Number final : public Object {
 class Array final : public Object {
  public:
   static constexpr CFTypeID kType = kTypeArray;
-  Array(const CFArrayCallBacks& callBacks, std::size_t capacity) : Object(kType), callBacks_(callBacks) {
-    elements_.reserve(capacity);
-  }
-  ~Array() override;
+  explicit Array(std::vector<Owned<>> elements) : Object(kType), elements_(std::move(elements)) {}
 
-  /** Retains and adds an element. */
-  void add(const void* element);
-  const std::vector<const void*>& elements() const { return elements_; }
-  bool equals(const Object& other) const override;
+  const std::vector<Owned<>>& elements() const { return elements_; }
 
  private:
-  std::vector<const void*> elements_;
-  const CFArrayCallBacks callBacks_;
+  const std::vector<Owned<>> elements_;
+};
+
+/** A pair of a dictionary of objects. */
+struct Entry {
+  Owned<> key;
+  Owned<> value;
 };
 
 /** Few entries, searched in their order. */
@@ -139,42 +123,35 @@ class Dictionary final : public Object {
   static constexpr CFTypeID kType = kTypeDictionary;
   using Pair = std::pair<const void*, const void*>;
 
-  Dictionary(const CFDictionaryKeyCallBacks& keyCallBacks, const CFDictionaryValueCallBacks& valueCallBacks,
-             std::size_t capacity)
-      : Object(kType), keyCallBacks_(keyCallBacks), valueCallBacks_(valueCallBacks) {
-    pairs_.reserve(capacity);
-  }
-  ~Dictionary() override;
+  /** Of pairs that are borrowed, whose keys are compared by address. */
+  Dictionary() : Object(kType) {}
+  /** Of objects that it owns, whose keys are compared as CFEqual does. */
+  explicit Dictionary(std::vector<Entry> entries);
 
-  /** Retains and adds a pair, unless the key is there already. */
-  void add(const void* key, const void* value);
-  /** The pair with this key, or null. */
-  const Pair* find(const void* key) const;
+  /** Adds a pair, unless the key is there already. */
+  void borrow(const void* key, const void* value);
+  /** The value of the key, or null. */
+  const void* find(const void* key) const;
   /** The pairs in the order in which they were added. */
   const std::vector<Pair>& pairs() const { return pairs_; }
-  bool equals(const Object& other) const override;
 
  private:
   std::vector<Pair> pairs_;
-  const CFDictionaryKeyCallBacks keyCallBacks_;
-  const CFDictionaryValueCallBacks valueCallBacks_;
+  std::vector<Entry> entries_;
 };
 
 class Error final : public Object {
  public:
   static constexpr CFTypeID kType = kTypeError;
-  /** Retains both objects; `userInfo` may be null. */
-  Error(CFErrorDomain domain, CFIndex code, CFDictionaryRef userInfo);
+  Error(CFIndex code, std::string description)
+      : Object(kType), code_(code), description_(std::move(description)) {}
 
-  CFErrorDomain domain() const { return asRef<CFErrorDomain>(domain_.get()); }
   CFIndex code() const { return code_; }
-  CFDictionaryRef userInfo() const { return asRef<CFDictionaryRef>(userInfo_.get()); }
-  bool equals(const Object& other) const override;
+  const std::string& description() const { return description_; }
 
  private:
-  const Owned<> domain_;
   const CFIndex code_;
-  const Owned<> userInfo_;
+  const std::string description_;
 };
 
 }  // namespace vorn::frameworks

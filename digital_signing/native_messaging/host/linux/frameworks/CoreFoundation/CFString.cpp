@@ -6,104 +6,20 @@
 #include <mutex>
 
 #include "CoreFoundation/CFInternal.h"
-#include "CoreFoundation/CFStringCodec.h"
+#include "shared/text/LetterCase.h"
+#include "shared/text/Utf8.h"
 
 using namespace vorn::frameworks;
 
-namespace {
-
-std::span<const std::uint8_t> asBytes(std::string_view text) {
-  return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
-}
-
-bool containsAscii(CFStringEncoding encoding) {
-  return encoding == kCFStringEncodingUTF8 || encoding == kCFStringEncodingASCII ||
-         encoding == kCFStringEncodingISOLatin1;
-}
-
-char16_t foldCase(char16_t unit) {
-  return unit >= u'A' && unit <= u'Z' ? static_cast<char16_t>(unit - u'A' + u'a') : unit;
-}
-
-CFComparisonResult order(std::size_t first, std::size_t second) {
-  if (first == second) {
-    return kCFCompareEqualTo;
-  }
-  return first < second ? kCFCompareLessThan : kCFCompareGreaterThan;
-}
-
-CFComparisonResult compare(const String& first, const String& second, bool ignoreCase) {
-  const std::size_t common = std::min(first.length(), second.length());
-  for (std::size_t i = 0; i < common; ++i) {
-    const char16_t one = ignoreCase ? foldCase(first.unit(i)) : first.unit(i);
-    const char16_t other = ignoreCase ? foldCase(second.unit(i)) : second.unit(i);
-    if (one != other) {
-      return order(one, other);
-    }
-  }
-  return order(first.length(), second.length());
-}
-
-}  // namespace
-
 namespace vorn::frameworks {
 
-String::String(std::u16string units) : String(std::move(units), Lifetime::counted) {}
-
-String::String(std::u16string units, Lifetime lifetime)
-    : OpaqueCFString(kType, lifetime),
-      isAscii_(std::all_of(units.begin(), units.end(), [](char16_t unit) { return unit < 0x80; })) {
-  std::string ascii;
-  if (isAscii_) {
-    ascii.reserve(units.size());
-    std::transform(units.begin(), units.end(), std::back_inserter(ascii),
-                   [](char16_t unit) { return static_cast<char>(unit); });
-    units.clear();
-  }
-  storage_ = std::make_unique<const Storage>(Storage{std::move(ascii), std::move(units)});
-  ascii_ = storage_->ascii;
-  units_ = storage_->units;
-}
-
-const String* String::makeImmortal(std::u16string units) {
-  return new String(std::move(units), Lifetime::immortal);
-}
-
-bool String::equals(const Object& other) const {
-  return compare(*this, static_cast<const String&>(other), false) == kCFCompareEqualTo;
-}
-
 Owned<String> makeString(std::string_view utf8) {
-  auto units = decodeText(asBytes(utf8), kCFStringEncodingUTF8, false);
-  return units ? makeStringUtf16(std::move(*units)) : nullptr;
+  return Owned<String>(isValidUtf8(utf8) ? new String(std::string(utf8)) : nullptr);
 }
 
-Owned<String> makeStringLatin1(std::string_view bytes) {
-  return makeStringUtf16(*decodeText(asBytes(bytes), kCFStringEncodingISOLatin1, false));
-}
-
-Owned<String> makeStringUtf16(std::u16string units) {
-  return Owned<String>(new String(std::move(units)));
-}
-
-std::string utf8Of(CFStringRef string) {
+std::string_view utf8Of(CFTypeRef string) {
   const auto* object = objectCast<String>(string);
-  if (object == nullptr) {
-    return {};
-  }
-  auto encoded = encodeText(*object, kCFStringEncodingUTF8, std::numeric_limits<std::size_t>::max());
-  return encoded.isComplete ? std::move(encoded.bytes) : std::string();
-}
-
-std::u16string utf16Of(CFStringRef string) {
-  std::u16string units;
-  if (const auto* object = objectCast<String>(string)) {
-    units.reserve(object->length());
-    for (std::size_t i = 0; i < object->length(); ++i) {
-      units.push_back(object->unit(i));
-    }
-  }
-  return units;
+  return object == nullptr ? std::string_view() : object->utf8();
 }
 
 }  // namespace vorn::frameworks
@@ -113,17 +29,11 @@ CFStringRef __CFStringMakeConstantString(const char* literal) {  // NOLINT(bugpr
   static auto& constants = *new std::map<std::string, const String*, std::less<>>;
   return guarded([&]() -> CFStringRef {
     const std::lock_guard lock(mutex);
-    const auto known = constants.find(std::string_view(literal));
-    if (known != constants.end()) {
-      return known->second;
+    const String*& constant = constants[literal];
+    if (constant == nullptr) {
+      constant = String::makeImmortal(literal);
     }
-    auto units = decodeText(asBytes(literal), kCFStringEncodingUTF8, false);
-    if (!units) {
-      return nullptr;
-    }
-    auto& place = constants[literal];
-    place = String::makeImmortal(std::move(*units));
-    return place;
+    return constant;
   });
 }
 
@@ -131,67 +41,59 @@ CFTypeID CFStringGetTypeID() {
   return kTypeString;
 }
 
-CFStringRef CFStringCreateWithCString(CFAllocatorRef allocator, const char* text, CFStringEncoding encoding) {
-  if (text == nullptr || !containsAscii(encoding)) {
-    return nullptr;
-  }
-  const auto bytes = asBytes(text);
-  return CFStringCreateWithBytes(allocator, bytes.data(), static_cast<CFIndex>(bytes.size()), encoding,
-                                 false);
-}
-
 CFStringRef CFStringCreateWithBytes(CFAllocatorRef /*allocator*/, const UInt8* bytes, CFIndex count,
                                     CFStringEncoding encoding, Boolean isExternalRepresentation) {
-  if (count < 0 || (bytes == nullptr && count > 0)) {
+  if (count < 0 || encoding != kCFStringEncodingUTF8 || isExternalRepresentation) {
     return nullptr;
   }
-  return guarded([&]() -> CFStringRef {
-    auto units =
-        decodeText({bytes, static_cast<std::size_t>(count)}, encoding, isExternalRepresentation != 0);
-    return units ? handOver<CFStringRef>(makeStringUtf16(std::move(*units))) : nullptr;
-  });
+  const std::string_view text(reinterpret_cast<const char*>(bytes), static_cast<std::size_t>(count));
+  return guarded([&] { return handOver<CFStringRef>(makeString(text)); });
 }
 
 CFIndex CFStringGetLength(CFStringRef string) {
-  const auto* object = objectCast<String>(string);
-  return object == nullptr ? 0 : static_cast<CFIndex>(object->length());
+  return static_cast<CFIndex>(vorn::utf16Length(utf8Of(string)));
 }
 
 Boolean CFStringGetCString(CFStringRef string, char* buffer, CFIndex bufferSize, CFStringEncoding encoding) {
-  if (buffer == nullptr || bufferSize <= 0) {
+  if (objectCast<String>(string) == nullptr || bufferSize <= 0 || encoding != kCFStringEncodingUTF8) {
     return false;
   }
-  buffer[0] = '\0';
-  const auto* object = objectCast<String>(string);
-  if (object == nullptr) {
-    return false;
-  }
-  return guarded([&] {
-    const auto encoded = encodeText(*object, encoding, static_cast<std::size_t>(bufferSize) - 1);
-    std::memcpy(buffer, encoded.bytes.c_str(), encoded.bytes.size() + 1);
-    return encoded.isComplete;
-  });
+  const std::string_view text = utf8Of(string);
+  const std::string_view written = vorn::cutUtf8(text, static_cast<std::size_t>(bufferSize) - 1);
+  buffer[written.copy(buffer, written.size())] = '\0';
+  return written.size() == text.size();
 }
 
 const char* CFStringGetCStringPtr(CFStringRef string, CFStringEncoding encoding) {
   const auto* object = objectCast<String>(string);
-  return object != nullptr && containsAscii(encoding) ? object->ascii() : nullptr;
+  const auto isAscii = [](char c) { return static_cast<unsigned char>(c) < 0x80; };
+  return object != nullptr && encoding == kCFStringEncodingUTF8 &&
+                 std::all_of(object->utf8().begin(), object->utf8().end(), isAscii)
+             ? object->utf8().data()
+             : nullptr;
 }
 
 CFIndex CFStringGetMaximumSizeForEncoding(CFIndex length, CFStringEncoding encoding) {
-  // A UTF-16 unit is at most three bytes of UTF-8: the four-byte characters are two units.
-  const CFIndex unitSize = encoding == kCFStringEncodingUTF8 ? 3 : encoding == kCFStringEncodingUTF16 ? 2 : 1;
-  if (unitSize == 1 && !containsAscii(encoding)) {
-    return 0;
-  }
-  return length > std::numeric_limits<CFIndex>::max() / unitSize ? CFIndex{kCFNotFound} : length * unitSize;
+  // The four-byte characters are two units.
+  constexpr CFIndex kLongestUnit = 3;
+  return encoding != kCFStringEncodingUTF8 || length > std::numeric_limits<CFIndex>::max() / kLongestUnit
+             ? CFIndex{kCFNotFound}
+             : length * kLongestUnit;
 }
 
 CFComparisonResult CFStringCompare(CFStringRef first, CFStringRef second, CFStringCompareFlags flags) {
-  const auto* one = objectCast<String>(first);
-  const auto* other = objectCast<String>(second);
-  if (one == nullptr || other == nullptr) {
-    return order(one != nullptr, other != nullptr);
+  const std::string_view one = utf8Of(first);
+  const std::string_view other = utf8Of(second);
+  const auto byteAt = [flags](std::string_view text, std::size_t index) {
+    const bool ignoreCase = (flags & kCFCompareCaseInsensitive) != 0;
+    return static_cast<unsigned char>(ignoreCase ? vorn::asciiLowerCase(text[index]) : text[index]);
+  };
+  for (std::size_t i = 0; i < one.size() && i < other.size(); ++i) {
+    if (byteAt(one, i) != byteAt(other, i)) {
+      return byteAt(one, i) < byteAt(other, i) ? kCFCompareLessThan : kCFCompareGreaterThan;
+    }
   }
-  return compare(*one, *other, (flags & kCFCompareCaseInsensitive) != 0);
+  return one.size() == other.size()  ? kCFCompareEqualTo
+         : one.size() < other.size() ? kCFCompareLessThan
+                                     : kCFCompareGreaterThan;
 }

@@ -7,7 +7,7 @@
 namespace vorn::frameworks {
 namespace {
 
-/** The string types whose values an unknown extension shows. BMPString is not among them. */
+/** The string types that an unknown extension is shown by. BMPString is not among them. */
 bool isShownString(std::uint8_t tag) {
   switch (tag) {
     case der::kUtf8String:
@@ -26,142 +26,122 @@ bool isShownString(std::uint8_t tag) {
   }
 }
 
-Owned<> section(std::string_view label, Owned<Array> content) {
-  return property(kSecPropertyTypeSection, label, std::move(content));
+Owned<> property(Entry detail, Owned<> value) {
+  std::vector<Entry> entries;
+  entries.push_back(std::move(detail));
+  entries.push_back({retained(kSecPropertyKeyValue), std::move(value)});
+  return makeDictionary(std::move(entries));
 }
 
-Owned<> attributeProperty(const x509::Attribute& attribute) {
-  return stringProperty(der::objectIdentifierText(attribute.type), der::displayText(attribute.value));
+Owned<> property(CFStringRef type, Owned<> value) {
+  return property({retained(kSecPropertyKeyType), retained(type)}, std::move(value));
 }
 
-/** A multi-valued name has no label of its own. */
-Owned<> rdnProperty(const x509::Rdn& rdn) {
-  if (rdn.size() == 1) {
-    return attributeProperty(rdn.front());
-  }
-  std::vector<Owned<>> attributes;
-  for (const x509::Attribute& attribute : rdn) {
-    attributes.push_back(attributeProperty(attribute));
-  }
-  return makeDictionaryOf(Entry(kSecPropertyKeyType, retained(kSecPropertyTypeSection)),
-                          Entry(kSecPropertyKeyValue, makeArray(attributes)));
+Owned<> section(Owned<> content) {
+  return property(constantString<"section">(), std::move(content));
 }
 
-const x509::Extension* findExtension(const x509::Certificate& certificate, std::string_view key) {
-  for (const x509::Extension& extension : certificate.extensions) {
-    if (der::objectIdentifierText(extension.oid) == key) {
-      return &extension;
+Owned<> number(Owned<> value) {
+  return property(constantString<"number">(), std::move(value));
+}
+
+Owned<> dataProperty(der::Bytes bytes) {
+  return property(kSecPropertyTypeData, makeData(bytes));
+}
+
+/**
+ * One property for each attribute, labelled with its object identifier, in encoded order. Several attributes
+ * in one name have no label between them and are left out; a malformed Name has none that could be read.
+ */
+Owned<Array> nameProperties(der::Bytes content) {
+  std::vector<Owned<>> properties;
+  for (const x509::Rdn& rdn : x509::readName(content).value_or(x509::Name())) {
+    if (rdn.size() == 1) {
+      properties.push_back(
+          property({retained(kSecPropertyKeyLabel), makeString(der::objectIdentifierText(rdn[0].type))},
+                   makeString(der::displayText(rdn[0].value))));
     }
   }
-  return nullptr;
+  return makeArray(std::move(properties));
 }
 
-Owned<> extensionProperty(const x509::Extension& extension, std::string_view key) {
-  const bool known = key == utf8Of(kSecOIDAuthorityKeyIdentifier);
-  return section(key,
-                 known ? authorityKeyIdentifierProperties(extension) : otherExtensionProperties(extension));
+/** Whether all of it can be read; its key identifier goes to `properties`. */
+bool readAuthorityKeyIdentifier(der::Bytes extension, std::vector<Owned<>>& properties) {
+  const auto sequence = der::Reader(extension).read(der::kSequence);
+  der::Reader reader(sequence ? sequence->content : der::Bytes());
+  const auto keyIdentifier = reader.read(der::contextTag(0, false));
+  const auto issuer = reader.read(der::contextTag(1, true));
+  const auto serial = reader.read(der::contextTag(2, false));
+  if (!sequence || !reader.atEnd()) {
+    return false;
+  }
+  if (keyIdentifier && !keyIdentifier->content.empty()) {
+    properties.push_back(dataProperty(keyIdentifier->content));
+  }
+  return issuer.has_value() == serial.has_value();
 }
-
-using BuildProperty = Owned<> (*)(const x509::Certificate& certificate);
-
-struct FixedProperty {
-  CFStringRef key;
-  BuildProperty build;
-};
 
 /** What every certificate has, and what therefore comes before an extension with the same identifier. */
-const FixedProperty kFixedProperties[] = {
+const struct {
+  CFStringRef key;
+  Owned<> (*build)(const x509::Certificate&);
+} kFixedProperties[] = {
     {kSecOIDKeyUsage,
      [](const x509::Certificate& certificate) {
-       const auto usage = static_cast<std::int32_t>(certificate.keyUsage);
-       return property(kSecPropertyTypeNumber, "Key Usage", makeNumber(usage));
+       return number(makeNumber(static_cast<std::int32_t>(certificate.keyUsage)));
      }},
     {kSecOIDX509V1IssuerName,
-     [](const x509::Certificate& certificate) {
-       return section("Issuer Name", nameProperties(certificate.issuer));
-     }},
+     [](const x509::Certificate& certificate) { return section(nameProperties(certificate.issuer)); }},
     {kSecOIDX509V1SerialNumber,
      [](const x509::Certificate& certificate) {
-       return stringProperty("Serial Number", der::integerText(certificate.serial));
+       return property(constantString<"string">(), makeString(der::integerText(certificate.serial)));
      }},
     {kSecOIDX509V1ValidityNotBefore,
-     [](const x509::Certificate& certificate) {
-       return property(kSecPropertyTypeNumber, "Not Valid Before", makeNumber(certificate.notBefore));
-     }},
+     [](const x509::Certificate& certificate) { return number(makeNumber(certificate.notBefore)); }},
     {kSecOIDX509V1ValidityNotAfter,
-     [](const x509::Certificate& certificate) {
-       return property(kSecPropertyTypeNumber, "Not Valid After", makeNumber(certificate.notAfter));
-     }},
+     [](const x509::Certificate& certificate) { return number(makeNumber(certificate.notAfter)); }},
 };
 
 }  // namespace
 
-Owned<> property(CFStringRef type, std::string_view label, Owned<> value) {
-  return makeDictionaryOf(
-      Entry(kSecPropertyKeyType, retained(type)), Entry(kSecPropertyKeyLabel, makeString(label)),
-      Entry(kSecPropertyKeyLocalizedLabel, makeString(label)), Entry(kSecPropertyKeyValue, std::move(value)));
+Owned<Array> authorityKeyIdentifierProperties(der::Bytes extension) {
+  std::vector<Owned<>> properties;
+  if (!readAuthorityKeyIdentifier(extension, properties)) {
+    properties.push_back(dataProperty(extension));
+  }
+  return makeArray(std::move(properties));
 }
 
-Owned<> stringProperty(std::string_view label, std::string_view text) {
-  return property(kSecPropertyTypeString, label, makeString(text));
-}
-
-Owned<> dataProperty(std::string_view label, der::Bytes bytes) {
-  return property(kSecPropertyTypeData, label, makeData(bytes));
-}
-
-Owned<Array> nameProperties(der::Bytes content) {
-  const auto name = x509::readName(content);
-  if (!name) {
-    return makeArray(elements(dataProperty("Invalid X.501 Name", content)));
+Owned<Array> otherExtensionProperties(der::Bytes extension) {
+  const auto sequence = der::Reader(extension).read(der::kSequence);
+  bool isComplete = sequence.has_value();
+  bool hasStrings = false;
+  for (der::Reader reader(sequence ? sequence->content : der::Bytes()); isComplete && !reader.atEnd();) {
+    const auto element = reader.read();
+    isComplete = element.has_value();
+    hasStrings = hasStrings || (element && isShownString(element->tag));
   }
   std::vector<Owned<>> properties;
-  for (const x509::Rdn& rdn : *name) {
-    properties.push_back(rdnProperty(rdn));
+  if (!isComplete || !hasStrings) {
+    properties.push_back(dataProperty(extension));
   }
-  return makeArray(properties);
-}
-
-Owned<Array> otherExtensionProperties(const x509::Extension& extension) {
-  auto properties = elements(stringProperty("Critical", extension.critical ? "Yes" : "No"));
-  const auto sequence = der::Reader(extension.value).read(der::kSequence);
-  bool complete = sequence.has_value();
-  for (der::Reader reader(sequence ? sequence->content : der::Bytes()); !reader.atEnd();) {
-    const auto element = reader.read();
-    if (!element) {
-      complete = false;
-      break;
-    }
-    if (isShownString(element->tag)) {
-      properties.push_back(stringProperty("Data", der::displayText(*element)));
-    }
-  }
-  const bool hasStrings = properties.size() > 1;
-  if (!complete || !hasStrings) {
-    properties.push_back(dataProperty("Unparsed Data", extension.value));
-  }
-  return makeArray(properties);
+  return makeArray(std::move(properties));
 }
 
 Owned<> certificateProperty(const x509::Certificate& certificate, std::string_view key) {
-  for (const FixedProperty& fixed : kFixedProperties) {
+  for (const auto& fixed : kFixedProperties) {
     if (utf8Of(fixed.key) == key) {
       return fixed.build(certificate);
     }
   }
-  const x509::Extension* extension = findExtension(certificate, key);
-  return extension != nullptr ? extensionProperty(*extension, key) : nullptr;
-}
-
-std::vector<std::string> certificatePropertyKeys(const x509::Certificate& certificate) {
-  std::vector<std::string> keys;
-  for (const FixedProperty& fixed : kFixedProperties) {
-    keys.push_back(utf8Of(fixed.key));
-  }
   for (const x509::Extension& extension : certificate.extensions) {
-    keys.push_back(der::objectIdentifierText(extension.oid));
+    if (der::objectIdentifierText(extension.oid) == key) {
+      return section(key == utf8Of(kSecOIDAuthorityKeyIdentifier)
+                         ? authorityKeyIdentifierProperties(extension.value)
+                         : otherExtensionProperties(extension.value));
+    }
   }
-  return keys;
+  return nullptr;
 }
 
 }  // namespace vorn::frameworks

@@ -2,33 +2,16 @@
 
 #include <algorithm>
 
+#include "shared/text/Utf8.h"
+
 namespace vorn::frameworks::der {
 namespace {
 
 constexpr std::size_t kMaxObjectIdentifierOctets = 32;
 constexpr std::size_t kMaxDecimalOctets = 8;
 
-constexpr bool isSurrogate(std::uint32_t unit) {
-  return unit >= 0xd800 && unit < 0xe000;
-}
-
-void appendUtf8(std::string& text, std::uint32_t character) {
-  const auto put = [&text](std::uint32_t octet) { text += static_cast<char>(octet); };
-  if (character < 0x80) {
-    put(character);
-  } else if (character < 0x800) {
-    put(0xc0 | character >> 6);
-    put(0x80 | (character & 0x3f));
-  } else if (character < 0x10000) {
-    put(0xe0 | character >> 12);
-    put(0x80 | (character >> 6 & 0x3f));
-    put(0x80 | (character & 0x3f));
-  } else {
-    put(0xf0 | character >> 18);
-    put(0x80 | (character >> 12 & 0x3f));
-    put(0x80 | (character >> 6 & 0x3f));
-    put(0x80 | (character & 0x3f));
-  }
+std::string_view viewOf(Bytes bytes) {
+  return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
 }
 
 /** Big-endian unless a byte order mark says otherwise. */
@@ -36,30 +19,15 @@ std::optional<std::string> utf16Text(Bytes bytes) {
   if (bytes.size() % 2 != 0) {
     return std::nullopt;
   }
-  std::size_t high = 0;
-  std::size_t position = 0;
-  if (bytes.size() >= 2 && bytes[0] + bytes[1] == 0xfe + 0xff && (bytes[0] == 0xfe || bytes[0] == 0xff)) {
-    high = bytes[0] == 0xff ? 1 : 0;
-    position = 2;
-  }
-  const auto unitAt = [&](std::size_t index) {
-    return static_cast<std::uint32_t>(bytes[index + high] << 8 | bytes[index + 1 - high]);
+  const auto startsWith = [bytes](std::uint8_t first, std::uint8_t second) {
+    return bytes.size() >= 2 && bytes[0] == first && bytes[1] == second;
   };
-  std::string text;
-  for (; position < bytes.size(); position += 2) {
-    std::uint32_t character = unitAt(position);
-    if (isSurrogate(character)) {
-      const bool paired =
-          character < 0xdc00 && position + 2 < bytes.size() && (unitAt(position + 2) & 0xfc00) == 0xdc00;
-      if (!paired) {
-        return std::nullopt;
-      }
-      position += 2;
-      character = 0x10000 + ((character & 0x3ff) << 10) + (unitAt(position) & 0x3ff);
-    }
-    appendUtf8(text, character);
+  const std::size_t high = startsWith(0xff, 0xfe) ? 1 : 0;
+  std::u16string units;
+  for (std::size_t i = high == 1 || startsWith(0xfe, 0xff) ? 2 : 0; i < bytes.size(); i += 2) {
+    units.push_back(static_cast<char16_t>(bytes[i + high] << 8 | bytes[i + 1 - high]));
   }
-  return text;
+  return utf8FromUtf16(units);
 }
 
 std::string sizedHexText(const char* what, std::size_t size, const char* unit, Bytes bytes) {
@@ -120,34 +88,7 @@ std::string hexText(Bytes bytes) {
 }
 
 std::string latin1Text(Bytes bytes) {
-  std::string text;
-  for (std::uint8_t octet : bytes) {
-    appendUtf8(text, octet);
-  }
-  return text;
-}
-
-bool isUtf8(Bytes bytes) {
-  for (std::size_t position = 0; position < bytes.size();) {
-    const std::uint8_t lead = bytes[position];
-    const std::size_t length = lead < 0x80 ? 1 : lead < 0xc0 ? 0 : lead < 0xe0 ? 2 : lead < 0xf0 ? 3 : 4;
-    if (length == 0 || lead > 0xf4 || bytes.size() - position < length) {
-      return false;
-    }
-    std::uint32_t character = length == 1 ? lead : lead & (0xffu >> (length + 1));
-    for (std::uint8_t octet : bytes.subspan(position + 1, length - 1)) {
-      if ((octet & 0xc0) != 0x80) {
-        return false;
-      }
-      character = character << 6 | (octet & 0x3f);
-    }
-    static constexpr std::uint32_t kSmallestOfLength[] = {0, 0, 0x80, 0x800, 0x10000};
-    if (character < kSmallestOfLength[length] || isSurrogate(character) || character > 0x10ffff) {
-      return false;
-    }
-    position += length;
-  }
-  return true;
+  return utf8FromLatin1(viewOf(bytes));
 }
 
 std::optional<std::string> decodedText(const Element& value) {
@@ -163,7 +104,7 @@ std::optional<std::string> decodedText(const Element& value) {
     case kUtf8String:
     case kGeneralString:
     case kUniversalString:
-      return isUtf8(text) ? std::optional(std::string(text.begin(), text.end())) : std::nullopt;
+      return isValidUtf8(viewOf(text)) ? std::optional(std::string(viewOf(text))) : std::nullopt;
     case kBmpString:
       return utf16Text(content);
     case kInteger:

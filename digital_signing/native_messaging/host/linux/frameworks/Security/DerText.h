@@ -22,9 +22,6 @@ std::string hexText(Bytes bytes);
 /** Octets as ISO 8859-1 characters. */
 std::string latin1Text(Bytes bytes);
 
-/** Whether the octets are a UTF-8 text, without overlong forms and surrogates. */
-bool isUtf8(Bytes bytes);
-
 /** The text of a value of a distinguished name; none when it is of a string type and its octets are no such
  * string. */
 std::optional<std::string> decodedText(const Element& value);

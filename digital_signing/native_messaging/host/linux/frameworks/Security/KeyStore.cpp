@@ -5,10 +5,14 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
+#include <fstream>
+#include <system_error>
 
 #include "Security/SecBase.h"
 #include "linux/frameworks/Security/KeyStoreLock.h"
+#include "linux/frameworks/Security/LastFailure.h"
 
 namespace vorn::frameworks {
 namespace {
@@ -95,15 +99,30 @@ void appendHiddenKeys(PK11SlotInfo* slot, TokenKeys& keys) {
 fs::path keyDatabaseFolder() {
   const fs::path home = homeFolder();
   for (const fs::path& folder : {home / ".pki" / "nssdb", dataFolder(home) / "pki" / "nssdb"}) {
-    std::error_code ignored;
-    if (fs::exists(folder / "cert9.db", ignored)) {
+    // What may not be looked into is there: to take it for absent would be to say that nobody has a
+    // certificate.
+    std::error_code failure;
+    if (fs::exists(folder / "cert9.db", failure) || failure) {
       return folder;
     }
   }
   return {};
 }
 
-OSStatus openKeyStore() {
+namespace {
+
+/** The first of the database's files that may not be read, and why; empty when all may. */
+std::string unreadableFile(const fs::path& folder) {
+  for (const char* name : {"cert9.db", "key4.db"}) {
+    const fs::path file = folder / name;
+    if (!std::ifstream(file)) {
+      return file.string() + ": " + std::generic_category().message(errno);
+    }
+  }
+  return {};
+}
+
+OSStatus openDatabase() {
   static NSSInitContext* context = nullptr;
   if (context != nullptr) {
     return errSecSuccess;
@@ -117,10 +136,24 @@ OSStatus openKeyStore() {
   context = NSS_InitContext(("sql:" + folder.string()).c_str(), "", "", "", &parameters,
                             NSS_INIT_READONLY | NSS_INIT_NOROOTINIT | NSS_INIT_OPTIMIZESPACE);
   if (context == nullptr) {
-    return lastNssError().status;
+    const NssError error = lastNssError();
+    const std::string unreadable = unreadableFile(folder);
+    return failWith(error.status, "The key database " + (unreadable.empty() ? folder.string() : unreadable) +
+                                      " cannot be opened (" + error.name + ")");
   }
   watchKeyStore(folder);
   return errSecSuccess;
+}
+
+}  // namespace
+
+OSStatus openKeyStore() {
+  if (const OSStatus status = openDatabase(); status != errSecSuccess) {
+    return status;
+  }
+  return waitForKeyStore()
+             ? errSecSuccess
+             : failWith(errSecNotAvailable, "Another process holds the key database for itself");
 }
 
 std::vector<TokenCertificate> listCertificates() {

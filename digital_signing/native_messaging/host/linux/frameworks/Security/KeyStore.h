@@ -10,7 +10,8 @@ namespace vorn::frameworks {
  * Opens the database, read-only, unless it is open. It stays open for the life of the process: keys that were
  * found in it may be used until the end.
  *
- * @return errSecItemNotFound when there is none.
+ * @return errSecItemNotFound when there is none; errSecNotAvailable, with a text for
+ * SecCopyErrorMessageString, when it cannot be read or another process holds it for itself.
  */
 OSStatus openKeyStore();
 

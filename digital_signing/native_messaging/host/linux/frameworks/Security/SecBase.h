@@ -23,7 +23,13 @@ enum {
   errSecInteractionNotAllowed = -25308,
   errSecInternal = -26276,
   errSecInternalError = -67671,
-  errSecInvalidCertificateRef = -67690,
-  errSecInvalidCertificateGroup = -67691,
 };
+
+/**
+ * A text for people about the failure that a function of this thread returned as `status` last, with NSS's
+ * own name of the error where NSS failed; the caller releases it. Null when there is nothing to tell.
+ *
+ * @param reserved null.
+ */
+CFStringRef SecCopyErrorMessageString(OSStatus status, void* reserved);
 }

@@ -13,21 +13,15 @@ Owned<Certificate> Certificate::make(std::vector<std::uint8_t> der) {
 
 namespace {
 
-/** Null when the keys are not all texts. */
 Owned<Dictionary> values(const x509::Certificate& certificate, CFArrayRef keys) {
   std::vector<Entry> entries;
-  const CFIndex count = CFArrayGetCount(keys);
-  for (CFIndex index = 0; index < count; ++index) {
-    const auto* key = objectCast<String>(CFArrayGetValueAtIndex(keys, index));
-    if (key == nullptr) {
-      return nullptr;
-    }
-    const auto name = asRef<CFStringRef>(key);
-    if (auto value = certificateProperty(certificate, utf8Of(name))) {
-      entries.emplace_back(name, std::move(value));
+  for (CFIndex index = 0; index < CFArrayGetCount(keys); ++index) {
+    const void* key = CFArrayGetValueAtIndex(keys, index);
+    if (auto value = certificateProperty(certificate, utf8Of(key))) {
+      entries.push_back({retained(key), std::move(value)});
     }
   }
-  return makeDictionary(entries);
+  return makeDictionary(std::move(entries));
 }
 
 Owned<Array> texts(const std::vector<std::string>& strings) {
@@ -36,17 +30,13 @@ Owned<Array> texts(const std::vector<std::string>& strings) {
   for (const std::string& string : strings) {
     objects.push_back(makeString(string));
   }
-  return makeArray(objects);
+  return makeArray(std::move(objects));
 }
 
 }  // namespace
 }  // namespace vorn::frameworks
 
 using namespace vorn::frameworks;
-
-CFTypeID SecCertificateGetTypeID() {
-  return kTypeCertificate;
-}
 
 SecCertificateRef SecCertificateCreateWithData(CFAllocatorRef, CFDataRef data) {
   return guarded([&]() -> SecCertificateRef {
@@ -67,7 +57,7 @@ CFDataRef SecCertificateCopyData(SecCertificateRef certificate) {
 
 OSStatus SecCertificateCopyCommonName(SecCertificateRef certificate, CFStringRef* commonName) {
   const auto* object = objectCast<Certificate>(certificate);
-  if (object == nullptr || commonName == nullptr) {
+  if (object == nullptr) {
     return errSecParam;
   }
   *commonName = guarded([&]() -> CFStringRef {
@@ -79,7 +69,7 @@ OSStatus SecCertificateCopyCommonName(SecCertificateRef certificate, CFStringRef
 
 OSStatus SecCertificateCopyEmailAddresses(SecCertificateRef certificate, CFArrayRef* emailAddresses) {
   const auto* object = objectCast<Certificate>(certificate);
-  if (object == nullptr || emailAddresses == nullptr) {
+  if (object == nullptr) {
     return errSecParam;
   }
   *emailAddresses =
@@ -87,21 +77,11 @@ OSStatus SecCertificateCopyEmailAddresses(SecCertificateRef certificate, CFArray
   return *emailAddresses != nullptr ? errSecSuccess : errSecAllocate;
 }
 
-CFDictionaryRef SecCertificateCopyValues(SecCertificateRef certificate, CFArrayRef keys, CFErrorRef* error) {
+CFDictionaryRef SecCertificateCopyValues(SecCertificateRef certificate, CFArrayRef keys,
+                                         CFErrorRef* /*error*/) {
   return guarded([&]() -> CFDictionaryRef {
     const auto* object = objectCast<Certificate>(certificate);
-    if (object == nullptr) {
-      if (error != nullptr) {
-        *error = CFErrorCreate(nullptr, kCFErrorDomainOSStatus, errSecInvalidCertificateRef, nullptr);
-      }
-      return nullptr;
-    }
-    if (keys != nullptr && objectCast<Array>(keys) == nullptr) {
-      return nullptr;
-    }
-    const auto all = keys == nullptr ? texts(certificatePropertyKeys(object->fields())) : nullptr;
-    return handOver<CFDictionaryRef>(
-        values(object->fields(), all != nullptr ? asRef<CFArrayRef>(all.get()) : keys));
+    return object != nullptr ? handOver<CFDictionaryRef>(values(object->fields(), keys)) : nullptr;
   });
 }
 
@@ -109,9 +89,6 @@ OSStatus SecCertificateCopyPublicKey(SecCertificateRef certificate, SecKeyRef* k
   const auto* object = objectCast<Certificate>(certificate);
   if (object == nullptr) {
     return errSecInvalidItemRef;
-  }
-  if (key == nullptr) {
-    return kInvalidPointer;
   }
   *key = guarded([&] { return asRef<SecKeyRef>(new PublicKey(object->fields())); });
   return *key != nullptr ? errSecSuccess : errSecAllocate;

@@ -8,20 +8,13 @@
 
 extern "C" {
 
-/** Entries of a property: a dictionary that describes one item of a certificate. */
+/** Entries of a property: a dictionary that describes one item of a certificate. Not every one has each. */
 extern const CFStringRef kSecPropertyKeyType;
 extern const CFStringRef kSecPropertyKeyLabel;
-extern const CFStringRef kSecPropertyKeyLocalizedLabel;
 extern const CFStringRef kSecPropertyKeyValue;
 
-/** What kSecPropertyKeyType holds. */
-extern const CFStringRef kSecPropertyTypeSection;
+/** What kSecPropertyKeyType holds for a property that is CFData. */
 extern const CFStringRef kSecPropertyTypeData;
-extern const CFStringRef kSecPropertyTypeString;
-extern const CFStringRef kSecPropertyTypeURL;
-extern const CFStringRef kSecPropertyTypeNumber;
-
-CFTypeID SecCertificateGetTypeID(void);
 
 /** The certificate that the DER bytes are; the caller releases it. Null when they are none. */
 SecCertificateRef SecCertificateCreateWithData(CFAllocatorRef allocator, CFDataRef data);
@@ -33,7 +26,7 @@ CFDataRef SecCertificateCopyData(SecCertificateRef certificate);
  * The last common name of the subject.
  *
  * @param commonName set to the name; the caller releases it. Null when there is none.
- * @return errSecParam when an argument is null or not a certificate; errSecInternal when there is no name.
+ * @return errSecParam when `certificate` is none; errSecInternal when there is no name.
  */
 OSStatus SecCertificateCopyCommonName(SecCertificateRef certificate, CFStringRef* commonName);
 
@@ -42,7 +35,7 @@ OSStatus SecCertificateCopyCommonName(SecCertificateRef certificate, CFStringRef
  * order, duplicates kept.
  *
  * @param emailAddresses set to an array of CFString, empty when there is none; the caller releases it.
- * @return errSecParam when an argument is null or not a certificate.
+ * @return errSecParam when `certificate` is none.
  */
 OSStatus SecCertificateCopyEmailAddresses(SecCertificateRef certificate, CFArrayRef* emailAddresses);
 
@@ -50,10 +43,9 @@ OSStatus SecCertificateCopyEmailAddresses(SecCertificateRef certificate, CFArray
  * The properties that `keys` names: object identifiers in dotted form, those of SecCertificateOIDs.h and any
  * extension's.
  *
- * @param keys an array of CFString; null for all.
- * @param error may be null; written on failure only.
+ * @param error must be null: there is no failure to tell of but the one below.
  * @return a dictionary from key to property; keys that the certificate does not have are missing. The caller
- *         releases it. Null when `certificate` is none or `keys` holds anything but strings.
+ *         releases it. Null when `certificate` is none.
  */
 CFDictionaryRef SecCertificateCopyValues(SecCertificateRef certificate, CFArrayRef keys, CFErrorRef* error);
 

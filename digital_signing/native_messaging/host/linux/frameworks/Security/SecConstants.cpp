@@ -19,13 +19,8 @@ const CFStringRef kSecReturnRef = constantString<"r_Ref">();
 
 const CFStringRef kSecPropertyKeyType = constantString<"type">();
 const CFStringRef kSecPropertyKeyLabel = constantString<"label">();
-const CFStringRef kSecPropertyKeyLocalizedLabel = constantString<"localized label">();
 const CFStringRef kSecPropertyKeyValue = constantString<"value">();
-const CFStringRef kSecPropertyTypeSection = constantString<"section">();
 const CFStringRef kSecPropertyTypeData = constantString<"data">();
-const CFStringRef kSecPropertyTypeString = constantString<"string">();
-const CFStringRef kSecPropertyTypeURL = constantString<"url">();
-const CFStringRef kSecPropertyTypeNumber = constantString<"number">();
 
 const CFStringRef kSecOIDAuthorityKeyIdentifier = constantString<"2.5.29.35">();
 const CFStringRef kSecOIDCommonName = constantString<"2.5.4.3">();
@@ -35,12 +30,9 @@ const CFStringRef kSecOIDX509V1SerialNumber = constantString<"2.16.840.1.113741.
 const CFStringRef kSecOIDX509V1ValidityNotAfter = constantString<"2.16.840.1.113741.2.1.1.1.7">();
 const CFStringRef kSecOIDX509V1ValidityNotBefore = constantString<"2.16.840.1.113741.2.1.1.1.6">();
 
-const CFStringRef kSecTransformErrorDomain = constantString<"com.apple.security.transforms.error">();
 const CFStringRef kSecTransformInputAttributeName = constantString<"INPUT">();
 const CFStringRef kSecInputIsAttributeName = constantString<"InputIs">();
-const CFStringRef kSecInputIsPlainText = constantString<"PlainText">();
 const CFStringRef kSecInputIsDigest = constantString<"Digest">();
-const CFStringRef kSecInputIsRaw = constantString<"Raw">();
 const CFStringRef kSecDigestTypeAttribute = constantString<"Digest Type">();
 const CFStringRef kSecDigestLengthAttribute = constantString<"Digest Length">();
 const CFStringRef kSecDigestSHA1 = constantString<"SHA1 Digest">();

@@ -31,9 +31,9 @@ class EncodeTransform final : public Transform {
   Outcome run() override {
     const auto* input = objectCast<Data>(attribute(kSecTransformInputAttributeName));
     if (input == nullptr) {
-      return fail(transformError(kSecTransformErrorInvalidInput, "The input to encode is not CFData"));
+      return transformError(kSecTransformErrorInvalidInput, "The input to encode is not CFData");
     }
-    return succeed(makeData(base64(input->bytes())));
+    return Outcome(makeData(base64(input->bytes())));
   }
 };
 
@@ -44,17 +44,13 @@ using namespace vorn::frameworks;
 
 SecTransformRef SecEncodeTransformCreate(CFTypeRef encodeType, CFErrorRef* error) {
   return guarded([&]() -> SecTransformRef {
-    const auto* type = objectCast<String>(encodeType);
-    const bool supported = type != nullptr && CFEqual(encodeType, kSecBase64Encoding) != 0;
+    const bool isSupported = CFEqual(encodeType, kSecBase64Encoding) != 0;
     if (error != nullptr) {
-      const std::string name = utf8Of(asRef<CFStringRef>(type));
-      *error = supported
-                   ? nullptr
-                   : handOver<CFErrorRef>(transformError(kSecTransformErrorInvalidInput,
-                                                         "Unsupported encode type '" + name +
-                                                             "', supported types are kSecBase64Encoding, "
-                                                             "kSecBase32Encoding, and kSecGZipEncoding"));
+      *error = isSupported ? nullptr
+                           : handOver<CFErrorRef>(transformError(
+                                 kSecTransformErrorInvalidInput,
+                                 "Unsupported encode type, supported types are kSecBase64Encoding"));
     }
-    return supported ? asRef<SecTransformRef>(new EncodeTransform) : nullptr;
+    return isSupported ? handOver<SecTransformRef>(Owned<EncodeTransform>(new EncodeTransform)) : nullptr;
   });
 }

@@ -15,35 +15,20 @@ Token tokenOf(SecIdentityRef identity) {
 
 using namespace vorn::frameworks;
 
-CFTypeID SecIdentityGetTypeID() {
-  return kTypeIdentity;
-}
-
 OSStatus SecIdentityCopyCertificate(SecIdentityRef identity, SecCertificateRef* certificate) {
-  if (certificate == nullptr) {
+  const auto* object = objectCast<Identity>(identity);
+  if (object == nullptr) {
     return errSecParam;
   }
-  if (const auto* object = objectCast<Identity>(identity)) {
-    object->certificate().retain();
-    *certificate = asRef<SecCertificateRef>(&object->certificate());
-    return errSecSuccess;
-  }
-  // A certificate in the identity's place is handed back as it is.
-  if (const auto* object = objectCast<Certificate>(identity)) {
-    object->retain();
-    *certificate = asRef<SecCertificateRef>(object);
-    return errSecSuccess;
-  }
-  return errSecParam;
+  object->certificate().retain();
+  *certificate = asRef<SecCertificateRef>(&object->certificate());
+  return errSecSuccess;
 }
 
 OSStatus SecIdentityCopyPrivateKey(SecIdentityRef identity, SecKeyRef* privateKey) {
   const auto* object = objectCast<Identity>(identity);
   if (object == nullptr) {
     return errSecInvalidItemRef;
-  }
-  if (privateKey == nullptr) {
-    return kInvalidPointer;
   }
   object->key().retain();
   *privateKey = asRef<SecKeyRef>(&object->key());

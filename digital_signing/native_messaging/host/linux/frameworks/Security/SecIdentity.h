@@ -4,11 +4,9 @@
 
 extern "C" {
 
-CFTypeID SecIdentityGetTypeID(void);
-
 /**
  * @param certificate set to the identity's certificate; the caller releases it.
- * @return errSecParam when an argument is null or not an identity.
+ * @return errSecParam when `identity` is none.
  */
 OSStatus SecIdentityCopyCertificate(SecIdentityRef identity, SecCertificateRef* certificate);
 

@@ -1,9 +1,6 @@
 #include "Security/SecItem.h"
 
-#include <limits>
-
 #include "linux/frameworks/Security/KeyStore.h"
-#include "linux/frameworks/Security/KeyStoreLock.h"
 #include "linux/frameworks/Security/SecObjects.h"
 
 namespace vorn::frameworks {
@@ -13,48 +10,18 @@ struct Query {
   bool mustSign = false;
   /** None when certificates of any name are wanted. */
   std::optional<std::string> commonName;
-  std::size_t limit = 1;
 };
-
-bool isTrue(CFTypeRef value) {
-  return value == kCFBooleanTrue;
-}
-
-/** False for a limit that is none. */
-bool readLimit(CFTypeRef value, std::size_t& limit) {
-  if (value == nullptr) {
-    return true;
-  }
-  if (CFEqual(value, kSecMatchLimitAll) != 0) {
-    limit = std::numeric_limits<std::size_t>::max();
-    return true;
-  }
-  const auto* number = objectCast<Number>(value);
-  std::int64_t count = 0;
-  if (number == nullptr || CFNumberGetValue(asRef<CFNumberRef>(number), kCFNumberSInt64Type, &count) == 0 ||
-      count <= 0) {
-    return false;
-  }
-  limit = static_cast<std::size_t>(count);
-  return true;
-}
 
 /** None for a query that cannot be answered. */
 std::optional<Query> readQuery(CFDictionaryRef dictionary) {
   const auto valueOf = [&](CFStringRef key) { return CFDictionaryGetValue(dictionary, key); };
-  Query query;
-  const CFTypeRef itemClass = valueOf(kSecClass);
-  if (itemClass == nullptr || CFEqual(itemClass, kSecClassIdentity) == 0 ||
-      !readLimit(valueOf(kSecMatchLimit), query.limit)) {
+  if (!CFEqual(valueOf(kSecClass), kSecClassIdentity) ||
+      !CFEqual(valueOf(kSecMatchLimit), kSecMatchLimitAll)) {
     return std::nullopt;
   }
-  query.mustSign = isTrue(valueOf(kSecAttrCanSign));
+  Query query{valueOf(kSecAttrCanSign) == kCFBooleanTrue, std::nullopt};
   if (const CFTypeRef name = valueOf(kSecMatchSubjectWholeString)) {
-    const auto* string = objectCast<String>(name);
-    if (string == nullptr) {
-      return std::nullopt;
-    }
-    query.commonName = utf8Of(asRef<CFStringRef>(string));
+    query.commonName = utf8Of(name);
   }
   return query;
 }
@@ -94,8 +61,7 @@ std::vector<Owned<>> findIdentities(const Query& query) {
       continue;
     }
     for (const Candidate& candidate : candidates) {
-      if (identities.size() < query.limit &&
-          key->belongsTo(candidate.stored, candidate.certificate->fields().publicKey)) {
+      if (key->belongsTo(candidate.stored, candidate.certificate->fields().publicKey)) {
         candidate.certificate->retain();
         identities.emplace_back(
             new Identity(Owned<Certificate>(candidate.certificate.get()), Owned<Key>(new PrivateKey(key))));
@@ -113,15 +79,11 @@ OSStatus copyMatching(CFDictionaryRef dictionary, CFTypeRef* result) {
   if (const OSStatus status = openKeyStore(); status != errSecSuccess) {
     return status;
   }
-  if (!waitForKeyStore()) {
-    return errSecNotAvailable;
-  }
   std::vector<Owned<>> identities = findIdentities(*query);
   if (identities.empty()) {
     return errSecItemNotFound;
   }
-  *result = query->limit == 1 ? handOver<CFTypeRef>(std::move(identities.front()))
-                              : handOver<CFTypeRef>(makeArray(identities));
+  *result = handOver<CFTypeRef>(makeArray(std::move(identities)));
   return errSecSuccess;
 }
 
@@ -131,9 +93,6 @@ OSStatus copyMatching(CFDictionaryRef dictionary, CFTypeRef* result) {
 using namespace vorn::frameworks;
 
 OSStatus SecItemCopyMatching(CFDictionaryRef query, CFTypeRef* result) {
-  if (objectCast<Dictionary>(query) == nullptr || result == nullptr) {
-    return errSecParam;
-  }
   *result = nullptr;
   try {
     return copyMatching(query, result);

@@ -10,7 +10,7 @@ extern const CFStringRef kSecClassIdentity;
 extern const CFStringRef kSecAttrCanSign;
 /** The text that the last common name of the certificate's subject must equal, code unit by code unit. */
 extern const CFStringRef kSecMatchSubjectWholeString;
-/** kSecMatchLimitAll or a CFNumber; one when absent. */
+/** kSecMatchLimitAll is the one limit that there is. */
 extern const CFStringRef kSecMatchLimit;
 extern const CFStringRef kSecMatchLimitAll;
 extern const CFStringRef kSecReturnRef;
@@ -22,10 +22,9 @@ extern const CFStringRef kSecReturnRef;
  * process. Validity and trust of certificates are not looked at. Nobody is ever asked for a password: an
  * identity that a password protects is found, and it is using its key that fails.
  *
- * @param result set to a CFArray of SecIdentityRef, or to one SecIdentityRef when the limit is one; the
- * caller releases it. Null on failure.
+ * @param result set to a CFArray of SecIdentityRef, which the caller releases; null on failure.
  * @return errSecItemNotFound when nothing matches, which includes that there is no database; errSecParam for
- * a null argument, another class, or a value of a wrong type.
+ * another class or limit.
  */
 OSStatus SecItemCopyMatching(CFDictionaryRef query, CFTypeRef* result);
 }

@@ -5,15 +5,12 @@
 
 extern "C" {
 
-CFTypeID SecKeyGetTypeID(void);
-
 /**
- * A description of a certificate's public key. For RSA its data is the DER RSAPublicKey, for other algorithms
- * the whole SubjectPublicKeyInfo.
+ * The DER RSAPublicKey of a certificate's key.
  *
  * @param cssmKey set to a structure that belongs to `key` and lives as long.
- * @return errSecInvalidItemRef when `key` is none, or is a private key: what that holds never leaves its
- * token.
+ * @return errSecInvalidItemRef when `key` is none, is no RSA key, or is a private key: what that holds never
+ * leaves its token.
  */
 OSStatus SecKeyGetCSSMKey(SecKeyRef key, const CSSM_KEY** cssmKey);
 }

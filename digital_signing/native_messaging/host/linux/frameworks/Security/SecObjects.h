@@ -12,10 +12,6 @@ namespace vorn::frameworks {
 
 class TokenKey;
 
-/** What functions that were written in C++ return for a missing out-parameter; it has no name in the
- * interface. */
-inline constexpr OSStatus kInvalidPointer = 4;
-
 class Certificate final : public Object {
  public:
   static constexpr CFTypeID kType = kTypeCertificate;
@@ -25,9 +21,6 @@ class Certificate final : public Object {
 
   der::Bytes bytes() const { return der_; }
   const x509::Certificate& fields() const { return fields_; }
-  bool equals(const Object& other) const override {
-    return der_ == static_cast<const Certificate&>(other).der_;
-  }
 
  private:
   Certificate(std::vector<std::uint8_t> der, x509::Certificate fields)
@@ -38,6 +31,7 @@ class Certificate final : public Object {
   const x509::Certificate fields_;
 };
 
+/** A key in a certificate or in a token. */
 class Key : public Object {
  public:
   static constexpr CFTypeID kType = kTypeKey;
@@ -51,20 +45,21 @@ class Key : public Object {
   Key() : Object(kType) {}
 };
 
-/** The key in a certificate. */
 class PublicKey final : public Key {
  public:
-  explicit PublicKey(const x509::Certificate& certificate);
+  explicit PublicKey(const x509::Certificate& certificate)
+      : data_(certificate.publicKey.begin(), certificate.publicKey.end()),
+        cssmKey_{{data_.size(), data_.data()}},
+        isRsa_(certificate.isRsa) {}
 
-  const CSSM_KEY* cssmKey() const override { return valid_ ? &cssmKey_ : nullptr; }
+  const CSSM_KEY* cssmKey() const override { return isRsa_ ? &cssmKey_ : nullptr; }
 
  private:
   std::vector<std::uint8_t> data_;
-  CSSM_KEY cssmKey_{};
-  bool valid_ = true;
+  const CSSM_KEY cssmKey_;
+  const bool isRsa_;
 };
 
-/** A key in a token. */
 class PrivateKey final : public Key {
  public:
   explicit PrivateKey(std::shared_ptr<const TokenKey> key) : key_(std::move(key)) {}

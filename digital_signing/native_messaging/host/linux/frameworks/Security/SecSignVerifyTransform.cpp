@@ -1,10 +1,7 @@
 #include "Security/SecSignVerifyTransform.h"
 
-#include <limits>
-
 #include "Security/SecDigestTransform.h"
 #include "linux/frameworks/Security/SecObjects.h"
-#include "linux/frameworks/Security/SignatureInput.h"
 #include "linux/frameworks/Security/TokenKey.h"
 #include "linux/frameworks/Security/Transform.h"
 
@@ -13,28 +10,25 @@ namespace {
 
 constexpr std::size_t kPkcs1PaddingLength = 11;
 
-enum class InputKind { plainText, digest, raw };
+// The DER of a DigestInfo up to the digest itself, which follows.
+constexpr std::uint8_t kSha1Prefix[] = {0x30, 0x21, 0x30, 0x09, 0x06, 0x05, 0x2b, 0x0e,
+                                        0x03, 0x02, 0x1a, 0x05, 0x00, 0x04, 0x14};
+constexpr std::uint8_t kSha256Prefix[] = {0x30, 0x31, 0x30, 0x0d, 0x06, 0x09, 0x60, 0x86, 0x48, 0x01,
+                                          0x65, 0x03, 0x04, 0x02, 0x01, 0x05, 0x00, 0x04, 0x20};
+constexpr std::uint8_t kSha512Prefix[] = {0x30, 0x51, 0x30, 0x0d, 0x06, 0x09, 0x60, 0x86, 0x48, 0x01,
+                                          0x65, 0x03, 0x04, 0x02, 0x03, 0x05, 0x00, 0x04, 0x40};
 
-std::optional<InputKind> inputKindOf(CFTypeRef value) {
-  const auto is = [value](CFStringRef constant) { return value != nullptr && CFEqual(value, constant) != 0; };
-  if (is(kSecInputIsPlainText)) {
-    return InputKind::plainText;
-  }
-  if (is(kSecInputIsDigest)) {
-    return InputKind::digest;
-  }
-  return is(kSecInputIsRaw) ? std::optional(InputKind::raw) : std::nullopt;
-}
+struct DigestAlgorithm {
+  CFStringRef type;
+  std::int64_t bits;
+  der::Bytes prefix;
+};
 
-Owned<> unsupportedDigest(TokenKey::Algorithm algorithm) {
-  return transformError(
-      kSecTransformErrorInvalidAlgorithm,
-      algorithm == TokenKey::Algorithm::rsa
-          ? "Invalid digest algorithm for RSA signature, choose one of: SHA1, SHA2 (512bits, 348bits, "
-            "256bits, or 224 bits), MD2, or MD5"
-          : "Invalid digest algorithm for ECDSA signature, choose one of: SHA1, or SHA2 (512bits, 348bits, "
-            "256bits, or 224 bits)");
-}
+const DigestAlgorithm kAlgorithms[] = {
+    {constantString<"SHA1 Digest">(), 160, kSha1Prefix},
+    {constantString<"SHA2 Digest Family">(), 256, kSha256Prefix},
+    {constantString<"SHA2 Digest Family">(), 512, kSha512Prefix},
+};
 
 CFStringRef keyAttributeName() {
   return constantString<"KEY">();
@@ -42,86 +36,56 @@ CFStringRef keyAttributeName() {
 
 class SignTransform final : public Transform {
  public:
-  explicit SignTransform(CFTypeRef key)
+  explicit SignTransform(SecKeyRef key)
       : Transform("com.apple.security.Sign", {keyAttributeName(), kSecTransformInputAttributeName}) {
-    store(keyAttributeName(), key);
-    store(kSecDigestTypeAttribute, kSecDigestSHA1);
-    store(kSecInputIsAttributeName, kSecInputIsPlainText);
-    refuseKeysThatCannotSign(key);
+    set(keyAttributeName(), key);
   }
-
-  Owned<> keyError() const { return retained(keyError_.get()); }
 
  protected:
   Outcome run() override;
 
  private:
-  void refuseKeysThatCannotSign(CFTypeRef key) {
-    const auto* object = objectCast<Key>(key);
-    if (key == nullptr || (object != nullptr && object->tokenKey() != nullptr)) {
-      return;
-    }
-    keyError_ = object == nullptr
-                    ? internalError(errSecInvalidItemRef, "SecSignTransformCreate")
-                    : transformError(kSecTransformErrorInvalidInput, "Key (null) can not be used to sign");
-    abort(retained(keyError_.get()));
-  }
-
   const DigestAlgorithm* digestAlgorithm() const {
-    const CFTypeRef type = attribute(kSecDigestTypeAttribute);
-    const CFTypeRef length = attribute(kSecDigestLengthAttribute);
-    const auto* number = objectCast<Number>(length);
-    std::int64_t bits = 0;
-    const bool exact = number == nullptr
-                           ? length == nullptr
-                           : CFNumberGetValue(asRef<CFNumberRef>(number), kCFNumberSInt64Type, &bits) != 0;
-    // A missing type ends in an error here. The interface's first implementation waits for ever instead.
-    return type != nullptr && exact
-               ? findDigestAlgorithm(utf8Of(asRef<CFStringRef>(objectCast<String>(type))), bits)
-               : nullptr;
+    const auto* length = objectCast<Number>(attribute(kSecDigestLengthAttribute));
+    for (const DigestAlgorithm& algorithm : kAlgorithms) {
+      if (length != nullptr && length->value() == Number::Value(algorithm.bits) &&
+          CFEqual(attribute(kSecDigestTypeAttribute), algorithm.type)) {
+        return &algorithm;
+      }
+    }
+    return nullptr;
   }
-
-  Owned<> keyError_;
 };
 
 /** The checks come in the order in which they can fail: algorithm, then input, then the key in its token. */
 Outcome SignTransform::run() {
-  const TokenKey& key = *objectCast<Key>(attribute(keyAttributeName()))->tokenKey();
-  if (key.algorithm() == TokenKey::Algorithm::other) {
-    return fail(
-        transformError(kSecTransformErrorInvalidAlgorithm, "Expected key to be RSA, DSA or ECDSA key"));
-  }
-  const auto kind = inputKindOf(attribute(kSecInputIsAttributeName));
-  if (!kind) {
-    return fail(
-        transformError(kSecTransformErrorInvalidType, "InputIs should be one of: PlainText, Digest, or Raw"));
+  const auto* object = objectCast<Key>(attribute(keyAttributeName()));
+  const TokenKey* key = object != nullptr ? object->tokenKey() : nullptr;
+  if (key == nullptr || !key->isRsa()) {
+    return transformError(kSecTransformErrorInvalidAlgorithm, "Expected key to be an RSA key that signs");
   }
   const auto* input = objectCast<Data>(attribute(kSecTransformInputAttributeName));
-  if (input == nullptr) {
-    return fail(transformError(kSecTransformErrorInvalidInput, "The input to sign is not CFData"));
+  if (input == nullptr || !CFEqual(attribute(kSecInputIsAttributeName), kSecInputIsDigest)) {
+    return transformError(kSecTransformErrorInvalidInput, "The input to sign is no digest");
   }
-  std::vector<std::uint8_t> bytes = input->bytes();
-  if (*kind != InputKind::raw) {
-    const DigestAlgorithm* digest = digestAlgorithm();
-    if (digest == nullptr) {
-      return fail(unsupportedDigest(key.algorithm()));
-    }
-    if (*kind == InputKind::plainText) {
-      bytes = digestOf(*digest, bytes);
-    }
-    if (key.algorithm() == TokenKey::Algorithm::rsa) {
-      bytes = digestInfo(*digest, bytes);
-    }
+  const DigestAlgorithm* digest = digestAlgorithm();
+  if (digest == nullptr) {
+    return transformError(kSecTransformErrorInvalidAlgorithm,
+                          "Invalid digest algorithm for RSA signature, choose one of: SHA1, SHA2 (512bits, "
+                          "348bits, 256bits, or 224 bits), MD2, or MD5");
   }
-  if (key.algorithm() == TokenKey::Algorithm::rsa &&
-      bytes.size() + kPkcs1PaddingLength > key.modulusLength()) {
-    return fail(internalError(kCssmInputLengthError, "SecTransformExecute"));
+  constexpr unsigned kBitsPerOctet = 8;
+  std::vector<std::uint8_t> bytes(digest->prefix.begin(), digest->prefix.end());
+  bytes.insert(bytes.end(), input->bytes().begin(), input->bytes().end());
+  if (input->bytes().size() * kBitsPerOctet != static_cast<std::size_t>(digest->bits) ||
+      bytes.size() + kPkcs1PaddingLength > key->modulusLength()) {
+    return internalError(kCssmInputLengthError, "SecTransformExecute");
   }
-  auto signature = key.sign(bytes);
+  auto signature = key->sign(bytes);
   if (const auto* error = std::get_if<NssError>(&signature)) {
-    return fail(internalError(error->cssmCode, "SecTransformExecute (" + error->name + ")"));
+    return internalError(error->cssmCode, "SecTransformExecute (" + error->name + ")");
   }
-  return succeed(makeData(std::get<std::vector<std::uint8_t>>(signature)));
+  return Outcome(makeData(std::get<std::vector<std::uint8_t>>(signature)));
 }
 
 }  // namespace
@@ -130,11 +94,8 @@ Outcome SignTransform::run() {
 using namespace vorn::frameworks;
 
 SecTransformRef SecSignTransformCreate(SecKeyRef key, CFErrorRef* error) {
-  return guarded([&]() -> SecTransformRef {
-    Owned<SignTransform> transform(new SignTransform(key));
-    if (error != nullptr) {
-      *error = handOver<CFErrorRef>(transform->keyError());
-    }
-    return handOver<SecTransformRef>(std::move(transform));
-  });
+  if (error != nullptr) {
+    *error = nullptr;
+  }
+  return guarded([&] { return handOver<SecTransformRef>(Owned<SignTransform>(new SignTransform(key))); });
 }

@@ -5,25 +5,18 @@
 
 extern "C" {
 
-/** A computation over the value of its input attribute, run once. */
+/** A computation over the value of its input attribute. */
 typedef CFTypeRef SecTransformRef;
 
-extern const CFStringRef kSecTransformErrorDomain;
 extern const CFStringRef kSecTransformInputAttributeName;
 
-/** Codes in kSecTransformErrorDomain. */
+/** The codes of errors. */
 enum {
   kSecTransformErrorInvalidAlgorithm = 6,
-  kSecTransformErrorInvalidType = 8,
   kSecTransformErrorInvalidInput = 10,
-  kSecTransformErrorUnsupportedAttribute = 12,
   kSecTransformErrorMissingParameter = 14,
-  kSecTransformTransformIsExecuting = 16,
-  kSecTransformErrorAborted = 20,
   kSecTransformErrorInvalidArgument = 21,
 };
-
-CFTypeID SecTransformGetTypeID(void);
 
 /**
  * Stores (and retains) the value of an attribute. Whether it makes sense is found out by the execution.
@@ -35,7 +28,7 @@ Boolean SecTransformSetAttribute(SecTransformRef transform, CFStringRef key, CFT
                                  CFErrorRef* error);
 
 /**
- * Runs the transform, on the calling thread. It can be run once.
+ * Runs the transform, on the calling thread.
  *
  * @param error may be null; set to null on success and to an error that the caller releases on failure.
  * @return the result, a CFData, which the caller releases; null on failure.

@@ -1,9 +1,10 @@
 #include "linux/frameworks/Security/TokenKey.h"
 
-#include <cryptohi.h>
 #include <prerror.h>
 #include <secerr.h>
 #include <secitem.h>
+
+#include <algorithm>
 
 #include "linux/frameworks/Security/KeyStoreLock.h"
 
@@ -12,18 +13,6 @@ namespace {
 
 bool hasAttribute(PK11SlotInfo* slot, CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE attribute) {
   return PK11_HasAttributeSet(slot, object, attribute, PR_FALSE) != PR_FALSE;
-}
-
-std::vector<std::uint8_t> derSignature(const SECItem& raw) {
-  SECItem encoded{};
-  auto input = raw;
-  if (DSAU_EncodeDerSigWithLen(&encoded, &input, input.len) != SECSuccess) {
-    return {};
-  }
-  const der::Bytes bytes = bytesOf(encoded);
-  std::vector<std::uint8_t> signature(bytes.begin(), bytes.end());
-  SECITEM_FreeItem(&encoded, PR_FALSE);
-  return signature;
 }
 
 }  // namespace
@@ -36,18 +25,21 @@ Token describeToken(PK11SlotInfo* slot) {
 TokenKey::TokenKey(Slot slot, PrivateKeyHandle key)
     : slot_(std::move(slot)),
       key_(std::move(key)),
-      type_(SECKEY_GetPrivateKeyType(key_.get())),
+      isRsa_(SECKEY_GetPrivateKeyType(key_.get()) == rsaKey),
       canSign_(hasAttribute(slot_.get(), key_->pkcs11ID, CKA_SIGN)),
       id_(readAttribute(PK11_TypePrivKey, key_.get(), CKA_ID)) {
   if (const PublicKeyHandle publicHalf{SECKEY_ConvertToPublicKey(key_.get())}) {
     describe(*publicHalf);
+  } else if (isRsa_) {
+    modulusLength_ = static_cast<std::size_t>(std::max(PK11_SignatureLen(key_.get()), 0));
   }
+  cacheFlags();
 }
 
 /** Whether the private key signs cannot be seen from here: a public key that verifies has to do. */
 TokenKey::TokenKey(Slot slot, const SECKEYPublicKey& publicHalf)
     : slot_(std::move(slot)),
-      type_(publicHalf.keyType),
+      isRsa_(publicHalf.keyType == rsaKey),
       canSign_(hasAttribute(slot_.get(), publicHalf.pkcs11ID, CKA_VERIFY)),
       id_(readAttribute(PK11_TypePubKey, const_cast<SECKEYPublicKey*>(&publicHalf), CKA_ID)) {
   describe(publicHalf);
@@ -65,17 +57,6 @@ void TokenKey::describe(const SECKEYPublicKey& publicHalf) {
   }
 }
 
-TokenKey::Algorithm TokenKey::algorithm() const {
-  switch (type_) {
-    case rsaKey:
-      return Algorithm::rsa;
-    case ecKey:
-      return Algorithm::ec;
-    default:
-      return Algorithm::other;
-  }
-}
-
 bool TokenKey::isSameAs(const TokenKey& other) const {
   return slot_.get() == other.slot_.get() &&
          (publicKey_.empty() ? !id_.empty() && id_ == other.id_ : publicKey_ == other.publicKey_);
@@ -89,12 +70,20 @@ bool TokenKey::belongsTo(const TokenCertificate& certificate, der::Bytes publicK
   return !id_.empty() && slot_.get() == certificate.slot && id_ == certificate.id;
 }
 
+/** NSS asks the token for them at each signature otherwise. */
+void TokenKey::cacheFlags() const {
+  if (key_ != nullptr) {
+    SECKEY_CacheStaticFlags(key_.get());
+  }
+}
+
 /** Null with NSS's error set. No password function is registered, so that the authentication fails and never
  * asks. */
 SECKEYPrivateKey* TokenKey::resolve() const {
   if (key_ == nullptr && PK11_Authenticate(slot_.get(), PR_TRUE, nullptr) == SECSuccess) {
     SECItem id = itemOf(id_);
     key_.reset(PK11_FindKeyByKeyID(slot_.get(), &id, nullptr));
+    cacheFlags();
   }
   return key_.get();
 }
@@ -110,16 +99,12 @@ std::variant<std::vector<std::uint8_t>, NssError> TokenKey::sign(der::Bytes inpu
   if (key == nullptr) {
     return lastNssError();
   }
-  const int length = PK11_SignatureLen(key);
-  std::vector<std::uint8_t> signature(length > 0 ? static_cast<std::size_t>(length) : 0);
+  // The length is known: PK11_SignatureLen asks the token for the modulus.
+  std::vector<std::uint8_t> signature(modulusLength_);
   SECItem output = itemOf(signature);
   const SECItem data = itemOf(input);
-  if (signature.empty() || PK11_Sign(key, &output, &data) != SECSuccess) {
+  if (PK11_Sign(key, &output, &data) != SECSuccess) {
     return lastNssError();
-  }
-  if (algorithm() == Algorithm::ec) {
-    signature = derSignature(output);
-    return signature.empty() ? std::variant<std::vector<std::uint8_t>, NssError>(lastNssError()) : signature;
   }
   signature.resize(output.len);
   return signature;

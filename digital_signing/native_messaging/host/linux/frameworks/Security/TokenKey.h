@@ -26,13 +26,11 @@ Token describeToken(PK11SlotInfo* slot);
  */
 class TokenKey {
  public:
-  enum class Algorithm { rsa, ec, other };
-
   TokenKey(Slot slot, PrivateKeyHandle key);
   TokenKey(Slot slot, const SECKEYPublicKey& publicHalf);
 
   Token token() const { return describeToken(slot_.get()); }
-  Algorithm algorithm() const;
+  bool isRsa() const { return isRsa_; }
   /** RSA only: octets in the modulus, which is the length of a signature. */
   std::size_t modulusLength() const { return modulusLength_; }
   bool canSign() const { return canSign_; }
@@ -41,19 +39,18 @@ class TokenKey {
   /** Whether this is the certificate's key; `publicKey` is what its SubjectPublicKeyInfo holds. */
   bool belongsTo(const TokenCertificate& certificate, der::Bytes publicKey) const;
 
-  /**
-   * The signature over `input` as it stands: padded by PKCS#1 v1.5 but not digested for RSA, a DER sequence
-   * of r and s for elliptic curves. Asks nobody for a password.
-   */
+  /** RSA only: the signature over `input` as it stands, padded by PKCS#1 v1.5 but not digested. Asks nobody
+   * for a password. */
   std::variant<std::vector<std::uint8_t>, NssError> sign(der::Bytes input) const;
 
  private:
   void describe(const SECKEYPublicKey& publicHalf);
+  void cacheFlags() const;
   SECKEYPrivateKey* resolve() const;
 
   Slot slot_;
   mutable PrivateKeyHandle key_;
-  KeyType type_;
+  bool isRsa_;
   bool canSign_;
   std::vector<std::uint8_t> id_;
   std::vector<std::uint8_t> publicKey_;

@@ -1,7 +1,5 @@
 #include "linux/frameworks/Security/X509Certificate.h"
 
-#include <bit>
-
 #include "linux/frameworks/Security/DerText.h"
 #include "linux/frameworks/Security/X509Time.h"
 
@@ -94,8 +92,7 @@ bool readPublicKey(const der::Element& info, Certificate& certificate) {
   if (!oid || !octets || !reader.atEnd()) {
     return false;
   }
-  certificate.publicKeyInfo = info.whole;
-  certificate.publicKeyAlgorithm = oid->content;
+  certificate.isRsa = der::equal(oid->content, kRsaEncryption);
   certificate.publicKey = *octets;
   return true;
 }
@@ -165,29 +162,6 @@ std::vector<std::string> emailAddresses(const Certificate& certificate) {
 std::optional<std::string> commonName(const Certificate& certificate) {
   const auto subject = readName(certificate.subject);
   return subject ? lastCommonName(*subject) : std::nullopt;
-}
-
-bool isRsa(const Certificate& certificate) {
-  return der::equal(certificate.publicKeyAlgorithm, kRsaEncryption);
-}
-
-std::optional<std::size_t> rsaModulusBits(der::Bytes publicKey) {
-  der::Reader outer(publicKey);
-  const auto key = outer.read(der::kSequence);
-  der::Reader reader(key ? key->content : der::Bytes());
-  const auto modulus = reader.read(der::kInteger);
-  const auto exponent = reader.read(der::kInteger);
-  if (!modulus || !exponent || exponent->content.empty() || !reader.atEnd() || !outer.atEnd()) {
-    return std::nullopt;
-  }
-  der::Bytes magnitude = modulus->content;
-  while (!magnitude.empty() && magnitude[0] == 0) {
-    magnitude = magnitude.subspan(1);
-  }
-  if (magnitude.empty()) {
-    return std::nullopt;
-  }
-  return magnitude.size() * 8 - static_cast<std::size_t>(std::countl_zero(magnitude[0]));
 }
 
 }  // namespace vorn::frameworks::x509

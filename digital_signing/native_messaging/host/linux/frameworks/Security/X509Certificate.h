@@ -24,9 +24,8 @@ struct Certificate {
   /** Seconds since 2001-01-01 00:00:00 UTC. */
   double notBefore = 0;
   double notAfter = 0;
-  /** The whole SubjectPublicKeyInfo, its algorithm's object identifier, and the content of its BIT STRING. */
-  der::Bytes publicKeyInfo;
-  der::Bytes publicKeyAlgorithm;
+  /** Whether the key is an RSA key, and the content of its BIT STRING. */
+  bool isRsa = false;
   der::Bytes publicKey;
   /** Bit n of KeyUsage as 1 << n, and kCriticalKeyUsage; 0 when there is no such extension. */
   std::uint32_t keyUsage = 0;
@@ -53,10 +52,5 @@ std::vector<std::string> emailAddresses(const Certificate& certificate);
 
 /** The text that an identity is searched by: the subject's last common name. */
 std::optional<std::string> commonName(const Certificate& certificate);
-
-bool isRsa(const Certificate& certificate);
-
-/** Bits in the modulus of an RSAPublicKey's DER; none when that is malformed. */
-std::optional<std::size_t> rsaModulusBits(der::Bytes publicKey);
 
 }  // namespace vorn::frameworks::x509

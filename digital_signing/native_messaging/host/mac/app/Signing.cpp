@@ -1,0 +1,70 @@
+#include "shared/Signing.h"
+
+#include <new>
+#include <optional>
+#include <string>
+#include <utility>
+#include <xercesc/util/OutOfMemoryException.hpp>
+
+#include "mac/app/CertificateSelection.h"
+#include "shared/Exceptions.h"
+#include "shared/SignatureRecord.h"
+#include "shared/XMLSigner.h"
+#include "shared/xml/ParserErrors.h"
+
+namespace vorn {
+namespace {
+
+/** A document that the parser refuses is the page's to hear of, like any other failure. */
+std::string signDocument(XMLSigner& signer, const std::string& base64Xml) {
+  try {
+    return signer.sign(base64Xml);
+  } catch (...) {
+    if (const std::optional<std::string> refusal = describeParserException()) {
+      throw XMLDataParsingException(*refusal);
+    }
+    throw;
+  }
+}
+
+}  // namespace
+
+namespace signing {
+
+void selectCertificate(const jsonxx::Object& userDetails, jsonxx::Object& response) {
+  CertificateSelection& selection = CertificateSelection::getInstance();
+  selection.initialise(userDetails);
+  const std::string expiry = selection.getCertificateExpiry();
+  response << "cert_expiry" << expiry;
+  response << "cert_issuer" << selection.getCertificateIssuer();
+  response << "cert_serial" << selection.getCertificateSerial();
+  signature_record::setCertificate(selection.getCertificateSerial());
+  if (selection.isExpired()) {
+    throw CertificateExpiredException();
+  }
+}
+
+void signDocuments(const jsonxx::Array& xmlData, SignatureAlgorithm algorithm, jsonxx::Object& response) try {
+  XMLSigner& signer = XMLSigner::getInstance();
+  signer.initialise(algorithm);
+  jsonxx::Array signedData;
+  for (const auto& element : xmlData.elements()) {
+    const auto& document = element->get<jsonxx::Object>();
+    jsonxx::Object item;
+    const bool hasId = document.has<jsonxx::String>("id");
+    signature_record::setDocument(hasId ? document.get<jsonxx::String>("id") : "");
+    if (hasId) {
+      item << "id" << document.get<jsonxx::String>("id");
+    }
+    jsonxx::Value signedDocument(signDocument(signer, document.get<jsonxx::String>("data")));
+    item << "data" << std::move(signedDocument);
+    signedData << jsonxx::Value(std::move(item));
+  }
+  response << "signed_data" << jsonxx::Value(std::move(signedData));
+} catch (const xercesc::OutOfMemoryException&) {
+  throw std::bad_alloc();  // the library's own class is no std::exception
+}
+
+}  // namespace signing
+
+}  // namespace vorn

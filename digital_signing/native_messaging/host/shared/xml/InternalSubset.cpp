@@ -1,0 +1,99 @@
+#include "shared/xml/InternalSubset.h"
+
+#include <xercesc/framework/XMLBuffer.hpp>
+#include <xercesc/framework/XMLNotationDecl.hpp>
+#include <xercesc/util/PlatformUtils.hpp>
+#include <xercesc/validators/DTD/DTDAttDef.hpp>
+#include <xercesc/validators/DTD/DTDEntityDecl.hpp>
+
+#include "shared/xml/XmlText.h"
+
+namespace vorn {
+namespace {
+
+/** Between double quotes, with each of the `special` characters as a character reference. */
+std::u16string quoted(std::u16string_view text, std::u16string_view special) {
+  std::u16string result = u"\"";
+  for (const char16_t c : text) {
+    if (special.find(c) == std::u16string_view::npos) {
+      result += c;
+    } else {
+      result += u"&#";
+      result += toUtf16(std::to_string(static_cast<unsigned>(c)));
+      result += u';';
+    }
+  }
+  return result + u"\"";
+}
+
+std::u16string externalIdText(const XMLCh* publicId, const XMLCh* systemId) {
+  std::u16string text;
+  if (publicId != nullptr) text.append(u" PUBLIC ").append(quoted(publicId, u""));
+  if (systemId != nullptr) {
+    text.append(publicId == nullptr ? u" SYSTEM " : u" ").append(systemLiteral(systemId));
+  }
+  return text;
+}
+
+}  // namespace
+
+std::u16string systemLiteral(const XMLCh* systemId) {
+  const std::u16string_view text = viewOf(systemId);
+  const char16_t quote = text.find(u'"') == std::u16string_view::npos ? u'"' : u'\'';
+  return quote + std::u16string(text) + quote;
+}
+
+std::u16string entityDeclarationText(const xercesc::DTDEntityDecl& declaration) {
+  std::u16string text = u"<!ENTITY ";
+  text += declaration.getName();
+  text += externalIdText(declaration.getPublicId(), declaration.getSystemId());
+  if (!viewOf(declaration.getNotationName()).empty()) {
+    text += u" NDATA ";
+    text += declaration.getNotationName();
+  }
+  if (!declaration.isExternal()) {
+    // The value that is kept is the replacement text: one more reading of it must not expand anything in it.
+    text.append(u" ").append(quoted(viewOf(declaration.getValue()), u"&%\"\r"));
+  }
+  return text + u">";
+}
+
+std::u16string notationDeclarationText(const xercesc::XMLNotationDecl& declaration) {
+  std::u16string text = u"<!NOTATION ";
+  text += declaration.getName();
+  return text + externalIdText(declaration.getPublicId(), declaration.getSystemId()) + u">";
+}
+
+std::u16string attributeDefinitionText(const xercesc::DTDAttDef& attribute) {
+  using xercesc::XMLAttDef;
+  std::u16string text(attribute.getFullName());
+  text += u" ";
+  const XMLAttDef::AttTypes type = attribute.getType();
+  if (type == XMLAttDef::Notation || type == XMLAttDef::Enumeration) {
+    std::u16string names(viewOf(attribute.getEnumeration()));
+    for (char16_t& c : names) {
+      if (c == u' ') c = u'|';
+    }
+    text.append(type == XMLAttDef::Notation ? u"NOTATION (" : u"(").append(names).append(u")");
+  } else {
+    text += XMLAttDef::getAttTypeString(type, xercesc::XMLPlatformUtils::fgMemoryManager);
+  }
+  const XMLAttDef::DefAttTypes kind = attribute.getDefaultType();
+  if (kind == XMLAttDef::Required) text += u" #REQUIRED";
+  if (kind == XMLAttDef::Implied) text += u" #IMPLIED";
+  if (kind == XMLAttDef::Fixed) text += u" #FIXED";
+  if (attribute.getValue() != nullptr) text.append(u" ").append(quoted(attribute.getValue(), u"&<\"\t\n\r"));
+  return text;
+}
+
+void InternalSubset::keep() {
+  text_.append(libraryText_.getRawBuffer() + taken_);
+  taken_ = libraryText_.getLen();
+}
+
+void InternalSubset::replace(const std::u16string& text) {
+  taken_ = libraryText_.getLen();
+  text_ += text;
+}
+
+}  // namespace vorn

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <string_view>
+
+#include "shared/xml/DocumentParser.h"
+#include "shared/xml/ParserMemory.h"
+
+namespace vorn {
+
+/**
+ * A document that was read from bytes of unknown origin: the one way in, with the checks that the parser
+ * leaves out and the limits that go with the length.
+ */
+class ParsedDocument {
+ public:
+  /**
+   * The bytes are needed no longer than the call. Throws XMLDataParsingException and InvalidXMLDataException
+   * for what is found here, and passes on what the parser throws: see describeParserException.
+   */
+  explicit ParsedDocument(std::string_view bytes);
+
+  xercesc::DOMDocument& document() { return *parser_.getDocument(); }
+
+ private:
+  // The parser and its document lie in this memory, so it has to go last.
+  ParserMemory memory_;
+  DocumentParser parser_{memory_};
+};
+
+}  // namespace vorn

@@ -1,0 +1,64 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <xercesc/util/SecurityManager.hpp>
+#include <xercesc/util/XercesDefs.hpp>
+
+XERCES_CPP_NAMESPACE_BEGIN
+class XMLScanner;
+XERCES_CPP_NAMESPACE_END
+
+namespace vorn {
+
+class ParserMemory;
+
+/**
+ * How large, how deep and how wide a document may be: memory and time of a parse are bounded, and time grows
+ * with the length alone. The parser reports what it meets; what passes a limit raises a SAXParseException
+ * with the place, and elements that are nested too deeply an InvalidXMLDataException.
+ */
+class ParserLimits {
+ public:
+  static constexpr unsigned kMaximumElementDepth = 1000;
+
+  /**
+   * The bytes that a document of so many bytes may take. Elements of four bytes, the worst of the harmless,
+   * take 80 for each byte; 10 MiB of `<a/>` need 0.5 GB.
+   */
+  static constexpr std::size_t memoryFor(std::size_t documentBytes) {
+    constexpr std::size_t kMaximum = std::size_t{1} << 30;
+    constexpr std::size_t kBase = std::size_t{128} << 20;
+    constexpr std::size_t kPerByte = 128;
+    return documentBytes < (kMaximum - kBase) / kPerByte ? kBase + kPerByte * documentBytes : kMaximum;
+  }
+
+  /** Both have to outlive this object. */
+  ParserLimits(ParserMemory& memory, xercesc::XMLScanner& scanner);
+  ParserLimits(const ParserLimits&) = delete;
+  ParserLimits& operator=(const ParserLimits&) = delete;
+
+  void enterElement(XMLSize_t attributeCount);
+  void leaveElement() { --elementDepth_; }
+  void enterEntity(XMLSize_t length);
+  void leaveEntity() { --entityDepth_; }
+  void declareEntity(XMLSize_t length);
+  void declareAttribute();
+  /** Told how many different names there are now. */
+  void countNames(std::size_t count) const;
+
+  /** Refuses the document for the reason, at the place that the parser has reached. */
+  [[noreturn]] void refuse(const std::string& reason) const;
+
+ private:
+  ParserMemory& memory_;
+  xercesc::XMLScanner& scanner_;
+  xercesc::SecurityManager expansions_;
+  XMLSize_t longestEntity_ = 0;
+  XMLSize_t expandedText_ = 0;
+  unsigned elementDepth_ = 0;
+  unsigned entityDepth_ = 0;
+  unsigned attributeDefinitions_ = 0;
+};
+
+}  // namespace vorn

@@ -1,0 +1,62 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <xercesc/parsers/XercesDOMParser.hpp>
+
+#include "shared/xml/DocumentElements.h"
+#include "shared/xml/ParserLimits.h"
+
+XERCES_CPP_NAMESPACE_BEGIN
+class DOMElementImpl;
+XERCES_CPP_NAMESPACE_END
+
+namespace vorn {
+
+class ParserMemory;
+
+/**
+ * The library's DOM parser at its defaults (no namespace processing, no validation, entity references and
+ * CDATA sections kept as nodes) with limits. It makes the same tree as the library's own, but most nodes in
+ * less time, and it notes the elements by name on the way.
+ */
+class TreeParser : public xercesc::XercesDOMParser {
+ public:
+  /** The memory has to outlive the parser. */
+  explicit TreeParser(ParserMemory& memory);
+
+  void startDocument() override;
+  void startElement(const xercesc::XMLElementDecl& declaration, unsigned int uriId, const XMLCh* prefix,
+                    const xercesc::RefVectorOf<xercesc::XMLAttr>& attributes, XMLSize_t attributeCount,
+                    bool isEmpty, bool isRoot) override;
+  void endElement(const xercesc::XMLElementDecl& declaration, unsigned int uriId, bool isRoot,
+                  const XMLCh* prefix) override;
+  void docCharacters(const XMLCh* text, XMLSize_t length, bool isCdata) override;
+  void ignorableWhitespace(const XMLCh* text, XMLSize_t length, bool isCdata) override;
+  void docComment(const XMLCh* text) override;
+  void docPI(const XMLCh* target, const XMLCh* data) override;
+  void startEntityReference(const xercesc::XMLEntityDecl& declaration) override;
+  void endEntityReference(const xercesc::XMLEntityDecl& declaration) override;
+
+ protected:
+  xercesc::DOMElement* createElement(const XMLCh* name) override;
+  xercesc::DOMAttr* createAttr(const XMLCh* name) override;
+
+  /** Notes a name at the address at which the tree keeps it. */
+  NamedElements& noteName(const XMLCh* pooledName);
+  ParserLimits& limits() { return limits_; }
+
+ private:
+  xercesc::DOMElementImpl* currentElement() const;
+  void addElement(xercesc::DOMElementImpl& parent, const XMLCh* name,
+                  const xercesc::RefVectorOf<xercesc::XMLAttr>& attributes, XMLSize_t attributeCount);
+  void addText();
+  void addTextNode(std::u16string_view text);
+
+  ParserLimits limits_;
+  ElementIndex index_;
+  // Text that has come since the last node; the scanner hands it over in pieces.
+  std::u16string text_;
+};
+
+}  // namespace vorn

@@ -1,0 +1,131 @@
+// The list of documents: what each one says, how it fares, and its download.
+
+import { review, visible } from "./review.js";
+
+const FIRST_LOOK = 20000;  // characters of a part that are shown until somebody asks for more
+
+/** agreement.xml becomes agreement.signed.xml. */
+export const signedName = (name) => name.replace(/(\.xml)?$/i, ".signed.xml");
+
+function make(tag, properties = {}, ...children) {
+  const element = Object.assign(document.createElement(tag), properties);
+  element.append(...children);
+  return element;
+}
+
+export class Items {
+  #list;
+  #rows = [];
+
+  constructor(list) {
+    this.#list = list;
+  }
+
+  /** Resolves when every file has been looked at; with true when all of them can be shown. */
+  async show(files) {
+    this.clear();
+    this.#rows = files.map((file) => new Row(file));
+    this.#list.replaceChildren(...this.#rows.map(({ element }) => element));
+    let all = true;
+    for (const row of this.#rows) all = (await row.look(files.length <= 3)) && all;
+    return all;
+  }
+
+  /** Takes away what an earlier signing left. */
+  reset() {
+    for (const row of this.#rows) row.set("", "");
+  }
+
+  clear() {
+    this.reset();
+    this.#rows = [];
+    this.#list.replaceChildren();
+  }
+
+  waiting() {
+    for (const row of this.#rows) row.set("waiting", "Waiting");
+  }
+
+  signed(index, bytes, isOffered) {
+    this.#rows[index].set("signed", "Signed");
+    if (isOffered) this.#rows[index].offer(bytes);
+  }
+
+  failed(index, words) {
+    this.#rows[index].set("failed", "Not signed", words);
+  }
+
+  /** For those that have had no turn. */
+  leftOut() {
+    for (const row of this.#rows.filter(({ state }) => state === "waiting")) row.set("", "Not signed");
+  }
+
+  firstDownload() {
+    return this.#list.querySelector("a");
+  }
+}
+
+class Row {
+  #file;
+  #outcome = make("span", { className: "outcome" });
+  #download = make("span", { className: "download" });
+  #trouble = make("p", { className: "trouble", hidden: true });
+  #contents = make("div", { className: "contents" });
+
+  constructor(file) {
+    this.#file = file;
+    const name = make("span", { className: "name", textContent: visible(file.name) });
+    const size = make("span", { className: "size", textContent: `${file.size.toLocaleString()} bytes` });
+    this.element = make("li", {}, make("div", { className: "row" }, name, size, this.#outcome, this.#download),
+      this.#trouble, this.#contents);
+    this.state = "";
+  }
+
+  set(state, text, words) {
+    this.state = state;
+    this.element.dataset.state = state;
+    this.#outcome.textContent = text;
+    this.#trouble.hidden = !words;
+    this.#trouble.textContent = words ? [words.title, words.remedy, words.detail].filter(Boolean).join(" ") : "";
+    for (const link of this.#download.querySelectorAll("a")) URL.revokeObjectURL(link.href);
+    this.#download.replaceChildren();
+  }
+
+  offer(bytes) {
+    const download = signedName(this.#file.name);
+    const href = URL.createObjectURL(new Blob([bytes], { type: "application/xml" }));
+    this.#download.append(make("a", { href, download, textContent: `Download ${download}` }));
+  }
+
+  async look(isOpen) {
+    try {
+      const { parts, remarks } = await review(this.#file);
+      const details = make("details", { open: isOpen },
+        make("summary", { textContent: `What is signed in ${visible(this.#file.name)}` }), ...parts.map(partOf));
+      this.#contents.replaceChildren(...remarks.map((remark) => make("p", { className: "remark", textContent: remark })), details);
+      return true;
+    } catch (error) {
+      this.#contents.replaceChildren(make("p", { className: "remark", textContent: error.message }));
+      return false;
+    }
+  }
+}
+
+function partOf({ name, text }) {
+  const whole = text();
+  // A scrolling region has to be reachable by keyboard, and to have a name.
+  const content = make("pre", { textContent: whole.slice(0, FIRST_LOOK) || "(empty)", tabIndex: 0 });
+  content.setAttribute("role", "region");
+  content.setAttribute("aria-label", name);
+  const block = make("div", {}, make("h3", { textContent: name }), content);
+  if (whole.length > FIRST_LOOK) {
+    const more = make("button", { type: "button", className: "quiet", textContent: `Show all ${whole.length.toLocaleString()} characters` });
+    more.addEventListener("click", () => {
+      content.textContent = whole;
+      content.focus();
+      more.remove();
+    });
+    block.append(more);
+  }
+  return block;
+}

@@ -1,0 +1,16 @@
+#pragma once
+
+#include <functional>
+#include <string>
+
+/** The identity that the signer under test gets: a key and certificate of the test's, and failures that it
+ * wants. */
+struct TestIdentity {
+  std::string keyPem;
+  std::string certificateBase64;
+  std::function<void()> onKeySetUp = [] {};
+  std::function<void()> onModulus = [] {};
+  int keysAlive = 0;
+};
+
+TestIdentity& testIdentity();
