@@ -7,6 +7,8 @@
 #include "CoreFoundation/CFInternal.h"
 #include "mac/app/CFRef.h"
 
+using vorn::CFRef;
+
 using vorn::frameworks::Object;
 
 /** Fails a test that leaves objects behind, or that releases one of others' too many. */

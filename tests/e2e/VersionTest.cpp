@@ -20,15 +20,15 @@ std::string versionBody() {
   if (!std::regex_search(release, numbers, std::regex(R"(^\d+\.\d+\.\d+)"))) {
     throw std::runtime_error("an odd release: " + release);
   }
-  return answerBody({{"build", version::kBuild},
+  return answerBody({{"build", vorn::version::kBuild},
                      {"install_location", std::filesystem::path(hostProgram()).parent_path().string()},
-                     {"major", version::kMajor},
-                     {"minor", version::kMinor},
+                     {"major", vorn::version::kMajor},
+                     {"minor", vorn::version::kMinor},
                      {"os", "Mac OS X version " + numbers.str()},
                      {"os_type", names.machine},
-                     {"release", version::kRelease},
+                     {"release", vorn::version::kRelease},
                      {"result", "ok"},
-                     {"version", version::kFull}});
+                     {"version", vorn::version::kFull}});
 }
 
 TEST(Version, IsAnsweredWithEveryMember) {
@@ -58,12 +58,12 @@ TEST(Version, CarriesTheCertificateOfTheUserNamed) {
   EXPECT_EQ(text(answer, "cert_expiry"), "2049-06-30T14:00:00.000Z");
   EXPECT_EQ(text(answer, "cert_issuer"), "Test Authority");
   EXPECT_EQ(text(answer, "cert_serial"), "1920354224474384430");
-  EXPECT_EQ(text(answer, "version"), version::kFull);
+  EXPECT_EQ(text(answer, "version"), vorn::version::kFull);
   EXPECT_EQ(text(answer, "result"), "ok");
 
   const std::string refusal = host.ask(SignRequest{.name = "Nobody"}.versionJson());
   EXPECT_EQ(errorCode(refusal), 102);
-  EXPECT_EQ(text(refusal, "version"), version::kFull);
+  EXPECT_EQ(text(refusal, "version"), vorn::version::kFull);
   EXPECT_EQ(text(refusal, "result"), "error");
   EXPECT_TRUE(texts(refusal, "cert_serial").empty());
 }

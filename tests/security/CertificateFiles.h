@@ -8,6 +8,8 @@
 #include "linux/frameworks/Security/SecObjects.h"
 #include "mac/app/CFRef.h"
 
+using vorn::CFRef;
+
 namespace security_test {
 
 /** A file that make-certificates left. */

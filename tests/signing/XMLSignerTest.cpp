@@ -4,6 +4,7 @@
 #include <log4cplus/logger.h>
 #include <log4cplus/spi/loggingevent.h>
 
+#include <cstdlib>
 #include <functional>
 #include <utility>
 #include <xsec/enc/XSECCryptoException.hpp>
@@ -91,6 +92,18 @@ TEST_F(XMLSignerTest, LayoutOfTheSignatureForEachAlgorithm) {
                         signature("CounterpartData") + "</CounterpartData><RenderedData>r" +
                         signature("RenderedData") + "</RenderedData></r>");
   }
+}
+
+TEST_F(XMLSignerTest, CleanupStopsTheLibrariesForGood) {
+  const auto stopAndStart = [] {
+    Log log;
+    XMLSigner::getInstance().cleanup();
+    XMLSigner::getInstance().initialise(XMLSigner::RSA_SHA256);
+    std::_Exit(log.lines() == std::vector<std::string>{"DEBUG Unloading XML libraries"} ? 0 : 1);
+  };
+  // In a process of its own: they do not start again.
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(stopAndStart(), testing::ExitedWithCode(0), "");
 }
 
 TEST_F(XMLSignerTest, WarnsOfWhatVerifiersRefuse) {

@@ -90,7 +90,7 @@ std::string MessageExchange::answerTo(std::string message) {
   RequestHandler handler(std::move(message), &parts_);
   std::string text = handler.handleRequest().json();
   if (const std::optional<std::size_t> limit = handler.largestAnswer()) {
-    text = parts_.fit(vorn::replaceInvalidUtf8(std::move(text)), *limit);
+    text = parts_.fit(replaceInvalidUtf8(std::move(text)), *limit);
   }
   return text;
 }
