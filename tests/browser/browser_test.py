@@ -140,6 +140,11 @@ def check_page(browser, page, home, homes, install, shoot):
     browser.run("document.getElementById('remember').checked = true;")
     page.click("check")
     until(lambda: page.text("progress") == "This certificate was found.", "the certificate")
+    odd = home / "odd.xml"
+    odd.write_text("<D xmlns='urn:d'><CounterpartData>\u202ecafé<!-- hidden --></CounterpartData><RenderedData/></D>", encoding="utf-16")
+    page.choose(odd)
+    shown = page.text("items")
+    expect("‹U+202E›café" in shown and "default namespace" in shown and "hidden" not in shown, "shows every encoding as it is", shown)
     page.choose(AGREEMENT)
     shown = page.text("items")
     expect("Name: Wattlebird Equipment Hire Pty Ltd" in shown and "RenderedData" in shown, "shows what would be signed", shown)

@@ -202,6 +202,20 @@ test("gives every refusal of the host and of the browsers a kind", async () => {
   assert.equal(await kindOf(connect().version()), "extension-not-allowed", "no extension");
 });
 
+test("lets the sample extension work for its own pages alone", async () => {
+  const code = fs.readFileSync(new URL("../../examples/extension/origins.js", import.meta.url), "utf8");
+  const { allowedOrigin } = await import(`data:text/javascript,${encodeURIComponent(code)}`);
+  for (const [sender, origin] of [
+    [{ origin: "http://localhost:8000", frameId: 0, tab: {} }, "http://localhost:8000"],
+    [{ url: "http://127.0.0.1/x", frameId: 0, tab: {} }, "http://127.0.0.1"],
+    [{ origin: "http://localhost:8000", frameId: 3, tab: {} }, null],
+    [{ origin: "http://localhost:8000", frameId: 0 }, null],
+    [{ origin: "http://localhost.example.com", frameId: 0, tab: {} }, null],
+    [{ origin: "https://localhost@example.com", frameId: 0, tab: {} }, null],
+    [{ origin: "null", url: "http://localhost/", frameId: 0, tab: {} }, null],
+  ]) assert.equal(allowedOrigin(sender), origin);
+});
+
 test("does what its page shows", async () => {
   const page = fs.readFileSync(new URL("README.md", CLIENT), "utf8");
   const examples = [...page.matchAll(/```js\n(.*?)```/gs)].map(([, code]) => code).join("\n");

@@ -15,7 +15,7 @@
 
 extern char** environ;
 
-namespace vornctl {
+namespace vorn::vornctl {
 namespace {
 
 void closeOnce(int& descriptor) {
@@ -132,4 +132,4 @@ bool ChildProcess::hasExitedWithin(std::chrono::milliseconds patience) {
   return true;
 }
 
-}  // namespace vornctl
+}  // namespace vorn::vornctl

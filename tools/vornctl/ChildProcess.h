@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-namespace vornctl {
+namespace vorn::vornctl {
 
 struct Pipe {
   int reading;
@@ -68,4 +68,4 @@ class ChildProcess {
   int status_ = 0;
 };
 
-}  // namespace vornctl
+}  // namespace vorn::vornctl
