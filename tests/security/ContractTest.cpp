@@ -14,6 +14,8 @@
 #include "mac/app/CFRef.h"
 #include "mac/app/DeprecatedCalls.h"
 
+using vorn::CFRef;
+
 namespace {
 
 /** A null reference, handed in where headers rule out the literal. */

@@ -29,8 +29,10 @@ struct Browser {
   std::string_view title;                   /**< as people read it */
   std::array<std::string_view, 3> profiles; /**< one of them exists once the browser has run */
   std::array<std::string_view, 3> programs; /**< one of them exists where the browser is installed */
-  /** In the order of the search. The first is always written, the second where the folder that holds it
-   * exists. */
+  /**
+   * In the order of the search. The first is always written, the second
+   * where the folder that holds it exists.
+   */
   std::array<std::string_view, 2> userFolders;
   std::array<std::string_view, 2> systemFolders;
 
@@ -57,8 +59,10 @@ std::span<const SandboxedBrowser> sandboxedBrowsers();
 /** The folders that the paths of the table are relative to. */
 class Places {
  public:
-  /** `root` stands before the paths outside of the home: "/", or the folder in which a package is put
-   * together. */
+  /**
+   * `root` stands before the paths outside of the home: "/", or the folder
+   * in which a package is put together.
+   */
   Places(System system, std::filesystem::path home, std::filesystem::path config, std::filesystem::path root);
 
   /** For the user who runs the program: HOME (or the user's entry) and XDG_CONFIG_HOME. */
@@ -72,7 +76,8 @@ class Places {
   std::vector<std::filesystem::path> manifestFolders(const Browser& browser, Scope scope) const;
   /** Whether the user has run the browser or it is installed. */
   bool has(const Browser& browser) const;
-  /** Whether a folder is of the system's or of all programs' making, so that it stays even when it is empty.
+  /**
+   * Whether a folder is of the system's or of all programs' making, so that it stays even when it is empty.
    */
   bool isCommon(const std::filesystem::path& folder) const;
 

@@ -4,8 +4,9 @@
 
 namespace vorn::vornctl {
 
-/** Something that does not work: the reason, which is not the consequence of another, and what to do about
- * it. */
+/**
+ * Something that does not work: the reason, which is not the consequence of another, and what to do about it.
+ */
 struct Fault {
   std::string cause;
   std::string remedy;

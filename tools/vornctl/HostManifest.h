@@ -13,8 +13,10 @@ inline constexpr const char* kHostName = "vorn.signing";
 /** The name of the manifest in any of the folders. */
 inline const std::string kManifestFile = std::string(kHostName) + ".json";
 
-/** The text of a manifest. Firefox refuses one with a member that it does not know, so that each family has
- * its own. */
+/**
+ * The text of a manifest. Firefox refuses one with a member that it does not
+ * know, so that each family has its own.
+ */
 std::string manifestText(Family family, const std::filesystem::path& host, const ExtensionIds& ids);
 
 }  // namespace vorn::vornctl

@@ -41,14 +41,16 @@ class KeyStoreError : public std::runtime_error {
 };
 
 /**
- * Every certificate with a private key, in the order of the search, judged by the host's own tests. Which one
- * signs is said for a complete user only. Throws KeyStoreError; no key store, or an empty one, is an empty
- * list.
+ * Every certificate with a private key, in the order of the search, judged by the host's own
+ * tests. Which one signs is said for a complete user only. Throws KeyStoreError; no key
+ * store, or an empty one, is an empty list.
  */
 std::vector<IdentityReport> examineIdentities(const User& user);
 
-/** The one of the user's name with the fewest reasons against it; null when none has the name or one is
- * selected. */
+/**
+ * The one of the user's name with the fewest reasons against it; null when
+ * none has the name or one is selected.
+ */
 const IdentityReport* nearestMiss(const std::vector<IdentityReport>& reports);
 
 }  // namespace vorn::vornctl

@@ -29,7 +29,8 @@ struct RegistrationRequest {
   bool dryRun = false;
 };
 
-/** One outcome or more for every browser of the request; a failure with one does not keep it from the next.
+/**
+ * One outcome or more for every browser of the request; a failure with one does not keep it from the next.
  */
 std::vector<Outcome> registerHost(const Places& places, const RegistrationRequest& request,
                                   const std::filesystem::path& host, const ExtensionIds& ids);

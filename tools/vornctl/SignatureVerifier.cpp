@@ -98,9 +98,9 @@ DOMElement& findSignature(const DOMElement& element) {
 }
 
 /**
- * Gives the nodes of a signature the namespaces that the library looks for; the document is parsed without,
- * as it was when it was signed. Signatures of any use are not deep; others are refused before this recurses
- * far.
+ * Gives the nodes of a signature the namespaces that the library looks for; the document
+ * is parsed without, as it was when it was signed. Signatures of any use are not deep;
+ * others are refused before this recurses far.
  */
 DOMElement& resolveNamespaces(DOMElement& element, unsigned depth = 0) {
   constexpr unsigned kDeepest = 20;
@@ -148,7 +148,8 @@ DOMElement& onlyChild(const DOMElement& parent, std::u16string_view name) {
   return *found;
 }
 
-/** That the signature says to cover this element, whole, and nothing else: what is digested is what is read.
+/**
+ * That the signature says to cover this element, whole, and nothing else: what is digested is what is read.
  */
 void requireKnownForm(const DOMElement& signature, const std::string& elementName) {
   const DOMElement& signedInfo = onlyChild(signature, u"SignedInfo");

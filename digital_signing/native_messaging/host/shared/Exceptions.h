@@ -7,9 +7,9 @@
 namespace vorn {
 
 /**
- * Every failure that the host reports to the browser. The code is what a page decides by, and each stands in
- * its class below alone. Codes are only ever added: one that was given keeps its meaning, and 106 stays
- * unused.
+ * Every failure that the host reports to the browser. The code is what a page decides by,
+ * and each stands in its class below alone. Codes are only ever added: one that was given
+ * keeps its meaning, and 106 stays unused.
  */
 class BaseException : public std::runtime_error {
  public:
@@ -31,7 +31,8 @@ class TechnicalException : public BaseException {
   explicit TechnicalException(const std::string& message) : BaseException(kCode, message) {}
 };
 
-/** A malformed frame or request. The only class that ends the process: it is answered, then the host exits.
+/**
+ * A malformed frame or request. The only class that ends the process: it is answered, then the host exits.
  */
 class InvalidArgumentException : public BaseException {
  public:

@@ -16,8 +16,9 @@ class IdleTimer {
 
   void start();
   void stop();
-  /** `milliseconds` under 3000 become 3000: a page cannot make the host leave between two of its own
-   * requests. */
+  /**
+   * `milliseconds` under 3000 become 3000: a page cannot make the host leave between two of its own requests.
+   */
   void setTimeout(long double milliseconds);
   /** False while stopped; otherwise whether strictly more than the timeout has passed since `start`. */
   bool hasExpired(Clock::time_point now = Clock::now()) const;

@@ -4,8 +4,10 @@
 
 namespace vorn {
 
-/** All that the shared code asks of the operating system beside files and clocks; each system supplies its
- * own. */
+/**
+ * All that the shared code asks of the operating system beside files and
+ * clocks; each system supplies its own.
+ */
 namespace platform {
 
 struct SystemVersion {
@@ -20,8 +22,10 @@ std::string homeFolder();
 /** The operating system's version; a number that the system does not tell is 0. */
 SystemVersion systemVersion();
 
-/** The path of what is installed: the application bundle, or the program itself. Empty when it cannot be
- * found. */
+/**
+ * The path of what is installed: the application bundle, or the program
+ * itself. Empty when it cannot be found.
+ */
 std::string installedPath();
 
 }  // namespace platform

@@ -6,8 +6,10 @@
 
 namespace vorn {
 
-/** The public half of a key as base64 of the big-endian magnitudes. Throws XSECCryptoException when there is
- * none. */
+/**
+ * The public half of a key as base64 of the big-endian magnitudes. Throws
+ * XSECCryptoException when there is none.
+ */
 class PublicKeyText {
  public:
   virtual ~PublicKeyText() = default;
@@ -22,8 +24,8 @@ struct SigningKey {
 };
 
 /**
- * The identity that signs, which has been selected for the request. Supplied by the code that knows the key
- * store.
+ * The identity that signs, which has been selected for the request. Supplied
+ * by the code that knows the key store.
  */
 namespace signing_identity {
 

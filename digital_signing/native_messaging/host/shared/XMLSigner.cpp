@@ -111,8 +111,10 @@ xercesc::DOMElement& findSingleElement(const xercesc::DOMDocument& document, con
   return *elements.first;
 }
 
-/** Runs one step of signing; whatever it throws, but for want of memory, becomes a CryptoException that names
- * the step. */
+/**
+ * Runs one step of signing; whatever it throws, but for want of memory, becomes a
+ * CryptoException that names the step.
+ */
 template <typename Step>
 auto reportingAs(const std::string& stepName, Step step) {
   try {

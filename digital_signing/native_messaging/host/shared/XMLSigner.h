@@ -36,9 +36,9 @@ class XMLSigner {
   void initialise(SignatureAlgorithm algorithm);
 
   /**
-   * Takes and returns base64. Throws XMLDataParsingException, InvalidXMLDataException and CryptoException,
-   * and passes on the parser's SAX exceptions for documents that are not well-formed: see
-   * describeParserException.
+   * Takes and returns base64. Throws XMLDataParsingException, InvalidXMLDataException and
+   * CryptoException, and passes on the parser's SAX exceptions for documents that are not
+   * well-formed: see describeParserException.
    */
   std::string sign(const std::string& base64Xml);
 

@@ -18,8 +18,10 @@ class ProtocolChannel {
    */
   std::optional<std::string_view> read(int milliseconds);
 
-  /** Writes all the bytes, waiting as long as the browser takes. Throws OutputClosedException when it has
-   * gone. */
+  /**
+   * Writes all the bytes, waiting as long as the browser takes. Throws
+   * OutputClosedException when it has gone.
+   */
   void write(std::string_view bytes);
 
  private:

@@ -26,8 +26,8 @@ void endInOrder() {
   std::set_terminate(&MessageExchange::answerAndEnd);
 }
 
-// Before the libraries are initialised: the logging library starts threads then, and there may be no room for
-// them.
+// Before the libraries are initialised: the logging library starts threads
+// then, and there may be no room for them.
 [[maybe_unused]] __attribute__((section(".preinit_array"), used)) void (*const kFirst)() = &endInOrder;
 
 }  // namespace

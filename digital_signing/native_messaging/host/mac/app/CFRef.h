@@ -50,8 +50,10 @@ class CFRef {
     }
   }
 
-  /** The place for a Create or Copy function's out-parameter. The holder must be empty: the process ends
-   * otherwise. */
+  /**
+   * The place for a Create or Copy function's out-parameter. The holder must be
+   * empty: the process ends otherwise.
+   */
   T* out() {
     if (object_ != nullptr) {
       std::abort();

@@ -27,8 +27,8 @@ std::optional<std::string> utf8Text(CFStringRef string) {
   if (size == kCFNotFound) {
     return std::nullopt;
   }
-  // The byte FF is in no UTF-8 text: the last zero byte is the one that ends the text, whatever zero bytes it
-  // holds.
+  // The byte FF is in no UTF-8 text: the last zero byte is the one that ends the
+  // text, whatever zero bytes it holds.
   std::string text(static_cast<std::size_t>(size) + 1, '\xFF');
   if (!CFStringGetCString(string, text.data(), size + 1, kCFStringEncodingUTF8)) {
     return std::nullopt;

@@ -21,8 +21,8 @@ std::string encodeCertificate(SecCertificateRef certificate);
 CFRef<CFDataRef> base64Encode(CFDataRef data);
 
 /**
- * The first common name of the issuer; empty when there is none. `values` is what SecCertificateCopyValues
- * gave.
+ * The first common name of the issuer; empty when there is none. `values` is
+ * what SecCertificateCopyValues gave.
  */
 std::string getIssuerName(CFDictionaryRef values);
 

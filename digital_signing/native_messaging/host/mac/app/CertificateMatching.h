@@ -35,7 +35,8 @@ bool certificateAKIMatches(CFDictionaryRef values, const std::vector<std::string
 /** Whether the key usage has the digital-signature bit. */
 bool isSigningCertificate(CFDictionaryRef values);
 
-/** The text inside a DER string up to its first zero byte; none when it is not UTF-8 or too long for an ABN.
+/**
+ * The text inside a DER string up to its first zero byte; none when it is not UTF-8 or too long for an ABN.
  */
 std::optional<std::string> abnText(CFDataRef der);
 

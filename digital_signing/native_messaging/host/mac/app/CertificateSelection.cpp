@@ -53,8 +53,10 @@ SelectionCriteria readCriteria(const jsonxx::Object& userDetails) {
   throw CertificateNotFoundException();
 }
 
-/** The result of the key store's search for identities that can sign. A text that no name can equal finds
- * none. */
+/**
+ * The result of the key store's search for identities that can sign. A text
+ * that no name can equal finds none.
+ */
 CFRef<CFTypeRef> findIdentities(const std::string& name) {
   const CFRef<CFStringRef> subject = makeCFString(name);
   if (!subject) {
@@ -110,14 +112,17 @@ void CertificateSelection::initialise(const jsonxx::Object& userDetails) {
   requestAKIs_ = std::move(criteria.akis);
 }
 
-/** The stored address is in lower case, the request's is as received: one with a capital always searches
- * again. */
+/**
+ * The stored address is in lower case, the request's is as received: one
+ * with a capital always searches again.
+ */
 bool CertificateSelection::isSelectedBy(const SelectionCriteria& criteria) const {
   return criteria.name == requestName_ && criteria.email == requestEmail_ && criteria.abn == requestABN_ &&
          criteria.akis == requestAKIs_;
 }
 
-/** Leaves an earlier certificate and key in place, so that a search without a winner ends as an expired one.
+/**
+ * Leaves an earlier certificate and key in place, so that a search without a winner ends as an expired one.
  */
 void CertificateSelection::search(CFArrayRef identities, const SelectionCriteria& criteria) {
   clearDetails();

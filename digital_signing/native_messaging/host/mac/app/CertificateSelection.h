@@ -38,8 +38,9 @@ class CertificateSelection {
    */
   void initialise(const jsonxx::Object& userDetails);
 
-  /** The selected certificate, which stays owned here until the next `initialise`; null when none is
-   * selected. */
+  /**
+   * The selected certificate, which stays owned here until the next `initialise`; null when none is selected.
+   */
   SecCertificateRef getCertificate() const { return certificate_.get(); }
   /** The private key of the selected identity, on the same terms. */
   SecKeyRef getPrivateKey() const { return privateKey_.get(); }

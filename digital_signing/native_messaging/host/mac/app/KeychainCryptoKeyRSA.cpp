@@ -190,8 +190,8 @@ unsigned int KeychainCryptoKeyRSA::signSHA1PKCS1Base64Signature(unsigned char* h
   if (!signature) {
     fail("Signature is null. ");
   }
-  // A key that does not belong to the certificate, or a token out of order, would else be noticed by the
-  // receiver.
+  // A key that does not belong to the certificate, or a token out of order,
+  // would else be noticed by the receiver.
   if (!isSignatureOf({hashBuf, hashLen}, hashType, contentsOf(signature.get()),
                      {publicNumber(modulus_), publicNumber(exponent_)})) {
     fail("Signature does not verify with the certificate's public key");

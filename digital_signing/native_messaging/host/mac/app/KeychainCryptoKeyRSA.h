@@ -73,9 +73,9 @@ class KeychainCryptoKeyRSA : public XSECCryptoKeyRSA, public PublicKeyText {
 std::string describeError(CFErrorRef error);
 
 /**
- * Reads the length at `position` and moves behind it. 0x80 is the length 128. A zero byte in front of the
- * contents (it keeps a DER integer positive) is stepped over and not counted. None when that would leave
- * `der`.
+ * Reads the length at `position` and moves behind it. 0x80 is the length 128. A zero byte
+ * in front of the contents (it keeps a DER integer positive) is stepped over and not
+ * counted. None when that would leave `der`.
  */
 std::optional<std::size_t> readDerLength(std::span<const UInt8> der, std::size_t& position);
 

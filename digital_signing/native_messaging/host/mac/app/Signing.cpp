@@ -14,7 +14,7 @@
 namespace vorn {
 namespace {
 
-/** A document that the parser refuses is the page's to hear of, like any other failure. */
+/** Signs one document. What the parser refuses becomes an exception of ours, which the page is told. */
 std::string signDocument(XMLSigner& signer, const std::string& base64Xml) {
   try {
     return signer.sign(base64Xml);

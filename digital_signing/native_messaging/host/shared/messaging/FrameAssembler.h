@@ -19,9 +19,8 @@ class FrameAssembler {
   void append(std::string_view bytes);
 
   /**
-   * The next message that is complete, or nothing until more bytes are appended.
-   * Throws InvalidArgumentException for a length above the maximum, before anything of that size is
-   * allocated.
+   * The next message that is complete, or nothing until more bytes are appended. Throws
+   * InvalidArgumentException for a length above the maximum, before anything of that size is allocated.
    */
   std::optional<std::string> next();
 

@@ -36,8 +36,8 @@ ProtocolDescriptors takeProtocolDescriptors() {
   const int nothing = open("/dev/null", O_RDONLY | O_CLOEXEC);
   dup2(nothing, STDIN_FILENO);
   close(nothing);
-  // A browser that has gone, or a log that may not grow, is an error of the write and not the end of the
-  // process.
+  // A browser that has gone, or a log that may not grow, is an error of the
+  // write and not the end of the process.
   std::signal(SIGPIPE, SIG_IGN);
   std::signal(SIGXFSZ, SIG_IGN);
   return descriptors;

@@ -7,8 +7,10 @@
 
 namespace vorn {
 
-/** The link of a chain of transforms that hands out the canonical bytes of an element, whatever came before
- * it. */
+/**
+ * The link of a chain of transforms that hands out the canonical bytes of
+ * an element, whatever came before it.
+ */
 class CanonicalBytes : public TXFMBase {
  public:
   /** As Canonicaliser. `doubtful`, if given, gets what was met of that kind. */

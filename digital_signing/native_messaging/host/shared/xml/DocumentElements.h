@@ -45,7 +45,8 @@ class ElementIndex {
 
   NamedElements find(const std::string& name) const;
 
-  /** Drops the index of the document, if there is one: to be called before elements are renamed or removed.
+  /**
+   * Drops the index of the document, if there is one: to be called before elements are renamed or removed.
    */
   static void forget(const xercesc::DOMDocument& document);
 

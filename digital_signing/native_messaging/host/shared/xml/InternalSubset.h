@@ -26,8 +26,8 @@ std::u16string attributeDefinitionText(const xercesc::DTDAttDef& attribute);
 std::u16string systemLiteral(const XMLCh* systemId);
 
 /**
- * The text of a document type's internal subset: the library's own, but for the declarations that it writes
- * wrongly.
+ * The text of a document type's internal subset: the library's own, but for the
+ * declarations that it writes wrongly.
  */
 class InternalSubset {
  public:

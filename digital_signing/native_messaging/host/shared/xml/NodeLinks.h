@@ -15,8 +15,8 @@ namespace vorn {
  * class of every node it touches by dynamic_cast, several times for each that is added, and that is a third
  * of a parse; here it is known.
  *
- * The nodes are of one document that was parsed without namespace processing, and fresh: without parent or
- * siblings.
+ * The nodes are of one document that was parsed without namespace processing,
+ * and fresh: without parent or siblings.
  */
 void appendChild(xercesc::DOMElementImpl& parent, xercesc::DOMElementImpl& child);
 void appendChild(xercesc::DOMElementImpl& parent, xercesc::DOMTextImpl& child);

@@ -28,8 +28,10 @@ class SignatureBuilder {
   SignatureBuilder(const SignatureBuilder&) = delete;
   SignatureBuilder& operator=(const SignatureBuilder&) = delete;
 
-  /** Puts the Signature element, with its one reference and the transforms of it, last into the signed
-   * element. */
+  /**
+   * Puts the Signature element, with its one reference and the transforms of
+   * it, last into the signed element.
+   */
   void addSignature(const XMLCh* signatureMethodURI, const XMLCh* digestMethodURI);
   void setSigningKey(std::unique_ptr<XSECCryptoKey> key);
   /** Public key and certificate for the verifier, all in base64. */

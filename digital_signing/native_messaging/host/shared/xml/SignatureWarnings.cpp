@@ -34,7 +34,8 @@ bool hasDefaultNamespace(const xercesc::DOMElement& element) {
   return false;
 }
 
-/** Whether the last element inside is a signature: that is where an enveloped one stands, ours at any rate.
+/**
+ * Whether the last element inside is a signature: that is where an enveloped one stands, ours at any rate.
  */
 bool endsWithSignature(const xercesc::DOMElement& element) {
   const DOMNode* last = element.getLastChild();

@@ -35,8 +35,10 @@ class SignedInfoHandler : public DSIGAlgorithmHandlerDefault {
   XSECAlgorithmHandler* clone() const override { return new SignedInfoHandler(*this); }
 
  private:
-  /** The library's chain is the canonicaliser, nothing of which has been read yet, behind the SignedInfo
-   * element. */
+  /**
+   * The library's chain is the canonicaliser, nothing of which has been read
+   * yet, behind the SignedInfo element.
+   */
   static CanonicalBytes* canonicalBytes(TXFMChain* inputBytes) {
     const TXFMBase* source = inputBytes->getLastTxfm()->*ChainLink::kInput;
     const auto* signedInfo =

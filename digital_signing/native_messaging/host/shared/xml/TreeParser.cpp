@@ -149,8 +149,8 @@ NamedElements& TreeParser::noteName(const XMLCh* pooledName) {
 
 void TreeParser::docPI(const XMLCh* target, const XMLCh* data) {
   addText();
-  // A carriage return can come in through an entity, but cannot be written where no character reference can
-  // stand.
+  // A carriage return can come in through an entity, but cannot be written
+  // where no character reference can stand.
   std::u16string lines(viewOf(data));
   std::replace(lines.begin(), lines.end(), u'\r', u'\n');
   XercesDOMParser::docPI(target, lines.c_str());

@@ -5,8 +5,10 @@
 
 namespace vorn {
 
-/** The characters that become references: the same in canonical XML and in a document that reads back as it
- * was. */
+/**
+ * The characters that become references: the same in canonical XML and in a
+ * document that reads back as it was.
+ */
 enum class Escapes {
   kNone,
   kText,       // & < > and the carriage return

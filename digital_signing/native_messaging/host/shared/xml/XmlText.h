@@ -6,8 +6,10 @@
 
 namespace vorn {
 
-/** Text between the UTF-16 of the XML libraries and the UTF-8 of everything else. A null pointer is an empty
- * text. */
+/**
+ * Text between the UTF-16 of the XML libraries and the UTF-8 of everything
+ * else. A null pointer is an empty text.
+ */
 std::string toUtf8(const XMLCh* text);
 std::u16string toUtf16(const std::string& text);
 
