@@ -35,7 +35,10 @@ const KINDS = {
 /** { title, remedy, commands, detail } for any error. */
 export function wordsFor(error, extensionId) {
   const [title, remedy, ...commands] = KINDS[error.kind] ?? ["Something went wrong in this page.", "Reload the page and try again."];
-  const said = error.text ?? error.message;
-  const by = error.code ? `Code ${error.code}` : "The browser says";
-  return { title, remedy, commands: commands.map((command) => command.replace("ID", extensionId)), detail: said ? `${by}: ${said}` : "" };
+  // Firefox does not tell a program that is missing from one that does not know this extension.
+  if (/no such native application/i.test(error.text)) commands[0] = "vornctl register --extension-id ID";
+  // The program's own words for this are those of an expired certificate.
+  const said = error.kind === "certificate-not-found" ? "" : error.text ?? error.message;
+  const by = error.code ? `Code ${error.code}` : said && "The browser says";
+  return { title, remedy, commands: commands.map((command) => command.replace("ID", extensionId)), detail: [by, said].filter(Boolean).join(": ") };
 }

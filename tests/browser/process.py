@@ -2,6 +2,7 @@
 
 import ctypes
 import os
+import pathlib
 import re
 import signal
 import subprocess
@@ -44,16 +45,29 @@ def is_host(pid):
         return False
 
 
-def _die_with_the_test():
-    """Whatever ends the test, be it SIGKILL at the end of its time, ends the browser."""
-    set_parent_death_signal = 1
-    ctypes.CDLL(None).prctl(set_parent_death_signal, signal.SIGKILL)
+def megabytes(pid, file, field):
+    with open(f"/proc/{pid}/{file}", encoding="utf-8") as fields:
+        return next(int(line.split()[1]) for line in fields if line.startswith(f"{field}:")) / 1024
 
 
 def peak_megabytes(pid):
     """The most memory that a process has had resident."""
-    with open(f"/proc/{pid}/status", encoding="utf-8") as status:
-        return next(int(line.split()[1]) for line in status if line.startswith("VmHWM")) / 1024
+    return megabytes(pid, "status", "VmHWM")
+
+
+def tree_megabytes(pid):
+    """The memory of a process and of all that it has started, what they share counted once."""
+    try:
+        children = {child for file in pathlib.Path(f"/proc/{pid}/task").glob("*/children") for child in file.read_text().split()}
+        return megabytes(pid, "smaps_rollup", "Pss") + sum(tree_megabytes(child) for child in children)
+    except OSError:  # gone meanwhile
+        return 0
+
+
+def _die_with_the_test():
+    """Whatever ends the test, be it SIGKILL at the end of its time, ends the browser."""
+    set_parent_death_signal = 1
+    ctypes.CDLL(None).prctl(set_parent_death_signal, signal.SIGKILL)
 
 
 def start(command, home, **options):

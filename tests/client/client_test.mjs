@@ -202,9 +202,14 @@ test("gives every refusal of the host and of the browsers a kind", async () => {
   assert.equal(await kindOf(connect().version()), "extension-not-allowed", "no extension");
 });
 
+/** A module of the sample extension that needs no other. */
+function ofExtension(name) {
+  const code = fs.readFileSync(new URL(`../../examples/extension/${name}`, import.meta.url), "utf8");
+  return import(`data:text/javascript,${encodeURIComponent(code)}`);
+}
+
 test("lets the sample extension work for its own pages alone", async () => {
-  const code = fs.readFileSync(new URL("../../examples/extension/origins.js", import.meta.url), "utf8");
-  const { allowedOrigin } = await import(`data:text/javascript,${encodeURIComponent(code)}`);
+  const { allowedOrigin } = await ofExtension("origins.js");
   for (const [sender, origin] of [
     [{ origin: "http://localhost:8000", frameId: 0, tab: {} }, "http://localhost:8000"],
     [{ url: "http://127.0.0.1/x", frameId: 0, tab: {} }, "http://127.0.0.1"],
@@ -241,6 +246,8 @@ test("does what its page shows", async () => {
   const types = fs.readFileSync(new URL("vorn-signing.d.ts", CLIENT), "utf8");
   const kinds = [...types.matchAll(/^  \| "(.*?)"/gm)].map(([, kind]) => kind);
   assert.deepEqual([...page.matchAll(/^\| `(.*?)` \|/gm)].map(([, kind]) => kind), kinds, "page and types know the same kinds");
+  const { wordsFor } = await ofExtension("words.js");
+  for (const kind of kinds) assert.doesNotMatch(wordsFor({ kind }).title, /^Something/, `the sample has words for ${kind}`);
   const module = await import(new URL("vorn-signing.js", CLIENT));
   for (const name of Object.keys(module)) assert.match(types, new RegExp(`export (class|function|const) ${name}\\b`));
 });
