@@ -31,7 +31,7 @@ class Setting:
         self.build = os.path.abspath(build)
         self.host = self.program("vorn-signing")
         self.environment = {**os.environ, "HOME": folder}
-        report = subprocess.run([ROOT / "tests/e2e/make-identity", "--name", "Robin Banksia", "--file", "robin", folder],
+        report = subprocess.run([ROOT / "examples/make-identity", "--name", "Robin Banksia", "--file", "robin", folder],
                                 check=True, capture_output=True, text=True).stdout
         self.aki = dict(line.split("=", 1) for line in report.splitlines())["aki"]
         self.authority = f"{folder}/certificates/Test Authority.pem"

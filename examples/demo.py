@@ -15,7 +15,7 @@ import tempfile
 from talk import Host
 
 HERE = pathlib.Path(__file__).resolve().parent
-MAKE_IDENTITY = HERE.parent / "tests" / "e2e" / "make-identity"
+MAKE_IDENTITY = HERE / "make-identity"
 PARTS = ("CounterpartData", "RenderedData")
 
 

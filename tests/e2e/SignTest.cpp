@@ -45,6 +45,8 @@ TEST(Sign, EveryAlgorithmAndKeySizeVerifies) {
     const std::string xml = signedXml(answer);
     EXPECT_NE(xml.find("SignatureMethod Algorithm=\"" + c.signature + "\""), std::string::npos) << xml;
     EXPECT_NE(xml.find("DigestMethod Algorithm=\"" + c.digest + "\""), std::string::npos) << xml;
+    const std::size_t value = xml.find("<SignatureValue>");
+    EXPECT_GT(xml.find('\n', value), xml.find("</Signature>", value)) << "base64 has no line breaks: " << xml;
     expectBothVerify(home, xml);
     expectBothVerify(home, xml, Trust::keyValue);
   }

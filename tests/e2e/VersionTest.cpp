@@ -46,8 +46,10 @@ TEST(Version, IsAnsweredWithoutAHome) {
     Home home;
     HostProcess host(home, {.homeFolder = folder});
     EXPECT_EQ(host.ask(kVersionRequest), versionBody()) << folder;
+    EXPECT_EQ(errorCode(host.ask(SignRequest{.documents = {{agreement()}}}.json())), 102) << folder;
     host.closeInput();
     EXPECT_EQ(host.waitForExit(), 0);
+    EXPECT_FALSE(std::filesystem::exists("/nonexistent"));
   }
 }
 

@@ -120,8 +120,6 @@ TEST(HostileBodies, Base64) {
       "main", request, toBase64(harmlessXml(kBody / 100 * 74)),
       {
           between("padding alone", "", "=", ""),
-          between("padding between", "", "QQ==", ""),
-          {"a line break at the end", [&](std::size_t size) { return noDocument(size) + "\\n"; }},
           {"a foreign character at the end", [&](std::size_t size) { return noDocument(size) + "QUI*"; }},
           {"bytes that are no document", noDocument},
           between("escaped slashes", "", R"(\/\/\/\/)", ""),
@@ -141,9 +139,7 @@ TEST(HostileBodies, KeyIdentifiers) {
   };
   expectBounded("main", details, fill("\"" + std::string(40, 'a') + "\",", kBody),
                 {
-                    between("a million alike", "", "\"0a1b2c\",", ""),
                     numbered("a million others", "", reversed, ""),
-                    between("empty ones", "", "\"\",", ""),
                     numbered("alike for long", "", alike, ""),
                     between("one of all", "\"", "A", "\","),
                 },

@@ -93,19 +93,18 @@ Object certificateObject(const fs::path& pem) {
   return object;
 }
 
-/** A key that claims the modulus of `shown`, and signs with the numbers of `used`. */
-Object keyObject(const EVP_PKEY* shown, const EVP_PKEY* used) {
+Object keyObject(const EVP_PKEY* key) {
   Object object = start(CKO_PRIVATE_KEY);
   object.add(CKA_KEY_TYPE, CK_ULONG{CKK_RSA});
   object.add(CKA_SIGN, true);
   object.add(CKA_SENSITIVE, true);
-  object.add(CKA_MODULUS, numberOf(shown, OSSL_PKEY_PARAM_RSA_N));
+  object.add(CKA_MODULUS, numberOf(key, OSSL_PKEY_PARAM_RSA_N));
   const std::pair<CK_ATTRIBUTE_TYPE, const char*> numbers[] = {
       {CKA_PUBLIC_EXPONENT, OSSL_PKEY_PARAM_RSA_E},       {CKA_PRIVATE_EXPONENT, OSSL_PKEY_PARAM_RSA_D},
       {CKA_PRIME_1, OSSL_PKEY_PARAM_RSA_FACTOR1},         {CKA_PRIME_2, OSSL_PKEY_PARAM_RSA_FACTOR2},
       {CKA_EXPONENT_1, OSSL_PKEY_PARAM_RSA_EXPONENT1},    {CKA_EXPONENT_2, OSSL_PKEY_PARAM_RSA_EXPONENT2},
       {CKA_COEFFICIENT, OSSL_PKEY_PARAM_RSA_COEFFICIENT1}};
-  for (const auto& [attribute, name] : numbers) object.add(attribute, numberOf(used, name));
+  for (const auto& [attribute, name] : numbers) object.add(attribute, numberOf(key, name));
   return object;
 }
 
@@ -148,7 +147,7 @@ std::filesystem::path tokenFolder(const e2e::Home& home) {
   return home.path() / "tokens";
 }
 
-std::string installToken(const e2e::Home& home, TokenKey relation) {
+std::string installToken(const e2e::Home& home) {
   const std::string setting = "SOFTHSM2_CONF=" + (home.path() / "softhsm.conf").string();
   fs::create_directories(tokenFolder(home));
   e2e::writeFile(home.path() / "softhsm.conf", "directories.tokendir = " + tokenFolder(home).string() + "\n");
@@ -161,9 +160,8 @@ std::string installToken(const e2e::Home& home, TokenKey relation) {
   run("modutil -force -dbdir 'sql:" + store.string() + "' -add token -libfile " + kLibrary);
 
   const Key jane = readKey(home.path());
-  const Key other(EVP_RSA_gen(2048), &EVP_PKEY_free);
   storeObjects(certificateObject(e2e::preparedHomes() / "main" / "certificates" / "jane.pem"),
-               keyObject(jane.get(), relation == TokenKey::ofTheCertificate ? jane.get() : other.get()));
+               keyObject(jane.get()));
   return setting;
 }
 

@@ -6,15 +6,12 @@
 
 namespace reliability {
 
-/** How the key on a token relates to the certificate beside it. */
-enum class TokenKey { ofTheCertificate, ofAnother };
-
 /**
  * Puts the certificate of Jane Citizen, taken from the prepared homes, on a software token of its own and
  * tells the home's empty key store of that token; a key lies beside it that needs no PIN. The host finds the
  * token by the returned setting of its environment. Throws when the token's library is not installed.
  */
-std::string installToken(const e2e::Home& home, TokenKey key);
+std::string installToken(const e2e::Home& home);
 
 /** The folder that holds the token: without it the token is gone. */
 std::filesystem::path tokenFolder(const e2e::Home& home);
