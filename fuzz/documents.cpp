@@ -2,11 +2,12 @@
 // told of, and what has been signed can be read again, with the very digests that were signed.
 
 #include <log4cplus/helpers/loglog.h>
-#include <openssl/pem.h>
-#include <openssl/x509.h>
+#include <openssl/evp.h>
+#include <unistd.h>
 #include <xercesc/dom/DOM.hpp>
 
 #include <cstdint>
+#include <filesystem>
 #include <optional>
 #include <string>
 
@@ -26,31 +27,6 @@ namespace {
 
 std::string_view view(const std::uint8_t* data, std::size_t size) {
   return {reinterpret_cast<const char*>(data), size};
-}
-
-/** Makes a new key the identity, and a certificate that holds it and little else. */
-void makeNewIdentity() {
-  constexpr unsigned kBits = 1024;
-  TestIdentity& identity = testIdentity();
-  EVP_PKEY* key = EVP_RSA_gen(kBits);
-  BIO* pem = BIO_new(BIO_s_mem());
-  PEM_write_bio_PrivateKey(pem, key, nullptr, nullptr, 0, nullptr, nullptr);
-  char* text = nullptr;
-  const long textLength = BIO_get_mem_data(pem, &text);
-  identity.keyPem.assign(text, static_cast<std::size_t>(textLength));
-  BIO_free(pem);
-
-  X509* certificate = X509_new();
-  X509_gmtime_adj(X509_getm_notBefore(certificate), 0);
-  X509_gmtime_adj(X509_getm_notAfter(certificate), 1);
-  X509_set_pubkey(certificate, key);
-  X509_sign(certificate, key, EVP_sha256());
-  unsigned char* der = nullptr;
-  const int derLength = i2d_X509(certificate, &der);
-  identity.certificateBase64 = toBase64(view(der, static_cast<std::size_t>(derLength)));
-  OPENSSL_free(der);
-  X509_free(certificate);
-  EVP_PKEY_free(key);
 }
 
 /** The signed document, or none for a refusal; `why` is its text then. */
@@ -103,7 +79,10 @@ void requireDigests(std::string_view xml) {
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
   log4cplus::helpers::LogLog::getLogLog()->setQuietMode(true);
-  makeNewIdentity();
+  const std::string folder = std::filesystem::temp_directory_path() / ("fuzz-" + std::to_string(getpid()));
+  std::filesystem::create_directory(folder);
+  makeIdentity(folder, 1024);
+  std::filesystem::remove_all(folder);
   XMLSigner::getInstance().initialise(XMLSigner::RSA_SHA256);
   return 0;
 }

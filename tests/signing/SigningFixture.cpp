@@ -1,6 +1,5 @@
 #include "signing/SigningFixture.h"
 
-#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <cstdlib>
@@ -35,17 +34,7 @@ std::string refusalOf(const std::string& base64) {
 void SigningTest::SetUpTestSuite() {
   std::string pattern = (std::filesystem::temp_directory_path() / "signing-XXXXXX").string();
   folder_ = mkdtemp(pattern.data());
-  const std::string certificatePath = folder_ + "/certificate.pem", keyPath = folder_ + "/key.pem";
-  const std::string command = "openssl req -x509 -newkey rsa:2048 -nodes -subj /CN=Signer -out " +
-                              certificatePath + " -keyout " + keyPath + " 2>/dev/null";
-  ASSERT_EQ(std::system(command.c_str()), 0);
-  TestIdentity& identity = testIdentity();
-  identity.keyPem = tests::readFile(keyPath);
-  // The lines between the first and the last.
-  std::string lines = tests::readFile(certificatePath);
-  lines = lines.substr(lines.find('\n'), lines.find("\n-----END") - lines.find('\n'));
-  lines.erase(std::remove(lines.begin(), lines.end(), '\n'), lines.end());
-  identity.certificateBase64 = lines;
+  makeIdentity(folder_);
 }
 
 void SigningTest::TearDownTestSuite() {

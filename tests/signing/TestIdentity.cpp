@@ -6,9 +6,12 @@
 #include <openssl/pem.h>
 
 #include <cstdlib>
+#include <numeric>
+#include <stdexcept>
 #include <vector>
 #include <xsec/enc/OpenSSL/OpenSSLCryptoKeyRSA.hpp>
 
+#include "Bytes.h"
 #include "shared/Base64.h"
 #include "shared/SigningIdentity.h"
 
@@ -29,11 +32,7 @@ std::string numberBase64(const EVP_PKEY* key, const char* name) {
   std::vector<unsigned char> bytes(static_cast<std::size_t>(BN_num_bytes(number)));
   BN_bn2bin(number, bytes.data());
   BN_free(number);
-  char* text = nullptr;
-  encodeBase64(bytes.data(), bytes.size(), &text);
-  std::string result(text);
-  std::free(text);
-  return result;
+  return toBase64({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
 }
 
 /** An OpenSSL key in place of the key store's. */
@@ -62,6 +61,18 @@ class TestKey : public OpenSSLCryptoKeyRSA, public PublicKeyText {
 TestIdentity& testIdentity() {
   static TestIdentity instance;
   return instance;
+}
+
+void makeIdentity(const std::string& folder, int bits) {
+  const std::string certificate = folder + "/certificate.pem", key = folder + "/key.pem";
+  const std::string command = "openssl req -x509 -newkey rsa:" + std::to_string(bits) +
+                              " -nodes -subj /CN=Signer -out " + certificate + " -keyout " + key +
+                              " 2>/dev/null";
+  if (std::system(command.c_str()) != 0) throw std::runtime_error(command);
+  testIdentity().keyPem = tests::readFile(key);
+  // The lines between the first and the last.
+  const std::vector<std::string> lines = tests::lines(tests::readFile(certificate));
+  testIdentity().certificateBase64 = std::accumulate(lines.begin() + 1, lines.end() - 1, std::string());
 }
 
 namespace vorn::signing_identity {

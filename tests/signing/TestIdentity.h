@@ -14,3 +14,7 @@ struct TestIdentity {
 };
 
 TestIdentity& testIdentity();
+
+/** Makes a new key and its certificate the identity; both are left in the folder as key.pem and
+ * certificate.pem. */
+void makeIdentity(const std::string& folder, int bits = 2048);

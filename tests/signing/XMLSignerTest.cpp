@@ -149,16 +149,6 @@ TEST_F(XMLSignerTest, WarnsOfWhatVerifiersRefuse) {
   }
 }
 
-TEST_F(XMLSignerTest, RefusesWhatIsNotBase64) {
-  using namespace std::string_literals;
-  const std::string good = toBase64(withParts());
-  for (const std::string& text : {""s, "\n" + good, good.substr(1), good + '\0' + "AAA"}) {
-    EXPECT_EQ(refusalOf(text), "103 Request XML data is not valid base64") << text;
-  }
-  EXPECT_EQ(refusalOf(good), "signed");
-  EXPECT_EQ(refusalOf(good + " \r\n"), "signed");
-}
-
 TEST_F(XMLSignerTest, FailuresOfKeyAndLibrary) {
   TestIdentity& identity = testIdentity();
   const std::tuple<std::function<void()>, std::string, std::string> failures[] = {
@@ -272,7 +262,8 @@ TEST_F(XMLSignerTest, HostileMalformedAndInvalidDocuments) {
     EXPECT_EQ(outcome.substr(0, expected.size()), expected) << xml.substr(0, 300) << "\n" << outcome;
   }
   EXPECT_EQ(testIdentity().keysAlive, 0);
-  EXPECT_EQ(refusalOf(toBase64(withParts())), "signed");
+  EXPECT_EQ(refusalOf(toBase64(withParts()) + " \r\n"), "signed");
+  EXPECT_EQ(refusalOf("\n" + toBase64(withParts())), "103 Request XML data is not valid base64");
 }
 
 }  // namespace
