@@ -5,6 +5,7 @@
 
 #include <cstring>
 #include <filesystem>
+#include <functional>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -22,10 +23,8 @@ using namespace vorn;
 
 namespace {
 
-enum class Failure { none, host, invalid, stray, notEvenAnException };
-
 /** What the signing side does in these tests. */
-Failure scripted = Failure::none;
+std::function<void()> scripted;
 
 }  // namespace
 
@@ -34,18 +33,7 @@ namespace vorn::signing {
 void selectCertificate(const jsonxx::Object&, jsonxx::Object& response) {
   response << "cert_serial"
            << "7";
-  switch (scripted) {
-    case Failure::none:
-      return;
-    case Failure::host:
-      throw CertificateExpiredException();
-    case Failure::invalid:
-      throw InvalidArgumentException("told so");
-    case Failure::stray:
-      throw std::runtime_error("stray");
-    case Failure::notEvenAnException:
-      throw 5;
-  }
+  scripted();
 }
 
 void signDocuments(const jsonxx::Array&, SignatureAlgorithm, jsonxx::Object&) {}
@@ -58,8 +46,6 @@ using tests::frame;
 
 class MessageExchangeTest : public testing::Test {
  protected:
-  void SetUp() override { scripted = Failure::none; }
-
   std::optional<int> deliver(const std::string& bytes) { return exchange_.deliver(bytes); }
 
   /** The answers so far; fails the test when what was written is not whole frames. */
@@ -94,7 +80,7 @@ class MessageExchangeTest : public testing::Test {
 TEST_F(MessageExchangeTest, tellsFailuresOfTheHostFromThoseThatEndIt) {
   const std::string request =
       frame("{\"type\":\"version\",\"user_details\":{\"name\":\"\",\"email\":\"\",\"abn\":\"\",\"aki\":[]}}");
-  scripted = Failure::host;
+  scripted = [] { throw CertificateExpiredException(); };
   EXPECT_EQ(deliver(request), std::nullopt);
   const std::string expired = answers().at(0);
   EXPECT_NE(expired.find("\t\"cert_serial\": \"7\",\n\t\"error_code\": 107,\n\t\"error_message\": "
@@ -103,10 +89,10 @@ TEST_F(MessageExchangeTest, tellsFailuresOfTheHostFromThoseThatEndIt) {
       << expired;
   EXPECT_NE(expired.find("\"result\": \"error\""), std::string::npos);
 
-  const std::pair<Failure, std::string> fatal[] = {
-      {Failure::invalid, errorText(101, "told so")},
-      {Failure::stray, errorText(100, "stray")},
-      {Failure::notEvenAnException, errorText(100, "Unknown failure")},
+  const std::pair<std::function<void()>, std::string> fatal[] = {
+      {[] { throw InvalidArgumentException("told so"); }, errorText(101, "told so")},
+      {[] { throw std::runtime_error("stray"); }, errorText(100, "stray")},
+      {[] { throw 5; }, errorText(100, "Unknown failure")},
   };
   for (const auto& [failure, answer] : fatal) {
     scripted = failure;
@@ -116,7 +102,6 @@ TEST_F(MessageExchangeTest, tellsFailuresOfTheHostFromThoseThatEndIt) {
 }
 
 TEST_F(MessageExchangeTest, keepsTheFrameWellFormedAndEndsQuietlyWhenTheReaderHasGone) {
-  scripted = Failure::stray;
   testPlatform().installed = "no folder";
   EXPECT_EQ(deliver(frame("{\"type\":\"version\"}")), std::nullopt);
   EXPECT_NE(

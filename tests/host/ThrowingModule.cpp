@@ -1,3 +1,4 @@
+#include <map>
 #include <new>
 #include <stdexcept>
 
@@ -9,32 +10,21 @@ using namespace vorn;
 /** Fails as the number "how" of the user details says. */
 void vorn::signing::selectCertificate(const jsonxx::Object& userDetails, jsonxx::Object& response) {
   response.import("cert_serial", "7");
-  switch (static_cast<int>(userDetails.get<jsonxx::Number>("how"))) {
-    case 100:
-      throw TechnicalException("one");
-    case 101:
-      throw InvalidArgumentException("two");
-    case 102:
-      throw CertificateNotFoundException();
-    case 103:
-      throw XMLDataParsingException("four");
-    case 104:
-      throw InvalidXMLDataException("five");
-    case 105:
-      throw CryptoException("six");
-    case 107:
-      throw CertificateExpiredException();
-    case 108:
-      throw InvalidSignatureAlgorithmException("nine");
-    case 109:
-      throw BaseException(109, "of tomorrow");
-    case 1:
-      throw std::bad_alloc();
-    case 2:
-      throw std::out_of_range("stray");
-    case 3:
-      throw 5;
-  }
+  static const std::map<int, void (*)()> kFailures = {
+      {100, [] { throw TechnicalException("one"); }},
+      {101, [] { throw InvalidArgumentException("two"); }},
+      {102, [] { throw CertificateNotFoundException(); }},
+      {103, [] { throw XMLDataParsingException("four"); }},
+      {104, [] { throw InvalidXMLDataException("five"); }},
+      {105, [] { throw CryptoException("six"); }},
+      {107, [] { throw CertificateExpiredException(); }},
+      {108, [] { throw InvalidSignatureAlgorithmException("nine"); }},
+      {109, [] { throw BaseException(109, "of tomorrow"); }},
+      {1, [] { throw std::bad_alloc(); }},
+      {2, [] { throw std::out_of_range("stray"); }},
+      {3, [] { throw 5; }}};
+  const auto failure = kFailures.find(static_cast<int>(userDetails.get<jsonxx::Number>("how")));
+  if (failure != kFailures.end()) failure->second();
 }
 
 void vorn::signing::signDocuments(const jsonxx::Array&, SignatureAlgorithm, jsonxx::Object&) {

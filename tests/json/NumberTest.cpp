@@ -76,20 +76,4 @@ TEST(JsonNumber, WritesWhatAStreamWrites) {
   }
 }
 
-/** A comma where the classic locale has a point. */
-class CommaPunctuation : public std::numpunct<char> {
-  char do_decimal_point() const override { return ','; }
-  std::string do_grouping() const override { return "\3"; }
-};
-
-TEST(JsonNumber, IsIndependentOfTheLocale) {
-  const std::locale before = std::locale::global(std::locale(std::locale(), new CommaPunctuation));
-  EXPECT_EQ(write(1234.5L), "1234.5");
-  const char text[] = "1234.5";
-  long double number = 0;
-  EXPECT_EQ(jsonxx::readNumber(text, text + 6, number), text + 6);
-  EXPECT_EQ(number, 1234.5L);
-  std::locale::global(before);
-}
-
 }  // namespace

@@ -11,13 +11,12 @@ import os
 import pathlib
 import re
 import shutil
-import struct
-import subprocess
 import sys
 import tempfile
 
-sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1]))
+sys.path += [str(pathlib.Path(__file__).resolve().parents[1]), str(pathlib.Path(__file__).resolve().parents[2] / "examples")]
 import hardening
+import talk
 from helpers import JANE, aki_of, expect, run
 
 IDS = ("mfhbkomhbodjalemnkcbfeabgimhoion", "sample@vorn-signing.example")
@@ -25,44 +24,20 @@ LEFT_TO_THE_SYSTEM = ("ld-linux", "libc.so", "libm.so", "libdl.so", "libstdc++",
                       "libnspr", "libplc", "libplds", "libcrypto", "libsoftokn", "libfreebl", "libsqlite", "libz.so")
 
 
-class Host:
-    """The packaged host with a user's home folder; nothing of this program's environment but that."""
-
-    def __init__(self, program, home):
-        self.linker = tempfile.TemporaryFile("w+")  # nobody may look into a host, but it says what it loads
-        self.process = subprocess.Popen([program], env={"HOME": str(home), "LD_DEBUG": "libs"}, stdin=subprocess.PIPE,
-                                        stdout=subprocess.PIPE, stderr=self.linker)
-
-    def ask(self, request):
-        text = json.dumps(request).encode()
-        self.process.stdin.write(struct.pack("=I", len(text)) + text)
-        self.process.stdin.flush()
-        (length,) = struct.unpack("=I", self.process.stdout.read(4))
-        return json.loads(self.process.stdout.read(length))
-
-    def libraries(self):
-        self.linker.seek(0)
-        return set(re.findall(r"calling init: (/\S.*\.so.*)", self.linker.read()))
-
-    def close(self):
-        self.process.stdin.close()
-        return self.process.wait(10)
-
-
 def try_host(program, home, homes, document):
     """Asks for the version and signs; returns the libraries that are loaded by then."""
-    host = Host(program, home)
-    version = host.ask({"type": "version"})
+    linker = home / "linker"  # nobody may look into a host, but its linker says what it loads
+    host = talk.Host(program, {"HOME": str(home), "LD_DEBUG": "libs", "LD_DEBUG_OUTPUT": str(linker)})
+    version = json.loads(host.ask('{"type": "version"}'))
     expect(version["install_location"] == str(program.parent), "the host tells where it is installed", version)
-    answer = host.ask({
+    answer = json.loads(host.ask(json.dumps({
         "type": "sign",
         "user_details": {**JANE, "aki": [aki_of(homes)]},
         "xml_data": [{"data": base64.b64encode(document.read_bytes()).decode()}],
-    })
+    })))
     expect(answer["result"] == "ok", "it signs", answer)
-    libraries = host.libraries()
     expect(host.close() == 0, "and leaves")
-    return libraries
+    return set(re.findall(r"calling init: (/\S.*\.so.*)", linker.with_name(f"linker.{host.process.pid}").read_text()))
 
 
 def try_hardening(folder, what, ours):

@@ -2,43 +2,21 @@
 // macOS as well.
 #include <CoreFoundation/CoreFoundation.h>
 #include <Security/SecDigestTransform.h>
-#include <Security/SecEncodeTransform.h>
 #include <Security/SecEncryptTransform.h>
 #include <Security/SecSignVerifyTransform.h>
 #include <Security/Security.h>
 #include <gtest/gtest.h>
 
 #include <string>
-#include <vector>
 
-#include "mac/app/CFRef.h"
 #include "mac/app/DeprecatedCalls.h"
 
-using vorn::CFRef;
-
 namespace {
-
-/** A null reference, handed in where headers rule out the literal. */
-template <class Ref>
-Ref none() {
-  return nullptr;
-}
 
 std::string text(CFStringRef string) {
   char buffer[1024] = "";
   CFStringGetCString(string, buffer, sizeof buffer, kCFStringEncodingUTF8);
   return buffer;
-}
-
-CFRef<CFDataRef> data(const std::string& bytes) {
-  return CFRef<CFDataRef>::adopt(CFDataCreate(nullptr, reinterpret_cast<const UInt8*>(bytes.data()),
-                                              static_cast<CFIndex>(bytes.size())));
-}
-
-std::string bytes(CFTypeRef object) {
-  const auto* content = static_cast<CFDataRef>(object);
-  return {reinterpret_cast<const char*>(CFDataGetBytePtr(content)),
-          static_cast<std::size_t>(CFDataGetLength(content))};
 }
 
 TEST(Contract, Constants) {
@@ -65,50 +43,6 @@ TEST(Contract, Constants) {
   EXPECT_EQ(errSecItemNotFound, -25300);
   EXPECT_EQ(errSecInvalidItemRef, -25304);
   EXPECT_EQ(errSecParam, -50);
-}
-
-TEST(Contract, Base64HasNoLineBreaks) {
-  std::string longest;
-  for (int i = 0; i < 32; ++i) longest += "eHh4";
-  const std::pair<std::string, std::string> rows[] = {{"", ""},
-                                                      {"f", "Zg=="},
-                                                      {"fo", "Zm8="},
-                                                      {std::string("\x00\xff\xfb\xef", 4), "AP/77w=="},
-                                                      {std::string(96, 'x'), longest}};
-  for (const auto& row : rows) {
-    CFRef<CFErrorRef> error;
-    const auto encoder =
-        CFRef<SecTransformRef>::adopt(SecEncodeTransformCreate(kSecBase64Encoding, error.out()));
-    const auto input = data(row.first);
-    ASSERT_TRUE(
-        SecTransformSetAttribute(encoder.get(), kSecTransformInputAttributeName, input.get(), error.out()));
-    const auto output = CFRef<CFTypeRef>::adopt(SecTransformExecute(encoder.get(), error.out()));
-    ASSERT_TRUE(output);
-    EXPECT_FALSE(error);
-    EXPECT_EQ(bytes(output.get()), row.second);
-  }
-}
-
-TEST(Contract, SigningWithoutAKeyFailsWhenItIsRun) {
-  CFRef<CFErrorRef> error;
-  const auto signer = CFRef<SecTransformRef>::adopt(SecSignTransformCreate(none<SecKeyRef>(), error.out()));
-  ASSERT_TRUE(signer);
-  EXPECT_FALSE(error);
-  const auto digest = data(std::string(20, 'd'));
-  EXPECT_TRUE(
-      SecTransformSetAttribute(signer.get(), kSecTransformInputAttributeName, digest.get(), error.out()));
-  EXPECT_TRUE(SecTransformSetAttribute(signer.get(), kSecPaddingKey, kSecPaddingPKCS1Key, error.out()));
-  EXPECT_FALSE(error);
-  EXPECT_EQ(SecTransformExecute(signer.get(), error.out()), nullptr);
-  ASSERT_TRUE(error);
-  EXPECT_EQ(CFErrorGetCode(error.get()), 14);
-  const auto description = CFRef<CFStringRef>::adopt(CFErrorCopyDescription(error.get()));
-  EXPECT_TRUE(text(description.get())
-                  .starts_with("The operation couldn\u2019t be completed. "
-                               "(com.apple.security.transforms.error error 14 - Can not execute "))
-      << text(description.get());
-  EXPECT_TRUE(
-      text(description.get()).ends_with("com.apple.security.Sign, missing required attributes: KEY)"));
 }
 
 }  // namespace

@@ -39,17 +39,6 @@ TEST(Utf8, ReplacesEachMaximalSubpart) {
   }
 }
 
-TEST(Utf8, AcceptsExactlyTheScalarValues) {
-  for (unsigned long code = 0x80; code < 0x120000; ++code) {
-    const int trailing = code < 0x800 ? 1 : code < 0x10000 ? 2 : 3;
-    const unsigned long lead = trailing == 1 ? 0xC0 : trailing == 2 ? 0xE0 : 0xF0;
-    std::string text(1, static_cast<char>(lead | code >> 6 * trailing));
-    for (int i = trailing - 1; i >= 0; --i) text += static_cast<char>(0x80 | (code >> 6 * i & 63));
-    const bool isScalarValue = code <= 0x10FFFF && (code < 0xD800 || code > 0xDFFF);
-    ASSERT_EQ(isValidUtf8(text), isScalarValue) << code;
-  }
-}
-
 TEST(Utf8, ComesFromOtherForms) {
   const std::pair<std::u16string, std::optional<std::string>> kTexts[] = {
       {u"", ""},
