@@ -9,8 +9,7 @@
 #include <Security/SecTransform.h>
 #include_next <Security/Security.h>
 
-#define VORN_TEST_DEPRECATED(since) \
-  __attribute__((availability(macos, introduced = 10.2, deprecated = since)))
+#define VORN_DEPRECATED(since) __attribute__((availability(macos, introduced = 10.2, deprecated = since)))
 
 #pragma clang assume_nonnull begin
 extern "C" {
@@ -23,17 +22,17 @@ CFDictionaryRef _Nullable SecCertificateCopyValues(SecCertificateRef certificate
 OSStatus SecIdentityCopyCertificate(SecIdentityRef identity, SecCertificateRef _Nullable* certificate);
 OSStatus SecIdentityCopyPrivateKey(SecIdentityRef identity, SecKeyRef _Nullable* key);
 
-VORN_TEST_DEPRECATED(10.14)
+VORN_DEPRECATED(10.14)
 OSStatus SecCertificateCopyPublicKey(SecCertificateRef certificate, SecKeyRef _Nullable* key);
-VORN_TEST_DEPRECATED(10.7) OSStatus SecKeyGetCSSMKey(SecKeyRef key, const CSSM_KEY* _Nullable* cssmKey);
-VORN_TEST_DEPRECATED(10.13)
+VORN_DEPRECATED(10.7) OSStatus SecKeyGetCSSMKey(SecKeyRef key, const CSSM_KEY* _Nullable* cssmKey);
+VORN_DEPRECATED(10.13)
 SecTransformRef _Nullable SecEncodeTransformCreate(CFTypeRef type, CFErrorRef _Nullable* _Nullable error);
-VORN_TEST_DEPRECATED(10.13)
+VORN_DEPRECATED(10.13)
 SecTransformRef _Nullable SecSignTransformCreate(SecKeyRef key, CFErrorRef _Nullable* _Nullable error);
-VORN_TEST_DEPRECATED(10.13)
+VORN_DEPRECATED(10.13)
 Boolean SecTransformSetAttribute(SecTransformRef transform, CFStringRef key, CFTypeRef value,
                                  CFErrorRef _Nullable* _Nullable error);
-VORN_TEST_DEPRECATED(10.13)
+VORN_DEPRECATED(10.13)
 CFTypeRef _Nullable SecTransformExecute(SecTransformRef transform, CFErrorRef _Nullable* _Nullable error);
 }
 #pragma clang assume_nonnull end

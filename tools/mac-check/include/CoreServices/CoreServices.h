@@ -2,7 +2,7 @@
 
 #include <CoreFoundation/CoreFoundation.h>
 
-#define VORN_TEST_DEPRECATED_CARBON __attribute__((availability(macos, introduced = 10.0, deprecated = 10.8)))
+#define VORN_DEPRECATED_CARBON __attribute__((availability(macos, introduced = 10.0, deprecated = 10.8)))
 
 extern "C" {
 
@@ -23,8 +23,8 @@ enum {
   gestaltSystemVersionBugFix = 'sys3',
 };
 
-VORN_TEST_DEPRECATED_CARBON
+VORN_DEPRECATED_CARBON
 OSErr FSFindFolder(FSVolumeRefNum volume, OSType folderType, Boolean createFolder, FSRef* found);
-VORN_TEST_DEPRECATED_CARBON OSStatus FSRefMakePath(const FSRef* folder, UInt8* path, UInt32 pathBufferSize);
-VORN_TEST_DEPRECATED_CARBON OSErr Gestalt(OSType selector, SInt32* response);
+VORN_DEPRECATED_CARBON OSStatus FSRefMakePath(const FSRef* folder, UInt8* path, UInt32 pathBufferSize);
+VORN_DEPRECATED_CARBON OSErr Gestalt(OSType selector, SInt32* response);
 }
