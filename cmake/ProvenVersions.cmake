@@ -8,6 +8,7 @@ set(vorn_proven_versions
   xml-security-c 2.0    3.0
   OpenSSL        3.0    3.5
   NSS            3.87   3.110
+  libseccomp     2.5    2.6
   CLI11          2.1    2.4
   nlohmann-json  3.11   3.11
   GoogleTest     1.12   1.16)

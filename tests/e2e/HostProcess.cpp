@@ -21,23 +21,23 @@
 namespace e2e {
 namespace {
 
-using vornctl::ChildProcess;
+using vorn::vornctl::ChildProcess;
 using Clock = ChildProcess::Clock;
 
 void require(bool condition, const char* what) {
   if (!condition) throw std::system_error(errno, std::generic_category(), what);
 }
 
-vornctl::Pipe makeTerminal() {
-  vornctl::Pipe ends{};
+vorn::vornctl::Pipe makeTerminal() {
+  vorn::vornctl::Pipe ends{};
   require(openpty(&ends.writing, &ends.reading, nullptr, nullptr, nullptr) == 0, "openpty");
   fcntl(ends.writing, F_SETFD, FD_CLOEXEC);
   fcntl(ends.reading, F_SETFD, FD_CLOEXEC);
   return ends;
 }
 
-vornctl::ChildStart startOf(const Home& home, const HostOptions& options, int errors) {
-  vornctl::ChildStart start{.program = hostProgram(), .arguments = options.arguments, .farewell = {}};
+vorn::vornctl::ChildStart startOf(const Home& home, const HostOptions& options, int errors) {
+  vorn::vornctl::ChildStart start{.program = hostProgram(), .arguments = options.arguments, .farewell = {}};
   if (options.addressSpaceKiB != 0) {
     const std::string limit = std::to_string(options.addressSpaceKiB);
     start.program = "/bin/sh";

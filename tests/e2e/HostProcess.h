@@ -75,7 +75,7 @@ class HostProcess {
   bool readBytes(std::string& bytes, std::size_t count, std::chrono::steady_clock::time_point deadline);
 
   std::filesystem::path errorFile_;
-  vornctl::ChildProcess child_;
+  vorn::vornctl::ChildProcess child_;
 };
 
 }  // namespace e2e

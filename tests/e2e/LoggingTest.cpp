@@ -9,6 +9,8 @@
 namespace e2e {
 namespace {
 
+namespace fs = std::filesystem;
+
 bool holds(const std::string& log, const std::string& text) {
   return log.find(text) != std::string::npos;
 }
@@ -16,6 +18,11 @@ bool holds(const std::string& log, const std::string& text) {
 mode_t modeOf(const std::filesystem::path& path) {
   struct stat status {};
   return stat(path.c_str(), &status) == 0 ? status.st_mode & 07777U : 0;
+}
+
+/** The expression of a line with this record. */
+std::string ofRecord(const std::string& record) {
+  return R"(\d\d-\d\d-\d{4} \d\d:\d\d:\d\d\.\d{3} \[\d+\] (DEBUG|INFO |WARN |ERROR) )" + record;
 }
 
 TEST(Log, TellsTheLifeOfTheHostLineByLine) {
@@ -26,8 +33,7 @@ TEST(Log, TellsTheLifeOfTheHostLineByLine) {
   ASSERT_EQ(host.waitForExit(), 0);
   EXPECT_EQ(modeOf(home.logPath()), 0600U);
 
-  const std::regex layout(
-      R"(\d\d-\d\d-\d{4} \d\d:\d\d:\d\d\.\d{3} \[\d+\] (INFO |WARN |ERROR) (VORNSigning|RequestHandler) - .+)");
+  const std::regex layout(ofRecord("(VORNSigning|RequestHandler) - .+"));
   std::vector<std::string> expected = {
       "INFO  VORNSigning - Executable launched",
       "INFO  VORNSigning - Request message length = 19",
@@ -55,10 +61,62 @@ TEST(Log, TellsTheLifeOfTheHostLineByLine) {
   EXPECT_TRUE(home.log().ends_with("INFO  VORNSigning - Executable removed\n"));
 }
 
+/** Each record is one line and each line a record, though a page writes line ends and escapes wherever it
+ * can. */
+TEST(Log, CannotBeForged) {
+  Home home("main");
+  const std::string attack = "x\n01-01-2026 00:00:00.000 [1] error log - forged\x1b[2j\u2028\u202e\u009b";
+  const std::string written =
+      "x\\x0a01-01-2026 00:00:00.000 [1] error log - forged\\x1b[2j\\u2028\\u202e\\u009b";
+  for (const std::string& request :
+       {R"({"type": ")" + attack + "\"}", R"({"verbose": "ON", "type": ")" + attack + "\"}",
+        SignRequest{.algorithm = attack, .documents = {{agreement()}}}.json(),
+        SignRequest{.documents = {{agreement("\n\n\x7f"), attack}}, .more = R"("verbose": "ON", )"}.json()}) {
+    fs::remove(home.logPath());
+    HostProcess host(home, {.arguments = {"two\nlines"}});
+    host.ask(request);
+    host.closeInput();
+    host.waitForExit();
+    const std::string log = home.log();
+    EXPECT_TRUE(holds(log, written)) << log;
+    const std::regex record(ofRecord(R"(\w+ - [ -~]*)"));
+    for (const std::string& line : lines(log)) EXPECT_TRUE(std::regex_match(line, record)) << line;
+  }
+}
+
+TEST(Log, TellsOfEverySignature) {
+  struct Case {
+    std::vector<std::string> arguments;
+    std::string caller;
+  };
+  for (const Case& c :
+       {Case{{"chrome-extension://abcdefgh/", "--parent-window=0"}, "chrome-extension://abcdefgh/"},
+        Case{{"/home/jane/vorn.signing.json", "a@b.example"}, "a@b.example"}, Case{{}, "none"}}) {
+    Home home("main");
+    HostProcess host(home, {.arguments = c.arguments});
+    const std::string answer =
+        host.ask(SignRequest{.documents = {{agreement(), "first"}, {agreement()}}}.json());
+    const std::string xml = fromBase64(texts(answer, "data").at(0));
+    const std::size_t digest = xml.find("DigestValue>") + std::string("DigestValue>").size();
+    const std::string end = ", certificate = 1920354224474384430, caller = " + c.caller + ", document = ";
+    host.closeInput();
+    host.waitForExit();
+    const std::string log = home.log();
+    EXPECT_TRUE(holds(log, "INFO  SignatureRecord - Signed <CounterpartData>: digest = " +
+                               xml.substr(digest, xml.find('<', digest) - digest) + end + "first\n"))
+        << log;
+    EXPECT_TRUE(holds(log, end + "\n")) << "the second document has no id";
+  }
+}
+
 TEST(Log, HoldsNothingPersonalUnlessVerbose) {
-  const std::vector<std::string> personal = {
-      "Jane Citizen",        "example.com",    "12345678901",        akiOf("main"),
-      "1920354224474384430", "Test Authority", "CounterpartData>12", toBase64(agreement("12")).substr(0, 40)};
+  const std::vector<std::string> personal = {"Jane Citizen",
+                                             "example.com",
+                                             "12345678901",
+                                             akiOf("main"),
+                                             "Test Authority",
+                                             "CounterpartData>12",
+                                             toBase64(agreement("12")).substr(0, 40)};
   Home home("main");
   HostProcess host(home);
   SignRequest request{.documents = {{agreement("12")}}};

@@ -123,4 +123,21 @@ TEST_F(Logging, neverWaitsForOrFailsOnWhatCannotBeWritten) {
   logging::setVerbose("");
 }
 
+TEST_F(Logging, leavesAloneWhatALinkLeadsTo) {
+  const fs::path target = home_ / "somebody's";
+  for (const bool symbolic : {true, false}) {
+    std::ofstream(target) << std::string(600000, 'x');
+    fs::permissions(target, fs::perms(0644));
+    symbolic ? fs::create_symlink(target, file()) : fs::create_hard_link(target, file());
+    logging::setUp();
+    log("through a link");
+    EXPECT_EQ(fs::file_size(target), 600000U) << symbolic;
+    EXPECT_EQ(fs::status(target).permissions(), fs::perms(0644)) << symbolic;
+    fs::remove(file());
+  }
+  fs::create_symlink(target, file());
+  logging::setVerbose("ON");
+  EXPECT_TRUE(fs::is_symlink(file())) << "too long, and yet not the log";
+}
+
 }  // namespace

@@ -9,6 +9,7 @@ import base64
 import json
 import os
 import pathlib
+import re
 import shutil
 import struct
 import subprocess
@@ -28,7 +29,9 @@ class Host:
     """The packaged host with a user's home folder; nothing of this program's environment but that."""
 
     def __init__(self, program, home):
-        self.process = subprocess.Popen([program], env={"HOME": str(home)}, stdin=subprocess.PIPE, stdout=subprocess.PIPE)
+        self.linker = tempfile.TemporaryFile("w+")  # nobody may look into a host, but it says what it loads
+        self.process = subprocess.Popen([program], env={"HOME": str(home), "LD_DEBUG": "libs"}, stdin=subprocess.PIPE,
+                                        stdout=subprocess.PIPE, stderr=self.linker)
 
     def ask(self, request):
         text = json.dumps(request).encode()
@@ -38,9 +41,8 @@ class Host:
         return json.loads(self.process.stdout.read(length))
 
     def libraries(self):
-        maps = pathlib.Path(f"/proc/{self.process.pid}/maps").read_text().splitlines()
-        paths = {line.split(None, 5)[5] for line in maps if "/" in line}
-        return {path for path in paths if ".so" in path}
+        self.linker.seek(0)
+        return set(re.findall(r"calling init: (/\S.*\.so.*)", self.linker.read()))
 
     def close(self):
         self.process.stdin.close()
@@ -138,7 +140,7 @@ def try_archive(archive, folder, home, homes):
 def main():
     config, homes = sys.argv[1], pathlib.Path(sys.argv[2])
     presets = (pathlib.Path(__file__).resolve().parents[2] / "CMakePresets.json").read_text()
-    expect(all(f'"{name}"' in presets for name in IDS), "released packages know the sample extension")
+    expect(not any(name in presets for name in IDS), "no extension may start a host from a package unless it is named")
     try_hardening(pathlib.Path(config).parent / "bin", "the built files", None)
     with tempfile.TemporaryDirectory(prefix="vorn-") as name:
         folder = pathlib.Path(name).resolve()

@@ -18,7 +18,7 @@ using namespace vorn;
 std::string SigningTest::folder_;
 
 std::string signXml(const std::string& xml) {
-  return std::string(fromBase64(XMLSigner::getInstance().sign(toBase64(xml))).value().view());
+  return std::string(vorn::fromBase64(XMLSigner::getInstance().sign(toBase64(xml))).value().view());
 }
 
 std::string refusalOf(const std::string& base64) {

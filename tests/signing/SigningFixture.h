@@ -7,9 +7,6 @@
 
 #include "Bytes.h"
 
-using tests::fromBase64;
-using tests::toBase64;
-
 /** Signs with XMLSigner, and shows what it throws as "code message": 103 for the parser's exceptions. */
 std::string signXml(const std::string& xml);
 std::string refusalOf(const std::string& base64);

@@ -5,8 +5,10 @@
 #include <iterator>
 #include <regex>
 #include <set>
+#include <system_error>
 
 #include "e2e/Messages.h"
+#include "vornctl/AtomicFile.h"
 #include "vornctl/Program.h"
 
 namespace vorn::vornctl {
@@ -76,6 +78,27 @@ TEST(Identities, ConcludeWithTheNearest) {
   expectSays(run(e2e::Home(), "$vornctl identities"), 1, "There is no key store");
   EXPECT_EQ(run(home, "$vornctl identities").output.find('\x1b'), std::string::npos)
       << "colours without a terminal";
+}
+
+/** A file that appears after the first look. */
+TEST(SignAndVerify, OverwritesNothingAndKeepsTheMode) {
+  const e2e::Home home("main");
+  const fs::path file = home.path() / "there";
+  for (const bool link : {false, true}) {
+    fs::remove(file);
+    link ? fs::create_symlink("nowhere", file) : e2e::writeFile(file, "old");
+    EXPECT_THROW(writeFileAtomically(file, "new", {.mayReplace = false}), std::system_error);
+    EXPECT_EQ(e2e::readFile(file), link ? "" : "old");
+  }
+  EXPECT_EQ(std::distance(fs::directory_iterator(home.path()), fs::directory_iterator()), 2)
+      << "a temporary file is left";
+
+  const std::string name = "a\x1b[2J\u202e\u009b\n.xml";
+  e2e::writeFile(home.path() / name, e2e::agreement());
+  fs::permissions(home.path() / name, fs::perms(0600));
+  expectSays(run(home, "umask 0; $vornctl sign *.xml " + user("Jane Citizen")), 0,
+             "signed  a\\x1b[2J\\u202e\\u009b\\x0a.xml -> ");
+  EXPECT_EQ(fs::status(home.path() / (name + ".signed.xml")).permissions(), fs::perms(0600));
 }
 
 TEST(SignAndVerify, RoundTripForEveryAlgorithm) {

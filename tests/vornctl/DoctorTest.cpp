@@ -44,6 +44,9 @@ std::string edit(const std::string& file, const std::string& expression) {
   return "sed -i \"" + expression + "\" " + file;
 }
 
+const std::string kHostAtHome =
+    edit(kFirefoxFile + " " + kChromiumFile, "s#\\\"path\\\": .*#\\\"path\\\": \\\"$HOME/vorn-signing\\\",#");
+
 // Each is the only problem that is named.
 const PlantedFault kFaults[] = {
     {"HostMoved", edit(kChromiumFile, "s#\\\"path\\\": .*#\\\"path\\\": \\\"/opt/old/vorn-signing\\\",#"),
@@ -78,6 +81,13 @@ const PlantedFault kFaults[] = {
      "cp /bin/true silent; " +
          edit(kFirefoxFile + " " + kChromiumFile, "s#\\\"path\\\": .*#\\\"path\\\": \\\"$HOME/silent\\\",#"),
      "host", "ended with status 0 without an answer", "install"},
+    {"WritableModule", "cp $host* . && chmod o+w vorn-signing-module.so; " + kHostAtHome, "host",
+     "vorn-signing-module.so can be written by everybody; it was not started", "chmod o-w"},
+    {"WritableFolder",
+     "mkdir -m 777 open && mkdir open/a && cp $host* open/a && ln -s open/a/vorn-signing; " + kHostAtHome,
+     "host", "/open can be written by everybody; it was not started", "chmod o-w"},
+    {"WritableManifest", "chmod g+w " + kChromiumFile + " && chgrp 65534 " + kChromiumFile, "Chromium",
+     "vorn.signing.json can be written by a group", "chmod g-w"},
     {"NoDatabase", "rm -r .pki", "key store", "there is no key store", "certutil -N"},
     {"EmptyDatabase", "rm -r .pki; mkdir -p .pki/nssdb; certutil -N -d sql:.pki/nssdb --empty-password",
      "key store", "holds no certificate with a private key", "pk12util"},

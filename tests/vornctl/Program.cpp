@@ -4,13 +4,41 @@
 #include <sys/wait.h>
 
 #include <cstdio>
+#include <cstdlib>
+#include <filesystem>
 
 namespace vorn::vornctl {
+namespace {
+
+namespace fs = std::filesystem;
+
+/** The programs in a folder as an installation makes it: the doctor does not trust one that belongs to
+ * somebody else. */
+class Installation {
+ public:
+  Installation() {
+    std::string pattern = (fs::temp_directory_path() / "vorn-installed-XXXXXX").string();
+    folder_ = mkdtemp(pattern.data());
+    for (const char* file : {VORNCTL, VORN_HOST, VORN_HOST "-module.so"}) fs::copy(file, folder_);
+  }
+  ~Installation() { fs::remove_all(folder_); }
+  Installation(const Installation&) = delete;
+  Installation& operator=(const Installation&) = delete;
+
+  std::string path(const char* name) const { return folder_ / name; }
+
+ private:
+  fs::path folder_;
+};
+
+}  // namespace
 
 Result run(const e2e::Home& home, const std::string& commandLine) {
-  const std::string command =
-      "cd " + home.path().string() + " && exec 2>&1 && env -i HOME=" + home.path().string() +
-      " PATH=\"$PATH\" vornctl=" VORNCTL " host=" VORN_HOST " bash -c '" + commandLine + "'";
+  static const Installation installed;
+  const std::string command = "cd " + home.path().string() +
+                              " && exec 2>&1 && env -i HOME=" + home.path().string() +
+                              " PATH=\"$PATH\" vornctl=" + installed.path("vornctl") +
+                              " host=" + installed.path("vorn-signing") + " bash -c '" + commandLine + "'";
   FILE* const pipe = popen(command.c_str(), "r");
   Result result{};
   char buffer[4096];

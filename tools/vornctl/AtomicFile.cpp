@@ -47,6 +47,8 @@ bool writeAll(int descriptor, std::string_view bytes) {
   return true;
 }
 
+constexpr mode_t kRights = S_IRWXU | S_IRWXG | S_IRWXO;
+
 /** The rights that a new file gets. */
 mode_t newFileMode() {
   const mode_t mask = umask(0);
@@ -54,12 +56,22 @@ mode_t newFileMode() {
   return 0644 & ~mask;
 }
 
+/** Gives the file its name if nothing has it: looking first and renaming then would leave time in between. */
+bool renameIfFree(const std::string& from, const fs::path& to) {
+  if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return true;
+  if (errno != EINVAL && errno != ENOSYS) return false;
+  // A file system that cannot rename so, of another machine for one.
+  return link(from.c_str(), to.c_str()) == 0 && unlink(from.c_str()) == 0;
+}
+
 }  // namespace
 
-std::optional<std::string> readFile(const fs::path& path) {
+std::optional<std::string> readFile(const fs::path& path, mode_t* mode) {
   Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
   if (file.get() < 0 && (errno == ENOENT || errno == ENOTDIR)) return std::nullopt;
   if (file.get() < 0) fail(path);
+  struct stat status {};
+  if (mode != nullptr && fstat(file.get(), &status) == 0) *mode = status.st_mode & kRights;
   std::string bytes;
   char buffer[65536];
   while (true) {
@@ -71,13 +83,14 @@ std::optional<std::string> readFile(const fs::path& path) {
   }
 }
 
-void writeFileAtomically(const fs::path& path, const std::string& bytes) {
+void writeFileAtomically(const fs::path& path, const std::string& bytes, const NewFile& kind) {
   std::string temporary = path.parent_path() / ("." + path.filename().string() + ".XXXXXX");
   Descriptor file(mkstemp(temporary.data()));
   if (file.get() < 0) fail(path);
-  const bool done = writeAll(file.get(), bytes) && fchmod(file.get(), newFileMode()) == 0 &&
-                    fsync(file.get()) == 0 && file.close() &&
-                    std::rename(temporary.c_str(), path.c_str()) == 0;
+  const bool done =
+      writeAll(file.get(), bytes) && fchmod(file.get(), kind.mode.value_or(newFileMode())) == 0 &&
+      fsync(file.get()) == 0 && file.close() &&
+      (kind.mayReplace ? std::rename(temporary.c_str(), path.c_str()) == 0 : renameIfFree(temporary, path));
   if (!done) {
     const int cause = errno;
     unlink(temporary.c_str());

@@ -8,6 +8,7 @@
 #include "shared/Version.h"
 #include "vornctl/CertificateDescription.h"
 #include "vornctl/Commands.h"
+#include "vornctl/Terminal.h"
 
 namespace vorn::vornctl {
 namespace {
@@ -139,7 +140,7 @@ int runCommandLine(int count, char** arguments) {
   app.require_subcommand(1);
   app.footer(kFooter);
   app.failure_message([](const CLI::App* at, const CLI::Error& error) {
-    return "vornctl: " + std::string(error.what()) + "\nTry: " + at->get_name() + " --help\n";
+    return "vornctl: " + printable(error.what()) + "\nTry: " + at->get_name() + " --help\n";
   });
   int status = kExitFine;
   addRegistration(app, status);

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "vornctl/ExtensionIds.h"
+#include "vornctl/FileOwners.h"
 #include "vornctl/HostCheck.h"
 #include "vornctl/HostManifest.h"
 #include "vornctl/KeyStoreCheck.h"
@@ -90,7 +92,10 @@ class Examination {
       add({Severity::kProblem, {title}, fault.cause + hidden, fault.remedy, {used.file.string()}});
     }
     if (used.check.isGood()) {
-      add({Severity::kFine, {title}, "registered", "", {used.file.string()}});
+      std::string extensions;
+      for (const std::string& extension : used.check.extensions)
+        extensions += (extensions.empty() ? "" : ", ") + extension;
+      add({Severity::kFine, {title}, "registered; may sign: " + extensions, "", {used.file.string()}});
       remember(browser, used);
     }
     for (const Manifest& other : manifests) {
@@ -109,7 +114,7 @@ class Examination {
       return start.host == manifest.check.host;
     });
     if (known != hosts_.end()) return;
-    HostStart start{manifest.check.host, {manifest.check.extension}};
+    HostStart start{manifest.check.host, {manifest.check.extensions.front()}};
     if (browser.family == Family::kFirefox)
       start.arguments.insert(start.arguments.begin(), manifest.file.string());
     hosts_.push_back(std::move(start));
@@ -119,13 +124,13 @@ class Examination {
   void noteUnregistered() {
     if (browsers_ == 0) {
       addNote("browsers", "no browser of those that are supported was found for this user",
-              "start the browser once; then run \"vornctl register\"");
+              "start the browser once; then run " + registerCommand());
       return;
     }
     if (unregistered_.empty()) return;
     const bool none = unregistered_.size() == browsers_;
     add({none ? Severity::kProblem : Severity::kNote, unregistered_, "the host is not registered",
-         "run \"vornctl register\""});
+         "run " + registerCommand()});
   }
 
   void noteSandboxed() {
@@ -156,6 +161,14 @@ class Examination {
       hosts_.push_back({installedHost_, {}});
     }
     for (const HostStart& start : hosts_) {
+      if (const auto fault = findForeignWriterOfHost(start.host)) {
+        add({Severity::kProblem,
+             {"host"},
+             fault->cause + "; it was not started",
+             fault->remedy,
+             {start.host.string()}});
+        continue;
+      }
       for (Finding& finding : checkHost(start)) add(std::move(finding));
     }
   }

@@ -66,4 +66,9 @@ ExtensionIds readExtensionIds(const std::vector<std::string>& given) {
   return ids;
 }
 
+std::string registerCommand() {
+  const bool known = !settings::kChromiumExtensionIds.empty() || !settings::kFirefoxExtensionIds.empty();
+  return known ? "\"vornctl register\"" : "\"vornctl register --extension-id ID\"";
+}
+
 }  // namespace vorn::vornctl

@@ -32,4 +32,7 @@ struct ExtensionIds {
 /** Throws BadExtensionId. An empty list gives the ids of the build's configuration. */
 ExtensionIds readExtensionIds(const std::vector<std::string>& given);
 
+/** What to run to register, as users are told: without an id only where the build has one of its own. */
+std::string registerCommand();
+
 }  // namespace vorn::vornctl

@@ -96,7 +96,7 @@ void printConclusion(const std::vector<IdentityReport>& reports, const User& use
   std::cout << coloured(Colour::kBad, "The host would sign with none of them.");
   const IdentityReport* const nearest = nearestMiss(reports);
   if (nearest == nullptr) {
-    std::cout << " None has the name \"" << user.name
+    std::cout << " None has the name \"" << printable(user.name)
               << "\".\n-> ask for the name exactly as a certificate has it, or "
               << "import the certificate with its private key\n";
     return;
@@ -113,7 +113,8 @@ void printEmpty() {
   if (folder.empty()) {
     std::cout << "There is no key store. \"vornctl doctor\" tells how to make one.\n";
   } else {
-    std::cout << "The key store " << folder.string() << " holds no certificate with a private key.\n";
+    std::cout << "The key store " << printable(folder.string())
+              << " holds no certificate with a private key.\n";
   }
 }
 

@@ -5,9 +5,11 @@
 #include <nlohmann/json.hpp>
 #include <set>
 #include <system_error>
+#include <utility>
 
 #include "vornctl/AtomicFile.h"
 #include "vornctl/ExtensionIds.h"
+#include "vornctl/FileOwners.h"
 #include "vornctl/HostManifest.h"
 
 namespace vorn::vornctl {
@@ -16,7 +18,9 @@ namespace {
 namespace fs = std::filesystem;
 using nlohmann::json;
 
-constexpr const char* kRegisterAgain = "run \"vornctl register\", which writes it anew";
+std::string registerAgain() {
+  return "run " + registerCommand() + ", which writes it anew";
+}
 
 bool isStartable(const fs::path& program) {
   std::error_code unreadable;
@@ -53,7 +57,7 @@ class Check {
   }
 
  private:
-  void blame(const std::string& cause, const std::string& remedy = kRegisterAgain) {
+  void blame(const std::string& cause, const std::string& remedy = registerAgain()) {
     result_.faults.push_back({cause, remedy});
   }
 
@@ -91,8 +95,8 @@ class Check {
         blame("one bad entry in \"" + std::string(member) +
                   "\" makes browsers refuse the whole manifest: " + entry.dump() + ": " + reason,
               "run \"vornctl register --extension-id ID\" with the right id");
-      } else if (result_.extension.empty()) {
-        result_.extension = text;
+      } else {
+        result_.extensions.push_back(text);
       }
     }
   }
@@ -136,10 +140,10 @@ std::optional<Fault> checkProgram(const fs::path& program, const fs::path& insta
   if (program != installedHost && isStartable(installedHost)) {
     return Fault{"the manifest is stale: it names the host " + program.string() +
                      ", which is no longer there; the host is " + installedHost.string(),
-                 kRegisterAgain};
+                 registerAgain()};
   }
   return Fault{"the host " + program.string() + " is missing: it has been removed or moved",
-               "install the host again, then run \"vornctl register\""};
+               "install the host again, then run " + registerCommand()};
 }
 
 std::optional<ManifestCheck> checkManifest(const fs::path& file, Family family,
@@ -147,7 +151,9 @@ std::optional<ManifestCheck> checkManifest(const fs::path& file, Family family,
   try {
     const auto text = readFile(file);
     if (!text) return std::nullopt;
-    return Check(family, installedHost).run(*text);
+    ManifestCheck result = Check(family, installedHost).run(*text);
+    if (auto fault = findForeignWriter(file)) result.faults.push_back(std::move(*fault));
+    return result;
   } catch (const std::system_error& e) {
     return ManifestCheck{
         {{"the manifest cannot be read: " + e.code().message(), "let its owner be you: " + file.string()}}};

@@ -14,7 +14,7 @@ namespace vorn::vornctl {
 struct ManifestCheck {
   std::vector<Fault> faults = {}; /**< any of them makes the host unreachable */
   std::filesystem::path host = {};
-  std::string extension = {}; /**< the first that may start the host: an origin, or an id of Firefox */
+  std::vector<std::string> extensions = {}; /**< that may start the host: origins, or ids of Firefox */
 
   bool isGood() const { return faults.empty(); }
 };

@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <iostream>
 
+#include "vornctl/CertificateDescription.h"
 #include "vornctl/Commands.h"
 #include "vornctl/Host.h"
 #include "vornctl/Terminal.h"
@@ -35,6 +36,15 @@ void print(const std::vector<Outcome>& outcomes, bool dryRun) {
   std::cout << table.text();
 }
 
+/** Whoever registers a host should know for whom. */
+void printExtensions(const ExtensionIds& ids) {
+  for (const Family family : {Family::kChromium, Family::kFirefox}) {
+    const char* const browsers = family == Family::kChromium ? "Chromium and its relatives" : "Firefox";
+    std::cout << "May sign in " << browsers << ": "
+              << (ids.of(family).empty() ? "none" : listed(ids.of(family))) << "\n";
+  }
+}
+
 bool anyHas(const std::vector<Outcome>& outcomes, std::initializer_list<Action> actions) {
   return std::any_of(outcomes.begin(), outcomes.end(), [&](const Outcome& outcome) {
     return std::find(actions.begin(), actions.end(), outcome.action) != actions.end();
@@ -60,7 +70,7 @@ int runRegister(const RegisterOptions& options) {
   const fs::path host = hostOf(options);
   // A package is put together in a folder of its own, where the host has another path than it will have.
   if (options.root == "/" && access(host.c_str(), X_OK) != 0) {
-    std::cerr << "vornctl: " << host.string()
+    std::cerr << "vornctl: " << printable(host.string())
               << " is no program that can be started; name the host with --host\n";
     return kExitProblems;
   }
@@ -68,7 +78,7 @@ int runRegister(const RegisterOptions& options) {
   try {
     ids = readExtensionIds(options.extensionIds);
   } catch (const BadExtensionId& e) {
-    std::cerr << "vornctl: " << e.what() << "\n";
+    std::cerr << "vornctl: " << printable(e.what()) << "\n";
     return kExitUsage;
   }
   if (ids.chromium.empty() && ids.firefox.empty()) {
@@ -81,6 +91,7 @@ int runRegister(const RegisterOptions& options) {
   const auto outcomes =
       registerHost(Places::ofUser(options.system, options.root), options.request, host, ids);
   print(outcomes, options.request.dryRun);
+  printExtensions(ids);
   if (!anyHas(outcomes, {Action::kWritten, Action::kUnchanged})) {
     std::cerr << "vornctl: no browser was registered\n";
     return kExitProblems;

@@ -68,21 +68,23 @@ class Batch {
   bool sign(const std::string& file) {
     const fs::path output = outputFor(options_, file);
     std::error_code unreadable;
-    if (!options_.overwrite && fs::exists(output, unreadable)) {
-      return complain(file, output.string() + " is there already; --force overwrites it");
-    }
+    // Asked again when the file is written; but nobody should type a PIN for nothing.
+    if (!options_.overwrite && fs::exists(output, unreadable)) return complainOfExisting(file, output);
     try {
-      const auto document = readFile(file);
+      NewFile kind{.mayReplace = options_.overwrite};
+      const auto document = readFile(file, &kind.mode.emplace());
       if (!document) return complain(file, "there is no such file");
       const jsonxx::Object answer = host_.ask(requestFor(options_, *document), kPatience);
       if (answer.get<jsonxx::String>("result") != "ok") return complainOf(file, answer);
       writeFileAtomically(
           output,
           decoded(
-              answer.get<jsonxx::Array>("signed_data").get<jsonxx::Object>(0).get<jsonxx::String>("data")));
+              answer.get<jsonxx::Array>("signed_data").get<jsonxx::Object>(0).get<jsonxx::String>("data")),
+          kind);
       report(file, output, answer);
       return true;
     } catch (const std::system_error& e) {
+      if (e.code() == std::errc::file_exists) return complainOfExisting(file, output);
       return complain(file, e.code().message());
     } catch (const HostError& e) {
       givenUp_ = true;
@@ -97,19 +99,23 @@ class Batch {
 
   void report(const std::string& file, const fs::path& output, const jsonxx::Object& answer) {
     if (!signerNamed_) {
-      std::cout << "Signing as " << options_.user.name << ", certificate "
+      std::cout << "Signing as " << printable(options_.user.name) << ", certificate "
                 << printable(answer.get<jsonxx::String>("cert_serial")) << " of "
                 << printable(answer.get<jsonxx::String>("cert_issuer")) << ", valid until "
-                << answer.get<jsonxx::String>("cert_expiry").substr(0, 10) << "\n";
+                << printable(answer.get<jsonxx::String>("cert_expiry").substr(0, 10)) << "\n";
       signerNamed_ = true;
     }
-    std::cout << progress() << coloured(Colour::kGood, "signed") << "  " << file << " -> " << output.string()
-              << std::endl;
+    std::cout << progress() << coloured(Colour::kGood, "signed") << "  " << printable(file) << " -> "
+              << printable(output.string()) << std::endl;
   }
 
   bool complain(const std::string& file, const std::string& message) {
-    std::cerr << "vornctl: " << progress() << file << ": " << message << "\n";
+    std::cerr << "vornctl: " << progress() << printable(file) << ": " << printable(message) << "\n";
     return false;
+  }
+
+  bool complainOfExisting(const std::string& file, const fs::path& output) {
+    return complain(file, output.string() + " is there already; --force overwrites it");
   }
 
   bool complainOf(const std::string& file, const jsonxx::Object& answer) {
@@ -120,8 +126,8 @@ class Batch {
     givenUp_ = words.concernsAll;
     const std::string detail =
         answer.has<jsonxx::String>("error_message") ? answer.get<jsonxx::String>("error_message") : "";
-    return complain(file, std::string(words.cause) + " (" + std::to_string(code) + ", " + printable(detail) +
-                              "); " + std::string(words.remedy));
+    return complain(file, std::string(words.cause) + " (" + std::to_string(code) + ", " + detail + "); " +
+                              std::string(words.remedy));
   }
 
   const SignOptions& options_;

@@ -4,6 +4,9 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <utility>
+
+#include "shared/text/HarmlessText.h"
 
 namespace vorn::vornctl {
 namespace {
@@ -48,10 +51,12 @@ std::size_t widthOf(std::string_view text) {
 }
 
 std::string printable(std::string_view text) {
-  std::string result(text);
-  std::replace_if(
-      result.begin(), result.end(), [](unsigned char byte) { return byte < 0x20 || byte == 0x7F; }, '?');
-  return result;
+  return vorn::harmlessText(text);
+}
+
+void Table::add(std::vector<Cell> row) {
+  for (Cell& cell : row) cell.text = printable(cell.text);
+  rows_.push_back(std::move(row));
 }
 
 std::string Table::text() const {

@@ -20,7 +20,8 @@ class Table {
     Colour colour = Colour::kPlain;
   };
 
-  void add(std::vector<Cell> row) { rows_.push_back(std::move(row)); }
+  /** The texts are made printable. */
+  void add(std::vector<Cell> row);
   bool empty() const { return rows_.empty(); }
   std::string text() const;
 
@@ -31,7 +32,7 @@ class Table {
 /** The columns that UTF-8 text takes, as far as counting its characters tells. */
 std::size_t widthOf(std::string_view text);
 
-/** A text from outside, safe to show: control characters, which terminals obey, become question marks. */
+/** A text from outside, safe to show in a line of its own: see harmlessText. */
 std::string printable(std::string_view text);
 
 }  // namespace vorn::vornctl

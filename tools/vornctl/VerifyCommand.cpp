@@ -112,7 +112,7 @@ class Verification {
       result.import("signatures", std::move(signatures));
       results_ << jsonxx::Value(std::move(result));
     } else {
-      std::cout << coloured(Colour::kStrong, file) << "\n"
+      std::cout << coloured(Colour::kStrong, printable(file)) << "\n"
                 << table.text() << coloured(Colour::kBad, faults) << "\n";
     }
   }
@@ -124,7 +124,7 @@ class Verification {
       result.import("error", message);
       results_ << jsonxx::Value(std::move(result));
     } else {
-      std::cerr << "vornctl: " << file << ": " << message << "\n";
+      std::cerr << "vornctl: " << printable(file) << ": " << message << "\n";
     }
   }
 

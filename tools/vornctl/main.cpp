@@ -5,6 +5,7 @@
 
 #include "vornctl/CommandLine.h"
 #include "vornctl/Commands.h"
+#include "vornctl/Terminal.h"
 
 int main(int count, char** arguments) {
   try {
@@ -12,7 +13,7 @@ int main(int count, char** arguments) {
     log4cplus::Logger::getRoot().setLogLevel(log4cplus::OFF_LOG_LEVEL);
     return vorn::vornctl::runCommandLine(count, arguments);
   } catch (const std::exception& e) {
-    std::cerr << "vornctl: " << e.what() << "\n";
+    std::cerr << "vornctl: " << vorn::vornctl::printable(e.what()) << "\n";
     return vorn::vornctl::kExitProblems;
   }
 }

@@ -12,4 +12,4 @@ add_library(host STATIC
   ${shared}/request/RequestValidation.cpp
   ${shared}/request/VersionResponse.cpp
   ${shared}/RequestHandler.cpp)
-target_link_libraries(host PUBLIC jsonxx text)
+target_link_libraries(host PUBLIC jsonxx signature_record text)

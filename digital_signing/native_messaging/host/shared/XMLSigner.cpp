@@ -28,6 +28,7 @@
 
 #include "shared/Base64.h"
 #include "shared/Exceptions.h"
+#include "shared/SignatureRecord.h"
 #include "shared/SigningIdentity.h"
 #include "shared/xml/DocumentElements.h"
 #include "shared/xml/DocumentSerialiser.h"
@@ -211,6 +212,7 @@ void XMLSigner::generateSignature(xercesc::DOMDocument& document, const std::str
     const std::string modulus = signer.publicHalf.getModulusBase64();
     builder.addKeyInfo(modulus, exponent, signing_identity::encodedCertificate());
     builder.sign();
+    signature_record::add(elementName, builder.digest());
     return builder.doubtfulNames();
   });
   warnOfNames(logger, elementName, doubtful);

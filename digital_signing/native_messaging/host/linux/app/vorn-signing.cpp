@@ -8,6 +8,7 @@
 
 #include "linux/app/FreedMemory.h"
 #include "linux/app/ProtocolChannel.h"
+#include "linux/app/Sandbox.h"
 #include "shared/IdleTimer.h"
 #include "shared/Logging.h"
 #include "shared/messaging/Arguments.h"
@@ -40,6 +41,7 @@ int main(int argc, const char** argv) {
   logging::setUp();
   LOG4CPLUS_INFO(logger, "Executable launched");
   logArguments(argc, argv);
+  enterSandbox();
 
   MessageExchange exchange([&channel](std::string_view bytes) { channel.write(bytes); });
   IdleTimer& idleTimer = IdleTimer::getInstance();

@@ -1,21 +1,23 @@
 #include "shared/Logging.h"
 
-#include <fcntl.h>
 #include <log4cplus/fileappender.h>
 #include <log4cplus/helpers/loglog.h>
 #include <log4cplus/initializer.h>
-#include <log4cplus/layout.h>
 #include <log4cplus/logger.h>
 #include <sys/stat.h>
-#include <unistd.h>
 #include <log4cplus/config.hxx>
 
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <iostream>
 #include <memory>
+#include <utility>
 
+#include "mac/app/HarmlessLayout.h"
+#include "mac/app/LogFile.h"
 #include "shared/Platform.h"
+#include "shared/text/HarmlessText.h"
 
 namespace vorn {
 namespace {
@@ -31,21 +33,24 @@ std::string logFilePath() {
   return home.empty() ? home : home + "/vorn-signing.log";
 }
 
-/**
- * Makes the file, or takes the one that is there, for the user alone: log4cplus would create it as the umask
- * says. False for what cannot be written or is no file (opening a pipe would wait for its reader for ever).
- */
-bool makePrivateFile(const std::string& path) {
-  const int file =
-      open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_NONBLOCK | O_CLOEXEC, S_IRUSR | S_IWUSR);
-  if (file < 0) {
-    return false;
+/** Holds the file for as long as log4cplus writes to it, and opens it by its own name alone. */
+class LogFileAppender : public log4cplus::FileAppender {
+ public:
+  explicit LogFileAppender(std::unique_ptr<LogFile> file)
+      : FileAppender(file->ownName(), std::ios_base::app, /*immediateFlush=*/true, /*createDirs=*/false),
+        file_(std::move(file)) {}
+
+ private:
+  std::unique_ptr<LogFile> file_;
+};
+
+/** The one word on a log that there is not: nobody would look for it in vain. */
+void reportMissing(const std::string& path, const std::string& fault) {
+  static bool reported = false;
+  if (!std::exchange(reported, true)) {
+    std::cerr << "vorn-signing: no log is written to " << vorn::harmlessText(path) << ": " << fault
+              << std::endl;
   }
-  struct stat status {};
-  const bool usable = fstat(file, &status) == 0 && S_ISREG(status.st_mode) &&
-                      ((status.st_mode & (S_IRWXG | S_IRWXO)) == 0 || fchmod(file, S_IRUSR | S_IWUSR) == 0);
-  close(file);
-  return usable;
 }
 
 bool isVerbose(const std::string& verbose) {
@@ -75,13 +80,14 @@ void setUp() {
 void configure(const std::string& path) {
   log4cplus::Logger root = log4cplus::Logger::getRoot();
   root.removeAppender(LOG4CPLUS_TEXT(kAppenderName));
-  if (!makePrivateFile(path)) {
+  auto file = std::make_unique<LogFile>(path);
+  if (!file->fault().empty()) {
+    reportMissing(path, file->fault());
     return;
   }
-  log4cplus::SharedAppenderPtr appender(
-      new log4cplus::FileAppender(path, std::ios_base::app, /*immediateFlush=*/true, /*createDirs=*/false));
-  appender->setLayout(std::make_unique<log4cplus::PatternLayout>(
-      LOG4CPLUS_TEXT("%D{%d-%m-%Y %H:%M:%S.%q} [%i] %-5p %c - %m%n")));
+  log4cplus::SharedAppenderPtr appender(new LogFileAppender(std::move(file)));
+  appender->setLayout(
+      std::make_unique<HarmlessLayout>(LOG4CPLUS_TEXT("%D{%d-%m-%Y %H:%M:%S.%q} [%i] %-5p %c - %m%n")));
   appender->setName(LOG4CPLUS_TEXT(kAppenderName));
   root.addAppender(appender);
 }
@@ -90,9 +96,10 @@ void setVerbose(const std::string& verbose) {
   const bool on = isVerbose(verbose);
   const std::string path = logFilePath();
   struct stat status {};
-  const bool isThere = path.empty() || stat(path.c_str(), &status) == 0;
+  const bool isThere = path.empty() || lstat(path.c_str(), &status) == 0;
   const bool isGone = !isThere && errno == ENOENT;
-  if (isGone || status.st_size > (on ? kVerboseLimit : kNormalLimit)) {
+  const bool isTooLong = S_ISREG(status.st_mode) && status.st_size > (on ? kVerboseLimit : kNormalLimit);
+  if (isGone || isTooLong) {
     log4cplus::Logger::getRoot().removeAppender(LOG4CPLUS_TEXT(kAppenderName));
     std::remove(path.c_str());
     configure(path);

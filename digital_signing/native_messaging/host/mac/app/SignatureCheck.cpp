@@ -73,8 +73,10 @@ EVP_PKEY* keyFor(const RsaPublicKey& key) {
     std::vector<std::uint8_t> exponent;
     Key key;
   } last;
-  if (!last.key || !std::ranges::equal(last.modulus, key.modulus) ||
-      !std::ranges::equal(last.exponent, key.exponent)) {
+  const auto isSame = [](const std::vector<std::uint8_t>& bytes, const auto& others) {
+    return std::equal(bytes.begin(), bytes.end(), others.begin(), others.end());
+  };
+  if (!last.key || !isSame(last.modulus, key.modulus) || !isSame(last.exponent, key.exponent)) {
     last.key = makeKey(key);
     last.modulus.assign(key.modulus.begin(), key.modulus.end());
     last.exponent.assign(key.exponent.begin(), key.exponent.end());

@@ -8,6 +8,7 @@
 
 #include "mac/app/CertificateSelection.h"
 #include "shared/Exceptions.h"
+#include "shared/SignatureRecord.h"
 #include "shared/XMLSigner.h"
 #include "shared/xml/ParserErrors.h"
 
@@ -37,6 +38,7 @@ void selectCertificate(const jsonxx::Object& userDetails, jsonxx::Object& respon
   response << "cert_expiry" << expiry;
   response << "cert_issuer" << selection.getCertificateIssuer();
   response << "cert_serial" << selection.getCertificateSerial();
+  signature_record::setCertificate(selection.getCertificateSerial());
   if (selection.isExpired()) {
     throw CertificateExpiredException();
   }
@@ -49,7 +51,9 @@ void signDocuments(const jsonxx::Array& xmlData, SignatureAlgorithm algorithm, j
   for (const auto& element : xmlData.elements()) {
     const auto& document = element->get<jsonxx::Object>();
     jsonxx::Object item;
-    if (document.has<jsonxx::String>("id")) {
+    const bool hasId = document.has<jsonxx::String>("id");
+    signature_record::setDocument(hasId ? document.get<jsonxx::String>("id") : "");
+    if (hasId) {
       item << "id" << document.get<jsonxx::String>("id");
     }
     jsonxx::Value signedDocument(signDocument(signer, document.get<jsonxx::String>("data")));

@@ -3,6 +3,8 @@
 #include <log4cplus/logger.h>
 #include <log4cplus/loggingmacros.h>
 
+#include "shared/SignatureRecord.h"
+
 namespace vorn {
 namespace {
 
@@ -14,6 +16,13 @@ void logArguments(int count, const char* const* arguments) {
   for (int i = 1; i < count; ++i) {
     LOG4CPLUS_INFO(logger, "Argument " << i << " = " << arguments[i]);
   }
+  signature_record::setCaller(callerOf(count, arguments));
+}
+
+std::string callerOf(int count, const char* const* arguments) {
+  const std::string first = count > 1 ? arguments[1] : "";
+  if (first.starts_with("chrome-extension://")) return first;
+  return count > 2 ? arguments[2] : "none";
 }
 
 }  // namespace vorn

@@ -6,6 +6,7 @@
 #include <xsec/dsig/DSIGConstants.hpp>
 #include <xsec/dsig/DSIGKeyInfoX509.hpp>
 #include <xsec/dsig/DSIGReference.hpp>
+#include <xsec/dsig/DSIGReferenceList.hpp>
 #include <xsec/dsig/DSIGSignature.hpp>
 #include <xsec/dsig/DSIGTransformC14n.hpp>
 #include <xsec/dsig/DSIGTransformList.hpp>
@@ -13,10 +14,22 @@
 #include <xsec/dsig/DSIGXPathFilterExpr.hpp>
 #include <xsec/enc/XSECCryptoKey.hpp>
 
+#include "shared/Base64.h"
 #include "shared/xml/ElementDigestTransform.h"
 #include "shared/xml/XmlText.h"
 
 namespace vorn {
+namespace {
+
+/** The digest of the one reference, in base64 as the document has it. */
+std::string digestOf(const DSIGSignature& signature) {
+  constexpr unsigned kLongestDigest = 64;
+  XMLByte digest[kLongestDigest];
+  const unsigned length = signature.getReferenceList()->item(0)->readHash(digest, kLongestDigest);
+  return toBase64({reinterpret_cast<const char*>(digest), length});
+}
+
+}  // namespace
 
 SignatureBuilder::SignatureBuilder(xercesc::DOMDocument& document, xercesc::DOMElement& element,
                                    std::string elementName)
@@ -60,6 +73,7 @@ void SignatureBuilder::addKeyInfo(const std::string& modulus, const std::string&
 
 void SignatureBuilder::sign() {
   signature_->sign();
+  digest_ = digestOf(*signature_);
   provider_.releaseSignature(std::exchange(signature_, nullptr));
 }
 

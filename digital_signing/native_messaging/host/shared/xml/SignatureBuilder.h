@@ -39,6 +39,8 @@ class SignatureBuilder {
   /** Digests the element, and has the key sign. */
   void sign();
 
+  /** After `sign`: the digest of the element, in base64. */
+  const std::string& digest() const { return digest_; }
   /** After `sign`: what some verifiers refuse in what was signed. */
   const DoubtfulNames& doubtfulNames() const { return doubtful_; }
 
@@ -48,6 +50,7 @@ class SignatureBuilder {
   xercesc::DOMDocument& document_;
   xercesc::DOMElement& element_;
   std::string elementName_;
+  std::string digest_;
   DoubtfulNames doubtful_;
 };
 

@@ -1,0 +1,65 @@
+#include "mac/app/LogFile.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <system_error>
+
+namespace vorn {
+namespace {
+
+constexpr mode_t kForUserAlone = S_IRUSR | S_IWUSR;
+
+/** Closed at the end of the scope. */
+struct Folder {
+  explicit Folder(const std::string& path)
+      : descriptor(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {}
+  ~Folder() {
+    if (descriptor >= 0) close(descriptor);
+  }
+  Folder(const Folder&) = delete;
+  Folder& operator=(const Folder&) = delete;
+
+  int descriptor;
+};
+
+std::string causeOf(int error) {
+  return error == ELOOP ? "it is a symbolic link" : std::generic_category().message(error);
+}
+
+std::string faultOfFolder(int descriptor) {
+  struct stat status {};
+  if (descriptor < 0 || fstat(descriptor, &status) != 0) return causeOf(errno);
+  return status.st_uid == geteuid() || status.st_uid == 0 ? "" : "its folder belongs to another user";
+}
+
+std::string faultOfFile(int descriptor) {
+  struct stat status {};
+  if (fstat(descriptor, &status) != 0) return causeOf(errno);
+  if (!S_ISREG(status.st_mode)) return "it is no regular file";
+  if (status.st_uid != geteuid()) return "it belongs to another user";
+  if (status.st_nlink > 1) return "it has another name besides this one";
+  const bool isPrivate = (status.st_mode & (S_IRWXG | S_IRWXO)) == 0;
+  return isPrivate || fchmod(descriptor, kForUserAlone) == 0 ? "" : causeOf(errno);
+}
+
+}  // namespace
+
+LogFile::LogFile(const std::string& path) {
+  const std::size_t slash = path.rfind('/');
+  const Folder folder(slash == std::string::npos ? "." : path.substr(0, slash + 1));
+  fault_ = faultOfFolder(folder.descriptor);
+  if (!fault_.empty()) return;
+  // Opening a pipe to write would wait for its reader, were it not for O_NONBLOCK.
+  constexpr int kFlags = O_WRONLY | O_CREAT | O_APPEND | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
+  descriptor_ = openat(folder.descriptor, path.c_str() + slash + 1, kFlags, kForUserAlone);
+  fault_ = descriptor_ < 0 ? causeOf(errno) : faultOfFile(descriptor_);
+}
+
+LogFile::~LogFile() {
+  if (descriptor_ >= 0) close(descriptor_);
+}
+
+}  // namespace vorn

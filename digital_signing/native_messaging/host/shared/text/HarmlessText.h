@@ -1,0 +1,19 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace vorn {
+
+/**
+ * A text from outside, for one line of a log or terminal: what would end the line, command the terminal or
+ * turn the reading order around is written out as "\x1b" or "\u202e". These are control characters (C0, DEL,
+ * C1; a line feed too), line and paragraph separators, bidirectional controls, and, as "\xff", bytes that are
+ * not UTF-8. All else stays, backslashes included. One pass over the text.
+ */
+std::string harmlessText(std::string_view text);
+
+/** Whether harmlessText would return the text as it is. */
+bool isHarmless(std::string_view text);
+
+}  // namespace vorn

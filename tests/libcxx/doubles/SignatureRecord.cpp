@@ -1,0 +1,7 @@
+#include "shared/SignatureRecord.h"
+
+namespace vorn::signature_record {
+
+void setCaller(const std::string&) {}
+
+}  // namespace vorn::signature_record
