@@ -126,7 +126,8 @@ def check_page(browser, page, home, homes, install, shoot):
     browser.open("page.html")
     missing = until(lambda: page.text("problem-title"), "the missing host's words")
     expect(missing == "The signing program is not installed for this browser.", "says that the host is missing", missing)
-    expect("vornctl register" in page.text("problem-commands"), "gives the command that helps")
+    commands = page.text("problem-commands")
+    expect(f"--extension-id {page.text('extension-id')}" in commands, "gives the command that helps", commands)
     shoot("missing")
 
     install()
