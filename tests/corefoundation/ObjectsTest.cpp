@@ -128,6 +128,29 @@ TEST_F(ObjectsTest, TextsGoIntoABufferInWholeCharacters) {
   EXPECT_EQ(CFStringGetMaximumSizeForEncoding(INT64_MAX / 2, kCFStringEncodingUTF8), kCFNotFound);
 }
 
+TEST_F(ObjectsTest, TextsAreComparedWithoutNormalisation) {
+  const struct {
+    std::string first;
+    std::string second;
+    CFComparisonResult exact;
+    CFComparisonResult ignoringCase;
+  } kCases[] = {
+      {"data", "data", kCFCompareEqualTo, kCFCompareEqualTo},
+      {"azAZ", "AZaz", kCFCompareGreaterThan, kCFCompareEqualTo},
+      {"data", "data2", kCFCompareLessThan, kCFCompareLessThan},
+      {"[", "{", kCFCompareLessThan, kCFCompareLessThan},
+      {"e\xCC\x81", "\xC3\xA9", kCFCompareLessThan, kCFCompareLessThan},
+  };
+  for (const auto& row : kCases) {
+    const auto first = text(row.first);
+    const auto second = text(row.second);
+    EXPECT_EQ(CFStringCompare(first.get(), second.get(), 0), row.exact) << row.first;
+    EXPECT_EQ(CFStringCompare(second.get(), first.get(), 0), -row.exact) << row.first;
+    EXPECT_EQ(CFStringCompare(first.get(), second.get(), kCFCompareCaseInsensitive), row.ignoringCase);
+    EXPECT_EQ(CFEqual(first.get(), second.get()), row.exact == kCFCompareEqualTo);
+  }
+}
+
 TEST_F(ObjectsTest, ConstantsOutliveEveryRelease) {
   CFStringRef constant = CFSTR("constant");
   for (int i = 0; i < 3; ++i) {
