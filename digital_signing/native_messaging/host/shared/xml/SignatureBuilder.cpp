@@ -3,6 +3,7 @@
 #include <utility>
 #include <xercesc/dom/DOMDocument.hpp>
 #include <xercesc/dom/DOMElement.hpp>
+#include <xercesc/dom/DOMText.hpp>
 #include <xsec/dsig/DSIGConstants.hpp>
 #include <xsec/dsig/DSIGKeyInfoX509.hpp>
 #include <xsec/dsig/DSIGReference.hpp>
@@ -68,7 +69,13 @@ void SignatureBuilder::setSigningKey(std::unique_ptr<XSECCryptoKey> key) {
 void SignatureBuilder::addKeyInfo(const std::string& modulus, const std::string& exponent,
                                   const std::string& certificate) {
   signature_->appendRSAKeyValue(toUtf16(modulus).c_str(), toUtf16(exponent).c_str());
-  signature_->appendX509Data()->appendX509Certificate(toUtf16(certificate).c_str());
+  // The library's own way to append the certificate parses it first, at each signature.
+  const std::u16string prefix(viewOf(signature_->getDSIGNSPrefix()));
+  const std::u16string name = (prefix.empty() ? prefix : prefix + u':') + u"X509Certificate";
+  xercesc::DOMElement* const element =
+      document_.createElementNS(DSIGConstants::s_unicodeStrURIDSIG, name.c_str());
+  element->appendChild(document_.createTextNode(toUtf16(certificate).c_str()));
+  signature_->appendX509Data()->getKeyInfoDOMNode()->appendChild(element);
 }
 
 void SignatureBuilder::sign() {
