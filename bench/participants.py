@@ -111,7 +111,7 @@ class LibXmlSecNss(Worker):
 
 
 class RsaPairs(Worker):
-    """Two RSA operations of the key store that ours signs with, and nothing else: the floor of a document."""
+    """Two RSA operations of the key store that ours signs with, and nothing else."""
 
     def __init__(self, setting):
         super().__init__([setting.program("bench-rsa"), setting.store])
