@@ -6,9 +6,11 @@
   const PATIENCE = 30000;  // milliseconds for our own window to open
   let pending = null;
 
-  function answer(content) {
-    clearTimeout(pending.timer);
-    window.postMessage({ from: "vorn-signing", id: pending.id, ...content }, location.origin);
+  /** Each request has one answer: the window of an earlier one has no say in the next. */
+  function answer(asked, content) {
+    if (asked !== pending) return;
+    clearTimeout(asked.timer);
+    window.postMessage({ from: "vorn-signing", id: asked.id, ...content }, location.origin);
     pending = null;
   }
 
@@ -23,22 +25,24 @@
       return;
     }
     const documents = data.documents.map(({ name, xml }) => ({ name, xml }));
-    pending = { id: data.id, request: String(crypto.getRandomValues(new Uint32Array(4))), documents };
-    pending.timer = setTimeout(() => answer({ error: "declined" }), PATIENCE);
-    const opened = await api.runtime.sendMessage({ type: "open-request", request: pending.request }).catch(() => false);
-    if (!opened && pending) answer({ error: "not-allowed" });
+    const asked = { id: data.id, request: String(crypto.getRandomValues(new Uint32Array(4))), documents };
+    pending = asked;
+    asked.timer = setTimeout(() => answer(asked, { error: "declined" }), PATIENCE);
+    const opened = await api.runtime.sendMessage({ type: "open-request", request: asked.request }).catch(() => false);
+    if (!opened) answer(asked, { error: "not-allowed" });
   });
 
   // The extension's window is there and asks for the documents. It connects no further than to us: we connect to it, so that
   // the browser tells it who we are.
   api.runtime.onMessage.addListener((message, sender, respond) => {
     if (message?.type !== "request-window" || message.request !== pending?.request) return;
-    clearTimeout(pending.timer);
+    const asked = pending;
+    clearTimeout(asked.timer);
     respond(true);
-    const port = api.runtime.connect({ name: pending.request });
-    port.postMessage({ documents: pending.documents });
-    port.onMessage.addListener((content) => pending && answer(content));
-    port.onDisconnect.addListener(() => pending && answer({ error: "declined" }));
+    const port = api.runtime.connect({ name: asked.request });
+    port.postMessage({ documents: asked.documents });
+    port.onMessage.addListener((content) => answer(asked, content));
+    port.onDisconnect.addListener(() => answer(asked, { error: "declined" }));
   });
 
   document.documentElement.dataset.vornSigning = "ready";

@@ -16,7 +16,10 @@ export const visible = (text) => text.replace(
   /[\u0000-\u0008\u000b-\u001f\u007f-\u009f\u00ad\u061c\u180e\u200b-\u200f\u2028-\u202e\u2060-\u206f\ufeff\ufff9-\ufffb]|[\u{e0000}-\u{e0fff}]/gu,
   (character) => `‹U+${character.codePointAt(0).toString(16).toUpperCase().padStart(4, "0")}›`);
 
-/** One line for each element, with its attributes and its own text. Comments are left out: no signature covers them. */
+/**
+ * One line for each element, with its attributes and its own text. Comments are left out: no signature covers them. Nothing
+ * else is, signatures that stand inside included: the new one covers what anybody has put into them.
+ */
 function outline(part) {
   const lines = [];
   const add = (depth, text) => {
@@ -24,7 +27,7 @@ function outline(part) {
   };
   let depth = 0;
   for (let node = part; node;) {
-    if (node.nodeType === Node.ELEMENT_NODE && !(node.namespaceURI === SIGNATURE && node.localName === "Signature")) {
+    if (node.nodeType === Node.ELEMENT_NODE) {
       const attributes = [...node.attributes].filter(({ name }) => !/^xmlns(:|$)/.test(name)).map(({ name, value }) => ` ${name}=“${value}”`);
       // An element with nothing but text in it stands on one line with it.
       const textAlone = [...node.childNodes].every(({ nodeType }) => nodeType === Node.TEXT_NODE || nodeType === Node.CDATA_SECTION_NODE);

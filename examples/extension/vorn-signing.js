@@ -148,6 +148,7 @@ class Process {
   #port;
   #lastError;
   #waiting = null;
+  #endedBy = null;
   ended = false;
 
   constructor(runtime, name, onRunning) {
@@ -166,6 +167,7 @@ class Process {
   /** One request and its one answer. */
   ask(request, expectedSize) {
     return new Promise((resolve, reject) => {
+      if (this.#endedBy) throw this.#endedBy;  // between the parts of an answer
       this.#waiting = { resolve, reject, expectedSize };
       this.#port.postMessage(request);  // throws when the port has closed or the request is too large
     }).catch((error) => {
@@ -177,6 +179,7 @@ class Process {
   /** The browser ends the process; the request that is under way is rejected with `error`. */
   end(error) {
     if (this.ended) return;
+    this.#endedBy = error;
     this.#port.disconnect();  // does not call our own listener
     this.#lost(() => error);
   }

@@ -4,7 +4,7 @@
 const KINDS = {
   "host-missing": ["The signing program is not installed for this browser.",
     "Install VORN Signing. Then type these commands in a terminal, and press “Try again”.",
-    "vornctl register", "vornctl doctor"],
+    "vornctl register --extension-id ID", "vornctl doctor"],
   "extension-not-allowed": ["The signing program does not accept this extension.",
     "Type this command in a terminal, and press “Try again”.", "vornctl register --extension-id ID"],
   "disabled-by-policy": ["Your organisation has switched the signing program off for this browser.",
@@ -35,8 +35,6 @@ const KINDS = {
 /** { title, remedy, commands, detail } for any error. */
 export function wordsFor(error, extensionId) {
   const [title, remedy, ...commands] = KINDS[error.kind] ?? ["Something went wrong in this page.", "Reload the page and try again."];
-  // Firefox does not tell a program that is missing from one that does not know this extension.
-  if (/no such native application/i.test(error.text)) commands[0] = "vornctl register --extension-id ID";
   // The program's own words for this are those of an expired certificate.
   const said = error.kind === "certificate-not-found" ? "" : error.text ?? error.message;
   const by = error.code ? `Code ${error.code}` : said && "The browser says";

@@ -126,7 +126,8 @@ def check_page(browser, page, home, homes, install, shoot):
     browser.open("page.html")
     missing = until(lambda: page.text("problem-title"), "the missing host's words")
     expect(missing == "The signing program is not installed for this browser.", "says that the host is missing", missing)
-    expect("vornctl register" in page.text("problem-commands"), "gives the command that helps")
+    commands = page.text("problem-commands")
+    expect(f"--extension-id {page.text('extension-id')}" in commands, "gives the command that helps", commands)
     shoot("missing")
 
     install()
@@ -141,10 +142,12 @@ def check_page(browser, page, home, homes, install, shoot):
     page.click("check")
     until(lambda: page.text("progress") == "This certificate was found.", "the certificate")
     odd = home / "odd.xml"
-    odd.write_text("<D xmlns='urn:d'><CounterpartData>\u202ecafé<!-- hidden --></CounterpartData><RenderedData/></D>", encoding="utf-16")
+    odd.write_text("<D xmlns='urn:d'><CounterpartData>\u202ecafé<!-- hidden --><a><Signature xmlns='http://www.w3.org/2000/09/xmldsig#'>"
+                   "and more</Signature></a></CounterpartData><RenderedData/></D>", encoding="utf-16")
     page.choose(odd)
     shown = page.text("items")
     expect("‹U+202E›café" in shown and "default namespace" in shown and "hidden" not in shown, "shows every encoding as it is", shown)
+    expect("Signature: and more" in shown, "shows what an earlier signature holds, which the new one covers", shown)
     page.choose(AGREEMENT)
     shown = page.text("items")
     expect("Name: Wattlebird Equipment Hire Pty Ltd" in shown and "RenderedData" in shown, "shows what would be signed", shown)

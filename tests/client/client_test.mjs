@@ -124,6 +124,8 @@ test("stops at once, and keeps what was signed", async () => {
   assert.equal(error.kind, "cancelled");
   assert.equal(error.results.length, 3);
   await assert.rejects(host.version({ signal: stop.signal }), { kind: "cancelled" });
+  const other = connect({ runtime, onRunning: (running) => running && other.close() });
+  await assert.rejects(other.sign(documents.slice(0, 1), jane), { kind: "cancelled" }, "between the parts of an answer");
   runtime.change = (request) => (queueMicrotask(() => host.close()), request);
   await assert.rejects(host.certificate(jane), { kind: "cancelled" });
   runtime.change = (request) => request;

@@ -5,6 +5,7 @@
 #include <log4cplus/initializer.h>
 #include <log4cplus/logger.h>
 #include <sys/stat.h>
+#include <unistd.h>
 #include <log4cplus/config.hxx>
 
 #include <cerrno>
@@ -98,7 +99,9 @@ void setVerbose(const std::string& verbose) {
   struct stat status {};
   const bool isThere = path.empty() || lstat(path.c_str(), &status) == 0;
   const bool isGone = !isThere && errno == ENOENT;
-  const bool isTooLong = S_ISREG(status.st_mode) && status.st_size > (on ? kVerboseLimit : kNormalLimit);
+  // What LogFile would not write to is not ours to start again either.
+  const bool isOurs = S_ISREG(status.st_mode) && status.st_uid == geteuid() && status.st_nlink == 1;
+  const bool isTooLong = isOurs && status.st_size > (on ? kVerboseLimit : kNormalLimit);
   if (isGone || isTooLong) {
     log4cplus::Logger::getRoot().removeAppender(LOG4CPLUS_TEXT(kAppenderName));
     std::remove(path.c_str());

@@ -89,8 +89,8 @@ SECKEYPrivateKey* TokenKey::resolve() const {
 }
 
 /**
- * The soft token reads a key of its database, and decrypts it, for each signature; a copy among the objects of
- * its memory it has at hand. Cards are left alone. Once the database has changed, what it says now counts.
+ * The soft token reads a key of its database, and decrypts it, for each signature; a copy among the objects
+ * of its memory it has at hand. Cards are left alone. Once the database has changed, what it says now counts.
  */
 SECKEYPrivateKey* TokenKey::quickKey() const {
   SECKEYPrivateKey* const key = resolve();
