@@ -1,13 +1,13 @@
 // The peer "libxmlsec's C API": signs documents one after another in one process.
 //
 // usage: bench-libxmlsec KEY.pem CERTIFICATE.pem
+//        bench-libxmlsec-nss DATABASE
 //
 // Each line of standard input is the path of a document with its Signature templates in place, a tab, and the
 // path for the signed document, which may be empty. One line goes out for each.
 
 #include <libxml/parser.h>
 #include <libxml/tree.h>
-#include <xmlsec/crypto.h>
 #include <xmlsec/xmldsig.h>
 #include <xmlsec/xmlsec.h>
 #include <xmlsec/xmltree.h>
@@ -17,6 +17,8 @@
 #include <iostream>
 #include <sstream>
 #include <string>
+
+#include "LibxmlsecKey.h"
 
 namespace {
 
@@ -65,12 +67,10 @@ std::string sign(const std::string& text, xmlSecKeyPtr key) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  require(argc == 3, "usage: bench-libxmlsec KEY.pem CERTIFICATE.pem");
   xmlInitParser();
-  require(xmlSecInit() == 0 && xmlSecCryptoAppInit(nullptr) == 0 && xmlSecCryptoInit() == 0, "cannot start");
-  const xmlSecKeyPtr key = xmlSecCryptoAppKeyLoad(argv[1], xmlSecKeyDataFormatPem, nullptr, nullptr, nullptr);
-  require(key != nullptr && xmlSecCryptoAppKeyCertLoad(key, argv[2], xmlSecKeyDataFormatPem) == 0,
-          "cannot load the key");
+  require(xmlSecInit() == 0, "cannot start");
+  const xmlSecKeyPtr key = loadKey(argc, argv);
+  require(key != nullptr, "cannot load the key");
 
   for (std::string line; std::getline(std::cin, line);) {
     const std::size_t tab = line.find('\t');

@@ -92,7 +92,7 @@ def check_results(setting, document):
     """What is not a good signature is not worth measuring."""
     path = f"{setting.folder}/signed.xml"
     pathlib.Path(path).write_bytes(participants.signed_by_host(setting, document))
-    workers = [(participants.LibXmlSec(setting), document.template)]
+    workers = [(kind(setting), document.template) for kind in (participants.LibXmlSec, participants.LibXmlSecNss)]
     if setting.java:
         workers.append((participants.Jdk(setting), document.plain))
     assert participants.verifies(setting, path), "the host's signatures do not verify"
@@ -117,7 +117,7 @@ def bench_cold(setting, documents, rounds):
 
 def bench_warm(setting, documents, rounds, rsa):
     host = participants.Host(setting)
-    peers = {"libxmlsec (C)": participants.LibXmlSec(setting)}
+    peers = {"libxmlsec (C)": participants.LibXmlSec(setting), "libxmlsec, NSS": participants.LibXmlSecNss(setting)}
     if setting.java:
         peers["JDK"] = participants.Jdk(setting)
     everyone = [host, *peers.values()]
@@ -130,11 +130,22 @@ def bench_warm(setting, documents, rounds, rsa):
         ours, *theirs = in_turns(turns, *(lambda p=p: p.sign(document) for p in everyone))
         for peer, spent in zip(peers, theirs):
             note = ""
-            if peer.startswith("libxmlsec") and rsa:
+            if peer == "libxmlsec (C)" and rsa:
                 # Each makes two signatures; the peer's key is OpenSSL's, ours is in the NSS token.
                 less = (ours.cpu - 2 * rsa["ours"].cpu) / (spent.cpu - 2 * rsa["OpenSSL"].cpu)
                 note = f"{less:.2f} less the RSA operations"
             row(f"sign {name}, warm", peer, ours, spent, note)
+    for participant in everyone:
+        participant.close()
+
+
+def bench_pace(setting, document, rounds, rsa):
+    """A small document against two plain RSA operations of the key store, and against two as the host has them made."""
+    everyone = [participants.Host(setting), participants.RsaPairs(setting)]
+    in_turns(20, *(lambda p=p: p.sign(document) for p in everyone))
+    ours, floor = in_turns(20 * rounds, *(lambda p=p: p.sign(document) for p in everyone))
+    note = f"{ours.cpu / (2 * rsa['ours'].cpu):.2f} with the key in the token's memory" if rsa else ""
+    row("sign 1 KB, warm", "two RSA, NSS", ours, floor, note)
     for participant in everyone:
         participant.close()
 
@@ -197,6 +208,7 @@ def main():
         in_process = measure_in_process(setting, options.quick)
         bench_cold(setting, documents, rounds)
         bench_warm(setting, documents, rounds, in_process.get("rsa 2048"))
+        bench_pace(setting, documents["1 KB"], rounds, in_process.get("rsa 2048"))
         bench_growth(setting, rounds)
         bench_memory(setting, documents)
         for name, costs in sorted(in_process.items()):

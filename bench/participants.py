@@ -91,11 +91,33 @@ class Worker(Running):
 
 
 class LibXmlSec(Worker):
+    """Over OpenSSL, with the key from a file."""
+
     def __init__(self, setting):
         super().__init__([setting.program("bench-libxmlsec"), setting.key, setting.certificate])
 
     def sign(self, document):
         return self.measure(lambda: self.ask(document.template))
+
+
+class LibXmlSecNss(Worker):
+    """Over NSS, with the key in the database that ours has it in."""
+
+    def __init__(self, setting):
+        super().__init__([setting.program("bench-libxmlsec-nss"), setting.store])
+
+    def sign(self, document):
+        return self.measure(lambda: self.ask(document.template))
+
+
+class RsaPairs(Worker):
+    """Two RSA operations of the key store that ours signs with, and nothing else."""
+
+    def __init__(self, setting):
+        super().__init__([setting.program("bench-rsa"), setting.store])
+
+    def sign(self, _):
+        return self.measure(lambda: self.ask(""))
 
 
 class Jdk(Worker):

@@ -122,7 +122,7 @@ TEST(Faults, KeyStoreThatIsDeletedOrReplaced) {
 TEST(Faults, KeyStoreThatIsDamaged) {
   Home home("main");
   HostProcess host(home);
-  host.ask(jane().versionJson());
+  expectSigned(home, host.ask(jane().json()));
   for (const char* file : {"cert9.db", "key4.db"}) {
     std::fstream(keyStore(home) / file, std::ios::in | std::ios::out | std::ios::binary)
         << std::string(8192, '\xff');

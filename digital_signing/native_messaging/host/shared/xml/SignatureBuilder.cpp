@@ -3,6 +3,7 @@
 #include <utility>
 #include <xercesc/dom/DOMDocument.hpp>
 #include <xercesc/dom/DOMElement.hpp>
+#include <xercesc/dom/DOMText.hpp>
 #include <xsec/dsig/DSIGConstants.hpp>
 #include <xsec/dsig/DSIGKeyInfoX509.hpp>
 #include <xsec/dsig/DSIGReference.hpp>
@@ -27,6 +28,28 @@ std::string digestOf(const DSIGSignature& signature) {
   XMLByte digest[kLongestDigest];
   const unsigned length = signature.getReferenceList()->item(0)->readHash(digest, kLongestDigest);
   return toBase64({reinterpret_cast<const char*>(digest), length});
+}
+
+/**
+ * The library parses each certificate that it is told to append, and refuses what is none. One signature
+ * after another carries the same: the last one that it took is not parsed again. One thread signs.
+ */
+void appendCertificate(DSIGSignature& signature, xercesc::DOMDocument& document, const std::string& base64) {
+  static std::string taken;
+  DSIGKeyInfoX509* const data = signature.appendX509Data();
+  const std::u16string text = toUtf16(base64);
+  if (base64 != taken) {
+    data->appendX509Certificate(text.c_str());
+    taken = base64;
+    return;
+  }
+  std::u16string name(viewOf(signature.getDSIGNSPrefix()));
+  if (!name.empty()) name += u':';
+  name += u"X509Certificate";
+  xercesc::DOMElement* const element =
+      document.createElementNS(DSIGConstants::s_unicodeStrURIDSIG, name.c_str());
+  element->appendChild(document.createTextNode(text.c_str()));
+  data->getKeyInfoDOMNode()->appendChild(element);
 }
 
 }  // namespace
@@ -68,7 +91,7 @@ void SignatureBuilder::setSigningKey(std::unique_ptr<XSECCryptoKey> key) {
 void SignatureBuilder::addKeyInfo(const std::string& modulus, const std::string& exponent,
                                   const std::string& certificate) {
   signature_->appendRSAKeyValue(toUtf16(modulus).c_str(), toUtf16(exponent).c_str());
-  signature_->appendX509Data()->appendX509Certificate(toUtf16(certificate).c_str());
+  appendCertificate(*signature_, document_, certificate);
 }
 
 void SignatureBuilder::sign() {

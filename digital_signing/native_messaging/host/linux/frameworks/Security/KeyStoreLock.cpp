@@ -1,12 +1,12 @@
 #include "linux/frameworks/Security/KeyStoreLock.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <chrono>
 #include <cstdlib>
 #include <thread>
-#include <vector>
 
 namespace vorn::frameworks {
 namespace {
@@ -53,6 +53,16 @@ bool waitForKeyStore() {
     std::this_thread::sleep_for(kPause);
   }
   return true;
+}
+
+std::vector<std::int64_t> keyStoreState() {
+  std::vector<std::int64_t> state;
+  for (const int file : watchedFiles()) {
+    struct stat status {};
+    fstat(file, &status);
+    state.insert(state.end(), {status.st_size, status.st_mtim.tv_sec, status.st_mtim.tv_nsec});
+  }
+  return state;
 }
 
 }  // namespace vorn::frameworks

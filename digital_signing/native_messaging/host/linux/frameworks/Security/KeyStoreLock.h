@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
+#include <vector>
 
 namespace vorn::frameworks {
 
@@ -13,5 +15,8 @@ void watchKeyStore(const std::filesystem::path& folder);
  * every object.
  */
 bool waitForKeyStore();
+
+/** A value that differs once anybody has written to the watched files. */
+std::vector<std::int64_t> keyStoreState();
 
 }  // namespace vorn::frameworks

@@ -15,6 +15,13 @@ bool hasAttribute(PK11SlotInfo* slot, CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE
   return PK11_HasAttributeSet(slot, object, attribute, PR_FALSE) != PR_FALSE;
 }
 
+/** NSS asks the token for them at each signature otherwise. */
+void cacheFlags(const PrivateKeyHandle& key) {
+  if (key != nullptr) {
+    SECKEY_CacheStaticFlags(key.get());
+  }
+}
+
 }  // namespace
 
 Token describeToken(PK11SlotInfo* slot) {
@@ -33,7 +40,7 @@ TokenKey::TokenKey(Slot slot, PrivateKeyHandle key)
   } else if (isRsa_) {
     modulusLength_ = static_cast<std::size_t>(std::max(PK11_SignatureLen(key_.get()), 0));
   }
-  cacheFlags();
+  cacheFlags(key_);
 }
 
 /** Whether the private key signs cannot be seen from here: a public key that verifies has to do. */
@@ -70,22 +77,32 @@ bool TokenKey::belongsTo(const TokenCertificate& certificate, der::Bytes publicK
   return !id_.empty() && slot_.get() == certificate.slot && id_ == certificate.id;
 }
 
-/** NSS asks the token for them at each signature otherwise. */
-void TokenKey::cacheFlags() const {
-  if (key_ != nullptr) {
-    SECKEY_CacheStaticFlags(key_.get());
-  }
-}
-
 /** Null with NSS's error set. No password function is registered, so that the authentication fails and never
  * asks. */
 SECKEYPrivateKey* TokenKey::resolve() const {
   if (key_ == nullptr && PK11_Authenticate(slot_.get(), PR_TRUE, nullptr) == SECSuccess) {
     SECItem id = itemOf(id_);
     key_.reset(PK11_FindKeyByKeyID(slot_.get(), &id, nullptr));
-    cacheFlags();
+    cacheFlags(key_);
   }
   return key_.get();
+}
+
+/**
+ * The soft token reads a key of its database, and decrypts it, for each signature; a copy among the objects
+ * of its memory it has at hand. Cards are left alone. Once the database has changed, what it says now counts.
+ */
+SECKEYPrivateKey* TokenKey::quickKey() const {
+  SECKEYPrivateKey* const key = resolve();
+  if (key == nullptr || PK11_IsInternal(slot_.get()) == PR_FALSE) {
+    return key;
+  }
+  if (std::vector<std::int64_t> state = keyStoreState(); copy_ == nullptr || copiedFrom_ != state) {
+    copy_.reset(PK11_CopyTokenPrivKeyToSessionPrivKey(nullptr, key));
+    cacheFlags(copy_);
+    copiedFrom_ = std::move(state);
+  }
+  return copy_ != nullptr ? copy_.get() : key;
 }
 
 std::variant<std::vector<std::uint8_t>, NssError> TokenKey::sign(der::Bytes input) const {
@@ -95,7 +112,7 @@ std::variant<std::vector<std::uint8_t>, NssError> TokenKey::sign(der::Bytes inpu
     PR_SetError(SEC_ERROR_BAD_DATABASE, 0);
     return lastNssError();
   }
-  SECKEYPrivateKey* key = resolve();
+  SECKEYPrivateKey* const key = quickKey();
   if (key == nullptr) {
     return lastNssError();
   }

@@ -45,11 +45,14 @@ class TokenKey {
 
  private:
   void describe(const SECKEYPublicKey& publicHalf);
-  void cacheFlags() const;
   SECKEYPrivateKey* resolve() const;
+  SECKEYPrivateKey* quickKey() const;
 
   Slot slot_;
   mutable PrivateKeyHandle key_;
+  /** The same key as an object of the soft token's memory, and what its database was then. */
+  mutable PrivateKeyHandle copy_;
+  mutable std::vector<std::int64_t> copiedFrom_;
   bool isRsa_;
   bool canSign_;
   std::vector<std::uint8_t> id_;
