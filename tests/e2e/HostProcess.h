@@ -13,7 +13,7 @@ namespace e2e {
 
 /** Long enough for a loaded machine and a host built with sanitizers; a test that is well never waits this
  * long. */
-constexpr std::chrono::milliseconds kPatience{20000};
+constexpr std::chrono::milliseconds kPatience{60000};
 
 /** The program under test: VORN_HOST of the environment, else the host that was built along with the tests.
  */

@@ -53,7 +53,8 @@ class Packaging(unittest.TestCase):
     def test_project_configures_for_macos(self):
         run("cmake", "-S", SOURCES, "-B", self.folder, "-G", "Ninja", "-DCMAKE_SYSTEM_NAME=Darwin",
             *(f"-DCMAKE_{language}_COMPILER{rest}" for language in ("CXX", "OBJCXX") for rest in (f"={CLANG}", "_WORKS=1")),
-            "-DCMAKE_INSTALL_NAME_TOOL=/bin/true", f"-DCMAKE_LIBRARY_ARCHITECTURE={os.environ['ARCHITECTURE']}")
+            "-DCMAKE_HAVE_LIBC_PTHREAD=1", "-DCMAKE_INSTALL_NAME_TOOL=/bin/true",
+            f"-DCMAKE_LIBRARY_ARCHITECTURE={os.environ['ARCHITECTURE']}")
         information = plistlib.loads((self.folder / "bin/Vorn Signing.app/Contents/Info.plist").read_bytes())
         self.assertEqual([information[key] for key in ("CFBundleExecutable", "CFBundleShortVersionString",
                                                        "CFBundleVersion", "LSMinimumSystemVersion", "LSBackgroundOnly")],
