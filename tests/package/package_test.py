@@ -21,7 +21,7 @@ from helpers import JANE, aki_of, expect, run
 
 IDS = ("mfhbkomhbodjalemnkcbfeabgimhoion", "sample@vorn-signing.example")
 LEFT_TO_THE_SYSTEM = ("ld-linux", "libc.so", "libm.so", "libdl.so", "libstdc++", "libgcc_s", "libnss", "libsmime", "libssl",
-                      "libnspr", "libplc", "libplds", "libcrypto", "libsoftokn", "libfreebl", "libsqlite", "libz.so")
+                      "libnspr", "libplc", "libplds", "libcrypto", "libsoftokn", "libfreebl", "libsqlite", "libz.so", "libzstd.so")
 
 
 def try_host(program, home, homes, document):
