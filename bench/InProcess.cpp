@@ -50,9 +50,8 @@ std::string request(std::size_t documents) {
   const std::string data = encoded(anyBytes((kMessage - (std::size_t{64} << 10)) / documents / 4 * 3));
   std::string text =
       R"({"type":"sign","user_details":{"name":"A","email":"a@b","abn":"1","aki":["00"]},"xml_data":[)";
-  for (std::size_t i = 0; i < documents; ++i) {
+  for (std::size_t i = 0; i < documents; ++i)
     text += (i == 0 ? R"({"id":")" : R"(,{"id":")") + std::to_string(i) + R"(","data":")" + data + "\"}";
-  }
   return text + "]}";
 }
 
@@ -137,9 +136,8 @@ void signOpenSsl(benchmark::State& state, EVP_PKEY* key) {
   EVP_PKEY_sign_init(context.get());
   for (auto _ : state) {
     std::size_t length = signature.size();
-    if (EVP_PKEY_sign(context.get(), signature.data(), &length, input.data(), input.size()) != 1) {
+    if (EVP_PKEY_sign(context.get(), signature.data(), &length, input.data(), input.size()) != 1)
       state.SkipWithError("refused");
-    }
   }
 }
 
@@ -153,7 +151,8 @@ void registerRsa(const char* store, const char* keyFile) {
   // As the host signs: with a copy that the token has in its memory.
   SECKEYPrivateKey* token = PK11_CopyTokenPrivKeyToSessionPrivKey(nullptr, PRIVKEY_LIST_HEAD(keys)->key);
   if (token == nullptr) return;
-  benchmark::RegisterBenchmark("rsa 2048/ours", [token](benchmark::State& s) { signNss(s, token); });
+  benchmark::RegisterBenchmark(
+      "rsa 2048/ours", [token](benchmark::State& s) { signNss(s, token); });
   benchmark::RegisterBenchmark("rsa 2048/OpenSSL", [pem](benchmark::State& s) { signOpenSsl(s, pem); });
 }
 

@@ -28,9 +28,8 @@ bool returns(std::string_view text) {
 }
 
 bool returns(const Object& object) {
-  for (const auto& [key, value] : object.members()) {
+  for (const auto& [key, value] : object.members())
     if (key.empty() || !returns(std::string_view(key)) || !returns(*value)) return false;
-  }
   return true;
 }
 
@@ -38,9 +37,8 @@ bool returns(const Value& value) {
   if (value.is<jsonxx::String>()) return returns(std::string_view(value.get<jsonxx::String>()));
   if (value.is<Object>()) return returns(value.get<Object>());
   if (!value.is<Array>()) return true;
-  for (const auto& element : value.get<Array>().elements()) {
+  for (const auto& element : value.get<Array>().elements())
     if (!returns(*element)) return false;
-  }
   return true;
 }
 

@@ -153,9 +153,7 @@ TEST_F(ObjectsTest, TextsAreComparedWithoutNormalisation) {
 
 TEST_F(ObjectsTest, ConstantsOutliveEveryRelease) {
   CFStringRef constant = CFSTR("constant");
-  for (int i = 0; i < 3; ++i) {
-    CFRelease(constant);  // NOLINT: more often than retained, on purpose
-  }
+  for (int i = 0; i < 3; ++i) CFRelease(constant);  // NOLINT: more often than retained, on purpose
   EXPECT_TRUE(CFEqual(constant, text("constant").get()));
   EXPECT_EQ(CFSTR("constant"), constant);
 }

@@ -44,9 +44,8 @@ class Listener {
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     socklen_t size = sizeof address;
     if (bind(socket_, reinterpret_cast<sockaddr*>(&address), size) != 0 || listen(socket_, 8) != 0 ||
-        getsockname(socket_, reinterpret_cast<sockaddr*>(&address), &size) != 0) {
+        getsockname(socket_, reinterpret_cast<sockaddr*>(&address), &size) != 0)
       throw std::runtime_error("no port to listen on");
-    }
     url_ = "http://127.0.0.1:" + std::to_string(ntohs(address.sin_port)) + "/x";
   }
   ~Listener() { close(socket_); }
@@ -84,9 +83,8 @@ TEST(Endings, NothingIsLoadedFromElsewhere) {
       const std::string answer = answerTo(host, document);
       EXPECT_EQ(errorCode(answer), code) << document << answer;
       EXPECT_EQ(answer.find("swordfish"), std::string::npos);
-      for (const std::string& data : texts(answer, "data")) {
+      for (const std::string& data : texts(answer, "data"))
         EXPECT_EQ(fromBase64(data).find("swordfish"), std::string::npos);
-      }
     }
   }
   EXPECT_FALSE(network.wasCalled());

@@ -49,9 +49,8 @@ vorn::vornctl::ChildStart startOf(const Home& home, const HostOptions& options, 
   start.environment->push_back(std::string("PATH=") + getenv("PATH"));
   if (options.terminal) start.input = makeTerminal();
   start.errors = options.standardErrorIsClosed ? -1 : errors;
-  if (options.nonBlocking) {
+  if (options.nonBlocking)
     for (const int end : {start.input.reading, start.output.writing}) fcntl(end, F_SETFL, O_NONBLOCK);
-  }
   return start;
 }
 

@@ -47,9 +47,7 @@ TEST(Log, TellsTheLifeOfTheHostLineByLine) {
   auto next = expected.begin();
   for (const std::string& line : lines(home.log())) {
     EXPECT_TRUE(std::regex_match(line, layout)) << line;
-    if (next != expected.end() && line.ends_with("] " + *next)) {
-      ++next;
-    }
+    if (next != expected.end() && line.ends_with("] " + *next)) ++next;
   }
   EXPECT_EQ(next, expected.end()) << "missing: " << *next << "\n" << home.log();
   EXPECT_TRUE(holds(home.log(), "chrome-extension://abcdefgh/"));
@@ -125,17 +123,14 @@ TEST(Log, HoldsNothingPersonalUnlessVerbose) {
   HostProcess host(home);
   SignRequest request{.documents = {{agreement("12")}}};
   ASSERT_EQ(errorCode(host.ask(request.json())), 0);
-  for (const std::string& text : personal) {
-    EXPECT_FALSE(holds(home.log(), text)) << text;
-  }
+  for (const std::string& text : personal) EXPECT_FALSE(holds(home.log(), text)) << text;
   for (const char* step :
        {"CertificateSelection - Finding signing certificate in system certificate store",
         "CertificateSelection - Found matching certificate", "XMLSigner - Signing XML data",
         "XMLSigner - Generating and loading signature for <CounterpartData>",
         "XMLSigner - Generating and loading signature for <RenderedData>",
-        "XMLSigner - Finished signing XML"}) {
+        "XMLSigner - Finished signing XML"})
     EXPECT_TRUE(holds(home.log(), std::string("INFO  ") + step)) << step;
-  }
 
   request.more = R"("verbose": "ON", "mark": 1, )";
   request.abn = "x";

@@ -18,15 +18,12 @@ void expectFatal(const std::string& request, const std::string& message) {
 
 TEST(Refusals, MalformedRequestsEndTheHost) {
   for (const char* request : {"version", "[]", R"({"type": "version")", R"({"type": "vers)",
-                              "{\"type\": \"version\", \"x\": \"\xff\"}", "{\"type\": \"version\"} \xc3"}) {
+                              "{\"type\": \"version\", \"x\": \"\xff\"}", "{\"type\": \"version\"} \xc3"})
     expectFatal(request, "Failed to parse request message");
-  }
-  for (const char* request : {"{}", R"({"Type": "version"})", R"({"type": 5})", R"({"type": null})"}) {
+  for (const char* request : {"{}", R"({"Type": "version"})", R"({"type": 5})", R"({"type": null})"})
     expectFatal(request, "Request type is missing from the request message");
-  }
-  for (const char* type : {"", "version "}) {
+  for (const char* type : {"", "version "})
     expectFatal(std::string(R"({"type": ")") + type + "\"}", "Unknown request type");
-  }
 }
 
 TEST(Refusals, IncompleteRequestsEndTheHost) {
@@ -55,9 +52,8 @@ TEST(Refusals, IncompleteRequestsEndTheHost) {
       {R"("type": "version", "user_details": {"name": "n", "email": "e", "abn": "a", "aki": [[]]})",
        "AKI list is"},
   };
-  for (const auto& [members, what] : cases) {
+  for (const auto& [members, what] : cases)
     expectFatal("{" + members + "}", what + " missing from the signing request message");
-  }
   expectFatal(R"({"type": "sign", "signature_algorithm": "none", )" + userAndData + "[]}",
               "XML data array from the signing request message is empty");
 }

@@ -17,9 +17,8 @@ std::string versionBody() {
   uname(&names);
   const std::string release = names.release;
   std::smatch numbers;
-  if (!std::regex_search(release, numbers, std::regex(R"(^\d+\.\d+\.\d+)"))) {
+  if (!std::regex_search(release, numbers, std::regex(R"(^\d+\.\d+\.\d+)")))
     throw std::runtime_error("an odd release: " + release);
-  }
   return answerBody({{"build", vorn::version::kBuild},
                      {"install_location", std::filesystem::path(hostProgram()).parent_path().string()},
                      {"major", vorn::version::kMajor},
@@ -36,9 +35,8 @@ TEST(Version, IsAnsweredWithEveryMember) {
   HostProcess host(home);
   for (const char* request :
        {R"({"type": "version"})", R"({"type":"VeRsIoN"})", "\n{'type':'version',} trailing",
-        R"({"type": "version", "user_details": "none", "verbose": 1, "idle_timeout": "x"})"}) {
+        R"({"type": "version", "user_details": "none", "verbose": 1, "idle_timeout": "x"})"})
     EXPECT_EQ(host.ask(request), versionBody()) << request;
-  }
 }
 
 TEST(Version, IsAnsweredWithoutAHome) {

@@ -57,11 +57,10 @@ TEST_F(Logging, isVerboseForTheExactWordAlone) {
                         {"", "on", false},     {"", "", false},      {"", nullptr, false}};
   logging::setUp();
   for (const Case& c : cases) {
-    if (c.environment != nullptr) {
+    if (c.environment != nullptr)
       setenv("VORN_VERBOSE_LOGGING", c.environment, 1);
-    } else {
+    else
       unsetenv("VORN_VERBOSE_LOGGING");
-    }
     logging::setVerbose(c.request);
     EXPECT_EQ(log4cplus::Logger::getRoot().getLogLevel(),
               c.debug ? log4cplus::DEBUG_LOG_LEVEL : log4cplus::INFO_LOG_LEVEL)

@@ -70,9 +70,7 @@ class MessageExchangeTest : public testing::Test {
   std::string written_;
   bool closed_ = false;
   MessageExchange exchange_{[this](std::string_view bytes) {
-    if (closed_) {
-      throw OutputClosedException();
-    }
+    if (closed_) throw OutputClosedException();
     written_.append(bytes);
   }};
 };

@@ -13,9 +13,8 @@ using jsonxx::Object;
 std::string read(const std::string& text) {
   Object object;
   std::string line = object.parse(text) ? "+" : "-";
-  for (const char c : object.json()) {
+  for (const char c : object.json())
     if (c != '\n' && c != '\t' && c != ' ') line += c;
-  }
   return line;
 }
 

@@ -50,10 +50,9 @@ TEST(Faults, LogThatCannotBeWritten) {
       fs::remove(home.logPath());
       fs::create_directory(home.logPath());
     }
-    const rlimit limit{200, 200};
-    if (fault == LogFault::mayNotGrow) {
-      ASSERT_EQ(prlimit(host.id(), RLIMIT_FSIZE, &limit, nullptr), 0);
-    }
+    const rlim_t most = fault == LogFault::mayNotGrow ? 200 : RLIM_INFINITY;
+    const rlimit limit{most, most};
+    ASSERT_EQ(prlimit(host.id(), RLIMIT_FSIZE, &limit, nullptr), 0);
     expectSigned(home, host.ask(jane().json()));
     expectSigned(home, host.ask(max().json()));
     host.closeInput();
@@ -145,10 +144,9 @@ class Holder {
                     "we"),  // no host may inherit the end that lets the holder go
               &pclose) {
     const auto deadline = std::chrono::steady_clock::now() + kPatience;
-    while (!fs::exists(database.string() + ".held")) {
+    while (!fs::exists(database.string() + ".held"))
       if (std::chrono::steady_clock::now() > deadline)
         throw std::runtime_error("the database could not be held");
-    }
   }
   void release() { pipe_.reset(); }
 

@@ -13,7 +13,8 @@ const std::string kSubset = "<!DOCTYPE Agreement [";
 
 Hostile nested(const char* name, const std::string& open, const std::string& inmost,
                const std::string& close) {
-  return {name, [=](std::size_t size) {
+  return {name,
+          [=](std::size_t size) {
             const std::size_t depth = size / (open.size() + close.size());
             return fill(open, depth * open.size()) + inmost + fill(close, depth * close.size());
           }};
@@ -52,16 +53,16 @@ std::string laughs(char sigil) {
 
 std::string defaultAttributes(std::size_t count, std::size_t length) {
   std::string subset;
-  for (std::size_t i = 0; i < count; ++i) {
+  for (std::size_t i = 0; i < count; ++i)
     subset += "<!ATTLIST a d" + number(i) + " CDATA '" + std::string(length, 'v') + "'>";
-  }
   return subset;
 }
 
 }  // namespace
 
 std::string fill(const std::string& text, std::size_t size) {
-  return pieces(size, [&](std::size_t) { return text; });
+  return pieces(
+      size, [&](std::size_t) { return text; });
 }
 
 std::string pieces(std::size_t size, const Piece& piece) {
@@ -129,9 +130,8 @@ std::vector<Hostile> hostileContent() {
       {"1,000 levels of namespaces",
        [=](std::size_t size) {
          std::string open;
-         for (std::size_t i = 0; i < 900; ++i) {
+         for (std::size_t i = 0; i < 900; ++i)
            open += "<a" + pieces(size / 900, [&](std::size_t j) { return prefixed(j * 900 + i); }) + ">";
-         }
          return agreement(open + fill("</a>", 3600));
        }},
       between("elements that never end", "<a>", "<a>", ""),

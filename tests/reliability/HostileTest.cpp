@@ -60,11 +60,10 @@ Cost costOf(const Home& home, const std::string& request) {
   const double before = host.cpuSeconds();
   const std::string answer = host.ask(request);
   Cost cost{host.cpuSeconds() - before, static_cast<double>(host.peakKiB()) / 1024, errorCode(answer)};
-  if (cost.code == 101) {
+  if (cost.code == 101)
     EXPECT_EQ(host.waitForExit(), 1);
-  } else {
+  else
     EXPECT_EQ(text(host.ask(kVersionRequest), "result"), "ok");
-  }
   return cost;
 }
 

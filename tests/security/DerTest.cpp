@@ -65,12 +65,10 @@ TEST(Der, Texts) {
 bool readAll(const ByteVector& der) {
   const auto certificate = x509::readCertificate(der);
   if (!certificate) return false;
-  for (const CFStringRef key : {kSecOIDX509V1IssuerName, kSecOIDX509V1SerialNumber}) {
+  for (const CFStringRef key : {kSecOIDX509V1IssuerName, kSecOIDX509V1SerialNumber})
     EXPECT_NE(certificateProperty(*certificate, utf8Of(key)), nullptr);
-  }
-  for (const x509::Extension& extension : certificate->extensions) {
+  for (const x509::Extension& extension : certificate->extensions)
     EXPECT_NE(certificateProperty(*certificate, der::objectIdentifierText(extension.oid)), nullptr);
-  }
   x509::emailAddresses(*certificate);
   x509::commonName(*certificate);
   return true;
@@ -80,9 +78,8 @@ TEST(Der, DamagedCertificatesAreReadOrRefused) {
   for (const char* file : {"full.der", "issued.der"}) {
     const ByteVector whole = readFile(file);
     ASSERT_TRUE(readAll(whole));
-    for (std::size_t length = 0; length < whole.size(); ++length) {
+    for (std::size_t length = 0; length < whole.size(); ++length)
       EXPECT_FALSE(readAll(ByteVector(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(length))));
-    }
     std::size_t refused = 0;
     for (std::size_t position = 0; position < whole.size(); ++position) {
       for (const std::uint8_t change : ByteVector{0x01, 0x20, 0x7f, 0x80, 0xff}) {

@@ -15,12 +15,9 @@ using namespace vorn::frameworks;
 /** Properties as a line: type or label, then value; arrays in brackets. */
 std::string render(CFTypeRef object) {
   if (const auto* string = objectCast<String>(object)) return std::string(string->utf8());
-  if (const auto* data = objectCast<Data>(object)) {
-    return der::hexText(data->bytes());
-  }
-  if (const auto* number = objectCast<Number>(object)) {
+  if (const auto* data = objectCast<Data>(object)) return der::hexText(data->bytes());
+  if (const auto* number = objectCast<Number>(object))
     return std::to_string(std::get<std::int64_t>(number->value()));
-  }
   std::string text;
   if (const auto* array = objectCast<Array>(object)) {
     for (const auto& element : array->elements()) text += (text.empty() ? "" : ", ") + render(element.get());
@@ -96,9 +93,8 @@ TEST(Properties, OfCertificates) {
       {"t61", kIssuer, "section [2.5.4.3 Zoë]"},
       {"full", "9.9.9", "absent"},
   };
-  for (const auto& row : rows) {
+  for (const auto& row : rows)
     EXPECT_EQ(propertyText(row.file, row.key), row.expected) << row.file << ' ' << row.key;
-  }
 }
 
 TEST(Properties, EmailAddresses) {

@@ -147,9 +147,8 @@ TEST_F(CertificateSelectionTest, ChoosesTheLatestExpiryAndTheFirstOfEquals) {
   for (const auto& test : cases) {
     startOver();
     script().now = 1e9;
-    for (const double notAfter : test.notAfter) {
+    for (const double notAfter : test.notAfter)
       script().identities.push_back(matching(std::to_string(script().identities.size()), notAfter));
-    }
     const std::string winner = test.winner != nullptr ? test.winner : "";
     EXPECT_EQ(outcome(request()), test.winner != nullptr ? "selected " + winner : kNotFound);
     EXPECT_EQ(nameOf(selection_.getPrivateKey()), winner);

@@ -92,9 +92,7 @@ class KeychainCryptoKeyRSATest : public SelectionFixture {
 
   unsigned sign(XSECCryptoHash::HashType hashType = XSECCryptoHash::HASH_SHA256,
                 unsigned bufferSize = kRoom) {
-    if (!hasOwnSignature_) {
-      script().signature = signingKey().sign(digestFor(hashType), hashType);
-    }
+    if (!hasOwnSignature_) script().signature = signingKey().sign(digestFor(hashType), hashType);
     std::string hash = digestFor(hashType);
     buffer_.fill('#');
     return makeKeyRSA().signSHA1PKCS1Base64Signature(reinterpret_cast<unsigned char*>(hash.data()),

@@ -34,9 +34,8 @@ struct Transform final : Object {
 /** Plays a step's error; false when the step gives nothing. */
 bool play(const std::string& step, CFErrorRef& error) {
   error = nullptr;
-  if (const auto failing = script().errors.find(step); failing != script().errors.end()) {
+  if (const auto failing = script().errors.find(step); failing != script().errors.end())
     error = handOver<CFErrorRef>(Owned<Error>(new Error(failing->second, script().errorText)));
-  }
   return std::find(script().empty.begin(), script().empty.end(), step) == script().empty.end();
 }
 
@@ -106,26 +105,22 @@ extern "C" {
 OSStatus SecItemCopyMatching(CFDictionaryRef, CFTypeRef* result) {
   ++script().searches;
   std::vector<Value> people;
-  for (const Identity& identity : script().identities) {
+  for (const Identity& identity : script().identities)
     people.push_back([identity] { return Owned<>(new Person(identity)); });
-  }
   *result = script().searchStatus == errSecSuccess ? handOver<CFTypeRef>(list(people)()) : nullptr;
   return script().searchStatus;
 }
 
 OSStatus SecIdentityCopyCertificate(SecIdentityRef identity, SecCertificateRef* certificate) {
   const auto* person = objectCast<Person>(identity);
-  if (person->identity.certificateStatus == errSecSuccess) {
+  if (person->identity.certificateStatus == errSecSuccess)
     *certificate = asRef<SecCertificateRef>(new Certificate(person->identity));
-  }
   return person->identity.certificateStatus;
 }
 
 OSStatus SecIdentityCopyPrivateKey(SecIdentityRef identity, SecKeyRef* privateKey) {
   const auto* person = objectCast<Person>(identity);
-  if (person->identity.keyStatus == errSecSuccess) {
-    *privateKey = asRef<SecKeyRef>(new Key(person->identity));
-  }
+  if (person->identity.keyStatus == errSecSuccess) *privateKey = asRef<SecKeyRef>(new Key(person->identity));
   return person->identity.keyStatus;
 }
 
@@ -135,18 +130,14 @@ CFDictionaryRef SecCertificateCopyValues(SecCertificateRef certificate, CFArrayR
   for (CFIndex i = 0; i < CFArrayGetCount(keys); ++i) {
     const auto key = static_cast<CFStringRef>(CFArrayGetValueAtIndex(keys, i));
     const auto found = identity.values.find(std::string(utf8Of(key)));
-    if (found != identity.values.end() && found->second) {
-      entries.push_back({retained(key), found->second()});
-    }
+    if (found != identity.values.end() && found->second) entries.push_back({retained(key), found->second()});
   }
   return identity.hasValues ? handOver<CFDictionaryRef>(makeDictionary(std::move(entries))) : nullptr;
 }
 
 OSStatus SecCertificateCopyEmailAddresses(SecCertificateRef certificate, CFArrayRef* emails) {
   const Identity& identity = objectCast<Certificate>(certificate)->identity;
-  if (identity.emailStatus == errSecSuccess) {
-    *emails = handOver<CFArrayRef>(list(identity.emails)());
-  }
+  if (identity.emailStatus == errSecSuccess) *emails = handOver<CFArrayRef>(list(identity.emails)());
   return identity.emailStatus;
 }
 
@@ -155,17 +146,14 @@ CFDataRef SecCertificateCopyData(SecCertificateRef certificate) {
 }
 
 OSStatus SecCertificateCopyPublicKey(SecCertificateRef certificate, SecKeyRef* key) {
-  if (script().publicKeyStatus == errSecSuccess) {
+  if (script().publicKeyStatus == errSecSuccess)
     *key = asRef<SecKeyRef>(new Key(objectCast<Certificate>(certificate)->identity));
-  }
   return script().publicKeyStatus;
 }
 
 OSStatus SecKeyGetCSSMKey(SecKeyRef key, const CSSM_KEY** cssmKey) {
   static CSSM_KEY description;
-  if (key == nullptr) {
-    return errSecInvalidItemRef;
-  }
+  if (key == nullptr) return errSecInvalidItemRef;
   description.KeyData.Length = script().publicKey.size();
   description.KeyData.Data = script().publicKey.data();
   *cssmKey = &description;

@@ -54,12 +54,10 @@ std::string RandomDocument::attributeValue() {
 
 std::string RandomDocument::attributes() {
   std::string result;
-  for (const char* prefix : {"p", "q", "zz"}) {
+  for (const char* prefix : {"p", "q", "zz"})
     if (chance(20)) result += std::string(" xmlns:") + prefix + "=\"" + pick(kUris) + "\"";
-  }
-  for (const char* name : {"xml:lang", "xml:space", "xml:base"}) {
+  for (const char* name : {"xml:lang", "xml:space", "xml:base"})
     if (chance(8)) result += std::string(" ") + name + "='" + pick({"en", "de", "preserve"}) + "'";
-  }
   std::set<std::string> plain;
   std::set<std::string> prefixed;
   for (auto count = chance(60) ? 0 : random_() % 6; count > 0; --count) {

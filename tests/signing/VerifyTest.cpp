@@ -14,9 +14,8 @@ class Verified : public SigningTest {
   static void expectAll(const std::vector<std::string>& documents) {
     for (const char* element : {"CounterpartData", "RenderedData"}) {
       const std::vector<bool> verdicts = verify(documents, element);
-      for (std::size_t i = 0; i < verdicts.size(); ++i) {
+      for (std::size_t i = 0; i < verdicts.size(); ++i)
         EXPECT_TRUE(verdicts[i]) << element << " of document " << i << ":\n" << documents[i].substr(0, 3000);
-      }
     }
   }
 };

@@ -20,9 +20,8 @@ std::string textOf(Family family) {
 std::string allBrowsers() {
   std::string text;
   const auto add = [&text](const char* column, const auto& paths) {
-    for (const std::string_view path : paths) {
+    for (const std::string_view path : paths)
       if (!path.empty()) text += std::string("  ") + column + " " + std::string(path) + "\n";
-    }
   };
   for (const System system : {System::kLinux, System::kMacOS}) {
     for (const Browser& browser : browsersOf(system)) {

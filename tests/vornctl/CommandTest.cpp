@@ -134,9 +134,8 @@ TEST(SignAndVerify, SignRefusesAndGoesOn) {
   expectSays(several, 1, "[1/4] signed  a.xml");
   for (const char* text :
        {"[2/4] bad.xml: the document is not well-formed XML (103, ",
-        "[3/4] b.xml: b.xml.signed.xml is there already; --force", "none.xml: there is no such file"}) {
+        "[3/4] b.xml: b.xml.signed.xml is there already; --force", "none.xml: there is no such file"})
     EXPECT_NE(several.output.find(text), std::string::npos) << several.output;
-  }
   EXPECT_EQ(e2e::readFile(home.path() / "b.xml.signed.xml"), "precious");
 
   expectSays(run(home, "$vornctl sign a.xml b.xml -o out " + user("Jane Citizen")), 0,
@@ -221,9 +220,8 @@ TEST(CommandLine, ManualAndCompletionNameEveryOption) {
                                             "; printf \"%s \" \"${COMPREPLY[@]}\"");
     const auto options = optionsOf(run(home, "$vornctl " + command + " --help").output);
     EXPECT_EQ(optionsOf(completion.output), options) << completion.output;
-    for (const std::string& option : options) {
+    for (const std::string& option : options)
       EXPECT_TRUE(option == "--help" || manual.find(option) != std::string::npos) << command << " " << option;
-    }
   }
 }
 

@@ -37,9 +37,8 @@ class Registration : public testing::Test {
   /** All files below the home. */
   std::vector<std::string> files() const {
     std::vector<std::string> paths;
-    for (const auto& entry : fs::recursive_directory_iterator(home_.path())) {
+    for (const auto& entry : fs::recursive_directory_iterator(home_.path()))
       if (!entry.is_directory()) paths.push_back(entry.path().lexically_relative(home_.path()).string());
-    }
     std::sort(paths.begin(), paths.end());
     return paths;
   }

@@ -167,9 +167,8 @@ std::span<const Browser> browsersOf(System system) {
 
 std::vector<std::string> browserNames() {
   std::vector<std::string> names;
-  for (const Browser& browser : kLinux) {
+  for (const Browser& browser : kLinux)
     if (names.empty() || names.back() != browser.name) names.emplace_back(browser.name);
-  }
   return names;
 }
 
@@ -202,9 +201,8 @@ fs::path Places::resolve(std::string_view tablePath) const {
 
 std::vector<fs::path> Places::resolve(std::span<const std::string_view> tablePaths) const {
   std::vector<fs::path> paths;
-  for (const std::string_view path : tablePaths) {
+  for (const std::string_view path : tablePaths)
     if (!path.empty()) paths.push_back(resolve(path));
-  }
   return paths;
 }
 
@@ -220,8 +218,8 @@ bool Places::has(const Browser& browser) const {
 }
 
 bool Places::isCommon(const fs::path& folder) const {
-  return std::any_of(std::begin(kCommon), std::end(kCommon),
-                     [&](std::string_view path) { return resolve(path) == folder; });
+  return std::any_of(
+      std::begin(kCommon), std::end(kCommon), [&](std::string_view path) { return resolve(path) == folder; });
 }
 
 }  // namespace vorn::vornctl

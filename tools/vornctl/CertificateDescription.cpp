@@ -25,9 +25,8 @@ template <typename ToText>
 std::vector<std::string> textsOf(CFDictionaryRef values, CFStringRef oid, ToText toText) {
   std::vector<std::string> texts;
   const CFArrayRef section = certificateSection(values, oid);
-  for (CFIndex i = 0; i < countOf(section); ++i) {
+  for (CFIndex i = 0; i < countOf(section); ++i)
     if (const CFDataRef data = dataInSection(section, i); data != nullptr) texts.push_back(toText(data));
-  }
   return texts;
 }
 
@@ -43,9 +42,8 @@ std::string localTime(CFAbsoluteTime time) {
 CertificateDescription describe(SecCertificateRef certificate) {
   CertificateDescription description;
   CFRef<CFStringRef> name;
-  if (SecCertificateCopyCommonName(certificate, name.out()) == errSecSuccess) {
+  if (SecCertificateCopyCommonName(certificate, name.out()) == errSecSuccess)
     description.name = utf8Text(name.get()).value_or("");
-  }
   description.emails = emailsOf(certificate);
   const CFRef<CFDictionaryRef> values = copySelectionValues(certificate);
   if (!values) return description;

@@ -24,9 +24,8 @@ class Examination {
       : places_(places), installedHost_(installedHost) {}
 
   std::vector<Finding> run() {
-    for (const Browser& browser : browsersOf(places_.system())) {
+    for (const Browser& browser : browsersOf(places_.system()))
       if (places_.has(browser)) examineBrowser(browser);
-    }
     noteUnregistered();
     noteSandboxed();
     examineHosts();
@@ -46,9 +45,8 @@ class Examination {
       return;
     }
     const auto append = [](std::vector<std::string>& to, const std::vector<std::string>& from) {
-      for (const std::string& text : from) {
+      for (const std::string& text : from)
         if (std::find(to.begin(), to.end(), text) == to.end()) to.push_back(text);
-      }
     };
     append(same->subjects, finding.subjects);
     append(same->files, finding.files);
@@ -65,9 +63,8 @@ class Examination {
     for (const Scope scope : {Scope::kUser, Scope::kSystem}) {
       for (const fs::path& folder : places_.manifestFolders(browser, scope)) {
         const fs::path file = folder / kManifestFile;
-        if (auto check = checkManifest(file, browser.family, installedHost_)) {
+        if (auto check = checkManifest(file, browser.family, installedHost_))
           manifests.push_back({file, std::move(*check)});
-        }
       }
     }
     return manifests;
@@ -140,9 +137,8 @@ class Examination {
       if (!fs::is_directory(places_.resolve(browser.folder), unreadable)) continue;
       std::string remedy(browser.remedy);
       const std::string placeholder = "{host}";
-      if (const std::size_t at = remedy.find(placeholder); at != std::string::npos) {
+      if (const std::size_t at = remedy.find(placeholder); at != std::string::npos)
         remedy.replace(at, placeholder.size(), kHostName);
-      }
       const bool onlyThis = !browser.reachesHost && browsers_ == 0;
       add({onlyThis ? Severity::kProblem : Severity::kNote,
            {std::string(browser.title)},
@@ -174,8 +170,9 @@ class Examination {
   }
 
   bool isBlamed(const Fault& fault) const {
-    return std::any_of(findings_.begin(), findings_.end(),
-                       [&](const Finding& finding) { return finding.cause.starts_with(fault.cause); });
+    return std::any_of(
+        findings_.begin(), findings_.end(),
+        [&](const Finding& finding) { return finding.cause.starts_with(fault.cause); });
   }
 
   const Places& places_;

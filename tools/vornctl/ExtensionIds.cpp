@@ -34,9 +34,8 @@ Family familyOfExtension(std::string_view id) {
   if (id.empty()) refuse(id, "it is empty");
   if (id.find('*') != std::string_view::npos) refuse(id, "browsers accept no wildcards here");
   if (id.find('@') != std::string_view::npos || id.front() == '{') {
-    if (!isFirefoxId(std::string(id))) {
+    if (!isFirefoxId(std::string(id)))
       refuse(id, "those of Firefox are like name@domain or {01234567-89ab-cdef-0123-456789abcdef}");
-    }
     return Family::kFirefox;
   }
   if (id.find("://") != std::string_view::npos) refuse(id, "give the id alone, not the whole address");
@@ -45,9 +44,8 @@ Family familyOfExtension(std::string_view id) {
     refuse(id, std::string("those of Chromium are of small letters from a to p, it has \"") + *foreign +
                    "\"; those of Firefox have an @ or are a GUID in braces");
   }
-  if (id.size() != kChromiumIdLength) {
+  if (id.size() != kChromiumIdLength)
     refuse(id, "those of Chromium have 32 letters, it has " + std::to_string(id.size()));
-  }
   return Family::kChromium;
 }
 

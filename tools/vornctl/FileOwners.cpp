@@ -28,9 +28,8 @@ bool isOwnersAlone(gid_t group, uid_t owner) {
   const std::string name = user->pw_name;
   const ::group* const entry = getgrgid(group);
   if (entry == nullptr || name != entry->gr_name) return false;
-  for (char** member = entry->gr_mem; *member != nullptr; ++member) {
+  for (char** member = entry->gr_mem; *member != nullptr; ++member)
     if (name != *member) return false;
-  }
   return true;
 }
 
@@ -40,15 +39,13 @@ Fault faultOf(const fs::path& path, const std::string& who, const std::string& c
 }
 
 std::optional<Fault> faultOf(const fs::path& path, const struct stat& status) {
-  if (status.st_uid != 0 && status.st_uid != geteuid()) {
+  if (status.st_uid != 0 && status.st_uid != geteuid())
     return faultOf(path, "belongs to " + nameOf(status.st_uid), "chown " + nameOf(geteuid()));
-  }
   if (S_ISLNK(status.st_mode) || (S_ISDIR(status.st_mode) && (status.st_mode & S_ISVTX) != 0))
     return std::nullopt;
   if ((status.st_mode & S_IWOTH) != 0) return faultOf(path, "can be written by everybody", "chmod o-w");
-  if ((status.st_mode & S_IWGRP) != 0 && !isOwnersAlone(status.st_gid, status.st_uid)) {
+  if ((status.st_mode & S_IWGRP) != 0 && !isOwnersAlone(status.st_gid, status.st_uid))
     return faultOf(path, "can be written by a group", "chmod g-w");
-  }
   return std::nullopt;
 }
 

@@ -55,9 +55,8 @@ jsonxx::Object HostProcess::ask(const jsonxx::Object& request, std::chrono::mill
   std::memcpy(&answerLength, read(sizeof answerLength, deadline).data(), sizeof answerLength);
   if (answerLength > kLongestAnswer) throw HostError("the host's output is no message");
   jsonxx::Object answer;
-  if (!answer.parse(read(answerLength, deadline)) || !answer.has<jsonxx::String>("result")) {
+  if (!answer.parse(read(answerLength, deadline)) || !answer.has<jsonxx::String>("result"))
     throw HostError("the host's answer is no answer of this protocol");
-  }
   return answer;
 }
 

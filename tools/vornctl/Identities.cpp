@@ -28,9 +28,8 @@ CFRef<CFTypeRef> search(const std::string& name, bool mustSign) {
       CFDictionaryCreate(kCFAllocatorDefault, keys, values, count, nullptr, nullptr));
   CFRef<CFTypeRef> identities;
   const OSStatus status = subject ? SecItemCopyMatching(query.get(), identities.out()) : errSecItemNotFound;
-  if (status != errSecSuccess && status != errSecItemNotFound) {
+  if (status != errSecSuccess && status != errSecItemNotFound)
     throw KeyStoreError("the key store cannot be searched, system error code " + std::to_string(status));
-  }
   return identities;
 }
 
@@ -40,9 +39,8 @@ void forEachCertificate(const CFRef<CFTypeRef>& identities, Visit visit) {
   for (CFIndex i = 0; i < countOf(array); ++i) {
     const auto identity = static_cast<SecIdentityRef>(const_cast<void*>(CFArrayGetValueAtIndex(array, i)));
     CFRef<SecCertificateRef> certificate;
-    if (SecIdentityCopyCertificate(identity, certificate.out()) == errSecSuccess) {
+    if (SecIdentityCopyCertificate(identity, certificate.out()) == errSecSuccess)
       visit(identity, certificate.get());
-    }
   }
 }
 

@@ -70,12 +70,10 @@ void print(const IdentityReport& report, const User& user) {
       report.locked ? Colour::kBad : Colour::kPlain);
   if (!certificate.maySign) add("key usage", "not for digital signatures", Colour::kBad);
   std::cout << table.text();
-  if (!user.isEmpty() && report.reasons.empty()) {
+  if (!user.isEmpty() && report.reasons.empty())
     std::cout << "  " << coloured(Colour::kGood, verdict(report, user)) << "\n";
-  }
-  for (const Fault& reason : report.reasons) {
+  for (const Fault& reason : report.reasons)
     std::cout << "  " << coloured(Colour::kWarning, "=> does not sign: " + printable(reason.cause)) << "\n";
-  }
   std::cout << "\n";
 }
 
@@ -103,9 +101,8 @@ void printConclusion(const std::vector<IdentityReport>& reports, const User& use
   }
   std::cout << " Nearest is " << printable(nearest->certificate.name) << ", serial "
             << printable(nearest->certificate.serial) << ":\n";
-  for (const Fault& reason : nearest->reasons) {
+  for (const Fault& reason : nearest->reasons)
     std::cout << printable(reason.cause) << "\n-> " << printable(reason.remedy) << "\n";
-  }
 }
 
 void printEmpty() {

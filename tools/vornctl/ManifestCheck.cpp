@@ -119,9 +119,8 @@ class Check {
 
   void checkMembers(const json& manifest) {
     static const std::set<std::string> kKnown = {"name", "description", "path", "type", "allowed_extensions"};
-    for (const auto& [member, value] : manifest.items()) {
+    for (const auto& [member, value] : manifest.items())
       if (kKnown.count(member) == 0) blame("Firefox refuses a manifest with the member \"" + member + "\"");
-    }
   }
 
   Family family_;
@@ -134,9 +133,8 @@ class Check {
 std::optional<Fault> checkProgram(const fs::path& program, const fs::path& installedHost) {
   if (isStartable(program)) return std::nullopt;
   std::error_code unreadable;
-  if (fs::is_regular_file(program, unreadable)) {
+  if (fs::is_regular_file(program, unreadable))
     return Fault{"the host " + program.string() + " is not executable", "chmod 755 " + program.string()};
-  }
   if (program != installedHost && isStartable(installedHost)) {
     return Fault{"the manifest is stale: it names the host " + program.string() +
                      ", which is no longer there; the host is " + installedHost.string(),

@@ -63,9 +63,8 @@ const Browser* otherReader(const Places& places, const RegistrationRequest& requ
   for (const Browser& browser : browsersOf(places.system())) {
     const auto folders = places.manifestFolders(browser, request.scope);
     if (!isRequested(browser, request) && places.has(browser) &&
-        std::find(folders.begin(), folders.end(), file.parent_path()) != folders.end()) {
+        std::find(folders.begin(), folders.end(), file.parent_path()) != folders.end())
       return &browser;
-    }
   }
   return nullptr;
 }

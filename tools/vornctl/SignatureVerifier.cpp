@@ -79,9 +79,8 @@ bool isElement(const DOMNode& node, std::u16string_view namespaceName, std::u16s
 
 std::vector<DOMElement*> childElements(const DOMNode& parent) {
   std::vector<DOMElement*> children;
-  for (DOMNode* child = parent.getFirstChild(); child != nullptr; child = child->getNextSibling()) {
+  for (DOMNode* child = parent.getFirstChild(); child != nullptr; child = child->getNextSibling())
     if (child->getNodeType() == DOMNode::ELEMENT_NODE) children.push_back(static_cast<DOMElement*>(child));
-  }
   return children;
 }
 
@@ -111,9 +110,8 @@ DOMElement& resolveNamespaces(DOMElement& element, unsigned depth = 0) {
   auto& resolved = static_cast<DOMElement&>(
       *document.renameNode(&element, uri.empty() ? nullptr : uri.c_str(), name.c_str()));
   std::vector<DOMNode*> attributes;
-  for (XMLSize_t i = 0; i < resolved.getAttributes()->getLength(); ++i) {
+  for (XMLSize_t i = 0; i < resolved.getAttributes()->getLength(); ++i)
     attributes.push_back(resolved.getAttributes()->item(i));
-  }
   for (DOMNode* attribute : attributes) {
     const std::u16string attributeName(viewOf(attribute->getNodeName()));
     const bool declares = attributeName == u"xmlns" || attributeName.starts_with(u"xmlns:");
@@ -165,9 +163,8 @@ void requireKnownForm(const DOMElement& signature, const std::string& elementNam
   const auto filters = childElements(*transforms[0]);
   if (filters.size() != 1 || !isElement(*filters[0], kFilterNamespace, u"XPath") ||
       viewOf(filters[0]->getAttribute(u"Filter")) != u"intersect" ||
-      toUtf8(filters[0]->getTextContent()) != "//" + elementName) {
+      toUtf8(filters[0]->getTextContent()) != "//" + elementName)
     throw NotValid{"the signature covers something else than the element that it stands in"};
-  }
 }
 
 std::string withoutBlanks(const XMLCh* base64) {
@@ -187,9 +184,8 @@ XSECCryptoX509& certificateOf(const DSIGSignature& signature, std::string& base6
     const auto& x509 = static_cast<const DSIGKeyInfoX509&>(*item);
     if (x509.getCertificateListSize() < 1) continue;
     base64 = withoutBlanks(x509.getCertificateItem(0));
-    if (const XSECCryptoX509* certificate = x509.getCertificateCryptoItem(0)) {
+    if (const XSECCryptoX509* certificate = x509.getCertificateCryptoItem(0))
       return const_cast<XSECCryptoX509&>(*certificate);
-    }
   }
   throw NotValid{"the signature holds no certificate"};
 }
@@ -212,9 +208,8 @@ void check(DOMElement& element, DOMElement& signatureElement, SignatureVerdict& 
   while (!transforms.empty()) transforms.removeTransform(transforms.getSize() - 1);
   transforms.addTransform(new ElementDigestTransform(element, signatureElement, doubtful));
 
-  if (!signature->verifySignatureOnly()) {
+  if (!signature->verifySignatureOnly())
     throw NotValid{"the signature was not made with the key of the certificate in it, or has been altered"};
-  }
   if (!reference.checkHash()) throw NotValid{"the element has been altered since it was signed"};
   result.valid = true;
 }

@@ -22,9 +22,7 @@ void IdleTimer::setTimeout(long double milliseconds) {
 }
 
 bool IdleTimer::hasExpired(Clock::time_point now) const {
-  if (stopped_) {
-    return false;
-  }
+  if (stopped_) return false;
   const auto elapsed = std::chrono::duration_cast<std::chrono::nanoseconds>(now - start_).count();
   return static_cast<float>(elapsed) / 1000000.0 > timeout_;
 }

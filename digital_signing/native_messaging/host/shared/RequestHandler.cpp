@@ -53,12 +53,10 @@ jsonxx::Object RequestHandler::handleRequest() {
 }
 
 void RequestHandler::parse() {
-  if (!isValidUtf8(message_) || !request_.parse(message_)) {
+  if (!isValidUtf8(message_) || !request_.parse(message_))
     throw InvalidArgumentException("Failed to parse request message");
-  }
-  if (!request_.has<jsonxx::String>("type")) {
+  if (!request_.has<jsonxx::String>("type"))
     throw InvalidArgumentException("Request type is missing from the request message");
-  }
 }
 
 void RequestHandler::applySettings() {
@@ -76,25 +74,19 @@ void RequestHandler::applySettings() {
 void RequestHandler::dispatch() {
   const std::string type = asciiLowerCase(request_.get<jsonxx::String>("type"));
   LOG4CPLUS_INFO(logger, "Request type = " << type);
-  if (type == "part") {
-    return handlePartRequest();
-  }
-  if (parts_ != nullptr) {
-    parts_->drop();
-  }
-  if (type == "version") {
+  if (type == "part") return handlePartRequest();
+  if (parts_ != nullptr) parts_->drop();
+  if (type == "version")
     handleVersionRequest();
-  } else if (type == "sign") {
+  else if (type == "sign")
     handleSignRequest();
-  } else {
+  else
     throw InvalidArgumentException("Unknown request type");
-  }
 }
 
 void RequestHandler::handlePartRequest() {
-  if (!request_.has<jsonxx::Number>("part")) {
+  if (!request_.has<jsonxx::Number>("part"))
     throw InvalidArgumentException("Part is missing from the request message");
-  }
   const AnswerParts none;
   (parts_ != nullptr ? *parts_ : none).appendPart(request_.get<jsonxx::Number>("part"), response_);
 }

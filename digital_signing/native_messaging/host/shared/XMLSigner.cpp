@@ -106,9 +106,8 @@ xercesc::DOMElement& findSingleElement(const xercesc::DOMDocument& document, con
   if (elements.count > 1)
     fail<InvalidXMLDataException>(invalid + "Multiple <" + elementName + "> elements found");
   if (elements.count == 0) fail<InvalidXMLDataException>(invalid + "Element <" + elementName + "> not found");
-  if (isInEntity(*elements.first)) {
+  if (isInEntity(*elements.first))
     fail<InvalidXMLDataException>(invalid + "Element <" + elementName + "> comes out of an entity");
-  }
   return *elements.first;
 }
 
@@ -202,9 +201,8 @@ void XMLSigner::generateSignature(xercesc::DOMDocument& document, const std::str
 
   LOG4CPLUS_INFO(logger, "Generating and loading signature for <" << elementName << ">");
   const DoubtfulNames doubtful = reportingAs("during signature loading", [&] {
-    if (signatureMethodURI_ == nullptr) {
+    if (signatureMethodURI_ == nullptr)
       throw XSECException(XSECException::AlgorithmMapperError, "No signature algorithm has been selected");
-    }
     SignatureBuilder builder(document, element, elementName);
     builder.addSignature(signatureMethodURI_, digestMethodURI_);
     builder.setSigningKey(std::move(signer.key));

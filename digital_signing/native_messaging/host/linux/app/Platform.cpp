@@ -20,9 +20,7 @@ std::string homeFolder() {
     home = user != nullptr ? user->pw_dir : nullptr;
   }
   std::string path = home != nullptr ? home : "";
-  while (path.size() > 1 && path.back() == '/') {
-    path.pop_back();
-  }
+  while (path.size() > 1 && path.back() == '/') path.pop_back();
   return path;
 }
 

@@ -13,14 +13,10 @@ namespace vorn {
 std::optional<std::string_view> ProtocolChannel::read(int milliseconds) {
   static std::array<char, 1 << 16> bytes;  // what a pipe holds
   pollfd readable{descriptors_.input, POLLIN, 0};
-  if (poll(&readable, 1, milliseconds) <= 0) {
-    return std::nullopt;
-  }
+  if (poll(&readable, 1, milliseconds) <= 0) return std::nullopt;
   const ssize_t count = ::read(descriptors_.input, bytes.data(), bytes.size());
   if (count < 0) {
-    if (errno == EAGAIN || errno == EINTR) {
-      return std::nullopt;
-    }
+    if (errno == EAGAIN || errno == EINTR) return std::nullopt;
     return std::string_view();  // an input that cannot be read has ended
   }
   return std::string_view(bytes.data(), static_cast<std::size_t>(count));

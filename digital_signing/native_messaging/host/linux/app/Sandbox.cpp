@@ -76,9 +76,8 @@ class Filter {
 /** All families but AF_UNIX. The whole register is compared, of which the kernel takes the lower half alone.
  */
 void refuseNetwork(Filter& filter) {
-  for (scmp_datum_t family = 0; family < AF_NETLINK; ++family) {
+  for (scmp_datum_t family = 0; family < AF_NETLINK; ++family)
     if (family != AF_UNIX) filter.refuse(SCMP_SYS(socket), EAFNOSUPPORT, SCMP_A0(SCMP_CMP_EQ, family));
-  }
   filter.refuse(SCMP_SYS(socket), EAFNOSUPPORT, SCMP_A0(SCMP_CMP_EQ, AF_NETLINK),
                 SCMP_A2(SCMP_CMP_NE, NETLINK_KOBJECT_UEVENT));
   filter.refuse(SCMP_SYS(socket), EAFNOSUPPORT, SCMP_A0(SCMP_CMP_GT, AF_NETLINK));
@@ -87,16 +86,14 @@ void refuseNetwork(Filter& filter) {
 
 /** io_uring makes sockets, and connects them, without the system calls for it. */
 void refuseRings(Filter& filter) {
-  for (const int call : {SCMP_SYS(io_uring_setup), SCMP_SYS(io_uring_enter), SCMP_SYS(io_uring_register)}) {
+  for (const int call : {SCMP_SYS(io_uring_setup), SCMP_SYS(io_uring_enter), SCMP_SYS(io_uring_register)})
     filter.refuse(call, ENOSYS);
-  }
 }
 
 void refuseTracing(Filter& filter) {
   for (const int call : {SCMP_SYS(process_vm_readv), SCMP_SYS(process_vm_writev), SCMP_SYS(pidfd_getfd),
-                         SCMP_SYS(process_madvise), SCMP_SYS(kcmp), SCMP_SYS(perf_event_open)}) {
+                         SCMP_SYS(process_madvise), SCMP_SYS(kcmp), SCMP_SYS(perf_event_open)})
     filter.refuse(call, EPERM);
-  }
   if (!kTraceable) filter.refuse(SCMP_SYS(ptrace), EPERM);
 }
 

@@ -30,16 +30,11 @@ const SigningModule& loadModule() {
   const std::string host = platform::installedPath();
   const std::string path = host.substr(0, host.rfind('/') + 1) + kSigningModuleFile;
   void* const library = dlopen(path.c_str(), RTLD_LAZY | RTLD_LOCAL);
-  if (library == nullptr) {
-    failToLoad(dlerror());
-  }
+  if (library == nullptr) failToLoad(dlerror());
   const auto* const module = static_cast<const SigningModule*>(dlsym(library, kSigningModuleSymbol));
-  if (module == nullptr) {
-    failToLoad(path + " is not one");
-  }
-  if (module->build != std::string_view(kBuildId)) {
+  if (module == nullptr) failToLoad(path + " is not one");
+  if (module->build != std::string_view(kBuildId))
     failToLoad(path + " is of another build: " + module->build);
-  }
   LOG4CPLUS_DEBUG(logger, "Signing module loaded");
   return *module;
 }

@@ -50,19 +50,13 @@ int main(int argc, const char** argv) {
   do {
     const std::optional<std::string_view> input = channel.read(kSliceMilliseconds);
     if (!input) {
-      if (std::exchange(hasWorked, false)) {
-        handBackFreedMemory();
-      }
+      if (std::exchange(hasWorked, false)) handBackFreedMemory();
       continue;
     }
     hasWorked = true;
     idleTimer.stop();
-    if (input->empty()) {
-      break;
-    }
-    if (const std::optional<int> status = exchange.deliver(*input)) {
-      return *status;
-    }
+    if (input->empty()) break;
+    if (const std::optional<int> status = exchange.deliver(*input)) return *status;
   } while (!idleTimer.hasExpired());
   LOG4CPLUS_INFO(logger, "Executable removed");
   return EXIT_SUCCESS;

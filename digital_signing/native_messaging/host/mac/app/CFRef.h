@@ -30,9 +30,7 @@ class CFRef {
 
   /** Adds a reference to an object that someone else owns, as one from a Get function. */
   [[nodiscard]] static CFRef retain(T object) {
-    if (object != nullptr) {
-      CFRetain(object);
-    }
+    if (object != nullptr) CFRetain(object);
     return CFRef(object);
   }
 
@@ -45,9 +43,7 @@ class CFRef {
 
   /** Drops the reference; the holder is empty then. */
   void reset() {
-    if (T object = release(); object != nullptr) {
-      CFRelease(object);
-    }
+    if (T object = release(); object != nullptr) CFRelease(object);
   }
 
   /**
@@ -55,9 +51,7 @@ class CFRef {
    * empty: the process ends otherwise.
    */
   T* out() {
-    if (object_ != nullptr) {
-      std::abort();
-    }
+    if (object_ != nullptr) std::abort();
     return &object_;
   }
 

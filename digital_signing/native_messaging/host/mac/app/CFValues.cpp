@@ -15,24 +15,17 @@ CFRef<CFStringRef> makeCFString(const std::string& utf8) {
 }
 
 std::optional<std::string> utf8Text(CFStringRef string) {
-  if (string == nullptr) {
-    return std::nullopt;
-  }
+  if (string == nullptr) return std::nullopt;
   const CFIndex length = CFStringGetLength(string);
   // Only ASCII can be lent out, so that units are bytes.
-  if (const char* lent = CFStringGetCStringPtr(string, kCFStringEncodingUTF8); lent != nullptr) {
+  if (const char* lent = CFStringGetCStringPtr(string, kCFStringEncodingUTF8); lent != nullptr)
     return std::string(lent, static_cast<std::size_t>(length));
-  }
   const CFIndex size = CFStringGetMaximumSizeForEncoding(length, kCFStringEncodingUTF8);
-  if (size == kCFNotFound) {
-    return std::nullopt;
-  }
+  if (size == kCFNotFound) return std::nullopt;
   // The byte FF is in no UTF-8 text: the last zero byte is the one that ends the
   // text, whatever zero bytes it holds.
   std::string text(static_cast<std::size_t>(size) + 1, '\xFF');
-  if (!CFStringGetCString(string, text.data(), size + 1, kCFStringEncodingUTF8)) {
-    return std::nullopt;
-  }
+  if (!CFStringGetCString(string, text.data(), size + 1, kCFStringEncodingUTF8)) return std::nullopt;
   text.resize(text.rfind('\0'));
   return text;
 }

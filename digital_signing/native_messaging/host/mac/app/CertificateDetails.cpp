@@ -24,13 +24,9 @@ constexpr std::size_t kErrorBufferSize = 500;
 CFRef<CFTypeRef> encode(CFDataRef data, CFRef<CFErrorRef>& error) {
   const auto transform =
       CFRef<SecTransformRef>::adopt(SecEncodeTransformCreate(kSecBase64Encoding, error.out()));
-  if (error || !transform) {
+  if (error || !transform) return {};
+  if (!SecTransformSetAttribute(transform.get(), kSecTransformInputAttributeName, data, error.out()) || error)
     return {};
-  }
-  if (!SecTransformSetAttribute(transform.get(), kSecTransformInputAttributeName, data, error.out()) ||
-      error) {
-    return {};
-  }
   return CFRef<CFTypeRef>::adopt(SecTransformExecute(transform.get(), error.out()));
 }
 
@@ -89,9 +85,7 @@ std::string getIssuerName(CFDictionaryRef values) {
 std::string formatCertificateDate(CFAbsoluteTime time) {
   const auto formatter = CFRef<CFDateFormatterRef>::adopt(CFDateFormatterCreate(
       kCFAllocatorDefault, nullptr, kCFDateFormatterShortStyle, kCFDateFormatterShortStyle));
-  if (!formatter) {
-    return "";
-  }
+  if (!formatter) return "";
   CFDateFormatterSetFormat(formatter.get(), CFSTR("yyyy-MM-dd'T'HH:mm:ss'.000Z'"));
   const auto text = CFRef<CFStringRef>::adopt(
       CFDateFormatterCreateStringWithAbsoluteTime(kCFAllocatorDefault, formatter.get(), time));

@@ -25,16 +25,12 @@ constexpr int kDigitalSignature = 1;
 }  // namespace
 
 std::optional<std::string> abnText(CFDataRef der) {
-  if (CFDataGetLength(der) < kDerHeaderSize) {
-    return std::nullopt;
-  }
+  if (CFDataGetLength(der) < kDerHeaderSize) return std::nullopt;
   const auto string = CFRef<CFStringRef>::adopt(
       CFStringCreateWithBytes(kCFAllocatorDefault, CFDataGetBytePtr(der) + kDerHeaderSize,
                               CFDataGetLength(der) - kDerHeaderSize, kCFStringEncodingUTF8, false));
   std::optional<std::string> text = utf8TextWithin(string.get(), kABNBufferSize);
-  if (text) {
-    text->resize(std::min(text->size(), text->find('\0')));
-  }
+  if (text) text->resize(std::min(text->size(), text->find('\0')));
   return text;
 }
 
@@ -77,9 +73,7 @@ bool certificateABNMatches(CFDictionaryRef values, const std::string& abn) {
   const CFArrayRef section = certificateSection(values, abnExtensionOID());
   for (CFIndex i = 0; i < countOf(section); ++i) {
     const CFDataRef der = dataInSection(section, i);
-    if (der == nullptr) {
-      continue;
-    }
+    if (der == nullptr) continue;
     const std::optional<std::string> text = abnText(der);
     LOG4CPLUS_DEBUG(logger, "Certificate ABN = " << text.value_or(""));
     if (text == abn) {
@@ -94,9 +88,7 @@ bool certificateAKIMatches(CFDictionaryRef values, const std::vector<std::string
   const CFArrayRef section = certificateSection(values, kSecOIDAuthorityKeyIdentifier);
   for (CFIndex i = 0; i < countOf(section); ++i) {
     const CFDataRef identifier = dataInSection(section, i);
-    if (identifier == nullptr) {
-      continue;
-    }
+    if (identifier == nullptr) continue;
     const std::string aki = lowerCaseHex(identifier);
     LOG4CPLUS_DEBUG(logger, "Certificate AKI = " << aki);
     if (std::find(akis.begin(), akis.end(), aki) != akis.end()) {
@@ -109,9 +101,8 @@ bool certificateAKIMatches(CFDictionaryRef values, const std::vector<std::string
 
 bool isSigningCertificate(CFDictionaryRef values) {
   int usage = 0;
-  if (const CFNumberRef number = certificateNumber(values, kSecOIDKeyUsage); number != nullptr) {
+  if (const CFNumberRef number = certificateNumber(values, kSecOIDKeyUsage); number != nullptr)
     CFNumberGetValue(number, kCFNumberIntType, &usage);
-  }
   // The log tells whether there is any key usage; what counts is the one bit.
   LOG4CPLUS_DEBUG(logger, "Key usage includes Digital Signature = " << (usage != 0 ? "true" : "false"));
   return (usage & kDigitalSignature) != 0;

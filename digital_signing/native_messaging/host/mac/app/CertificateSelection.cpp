@@ -24,9 +24,7 @@ constexpr std::size_t kSerialBufferSize = 100;
 
 std::string joined(const jsonxx::Array& texts) {
   std::string text;
-  for (unsigned i = 0; i < texts.size(); ++i) {
-    text += (i == 0 ? "" : ", ") + texts.get<jsonxx::String>(i);
-  }
+  for (unsigned i = 0; i < texts.size(); ++i) text += (i == 0 ? "" : ", ") + texts.get<jsonxx::String>(i);
   return text;
 }
 
@@ -37,9 +35,8 @@ SelectionCriteria readCriteria(const jsonxx::Object& userDetails) {
   criteria.email = userDetails.get<jsonxx::String>("email");
   criteria.abn = userDetails.get<jsonxx::String>("abn");
   const auto& akis = userDetails.get<jsonxx::Array>("aki");
-  for (unsigned i = 0; i < akis.size(); ++i) {
+  for (unsigned i = 0; i < akis.size(); ++i)
     criteria.akis.push_back(asciiLowerCase(akis.get<jsonxx::String>(i)));
-  }
   std::stable_sort(criteria.akis.begin(), criteria.akis.end());
   LOG4CPLUS_DEBUG(logger, "Request name = " << criteria.name);
   LOG4CPLUS_DEBUG(logger, "Request email = " << criteria.email);
@@ -59,9 +56,7 @@ SelectionCriteria readCriteria(const jsonxx::Object& userDetails) {
  */
 CFRef<CFTypeRef> findIdentities(const std::string& name) {
   const CFRef<CFStringRef> subject = makeCFString(name);
-  if (!subject) {
-    reportNameNotFound();
-  }
+  if (!subject) reportNameNotFound();
   const void* keys[] = {kSecClass, kSecAttrCanSign, kSecMatchSubjectWholeString, kSecMatchLimit,
                         kSecReturnRef};
   const void* values[] = {kSecClassIdentity, kCFBooleanTrue, subject.get(), kSecMatchLimitAll,
@@ -71,18 +66,14 @@ CFRef<CFTypeRef> findIdentities(const std::string& name) {
 
   CFRef<CFTypeRef> identities;
   const OSStatus status = SecItemCopyMatching(query.get(), identities.out());
-  if (status == errSecItemNotFound) {
-    reportNameNotFound();
-  }
+  if (status == errSecItemNotFound) reportNameNotFound();
   if (status != errSecSuccess) {
     const std::string message =
         "An error has occurred finding identities with matching name in Keychain. System error code = " +
         std::to_string(status);
     LOG4CPLUS_ERROR(logger, message);
     const auto reason = CFRef<CFStringRef>::adopt(SecCopyErrorMessageString(status, nullptr));
-    if (const auto text = utf8Text(reason.get())) {
-      LOG4CPLUS_ERROR(logger, *text);
-    }
+    if (const auto text = utf8Text(reason.get())) LOG4CPLUS_ERROR(logger, *text);
     throw TechnicalException(message);
   }
   return identities;
@@ -161,9 +152,8 @@ void CertificateSelection::consider(SecIdentityRef identity, CFIndex index, cons
   }
   if (!certificateEmailMatches(certificate.get(), criteria.email) ||
       !certificateABNMatches(values.get(), criteria.abn) ||
-      !certificateAKIMatches(values.get(), criteria.akis) || !isSigningCertificate(values.get())) {
+      !certificateAKIMatches(values.get(), criteria.akis) || !isSigningCertificate(values.get()))
     return;
-  }
   LOG4CPLUS_INFO(logger, "Found matching certificate");
   serial = utf8TextCutTo(certificateString(values.get(), kSecOIDX509V1SerialNumber), kSerialBufferSize);
   LOG4CPLUS_DEBUG(logger, "Certificate serial number = " << serial);
@@ -176,13 +166,9 @@ void CertificateSelection::keepIfLater(CFRef<SecCertificateRef> certificate, CFR
   LOG4CPLUS_DEBUG(logger, "Certificate not valid before date = " << formatCertificateDate(
                               certificateTime(values, kSecOIDX509V1ValidityNotBefore)));
   LOG4CPLUS_DEBUG(logger, "Certificate not valid after date = " << formatCertificateDate(notAfter));
-  if (!(notAfter > notAfter_)) {
-    return;
-  }
+  if (!(notAfter > notAfter_)) return;
   std::string encoded = encodeCertificate(certificate.get());
-  if (encoded.empty()) {
-    return;
-  }
+  if (encoded.empty()) return;
   std::string issuer = getIssuerName(values);
   certificate_ = std::move(certificate);
   encodedCertificate_ = std::move(encoded);

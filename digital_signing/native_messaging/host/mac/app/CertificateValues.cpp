@@ -25,24 +25,19 @@ CFArrayRef certificateSection(CFDictionaryRef values, CFStringRef oid) {
 
 CFAbsoluteTime certificateTime(CFDictionaryRef values, CFStringRef oid) {
   double seconds = 0;
-  if (const CFNumberRef number = certificateNumber(values, oid); number != nullptr) {
+  if (const CFNumberRef number = certificateNumber(values, oid); number != nullptr)
     CFNumberGetValue(number, kCFNumberDoubleType, &seconds);
-  }
   return seconds;
 }
 
 CFDataRef dataInSection(CFArrayRef section, CFIndex index) {
   const auto property =
       ofType<CFDictionaryRef>(CFArrayGetValueAtIndex(section, index), CFDictionaryGetTypeID());
-  if (property == nullptr) {
-    return nullptr;
-  }
+  if (property == nullptr) return nullptr;
   const auto type =
       ofType<CFStringRef>(CFDictionaryGetValue(property, kSecPropertyKeyType), CFStringGetTypeID());
-  if (type == nullptr ||
-      CFStringCompare(type, CFSTR("data"), kCFCompareCaseInsensitive) != kCFCompareEqualTo) {
+  if (type == nullptr || CFStringCompare(type, CFSTR("data"), kCFCompareCaseInsensitive) != kCFCompareEqualTo)
     return nullptr;
-  }
   return ofType<CFDataRef>(CFDictionaryGetValue(property, kSecPropertyKeyValue), CFDataGetTypeID());
 }
 

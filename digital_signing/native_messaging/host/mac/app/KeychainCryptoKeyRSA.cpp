@@ -44,9 +44,7 @@ constexpr auto kProviderName = [] {
 
 /** The error object decides over failure, not what the function returned. */
 void failOn(const CFRef<CFErrorRef>& error, const char* message) {
-  if (error) {
-    fail(message + describeError(error.get()));
-  }
+  if (error) fail(message + describeError(error.get()));
 }
 
 void setAttribute(SecTransformRef transform, CFStringRef name, CFTypeRef value, const char* failure) {
@@ -86,9 +84,7 @@ CFRef<CFDataRef> signDigest(SecKeyRef privateKey, const unsigned char* hash, uns
   CFRef<CFErrorRef> error;
   const auto signer = CFRef<SecTransformRef>::adopt(SecSignTransformCreate(privateKey, error.out()));
   failOn(error, kCreateFailure);
-  if (!signer) {
-    fail(kCreateFailure);
-  }
+  if (!signer) fail(kCreateFailure);
   const auto input =
       CFRef<CFDataRef>::adopt(CFDataCreate(kCFAllocatorDefault, hash, static_cast<CFIndex>(hashLength)));
   setAttribute(signer.get(), kSecTransformInputAttributeName, input.get(),
@@ -112,9 +108,7 @@ CFRef<CFDataRef> encodeSignature(CFDataRef signature) {
   const auto encoder =
       CFRef<SecTransformRef>::adopt(SecEncodeTransformCreate(kSecBase64Encoding, error.out()));
   failOn(error, kCreateFailure);
-  if (!encoder) {
-    fail(kCreateFailure);
-  }
+  if (!encoder) fail(kCreateFailure);
   setAttribute(encoder.get(), kSecTransformInputAttributeName, signature,
                "Failed to configure input of Base64 encoder. ");
   return execute(encoder.get(), "Failed to Base64 encode signature data. ");
@@ -125,9 +119,7 @@ std::span<const UInt8> contentsOf(CFDataRef data) {
 }
 
 std::span<const UInt8> publicNumber(const CFRef<CFDataRef>& number) {
-  if (!number) {
-    fail("The certificate's public key cannot be read as an RSA key");
-  }
+  if (!number) fail("The certificate's public key cannot be read as an RSA key");
   return contentsOf(number.get());
 }
 
@@ -137,14 +129,10 @@ std::string base64Text(std::span<const UInt8> number) {
 
 /** The contents of the DER integer at `position`, which moves behind it; empty when it is none. */
 CFRef<CFDataRef> readInteger(std::span<const UInt8> der, std::size_t& position) {
-  if (position >= der.size() || der[position] != kIntegerTag) {
-    return {};
-  }
+  if (position >= der.size() || der[position] != kIntegerTag) return {};
   ++position;
   const std::optional<std::size_t> length = readDerLength(der, position);
-  if (!length || *length > der.size() - position) {
-    return {};
-  }
+  if (!length || *length > der.size() - position) return {};
   const UInt8* contents = der.data() + position;
   position += *length;
   return CFRef<CFDataRef>::adopt(CFDataCreate(kCFAllocatorDefault, contents, static_cast<CFIndex>(*length)));
@@ -155,14 +143,12 @@ CFRef<CFDataRef> readInteger(std::span<const UInt8> der, std::size_t& position) 
 KeychainCryptoKeyRSA::KeychainCryptoKeyRSA(SecCertificateRef certificate, SecKeyRef privateKey)
     : privateKey_(privateKey) {
   CFRef<SecKeyRef> publicKey;
-  if (SecCertificateCopyPublicKey(certificate, publicKey.out()) == errSecItemNotFound) {
+  if (SecCertificateCopyPublicKey(certificate, publicKey.out()) == errSecItemNotFound)
     fail("No public key found in certificate");
-  }
   const CSSM_KEY* key = nullptr;
   if (SecKeyGetCSSMKey(publicKey.get(), &key) == errSecSuccess && key != nullptr &&
-      key->KeyData.Data != nullptr) {
+      key->KeyData.Data != nullptr)
     readPublicKey({key->KeyData.Data, key->KeyData.Length});
-  }
 }
 
 XSECCryptoKey::KeyType KeychainCryptoKeyRSA::getKeyType() const {
@@ -187,19 +173,14 @@ unsigned int KeychainCryptoKeyRSA::signSHA1PKCS1Base64Signature(unsigned char* h
                                                                 unsigned int base64SignatureBufLen,
                                                                 XSECCryptoHash::HashType hashType) const {
   const CFRef<CFDataRef> signature = signDigest(privateKey_, hashBuf, hashLen, hashType);
-  if (!signature) {
-    fail("Signature is null. ");
-  }
+  if (!signature) fail("Signature is null. ");
   // A key that does not belong to the certificate, or a token out of order,
   // would else be noticed by the receiver.
   if (!isSignatureOf({hashBuf, hashLen}, hashType, contentsOf(signature.get()),
-                     {publicNumber(modulus_), publicNumber(exponent_)})) {
+                     {publicNumber(modulus_), publicNumber(exponent_)}))
     fail("Signature does not verify with the certificate's public key");
-  }
   const CFRef<CFDataRef> encoded = encodeSignature(signature.get());
-  if (!encoded) {
-    return 0;
-  }
+  if (!encoded) return 0;
   const CFIndex length = CFDataGetLength(encoded.get());
   if (length > static_cast<CFIndex>(base64SignatureBufLen)) {
     fail("Signature of " + std::to_string(length) + " characters is longer than the buffer of " +
@@ -244,9 +225,7 @@ std::string KeychainCryptoKeyRSA::getExponentBase64() const {
 /** Sets both halves of an RSAPublicKey, or, when the bytes are none, neither. */
 void KeychainCryptoKeyRSA::readPublicKey(std::span<const UInt8> der) {
   std::size_t position = 1;
-  if (der.empty() || der[0] != kSequenceTag || !readDerLength(der, position)) {
-    return;
-  }
+  if (der.empty() || der[0] != kSequenceTag || !readDerLength(der, position)) return;
   CFRef<CFDataRef> modulus = readInteger(der, position);
   CFRef<CFDataRef> exponent = readInteger(der, position);
   if (modulus && exponent) {
@@ -261,15 +240,11 @@ std::string describeError(CFErrorRef error) {
 }
 
 std::optional<std::size_t> readDerLength(std::span<const UInt8> der, std::size_t& position) {
-  if (position >= der.size()) {
-    return std::nullopt;
-  }
+  if (position >= der.size()) return std::nullopt;
   std::size_t length = der[position++];
   if (length > kLongLength) {
     const std::size_t count = length - kLongLength;
-    if (count > der.size() - position) {
-      return std::nullopt;
-    }
+    if (count > der.size() - position) return std::nullopt;
     length = 0;
     for (const UInt8 byte : der.subspan(position, count)) {
       // More than fits is more than there is, whatever follows.
@@ -278,13 +253,9 @@ std::optional<std::size_t> readDerLength(std::span<const UInt8> der, std::size_t
     }
     position += count;
   }
-  if (position >= der.size()) {
-    return std::nullopt;
-  }
+  if (position >= der.size()) return std::nullopt;
   if (der[position] == 0) {
-    if (length == 0) {
-      return std::nullopt;
-    }
+    if (length == 0) return std::nullopt;
     ++position;
     --length;
   }

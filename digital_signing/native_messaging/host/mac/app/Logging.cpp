@@ -55,9 +55,7 @@ void reportMissing(const std::string& path, const std::string& fault) {
 }
 
 bool isVerbose(const std::string& verbose) {
-  if (!verbose.empty()) {
-    return verbose == "ON";
-  }
+  if (!verbose.empty()) return verbose == "ON";
   const char* const environment = std::getenv("VORN_VERBOSE_LOGGING");
   return environment != nullptr && std::string(environment) == "ON";
 }
@@ -70,9 +68,7 @@ void setUp() {
   // log4cplus itself would complain on standard error about every record that finds no appender.
   log4cplus::helpers::LogLog::getLogLog()->setQuietMode(true);
   const std::string path = logFilePath();
-  if (path.empty()) {
-    return;
-  }
+  if (path.empty()) return;
   log4cplus::initialize();
   configure(path);
   log4cplus::Logger::getRoot().setLogLevel(log4cplus::INFO_LOG_LEVEL);

@@ -26,9 +26,8 @@ std::string homeFolder() {
   FSRef folder;
   std::array<UInt8, kPathCapacity> path{};
   if (FSFindFolder(kUserDomain, kCurrentUserFolderType, kCreateFolder, &folder) != noErr ||
-      FSRefMakePath(&folder, path.data(), path.size()) != noErr) {
+      FSRefMakePath(&folder, path.data(), path.size()) != noErr)
     return "";
-  }
   return reinterpret_cast<const char*>(path.data());
 }
 
@@ -41,9 +40,8 @@ std::string installedPath() {
   const auto url = CFRef<CFURLRef>::adopt(CFBundleCopyBundleURL(CFBundleGetMainBundle()));
   std::array<UInt8, kPathCapacity> path{};
   if (!url ||
-      !CFURLGetFileSystemRepresentation(url.get(), true, path.data(), static_cast<CFIndex>(path.size()))) {
+      !CFURLGetFileSystemRepresentation(url.get(), true, path.data(), static_cast<CFIndex>(path.size())))
     return "";
-  }
   return reinterpret_cast<const char*>(path.data());
 }
 

@@ -50,16 +50,14 @@ Key makeKey(const RsaPublicKey& key) {
   const ParametersBuilder builder(OSSL_PARAM_BLD_new());
   if (!modulus || !exponent || !builder ||
       OSSL_PARAM_BLD_push_BN(builder.get(), OSSL_PKEY_PARAM_RSA_N, modulus.get()) != 1 ||
-      OSSL_PARAM_BLD_push_BN(builder.get(), OSSL_PKEY_PARAM_RSA_E, exponent.get()) != 1) {
+      OSSL_PARAM_BLD_push_BN(builder.get(), OSSL_PKEY_PARAM_RSA_E, exponent.get()) != 1)
     return nullptr;
-  }
   const Parameters parameters(OSSL_PARAM_BLD_to_param(builder.get()));
   const Context context(EVP_PKEY_CTX_new_from_name(nullptr, "RSA", nullptr));
   EVP_PKEY* made = nullptr;
   if (!parameters || !context || EVP_PKEY_fromdata_init(context.get()) != 1 ||
-      EVP_PKEY_fromdata(context.get(), &made, EVP_PKEY_PUBLIC_KEY, parameters.get()) != 1) {
+      EVP_PKEY_fromdata(context.get(), &made, EVP_PKEY_PUBLIC_KEY, parameters.get()) != 1)
     return nullptr;
-  }
   return Key(made);
 }
 

@@ -20,9 +20,8 @@ std::string signDocument(XMLSigner& signer, const std::string& base64Xml) {
   try {
     return signer.sign(base64Xml);
   } catch (...) {
-    if (const std::optional<std::string> refusal = describeParserException()) {
+    if (const std::optional<std::string> refusal = describeParserException())
       throw XMLDataParsingException(*refusal);
-    }
     throw;
   }
 }
@@ -39,9 +38,7 @@ void selectCertificate(const jsonxx::Object& userDetails, jsonxx::Object& respon
   response << "cert_issuer" << selection.getCertificateIssuer();
   response << "cert_serial" << selection.getCertificateSerial();
   signature_record::setCertificate(selection.getCertificateSerial());
-  if (selection.isExpired()) {
-    throw CertificateExpiredException();
-  }
+  if (selection.isExpired()) throw CertificateExpiredException();
 }
 
 void signDocuments(const jsonxx::Array& xmlData, SignatureAlgorithm algorithm, jsonxx::Object& response) try {
@@ -53,9 +50,7 @@ void signDocuments(const jsonxx::Array& xmlData, SignatureAlgorithm algorithm, j
     jsonxx::Object item;
     const bool hasId = document.has<jsonxx::String>("id");
     signature_record::setDocument(hasId ? document.get<jsonxx::String>("id") : "");
-    if (hasId) {
-      item << "id" << document.get<jsonxx::String>("id");
-    }
+    if (hasId) item << "id" << document.get<jsonxx::String>("id");
     jsonxx::Value signedDocument(signDocument(signer, document.get<jsonxx::String>("data")));
     item << "data" << std::move(signedDocument);
     signedData << jsonxx::Value(std::move(item));

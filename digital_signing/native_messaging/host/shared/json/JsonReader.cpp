@@ -33,9 +33,8 @@ bool extractInteger(const char* begin, const char* end, int& integer) {
 bool JsonReader::readObject(Object& result) {
   open_.push_back(std::make_unique<Value>(Object()));
   Step step = openObject(*open_.back());
-  while (step == Step::ReadItem || open_.size() > 1) {
+  while (step == Step::ReadItem || open_.size() > 1)
     step = step == Step::ReadItem ? readItem() : finishItem(step == Step::Succeeded);
-  }
   result = std::move(open_.back()->get<Object>());
   return step == Step::Succeeded;
 }

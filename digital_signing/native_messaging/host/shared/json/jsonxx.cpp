@@ -27,11 +27,10 @@ class Dismantler {
   ~Dismantler() {
     while (waiting_ != nullptr) {
       const std::unique_ptr<Value> container(std::exchange(waiting_, waiting_->next_));
-      if (container->is<Array>()) {
+      if (container->is<Array>())
         takeChildren(*container->payload_.array);
-      } else {
+      else
         takeChildren(*container->payload_.object);
-      }
     }
   }
 
@@ -86,11 +85,10 @@ class Copier {
     while (!pending_.empty()) {
       const auto [from, to] = pending_.back();
       pending_.pop_back();
-      if (from->is<Array>()) {
+      if (from->is<Array>())
         copyChildren(from->get<Array>(), to->get<Array>());
-      } else {
+      else
         copyChildren(from->get<Object>(), to->get<Object>());
-      }
     }
   }
 
@@ -306,11 +304,10 @@ Object& Object::operator<<(const Value& keyOrValue) {
 }
 
 Object& Object::operator<<(Value&& keyOrValue) {
-  if (pendingKey_.empty()) {
+  if (pendingKey_.empty())
     pendingKey_ = std::move(keyOrValue.get<String>());
-  } else {
+  else
     import(pendingKey_, std::move(keyOrValue));
-  }
   return *this;
 }
 

@@ -290,19 +290,18 @@ class Object {
 
 template <typename T, typename Self>
 auto& Value::slot(Self& self) {
-  if constexpr (std::same_as<T, Number>) {
+  if constexpr (std::same_as<T, Number>)
     return self.payload_.number;
-  } else if constexpr (std::same_as<T, String>) {
+  else if constexpr (std::same_as<T, String>)
     return self.payload_.string;
-  } else if constexpr (std::same_as<T, Boolean>) {
+  else if constexpr (std::same_as<T, Boolean>)
     return self.payload_.boolean;
-  } else if constexpr (std::same_as<T, Null>) {
+  else if constexpr (std::same_as<T, Null>)
     return self.payload_.null;
-  } else if constexpr (std::same_as<T, Array>) {
+  else if constexpr (std::same_as<T, Array>)
     return self.payload_.array;
-  } else {
+  else
     return self.payload_.object;
-  }
 }
 
 template <typename T>
@@ -327,11 +326,10 @@ template <typename T>
 const T& Value::get() const {
   assertion(__FILE__, __LINE__, detail::KindOf<T>::kCheck, is<T>());
   const auto& payload = slot<T>(*this);
-  if constexpr (kOwned<T>) {
+  if constexpr (kOwned<T>)
     return payload == nullptr ? emptyPayload<T>() : *payload;
-  } else {
+  else
     return payload;
-  }
 }
 
 template <typename T>

@@ -13,9 +13,7 @@ const log4cplus::Logger logger = log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("
 }  // namespace
 
 void logArguments(int count, const char* const* arguments) {
-  for (int i = 1; i < count; ++i) {
-    LOG4CPLUS_INFO(logger, "Argument " << i << " = " << arguments[i]);
-  }
+  for (int i = 1; i < count; ++i) LOG4CPLUS_INFO(logger, "Argument " << i << " = " << arguments[i]);
   signature_record::setCaller(callerOf(count, arguments));
 }
 

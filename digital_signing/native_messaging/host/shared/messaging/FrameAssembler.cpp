@@ -20,9 +20,7 @@ void FrameAssembler::append(std::string_view bytes) {
 }
 
 std::optional<std::string> FrameAssembler::next() {
-  if (!expectedLength_ && !readLength()) {
-    return std::nullopt;
-  }
+  if (!expectedLength_ && !readLength()) return std::nullopt;
   const std::uint32_t length = *expectedLength_;
   if (length > kMaximumLength) {
     LOG4CPLUS_ERROR(logger, "Request message length is greater than " << kMaximumLength);
@@ -38,9 +36,7 @@ std::optional<std::string> FrameAssembler::next() {
   }
 
   expectedLength_.reset();
-  if (offset_ == 0 && buffer_.size() == length) {
-    return std::exchange(buffer_, {});
-  }
+  if (offset_ == 0 && buffer_.size() == length) return std::exchange(buffer_, {});
   std::string message = buffer_.substr(offset_, length);
   offset_ += length;
   return message;

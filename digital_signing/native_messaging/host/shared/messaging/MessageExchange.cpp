@@ -45,9 +45,7 @@ MessageExchange::MessageExchange(Write write) : write_(std::move(write)) {}
 
 void MessageExchange::answerAndEnd() noexcept {
   std::fputs("VORN Signing: ended by a failure that nothing could handle\n", stderr);
-  if (working_ != nullptr) {
-    working_->answerWithoutMemory();
-  }
+  if (working_ != nullptr) working_->answerWithoutMemory();
   _exit(kFatalRequest);
 }
 
@@ -89,9 +87,8 @@ void MessageExchange::answerCompleteMessages() {
 std::string MessageExchange::answerTo(std::string message) {
   RequestHandler handler(std::move(message), &parts_);
   std::string text = handler.handleRequest().json();
-  if (const std::optional<std::size_t> limit = handler.largestAnswer()) {
+  if (const std::optional<std::size_t> limit = handler.largestAnswer())
     text = parts_.fit(replaceInvalidUtf8(std::move(text)), *limit);
-  }
   return text;
 }
 
@@ -114,9 +111,7 @@ int MessageExchange::fail(std::uint32_t code, const char* message) {
 
 int MessageExchange::answerWithoutMemory() noexcept {
   try {
-    if (isAnswerDue_) {
-      writeFrame(kOutOfMemory);
-    }
+    if (isAnswerDue_) writeFrame(kOutOfMemory);
     return kFatalRequest;
   } catch (...) {
     return 0;  // the browser has gone

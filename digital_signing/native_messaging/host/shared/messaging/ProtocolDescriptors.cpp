@@ -16,11 +16,9 @@ constexpr int kFirstFreeDescriptor = 3;  // after standard input, output and err
 
 /** A descriptor that was closed when the host was started would be taken by the first file that is opened. */
 void fillClosedDescriptors() {
-  for (int standard = 0; standard < kFirstFreeDescriptor; ++standard) {
-    if (fcntl(standard, F_GETFD) < 0 && errno == EBADF) {
-      [[maybe_unused]] const int lowestFree = open("/dev/null", O_RDWR);
-    }
-  }
+  for (int standard = 0; standard < kFirstFreeDescriptor; ++standard)
+    if (fcntl(standard, F_GETFD) < 0 && errno == EBADF) [[maybe_unused]]
+      const int lowestFree = open("/dev/null", O_RDWR);
 }
 
 int moveAway(int descriptor) {

@@ -21,13 +21,12 @@ void waitUntilWritable(int descriptor) {
 void writeAll(int descriptor, std::string_view bytes) {
   while (!bytes.empty()) {
     const ssize_t count = ::write(descriptor, bytes.data(), bytes.size());
-    if (count >= 0) {
+    if (count >= 0)
       bytes.remove_prefix(static_cast<std::size_t>(count));
-    } else if (errno == EAGAIN) {
+    else if (errno == EAGAIN)
       waitUntilWritable(descriptor);
-    } else if (errno != EINTR) {
+    else if (errno != EINTR)
       throw OutputClosedException();
-    }
   }
 }
 

@@ -36,12 +36,8 @@ bool beginsCharacter(char byte) {
 }  // namespace
 
 std::string AnswerParts::fit(std::string text, std::size_t limit) {
-  if (text.size() <= limit) {
-    return text;
-  }
-  if (!ends_.empty()) {
-    throw InvalidArgumentException("Part is longer than max_answer");
-  }
+  if (text.size() <= limit) return text;
+  if (!ends_.empty()) throw InvalidArgumentException("Part is longer than max_answer");
   if (text.size() > kMostKept) {
     const TechnicalException tooLong("Response message is too long");
     jsonxx::Object response;
@@ -77,13 +73,10 @@ void AnswerParts::cut(std::size_t room) {
 
 void AnswerParts::appendPart(jsonxx::Number number, jsonxx::Object& response) const {
   // Written so that what is not a number at all is refused too.
-  if (!(number >= 1 && number <= static_cast<jsonxx::Number>(ends_.size()))) {
+  if (!(number >= 1 && number <= static_cast<jsonxx::Number>(ends_.size())))
     throw InvalidArgumentException("Unknown part");
-  }
   const auto part = static_cast<std::size_t>(number);
-  if (static_cast<jsonxx::Number>(part) != number) {
-    throw InvalidArgumentException("Unknown part");
-  }
+  if (static_cast<jsonxx::Number>(part) != number) throw InvalidArgumentException("Unknown part");
   const std::size_t begin = part == 1 ? 0 : ends_[part - 2];
   appendMembers(response, part, ends_.size(), text_.substr(begin, ends_[part - 1] - begin));
 }

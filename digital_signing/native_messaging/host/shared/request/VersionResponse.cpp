@@ -26,9 +26,7 @@ std::string processorType() {
 std::string installLocation() {
   const std::string path = platform::installedPath();
   const std::size_t slash = path.rfind('/');
-  if (slash == std::string::npos) {
-    throw TechnicalException("Failed to get install location");
-  }
+  if (slash == std::string::npos) throw TechnicalException("Failed to get install location");
   return path.substr(0, slash);
 }
 

@@ -107,28 +107,26 @@ void Canonicaliser::startElement(const DOMNode& element) {
 /** The signed element shows all declarations in scope, wherever they stand: the outermost come first. */
 void Canonicaliser::declareInherited() {
   std::vector<const DOMNode*> ancestors;
-  for (const DOMNode* node = apex_->getParentNode(); node != nullptr; node = node->getParentNode()) {
+  for (const DOMNode* node = apex_->getParentNode(); node != nullptr; node = node->getParentNode())
     if (node->getNodeType() == DOMNode::ELEMENT_NODE) ancestors.push_back(node);
-  }
-  for (auto ancestor = ancestors.rbegin(); ancestor != ancestors.rend(); ++ancestor) {
+  for (auto ancestor = ancestors.rbegin(); ancestor != ancestors.rend(); ++ancestor)
     declareNamespaces(**ancestor);
-  }
 }
 
 /** Leaves in `declarations_` the prefixes that now stand for something else than outside of the element. */
 void Canonicaliser::declareNamespaces(const DOMNode& element) {
-  forEachAttribute(element, [this](const QualifiedName& name, const DOMNode& attribute) {
-    if (!name.isDeclaration()) return;
-    const NamespaceScope::Declaration declaration{name.declaredPrefix(), valueOf(attribute)};
-    if (isForbiddenDeclaration(declaration.prefix, declaration.uri)) return;
-    if (doubtful_.relativeNamespace.empty() && isRelativeUri(declaration.uri)) {
-      doubtful_.relativeNamespace = toUtf8(attribute.getNodeValue());
-    }
-    if (doubtful_.ampersandNamespace.empty() && declaration.uri.find(u'&') != std::u16string_view::npos) {
-      doubtful_.ampersandNamespace = toUtf8(attribute.getNodeValue());
-    }
-    if (scope_.declare(declaration)) declarations_.push_back(declaration);
-  });
+  forEachAttribute(
+      element,
+      [this](const QualifiedName& name, const DOMNode& attribute) {
+        if (!name.isDeclaration()) return;
+        const NamespaceScope::Declaration declaration{name.declaredPrefix(), valueOf(attribute)};
+        if (isForbiddenDeclaration(declaration.prefix, declaration.uri)) return;
+        if (doubtful_.relativeNamespace.empty() && isRelativeUri(declaration.uri))
+          doubtful_.relativeNamespace = toUtf8(attribute.getNodeValue());
+        if (doubtful_.ampersandNamespace.empty() && declaration.uri.find(u'&') != std::u16string_view::npos)
+          doubtful_.ampersandNamespace = toUtf8(attribute.getNodeValue());
+        if (scope_.declare(declaration)) declarations_.push_back(declaration);
+      });
 }
 
 /** Of what was declared on the way down to the signed element, the last word on each prefix counts. */
@@ -143,14 +141,16 @@ void Canonicaliser::settleDeclarations() {
 }
 
 void Canonicaliser::collectAttributes(const DOMNode& element) {
-  forEachAttribute(element, [this](const QualifiedName& name, const DOMNode& attribute) {
-    if (name.isDeclaration()) return;
-    const std::u16string_view uri =
-        name.isXml() ? kXmlNamespace
-                     : (name.prefix.empty() ? std::u16string_view() : scope_.find(name.prefix));
-    if (uri.empty()) noteUndeclared(name.prefix);
-    attributes_.push_back({uri, uri.empty() ? name.whole : name.local, &attribute});
-  });
+  forEachAttribute(
+      element,
+      [this](const QualifiedName& name, const DOMNode& attribute) {
+        if (name.isDeclaration()) return;
+        const std::u16string_view uri =
+            name.isXml() ? kXmlNamespace
+                         : (name.prefix.empty() ? std::u16string_view() : scope_.find(name.prefix));
+        if (uri.empty()) noteUndeclared(name.prefix);
+        attributes_.push_back({uri, uri.empty() ? name.whole : name.local, &attribute});
+      });
 }
 
 void Canonicaliser::noteUndeclared(std::u16string_view prefix) {
@@ -163,15 +163,15 @@ void Canonicaliser::noteUndeclared(std::u16string_view prefix) {
 /** Attributes like xml:lang hold for all that is inside; the nearest of a name counts. */
 void Canonicaliser::collectInherited() {
   std::unordered_set<std::u16string_view> seen;
-  for (const Attribute& own : attributes_) {
+  for (const Attribute& own : attributes_)
     if (own.uri == kXmlNamespace) seen.insert(own.local);
-  }
   for (const DOMNode* node = apex_->getParentNode(); node != nullptr; node = node->getParentNode()) {
-    forEachAttribute(*node, [&](const QualifiedName& name, const DOMNode& attribute) {
-      if (name.isXml() && seen.insert(name.local).second) {
-        attributes_.push_back({kXmlNamespace, name.local, &attribute});
-      }
-    });
+    forEachAttribute(
+        *node,
+        [&](const QualifiedName& name, const DOMNode& attribute) {
+          if (name.isXml() && seen.insert(name.local).second)
+            attributes_.push_back({kXmlNamespace, name.local, &attribute});
+        });
   }
 }
 

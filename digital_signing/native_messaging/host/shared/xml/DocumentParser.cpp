@@ -74,9 +74,8 @@ void DocumentParser::attDef(const xercesc::DTDElementDecl& element, const xerces
   subset_.replace(attributeDefinitionText(attribute));
   // The tree keeps a table of identifiers, which nobody asks here, and takes quadratic time over those that
   // are equal. A name token is read in the same way.
-  if (attribute.getType() == xercesc::XMLAttDef::ID) {
+  if (attribute.getType() == xercesc::XMLAttDef::ID)
     const_cast<xercesc::DTDAttDef&>(attribute).setType(xercesc::XMLAttDef::NmToken);
-  }
 }
 
 void DocumentParser::doctypeComment(const XMLCh* comment) {

@@ -65,9 +65,8 @@ class Writer {
   }
 
   void leave(const DOMNode& node) {
-    if (node.getNodeType() == DOMNode::ELEMENT_NODE && node.getFirstChild() != nullptr) {
+    if (node.getNodeType() == DOMNode::ELEMENT_NODE && node.getFirstChild() != nullptr)
       write("</", node.getNodeName(), ">");
-    }
   }
 
   void write(const char* before, std::u16string_view text, const char* after) {
@@ -87,9 +86,8 @@ class Writer {
     write("<!DOCTYPE ", doctype.getName(), "");
     const bool isPublic = !viewOf(doctype.getPublicId()).empty();
     if (isPublic) write(" PUBLIC \"", doctype.getPublicId(), "\"");
-    if (!viewOf(doctype.getSystemId()).empty()) {
+    if (!viewOf(doctype.getSystemId()).empty())
       write(isPublic ? " " : " SYSTEM ", systemLiteral(doctype.getSystemId()), "");
-    }
     if (!viewOf(doctype.getInternalSubset()).empty()) write(" [", doctype.getInternalSubset(), "]");
     out_ += '>';
   }
@@ -108,11 +106,10 @@ class Writer {
 
   void writeCdata(std::u16string_view text) {
     // No reference can stand in a CDATA section, so what needs one is written as text.
-    if (text.find(u'\r') != std::u16string_view::npos || isXml11_) {
+    if (text.find(u'\r') != std::u16string_view::npos || isXml11_)
       writeEscaped(text, Escapes::kText);
-    } else {
+    else
       write("<![CDATA[", text, "]]>");
-    }
   }
 
   void writeEscaped(std::u16string_view rest, Escapes escapes) {

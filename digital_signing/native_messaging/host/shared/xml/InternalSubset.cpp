@@ -29,9 +29,8 @@ std::u16string quoted(std::u16string_view text, std::u16string_view special) {
 std::u16string externalIdText(const XMLCh* publicId, const XMLCh* systemId) {
   std::u16string text;
   if (publicId != nullptr) text.append(u" PUBLIC ").append(quoted(publicId, u""));
-  if (systemId != nullptr) {
+  if (systemId != nullptr)
     text.append(publicId == nullptr ? u" SYSTEM " : u" ").append(systemLiteral(systemId));
-  }
   return text;
 }
 
@@ -71,9 +70,8 @@ std::u16string attributeDefinitionText(const xercesc::DTDAttDef& attribute) {
   const XMLAttDef::AttTypes type = attribute.getType();
   if (type == XMLAttDef::Notation || type == XMLAttDef::Enumeration) {
     std::u16string names(viewOf(attribute.getEnumeration()));
-    for (char16_t& c : names) {
+    for (char16_t& c : names)
       if (c == u' ') c = u'|';
-    }
     text.append(type == XMLAttDef::Notation ? u"NOTATION (" : u"(").append(names).append(u")");
   } else {
     text += XMLAttDef::getAttTypeString(type, xercesc::XMLPlatformUtils::fgMemoryManager);

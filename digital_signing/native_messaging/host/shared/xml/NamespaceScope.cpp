@@ -3,9 +3,8 @@
 namespace vorn {
 
 void NamespaceScope::close() {
-  for (const std::size_t mark = marks_.back(); undo_.size() > mark; undo_.pop_back()) {
+  for (const std::size_t mark = marks_.back(); undo_.size() > mark; undo_.pop_back())
     bindings_[undo_.back().prefix] = undo_.back().uri;
-  }
   marks_.pop_back();
 }
 

@@ -15,12 +15,10 @@ namespace {
 /** Bytes to a character, told by the first four as parsers do: a byte order mark, or "<" among zero bytes. */
 std::size_t characterSize(std::string_view bytes) {
   using namespace std::string_view_literals;
-  for (const auto start : {"\0\0\xFE\xFF"sv, "\xFF\xFE\0\0"sv, "\0\0\0<"sv, "<\0\0\0"sv}) {
+  for (const auto start : {"\0\0\xFE\xFF"sv, "\xFF\xFE\0\0"sv, "\0\0\0<"sv, "<\0\0\0"sv})
     if (bytes.starts_with(start)) return 4;
-  }
-  for (const auto start : {"\xFE\xFF"sv, "\xFF\xFE"sv, "\0<"sv, "<\0"sv}) {
+  for (const auto start : {"\xFE\xFF"sv, "\xFF\xFE"sv, "\0<"sv, "<\0"sv})
     if (bytes.starts_with(start)) return 2;
-  }
   return 1;
 }
 
@@ -41,9 +39,8 @@ bool holdsZeroCharacter(std::string_view bytes, std::size_t size) {
 void requireNoZeroCharacter(std::string_view bytes) {
   const std::size_t size = characterSize(bytes);
   if (bytes.size() % size != 0) throw XMLDataParsingException("Request XML data ends within a character");
-  if (holdsZeroCharacter(bytes, size)) {
+  if (holdsZeroCharacter(bytes, size))
     throw XMLDataParsingException("Request XML data holds a character U+0000");
-  }
 }
 
 }  // namespace
@@ -54,9 +51,8 @@ ParsedDocument::ParsedDocument(std::string_view bytes) : memory_(ParserLimits::m
                                     false);
   source.setCopyBufToStream(false);
   parser_.parse(source);
-  if (viewOf(document().getInputEncoding()) == u"UTF-8" && !isValidUtf8(bytes)) {
+  if (viewOf(document().getInputEncoding()) == u"UTF-8" && !isValidUtf8(bytes))
     throw XMLDataParsingException("Request XML data is not valid UTF-8");
-  }
 }
 
 }  // namespace vorn

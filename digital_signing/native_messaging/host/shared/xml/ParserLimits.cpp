@@ -40,9 +40,8 @@ void ParserLimits::refuse(const std::string& reason) const {
 }
 
 void ParserLimits::enterElement(XMLSize_t attributeCount) {
-  if (++elementDepth_ > kMaximumElementDepth) {
+  if (++elementDepth_ > kMaximumElementDepth)
     throw InvalidXMLDataException("Request XML data is invalid. Elements are nested too deeply");
-  }
   if (attributeCount > kMaximumAttributes) refuse("An element has too many attributes");
 }
 
@@ -63,9 +62,8 @@ void ParserLimits::declareEntity(XMLSize_t length) {
 }
 
 void ParserLimits::declareAttribute() {
-  if (++attributeDefinitions_ > kMaximumAttributeDefinitions) {
+  if (++attributeDefinitions_ > kMaximumAttributeDefinitions)
     refuse("The document declares too many attributes");
-  }
 }
 
 void ParserLimits::countNames(std::size_t count) const {

@@ -78,16 +78,14 @@ void warnOfVerifiers(const log4cplus::Logger& logger, const xercesc::DOMElement&
     LOG4CPLUS_WARN(logger,
                    "<RenderedData> lies inside <CounterpartData>: its signature breaks the first one");
   }
-  if (endsWithSignature(element)) {
+  if (endsWithSignature(element))
     LOG4CPLUS_WARN(logger, "<" << name << "> holds a signature already: the new one breaks it");
-  }
   if (const std::string attribute = doubtfulXmlAttribute(element); !attribute.empty()) {
     LOG4CPLUS_WARN(logger, attribute << " stands above <" << name
                                      << "> with another xml: attribute on the way: some verifiers refuse it");
   }
-  if (viewOf(element.getOwnerDocument()->getXmlVersion()) == u"1.1") {
+  if (viewOf(element.getOwnerDocument()->getXmlVersion()) == u"1.1")
     LOG4CPLUS_WARN(logger, "The document is XML 1.1: verifiers may refuse it");
-  }
 }
 
 void warnOfNames(const log4cplus::Logger& logger, const std::string& name, const DoubtfulNames& doubtful) {

@@ -43,9 +43,8 @@ class SignedInfoHandler : public DSIGAlgorithmHandlerDefault {
     const TXFMBase* source = inputBytes->getLastTxfm()->*ChainLink::kInput;
     const auto* signedInfo =
         dynamic_cast<const xercesc::DOMElement*>(source != nullptr ? source->getFragmentNode() : nullptr);
-    if (signedInfo == nullptr) {
+    if (signedInfo == nullptr)
       throw XSECException(XSECException::SigningError, "what is to be signed is not where it was expected");
-    }
     return new CanonicalBytes(*signedInfo, nullptr, nullptr);
   }
 };

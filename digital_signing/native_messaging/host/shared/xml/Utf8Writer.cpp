@@ -82,17 +82,15 @@ void append(std::string& out, std::u16string_view text) {
       const char16_t* const strideEnd = in + std::min<std::ptrdiff_t>(kStride, blockEnd - in);
       while (in < strideEnd) {
         const char16_t c = *in++;
-        if (c < 0x80) {
-          if ((kSpecial[c] & bit(escapes)) == 0) {
+        if (c < 0x80)
+          if ((kSpecial[c] & bit(escapes)) == 0)
             *to++ = static_cast<char>(c);
-          } else {
+          else
             to = putEscaped(to, c);
-          }
-        } else if (isHighSurrogate(c) && in < end && isLowSurrogate(*in)) {
+        else if (isHighSurrogate(c) && in < end && isLowSurrogate(*in))
           to = writeUtf8(to, characterOf(c, *in++));
-        } else {
+        else
           to = writeUtf8(to, c);
-        }
       }
     }
     out.append(bytes.data(), to);

@@ -14,14 +14,10 @@ CFTypeID CFArrayGetTypeID() {
 
 CFArrayRef CFArrayCreate(CFAllocatorRef /*allocator*/, const void** values, CFIndex count,
                          const CFArrayCallBacks* callBacks) {
-  if (count < 0 || callBacks != &kCFTypeArrayCallBacks) {
-    return nullptr;
-  }
+  if (count < 0 || callBacks != &kCFTypeArrayCallBacks) return nullptr;
   return guarded([&] {
     std::vector<Owned<>> elements;
-    for (CFIndex i = 0; i < count; ++i) {
-      elements.push_back(retained(values[i]));
-    }
+    for (CFIndex i = 0; i < count; ++i) elements.push_back(retained(values[i]));
     return handOver<CFArrayRef>(makeArray(std::move(elements)));
   });
 }
@@ -32,8 +28,6 @@ CFIndex CFArrayGetCount(CFArrayRef array) {
 }
 
 const void* CFArrayGetValueAtIndex(CFArrayRef array, CFIndex index) {
-  if (index < 0 || index >= CFArrayGetCount(array)) {
-    return nullptr;
-  }
+  if (index < 0 || index >= CFArrayGetCount(array)) return nullptr;
   return objectCast<Array>(array)->elements()[static_cast<std::size_t>(index)].get();
 }

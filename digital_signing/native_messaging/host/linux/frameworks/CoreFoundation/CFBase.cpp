@@ -9,9 +9,7 @@ using namespace vorn::frameworks;
 namespace {
 
 const Object& objectAt(CFTypeRef ref) {
-  if (ref == nullptr) {
-    std::abort();
-  }
+  if (ref == nullptr) std::abort();
   return *static_cast<const Object*>(ref);
 }
 

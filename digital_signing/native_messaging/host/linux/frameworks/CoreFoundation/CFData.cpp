@@ -24,9 +24,7 @@ CFTypeID CFDataGetTypeID() {
 }
 
 CFDataRef CFDataCreate(CFAllocatorRef /*allocator*/, const UInt8* bytes, CFIndex length) {
-  if (length < 0 || (bytes == nullptr && length > 0)) {
-    return nullptr;
-  }
+  if (length < 0 || (bytes == nullptr && length > 0)) return nullptr;
   return guarded([&] { return handOver<CFDataRef>(makeData({bytes, static_cast<std::size_t>(length)})); });
 }
 
@@ -41,8 +39,7 @@ const UInt8* CFDataGetBytePtr(CFDataRef data) {
 void CFDataGetBytes(CFDataRef data, CFRange range, UInt8* buffer) {
   const CFIndex available = CFDataGetLength(data);
   if (range.location < 0 || range.length < 0 || range.location > available ||
-      range.length > available - range.location) {
+      range.length > available - range.location)
     return;
-  }
   std::copy_n(CFDataGetBytePtr(data) + range.location, range.length, buffer);
 }

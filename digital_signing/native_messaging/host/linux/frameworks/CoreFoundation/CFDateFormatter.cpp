@@ -28,9 +28,7 @@ class DateFormatter final : public Object {
 std::optional<tm> localMoment(CFAbsoluteTime time) {
   const double seconds = std::floor(((time + kCFAbsoluteTimeIntervalSince1970) * 1000.0 + 0.5) / 1000.0);
   constexpr double kFarthest = 1e15;
-  if (!(std::abs(seconds) < kFarthest)) {
-    return std::nullopt;
-  }
+  if (!(std::abs(seconds) < kFarthest)) return std::nullopt;
   const auto unixTime = static_cast<time_t>(seconds);
   tm local{};
   return localtime_r(&unixTime, &local) != nullptr ? std::optional(local) : std::nullopt;
@@ -68,16 +66,13 @@ std::optional<std::string> format(std::string_view rest, const tm& moment) {
   bool isQuoted = false;
   while (!rest.empty()) {
     if (!isQuoted && isLetter(rest.front())) {
-      if (!appendField(text, rest, moment)) {
-        return std::nullopt;
-      }
+      if (!appendField(text, rest, moment)) return std::nullopt;
       continue;
     }
-    if (rest.front() == '\'') {
+    if (rest.front() == '\'')
       isQuoted = !isQuoted;
-    } else {
+    else
       text.push_back(rest.front());
-    }
     rest.remove_prefix(1);
   }
   return text;
@@ -88,9 +83,7 @@ std::optional<std::string> format(std::string_view rest, const tm& moment) {
 CFDateFormatterRef CFDateFormatterCreate(CFAllocatorRef /*allocator*/, CFLocaleRef locale,
                                          CFDateFormatterStyle /*dateStyle*/,
                                          CFDateFormatterStyle /*timeStyle*/) {
-  if (locale != nullptr) {
-    return nullptr;
-  }
+  if (locale != nullptr) return nullptr;
   tzset();
   return guarded([] { return handOver<CFDateFormatterRef>(Owned<DateFormatter>(new DateFormatter)); });
 }
@@ -98,9 +91,7 @@ CFDateFormatterRef CFDateFormatterCreate(CFAllocatorRef /*allocator*/, CFLocaleR
 void CFDateFormatterSetFormat(CFDateFormatterRef formatter, CFStringRef format) {
   auto* object = objectCast<DateFormatter>(formatter);
   guarded([&] {
-    if (object != nullptr) {
-      object->setFormat(std::string(utf8Of(format)));
-    }
+    if (object != nullptr) object->setFormat(std::string(utf8Of(format)));
     return true;
   });
 }
@@ -109,9 +100,7 @@ CFStringRef CFDateFormatterCreateStringWithAbsoluteTime(CFAllocatorRef /*allocat
                                                         CFDateFormatterRef formatter, CFAbsoluteTime time) {
   const auto* object = objectCast<DateFormatter>(formatter);
   const auto moment = localMoment(time);
-  if (object == nullptr || object->format().empty() || !moment) {
-    return nullptr;
-  }
+  if (object == nullptr || object->format().empty() || !moment) return nullptr;
   return guarded([&]() -> CFStringRef {
     const auto text = format(object->format(), *moment);
     return text ? handOver<CFStringRef>(makeString(*text)) : nullptr;

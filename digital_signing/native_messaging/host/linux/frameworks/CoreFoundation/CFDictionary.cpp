@@ -7,16 +7,12 @@ using namespace vorn::frameworks;
 namespace vorn::frameworks {
 
 Dictionary::Dictionary(std::vector<Entry> entries) : Object(kType), entries_(std::move(entries)) {
-  for (const Entry& entry : entries_) {
-    borrow(entry.key.get(), entry.value.get());
-  }
+  for (const Entry& entry : entries_) borrow(entry.key.get(), entry.value.get());
 }
 
 void Dictionary::borrow(const void* key, const void* value) {
   const auto isKey = [key](const Pair& pair) { return pair.first == key; };
-  if (std::none_of(pairs_.begin(), pairs_.end(), isKey)) {
-    pairs_.emplace_back(key, value);
-  }
+  if (std::none_of(pairs_.begin(), pairs_.end(), isKey)) pairs_.emplace_back(key, value);
 }
 
 const void* Dictionary::find(const void* key) const {
@@ -36,14 +32,10 @@ CFTypeID CFDictionaryGetTypeID() {
 CFDictionaryRef CFDictionaryCreate(CFAllocatorRef /*allocator*/, const void** keys, const void** values,
                                    CFIndex count, const CFDictionaryKeyCallBacks* keyCallBacks,
                                    const CFDictionaryValueCallBacks* valueCallBacks) {
-  if (count < 0 || keyCallBacks != nullptr || valueCallBacks != nullptr) {
-    return nullptr;
-  }
+  if (count < 0 || keyCallBacks != nullptr || valueCallBacks != nullptr) return nullptr;
   return guarded([&] {
     Owned<Dictionary> dictionary(new Dictionary);
-    for (CFIndex i = 0; i < count; ++i) {
-      dictionary->borrow(keys[i], values[i]);
-    }
+    for (CFIndex i = 0; i < count; ++i) dictionary->borrow(keys[i], values[i]);
     return handOver<CFDictionaryRef>(std::move(dictionary));
   });
 }

@@ -11,9 +11,7 @@ CFIndex CFErrorGetCode(CFErrorRef error) {
 
 CFStringRef CFErrorCopyDescription(CFErrorRef error) {
   const auto* object = objectCast<Error>(error);
-  if (object == nullptr) {
-    return nullptr;
-  }
+  if (object == nullptr) return nullptr;
   return guarded([&] { return handOver<CFStringRef>(makeString(object->description())); });
 }
 

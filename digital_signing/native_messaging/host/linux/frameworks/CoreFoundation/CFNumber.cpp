@@ -49,9 +49,7 @@ T castNumber(Stored number) {
   } else if constexpr (std::is_same_v<Stored, double>) {
     // One past the largest value: unlike that value itself, a double holds it exactly.
     const double end = -static_cast<double>(Limits::min());
-    if (std::isnan(number)) {
-      return 0;
-    }
+    if (std::isnan(number)) return 0;
     return number >= end ? Limits::max() : number <= -end ? Limits::min() : static_cast<T>(number);
   } else {
     return static_cast<T>(number);
@@ -80,19 +78,19 @@ CFTypeID CFNumberGetTypeID() {
 
 CFNumberRef CFNumberCreate(CFAllocatorRef /*allocator*/, CFNumberType type, const void* value) {
   return guarded([&] {
-    return withCType(type, [&](auto number) {
-      std::memcpy(&number, value, sizeof number);
-      using Stored = std::conditional_t<std::is_integral_v<decltype(number)>, std::int64_t, double>;
-      return handOver<CFNumberRef>(Owned<Number>(new Number(static_cast<Stored>(number))));
-    });
+    return withCType(
+        type,
+        [&](auto number) {
+          std::memcpy(&number, value, sizeof number);
+          using Stored = std::conditional_t<std::is_integral_v<decltype(number)>, std::int64_t, double>;
+          return handOver<CFNumberRef>(Owned<Number>(new Number(static_cast<Stored>(number))));
+        });
   });
 }
 
 Boolean CFNumberGetValue(CFNumberRef number, CFNumberType type, void* value) {
   const auto* object = objectCast<Number>(number);
-  if (object == nullptr) {
-    return false;
-  }
+  if (object == nullptr) return false;
   return withCType(type, [&](auto zero) {
     return std::visit(
         [&](auto stored) {

@@ -24,9 +24,7 @@ class Object {
   void retain() const { references_.fetch_add(1, std::memory_order_relaxed); }
   /** Destroys the object with its last reference. */
   void release() const {
-    if (references_.fetch_sub(1, std::memory_order_acq_rel) == 1) {
-      delete this;
-    }
+    if (references_.fetch_sub(1, std::memory_order_acq_rel) == 1) delete this;
   }
 
   /** Objects alive in the process, constants (kCFBooleanTrue, the kSec... texts, CFSTR literals) not counted.
@@ -39,14 +37,10 @@ class Object {
   /** An immortal object (a constant) is not counted as alive; retain and release leave it in peace. */
   constexpr explicit Object(CFTypeID typeID, Lifetime lifetime = Lifetime::counted)
       : typeID_(typeID), counted_(lifetime == Lifetime::counted), references_(counted_ ? 1 : kImmortal) {
-    if (counted_) {
-      ++live_;
-    }
+    if (counted_) ++live_;
   }
   virtual ~Object() {
-    if (counted_) {
-      --live_;
-    }
+    if (counted_) --live_;
   }
 
  private:

@@ -30,9 +30,7 @@ CFStringRef __CFStringMakeConstantString(const char* literal) {  // NOLINT(bugpr
   return guarded([&]() -> CFStringRef {
     const std::lock_guard lock(mutex);
     const String*& constant = constants[literal];
-    if (constant == nullptr) {
-      constant = String::makeImmortal(literal);
-    }
+    if (constant == nullptr) constant = String::makeImmortal(literal);
     return constant;
   });
 }
@@ -43,9 +41,7 @@ CFTypeID CFStringGetTypeID() {
 
 CFStringRef CFStringCreateWithBytes(CFAllocatorRef /*allocator*/, const UInt8* bytes, CFIndex count,
                                     CFStringEncoding encoding, Boolean isExternalRepresentation) {
-  if (count < 0 || encoding != kCFStringEncodingUTF8 || isExternalRepresentation) {
-    return nullptr;
-  }
+  if (count < 0 || encoding != kCFStringEncodingUTF8 || isExternalRepresentation) return nullptr;
   const std::string_view text(reinterpret_cast<const char*>(bytes), static_cast<std::size_t>(count));
   return guarded([&] { return handOver<CFStringRef>(makeString(text)); });
 }
@@ -55,9 +51,8 @@ CFIndex CFStringGetLength(CFStringRef string) {
 }
 
 Boolean CFStringGetCString(CFStringRef string, char* buffer, CFIndex bufferSize, CFStringEncoding encoding) {
-  if (objectCast<String>(string) == nullptr || bufferSize <= 0 || encoding != kCFStringEncodingUTF8) {
+  if (objectCast<String>(string) == nullptr || bufferSize <= 0 || encoding != kCFStringEncodingUTF8)
     return false;
-  }
   const std::string_view text = utf8Of(string);
   const std::string_view written = vorn::cutUtf8(text, static_cast<std::size_t>(bufferSize) - 1);
   buffer[written.copy(buffer, written.size())] = '\0';
@@ -88,11 +83,9 @@ CFComparisonResult CFStringCompare(CFStringRef first, CFStringRef second, CFStri
     const bool ignoreCase = (flags & kCFCompareCaseInsensitive) != 0;
     return static_cast<unsigned char>(ignoreCase ? vorn::asciiLowerCase(text[index]) : text[index]);
   };
-  for (std::size_t i = 0; i < one.size() && i < other.size(); ++i) {
-    if (byteAt(one, i) != byteAt(other, i)) {
+  for (std::size_t i = 0; i < one.size() && i < other.size(); ++i)
+    if (byteAt(one, i) != byteAt(other, i))
       return byteAt(one, i) < byteAt(other, i) ? kCFCompareLessThan : kCFCompareGreaterThan;
-    }
-  }
   return one.size() == other.size()  ? kCFCompareEqualTo
          : one.size() < other.size() ? kCFCompareLessThan
                                      : kCFCompareGreaterThan;

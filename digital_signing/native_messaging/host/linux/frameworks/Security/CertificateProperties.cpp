@@ -72,12 +72,9 @@ bool readAuthorityKeyIdentifier(der::Bytes extension, std::vector<Owned<>>& prop
   const auto keyIdentifier = reader.read(der::contextTag(0, false));
   const auto issuer = reader.read(der::contextTag(1, true));
   const auto serial = reader.read(der::contextTag(2, false));
-  if (!sequence || !reader.atEnd()) {
-    return false;
-  }
-  if (keyIdentifier && !keyIdentifier->content.empty()) {
+  if (!sequence || !reader.atEnd()) return false;
+  if (keyIdentifier && !keyIdentifier->content.empty())
     properties.push_back(dataProperty(keyIdentifier->content));
-  }
   return issuer.has_value() == serial.has_value();
 }
 
@@ -106,9 +103,7 @@ const struct {
 
 Owned<Array> authorityKeyIdentifierProperties(der::Bytes extension) {
   std::vector<Owned<>> properties;
-  if (!readAuthorityKeyIdentifier(extension, properties)) {
-    properties.push_back(dataProperty(extension));
-  }
+  if (!readAuthorityKeyIdentifier(extension, properties)) properties.push_back(dataProperty(extension));
   return makeArray(std::move(properties));
 }
 
@@ -122,18 +117,13 @@ Owned<Array> otherExtensionProperties(der::Bytes extension) {
     hasStrings = hasStrings || (element && isShownString(element->tag));
   }
   std::vector<Owned<>> properties;
-  if (!isComplete || !hasStrings) {
-    properties.push_back(dataProperty(extension));
-  }
+  if (!isComplete || !hasStrings) properties.push_back(dataProperty(extension));
   return makeArray(std::move(properties));
 }
 
 Owned<> certificateProperty(const x509::Certificate& certificate, std::string_view key) {
-  for (const auto& fixed : kFixedProperties) {
-    if (utf8Of(fixed.key) == key) {
-      return fixed.build(certificate);
-    }
-  }
+  for (const auto& fixed : kFixedProperties)
+    if (utf8Of(fixed.key) == key) return fixed.build(certificate);
   for (const x509::Extension& extension : certificate.extensions) {
     if (der::objectIdentifierText(extension.oid) == key) {
       return section(key == utf8Of(kSecOIDAuthorityKeyIdentifier)

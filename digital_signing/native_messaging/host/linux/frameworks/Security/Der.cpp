@@ -16,20 +16,12 @@ struct Header {
 };
 
 std::optional<Header> readHeader(Bytes bytes) {
-  if (bytes.size() < 2 || (bytes[0] & kTagNumberMask) == kTagNumberMask) {
-    return std::nullopt;
-  }
-  if (bytes[1] < kLongForm) {
-    return Header{2, bytes[1]};
-  }
+  if (bytes.size() < 2 || (bytes[0] & kTagNumberMask) == kTagNumberMask) return std::nullopt;
+  if (bytes[1] < kLongForm) return Header{2, bytes[1]};
   const std::size_t octets = bytes[1] & ~kLongForm & 0xffu;
-  if (octets == 0 || octets > kMaxLengthOctets || bytes.size() - 2 < octets) {
-    return std::nullopt;
-  }
+  if (octets == 0 || octets > kMaxLengthOctets || bytes.size() - 2 < octets) return std::nullopt;
   std::size_t length = 0;
-  for (std::uint8_t octet : bytes.subspan(2, octets)) {
-    length = length << 8 | octet;
-  }
+  for (std::uint8_t octet : bytes.subspan(2, octets)) length = length << 8 | octet;
   const bool minimal = bytes[2] != 0 && length >= kLongForm;
   return minimal ? std::optional(Header{2 + octets, length}) : std::nullopt;
 }
@@ -42,9 +34,7 @@ std::optional<std::uint8_t> Reader::peek() const {
 
 std::optional<Element> Reader::read() {
   const auto header = readHeader(rest_);
-  if (!header || rest_.size() - header->size < header->contentLength) {
-    return std::nullopt;
-  }
+  if (!header || rest_.size() - header->size < header->contentLength) return std::nullopt;
   const std::size_t total = header->size + header->contentLength;
   const Element element{rest_[0], rest_.subspan(header->size, header->contentLength), rest_.first(total)};
   rest_ = rest_.subspan(total);
@@ -59,18 +49,14 @@ std::optional<std::vector<Element>> children(Bytes content) {
   std::vector<Element> elements;
   for (Reader reader(content); !reader.atEnd();) {
     const auto element = reader.read();
-    if (!element) {
-      return std::nullopt;
-    }
+    if (!element) return std::nullopt;
     elements.push_back(*element);
   }
   return elements;
 }
 
 std::optional<Bytes> bitStringContent(Bytes content) {
-  if (content.empty() || content[0] > 7 || (content[0] != 0 && content.size() == 1)) {
-    return std::nullopt;
-  }
+  if (content.empty() || content[0] > 7 || (content[0] != 0 && content.size() == 1)) return std::nullopt;
   return content.subspan(1);
 }
 

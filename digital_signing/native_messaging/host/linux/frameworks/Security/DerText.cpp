@@ -16,17 +16,14 @@ std::string_view viewOf(Bytes bytes) {
 
 /** Big-endian unless a byte order mark says otherwise. */
 std::optional<std::string> utf16Text(Bytes bytes) {
-  if (bytes.size() % 2 != 0) {
-    return std::nullopt;
-  }
+  if (bytes.size() % 2 != 0) return std::nullopt;
   const auto startsWith = [bytes](std::uint8_t first, std::uint8_t second) {
     return bytes.size() >= 2 && bytes[0] == first && bytes[1] == second;
   };
   const std::size_t high = startsWith(0xff, 0xfe) ? 1 : 0;
   std::u16string units;
-  for (std::size_t i = high == 1 || startsWith(0xfe, 0xff) ? 2 : 0; i < bytes.size(); i += 2) {
+  for (std::size_t i = high == 1 || startsWith(0xfe, 0xff) ? 2 : 0; i < bytes.size(); i += 2)
     units.push_back(static_cast<char16_t>(bytes[i + high] << 8 | bytes[i + 1 - high]));
-  }
   return utf8FromUtf16(units);
 }
 
@@ -41,12 +38,8 @@ Bytes withoutTrailingZero(Bytes bytes) {
 }  // namespace
 
 std::string objectIdentifierText(Bytes content) {
-  if (content.empty()) {
-    return "<NULL>";
-  }
-  if (content.size() > kMaxObjectIdentifierOctets) {
-    return "OID too long";
-  }
+  if (content.empty()) return "<NULL>";
+  if (content.size() > kMaxObjectIdentifierOctets) return "OID too long";
   constexpr unsigned kArcsPerRoot = 40;
   constexpr unsigned kLastRoot = 2;
   const unsigned root = std::min(content[0] / kArcsPerRoot, kLastRoot);
@@ -63,13 +56,9 @@ std::string objectIdentifierText(Bytes content) {
 }
 
 std::string integerText(Bytes content) {
-  if (content.size() > kMaxDecimalOctets) {
-    return hexText(content);
-  }
+  if (content.size() > kMaxDecimalOctets) return hexText(content);
   std::uint64_t value = 0;
-  for (std::uint8_t octet : content) {
-    value = value << 8 | octet;
-  }
+  for (std::uint8_t octet : content) value = value << 8 | octet;
   return std::to_string(value);
 }
 
@@ -78,9 +67,7 @@ std::string hexText(Bytes bytes) {
   std::string text;
   text.reserve(bytes.size() * 3);
   for (std::uint8_t octet : bytes) {
-    if (!text.empty()) {
-      text += ' ';
-    }
+    if (!text.empty()) text += ' ';
     text += kDigits[octet >> 4];
     text += kDigits[octet & 0x0f];
   }

@@ -25,9 +25,7 @@ std::string environment(const char* name) {
 }
 
 fs::path homeFolder() {
-  if (std::string home = environment("HOME"); !home.empty()) {
-    return home;
-  }
+  if (std::string home = environment("HOME"); !home.empty()) return home;
   const passwd* user = getpwuid(getuid());
   return user != nullptr && user->pw_dir != nullptr ? user->pw_dir : "";
 }
@@ -47,15 +45,11 @@ bool isTokenOfDatabase(PK11SlotInfo* slot) {
 std::vector<Slot> presentTokens() {
   std::vector<Slot> tokens;
   const SlotList list(PK11_GetAllTokens(CKM_INVALID_MECHANISM, PR_FALSE, PR_FALSE, nullptr));
-  if (list == nullptr) {
-    return tokens;
-  }
+  if (list == nullptr) return tokens;
   for (auto* element = PK11_GetFirstSafe(list.get()); element != nullptr;
-       element = PK11_GetNextSafe(list.get(), element, PR_FALSE)) {
-    if (PK11_IsPresent(element->slot) != PR_FALSE && PK11_HasRootCerts(element->slot) == PR_FALSE) {
+       element = PK11_GetNextSafe(list.get(), element, PR_FALSE))
+    if (PK11_IsPresent(element->slot) != PR_FALSE && PK11_HasRootCerts(element->slot) == PR_FALSE)
       tokens.emplace_back(PK11_ReferenceSlot(element->slot));
-    }
-  }
   std::stable_partition(tokens.begin(), tokens.end(),
                         [](const Slot& slot) { return !isTokenOfDatabase(slot.get()); });
   return tokens;
@@ -65,14 +59,10 @@ using TokenKeys = std::vector<std::shared_ptr<const TokenKey>>;
 
 void appendVisibleKeys(PK11SlotInfo* slot, TokenKeys& keys) {
   const PrivateKeyList list(PK11_ListPrivateKeysInSlot(slot));
-  if (list == nullptr) {
-    return;
-  }
-  for (auto* node = PRIVKEY_LIST_HEAD(list); !PRIVKEY_LIST_END(node, list); node = PRIVKEY_LIST_NEXT(node)) {
-    if (PrivateKeyHandle key{SECKEY_CopyPrivateKey(node->key)}) {
+  if (list == nullptr) return;
+  for (auto* node = PRIVKEY_LIST_HEAD(list); !PRIVKEY_LIST_END(node, list); node = PRIVKEY_LIST_NEXT(node))
+    if (PrivateKeyHandle key{SECKEY_CopyPrivateKey(node->key)})
       keys.push_back(std::make_shared<TokenKey>(Slot(PK11_ReferenceSlot(slot)), std::move(key)));
-    }
-  }
 }
 
 /**
@@ -82,15 +72,11 @@ void appendVisibleKeys(PK11SlotInfo* slot, TokenKeys& keys) {
  */
 void appendHiddenKeys(PK11SlotInfo* slot, TokenKeys& keys) {
   const PublicKeyList list(PK11_ListPublicKeysInSlot(slot, nullptr));
-  if (list == nullptr) {
-    return;
-  }
+  if (list == nullptr) return;
   for (auto* node = PUBKEY_LIST_HEAD(list); !PUBKEY_LIST_END(node, list); node = PUBKEY_LIST_NEXT(node)) {
     auto hidden = std::make_shared<TokenKey>(Slot(PK11_ReferenceSlot(slot)), *node->key);
     const auto isListed = [&hidden](const auto& key) { return key->isSameAs(*hidden); };
-    if (std::none_of(keys.begin(), keys.end(), isListed)) {
-      keys.push_back(std::move(hidden));
-    }
+    if (std::none_of(keys.begin(), keys.end(), isListed)) keys.push_back(std::move(hidden));
   }
 }
 
@@ -102,9 +88,7 @@ fs::path keyDatabaseFolder() {
     // What may not be looked into is there: to take it for absent would be to say that nobody has a
     // certificate.
     std::error_code failure;
-    if (fs::exists(folder / "cert9.db", failure) || failure) {
-      return folder;
-    }
+    if (fs::exists(folder / "cert9.db", failure) || failure) return folder;
   }
   return {};
 }
@@ -115,22 +99,16 @@ namespace {
 std::string unreadableFile(const fs::path& folder) {
   for (const char* name : {"cert9.db", "key4.db"}) {
     const fs::path file = folder / name;
-    if (!std::ifstream(file)) {
-      return file.string() + ": " + std::generic_category().message(errno);
-    }
+    if (!std::ifstream(file)) return file.string() + ": " + std::generic_category().message(errno);
   }
   return {};
 }
 
 OSStatus openDatabase() {
   static NSSInitContext* context = nullptr;
-  if (context != nullptr) {
-    return errSecSuccess;
-  }
+  if (context != nullptr) return errSecSuccess;
   const fs::path folder = keyDatabaseFolder();
-  if (folder.empty()) {
-    return errSecItemNotFound;
-  }
+  if (folder.empty()) return errSecItemNotFound;
   NSSInitParameters parameters{};
   parameters.length = sizeof parameters;
   context = NSS_InitContext(("sql:" + folder.string()).c_str(), "", "", "", &parameters,
@@ -148,9 +126,7 @@ OSStatus openDatabase() {
 }  // namespace
 
 OSStatus openKeyStore() {
-  if (const OSStatus status = openDatabase(); status != errSecSuccess) {
-    return status;
-  }
+  if (const OSStatus status = openDatabase(); status != errSecSuccess) return status;
   return waitForKeyStore()
              ? errSecSuccess
              : failWith(errSecNotAvailable, "Another process holds the key database for itself");
@@ -172,9 +148,7 @@ std::vector<std::shared_ptr<const TokenKey>> listPrivateKeys() {
   TokenKeys keys;
   for (const Slot& slot : presentTokens()) {
     appendVisibleKeys(slot.get(), keys);
-    if (describeToken(slot.get()).locked) {
-      appendHiddenKeys(slot.get(), keys);
-    }
+    if (describeToken(slot.get()).locked) appendHiddenKeys(slot.get(), keys);
   }
   return keys;
 }

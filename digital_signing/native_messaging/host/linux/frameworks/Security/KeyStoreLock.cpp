@@ -36,20 +36,16 @@ bool isHeld(int file) {
 }  // namespace
 
 void watchKeyStore(const std::filesystem::path& folder) {
-  for (const char* name : {"cert9.db", "key4.db"}) {
-    if (const int file = open((folder / name).c_str(), O_RDONLY | O_CLOEXEC); file >= 0) {
+  for (const char* name : {"cert9.db", "key4.db"})
+    if (const int file = open((folder / name).c_str(), O_RDONLY | O_CLOEXEC); file >= 0)
       watchedFiles().push_back(file);
-    }
-  }
 }
 
 bool waitForKeyStore() {
   const auto deadline = std::chrono::steady_clock::now() + kPatience;
   const auto& files = watchedFiles();
   while (std::any_of(files.begin(), files.end(), isHeld)) {
-    if (std::chrono::steady_clock::now() > deadline) {
-      return false;
-    }
+    if (std::chrono::steady_clock::now() > deadline) return false;
     std::this_thread::sleep_for(kPause);
   }
   return true;

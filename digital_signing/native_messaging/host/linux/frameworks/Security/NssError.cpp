@@ -41,11 +41,8 @@ NssError lastNssError() {
   const PRErrorCode code = PR_GetError();
   const char* known = PR_ErrorToName(code);
   std::string name = known != nullptr ? known : std::string("error ").append(std::to_string(code));
-  for (const Translation& translation : kTranslations) {
-    if (translation.nss == code) {
-      return {translation.status, translation.cssmCode, std::move(name)};
-    }
-  }
+  for (const Translation& translation : kTranslations)
+    if (translation.nss == code) return {translation.status, translation.cssmCode, std::move(name)};
   return {errSecInternalError, kCssmInternalError, std::move(name)};
 }
 

@@ -44,9 +44,7 @@ inline SECItem itemOf(der::Bytes bytes) {
 inline std::vector<std::uint8_t> readAttribute(PK11ObjectType type, void* object,
                                                CK_ATTRIBUTE_TYPE attribute) {
   SECItem item{};
-  if (PK11_ReadRawAttribute(type, object, attribute, &item) != SECSuccess) {
-    return {};
-  }
+  if (PK11_ReadRawAttribute(type, object, attribute, &item) != SECSuccess) return {};
   const der::Bytes bytes = bytesOf(item);
   std::vector<std::uint8_t> value(bytes.begin(), bytes.end());
   SECITEM_FreeItem(&item, PR_FALSE);

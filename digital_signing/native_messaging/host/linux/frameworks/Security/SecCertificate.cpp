@@ -17,9 +17,8 @@ Owned<Dictionary> values(const x509::Certificate& certificate, CFArrayRef keys) 
   std::vector<Entry> entries;
   for (CFIndex index = 0; index < CFArrayGetCount(keys); ++index) {
     const void* key = CFArrayGetValueAtIndex(keys, index);
-    if (auto value = certificateProperty(certificate, utf8Of(key))) {
+    if (auto value = certificateProperty(certificate, utf8Of(key)))
       entries.push_back({retained(key), std::move(value)});
-    }
   }
   return makeDictionary(std::move(entries));
 }
@@ -27,9 +26,7 @@ Owned<Dictionary> values(const x509::Certificate& certificate, CFArrayRef keys) 
 Owned<Array> texts(const std::vector<std::string>& strings) {
   std::vector<Owned<>> objects;
   objects.reserve(strings.size());
-  for (const std::string& string : strings) {
-    objects.push_back(makeString(string));
-  }
+  for (const std::string& string : strings) objects.push_back(makeString(string));
   return makeArray(std::move(objects));
 }
 
@@ -40,9 +37,7 @@ using namespace vorn::frameworks;
 
 SecCertificateRef SecCertificateCreateWithData(CFAllocatorRef, CFDataRef data) {
   return guarded([&]() -> SecCertificateRef {
-    if (objectCast<Data>(data) == nullptr) {
-      return nullptr;
-    }
+    if (objectCast<Data>(data) == nullptr) return nullptr;
     const auto bytes = bytesOf(data);
     return handOver<SecCertificateRef>(Certificate::make({bytes.begin(), bytes.end()}));
   });
@@ -57,9 +52,7 @@ CFDataRef SecCertificateCopyData(SecCertificateRef certificate) {
 
 OSStatus SecCertificateCopyCommonName(SecCertificateRef certificate, CFStringRef* commonName) {
   const auto* object = objectCast<Certificate>(certificate);
-  if (object == nullptr) {
-    return errSecParam;
-  }
+  if (object == nullptr) return errSecParam;
   *commonName = guarded([&]() -> CFStringRef {
     const auto name = x509::commonName(object->fields());
     return name ? handOver<CFStringRef>(makeString(*name)) : nullptr;
@@ -69,9 +62,7 @@ OSStatus SecCertificateCopyCommonName(SecCertificateRef certificate, CFStringRef
 
 OSStatus SecCertificateCopyEmailAddresses(SecCertificateRef certificate, CFArrayRef* emailAddresses) {
   const auto* object = objectCast<Certificate>(certificate);
-  if (object == nullptr) {
-    return errSecParam;
-  }
+  if (object == nullptr) return errSecParam;
   *emailAddresses =
       guarded([&] { return handOver<CFArrayRef>(texts(x509::emailAddresses(object->fields()))); });
   return *emailAddresses != nullptr ? errSecSuccess : errSecAllocate;
@@ -87,9 +78,7 @@ CFDictionaryRef SecCertificateCopyValues(SecCertificateRef certificate, CFArrayR
 
 OSStatus SecCertificateCopyPublicKey(SecCertificateRef certificate, SecKeyRef* key) {
   const auto* object = objectCast<Certificate>(certificate);
-  if (object == nullptr) {
-    return errSecInvalidItemRef;
-  }
+  if (object == nullptr) return errSecInvalidItemRef;
   *key = guarded([&] { return asRef<SecKeyRef>(new PublicKey(object->fields())); });
   return *key != nullptr ? errSecSuccess : errSecAllocate;
 }

@@ -12,9 +12,8 @@ std::vector<std::uint8_t> base64(std::span<const std::uint8_t> bytes) {
   for (std::size_t position = 0; position < bytes.size(); position += 3) {
     const std::size_t taken = std::min<std::size_t>(bytes.size() - position, 3);
     std::uint32_t group = 0;
-    for (std::size_t index = 0; index < 3; ++index) {
+    for (std::size_t index = 0; index < 3; ++index)
       group = group << 8 | (index < taken ? bytes[position + index] : 0u);
-    }
     for (std::size_t index = 0; index < 4; ++index) {
       const std::uint32_t sixBits = group >> (18 - 6 * index) & 0x3f;
       text.push_back(static_cast<std::uint8_t>(index <= taken ? kAlphabet[sixBits] : '='));
@@ -30,9 +29,8 @@ class EncodeTransform final : public Transform {
  protected:
   Outcome run() override {
     const auto* input = objectCast<Data>(attribute(kSecTransformInputAttributeName));
-    if (input == nullptr) {
+    if (input == nullptr)
       return transformError(kSecTransformErrorInvalidInput, "The input to encode is not CFData");
-    }
     return Outcome(makeData(base64(input->bytes())));
   }
 };
@@ -45,12 +43,11 @@ using namespace vorn::frameworks;
 SecTransformRef SecEncodeTransformCreate(CFTypeRef encodeType, CFErrorRef* error) {
   return guarded([&]() -> SecTransformRef {
     const bool isSupported = CFEqual(encodeType, kSecBase64Encoding) != 0;
-    if (error != nullptr) {
+    if (error != nullptr)
       *error = isSupported ? nullptr
                            : handOver<CFErrorRef>(transformError(
                                  kSecTransformErrorInvalidInput,
                                  "Unsupported encode type, supported types are kSecBase64Encoding"));
-    }
     return isSupported ? handOver<SecTransformRef>(Owned<EncodeTransform>(new EncodeTransform)) : nullptr;
   });
 }

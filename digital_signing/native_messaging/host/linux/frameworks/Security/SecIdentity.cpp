@@ -17,9 +17,7 @@ using namespace vorn::frameworks;
 
 OSStatus SecIdentityCopyCertificate(SecIdentityRef identity, SecCertificateRef* certificate) {
   const auto* object = objectCast<Identity>(identity);
-  if (object == nullptr) {
-    return errSecParam;
-  }
+  if (object == nullptr) return errSecParam;
   object->certificate().retain();
   *certificate = asRef<SecCertificateRef>(&object->certificate());
   return errSecSuccess;
@@ -27,9 +25,7 @@ OSStatus SecIdentityCopyCertificate(SecIdentityRef identity, SecCertificateRef* 
 
 OSStatus SecIdentityCopyPrivateKey(SecIdentityRef identity, SecKeyRef* privateKey) {
   const auto* object = objectCast<Identity>(identity);
-  if (object == nullptr) {
-    return errSecInvalidItemRef;
-  }
+  if (object == nullptr) return errSecInvalidItemRef;
   object->key().retain();
   *privateKey = asRef<SecKeyRef>(&object->key());
   return errSecSuccess;

@@ -15,14 +15,10 @@ struct Query {
 /** None for a query that cannot be answered. */
 std::optional<Query> readQuery(CFDictionaryRef dictionary) {
   const auto valueOf = [&](CFStringRef key) { return CFDictionaryGetValue(dictionary, key); };
-  if (!CFEqual(valueOf(kSecClass), kSecClassIdentity) ||
-      !CFEqual(valueOf(kSecMatchLimit), kSecMatchLimitAll)) {
+  if (!CFEqual(valueOf(kSecClass), kSecClassIdentity) || !CFEqual(valueOf(kSecMatchLimit), kSecMatchLimitAll))
     return std::nullopt;
-  }
   Query query{valueOf(kSecAttrCanSign) == kCFBooleanTrue, std::nullopt};
-  if (const CFTypeRef name = valueOf(kSecMatchSubjectWholeString)) {
-    query.commonName = utf8Of(name);
-  }
+  if (const CFTypeRef name = valueOf(kSecMatchSubjectWholeString)) query.commonName = utf8Of(name);
   return query;
 }
 
@@ -42,9 +38,8 @@ std::vector<Candidate> findCertificates(const Query& query) {
   std::vector<Candidate> candidates;
   for (TokenCertificate& stored : listCertificates()) {
     auto certificate = Certificate::make(stored.der);
-    if (certificate && matchesName(query, *certificate)) {
+    if (certificate && matchesName(query, *certificate))
       candidates.push_back({std::move(stored), std::move(certificate)});
-    }
   }
   return candidates;
 }
@@ -53,13 +48,9 @@ std::vector<Candidate> findCertificates(const Query& query) {
 std::vector<Owned<>> findIdentities(const Query& query) {
   std::vector<Owned<>> identities;
   const std::vector<Candidate> candidates = findCertificates(query);
-  if (candidates.empty()) {
-    return identities;
-  }
+  if (candidates.empty()) return identities;
   for (const auto& key : listPrivateKeys()) {
-    if (query.mustSign && !key->canSign()) {
-      continue;
-    }
+    if (query.mustSign && !key->canSign()) continue;
     for (const Candidate& candidate : candidates) {
       if (key->belongsTo(candidate.stored, candidate.certificate->fields().publicKey)) {
         candidate.certificate->retain();
@@ -73,16 +64,10 @@ std::vector<Owned<>> findIdentities(const Query& query) {
 
 OSStatus copyMatching(CFDictionaryRef dictionary, CFTypeRef* result) {
   const auto query = readQuery(dictionary);
-  if (!query) {
-    return errSecParam;
-  }
-  if (const OSStatus status = openKeyStore(); status != errSecSuccess) {
-    return status;
-  }
+  if (!query) return errSecParam;
+  if (const OSStatus status = openKeyStore(); status != errSecSuccess) return status;
   std::vector<Owned<>> identities = findIdentities(*query);
-  if (identities.empty()) {
-    return errSecItemNotFound;
-  }
+  if (identities.empty()) return errSecItemNotFound;
   *result = handOver<CFTypeRef>(makeArray(std::move(identities)));
   return errSecSuccess;
 }

@@ -7,9 +7,7 @@ using namespace vorn::frameworks;
 OSStatus SecKeyGetCSSMKey(SecKeyRef key, const CSSM_KEY** cssmKey) {
   const auto* object = objectCast<Key>(key);
   const CSSM_KEY* described = object != nullptr ? object->cssmKey() : nullptr;
-  if (described == nullptr) {
-    return errSecInvalidItemRef;
-  }
+  if (described == nullptr) return errSecInvalidItemRef;
   *cssmKey = described;
   return errSecSuccess;
 }

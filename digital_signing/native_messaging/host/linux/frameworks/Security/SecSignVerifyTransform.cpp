@@ -47,12 +47,10 @@ class SignTransform final : public Transform {
  private:
   const DigestAlgorithm* digestAlgorithm() const {
     const auto* length = objectCast<Number>(attribute(kSecDigestLengthAttribute));
-    for (const DigestAlgorithm& algorithm : kAlgorithms) {
+    for (const DigestAlgorithm& algorithm : kAlgorithms)
       if (length != nullptr && length->value() == Number::Value(algorithm.bits) &&
-          CFEqual(attribute(kSecDigestTypeAttribute), algorithm.type)) {
+          CFEqual(attribute(kSecDigestTypeAttribute), algorithm.type))
         return &algorithm;
-      }
-    }
     return nullptr;
   }
 };
@@ -61,13 +59,11 @@ class SignTransform final : public Transform {
 Outcome SignTransform::run() {
   const auto* object = objectCast<Key>(attribute(keyAttributeName()));
   const TokenKey* key = object != nullptr ? object->tokenKey() : nullptr;
-  if (key == nullptr || !key->isRsa()) {
+  if (key == nullptr || !key->isRsa())
     return transformError(kSecTransformErrorInvalidAlgorithm, "Expected key to be an RSA key that signs");
-  }
   const auto* input = objectCast<Data>(attribute(kSecTransformInputAttributeName));
-  if (input == nullptr || !CFEqual(attribute(kSecInputIsAttributeName), kSecInputIsDigest)) {
+  if (input == nullptr || !CFEqual(attribute(kSecInputIsAttributeName), kSecInputIsDigest))
     return transformError(kSecTransformErrorInvalidInput, "The input to sign is no digest");
-  }
   const DigestAlgorithm* digest = digestAlgorithm();
   if (digest == nullptr) {
     return transformError(kSecTransformErrorInvalidAlgorithm,
@@ -78,13 +74,11 @@ Outcome SignTransform::run() {
   std::vector<std::uint8_t> bytes(digest->prefix.begin(), digest->prefix.end());
   bytes.insert(bytes.end(), input->bytes().begin(), input->bytes().end());
   if (input->bytes().size() * kBitsPerOctet != static_cast<std::size_t>(digest->bits) ||
-      bytes.size() + kPkcs1PaddingLength > key->modulusLength()) {
+      bytes.size() + kPkcs1PaddingLength > key->modulusLength())
     return internalError(kCssmInputLengthError, "SecTransformExecute");
-  }
   auto signature = key->sign(bytes);
-  if (const auto* error = std::get_if<NssError>(&signature)) {
+  if (const auto* error = std::get_if<NssError>(&signature))
     return internalError(error->cssmCode, "SecTransformExecute (" + error->name + ")");
-  }
   return Outcome(makeData(std::get<std::vector<std::uint8_t>>(signature)));
 }
 
@@ -94,8 +88,6 @@ Outcome SignTransform::run() {
 using namespace vorn::frameworks;
 
 SecTransformRef SecSignTransformCreate(SecKeyRef key, CFErrorRef* error) {
-  if (error != nullptr) {
-    *error = nullptr;
-  }
+  if (error != nullptr) *error = nullptr;
   return guarded([&] { return handOver<SecTransformRef>(Owned<SignTransform>(new SignTransform(key))); });
 }

@@ -28,24 +28,16 @@ void Transform::set(CFStringRef key, CFTypeRef value) {
 }
 
 CFTypeRef Transform::attribute(CFStringRef key) const {
-  for (const Entry& entry : attributes_) {
-    if (CFEqual(entry.key.get(), key) != 0) {
-      return entry.value.get();
-    }
-  }
+  for (const Entry& entry : attributes_)
+    if (CFEqual(entry.key.get(), key) != 0) return entry.value.get();
   return nullptr;
 }
 
 Outcome Transform::execute() {
   std::string missing;
-  for (CFStringRef key : required_) {
-    if (attribute(key) == nullptr) {
-      missing.append(missing.empty() ? "" : ", ").append(utf8Of(key));
-    }
-  }
-  if (missing.empty()) {
-    return run();
-  }
+  for (CFStringRef key : required_)
+    if (attribute(key) == nullptr) missing.append(missing.empty() ? "" : ", ").append(utf8Of(key));
+  if (missing.empty()) return run();
   return transformError(
       kSecTransformErrorMissingParameter,
       std::string("Can not execute ").append(typeName_) + ", missing required attributes: " + missing);
@@ -57,14 +49,10 @@ using namespace vorn::frameworks;
 
 Boolean SecTransformSetAttribute(SecTransformRef transform, CFStringRef key, CFTypeRef value,
                                  CFErrorRef* error) {
-  if (error != nullptr) {
-    *error = nullptr;
-  }
+  if (error != nullptr) *error = nullptr;
   return guarded([&]() -> Boolean {
     auto* object = objectCast<Transform>(transform);
-    if (object != nullptr) {
-      object->set(key, value);
-    }
+    if (object != nullptr) object->set(key, value);
     return object != nullptr;
   });
 }
@@ -76,9 +64,7 @@ CFTypeRef SecTransformExecute(SecTransformRef transform, CFErrorRef* error) {
                                         : transformError(kSecTransformErrorInvalidArgument,
                                                          "NULL transform can not be executed");
     auto* failure = std::get_if<Owned<Error>>(&outcome);
-    if (error != nullptr) {
-      *error = failure != nullptr ? handOver<CFErrorRef>(std::move(*failure)) : nullptr;
-    }
+    if (error != nullptr) *error = failure != nullptr ? handOver<CFErrorRef>(std::move(*failure)) : nullptr;
     return failure != nullptr ? nullptr : handOver<CFTypeRef>(std::move(std::get<Owned<Data>>(outcome)));
   });
 }

@@ -17,9 +17,7 @@ bool hasAttribute(PK11SlotInfo* slot, CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE
 
 /** NSS asks the token for them at each signature otherwise. */
 void cacheFlags(const PrivateKeyHandle& key) {
-  if (key != nullptr) {
-    SECKEY_CacheStaticFlags(key.get());
-  }
+  if (key != nullptr) SECKEY_CacheStaticFlags(key.get());
 }
 
 }  // namespace
@@ -35,11 +33,10 @@ TokenKey::TokenKey(Slot slot, PrivateKeyHandle key)
       isRsa_(SECKEY_GetPrivateKeyType(key_.get()) == rsaKey),
       canSign_(hasAttribute(slot_.get(), key_->pkcs11ID, CKA_SIGN)),
       id_(readAttribute(PK11_TypePrivKey, key_.get(), CKA_ID)) {
-  if (const PublicKeyHandle publicHalf{SECKEY_ConvertToPublicKey(key_.get())}) {
+  if (const PublicKeyHandle publicHalf{SECKEY_ConvertToPublicKey(key_.get())})
     describe(*publicHalf);
-  } else if (isRsa_) {
+  else if (isRsa_)
     modulusLength_ = static_cast<std::size_t>(std::max(PK11_SignatureLen(key_.get()), 0));
-  }
   cacheFlags(key_);
 }
 
@@ -53,9 +50,7 @@ TokenKey::TokenKey(Slot slot, const SECKEYPublicKey& publicHalf)
 }
 
 void TokenKey::describe(const SECKEYPublicKey& publicHalf) {
-  if (publicHalf.keyType == rsaKey) {
-    modulusLength_ = SECKEY_PublicKeyStrength(&publicHalf);
-  }
+  if (publicHalf.keyType == rsaKey) modulusLength_ = SECKEY_PublicKeyStrength(&publicHalf);
   if (const PublicKeyInfo info{SECKEY_CreateSubjectPublicKeyInfo(&publicHalf)}) {
     constexpr unsigned kBitsPerOctet = 8;
     const SECItem& bits = info->subjectPublicKey;
@@ -70,9 +65,7 @@ bool TokenKey::isSameAs(const TokenKey& other) const {
 }
 
 bool TokenKey::belongsTo(const TokenCertificate& certificate, der::Bytes publicKey) const {
-  if (!publicKey_.empty()) {
-    return der::equal(publicKey_, publicKey);
-  }
+  if (!publicKey_.empty()) return der::equal(publicKey_, publicKey);
   // A card that tells nothing of the key's public half: only the identifier ties the two together.
   return !id_.empty() && slot_.get() == certificate.slot && id_ == certificate.id;
 }
@@ -94,9 +87,7 @@ SECKEYPrivateKey* TokenKey::resolve() const {
  */
 SECKEYPrivateKey* TokenKey::quickKey() const {
   SECKEYPrivateKey* const key = resolve();
-  if (key == nullptr || PK11_IsInternal(slot_.get()) == PR_FALSE) {
-    return key;
-  }
+  if (key == nullptr || PK11_IsInternal(slot_.get()) == PR_FALSE) return key;
   if (std::vector<std::int64_t> state = keyStoreState(); copy_ == nullptr || copiedFrom_ != state) {
     copy_.reset(PK11_CopyTokenPrivKeyToSessionPrivKey(nullptr, key));
     cacheFlags(copy_);
@@ -113,16 +104,12 @@ std::variant<std::vector<std::uint8_t>, NssError> TokenKey::sign(der::Bytes inpu
     return lastNssError();
   }
   SECKEYPrivateKey* const key = quickKey();
-  if (key == nullptr) {
-    return lastNssError();
-  }
+  if (key == nullptr) return lastNssError();
   // The length is known: PK11_SignatureLen asks the token for the modulus.
   std::vector<std::uint8_t> signature(modulusLength_);
   SECItem output = itemOf(signature);
   const SECItem data = itemOf(input);
-  if (PK11_Sign(key, &output, &data) != SECSuccess) {
-    return lastNssError();
-  }
+  if (PK11_Sign(key, &output, &data) != SECSuccess) return lastNssError();
   signature.resize(output.len);
   return signature;
 }

@@ -17,9 +17,7 @@ constexpr std::uint8_t kRfc822Name = der::contextTag(1, false);
 std::optional<std::uint32_t> readKeyUsage(der::Bytes value) {
   const auto element = der::Reader(value).read(der::kBitString);
   const auto octets = element ? der::bitStringContent(element->content) : std::nullopt;
-  if (!octets || octets->size() > 2) {
-    return std::nullopt;
-  }
+  if (!octets || octets->size() > 2) return std::nullopt;
   std::uint32_t usage = 0;
   const std::size_t bits = octets->size() * 8 - element->content[0];
   for (std::size_t bit = 0; bit < bits; ++bit) {
@@ -34,9 +32,7 @@ std::optional<Extension> readExtension(der::Bytes content) {
   const auto oid = reader.read(der::kObjectIdentifier);
   const auto critical = reader.read(der::kBoolean);
   const auto value = reader.read(der::kOctetString);
-  if (!oid || !value || !reader.atEnd() || (critical && critical->content.size() != 1)) {
-    return std::nullopt;
-  }
+  if (!oid || !value || !reader.atEnd() || (critical && critical->content.size() != 1)) return std::nullopt;
   return Extension{oid->content, critical && critical->content[0] != 0, value->content};
 }
 
@@ -59,14 +55,10 @@ bool readExtensions(der::Bytes content, Certificate& certificate) {
   der::Reader outer(content);
   const auto list = outer.read(der::kSequence);
   const auto elements = list ? der::children(list->content) : std::nullopt;
-  if (!elements || !outer.atEnd()) {
-    return false;
-  }
+  if (!elements || !outer.atEnd()) return false;
   for (const der::Element& element : *elements) {
     const auto extension = element.tag == der::kSequence ? readExtension(element.content) : std::nullopt;
-    if (!extension || !interpret(*extension, certificate)) {
-      return false;
-    }
+    if (!extension || !interpret(*extension, certificate)) return false;
     certificate.extensions.push_back(*extension);
   }
   return true;
@@ -89,9 +81,7 @@ bool readPublicKey(const der::Element& info, Certificate& certificate) {
   const auto key = reader.read(der::kBitString);
   const auto oid = algorithm ? der::Reader(algorithm->content).read(der::kObjectIdentifier) : std::nullopt;
   const auto octets = key ? der::bitStringContent(key->content) : std::nullopt;
-  if (!oid || !octets || !reader.atEnd()) {
-    return false;
-  }
+  if (!oid || !octets || !reader.atEnd()) return false;
   certificate.isRsa = der::equal(oid->content, kRsaEncryption);
   certificate.publicKey = *octets;
   return true;
@@ -111,10 +101,8 @@ bool readToBeSigned(der::Bytes content, Certificate& certificate) {
   reader.read(der::contextTag(1, false));
   reader.read(der::contextTag(2, false));
   const auto extensions = reader.read(der::contextTag(3, true));
-  if (!serial || !signatureAlgorithm || !issuer || !validity || !subject || !publicKeyInfo ||
-      !reader.atEnd()) {
+  if (!serial || !signatureAlgorithm || !issuer || !validity || !subject || !publicKeyInfo || !reader.atEnd())
     return false;
-  }
   certificate.serial = serial->content;
   certificate.issuer = issuer->content;
   certificate.subject = subject->content;
@@ -128,9 +116,7 @@ bool readToBeSigned(der::Bytes content, Certificate& certificate) {
 std::optional<Certificate> readCertificate(der::Bytes bytes) {
   der::Reader file(bytes);
   const auto outer = file.read(der::kSequence);
-  if (!outer || !file.atEnd()) {
-    return std::nullopt;
-  }
+  if (!outer || !file.atEnd()) return std::nullopt;
   der::Reader reader(outer->content);
   const auto toBeSigned = reader.read(der::kSequence);
   const auto algorithm = reader.read(der::kSequence);
@@ -144,18 +130,12 @@ std::optional<Certificate> readCertificate(der::Bytes bytes) {
 std::vector<std::string> emailAddresses(const Certificate& certificate) {
   const auto names = der::children(certificate.alternativeNames);
   const auto subject = readName(certificate.subject);
-  if (!names || !subject) {
-    return {};
-  }
+  if (!names || !subject) return {};
   std::vector<std::string> addresses;
-  for (const der::Element& name : *names) {
-    if (name.tag == kRfc822Name) {
-      addresses.push_back(der::latin1Text(name.content));
-    }
-  }
-  for (std::string& address : attributeTexts(*subject, kEmailAddressType)) {
+  for (const der::Element& name : *names)
+    if (name.tag == kRfc822Name) addresses.push_back(der::latin1Text(name.content));
+  for (std::string& address : attributeTexts(*subject, kEmailAddressType))
     addresses.push_back(std::move(address));
-  }
   return addresses;
 }
 

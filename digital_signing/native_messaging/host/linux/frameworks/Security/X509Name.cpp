@@ -20,9 +20,7 @@ std::optional<Rdn> readRdn(der::Bytes content) {
   do {
     const auto element = reader.read(der::kSequence);
     const auto attribute = element ? readAttribute(element->content) : std::nullopt;
-    if (!attribute) {
-      return std::nullopt;
-    }
+    if (!attribute) return std::nullopt;
     rdn.push_back(*attribute);
   } while (!reader.atEnd());
   return rdn;
@@ -35,9 +33,7 @@ std::optional<Name> readName(der::Bytes content) {
   for (der::Reader reader(content); !reader.atEnd();) {
     const auto element = reader.read(der::kSet);
     auto rdn = element ? readRdn(element->content) : std::nullopt;
-    if (!rdn) {
-      return std::nullopt;
-    }
+    if (!rdn) return std::nullopt;
     name.push_back(std::move(*rdn));
   }
   return name;
@@ -46,22 +42,16 @@ std::optional<Name> readName(der::Bytes content) {
 std::vector<std::string> attributeTexts(const Name& name, der::Bytes type) {
   std::vector<std::string> texts;
   for (const Rdn& rdn : name) {
-    for (const Attribute& attribute : rdn) {
-      if (der::equal(attribute.type, type)) {
-        texts.push_back(der::displayText(attribute.value));
-      }
-    }
+    for (const Attribute& attribute : rdn)
+      if (der::equal(attribute.type, type)) texts.push_back(der::displayText(attribute.value));
   }
   return texts;
 }
 
 std::optional<std::string> lastCommonName(const Name& name) {
   for (auto rdn = name.rbegin(); rdn != name.rend(); ++rdn) {
-    for (auto attribute = rdn->rbegin(); attribute != rdn->rend(); ++attribute) {
-      if (der::equal(attribute->type, kCommonNameType)) {
-        return der::decodedText(attribute->value);
-      }
-    }
+    for (auto attribute = rdn->rbegin(); attribute != rdn->rend(); ++attribute)
+      if (der::equal(attribute->type, kCommonNameType)) return der::decodedText(attribute->value);
   }
   return std::nullopt;
 }

@@ -34,12 +34,8 @@ class Digits {
 
 /** What the zone at a time's end adds to UTC, in seconds; none when it is neither Z nor a numeric offset. */
 std::optional<int> readZone(der::Bytes text) {
-  if (text.size() == 1 && text[0] == 'Z') {
-    return 0;
-  }
-  if (text.size() != 5 || (text[0] != '+' && text[0] != '-')) {
-    return std::nullopt;
-  }
+  if (text.size() == 1 && text[0] == 'Z') return 0;
+  if (text.size() != 5 || (text[0] != '+' && text[0] != '-')) return std::nullopt;
   Digits digits(text.subspan(1));
   const int hours = digits.take(2);
   const int minutes = digits.take(2);
@@ -57,9 +53,7 @@ std::optional<double> secondsSince2001(int yearNumber, Digits digits, bool hasSe
   const int minute = digits.take(2);
   const int second = hasSeconds ? digits.take(2) : 0;
   const auto zone = readZone(digits.rest());
-  if (digits.failed() || !zone || !date.ok() || hour > 23 || minute > 59 || second > 60) {
-    return std::nullopt;
-  }
+  if (digits.failed() || !zone || !date.ok() || hour > 23 || minute > 59 || second > 60) return std::nullopt;
   const auto days = sys_days(date) - sys_days(2001y / January / 1);
   return static_cast<double>(days.count()) * 86400.0 + hour * 3600 + minute * 60 + second - *zone;
 }
@@ -77,9 +71,7 @@ std::optional<double> readUtcTime(der::Bytes text) {
 }  // namespace
 
 std::optional<double> readTime(const der::Element& time) {
-  if (time.tag == der::kUtcTime) {
-    return readUtcTime(time.content);
-  }
+  if (time.tag == der::kUtcTime) return readUtcTime(time.content);
   if (time.tag == der::kGeneralizedTime) {
     Digits digits(time.content);
     const int year = digits.take(4);
