@@ -6,9 +6,9 @@
 
 #include "shared/Exceptions.h"
 #include "shared/verification/DocumentCheck.h"
-#include "shared/verification/NamespaceCheck.h"
 #include "shared/xml/ParsedDocument.h"
 #include "shared/xml/ParserErrors.h"
+#include "shared/xml/SignatureWarnings.h"
 
 namespace vorn::vornctl {
 namespace {
@@ -58,17 +58,9 @@ class Judgement {
     if (!part.maySign)
       lower(Indication::kFailed,
             {"KEY_USAGE", "the key usage of the signer's certificate has no digital signature", name});
-    if (part.isDigestWeak) warn({"weak-digest", "SHA-1 is weak: others refuse it", name});
-    if (part.keyBits < kStrongKey) {
-      warn(
-          {"weak-key", "a key of " + std::to_string(part.keyBits) + " bits is weak: others refuse it", name});
-    }
-    if (part.signaturesBefore > 0) {
-      warn({"signed-before",
-            "of " + std::to_string(part.signaturesBefore + 1) +
-                " signatures the last was checked, which covers the others; they hold no more",
-            name});
-    }
+    if (part.keyBits < kStrongKey)
+      warn({"weak-key", "a key of " + std::to_string(part.keyBits) + " bits is weak", name});
+    if (part.method == SignatureAlgorithm::RSA_SHA1) isDigestWeak_ = true;
   }
 
   void takeSigner(const PartChecks& checks) {
@@ -84,8 +76,9 @@ class Judgement {
   void warn(Remark remark) { verdict_.warnings.push_back(std::move(remark)); }
 
   void takeWarnings(ParsedDocument& parsed) {
-    if (const auto fault = verification::namespaceFaultOf(parsed.document()))
-      warn({"namespace-form", *fault});
+    const auto weak = isDigestWeak_ ? std::optional(SignatureAlgorithm::RSA_SHA1) : std::nullopt;
+    for (SignatureWarning& warning : warningsOf(parsed, SigningStage::kAfter, weak))
+      warn({std::string(warning.code), std::move(warning.text)});
     // What is said here is not a matter of taste of this or that verifier: the standards say so, or xmlsec.
     static const std::set<std::string> kRefused = {"default-namespace",   "namespace-form", "namespace-name",
                                                    "namespace-ampersand", "xml-1.1",        "nested-parts"};
@@ -111,6 +104,7 @@ class Judgement {
 
   const VerdictRules& rules_;
   DocumentVerdict verdict_;
+  bool isDigestWeak_ = false;
 };
 
 }  // namespace

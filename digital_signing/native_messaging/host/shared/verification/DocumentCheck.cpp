@@ -114,17 +114,12 @@ class SignatureNames {
 };
 
 /** The last signature among the children of the element. */
-const DOMElement& findSignature(const DOMElement& element, std::size_t& before) {
+const DOMElement& findSignature(const DOMElement& element) {
   SignatureNames names(element);
   const DOMElement* last = nullptr;
-  std::size_t count = 0;
-  for (const DOMNode* child = element.getFirstChild(); child != nullptr; child = child->getNextSibling()) {
-    if (!names.isSignature(*child)) continue;
-    last = static_cast<const DOMElement*>(child);
-    ++count;
-  }
+  for (const DOMNode* child = element.getFirstChild(); child != nullptr; child = child->getNextSibling())
+    if (names.isSignature(*child)) last = static_cast<const DOMElement*>(child);
   if (last == nullptr) throw Fault{kNotSigned, "the element is not signed"};
-  before = count - 1;
   return *last;
 }
 
@@ -137,7 +132,7 @@ void requireOnlyElement(const NamedElements& found) {
 }
 
 void check(const DOMElement& element, PartCheck& result) {
-  const DOMElement& signature = findSignature(element, result.signaturesBefore);
+  const DOMElement& signature = findSignature(element);
   result.algorithm = signatureMethodOf(signature);
   const SignatureFields fields = readSignature(signature, result.elementName);
   const SignerCertificate certificate(fields.certificate);
@@ -153,7 +148,7 @@ void check(const DOMElement& element, PartCheck& result) {
   result.certificate = fields.certificate;
   result.maySign = certificate.maySign();
   result.keyBits = certificate.keyBits();
-  result.isDigestWeak = EVP_MD_get_type(digest) == NID_sha1;
+  result.method = fields.algorithm;
 }
 
 PartCheck checkPart(const xercesc::DOMDocument& document, const std::string& name) {

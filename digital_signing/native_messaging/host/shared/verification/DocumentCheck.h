@@ -1,12 +1,12 @@
 #pragma once
 
 #include <array>
-#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <xercesc/util/XercesDefs.hpp>
 
+#include "shared/SignatureAlgorithm.h"
 #include "shared/verification/Fault.h"
 
 XERCES_CPP_NAMESPACE_BEGIN
@@ -24,9 +24,8 @@ struct PartCheck {
   std::string algorithm = {};   /**< identifier of the signature method as written; may be empty */
   std::string certificate = {}; /**< the signer's, DER; of a part that is intact */
   bool maySign = false;         /**< whether that certificate's key usage has digital signature */
-  bool isDigestWeak = false;    /**< whether the digest is SHA-1 */
+  std::optional<SignatureAlgorithm> method = {}; /**< of a part that is intact */
   int keyBits = 0;
-  std::size_t signaturesBefore = 0; /**< those of others that the one that was checked covers */
 
   bool isIntact() const { return !fault; }
 };
