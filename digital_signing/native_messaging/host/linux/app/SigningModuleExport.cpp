@@ -4,6 +4,7 @@
 #include "linux/app/BuildId.h"
 #include "linux/app/SigningModule.h"
 #include "shared/Exceptions.h"
+#include "shared/Requester.h"
 #include "shared/Signing.h"
 
 namespace vorn {
@@ -18,6 +19,8 @@ SigningFailure failureOf(Call call) {
     return {};
   } catch (const BaseException& failure) {
     return {Kind::kHost, failure.code(), failure.message()};
+  } catch (const RequesterGoneException&) {
+    return {Kind::kRequesterGone};
   } catch (const std::bad_alloc&) {
     return {Kind::kOutOfMemory};
   } catch (const std::exception& stray) {
@@ -36,6 +39,10 @@ SigningFailure guarded(Call call) noexcept {
   }
 }
 
+void watchRequester(const requester::Ends& ends) noexcept {
+  requester::watch(ends);
+}
+
 SigningFailure selectCertificate(const jsonxx::Object& userDetails, jsonxx::Object& response) noexcept {
   return guarded([&] { signing::selectCertificate(userDetails, response); });
 }
@@ -48,6 +55,6 @@ SigningFailure signDocuments(const jsonxx::Array& xmlData, SignatureAlgorithm al
 }  // namespace
 
 extern "C" __attribute__((visibility("default")))
-const SigningModule vornSigningModule = {kBuildId, &selectCertificate, &signDocuments};
+const SigningModule vornSigningModule = {kBuildId, &watchRequester, &selectCertificate, &signDocuments};
 
 }  // namespace vorn

@@ -8,6 +8,7 @@
 
 #include "shared/IdleTimer.h"
 #include "shared/Logging.h"
+#include "shared/Requester.h"
 #include "shared/messaging/Arguments.h"
 #include "shared/messaging/MessageExchange.h"
 #include "shared/messaging/ProtocolDescriptors.h"
@@ -43,6 +44,7 @@ int main(int argc, const char** argv) {
   std::set_terminate(&MessageExchange::answerAndEnd);
   const ProtocolDescriptors descriptors = takeProtocolDescriptors();
   greetTerminal(descriptors.input);
+  requester::watch({descriptors.input, descriptors.output});
 
   NSAutoreleasePool* const pool = [[NSAutoreleasePool alloc] init];
   runLoopForOneSlice();
