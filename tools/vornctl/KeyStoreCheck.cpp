@@ -38,10 +38,9 @@ std::vector<Finding> checkIdentities(const std::vector<IdentityReport>& identiti
   if (locked > 0) {
     const auto first = std::find_if(identities.begin(), identities.end(),
                                     [](const IdentityReport& identity) { return identity.locked; });
-    return {
-        problem("the token \"" + first->token + "\" is locked with a password, and the host asks for none",
-                "for the database of the browser, set an empty password: certutil -W -d sql:" +
-                    vorn::frameworks::keyDatabaseFolder().string())};
+    return {problem(
+        "the token \"" + first->token + "\" is locked with a password, and the host asks for none",
+        "for the database of the browser, set an empty password: certutil -W -d sql:" + first->token)};
   }
   if (expired == total)
     return {problem("every certificate has expired", "renew the certificate and import the new one")};
@@ -56,7 +55,8 @@ std::vector<Finding> checkIdentities(const std::vector<IdentityReport>& identiti
 }  // namespace
 
 std::vector<Finding> checkKeyStore() {
-  const std::filesystem::path folder = vorn::frameworks::keyDatabaseFolder();
+  const auto databases = vorn::frameworks::keyDatabases();
+  const std::filesystem::path folder = databases.empty() ? "" : databases.front().folder;
   if (folder.empty()) {
     return {problem("there is no key store: neither ~/.pki/nssdb nor ~/.local/share/pki/nssdb has a cert9.db",
                     "make one with: mkdir -p ~/.pki/nssdb && certutil -N -d sql:$HOME/.pki/nssdb "
