@@ -1,8 +1,13 @@
+#include <log4cplus/logger.h>
+#include <log4cplus/loggingmacros.h>
+
 #include <exception>
 #include <new>
+#include <set>
 
 #include "linux/app/BuildId.h"
 #include "linux/app/SigningModule.h"
+#include "linux/frameworks/Security/KeyStoreReport.h"
 #include "shared/Exceptions.h"
 #include "shared/Requester.h"
 #include "shared/Signing.h"
@@ -43,8 +48,20 @@ void watchRequester(const requester::Ends& ends) noexcept {
   requester::watch(ends);
 }
 
+/** Once for each, as the same search is made again and again. */
+void logStoreFaults() {
+  static const log4cplus::Logger logger = log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("KeyStore"));
+  static auto* const logged = new std::set<std::string>;
+  for (const frameworks::StoreFault& fault : frameworks::storeFaults()) {
+    const std::string line = fault.place.string() + " is left out: " + fault.reason;
+    if (logged->insert(line).second) LOG4CPLUS_WARN(logger, line);
+  }
+}
+
 SigningFailure selectCertificate(const jsonxx::Object& userDetails, jsonxx::Object& response) noexcept {
-  return guarded([&] { signing::selectCertificate(userDetails, response); });
+  SigningFailure failure = guarded([&] { signing::selectCertificate(userDetails, response); });
+  const SigningFailure logging = guarded(&logStoreFaults);
+  return failure.kind == Kind::kNone ? logging : failure;
 }
 
 SigningFailure signDocuments(const jsonxx::Array& xmlData, SignatureAlgorithm algorithm,
