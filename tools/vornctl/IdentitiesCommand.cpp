@@ -17,7 +17,8 @@ jsonxx::Array arrayOf(const std::vector<std::string>& texts) {
 jsonxx::Array arrayOf(const std::vector<Fault>& reasons) {
   jsonxx::Array array;
   for (const Fault& reason : reasons) {
-    jsonxx::Object object("cause", reason.cause);
+    jsonxx::Object object("code", reason.code);
+    object.import("cause", reason.cause);
     object.import("remedy", reason.remedy);
     array << jsonxx::Value(std::move(object));
   }

@@ -9,6 +9,7 @@
 #include "linux/app/SigningModule.h"
 #include "linux/frameworks/Security/KeyStoreReport.h"
 #include "shared/Exceptions.h"
+#include "shared/Requester.h"
 #include "shared/Signing.h"
 
 namespace vorn {
@@ -23,6 +24,8 @@ SigningFailure failureOf(Call call) {
     return {};
   } catch (const BaseException& failure) {
     return {Kind::kHost, failure.code(), failure.message()};
+  } catch (const RequesterGoneException&) {
+    return {Kind::kRequesterGone};
   } catch (const std::bad_alloc&) {
     return {Kind::kOutOfMemory};
   } catch (const std::exception& stray) {
@@ -39,6 +42,10 @@ SigningFailure guarded(Call call) noexcept {
   } catch (...) {
     return {Kind::kOutOfMemory};  // not even its message could be kept
   }
+}
+
+void watchRequester(const requester::Ends& ends) noexcept {
+  requester::watch(ends);
 }
 
 /** Once for each, as the same search is made again and again. */
@@ -65,6 +72,6 @@ SigningFailure signDocuments(const jsonxx::Array& xmlData, SignatureAlgorithm al
 }  // namespace
 
 extern "C" __attribute__((visibility("default")))
-const SigningModule vornSigningModule = {kBuildId, &selectCertificate, &signDocuments};
+const SigningModule vornSigningModule = {kBuildId, &watchRequester, &selectCertificate, &signDocuments};
 
 }  // namespace vorn
