@@ -74,6 +74,15 @@ bool TokenKey::belongsTo(const TokenCertificate& certificate, der::Bytes publicK
 /** Null with NSS's error set. No password function is registered, so that the authentication fails and never
  * asks. */
 SECKEYPrivateKey* TokenKey::resolve() const {
+  if (PK11_IsPresent(slot_.get()) == PR_FALSE) {
+    PR_SetError(SEC_ERROR_NO_TOKEN, 0);
+    return nullptr;
+  }
+  // A card that was out has lost login and sessions, and may number its objects anew.
+  if (const int series = PK11_GetSlotSeries(slot_.get()); series != series_) {
+    key_.reset();
+    series_ = series;
+  }
   if (key_ == nullptr && PK11_Authenticate(slot_.get(), PR_TRUE, nullptr) == SECSuccess) {
     SECItem id = itemOf(id_);
     key_.reset(PK11_FindKeyByKeyID(slot_.get(), &id, nullptr));
