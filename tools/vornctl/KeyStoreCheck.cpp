@@ -39,11 +39,10 @@ std::vector<Finding> checkIdentities(const std::vector<IdentityReport>& identiti
   if (locked > 0) {
     const auto first = std::find_if(identities.begin(), identities.end(),
                                     [](const IdentityReport& identity) { return identity.locked; });
-    return {
-        problem("token-locked",
-                "the token \"" + first->token + "\" is locked with a password, and the host asks for none",
-                "for the database of the browser, set an empty password: certutil -W -d sql:" +
-                    vorn::frameworks::keyDatabaseFolder().string())};
+    return {problem(
+        "token-locked",
+        "the token \"" + first->token + "\" is locked with a password, and the host asks for none",
+        "for the database of the browser, set an empty password: certutil -W -d sql:" + first->token)};
   }
   if (expired == total)
     return {problem("certificates-expired", "every certificate has expired",
@@ -60,7 +59,8 @@ std::vector<Finding> checkIdentities(const std::vector<IdentityReport>& identiti
 }  // namespace
 
 std::vector<Finding> checkKeyStore() {
-  const std::filesystem::path folder = vorn::frameworks::keyDatabaseFolder();
+  const auto databases = vorn::frameworks::keyDatabases();
+  const std::filesystem::path folder = databases.empty() ? "" : databases.front().folder;
   if (folder.empty()) {
     return {problem("no-key-store",
                     "there is no key store: neither ~/.pki/nssdb nor ~/.local/share/pki/nssdb has a cert9.db",

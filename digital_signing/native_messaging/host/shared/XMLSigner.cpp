@@ -7,6 +7,7 @@
 #include <new>
 #include <stdexcept>
 #include <string_view>
+#include <vector>
 #include <xalanc/Include/XalanMemoryManagement.hpp>
 #include <xalanc/XPath/XPathEvaluator.hpp>
 #include <xalanc/XalanTransformer/XalanTransformer.hpp>
@@ -30,6 +31,7 @@
 #include "shared/Exceptions.h"
 #include "shared/SignatureRecord.h"
 #include "shared/SigningIdentity.h"
+#include "shared/verification/DocumentCheck.h"
 #include "shared/xml/DocumentElements.h"
 #include "shared/xml/DocumentSerialiser.h"
 #include "shared/xml/ParsedDocument.h"
@@ -112,6 +114,20 @@ xercesc::DOMElement& findSingleElement(const xercesc::DOMDocument& document, con
 }
 
 /**
+ * Whether readers can see another document than the tree that was signed: what a document type declares is
+ * written anew, and what XML 1.1 allows goes another way through writer and parser.
+ */
+bool mayReadDifferently(const xercesc::DOMDocument& document) {
+  return document.getDoctype() != nullptr || viewOf(document.getXmlVersion()) == u"1.1";
+}
+
+/** That what is handed out verifies, as it stands there. */
+void requireVerifies(const std::string& signedXml) {
+  const auto fault = verification::faultOfFinished(signedXml, signing_identity::encodedCertificate());
+  if (fault) fail<CryptoException>("The signed document does not verify: " + fault->message);
+}
+
+/**
  * Runs one step of signing; whatever it throws, but for want of memory, becomes a
  * CryptoException that names the step.
  */
@@ -130,6 +146,11 @@ auto reportingAs(const std::string& stepName, Step step) {
   } catch (...) {
     fail<CryptoException>("Caught unknown exception " + stepName);
   }
+}
+
+void logWarning(const SignatureWarning& warning) {
+  const std::string id = signature_record::document();
+  LOG4CPLUS_WARN(logger, warning.code << ": " << warning.text << (id.empty() ? "" : ", document = " + id));
 }
 
 }  // namespace
@@ -165,6 +186,7 @@ void XMLSigner::initialise(SignatureAlgorithm algorithm) {
   case SignatureAlgorithm::name:                                \
     signatureMethodURI_ = DSIGConstants::method;                \
     digestMethodURI_ = DSIGConstants::digest;                   \
+    algorithm_ = algorithm;                                     \
     break;
     VORN_SIGNATURE_ALGORITHMS(VORN_ROW)
 #undef VORN_ROW
@@ -173,34 +195,38 @@ void XMLSigner::initialise(SignatureAlgorithm algorithm) {
 
 std::string XMLSigner::sign(const std::string& base64Xml) {
   LOG4CPLUS_INFO(logger, "Signing XML data");
-  const std::string signedXml = signDocument(base64Xml);
+  bool mustVerify = false;
+  const std::string signedXml = signDocument(base64Xml, mustVerify);
+  if (mustVerify) requireVerifies(signedXml);
   LOG4CPLUS_DEBUG(logger, "Signed XML = " << signedXml);
   return toBase64(signedXml);
 }
 
 /** All that the document takes is given back at the end; the result is encoded after that. */
-std::string XMLSigner::signDocument(const std::string& base64Xml) {
+std::string XMLSigner::signDocument(const std::string& base64Xml, bool& mustVerify) {
   ParsedDocument parsed = [&base64Xml] {
     const auto xml = fromBase64(base64Xml);
     if (!xml) fail<XMLDataParsingException>("Request XML data is not valid base64");
     LOG4CPLUS_DEBUG(logger, "XML data to be signed = " << xml->view());
     return parse(xml->view());
   }();
+  const std::vector<SignatureWarning> warnings = warningsOf(parsed, SigningStage::kBefore, algorithm_);
   generateSignature(parsed.document(), "CounterpartData");
   generateSignature(parsed.document(), "RenderedData");
+  for (const SignatureWarning& warning : warnings) logWarning(warning);
   LOG4CPLUS_INFO(logger, "Finished signing XML");
+  mustVerify = mayReadDifferently(parsed.document());
   return serialiseDocument(parsed.document());
 }
 
 void XMLSigner::generateSignature(xercesc::DOMDocument& document, const std::string& elementName) {
   xercesc::DOMElement& element = findSingleElement(document, elementName);
-  warnOfVerifiers(logger, element, elementName);
 
   SigningKey signer =
       reportingAs("initialising signing certificate", [] { return signing_identity::makeKey(); });
 
   LOG4CPLUS_INFO(logger, "Generating and loading signature for <" << elementName << ">");
-  const DoubtfulNames doubtful = reportingAs("during signature loading", [&] {
+  reportingAs("during signature loading", [&] {
     if (signatureMethodURI_ == nullptr)
       throw XSECException(XSECException::AlgorithmMapperError, "No signature algorithm has been selected");
     SignatureBuilder builder(document, element, elementName);
@@ -211,9 +237,7 @@ void XMLSigner::generateSignature(xercesc::DOMDocument& document, const std::str
     builder.addKeyInfo(modulus, exponent, signing_identity::encodedCertificate());
     builder.sign();
     signature_record::add(elementName, builder.digest());
-    return builder.doubtfulNames();
   });
-  warnOfNames(logger, elementName, doubtful);
 }
 
 std::string XMLSigner::serialiseDocument(const xercesc::DOMDocument& document) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <xercesc/util/XercesDefs.hpp>
 
@@ -48,13 +49,15 @@ class XMLSigner {
  private:
   XMLSigner() = default;
 
-  std::string signDocument(const std::string& base64Xml);
+  /** `mustVerify` tells whether the result has to be checked before anybody gets it. */
+  std::string signDocument(const std::string& base64Xml, bool& mustVerify);
   /** Adds the signature of the only element with the name. */
   void generateSignature(xercesc::DOMDocument& document, const std::string& elementName);
   /** The document as UTF-8. */
   std::string serialiseDocument(const xercesc::DOMDocument& document);
 
   bool initialised_ = false;
+  std::optional<SignatureAlgorithm> algorithm_;
   // The identifiers belong to the signature library.
   const XMLCh* signatureMethodURI_ = nullptr;
   const XMLCh* digestMethodURI_ = nullptr;

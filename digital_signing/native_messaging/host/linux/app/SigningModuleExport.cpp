@@ -1,9 +1,15 @@
+#include <log4cplus/logger.h>
+#include <log4cplus/loggingmacros.h>
+
 #include <exception>
 #include <new>
+#include <set>
 
 #include "linux/app/BuildId.h"
 #include "linux/app/SigningModule.h"
+#include "linux/frameworks/Security/KeyStoreReport.h"
 #include "shared/Exceptions.h"
+#include "shared/Requester.h"
 #include "shared/Signing.h"
 
 namespace vorn {
@@ -18,6 +24,8 @@ SigningFailure failureOf(Call call) {
     return {};
   } catch (const BaseException& failure) {
     return {Kind::kHost, failure.code(), failure.message()};
+  } catch (const RequesterGoneException&) {
+    return {Kind::kRequesterGone};
   } catch (const std::bad_alloc&) {
     return {Kind::kOutOfMemory};
   } catch (const std::exception& stray) {
@@ -36,8 +44,24 @@ SigningFailure guarded(Call call) noexcept {
   }
 }
 
+void watchRequester(const requester::Ends& ends) noexcept {
+  requester::watch(ends);
+}
+
+/** Once for each, as the same search is made again and again. */
+void logStoreFaults() {
+  static const log4cplus::Logger logger = log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("KeyStore"));
+  static auto* const logged = new std::set<std::string>;
+  for (const frameworks::StoreFault& fault : frameworks::storeFaults()) {
+    const std::string line = fault.place.string() + " is left out: " + fault.reason;
+    if (logged->insert(line).second) LOG4CPLUS_WARN(logger, line);
+  }
+}
+
 SigningFailure selectCertificate(const jsonxx::Object& userDetails, jsonxx::Object& response) noexcept {
-  return guarded([&] { signing::selectCertificate(userDetails, response); });
+  SigningFailure failure = guarded([&] { signing::selectCertificate(userDetails, response); });
+  const SigningFailure logging = guarded(&logStoreFaults);
+  return failure.kind == Kind::kNone ? logging : failure;
 }
 
 SigningFailure signDocuments(const jsonxx::Array& xmlData, SignatureAlgorithm algorithm,
@@ -48,6 +72,6 @@ SigningFailure signDocuments(const jsonxx::Array& xmlData, SignatureAlgorithm al
 }  // namespace
 
 extern "C" __attribute__((visibility("default")))
-const SigningModule vornSigningModule = {kBuildId, &selectCertificate, &signDocuments};
+const SigningModule vornSigningModule = {kBuildId, &watchRequester, &selectCertificate, &signDocuments};
 
 }  // namespace vorn

@@ -6,7 +6,7 @@
 
 #include <algorithm>
 
-#include "linux/frameworks/Security/KeyStoreLock.h"
+#include "linux/frameworks/Security/OpenStores.h"
 
 namespace vorn::frameworks {
 namespace {
@@ -24,7 +24,8 @@ void cacheFlags(const PrivateKeyHandle& key) {
 
 Token describeToken(PK11SlotInfo* slot) {
   return {PK11_GetTokenName(slot),
-          PK11_NeedLogin(slot) != PR_FALSE && PK11_IsLoggedIn(slot, nullptr) == PR_FALSE};
+          PK11_NeedLogin(slot) != PR_FALSE && PK11_IsLoggedIn(slot, nullptr) == PR_FALSE,
+          OpenStores::instance().placeOf(slot)};
 }
 
 TokenKey::TokenKey(Slot slot, PrivateKeyHandle key)
@@ -73,6 +74,15 @@ bool TokenKey::belongsTo(const TokenCertificate& certificate, der::Bytes publicK
 /** Null with NSS's error set. No password function is registered, so that the authentication fails and never
  * asks. */
 SECKEYPrivateKey* TokenKey::resolve() const {
+  if (PK11_IsPresent(slot_.get()) == PR_FALSE) {
+    PR_SetError(SEC_ERROR_NO_TOKEN, 0);
+    return nullptr;
+  }
+  // A card that was out has lost login and sessions, and may number its objects anew.
+  if (const int series = PK11_GetSlotSeries(slot_.get()); series != series_) {
+    key_.reset();
+    series_ = series;
+  }
   if (key_ == nullptr && PK11_Authenticate(slot_.get(), PR_TRUE, nullptr) == SECSuccess) {
     SECItem id = itemOf(id_);
     key_.reset(PK11_FindKeyByKeyID(slot_.get(), &id, nullptr));
@@ -88,7 +98,8 @@ SECKEYPrivateKey* TokenKey::resolve() const {
 SECKEYPrivateKey* TokenKey::quickKey() const {
   SECKEYPrivateKey* const key = resolve();
   if (key == nullptr || PK11_IsInternal(slot_.get()) == PR_FALSE) return key;
-  if (std::vector<std::int64_t> state = keyStoreState(); copy_ == nullptr || copiedFrom_ != state) {
+  if (std::vector<std::int64_t> state = OpenStores::instance().stateOf(slot_.get());
+      copy_ == nullptr || copiedFrom_ != state) {
     copy_.reset(PK11_CopyTokenPrivKeyToSessionPrivKey(nullptr, key));
     cacheFlags(copy_);
     copiedFrom_ = std::move(state);
@@ -99,7 +110,7 @@ SECKEYPrivateKey* TokenKey::quickKey() const {
 std::variant<std::vector<std::uint8_t>, NssError> TokenKey::sign(der::Bytes input) const {
   // Some failures in NSS leave no error of their own, and an older one must not speak for them.
   PR_SetError(SEC_ERROR_LIBRARY_FAILURE, 0);
-  if (PK11_IsInternal(slot_.get()) != PR_FALSE && !waitForKeyStore()) {
+  if (!OpenStores::instance().waitUntilFree(slot_.get())) {
     PR_SetError(SEC_ERROR_BAD_DATABASE, 0);
     return lastNssError();
   }

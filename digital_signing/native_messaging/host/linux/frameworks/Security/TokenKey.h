@@ -49,6 +49,8 @@ class TokenKey {
   SECKEYPrivateKey* quickKey() const;
 
   Slot slot_;
+  /** Counts how often a card has come into the slot. */
+  mutable int series_ = PK11_GetSlotSeries(slot_.get());
   mutable PrivateKeyHandle key_;
   /** The same key as an object of the soft token's memory, and what its database was then. */
   mutable PrivateKeyHandle copy_;
