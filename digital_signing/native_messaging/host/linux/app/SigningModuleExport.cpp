@@ -1,8 +1,11 @@
+#include <log4cplus/mdc.h>
+
 #include <exception>
 #include <new>
 
 #include "linux/app/BuildId.h"
 #include "linux/app/SigningModule.h"
+#include "linux/prompt/SigningRequest.h"
 #include "shared/Exceptions.h"
 #include "shared/Signing.h"
 
@@ -10,6 +13,13 @@ namespace vorn {
 namespace {
 
 using Kind = SigningFailure::Kind;
+
+/** Where signature_record::setCaller has left it. */
+std::string callerInLog() {
+  std::string caller;
+  log4cplus::getMDC().get(&caller, "caller");
+  return caller;
+}
 
 template <typename Call>
 SigningFailure failureOf(Call call) {
@@ -42,7 +52,10 @@ SigningFailure selectCertificate(const jsonxx::Object& userDetails, jsonxx::Obje
 
 SigningFailure signDocuments(const jsonxx::Array& xmlData, SignatureAlgorithm algorithm,
                              jsonxx::Object& response) noexcept {
-  return guarded([&] { signing::signDocuments(xmlData, algorithm, response); });
+  return guarded([&] {
+    const prompt::SigningRequest request({callerInLog(), xmlData.size(), [] { return false; }});
+    signing::signDocuments(xmlData, algorithm, response);
+  });
 }
 
 }  // namespace

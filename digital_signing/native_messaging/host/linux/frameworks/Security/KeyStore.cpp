@@ -55,6 +55,16 @@ std::vector<Slot> presentTokens() {
   return tokens;
 }
 
+std::vector<TokenCertificate> certificatesIn(PK11SlotInfo* slot) {
+  std::vector<TokenCertificate> certificates;
+  const GenericObjects objects(PK11_FindGenericObjects(slot, CKO_CERTIFICATE));
+  for (auto* object = objects.get(); object != nullptr; object = PK11_GetNextGenericObject(object)) {
+    certificates.push_back({slot, readAttribute(PK11_TypeGeneric, object, CKA_VALUE),
+                            readAttribute(PK11_TypeGeneric, object, CKA_ID)});
+  }
+  return certificates;
+}
+
 using TokenKeys = std::vector<std::shared_ptr<const TokenKey>>;
 
 void appendVisibleKeys(PK11SlotInfo* slot, TokenKeys& keys) {
@@ -75,6 +85,21 @@ void appendHiddenKeys(PK11SlotInfo* slot, TokenKeys& keys) {
   if (list == nullptr) return;
   for (auto* node = PUBKEY_LIST_HEAD(list); !PUBKEY_LIST_END(node, list); node = PUBKEY_LIST_NEXT(node)) {
     auto hidden = std::make_shared<TokenKey>(Slot(PK11_ReferenceSlot(slot)), *node->key);
+    const auto isListed = [&hidden](const auto& key) { return key->isSameAs(*hidden); };
+    if (std::none_of(keys.begin(), keys.end(), isListed)) keys.push_back(std::move(hidden));
+  }
+}
+
+/**
+ * Of some cards nothing but the certificate is to be seen before the login: a key with its identifier is
+ * taken to be there. The soft token shows a public key for each of its own, and other people's certificates.
+ */
+void appendCertifiedKeys(PK11SlotInfo* slot, TokenKeys& keys) {
+  if (isTokenOfDatabase(slot)) return;
+  for (const TokenCertificate& stored : certificatesIn(slot)) {
+    const auto certificate = x509::readCertificate(stored.der);
+    if (!certificate || stored.id.empty()) continue;
+    auto hidden = std::make_shared<TokenKey>(Slot(PK11_ReferenceSlot(slot)), stored.id, *certificate);
     const auto isListed = [&hidden](const auto& key) { return key->isSameAs(*hidden); };
     if (std::none_of(keys.begin(), keys.end(), isListed)) keys.push_back(std::move(hidden));
   }
@@ -134,13 +159,9 @@ OSStatus openKeyStore() {
 
 std::vector<TokenCertificate> listCertificates() {
   std::vector<TokenCertificate> certificates;
-  for (const Slot& slot : presentTokens()) {
-    const GenericObjects objects(PK11_FindGenericObjects(slot.get(), CKO_CERTIFICATE));
-    for (auto* object = objects.get(); object != nullptr; object = PK11_GetNextGenericObject(object)) {
-      certificates.push_back({slot.get(), readAttribute(PK11_TypeGeneric, object, CKA_VALUE),
-                              readAttribute(PK11_TypeGeneric, object, CKA_ID)});
-    }
-  }
+  for (const Slot& slot : presentTokens())
+    for (TokenCertificate& certificate : certificatesIn(slot.get()))
+      certificates.push_back(std::move(certificate));
   return certificates;
 }
 
@@ -148,7 +169,10 @@ std::vector<std::shared_ptr<const TokenKey>> listPrivateKeys() {
   TokenKeys keys;
   for (const Slot& slot : presentTokens()) {
     appendVisibleKeys(slot.get(), keys);
-    if (describeToken(slot.get()).locked) appendHiddenKeys(slot.get(), keys);
+    if (describeToken(slot.get()).locked) {
+      appendHiddenKeys(slot.get(), keys);
+      appendCertifiedKeys(slot.get(), keys);
+    }
   }
   return keys;
 }
