@@ -195,6 +195,23 @@ TEST(Faults, OutputThatIsClosedInMidAnswer) {
   EXPECT_NE(home.log().find("The browser has gone"), std::string::npos);
 }
 
+TEST(Faults, BrowserThatGoesBetweenTwoDocuments) {
+  Home home("main");
+  HostProcess reader(home, leakChecked(home));
+  reader.send(SignRequest{.documents = {{agreement()}, {agreement()}}}.json());
+  reader.closeInput();
+  EXPECT_EQ(texts(reader.read(), "data").size(), 2U) << "who reads on is answered";
+  for (const auto leave : {&HostProcess::closeOutput, &HostProcess::closeInput}) {
+    HostProcess host(home, leakChecked(home));
+    host.send(SignRequest{.documents = std::vector<Document>(20000, {agreement()})}.json());
+    host.waitUntilRead();
+    (host.*leave)();
+    EXPECT_EQ(host.waitForExit(), 0);
+    EXPECT_NE(home.log().find("The browser has gone: nobody waits for an answer"), std::string::npos);
+    std::filesystem::remove(home.logPath());
+  }
+}
+
 TEST(Faults, TerminationInMidSigning) {
   Home home("main");
   HostProcess host(home);

@@ -5,6 +5,7 @@
 
 #include <csignal>
 #include <cstdlib>
+#include <initializer_list>
 
 namespace vorn::vornctl {
 namespace {

@@ -4,6 +4,7 @@
 #include "shared/Base64.h"
 #include "vornctl/AtomicFile.h"
 #include "vornctl/Commands.h"
+#include "vornctl/DocumentWarnings.h"
 #include "vornctl/ErrorWords.h"
 #include "vornctl/Host.h"
 #include "vornctl/HostProcess.h"
@@ -83,6 +84,7 @@ class Batch {
               answer.get<jsonxx::Array>("signed_data").get<jsonxx::Object>(0).get<jsonxx::String>("data")),
           kind);
       report(file, output, answer);
+      warn(file, *document);
       return true;
     } catch (const std::system_error& e) {
       if (e.code() == std::errc::file_exists) return complainOfExisting(file, output);
@@ -108,6 +110,15 @@ class Batch {
     }
     std::cout << progress() << coloured(Colour::kGood, "signed") << "  " << printable(file) << " -> "
               << printable(output.string()) << std::endl;
+  }
+
+  /** The host tells its log alone what verifiers will have against a document that it has signed. */
+  void warn(const std::string& file, const std::string& document) {
+    for (const SignatureWarning& warning : warningsOfSigning(document, options_.algorithm)) {
+      std::cerr << "vornctl: " << progress() << printable(file) << ": "
+                << coloured(Colour::kWarning, "warning") << ": " << printable(warning.text) << " ("
+                << warning.code << ")\n";
+    }
   }
 
   bool complain(const std::string& file, const std::string& message) {

@@ -202,11 +202,10 @@ void check(DOMElement& element, DOMElement& signatureElement, SignatureVerdict& 
   XSECCryptoX509& certificate = certificateOf(*signature, result.certificate);
   signature->setSigningKey(certificate.clonePublicKey());
 
-  DoubtfulNames doubtful;
   DSIGReference& reference = *signature->getReferenceList()->item(0);
   DSIGTransformList& transforms = *reference.getTransforms();
   while (!transforms.empty()) transforms.removeTransform(transforms.getSize() - 1);
-  transforms.addTransform(new ElementDigestTransform(element, signatureElement, doubtful));
+  transforms.addTransform(new ElementDigestTransform(element, signatureElement));
 
   if (!signature->verifySignatureOnly())
     throw NotValid{"the signature was not made with the key of the certificate in it, or has been altered"};

@@ -17,7 +17,8 @@ class RequestHandler {
 
   /**
    * The answer, in which every failure of the host stands as "error_code" and "error_message".
-   * Throws InvalidArgumentException alone: such a request is answered by the caller, and ends the process.
+   * Throws InvalidArgumentException: such a request is answered by the caller, and ends the process. And
+   * RequesterGoneException: there is nobody to answer.
    */
   jsonxx::Object handleRequest();
 

@@ -1,5 +1,6 @@
 # Request handling: all of the host that runs without a key store and without XML.
 set(shared ${CMAKE_CURRENT_LIST_DIR})
+add_library(requester STATIC ${shared}/Requester.cpp)
 add_library(host STATIC
   ${shared}/IdleTimer.cpp
   ${shared}/messaging/Arguments.cpp
@@ -12,4 +13,4 @@ add_library(host STATIC
   ${shared}/request/RequestValidation.cpp
   ${shared}/request/VersionResponse.cpp
   ${shared}/RequestHandler.cpp)
-target_link_libraries(host PUBLIC jsonxx signature_record text)
+target_link_libraries(host PUBLIC jsonxx requester signature_record text)

@@ -38,11 +38,15 @@ void setDocument(const std::string& id) {
   log4cplus::getMDC().put(kDocument, id.size() > kLongestId ? id.substr(0, kLongestId) + "..." : id);
 }
 
+std::string document() {
+  return contextOf(kDocument);
+}
+
 void add(const std::string& element, const std::string& digest) {
   // What the page chose comes last: it cannot look like one of the others.
-  LOG4CPLUS_INFO(logger, "Signed <" << element << ">: digest = " << digest << ", certificate = "
-                                    << contextOf(kCertificate) << ", caller = " << contextOf(kCaller)
-                                    << ", document = " << contextOf(kDocument));
+  LOG4CPLUS_INFO(logger, "Signed <" << element << ">: digest = " << digest
+                                    << ", certificate = " << contextOf(kCertificate)
+                                    << ", caller = " << contextOf(kCaller) << ", document = " << document());
 }
 
 }  // namespace signature_record

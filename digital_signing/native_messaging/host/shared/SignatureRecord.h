@@ -20,6 +20,9 @@ void setCertificate(const std::string& serial);
 /** For the signatures to come: the id that the page gave the document. */
 void setDocument(const std::string& id);
 
+/** What `setDocument` was given last, cut where it is too long to be told. */
+std::string document();
+
 /** To be called when a signature has been made; the digest as it stands in it. */
 void add(const std::string& element, const std::string& digest);
 

@@ -7,6 +7,7 @@
 #include <new>
 #include <stdexcept>
 #include <string_view>
+#include <vector>
 #include <xalanc/Include/XalanMemoryManagement.hpp>
 #include <xalanc/XPath/XPathEvaluator.hpp>
 #include <xalanc/XalanTransformer/XalanTransformer.hpp>
@@ -132,6 +133,11 @@ auto reportingAs(const std::string& stepName, Step step) {
   }
 }
 
+void logWarning(const SignatureWarning& warning) {
+  const std::string id = signature_record::document();
+  LOG4CPLUS_WARN(logger, warning.code << ": " << warning.text << (id.empty() ? "" : ", document = " + id));
+}
+
 }  // namespace
 
 XMLSigner& XMLSigner::getInstance() {
@@ -165,6 +171,7 @@ void XMLSigner::initialise(SignatureAlgorithm algorithm) {
   case SignatureAlgorithm::name:                                \
     signatureMethodURI_ = DSIGConstants::method;                \
     digestMethodURI_ = DSIGConstants::digest;                   \
+    algorithm_ = algorithm;                                     \
     break;
     VORN_SIGNATURE_ALGORITHMS(VORN_ROW)
 #undef VORN_ROW
@@ -186,21 +193,22 @@ std::string XMLSigner::signDocument(const std::string& base64Xml) {
     LOG4CPLUS_DEBUG(logger, "XML data to be signed = " << xml->view());
     return parse(xml->view());
   }();
+  const std::vector<SignatureWarning> warnings = warningsOf(parsed, SigningStage::kBefore, algorithm_);
   generateSignature(parsed.document(), "CounterpartData");
   generateSignature(parsed.document(), "RenderedData");
+  for (const SignatureWarning& warning : warnings) logWarning(warning);
   LOG4CPLUS_INFO(logger, "Finished signing XML");
   return serialiseDocument(parsed.document());
 }
 
 void XMLSigner::generateSignature(xercesc::DOMDocument& document, const std::string& elementName) {
   xercesc::DOMElement& element = findSingleElement(document, elementName);
-  warnOfVerifiers(logger, element, elementName);
 
   SigningKey signer =
       reportingAs("initialising signing certificate", [] { return signing_identity::makeKey(); });
 
   LOG4CPLUS_INFO(logger, "Generating and loading signature for <" << elementName << ">");
-  const DoubtfulNames doubtful = reportingAs("during signature loading", [&] {
+  reportingAs("during signature loading", [&] {
     if (signatureMethodURI_ == nullptr)
       throw XSECException(XSECException::AlgorithmMapperError, "No signature algorithm has been selected");
     SignatureBuilder builder(document, element, elementName);
@@ -211,9 +219,7 @@ void XMLSigner::generateSignature(xercesc::DOMDocument& document, const std::str
     builder.addKeyInfo(modulus, exponent, signing_identity::encodedCertificate());
     builder.sign();
     signature_record::add(elementName, builder.digest());
-    return builder.doubtfulNames();
   });
-  warnOfNames(logger, elementName, doubtful);
 }
 
 std::string XMLSigner::serialiseDocument(const xercesc::DOMDocument& document) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <xercesc/util/XercesDefs.hpp>
 
@@ -55,6 +56,7 @@ class XMLSigner {
   std::string serialiseDocument(const xercesc::DOMDocument& document);
 
   bool initialised_ = false;
+  std::optional<SignatureAlgorithm> algorithm_;
   // The identifiers belong to the signature library.
   const XMLCh* signatureMethodURI_ = nullptr;
   const XMLCh* digestMethodURI_ = nullptr;

@@ -12,6 +12,7 @@
 #include "linux/app/BuildId.h"
 #include "shared/Exceptions.h"
 #include "shared/Platform.h"
+#include "shared/Requester.h"
 #include "shared/Signing.h"
 
 namespace vorn {
@@ -36,6 +37,7 @@ const SigningModule& loadModule() {
   if (module->build != std::string_view(kBuildId))
     failToLoad(path + " is of another build: " + module->build);
   LOG4CPLUS_DEBUG(logger, "Signing module loaded");
+  module->watchRequester(requester::watched());
   return *module;
 }
 
@@ -74,6 +76,8 @@ void report(const SigningFailure& failure) {
       return;
     case SigningFailure::Kind::kHost:
       throwAgain(failure.code, failure.message);
+    case SigningFailure::Kind::kRequesterGone:
+      throw RequesterGoneException();
     case SigningFailure::Kind::kOutOfMemory:
       throw std::bad_alloc();
     case SigningFailure::Kind::kStandard:

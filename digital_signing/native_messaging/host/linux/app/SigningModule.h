@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <string>
 
+#include "shared/Requester.h"
 #include "shared/SignatureAlgorithm.h"
 #include "shared/json/jsonxx.h"
 
@@ -13,7 +14,7 @@ namespace vorn {
  * one to `catch` depends on the C++ library and on how they were linked.
  */
 struct SigningFailure {
-  enum class Kind : std::int32_t { kNone, kHost, kOutOfMemory, kStandard, kUnknown };
+  enum class Kind : std::int32_t { kNone, kHost, kRequesterGone, kOutOfMemory, kStandard, kUnknown };
 
   Kind kind = Kind::kNone;
   std::uint32_t code = 0;  // of a BaseException
@@ -26,6 +27,7 @@ struct SigningFailure {
  */
 struct SigningModule {
   const char* build;  // the same as the host's, or the module is refused and nothing behind this is read
+  void (*watchRequester)(const requester::Ends& ends) noexcept;  // called first
   SigningFailure (*selectCertificate)(const jsonxx::Object& userDetails, jsonxx::Object& response) noexcept;
   SigningFailure (*signDocuments)(const jsonxx::Array& xmlData, SignatureAlgorithm algorithm,
                                   jsonxx::Object& response) noexcept;

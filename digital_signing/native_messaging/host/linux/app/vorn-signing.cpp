@@ -11,6 +11,7 @@
 #include "linux/app/Sandbox.h"
 #include "shared/IdleTimer.h"
 #include "shared/Logging.h"
+#include "shared/Requester.h"
 #include "shared/messaging/Arguments.h"
 #include "shared/messaging/MessageExchange.h"
 #include "shared/messaging/ProtocolDescriptors.h"
@@ -36,6 +37,7 @@ void endInOrder() {
 int main(int argc, const char** argv) {
   const ProtocolDescriptors descriptors = takeProtocolDescriptors();
   greetTerminal(descriptors.input);
+  requester::watch({descriptors.input, descriptors.output});
   ProtocolChannel channel(descriptors);
   keepFreedMemory();
   logging::setUp();

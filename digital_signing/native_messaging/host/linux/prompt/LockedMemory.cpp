@@ -1,17 +1,15 @@
 #include "linux/prompt/LockedMemory.h"
 
-#include <log4cplus/logger.h>
-#include <log4cplus/loggingmacros.h>
 #include <string.h>
 #include <sys/mman.h>
 
 #include <algorithm>
 #include <new>
 
+#include "linux/prompt/PromptLog.h"
+
 namespace vorn::prompt {
 namespace {
-
-const log4cplus::Logger logger = log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("PinPrompt"));
 
 /** Longer than any line of the protocol between us and the prompt. */
 constexpr std::size_t kRoom = 1024;
@@ -33,7 +31,7 @@ void* allocateLocked(std::size_t size) noexcept {
   void* const pages = mmap(nullptr, total, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
   if (pages == MAP_FAILED) return nullptr;
   if (mlock(pages, total) != 0)
-    LOG4CPLUS_WARN(logger, "The system does not lock memory for the PIN, and may write it to its swap space");
+    log(Weight::kWarning, "The system does not lock memory for the PIN, and may write it to its swap space");
   madvise(pages, total, MADV_DONTDUMP);
   madvise(pages, total, MADV_WIPEONFORK);
   auto* const header = static_cast<Header*>(pages);

@@ -1,8 +1,6 @@
 #include "linux/prompt/PinPrompt.h"
 
 #include <assuan.h>
-#include <log4cplus/logger.h>
-#include <log4cplus/loggingmacros.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -12,6 +10,7 @@
 #include <system_error>
 #include <utility>
 
+#include "linux/prompt/PromptLog.h"
 #include "linux/prompt/PromptProcess.h"
 #include "linux/prompt/PromptProgram.h"
 #include "shared/text/HarmlessText.h"
@@ -19,8 +18,6 @@
 
 namespace vorn::prompt {
 namespace {
-
-const log4cplus::Logger logger = log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("PinPrompt"));
 
 using Outcome = Answer::Outcome;
 
@@ -176,6 +173,10 @@ Answer askWith(const std::string& program, const Question& question, Secret& sec
   return answerOf(fault, dialogue.process().end(), program);
 }
 
+void warnOfNoNotice(const std::string& reason) {
+  log(Weight::kWarning, "No notice can be shown: " + reason);
+}
+
 }  // namespace
 
 Answer ask(const Question& question, Secret& secret, const IsAbandoned& isAbandoned) {
@@ -183,7 +184,7 @@ Answer ask(const Question& question, Secret& secret, const IsAbandoned& isAbando
   const PromptProgram program = findPromptProgram();
   Answer answer{Outcome::kFailed, program.fault};
   if (!program.path.empty()) {
-    LOG4CPLUS_INFO(logger, "Asking with " << program.path);
+    log(Weight::kInfo, "Asking with " + program.path);
     try {
       answer = askWith(program.path, question, secret, isAbandoned);
     } catch (const std::system_error& failure) {
@@ -191,9 +192,9 @@ Answer ask(const Question& question, Secret& secret, const IsAbandoned& isAbando
     }
   }
   if (answer.outcome != Outcome::kGiven) secret.wipe();
-  const char* const words[] = {"The prompt was answered", "The prompt was cancelled",
+  const std::string words[] = {"The prompt was answered", "The prompt was cancelled",
                                "The prompt was closed: the browser has gone", "No answer: "};
-  LOG4CPLUS_INFO(logger, words[static_cast<int>(answer.outcome)] << answer.reason);
+  log(Weight::kInfo, words[static_cast<int>(answer.outcome)] + answer.reason);
   return answer;
 }
 
@@ -206,24 +207,22 @@ struct Notice::Parts {
 Notice::Notice(const Question& notice, const IsAbandoned& isAbandoned) try {
   const PromptProgram program = findPromptProgram();
   if (program.path.empty()) {
-    LOG4CPLUS_WARN(logger, "No notice can be shown: " << program.fault);
+    warnOfNoNotice(program.fault);
     return;
   }
   parts_ = std::make_unique<Parts>(program.path, isAbandoned);
   Dialogue& dialogue = parts_->dialogue;
   dialogue.process().whenAbandoned([] {
-    LOG4CPLUS_INFO(logger, "The browser has gone while a reader waited for the PIN");
+    log(Weight::kInfo, "The browser has gone while a reader waited for the PIN");
     _exit(EXIT_SUCCESS);
   });
   gpg_error_t fault = dialogue.open();
   if (fault == 0) fault = dialogue.describe(notice);
   if (fault == 0) fault = dialogue.showMessage();
   dialogue.process().allow(kLongestPatience);
-  if (fault != 0)
-    LOG4CPLUS_WARN(
-        logger, "No notice can be shown: " << answerOf(fault, dialogue.process().end(), program.path).reason);
+  if (fault != 0) warnOfNoNotice(answerOf(fault, dialogue.process().end(), program.path).reason);
 } catch (const std::system_error& failure) {
-  LOG4CPLUS_WARN(logger, "No notice can be shown: " << failure.what());
+  warnOfNoNotice(failure.what());
 }
 
 Notice::~Notice() = default;

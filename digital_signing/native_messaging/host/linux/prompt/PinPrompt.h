@@ -41,7 +41,7 @@ Answer ask(const Question& question, Secret& secret, const IsAbandoned& isAbando
 
 /**
  * Shows a text for as long as the object lives, while something else waits for the user: a reader with keys
- * of its own. Where nothing can be shown the log says why, at WARN. Nobody can call a reader off, so that the
+ * of its own. Where nothing can be shown the log says why. Nobody can call a reader off, so that the
  * process ends, with status 0, once `isAbandoned` says so.
  */
 class Notice {

@@ -8,6 +8,7 @@
 
 #include "mac/app/CertificateSelection.h"
 #include "shared/Exceptions.h"
+#include "shared/Requester.h"
 #include "shared/SignatureRecord.h"
 #include "shared/XMLSigner.h"
 #include "shared/xml/ParserErrors.h"
@@ -46,6 +47,7 @@ void signDocuments(const jsonxx::Array& xmlData, SignatureAlgorithm algorithm, j
   signer.initialise(algorithm);
   jsonxx::Array signedData;
   for (const auto& element : xmlData.elements()) {
+    requester::requirePresent();
     const auto& document = element->get<jsonxx::Object>();
     jsonxx::Object item;
     const bool hasId = document.has<jsonxx::String>("id");

@@ -8,6 +8,7 @@
 
 #include "shared/IdleTimer.h"
 #include "shared/Logging.h"
+#include "shared/Requester.h"
 #include "shared/messaging/Arguments.h"
 #include "shared/messaging/MessageExchange.h"
 #include "shared/messaging/ProtocolDescriptors.h"
@@ -43,6 +44,7 @@ int main(int argc, const char** argv) {
   std::set_terminate(&MessageExchange::answerAndEnd);
   const ProtocolDescriptors descriptors = takeProtocolDescriptors();
   greetTerminal(descriptors.input);
+  requester::watch({descriptors.input, descriptors.output});
 
   NSAutoreleasePool* const pool = [[NSAutoreleasePool alloc] init];
   runLoopForOneSlice();
@@ -58,9 +60,9 @@ int main(int argc, const char** argv) {
   IdleTimer& idleTimer = IdleTimer::getInstance();
   idleTimer.start();
 
-  // What a delivery has read goes with the delivery's own pool: the one around it lasts as long as the
-  // process. No queue: the handler runs where the notification is posted, on this thread, within the run
-  // loop.
+  // What a delivery has read goes with the delivery's own pool: the one around it lasts as long as
+  // the process. No queue: the handler runs where the notification is posted, on this thread, within
+  // the run loop.
   id const observer = [[NSNotificationCenter defaultCenter]
       addObserverForName:NSFileHandleDataAvailableNotification
                   object:input

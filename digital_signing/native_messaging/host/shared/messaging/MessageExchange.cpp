@@ -62,8 +62,8 @@ std::optional<int> MessageExchange::answer(std::string_view bytes) {
     frames_.append(bytes);
     answerCompleteMessages();
     return std::nullopt;
-  } catch (const OutputClosedException& closed) {
-    quietly([&] { LOG4CPLUS_INFO(logger, "The browser has gone: " << closed.what()); });
+  } catch (const RequesterGoneException& gone) {
+    quietly([&] { LOG4CPLUS_INFO(logger, "The browser has gone: " << gone.what()); });
     quietly([] { LOG4CPLUS_INFO(logger, "Executable removed"); });
     return 0;
   } catch (const InvalidArgumentException& invalid) {

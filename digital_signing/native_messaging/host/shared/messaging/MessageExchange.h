@@ -1,19 +1,19 @@
 #pragma once
 
 #include <cstdint>
-#include <exception>
 #include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
 
+#include "shared/Requester.h"
 #include "shared/messaging/FrameAssembler.h"
 #include "shared/request/AnswerParts.h"
 
 namespace vorn {
 
 /** Thrown by a writer whose reader has gone: nothing can be answered any more. */
-class OutputClosedException : public std::exception {
+class OutputClosedException : public RequesterGoneException {
  public:
   const char* what() const noexcept override { return "standard output was closed"; }
 };

@@ -5,12 +5,10 @@
 
 namespace vorn {
 
-CanonicalBytes::CanonicalBytes(const xercesc::DOMElement& element, const xercesc::DOMNode* omitted,
-                               DoubtfulNames* doubtful)
+CanonicalBytes::CanonicalBytes(const xercesc::DOMElement& element, const xercesc::DOMNode* omitted)
     : TXFMBase(element.getOwnerDocument()),
       document_(element.getOwnerDocument()),
-      canonicaliser_(element, omitted),
-      doubtful_(doubtful) {}
+      canonicaliser_(element, omitted) {}
 
 void CanonicalBytes::setInput(TXFMBase* newInput) {
   // The chain deletes the input through this.
@@ -24,8 +22,6 @@ unsigned int CanonicalBytes::readBytes(XMLByte* const toFill, const unsigned int
   if (count > 0) {
     std::memcpy(toFill, run_.data(), count);
     run_.remove_prefix(count);
-  } else if (doubtful_ != nullptr) {
-    *doubtful_ = canonicaliser_.doubtfulNames();
   }
   return static_cast<unsigned int>(count);
 }

@@ -13,9 +13,8 @@ namespace vorn {
  */
 class CanonicalBytes : public TXFMBase {
  public:
-  /** As Canonicaliser. `doubtful`, if given, gets what was met of that kind. */
-  CanonicalBytes(const xercesc::DOMElement& element, const xercesc::DOMNode* omitted,
-                 DoubtfulNames* doubtful);
+  /** As Canonicaliser. */
+  CanonicalBytes(const xercesc::DOMElement& element, const xercesc::DOMNode* omitted);
 
   void setInput(TXFMBase* newInput) override;
   ioType getInputType() const override { return DOM_NODES; }
@@ -27,7 +26,6 @@ class CanonicalBytes : public TXFMBase {
  private:
   xercesc::DOMDocument* document_;
   Canonicaliser canonicaliser_;
-  DoubtfulNames* doubtful_;
   std::string_view run_;
 };
 

@@ -96,7 +96,6 @@ void Canonicaliser::startElement(const DOMNode& element) {
   if (&element == apex_) declareInherited();
   declareNamespaces(element);
   if (&element == apex_) settleDeclarations();
-  noteUndeclared(QualifiedName(viewOf(element.getNodeName())).prefix);
   collectAttributes(element);
   if (&element == apex_) collectInherited();
   writeNamespaces();
@@ -121,10 +120,6 @@ void Canonicaliser::declareNamespaces(const DOMNode& element) {
         if (!name.isDeclaration()) return;
         const NamespaceScope::Declaration declaration{name.declaredPrefix(), valueOf(attribute)};
         if (isForbiddenDeclaration(declaration.prefix, declaration.uri)) return;
-        if (doubtful_.relativeNamespace.empty() && isRelativeUri(declaration.uri))
-          doubtful_.relativeNamespace = toUtf8(attribute.getNodeValue());
-        if (doubtful_.ampersandNamespace.empty() && declaration.uri.find(u'&') != std::u16string_view::npos)
-          doubtful_.ampersandNamespace = toUtf8(attribute.getNodeValue());
         if (scope_.declare(declaration)) declarations_.push_back(declaration);
       });
 }
@@ -148,16 +143,8 @@ void Canonicaliser::collectAttributes(const DOMNode& element) {
         const std::u16string_view uri =
             name.isXml() ? kXmlNamespace
                          : (name.prefix.empty() ? std::u16string_view() : scope_.find(name.prefix));
-        if (uri.empty()) noteUndeclared(name.prefix);
         attributes_.push_back({uri, uri.empty() ? name.whole : name.local, &attribute});
       });
-}
-
-void Canonicaliser::noteUndeclared(std::u16string_view prefix) {
-  if (prefix.empty() || !doubtful_.undeclaredPrefix.empty() || prefix == u"xml" ||
-      !scope_.find(prefix).empty())
-    return;
-  doubtful_.undeclaredPrefix = toUtf8(std::u16string(prefix).c_str());
 }
 
 /** Attributes like xml:lang hold for all that is inside; the nearest of a name counts. */

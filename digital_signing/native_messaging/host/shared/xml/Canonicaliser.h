@@ -10,13 +10,6 @@
 
 namespace vorn {
 
-/** What some verifiers refuse: of each kind the first that was met, as UTF-8, or the empty text. */
-struct DoubtfulNames {
-  std::string relativeNamespace;  /**< a namespace name without a scheme */
-  std::string ampersandNamespace; /**< a namespace name that holds "&" */
-  std::string undeclaredPrefix;
-};
-
 /**
  * Canonical XML 1.0 without comments of one element and all that it holds, less one node, as bytes.
  *
@@ -35,9 +28,6 @@ class Canonicaliser {
   /** The next run of bytes, valid until the next call; empty when all has been read. */
   std::string_view next();
 
-  /** In what has been read so far. */
-  const DoubtfulNames& doubtfulNames() const { return doubtful_; }
-
  private:
   struct Attribute {
     std::u16string_view uri;
@@ -53,7 +43,6 @@ class Canonicaliser {
   void settleDeclarations();
   void collectAttributes(const xercesc::DOMNode& element);
   void collectInherited();
-  void noteUndeclared(std::u16string_view prefix);
   void writeNamespaces();
   void writeAttributes();
 
@@ -62,7 +51,6 @@ class Canonicaliser {
   TreeWalk<const xercesc::DOMNode> walk_;
   std::string out_;
   NamespaceScope scope_;
-  DoubtfulNames doubtful_;
   // Of the element being started; members so that they need not be allocated for each.
   std::vector<NamespaceScope::Declaration> declarations_;
   std::vector<Attribute> attributes_;

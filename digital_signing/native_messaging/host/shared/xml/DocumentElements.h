@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <xercesc/util/XercesDefs.hpp>
 
@@ -44,6 +45,12 @@ class ElementIndex {
   std::size_t size() const { return names_.size(); }
 
   NamedElements find(const std::string& name) const;
+
+  /** Calls `visit` with each name, of attributes too, and its elements. */
+  template <typename Visit>
+  void forEach(Visit visit) const {
+    for (const auto& [name, elements] : names_) visit(std::u16string_view(name), elements);
+  }
 
   /**
    * Drops the index of the document, if there is one: to be called before elements are renamed or removed.

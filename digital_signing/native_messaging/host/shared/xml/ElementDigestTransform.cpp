@@ -7,7 +7,7 @@
 namespace vorn {
 
 void ElementDigestTransform::appendTransformer(TXFMChain* chain) {
-  chain->appendTxfm(new CanonicalBytes(element_, &signature_, &doubtful_));
+  chain->appendTxfm(new CanonicalBytes(element_, &signature_));
 }
 
 }  // namespace vorn

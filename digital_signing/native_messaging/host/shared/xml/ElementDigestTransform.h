@@ -2,7 +2,7 @@
 
 #include <xsec/dsig/DSIGTransform.hpp>
 
-#include "shared/xml/Canonicaliser.h"
+#include <xercesc/dom/DOMElement.hpp>
 
 namespace vorn {
 
@@ -19,10 +19,8 @@ namespace vorn {
  */
 class ElementDigestTransform : public DSIGTransform {
  public:
-  /** `doubtful` gets what was met of that kind; it has to outlive the transform. */
-  ElementDigestTransform(const xercesc::DOMElement& element, const xercesc::DOMNode& signature,
-                         DoubtfulNames& doubtful)
-      : DSIGTransform(nullptr), element_(element), signature_(signature), doubtful_(doubtful) {}
+  ElementDigestTransform(const xercesc::DOMElement& element, const xercesc::DOMNode& signature)
+      : DSIGTransform(nullptr), element_(element), signature_(signature) {}
 
   void appendTransformer(TXFMChain* chain) override;
   /** There is none to make: the document holds the elements already. */
@@ -32,7 +30,6 @@ class ElementDigestTransform : public DSIGTransform {
  private:
   const xercesc::DOMElement& element_;
   const xercesc::DOMNode& signature_;
-  DoubtfulNames& doubtful_;
 };
 
 }  // namespace vorn

@@ -31,6 +31,19 @@ bool holdsZeroCharacter(std::string_view bytes, std::size_t size) {
   return false;
 }
 
+/** Whether some reference to a character may be one to the carriage return. */
+bool mayHoldCarriageReturns(std::string_view bytes) {
+  if (characterSize(bytes) != 1) return true;
+  for (std::size_t at = bytes.find("&#"); at != std::string_view::npos; at = bytes.find("&#", at + 2)) {
+    std::string_view number = bytes.substr(at + 2, bytes.find(';', at) - at - 2);
+    const bool isHexadecimal = number.starts_with('x');
+    if (isHexadecimal) number.remove_prefix(1);
+    number.remove_prefix(std::min(number.find_first_not_of('0'), number.size()));
+    if (isHexadecimal ? number == "D" || number == "d" : number == "13") return true;
+  }
+  return false;
+}
+
 /**
  * Behind the root element the parser takes a character U+0000, or bytes that make no character, for the end
  * of the document, and drops what follows without a word. This check and the one for UTF-8 see to it that
@@ -53,6 +66,7 @@ ParsedDocument::ParsedDocument(std::string_view bytes) : memory_(ParserLimits::m
   parser_.parse(source);
   if (viewOf(document().getInputEncoding()) == u"UTF-8" && !isValidUtf8(bytes))
     throw XMLDataParsingException("Request XML data is not valid UTF-8");
+  traits_ = {parser_.deepestElement(), parser_.declaresNamespacesBelowRoot(), mayHoldCarriageReturns(bytes)};
 }
 
 }  // namespace vorn

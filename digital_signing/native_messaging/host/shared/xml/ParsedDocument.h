@@ -3,6 +3,7 @@
 #include <string_view>
 
 #include "shared/xml/DocumentParser.h"
+#include "shared/xml/DocumentTraits.h"
 #include "shared/xml/ParserMemory.h"
 
 namespace vorn {
@@ -20,11 +21,14 @@ class ParsedDocument {
   explicit ParsedDocument(std::string_view bytes);
 
   xercesc::DOMDocument& document() { return *parser_.getDocument(); }
+  const ElementIndex& names() const { return parser_.index(); }
+  const DocumentTraits& traits() const { return traits_; }
 
  private:
   // The parser and its document lie in this memory, so it has to go last.
   ParserMemory memory_;
   DocumentParser parser_{memory_};
+  DocumentTraits traits_;
 };
 
 }  // namespace vorn

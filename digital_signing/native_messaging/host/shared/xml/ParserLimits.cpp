@@ -40,7 +40,8 @@ void ParserLimits::refuse(const std::string& reason) const {
 }
 
 void ParserLimits::enterElement(XMLSize_t attributeCount) {
-  if (++elementDepth_ > kMaximumElementDepth)
+  if (++elementDepth_ > deepestElement_) deepestElement_ = elementDepth_;
+  if (elementDepth_ > kMaximumElementDepth)
     throw InvalidXMLDataException("Request XML data is invalid. Elements are nested too deeply");
   if (attributeCount > kMaximumAttributes) refuse("An element has too many attributes");
 }

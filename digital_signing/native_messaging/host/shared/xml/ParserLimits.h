@@ -40,6 +40,8 @@ class ParserLimits {
 
   void enterElement(XMLSize_t attributeCount);
   void leaveElement() { --elementDepth_; }
+  /** Of all elements so far. */
+  unsigned deepestElement() const { return deepestElement_; }
   void enterEntity(XMLSize_t length);
   void leaveEntity() { --entityDepth_; }
   void declareEntity(XMLSize_t length);
@@ -57,6 +59,7 @@ class ParserLimits {
   XMLSize_t longestEntity_ = 0;
   XMLSize_t expandedText_ = 0;
   unsigned elementDepth_ = 0;
+  unsigned deepestElement_ = 0;
   unsigned entityDepth_ = 0;
   unsigned attributeDefinitions_ = 0;
 };

@@ -27,10 +27,4 @@ struct QualifiedName {
  */
 bool isForbiddenDeclaration(std::u16string_view prefix, std::u16string_view uri);
 
-/**
- * Whether a namespace name is a URI reference without a scheme. The empty
- * one is not: it means "no namespace".
- */
-bool isRelativeUri(std::u16string_view uri);
-
 }  // namespace vorn

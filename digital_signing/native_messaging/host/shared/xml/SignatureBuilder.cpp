@@ -81,7 +81,7 @@ void SignatureBuilder::addSignature(const XMLCh* signatureMethodURI, const XMLCh
   // From here on the three are only what the document says.
   DSIGTransformList* transforms = reference->getTransforms();
   while (!transforms->empty()) transforms->removeTransform(transforms->getSize() - 1);
-  transforms->addTransform(new ElementDigestTransform(element_, *signatureElement, doubtful_));
+  transforms->addTransform(new ElementDigestTransform(element_, *signatureElement));
 }
 
 void SignatureBuilder::setSigningKey(std::unique_ptr<XSECCryptoKey> key) {

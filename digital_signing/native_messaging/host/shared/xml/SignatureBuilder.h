@@ -4,7 +4,6 @@
 #include <string>
 #include <xercesc/util/XercesDefs.hpp>
 
-#include "shared/xml/Canonicaliser.h"
 #include "shared/xml/SignatureProvider.h"
 
 class DSIGSignature;
@@ -41,8 +40,6 @@ class SignatureBuilder {
 
   /** After `sign`: the digest of the element, in base64. */
   const std::string& digest() const { return digest_; }
-  /** After `sign`: what some verifiers refuse in what was signed. */
-  const DoubtfulNames& doubtfulNames() const { return doubtful_; }
 
  private:
   SignatureProvider provider_;
@@ -51,7 +48,6 @@ class SignatureBuilder {
   xercesc::DOMElement& element_;
   std::string elementName_;
   std::string digest_;
-  DoubtfulNames doubtful_;
 };
 
 }  // namespace vorn

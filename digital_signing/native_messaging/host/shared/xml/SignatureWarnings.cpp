@@ -1,15 +1,16 @@
 #include "shared/xml/SignatureWarnings.h"
 
-#include <log4cplus/loggingmacros.h>
-
-#include <map>
-#include <string_view>
-#include <xercesc/dom/DOMAttr.hpp>
+#include <algorithm>
+#include <unordered_map>
+#include <unordered_set>
 #include <xercesc/dom/DOMDocument.hpp>
 #include <xercesc/dom/DOMElement.hpp>
 #include <xercesc/dom/DOMNamedNodeMap.hpp>
 
-#include "shared/xml/NodeText.h"
+#include "shared/xml/DocumentElements.h"
+#include "shared/xml/NamespaceCheck.h"
+#include "shared/xml/ParsedDocument.h"
+#include "shared/xml/PartCheck.h"
 #include "shared/xml/QualifiedName.h"
 #include "shared/xml/XmlText.h"
 
@@ -19,89 +20,166 @@ using xercesc::DOMNode;
 
 namespace {
 
-const DOMNode* ancestorNamed(const DOMNode& node, std::u16string_view name) {
-  const DOMNode* ancestor = node.getParentNode();
-  while (ancestor != nullptr && viewOf(ancestor->getNodeName()) != name) ancestor = ancestor->getParentNode();
-  return ancestor;
+// Of libxml2 unless it is told to be patient: lxml, PHP and xmlsec 1.3 leave it so.
+constexpr unsigned kDeepestOfLibxml2 = 256;
+// From the signed element down to the XPath element of its signature.
+constexpr unsigned kLevelsOfSignature = 6;
+// Of the JDK.
+constexpr std::size_t kLongestNameOfJdk = 1000;
+
+constexpr const char* kParts[] = {"CounterpartData", "RenderedData"};
+
+/** What the names that occur in a document tell. */
+struct NamesSeen {
+  bool xmlAttributes = false; /**< xml:lang and its like */
+  bool signatures = false;
+  bool overlong = false; /**< of elements */
+  bool withPrefix = false;
+};
+
+NamesSeen namesOf(const ElementIndex& index) {
+  NamesSeen seen;
+  index.forEach([&seen](std::u16string_view whole, const NamedElements& elements) {
+    const QualifiedName name(whole);
+    seen.xmlAttributes = seen.xmlAttributes || name.isXml();
+    seen.signatures = seen.signatures || name.local == u"Signature";
+    seen.overlong = seen.overlong || (elements.count > 0 && whole.size() > kLongestNameOfJdk);
+    seen.withPrefix = seen.withPrefix || whole.find(u':') != std::u16string_view::npos;
+  });
+  return seen;
 }
 
-bool hasDefaultNamespace(const xercesc::DOMElement& element) {
-  for (const DOMNode* node = &element; node != nullptr; node = node->getParentNode()) {
-    if (node->getNodeType() != DOMNode::ELEMENT_NODE) continue;
-    const auto* declaration = static_cast<const xercesc::DOMElement*>(node)->getAttributeNode(u"xmlns");
-    if (declaration != nullptr) return !viewOf(declaration->getValue()).empty();
+class Warnings {
+ public:
+  Warnings(ParsedDocument& parsed, SigningStage stage)
+      : parsed_(parsed), document_(parsed.document()), stage_(stage), names_(namesOf(parsed.names())) {}
+
+  void ofDocument() {
+    if (document_.getDoctype() != nullptr)
+      add("document-type", "The document has a document type: verifiers that guard themselves refuse it");
+    if (viewOf(document_.getXmlVersion()) == u"1.1")
+      add("xml-1.1", "The document is XML 1.1: .NET and others cannot read it");
+    if (names_.overlong)
+      add("long-name", "The name of an element is longer than 1,000 characters: the JDK refuses it");
+    ofNamespaces();
+    ofDepth();
   }
-  return false;
-}
 
-/**
- * Whether the last element inside is a signature: that is where an enveloped one stands, ours at any rate.
- */
-bool endsWithSignature(const xercesc::DOMElement& element) {
-  const DOMNode* last = element.getLastChild();
-  while (last != nullptr && last->getNodeType() != DOMNode::ELEMENT_NODE) last = last->getPreviousSibling();
-  return last != nullptr && QualifiedName(viewOf(last->getNodeName())).local == u"Signature";
-}
-
-/**
- * An attribute like xml:lang that some verifiers inherit wrongly, or the empty text: one that stands with
- * different values on the element and above it, or one above an element that has others.
- */
-std::string doubtfulXmlAttribute(const xercesc::DOMElement& element) {
-  std::map<std::u16string_view, std::u16string_view> seen;
-  bool hasOwn = false;
-  for (const DOMNode* node = &element; node != nullptr; node = node->getParentNode()) {
-    const xercesc::DOMNamedNodeMap* attributes = node->getAttributes();
-    const XMLSize_t count = attributes != nullptr ? attributes->getLength() : 0;
-    for (XMLSize_t i = 0; i < count; ++i) {
-      const DOMNode& attribute = *attributes->item(i);
-      const std::u16string_view name = viewOf(attribute.getNodeName());
-      if (!QualifiedName(name).isXml()) continue;
-      const auto [entry, isNew] = seen.try_emplace(name, valueOf(attribute));
-      if (isNew ? hasOwn && node != &element : entry->second != valueOf(attribute))
-        return toUtf8(name.data());
-      hasOwn = hasOwn || node == &element;
+  void ofPart(const std::string& name) {
+    const NamedElements found = findElements(document_, name);
+    if (found.count != 1) return;
+    const xercesc::DOMElement& element = *found.first;
+    const std::string part = "<" + name + ">";
+    if (hasDefaultNamespace(element)) {
+      add("default-namespace", "A default namespace is in scope on " + part +
+                                   ": verifiers that read namespaces find no element of this name");
+    }
+    if (name == "RenderedData" && isInside(element, u"CounterpartData"))
+      add("nested-parts", "<RenderedData> lies inside <CounterpartData>: its signature breaks the first one");
+    ofSignaturesInside(element, part);
+    const bool mayHoldReturns = parsed_.traits().mayHoldCarriageReturns || document_.getDoctype() != nullptr;
+    if (!names_.xmlAttributes && !namespaces_.hasAmpersand && !mayHoldReturns) return;
+    const PartFindings inside = checkPart(element);
+    if (!inside.xmlAttribute.empty()) {
+      add("xml-attributes", inside.xmlAttribute + " is in scope around or inside " + part +
+                                " in a way that the JDK inherits wrongly: it refuses the signature");
+    }
+    if (!inside.ampersandUri.empty()) {
+      add("namespace-ampersand", "The namespace name '" + inside.ampersandUri + "' in scope in " + part +
+                                     " holds an ampersand: verifiers with libxml2 and others refuse it");
+    }
+    if (inside.hasCarriageReturn) {
+      add("carriage-return",
+          part + " holds a carriage return: .NET, and whoever writes the document anew, loses it");
     }
   }
-  return {};
-}
+
+  void ofAlgorithm(SignatureAlgorithm algorithm) {
+    if (algorithm == SignatureAlgorithm::RSA_SHA1)
+      add("sha1", "RSA_SHA1 is weak: the JDK and others refuse it");
+  }
+
+  std::vector<SignatureWarning> take() && { return std::move(warnings_); }
+
+ private:
+  void add(std::string_view code, std::string text) { warnings_.push_back({code, std::move(text)}); }
+
+  void ofNamespaces() {
+    const xercesc::DOMElement& root = *document_.getDocumentElement();
+    const bool isSettledByRoot =
+        !parsed_.traits().declaresNamespacesBelowRoot && (!names_.withPrefix || declaresAllPrefixes(root));
+    namespaces_ = checkNamespaces(root, isSettledByRoot ? NamespaceRange::kElement : NamespaceRange::kTree);
+    if (!namespaces_.malformed.empty()) {
+      add("namespace-form",
+          "The document is no XML where namespaces are read, as by the JDK: " + namespaces_.malformed);
+    }
+    if (!namespaces_.oddUri.empty()) {
+      add("namespace-name", "The namespace name '" + namespaces_.oddUri +
+                                "' is relative, or no URI: verifiers with libxml2 refuse both signatures");
+    }
+  }
+
+  /** Whether nothing about any prefix of the document can be wrong that does not show on its root. */
+  bool declaresAllPrefixes(const xercesc::DOMElement& root) const {
+    std::unordered_set<std::u16string_view> declared;
+    std::unordered_set<std::u16string_view> uris;
+    const xercesc::DOMNamedNodeMap& attributes = *root.getAttributes();
+    for (XMLSize_t i = 0; i < attributes.getLength(); ++i) {
+      const QualifiedName name(viewOf(attributes.item(i)->getNodeName()));
+      if (name.prefix != u"xmlns") continue;
+      declared.insert(name.local);
+      // Two prefixes for one name can make one attribute of two.
+      if (!uris.insert(viewOf(attributes.item(i)->getNodeValue())).second) return false;
+    }
+    bool all = true;
+    parsed_.names().forEach([&](std::u16string_view whole, const NamedElements&) {
+      const QualifiedName name(whole);
+      if (name.isDeclaration() || name.isXml() || whole.find(u':') == std::u16string_view::npos) return;
+      all = all && !name.prefix.empty() && name.local.find(u':') == std::u16string_view::npos &&
+            declared.contains(name.prefix);
+    });
+    return all;
+  }
+
+  void ofDepth() {
+    unsigned depth = parsed_.traits().depth;
+    for (const char* name : kParts) {
+      const NamedElements found = findElements(document_, name);
+      if (stage_ == SigningStage::kBefore && found.count == 1)
+        depth = std::max(depth, levelOf(*found.first) + kLevelsOfSignature);
+    }
+    if (depth > kDeepestOfLibxml2) {
+      add("deep-nesting", "Elements are nested " + std::to_string(depth) +
+                              " deep with the signatures: lxml, PHP and xmlsec 1.3 refuse more than 256");
+    }
+  }
+
+  void ofSignaturesInside(const xercesc::DOMElement& element, const std::string& part) {
+    if (!names_.signatures) return;
+    const std::size_t count = countSignatures(element);
+    if (stage_ == SigningStage::kBefore && count > 0)
+      add("signed-already", part + " is signed already: its earlier signature will not verify any more");
+    if (stage_ == SigningStage::kAfter && count > 1)
+      add("signed-already", part + " was signed before: of its signatures only the last can verify");
+  }
+
+  ParsedDocument& parsed_;
+  const xercesc::DOMDocument& document_;
+  const SigningStage stage_;
+  const NamesSeen names_;
+  NamespaceFaults namespaces_;
+  std::vector<SignatureWarning> warnings_;
+};
 
 }  // namespace
 
-void warnOfVerifiers(const log4cplus::Logger& logger, const xercesc::DOMElement& element,
-                     const std::string& name) {
-  if (hasDefaultNamespace(element)) {
-    LOG4CPLUS_WARN(logger, "A default namespace is in scope on <"
-                               << name << ">: namespace-aware verifiers will not find <" << name << ">");
-  }
-  if (name == "RenderedData" && ancestorNamed(element, u"CounterpartData") != nullptr) {
-    LOG4CPLUS_WARN(logger,
-                   "<RenderedData> lies inside <CounterpartData>: its signature breaks the first one");
-  }
-  if (endsWithSignature(element))
-    LOG4CPLUS_WARN(logger, "<" << name << "> holds a signature already: the new one breaks it");
-  if (const std::string attribute = doubtfulXmlAttribute(element); !attribute.empty()) {
-    LOG4CPLUS_WARN(logger, attribute << " stands above <" << name
-                                     << "> with another xml: attribute on the way: some verifiers refuse it");
-  }
-  if (viewOf(element.getOwnerDocument()->getXmlVersion()) == u"1.1")
-    LOG4CPLUS_WARN(logger, "The document is XML 1.1: verifiers may refuse it");
-}
-
-void warnOfNames(const log4cplus::Logger& logger, const std::string& name, const DoubtfulNames& doubtful) {
-  if (!doubtful.relativeNamespace.empty()) {
-    LOG4CPLUS_WARN(logger, "The namespace name '" << doubtful.relativeNamespace << "' in the document of <"
-                                                  << name << "> is relative: verifiers refuse it");
-  }
-  if (!doubtful.ampersandNamespace.empty()) {
-    LOG4CPLUS_WARN(logger, "The namespace name '" << doubtful.ampersandNamespace << "' in the document of <"
-                                                  << name
-                                                  << "> holds an ampersand: some verifiers refuse it");
-  }
-  if (!doubtful.undeclaredPrefix.empty()) {
-    LOG4CPLUS_WARN(logger, "The prefix '" << doubtful.undeclaredPrefix << "' in <" << name
-                                          << "> is not declared: some verifiers refuse it");
-  }
+std::vector<SignatureWarning> warningsOf(ParsedDocument& parsed, SigningStage stage,
+                                         std::optional<SignatureAlgorithm> algorithm) {
+  Warnings warnings(parsed, stage);
+  warnings.ofDocument();
+  for (const char* name : kParts) warnings.ofPart(name);
+  if (algorithm) warnings.ofAlgorithm(*algorithm);
+  return std::move(warnings).take();
 }
 
 }  // namespace vorn

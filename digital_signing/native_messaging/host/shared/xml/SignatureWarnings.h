@@ -1,24 +1,34 @@
 #pragma once
 
-#include <log4cplus/logger.h>
-
+#include <optional>
 #include <string>
-#include <xercesc/util/XercesDefs.hpp>
+#include <string_view>
+#include <vector>
 
-#include "shared/xml/Canonicaliser.h"
-
-XERCES_CPP_NAMESPACE_BEGIN
-class DOMElement;
-XERCES_CPP_NAMESPACE_END
+#include "shared/SignatureAlgorithm.h"
 
 namespace vorn {
 
+class ParsedDocument;
+
+/** Why some or all verifiers will refuse a document, or its signature, for a reason that lies in the
+ * document. */
+struct SignatureWarning {
+  std::string_view code; /**< for programs: never changes its meaning */
+  std::string text;      /**< for people: a sentence in UTF-8, which may quote the document */
+};
+
+enum class SigningStage {
+  kBefore, /**< both signatures are still to come */
+  kAfter,  /**< they are the last in their elements */
+};
+
 /**
- * Documents that are signed as asked but that some or all verifiers will refuse for a reason that lies in the
- * document. Each is logged at WARN, with the name of the signed element.
+ * All that there is to warn of, in no order that matters. The document is as it was parsed. `algorithm`, if
+ * given, is that of the signatures. Costs next to nothing, unless the document has what is warned of or
+ * something near it; then a walk through it.
  */
-void warnOfVerifiers(const log4cplus::Logger& logger, const xercesc::DOMElement& element,
-                     const std::string& name);
-void warnOfNames(const log4cplus::Logger& logger, const std::string& name, const DoubtfulNames& doubtful);
+std::vector<SignatureWarning> warningsOf(ParsedDocument& parsed, SigningStage stage,
+                                         std::optional<SignatureAlgorithm> algorithm = std::nullopt);
 
 }  // namespace vorn

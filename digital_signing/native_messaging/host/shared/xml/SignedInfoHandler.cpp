@@ -45,7 +45,7 @@ class SignedInfoHandler : public DSIGAlgorithmHandlerDefault {
         dynamic_cast<const xercesc::DOMElement*>(source != nullptr ? source->getFragmentNode() : nullptr);
     if (signedInfo == nullptr)
       throw XSECException(XSECException::SigningError, "what is to be signed is not where it was expected");
-    return new CanonicalBytes(*signedInfo, nullptr, nullptr);
+    return new CanonicalBytes(*signedInfo, nullptr);
   }
 };
 

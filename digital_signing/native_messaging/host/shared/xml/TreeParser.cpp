@@ -22,6 +22,14 @@ namespace {
 // In UTF-16 units; a longer text goes into its node in several portions.
 constexpr std::size_t kTextPortion = std::size_t{32} << 10;
 
+bool declaresNamespace(const xercesc::RefVectorOf<xercesc::XMLAttr>& attributes, XMLSize_t count) {
+  for (XMLSize_t i = 0; i < count; ++i) {
+    const XMLCh* const name = attributes.elementAt(i)->getName();
+    if (*name == u'x' && viewOf(name).starts_with(u"xmlns")) return true;
+  }
+  return false;
+}
+
 }  // namespace
 
 TreeParser::TreeParser(ParserMemory& memory)
@@ -36,6 +44,7 @@ void TreeParser::startElement(const xercesc::XMLElementDecl& declaration, unsign
                               const XMLCh* prefix, const xercesc::RefVectorOf<xercesc::XMLAttr>& attributes,
                               XMLSize_t attributeCount, bool isEmpty, bool isRoot) {
   limits_.enterElement(attributeCount);
+  if (!isRoot && !declaresBelowRoot_) declaresBelowRoot_ = declaresNamespace(attributes, attributeCount);
   addText();
   xercesc::DOMElementImpl* const parent = currentElement();
   if (parent == nullptr || declaration.hasAttDefs()) {

@@ -38,6 +38,12 @@ class TreeParser : public xercesc::XercesDOMParser {
   void startEntityReference(const xercesc::XMLEntityDecl& declaration) override;
   void endEntityReference(const xercesc::XMLEntityDecl& declaration) override;
 
+  /** The names of elements and attributes that the document has, and the elements of each. */
+  const ElementIndex& index() const { return index_; }
+  unsigned deepestElement() const { return limits_.deepestElement(); }
+  /** Whether another element than the root declares a namespace. */
+  bool declaresNamespacesBelowRoot() const { return declaresBelowRoot_; }
+
  protected:
   xercesc::DOMElement* createElement(const XMLCh* name) override;
   xercesc::DOMAttr* createAttr(const XMLCh* name) override;
@@ -55,6 +61,7 @@ class TreeParser : public xercesc::XercesDOMParser {
 
   ParserLimits limits_;
   ElementIndex index_;
+  bool declaresBelowRoot_ = false;
   // Text that has come since the last node; the scanner hands it over in pieces.
   std::u16string text_;
 };

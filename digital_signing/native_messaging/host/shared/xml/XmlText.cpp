@@ -5,8 +5,12 @@
 namespace vorn {
 
 std::string toUtf8(const XMLCh* text) {
-  if (text == nullptr || *text == 0) return {};
-  const xercesc::TranscodeToStr converted(text, "UTF-8");
+  return toUtf8(viewOf(text));
+}
+
+std::string toUtf8(std::u16string_view text) {
+  if (text.empty()) return {};
+  const xercesc::TranscodeToStr converted(text.data(), text.size(), "UTF-8");
   return {reinterpret_cast<const char*>(converted.str()), converted.length()};
 }
 

@@ -11,6 +11,7 @@ namespace vorn {
  * else. A null pointer is an empty text.
  */
 std::string toUtf8(const XMLCh* text);
+std::string toUtf8(std::u16string_view text);
 std::u16string toUtf16(const std::string& text);
 
 /** A view of a zero-ended text of the XML libraries; empty for a null pointer. */

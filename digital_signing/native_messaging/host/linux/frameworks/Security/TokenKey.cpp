@@ -6,7 +6,7 @@
 
 #include <algorithm>
 
-#include "linux/frameworks/Security/KeyStoreLock.h"
+#include "linux/frameworks/Security/OpenStores.h"
 #include "linux/frameworks/Security/TokenLogin.h"
 
 namespace vorn::frameworks {
@@ -33,7 +33,8 @@ std::size_t modulusLengthOf(der::Bytes publicKey) {
 
 Token describeToken(PK11SlotInfo* slot) {
   return {PK11_GetTokenName(slot),
-          PK11_NeedLogin(slot) != PR_FALSE && PK11_IsLoggedIn(slot, nullptr) == PR_FALSE};
+          PK11_NeedLogin(slot) != PR_FALSE && PK11_IsLoggedIn(slot, nullptr) == PR_FALSE,
+          OpenStores::instance().placeOf(slot)};
 }
 
 TokenKey::TokenKey(Slot slot, PrivateKeyHandle key)
@@ -139,7 +140,8 @@ void TokenKey::forget() const {
  */
 SECKEYPrivateKey* TokenKey::quickKey() const {
   if (wantsPinEachTime_ || PK11_IsInternal(slot_.get()) == PR_FALSE) return key_.get();
-  if (std::vector<std::int64_t> state = keyStoreState(); copy_ == nullptr || copiedFrom_ != state) {
+  if (std::vector<std::int64_t> state = OpenStores::instance().stateOf(slot_.get());
+      copy_ == nullptr || copiedFrom_ != state) {
     copy_.reset(PK11_CopyTokenPrivKeyToSessionPrivKey(nullptr, key_.get()));
     cacheFlags(copy_);
     copiedFrom_ = std::move(state);
@@ -151,7 +153,7 @@ std::variant<std::vector<std::uint8_t>, NssError> TokenKey::sign(der::Bytes inpu
                                                                  const x509::Certificate& certificate) const {
   // Some failures in NSS leave no error of their own, and an older one must not speak for them.
   PR_SetError(SEC_ERROR_LIBRARY_FAILURE, 0);
-  if (PK11_IsInternal(slot_.get()) != PR_FALSE && !waitForKeyStore()) {
+  if (!OpenStores::instance().waitUntilFree(slot_.get())) {
     PR_SetError(SEC_ERROR_BAD_DATABASE, 0);
     return lastNssError();
   }

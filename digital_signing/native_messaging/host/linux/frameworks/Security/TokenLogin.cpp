@@ -1,7 +1,5 @@
 #include "linux/frameworks/Security/TokenLogin.h"
 
-#include <log4cplus/logger.h>
-#include <log4cplus/loggingmacros.h>
 #include <prerror.h>
 #include <secerr.h>
 
@@ -9,11 +7,10 @@
 #include <vector>
 
 #include "linux/frameworks/Security/LoginQuestion.h"
+#include "linux/prompt/PromptLog.h"
 
 namespace vorn::frameworks {
 namespace {
-
-const log4cplus::Logger logger = log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("TokenLogin"));
 
 /** A token without a count of its own would let a program that answers the prompt try for ever. */
 constexpr int kMostQuestions = 5;
@@ -88,7 +85,8 @@ std::optional<NssError> TokenLogin::withPin(const x509::Certificate& certificate
     if (code == SEC_ERROR_LOCKED_PASSWORD) return question.locked();
     if (code == SEC_ERROR_EXPIRED_PASSWORD) return question.expired();
     if (!isRefused_) return lastNssError();
-    LOG4CPLUS_WARN(logger, "The token \"" << PK11_GetTokenName(slot_.get()) << "\" takes the PIN for wrong");
+    prompt::log(prompt::Weight::kWarning,
+                std::string("The token \"") + PK11_GetTokenName(slot_.get()) + "\" takes the PIN for wrong");
     pin_.wipe();
   }
 }

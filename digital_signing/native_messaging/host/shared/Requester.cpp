@@ -1,0 +1,52 @@
+#include "shared/Requester.h"
+
+#include <poll.h>
+
+#include <chrono>
+#include <optional>
+
+namespace vorn {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// Chromium kills a host two seconds after it has closed its input, Firefox three.
+constexpr std::chrono::seconds kPatience{3};
+
+requester::Ends ends;
+std::optional<Clock::time_point> endOfInput;
+
+/** Whether the other end is closed; what lies in the pipe does not matter. No descriptor is no news. */
+bool isClosed(int descriptor) {
+  pollfd end{descriptor, 0, 0};
+  return poll(&end, 1, 0) > 0 && (end.revents & (POLLHUP | POLLERR)) != 0;
+}
+
+}  // namespace
+
+namespace requester {
+
+void watch(const Ends& watchedEnds) {
+  ends = watchedEnds;
+}
+
+const Ends& watched() {
+  return ends;
+}
+
+bool hasEndedInput() {
+  if (!endOfInput && isClosed(ends.input)) endOfInput = Clock::now();
+  return endOfInput.has_value();
+}
+
+bool isGone() {
+  return isClosed(ends.output) || (hasEndedInput() && Clock::now() - *endOfInput > kPatience);
+}
+
+void requirePresent() {
+  if (isGone()) throw RequesterGoneException();
+}
+
+}  // namespace requester
+
+}  // namespace vorn

@@ -1,0 +1,95 @@
+#include "shared/xml/NamespaceCheck.h"
+
+#include <algorithm>
+#include <utility>
+#include <vector>
+#include <xercesc/dom/DOMElement.hpp>
+#include <xercesc/dom/DOMNamedNodeMap.hpp>
+
+#include "shared/xml/NamespaceScope.h"
+#include "shared/xml/NodeText.h"
+#include "shared/xml/QualifiedName.h"
+#include "shared/xml/TreeWalk.h"
+#include "shared/xml/Uri.h"
+
+namespace vorn {
+
+using xercesc::DOMNode;
+
+namespace {
+
+/** Reserved prefixes and names are bound to each other alone, and a prefix stands for something. */
+bool isLegalDeclaration(std::u16string_view prefix, std::u16string_view uri) {
+  if (prefix == u"xml") return uri == kXmlNamespace;
+  return !isForbiddenDeclaration(prefix, uri);
+}
+
+class NamespaceCheck {
+ public:
+  void enter(const DOMNode& element) {
+    scope_.open();
+    const xercesc::DOMNamedNodeMap& attributes = *element.getAttributes();
+    const XMLSize_t count = attributes.getLength();
+    for (XMLSize_t i = 0; i < count; ++i) {
+      const DOMNode& attribute = *attributes.item(i);
+      const QualifiedName name(viewOf(attribute.getNodeName()));
+      if (name.isDeclaration()) declare(name.declaredPrefix(), valueOf(attribute));
+    }
+    checkName(QualifiedName(viewOf(element.getNodeName())));
+    expanded_.clear();
+    for (XMLSize_t i = 0; i < count; ++i) {
+      const QualifiedName name(viewOf(attributes.item(i)->getNodeName()));
+      if (name.isDeclaration()) continue;
+      checkName(name);
+      if (!name.prefix.empty()) expanded_.emplace_back(scope_.find(name.prefix), name.local);
+    }
+    std::sort(expanded_.begin(), expanded_.end());
+    const auto twice = std::adjacent_find(expanded_.begin(), expanded_.end());
+    if (twice != expanded_.end())
+      note("the attribute '" + toUtf8(twice->second) + "' stands twice in an element, by two prefixes");
+  }
+
+  void leave() { scope_.close(); }
+
+  NamespaceFaults faults() && { return std::move(faults_); }
+
+ private:
+  void declare(std::u16string_view prefix, std::u16string_view uri) {
+    faults_.hasAmpersand = faults_.hasAmpersand || uri.find(u'&') != std::u16string_view::npos;
+    if (faults_.oddUri.empty() && !uri.empty() && !isAbsoluteUri(uri)) faults_.oddUri = toUtf8(uri);
+    if (isLegalDeclaration(prefix, uri))
+      scope_.declare({prefix, uri});
+    else
+      note("the prefix '" + toUtf8(prefix) + "' is declared as '" + toUtf8(uri) + "'");
+  }
+
+  void checkName(const QualifiedName& name) {
+    if (name.whole.find(u':') == std::u16string_view::npos) return;
+    if (name.prefix.empty() || name.local.find(u':') != std::u16string_view::npos)
+      note("'" + toUtf8(name.whole) + "' has a colon too many");
+    else if (!name.isXml() && scope_.find(name.prefix).empty())
+      note("the prefix '" + toUtf8(name.prefix) + "' is not declared");
+  }
+
+  void note(std::string fault) {
+    if (faults_.malformed.empty()) faults_.malformed = std::move(fault);
+  }
+
+  NamespaceScope scope_;
+  NamespaceFaults faults_;
+  std::vector<std::pair<std::u16string_view, std::u16string_view>> expanded_;  // namespace and local name
+};
+
+}  // namespace
+
+NamespaceFaults checkNamespaces(const xercesc::DOMElement& root, NamespaceRange range) {
+  NamespaceCheck check;
+  for (TreeWalk<const DOMNode> walk(&root); walk.node() != nullptr; walk.advance()) {
+    if (walk.node()->getNodeType() != DOMNode::ELEMENT_NODE) continue;
+    walk.leaving() ? check.leave() : check.enter(*walk.node());
+    if (range == NamespaceRange::kElement) break;
+  }
+  return std::move(check).faults();
+}
+
+}  // namespace vorn

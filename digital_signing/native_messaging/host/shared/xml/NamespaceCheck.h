@@ -1,0 +1,28 @@
+#pragma once
+
+#include <string>
+#include <xercesc/util/XercesDefs.hpp>
+
+XERCES_CPP_NAMESPACE_BEGIN
+class DOMElement;
+XERCES_CPP_NAMESPACE_END
+
+namespace vorn {
+
+/** What readers with namespace processing have against a document; of each kind the first, as UTF-8. */
+struct NamespaceFaults {
+  std::string malformed;     /**< why it is not namespace-well-formed, for people; empty if it is */
+  std::string oddUri;        /**< a namespace name that is relative, or no URI; empty if there is none */
+  bool hasAmpersand = false; /**< in a namespace name, anywhere */
+};
+
+/** How much is looked at. */
+enum class NamespaceRange {
+  kElement, /**< the declarations and names of one element */
+  kTree,    /**< all that is inside as well */
+};
+
+/** Checks a tree that was parsed without namespace processing. One pass without recursion. */
+NamespaceFaults checkNamespaces(const xercesc::DOMElement& root, NamespaceRange range);
+
+}  // namespace vorn

@@ -1,0 +1,173 @@
+#include "shared/xml/PartCheck.h"
+
+#include <algorithm>
+#include <unordered_map>
+#include <unordered_set>
+#include <vector>
+#include <xercesc/dom/DOMElement.hpp>
+#include <xercesc/dom/DOMNamedNodeMap.hpp>
+#include <xsec/dsig/DSIGConstants.hpp>
+
+#include "shared/xml/NodeText.h"
+#include "shared/xml/QualifiedName.h"
+#include "shared/xml/TreeWalk.h"
+
+namespace vorn {
+
+using xercesc::DOMNode;
+
+namespace {
+
+/** Calls `visit` with name and node of each attribute; other nodes than elements have none. */
+template <typename Visit>
+void forEachAttribute(const DOMNode& node, Visit visit) {
+  const xercesc::DOMNamedNodeMap* attributes = node.getAttributes();
+  const XMLSize_t count = attributes != nullptr ? attributes->getLength() : 0;
+  for (XMLSize_t i = 0; i < count; ++i) {
+    const DOMNode& attribute = *attributes->item(i);
+    visit(QualifiedName(viewOf(attribute.getNodeName())), attribute);
+  }
+}
+
+/** The declaration of the prefix on the node itself, or null. */
+const DOMNode* declarationOn(const DOMNode& node, std::u16string_view prefix) {
+  const DOMNode* declaration = nullptr;
+  forEachAttribute(node, [&](const QualifiedName& name, const DOMNode& attribute) {
+    if (name.isDeclaration() && name.declaredPrefix() == prefix) declaration = &attribute;
+  });
+  return declaration;
+}
+
+/** What the prefix stands for on the node, by a declaration there or above; empty if there is none. */
+std::u16string_view namespaceOf(const DOMNode& node, std::u16string_view prefix) {
+  for (const DOMNode* at = &node; at != nullptr; at = at->getParentNode())
+    if (const DOMNode* declaration = declarationOn(*at, prefix)) return valueOf(*declaration);
+  return {};
+}
+
+bool holdsCarriageReturn(std::u16string_view text) {
+  return text.find(u'\r') != std::u16string_view::npos;
+}
+
+class PartCheck {
+ public:
+  explicit PartCheck(const DOMNode& part) {
+    std::unordered_set<std::u16string_view> prefixes;
+    std::unordered_map<std::u16string_view, std::u16string_view> values;
+    for (const DOMNode* node = &part; node != nullptr; node = node->getParentNode()) {
+      forEachAttribute(
+          *node,
+          [&](const QualifiedName& name, const DOMNode& attribute) {
+            if (name.isDeclaration() && prefixes.insert(name.declaredPrefix()).second)
+              noteUri(valueOf(attribute));
+            if (!name.isXml()) return;
+            if (values.try_emplace(name.local, valueOf(attribute)).first->second != valueOf(attribute))
+              noteXmlAttribute(name.whole);
+            if (node != &part) ++inScope_[name.whole];
+          });
+    }
+  }
+
+  void enter(const DOMNode& node) {
+    switch (node.getNodeType()) {
+      case DOMNode::TEXT_NODE:
+      case DOMNode::CDATA_SECTION_NODE:
+        found_.hasCarriageReturn = found_.hasCarriageReturn || holdsCarriageReturn(textOf(node));
+        break;
+      case DOMNode::ELEMENT_NODE:
+        enterElement(node);
+        break;
+      default:
+        break;
+    }
+  }
+
+  void leave(const DOMNode& node) {
+    forEachAttribute(
+        node,
+        [this](const QualifiedName& name, const DOMNode&) {
+          if (!name.isXml()) return;
+          const auto entry = inScope_.find(name.whole);
+          if (--entry->second == 0) inScope_.erase(entry);
+        });
+  }
+
+  PartFindings findings() && { return std::move(found_); }
+
+ private:
+  void enterElement(const DOMNode& element) {
+    own_.clear();
+    forEachAttribute(element, [this](const QualifiedName& name, const DOMNode& attribute) {
+      const std::u16string_view value = valueOf(attribute);
+      found_.hasCarriageReturn = found_.hasCarriageReturn || holdsCarriageReturn(value);
+      if (name.isDeclaration()) noteUri(value);
+      if (name.isXml()) own_.push_back(name.whole);
+    });
+    if (own_.empty()) return;
+    std::sort(own_.begin(), own_.end());
+    for (const auto& [name, count] : inScope_) {
+      if (!found_.xmlAttribute.empty()) break;
+      if (!std::binary_search(own_.begin(), own_.end(), name)) noteXmlAttribute(name);
+    }
+    for (const std::u16string_view name : own_) ++inScope_[name];
+  }
+
+  void noteUri(std::u16string_view uri) {
+    if (found_.ampersandUri.empty() && uri.find(u'&') != std::u16string_view::npos)
+      found_.ampersandUri = toUtf8(uri);
+  }
+
+  void noteXmlAttribute(std::u16string_view name) {
+    if (found_.xmlAttribute.empty()) found_.xmlAttribute = toUtf8(name);
+  }
+
+  PartFindings found_;
+  // The xml: attributes of the elements above, with how many of these have them.
+  std::unordered_map<std::u16string_view, std::size_t> inScope_;
+  std::vector<std::u16string_view> own_;
+};
+
+}  // namespace
+
+PartFindings checkPart(const xercesc::DOMElement& element) {
+  PartCheck check(element);
+  for (TreeWalk<const DOMNode> walk(&element); walk.node() != nullptr; walk.advance())
+    walk.leaving() ? check.leave(*walk.node()) : check.enter(*walk.node());
+  return std::move(check).findings();
+}
+
+bool hasDefaultNamespace(const xercesc::DOMElement& element) {
+  return !namespaceOf(element, u"").empty();
+}
+
+bool isInside(const xercesc::DOMElement& element, std::u16string_view ancestorName) {
+  const DOMNode* ancestor = element.getParentNode();
+  while (ancestor != nullptr && viewOf(ancestor->getNodeName()) != ancestorName)
+    ancestor = ancestor->getParentNode();
+  return ancestor != nullptr;
+}
+
+unsigned levelOf(const xercesc::DOMElement& element) {
+  unsigned level = 0;
+  for (const DOMNode* node = &element; node != nullptr; node = node->getParentNode())
+    if (node->getNodeType() == DOMNode::ELEMENT_NODE) ++level;
+  return level;
+}
+
+std::size_t countSignatures(const xercesc::DOMElement& element) {
+  std::size_t count = 0;
+  std::unordered_map<std::u16string_view, std::u16string_view> inherited;  // each is looked for once
+  for (const DOMNode* node = element.getFirstChild(); node != nullptr; node = node->getNextSibling()) {
+    if (node->getNodeType() != DOMNode::ELEMENT_NODE) continue;
+    const QualifiedName name(viewOf(node->getNodeName()));
+    if (name.local != u"Signature") continue;
+    const auto [entry, isNew] = inherited.try_emplace(name.prefix);
+    if (isNew) entry->second = namespaceOf(element, name.prefix);
+    const DOMNode* const own = declarationOn(*node, name.prefix);
+    const std::u16string_view uri = own != nullptr ? valueOf(*own) : entry->second;
+    if (uri == viewOf(DSIGConstants::s_unicodeStrURIDSIG)) ++count;
+  }
+  return count;
+}
+
+}  // namespace vorn

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <xercesc/util/XercesDefs.hpp>
+
+XERCES_CPP_NAMESPACE_BEGIN
+class DOMElement;
+XERCES_CPP_NAMESPACE_END
+
+namespace vorn {
+
+/** What some verifiers stumble over in a signed element or around it; of each kind the first, as UTF-8. */
+struct PartFindings {
+  /**
+   * An attribute like xml:lang that the JDK inherits wrongly: with different values on two of the element and
+   * its ancestors, or in scope on an element inside that has others of them but not this one.
+   */
+  std::string xmlAttribute;
+  std::string ampersandUri; /**< a namespace name in scope that holds "&" */
+  bool hasCarriageReturn = false;
+};
+
+/** One pass over the element and what is inside, without recursion. */
+PartFindings checkPart(const xercesc::DOMElement& element);
+
+/** Whether a default namespace is in scope on the element. */
+bool hasDefaultNamespace(const xercesc::DOMElement& element);
+
+/** Whether an element of this name is above it. */
+bool isInside(const xercesc::DOMElement& element, std::u16string_view ancestorName);
+
+/** One for the root. */
+unsigned levelOf(const xercesc::DOMElement& element);
+
+/** XML signatures that are children of the element. */
+std::size_t countSignatures(const xercesc::DOMElement& element);
+
+}  // namespace vorn
