@@ -65,6 +65,7 @@ void addRegistration(CLI::App& app, int& status) {
 
   options = addCommand(app, command, "unregister", "Remove what register wrote", runUnregister, status);
   addPlaces(*command, *options);
+  command->add_option("--host", options->host, "Only manifests of this program file")->type_name("FILE");
 }
 
 void addUser(CLI::App& command, User& user, bool required) {
@@ -91,6 +92,11 @@ void addDiagnosis(CLI::App& app, int& status) {
       addCommand(app, command, "doctor", "Look for what keeps pages from signing, and say what to do",
                  runDoctor, status);
   command->add_flag("--json", doctor->json, "Answer in JSON");
+  command
+      ->add_option("-e,--extension-id", doctor->extensionIds,
+                   "An extension that is to start the host (repeatable)")
+      ->type_name("ID")
+      ->allow_extra_args(false);
   command
       ->add_option("--root", doctor->root,
                    "Folder that stands for / where browsers and manifests are looked for")

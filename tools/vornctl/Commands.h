@@ -24,6 +24,7 @@ struct RegisterOptions {
 
 struct DoctorOptions {
   bool json = false;
+  std::vector<std::string> extensionIds = {};
   std::string root = "/"; /**< as in RegisterOptions; the host is started where it really is */
 };
 
