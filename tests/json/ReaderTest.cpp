@@ -19,9 +19,9 @@ std::string read(const std::string& text) {
 }
 
 TEST(JsonReader, ReadsOddTexts) {
-  // Odd: empty slots; containers that fail, after which reading goes on where they broke; comments, also
-  // inside a word; numbers next to what follows; strings, in which \u takes four characters as a decimal
-  // byte.
+  // Odd: empty slots; containers that fail, after which reading goes on where they broke; comments,
+  // also inside a word; numbers next to what follows; strings, in which \u takes four characters as
+  // a decimal byte.
   const std::pair<std::string, std::string> cases[] = {
       {"{}garbage", "+{}"},
       {"", "-{}"},

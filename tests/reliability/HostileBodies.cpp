@@ -40,8 +40,8 @@ Hostile uses(const char* name, const std::string& subset, const std::string& tex
 
 std::string laughs(char sigil) {
   const std::string kind = sigil == '%' ? "% " : "";
-  // Within the internal subset a parameter entity can be named in another's value only by a character
-  // reference.
+  // Within the internal subset a parameter entity can be named in another's value only by
+  // a character reference.
   const std::string reference = sigil == '%' ? "&#37;" : "&";
   std::string subset = "<!ENTITY " + kind + "l0 '<!-- ha -->'>";
   for (std::size_t i = 1; i <= 9; ++i) {

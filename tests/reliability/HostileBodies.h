@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-/** Requests and documents made to cost more than their size. Each is made in about the number of bytes asked
- * for. */
+/** Requests and documents made to cost more than their size. Each is made in about the number of
+ * bytes asked for. */
 namespace reliability {
 
 struct Hostile {

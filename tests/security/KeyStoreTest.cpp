@@ -7,9 +7,12 @@
 #include <sys/prctl.h>
 #include <sys/wait.h>
 
+#include <chrono>
 #include <csignal>
 #include <filesystem>
+#include <fstream>
 #include <functional>
+#include <map>
 #include <set>
 
 #include "linux/frameworks/Security/KeyStoreReport.h"
@@ -35,7 +38,7 @@ void inHome(const std::string& home, const std::function<void()>& body) {
   const pid_t child = fork();
   if (child == 0) {
     setenv("HOME", home.c_str(), 1);
-    unsetenv("XDG_DATA_HOME");
+    for (const char* name : {"XDG_DATA_HOME", "XDG_CONFIG_HOME"}) unsetenv(name);
     const std::size_t before = Object::liveCount();
     body();
     EXPECT_EQ(Object::liveCount(), before);
@@ -236,8 +239,101 @@ TEST(KeyStore, DatabaseThatComesLater) {
   fs::remove_all(home);
 }
 
-TEST(KeyStore, DatabaseInTheDataFolder) {
-  inHome(homeFolder("data"), [] { search("Jane Citizen"); });
+/** A home folder with these databases, each a copy of that of a prepared home. */
+class Stores {
+ public:
+  Stores(const std::vector<std::pair<std::string, std::string>>& databases, const std::string& profiles) {
+    for (const auto& [folder, prepared] : databases) {
+      fs::create_directories(home_ / folder);
+      fs::copy(homeFolder(prepared) + "/.pki/nssdb", home_ / folder);
+    }
+    const std::string placeholder = "HOME";
+    for (const char* root : {".mozilla/firefox", "snap/firefox/common/.mozilla/firefox"}) {
+      std::string text = profiles;
+      if (const auto at = text.find(placeholder); at != std::string::npos)
+        text.replace(at, placeholder.size(), home_.string());
+      if (fs::exists(home_ / root)) std::ofstream(home_ / root / "profiles.ini") << text;
+    }
+  }
+  ~Stores() { fs::remove_all(home_); }
+  const fs::path& home() const { return home_; }
+
+ private:
+  fs::path home_ = testing::TempDir() + "stores" + std::to_string(getpid());
+};
+
+TEST(KeyStore, EveryStoreIsReadAndWhatLiesInSeveralIsOneIdentity) {
+  const std::string shared = ".pki/nssdb";
+  const std::string second = ".local/share/pki/nssdb";
+  const std::string profile = ".mozilla/firefox/a'b \\]>.default";
+  const std::string list =
+      "[Install1]\nDefault=x\n[Profile0]\nName=\xc3\xa4 name that is longer than names may be\n"
+      "IsRelative=1\r\nPath=a'b \\]>.default\n[Profile1]\nIsRelative=0\nPath=HOME/far\n";
+  const struct {
+    std::vector<std::pair<std::string, std::string>> databases;
+    CFIndex count;     /**< identities of the name */
+    std::string token; /**< that holds the first */
+  } rows[] = {
+      {{{second, "plain"}}, 3, "NSS Certificate DB"},
+      {{{shared, "plain"}, {second, "plain"}}, 3, "NSS Certificate DB"},
+      {{{shared, "empty"}, {second, "plain"}}, 3, "~/.local/share/pki/nssdb"},
+      {{{shared, "locked"}, {second, "plain"}}, 3, "~/.local/share/pki/nssdb"},
+      {{{shared, "locked"}, {second, "empty"}}, 1, "NSS Certificate DB"},
+      {{{profile, "plain"}}, 3, "Firefox: \xc3\xa4 name that is longer"},
+      {{{shared, "plain"}, {profile, "plain"}}, 3, "NSS Certificate DB"},
+      {{{shared, "locked"}, {profile, "plain"}}, 3, "Firefox: \xc3\xa4 name that is longer"},
+      {{{"snap/firefox/common/.mozilla/firefox/x", "empty"}, {"far", "plain"}}, 3, "Firefox: HOME/far"},
+  };
+  for (const auto& row : rows) {
+    const Stores stores(row.databases, list);
+    inHome(stores.home(), [&] {
+      const auto identities = search("Jane Citizen");
+      EXPECT_EQ(CFArrayGetCount(identities.get()), row.count) << row.token;
+      const Token token = tokenOf(identityAt(identities, 0));
+      const std::string expected = row.token == "Firefox: HOME/far"
+                                       ? ("Firefox: " + stores.home().string() + "/far").substr(0, 32)
+                                       : row.token;
+      EXPECT_EQ(token.name, expected);
+      EXPECT_EQ(sign(keyOf("Jane Citizen"), kDigest, {}).signature.empty(), token.locked);
+      EXPECT_TRUE(storeFaults().empty()) << storeFaults()[0].reason;
+    });
+  }
+}
+
+TEST(KeyStore, ModulesThatHangCrashOrFailAreLeftOut) {
+  const Stores stores({{".pki/nssdb", "plain"}}, "");
+  const fs::path registrations = stores.home() / ".config/pkcs11/modules";
+  fs::create_directories(registrations);
+  std::map<fs::path, std::string> expected;
+  const auto add = [&](const std::string& deed, const std::string& reason) {
+    const fs::path library = stores.home() / (deed + ".so");
+    if (deed != "missing") fs::copy(VORN_FAULTY_MODULE, library);
+    std::ofstream(registrations / (deed + ".module")) << "# a comment\nmodule: " << library.string() << "\n";
+    expected[library] = reason;
+  };
+  add("hangs", "it does not answer");
+  add("crashes", "it crashes (signal 6)");
+  add("fails", "C_Initialize of the module fails (PKCS #11 error 0x30)");
+  add("missing", "No such file or directory");
+  // Nor is it asked for what is not registered for it, and for one library twice.
+  std::ofstream(registrations / "other.module") << "module: /other.so\ndisable-in: x, p11-kit-proxy\n";
+  std::ofstream(stores.home() / ".pki/nssdb/pkcs11.txt", std::ios::app)
+      << "library=" << (stores.home() / "fails.so").string() << "\nname=again\n\n";
+  inHome(stores.home(), [&] {
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(CFArrayGetCount(search("Jane Citizen").get()), 3);
+    search("Jane Citizen");
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
+    std::map<fs::path, std::string> found;
+    for (const StoreFault& fault : storeFaults()) {
+      EXPECT_TRUE(found.emplace(fault.place, fault.reason).second) << fault.place;
+      EXPECT_NE(fault.reason.find(expected[fault.place]), std::string::npos) << fault.place << fault.reason;
+    }
+    EXPECT_EQ(found.size(), 4U);
+  });
+}
+
+TEST(KeyStore, DataFolderIsThatOfTheEnvironmentUnlessRelative) {
   inHome(homeFolder("none"), [] {
     setenv("XDG_DATA_HOME", (homeFolder("data") + "/.local/share").c_str(), 1);
     search("Jane Citizen");

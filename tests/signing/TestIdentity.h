@@ -3,8 +3,8 @@
 #include <functional>
 #include <string>
 
-/** The identity that the signer under test gets: a key and certificate of the test's, and failures that it
- * wants. */
+/** The identity that the signer under test gets: a key and certificate of the test's, and failures
+ * that it wants. */
 struct TestIdentity {
   std::string keyPem;
   std::string certificateBase64;
@@ -15,6 +15,6 @@ struct TestIdentity {
 
 TestIdentity& testIdentity();
 
-/** Makes a new key and its certificate the identity; both are left in the folder as key.pem and
- * certificate.pem. */
+/** Makes a new key and its certificate the identity; both are left in the folder as
+ * key.pem and certificate.pem. */
 void makeIdentity(const std::string& folder, int bits = 2048);

@@ -15,7 +15,7 @@ constexpr const char* kRegister =
 const std::string kChromiumFile = ".config/chromium/NativeMessagingHosts/vorn.signing.json";
 const std::string kFirefoxFile = ".mozilla/native-messaging-hosts/vorn.signing.json";
 
-/** What the doctor says of a home, browsers of the machine left aside: "Chromium: cause | remedy". */
+/** What the doctor says of a home, browsers of the machine left aside: "code Chromium: cause | remedy". */
 std::vector<std::string> diagnosis(const e2e::Home& home, const std::string& severity, int status) {
   const auto report = runForJson(home, "doctor --root root --json", status);
   std::vector<std::string> lines;
@@ -23,15 +23,16 @@ std::vector<std::string> diagnosis(const e2e::Home& home, const std::string& sev
     if (finding["severity"] != severity) continue;
     std::string subjects;
     for (const std::string subject : finding["subjects"]) subjects += (subjects.empty() ? "" : ",") + subject;
-    lines.push_back(subjects + ": " + std::string(finding["cause"]) + " | " + std::string(finding["remedy"]));
+    lines.push_back(std::string(finding["code"]) + " " + subjects + ": " + std::string(finding["cause"]) +
+                    " | " + std::string(finding["remedy"]));
   }
   return lines;
 }
 
 struct PlantedFault {
   const char* name;
-  std::string deed; /**< shell commands in a home that is registered and well */
-  std::string subjects;
+  std::string deed;     /**< shell commands in a home that is registered and well */
+  std::string subjects; /**< with the finding's code before them */
   std::string cause;
   std::string remedy;
 };
@@ -50,50 +51,54 @@ const std::string kHostAtHome =
 // Each is the only problem that is named.
 const PlantedFault kFaults[] = {
     {"HostMoved", edit(kChromiumFile, "s#\\\"path\\\": .*#\\\"path\\\": \\\"/opt/old/vorn-signing\\\",#"),
-     "Chromium", "stale: it names the host /opt/old/vorn-signing, which is no longer there",
+     "manifest-stale Chromium", "stale: it names the host /opt/old/vorn-signing, which is no longer there",
      "vornctl register"},
-    {"RelativePath", edit(kFirefoxFile, "s#\\\"path\\\": .*#\\\"path\\\": \\\"vorn-signing\\\",#"), "Firefox",
-     "not absolute", "vornctl register"},
+    {"RelativePath", edit(kFirefoxFile, "s#\\\"path\\\": .*#\\\"path\\\": \\\"vorn-signing\\\",#"),
+     "manifest-path Firefox", "not absolute", "vornctl register"},
     {"HostNotExecutable",
      "touch plain; " + edit(kFirefoxFile, "s#\\\"path\\\": .*#\\\"path\\\": \\\"$HOME/plain\\\",#"),
-     "Firefox", "is not executable", "chmod 755"},
-    {"NoSlash", edit(kChromiumFile, "s#nop\\\\\\\\/#nop#"), "Chromium", "the slash at the end is missing",
-     "--extension-id"},
-    {"ShortId", edit(kChromiumFile, "s#nop\\\\\\\\/#no\\\\\\\\/#"), "Chromium", "it has 31",
-     "--extension-id"},
-    {"Wildcard", edit(kFirefoxFile, "s#signing@example.com#*#"), "Firefox", "wildcards", "--extension-id"},
-    {"OtherName", edit(kChromiumFile, "s#\\\"vorn.signing#\\\"vorn.other#"), "Chromium",
+     "host-not-executable Firefox", "is not executable", "chmod 755"},
+    {"NoSlash", edit(kChromiumFile, "s#nop\\\\\\\\/#nop#"), "manifest-bad-extension Chromium",
+     "the slash at the end is missing", "--extension-id"},
+    {"ShortId", edit(kChromiumFile, "s#nop\\\\\\\\/#no\\\\\\\\/#"), "manifest-bad-extension Chromium",
+     "it has 31", "--extension-id"},
+    {"Wildcard", edit(kFirefoxFile, "s#signing@example.com#*#"), "manifest-bad-extension Firefox",
+     "wildcards", "--extension-id"},
+    {"OtherName", edit(kChromiumFile, "s#\\\"vorn.signing#\\\"vorn.other#"), "manifest-name Chromium",
      "\"name\" is \"vorn.other\"", "vornctl register"},
-    {"TrailingComma", edit(kChromiumFile, "s#stdio\\\"#stdio\\\",#"), "Chromium", "no valid JSON",
+    {"TrailingComma", edit(kChromiumFile, "s#stdio\\\"#stdio\\\",#"), "manifest-syntax Chromium",
+     "no valid JSON", "vornctl register"},
+    {"OtherType", edit(kChromiumFile, "s#stdio#pipe#"), "manifest-type Chromium", "\"type\" is not",
      "vornctl register"},
-    {"OtherType", edit(kChromiumFile, "s#stdio#pipe#"), "Chromium", "\"type\" is not", "vornctl register"},
-    {"NoDescription", edit(kFirefoxFile, "/description/d"), "Firefox", "no \"description\"",
-     "vornctl register"},
+    {"NoDescription", edit(kFirefoxFile, "/description/d"), "manifest-description Firefox",
+     "no \"description\"", "vornctl register"},
     {"ForeignMember", edit(kFirefoxFile, "s#\\\"type\\\"#\\\"allowed_origins\\\": [], \\\"type\\\"#"),
-     "Firefox", "\"allowed_origins\"", "vornctl register"},
-    {"NotRegistered", "rm " + kChromiumFile + " " + kFirefoxFile, "Chromium,Firefox", "not registered",
-     "vornctl register"},
+     "manifest-member Firefox", "\"allowed_origins\"", "vornctl register"},
+    {"NotRegistered", "rm " + kChromiumFile + " " + kFirefoxFile, "not-registered Chromium,Firefox",
+     "not registered", "vornctl register"},
     {"HidesSystem",
      std::string(kRegister) + "--system >out && echo {} > " + kChromiumFile + " && " +
          edit(kChromiumFile, "s#.*#[]#"),
-     "Chromium", "it hides the good one", "vornctl register"},
+     "manifest-syntax Chromium", "it hides the good one", "vornctl register"},
     {"SilentHost",
      "cp /bin/true silent; " +
          edit(kFirefoxFile + " " + kChromiumFile, "s#\\\"path\\\": .*#\\\"path\\\": \\\"$HOME/silent\\\",#"),
-     "host", "ended with status 0 without an answer", "install"},
-    {"NoModule", "cp $host .; " + kHostAtHome, "host", "vorn-signing-module.so", "install"},
-    {"WritableModule", "cp $host* . && chmod o+w vorn-signing-module.so; " + kHostAtHome, "host",
-     "vorn-signing-module.so can be written by everybody; it was not started", "chmod o-w"},
+     "host-silent host", "ended with status 0 without an answer", "install"},
+    {"NoModule", "cp $host .; " + kHostAtHome, "host-search-failed host", "vorn-signing-module.so",
+     "install"},
+    {"WritableModule", "cp $host* . && chmod o+w vorn-signing-module.so; " + kHostAtHome,
+     "foreign-writer host", "vorn-signing-module.so can be written by everybody; it was not started",
+     "chmod o-w"},
     {"WritableFolder",
      "mkdir -m 777 open && mkdir open/a && cp $host* open/a && ln -s open/a/vorn-signing; " + kHostAtHome,
-     "host", "/open can be written by everybody; it was not started", "chmod o-w"},
-    {"WritableManifest", "chmod g+w " + kChromiumFile + " && chgrp 65534 " + kChromiumFile, "Chromium",
-     "vorn.signing.json can be written by a group", "chmod g-w"},
-    {"NoDatabase", "rm -r .pki", "key store", "there is no key store", "certutil -N"},
+     "foreign-writer host", "/open can be written by everybody; it was not started", "chmod o-w"},
+    {"WritableManifest", "chmod g+w " + kChromiumFile + " && chgrp 65534 " + kChromiumFile,
+     "foreign-writer Chromium", "vorn.signing.json can be written by a group", "chmod g-w"},
+    {"NoDatabase", "rm -r .pki", "no-key-store key store", "there is no key store", "certutil -N"},
     {"EmptyDatabase", "rm -r .pki; mkdir -p .pki/nssdb; certutil -N -d sql:.pki/nssdb --empty-password",
-     "key store", "holds no certificate with a private key", "pk12util"},
+     "no-identity key store", "holds no certificate with a private key", "pk12util"},
     {"Expired", "rm -r .pki; " VORN_SOURCES "/examples/make-identity --to 20210101000000Z . >out",
-     "key store", "every certificate has expired", "renew"},
+     "certificates-expired key store", "every certificate has expired", "renew"},
 };
 
 class Doctor : public testing::TestWithParam<PlantedFault> {};
@@ -167,7 +172,9 @@ TEST(DoctorHome, LockedStoreAndSandboxesAreTold) {
   EXPECT_NE(problems[0].find("locked with a password"), std::string::npos) << problems[0];
   const auto notes = diagnosis(locked, "note", 1);
   ASSERT_EQ(notes.size(), 1U) << testing::PrintToString(notes);
-  EXPECT_EQ(notes[0].find("Chromium (snap): runs in a sandbox and cannot start the host | "), 0U) << notes[0];
+  EXPECT_EQ(
+      notes[0].find("browser-sandboxed Chromium (snap): runs in a sandbox and cannot start the host | "), 0U)
+      << notes[0];
 }
 
 }  // namespace

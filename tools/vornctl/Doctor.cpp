@@ -37,8 +37,8 @@ class Examination {
   /** Findings with one cause and remedy become one. */
   void add(Finding finding) {
     const auto same = std::find_if(findings_.begin(), findings_.end(), [&](const Finding& other) {
-      return other.severity == finding.severity && other.cause == finding.cause &&
-             other.remedy == finding.remedy;
+      return other.severity == finding.severity && other.code == finding.code &&
+             other.cause == finding.cause && other.remedy == finding.remedy;
     });
     if (same == findings_.end()) {
       findings_.push_back(std::move(finding));
@@ -52,9 +52,9 @@ class Examination {
     append(same->files, finding.files);
   }
 
-  void addNote(const std::string& subject, const std::string& cause, const std::string& remedy,
-               std::vector<std::string> files = {}) {
-    add({Severity::kNote, {subject}, cause, remedy, std::move(files)});
+  void addNote(const char* code, const std::string& subject, const std::string& cause,
+               const std::string& remedy, std::vector<std::string> files = {}) {
+    add({Severity::kNote, code, {subject}, cause, remedy, std::move(files)});
   }
 
   /** Those that are there, in the order in which the browser looks. */
@@ -86,20 +86,31 @@ class Examination {
     for (const Fault& fault : used.check.faults) {
       const std::string hidden =
           good != manifests.end() ? "; it hides the good one " + good->file.string() : "";
-      add({Severity::kProblem, {title}, fault.cause + hidden, fault.remedy, {used.file.string()}});
+      add({Severity::kProblem,
+           fault.code,
+           {title},
+           fault.cause + hidden,
+           fault.remedy,
+           {used.file.string()}});
     }
     if (used.check.isGood()) {
       std::string extensions;
       for (const std::string& extension : used.check.extensions)
         extensions += (extensions.empty() ? "" : ", ") + extension;
-      add({Severity::kFine, {title}, "registered; may sign: " + extensions, "", {used.file.string()}});
+      add({Severity::kFine,
+           "registered",
+           {title},
+           "registered; may sign: " + extensions,
+           "",
+           {used.file.string()}});
       remember(browser, used);
     }
     for (const Manifest& other : manifests) {
       if (&other == &used ||
           (used.check.isGood() && other.check.isGood() && other.check.host == used.check.host))
         continue;
-      addNote(title, other.file.string() + " is not used, " + used.file.string() + " comes before it",
+      addNote("manifest-unused", title,
+              other.file.string() + " is not used, " + used.file.string() + " comes before it",
               "remove the one that is not wanted with \"vornctl unregister\", with --system for that of all "
               "users",
               {other.file.string()});
@@ -120,14 +131,14 @@ class Examination {
   /** Not to be registered with one browser of several may be what the user wants; with none it is not. */
   void noteUnregistered() {
     if (browsers_ == 0) {
-      addNote("browsers", "no browser of those that are supported was found for this user",
+      addNote("no-browser", "browsers", "no browser of those that are supported was found for this user",
               "start the browser once; then run " + registerCommand());
       return;
     }
     if (unregistered_.empty()) return;
     const bool none = unregistered_.size() == browsers_;
-    add({none ? Severity::kProblem : Severity::kNote, unregistered_, "the host is not registered",
-         "run " + registerCommand()});
+    add({none ? Severity::kProblem : Severity::kNote, "not-registered", unregistered_,
+         "the host is not registered", "run " + registerCommand()});
   }
 
   void noteSandboxed() {
@@ -141,6 +152,7 @@ class Examination {
         remedy.replace(at, placeholder.size(), kHostName);
       const bool onlyThis = !browser.reachesHost && browsers_ == 0;
       add({onlyThis ? Severity::kProblem : Severity::kNote,
+           "browser-sandboxed",
            {std::string(browser.title)},
            browser.reachesHost ? "runs in a sandbox" : "runs in a sandbox and cannot start the host",
            remedy});
@@ -151,7 +163,7 @@ class Examination {
   void examineHosts() {
     if (hosts_.empty()) {
       if (const auto fault = checkProgram(installedHost_, installedHost_)) {
-        if (!isBlamed(*fault)) add({Severity::kProblem, {"host"}, fault->cause, fault->remedy});
+        if (!isBlamed(*fault)) add({Severity::kProblem, fault->code, {"host"}, fault->cause, fault->remedy});
         return;
       }
       hosts_.push_back({installedHost_, {}});
@@ -159,6 +171,7 @@ class Examination {
     for (const HostStart& start : hosts_) {
       if (const auto fault = findForeignWriterOfHost(start.host)) {
         add({Severity::kProblem,
+             fault->code,
              {"host"},
              fault->cause + "; it was not started",
              fault->remedy,

@@ -14,6 +14,7 @@ enum class Severity { kFine, kNote, kProblem };
 
 struct Finding {
   Severity severity;
+  std::string code;                  /**< as in Fault */
   std::vector<std::string> subjects; /**< the browsers, or other parts, that it concerns */
   std::string cause;                 /**< or, if fine, what was found */
   std::string remedy = {};           /**< empty if fine */

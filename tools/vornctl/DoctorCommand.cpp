@@ -36,6 +36,7 @@ jsonxx::Array arrayOf(const std::vector<std::string>& texts) {
 jsonxx::Object jsonOf(const Finding& finding) {
   jsonxx::Object object;
   object.import("severity", appearanceOf(finding.severity).word);
+  object.import("code", finding.code);
   object.import("subjects", arrayOf(finding.subjects));
   object.import("files", arrayOf(finding.files));
   object.import(finding.severity == Severity::kFine ? "found" : "cause", finding.cause);

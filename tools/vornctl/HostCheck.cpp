@@ -27,17 +27,19 @@ jsonxx::Object requestForNobody() {
 
 std::vector<Finding> checkHost(const HostStart& start, std::chrono::milliseconds patience) {
   const std::string host = start.host.string();
-  const auto problem = [&host](const std::string& cause, const std::string& remedy) {
-    return Finding{Severity::kProblem, {"host"}, cause, remedy, {host}};
+  const auto problem = [&host](const char* code, const std::string& cause, const std::string& remedy) {
+    return Finding{Severity::kProblem, code, {"host"}, cause, remedy, {host}};
   };
   std::vector<Finding> findings;
   try {
     HostProcess process(start.host, start.arguments);
     const jsonxx::Object answer = process.ask(jsonxx::Object("type", "version"), patience);
     const std::string version = textOf(answer, "version");
-    findings.push_back({Severity::kFine, {"host"}, "answers, version " + version, "", {host}});
+    findings.push_back(
+        {Severity::kFine, "host-answers", {"host"}, "answers, version " + version, "", {host}});
     if (version != version::kFull) {
       findings.push_back({Severity::kNote,
+                          "host-version",
                           {"host"},
                           "the host has version " + version + ", this program " + version::kFull,
                           "install both from one package",
@@ -47,12 +49,12 @@ std::vector<Finding> checkHost(const HostStart& start, std::chrono::milliseconds
     const bool searched = search.has<jsonxx::Number>("error_code") &&
                           search.get<jsonxx::Number>("error_code") == CertificateNotFoundException::kCode;
     if (!searched) {
-      findings.push_back(
-          problem("the host cannot search for certificates: " + textOf(search, "error_message"),
-                  "install the host again; vorn-signing.log in your home folder may tell more"));
+      findings.push_back(problem(
+          "host-search-failed", "the host cannot search for certificates: " + textOf(search, "error_message"),
+          "install the host again; vorn-signing.log in your home folder may tell more"));
     }
   } catch (const HostError& e) {
-    findings.push_back(problem(e.what(), "install the host again"));
+    findings.push_back(problem("host-silent", e.what(), "install the host again"));
   }
   return findings;
 }

@@ -99,8 +99,9 @@ class Examination {
     report.named = named_.count(encoded) > 0;
     report.selected = report.reasons.empty() && !selected_.empty() && encoded == selected_;
     if (report.reasons.empty() && user_.isComplete() && !report.selected) {
-      report.reasons.push_back(
-          {"it matches, but another that matches is valid for longer", "remove that other one"});
+      report.reasons.push_back({"shorter-validity",
+                                "it matches, but another that matches is valid for longer",
+                                "remove that other one"});
     }
     return report;
   }
@@ -109,29 +110,33 @@ class Examination {
   std::vector<Fault> reasons(const CertificateDescription& own, SecCertificateRef certificate,
                              const std::string& encoded) const {
     const CFRef<CFDictionaryRef> values = copySelectionValues(certificate);
-    if (!values) return {{"its certificate cannot be read", "have the certificate issued again"}};
+    if (!values)
+      return {
+          {"certificate-unreadable", "its certificate cannot be read", "have the certificate issued again"}};
     std::vector<Fault> found;
-    const auto require = [&found](bool passed, const std::string& cause, const std::string& remedy) {
-      if (!passed) found.push_back({cause, remedy});
+    const auto require = [&found](bool passed, const char* code, const std::string& cause,
+                                  const std::string& remedy) {
+      if (!passed) found.push_back({code, cause, remedy});
     };
-    require(named_.count(encoded) > 0, "its name is \"" + own.name + "\", not \"" + user_.name + "\"",
+    require(named_.count(encoded) > 0, "name", "its name is \"" + own.name + "\", not \"" + user_.name + "\"",
             "ask for the name exactly as the certificate has it");
-    require(user_.email.empty() || certificateEmailMatches(certificate, criteria_.email),
+    require(user_.email.empty() || certificateEmailMatches(certificate, criteria_.email), "email",
             own.emails.empty() ? "it has no e-mail address"
                                : "its e-mail address is " + listed(own.emails) + ", not " + user_.email,
             "ask for the address that the certificate has");
-    require(user_.abn.empty() || certificateABNMatches(values.get(), criteria_.abn),
+    require(user_.abn.empty() || certificateABNMatches(values.get(), criteria_.abn), "abn",
             own.abns.empty() ? "it has no ABN" : "its ABN is " + listed(own.abns) + ", not " + user_.abn,
             "ask for the ABN of the certificate, or import the certificate for that ABN");
-    require(user_.akis.empty() || certificateAKIMatches(values.get(), criteria_.akis),
+    require(user_.akis.empty() || certificateAKIMatches(values.get(), criteria_.akis), "aki",
             own.akis.empty() ? "it has no authority key identifier (AKI)"
                              : "its authority key identifier (AKI) is " + listed(own.akis) +
                                    ", which is not among those that are asked for: " + listed(criteria_.akis),
             "the page has to accept this authority, \"" + own.issuer +
                 "\", or you need a certificate of one that it accepts");
-    require(isSigningCertificate(values.get()), "its key usage does not include digital signatures",
-            "have a certificate issued that does");
-    require(signing_.count(encoded) > 0, "its private key may not sign", "import a key that may");
+    require(isSigningCertificate(values.get()), "key-usage",
+            "its key usage does not include digital signatures", "have a certificate issued that does");
+    require(signing_.count(encoded) > 0, "key-may-not-sign", "its private key may not sign",
+            "import a key that may");
     return found;
   }
 

@@ -1,7 +1,6 @@
 #include <algorithm>
 #include <iostream>
 
-#include "linux/frameworks/Security/KeyStoreReport.h"
 #include "shared/json/jsonxx.h"
 #include "vornctl/Commands.h"
 #include "vornctl/Terminal.h"
@@ -18,7 +17,8 @@ jsonxx::Array arrayOf(const std::vector<std::string>& texts) {
 jsonxx::Array arrayOf(const std::vector<Fault>& reasons) {
   jsonxx::Array array;
   for (const Fault& reason : reasons) {
-    jsonxx::Object object("cause", reason.cause);
+    jsonxx::Object object("code", reason.code);
+    object.import("cause", reason.cause);
     object.import("remedy", reason.remedy);
     array << jsonxx::Value(std::move(object));
   }
@@ -106,13 +106,9 @@ void printConclusion(const std::vector<IdentityReport>& reports, const User& use
 }
 
 void printEmpty() {
-  const auto folder = vorn::frameworks::keyDatabaseFolder();
-  if (folder.empty()) {
-    std::cout << "There is no key store. \"vornctl doctor\" tells how to make one.\n";
-  } else {
-    std::cout << "The key store " << printable(folder.string())
-              << " holds no certificate with a private key.\n";
-  }
+  std::cout
+      << "No key store and no card holds a certificate with a private key. \"vornctl doctor\" tells where "
+         "was looked, \"vornctl import\" brings one in from a file.\n";
 }
 
 }  // namespace

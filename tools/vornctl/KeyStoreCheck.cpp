@@ -13,8 +13,8 @@ std::string importInto(const std::string& folder) {
          folder + " -i FILE.p12";
 }
 
-Finding problem(const std::string& cause, const std::string& remedy) {
-  return {Severity::kProblem, {"key store"}, cause, remedy};
+Finding problem(const char* code, const std::string& cause, const std::string& remedy) {
+  return {Severity::kProblem, code, {"key store"}, cause, remedy};
 }
 
 /** What keeps each of the identities from signing, whoever asks. */
@@ -31,6 +31,7 @@ std::vector<Finding> checkIdentities(const std::vector<IdentityReport>& identiti
   });
   if (usable > 0) {
     return {{Severity::kFine,
+             "identities",
              {"key store"},
              std::to_string(usable) + " of " + std::to_string(total) +
                  " identities can sign; \"vornctl identities\" shows them"}};
@@ -38,27 +39,31 @@ std::vector<Finding> checkIdentities(const std::vector<IdentityReport>& identiti
   if (locked > 0) {
     const auto first = std::find_if(identities.begin(), identities.end(),
                                     [](const IdentityReport& identity) { return identity.locked; });
-    return {
-        problem("the token \"" + first->token + "\" is locked with a password, and the host asks for none",
-                "for the database of the browser, set an empty password: certutil -W -d sql:" +
-                    vorn::frameworks::keyDatabaseFolder().string())};
+    return {problem(
+        "token-locked",
+        "the token \"" + first->token + "\" is locked with a password, and the host asks for none",
+        "for the database of the browser, set an empty password: certutil -W -d sql:" + first->token)};
   }
   if (expired == total)
-    return {problem("every certificate has expired", "renew the certificate and import the new one")};
+    return {problem("certificates-expired", "every certificate has expired",
+                    "renew the certificate and import the new one")};
   if (unfit == total) {
-    return {problem("no certificate is for digital signatures (key usage)",
+    return {problem("certificates-usage", "no certificate is for digital signatures (key usage)",
                     "have one issued for digital signatures")};
   }
-  return {problem("no identity can sign: each has expired or is not for digital signatures",
+  return {problem("no-usable-identity",
+                  "no identity can sign: each has expired or is not for digital signatures",
                   "\"vornctl identities\" shows what is wrong with each")};
 }
 
 }  // namespace
 
 std::vector<Finding> checkKeyStore() {
-  const std::filesystem::path folder = vorn::frameworks::keyDatabaseFolder();
+  const auto databases = vorn::frameworks::keyDatabases();
+  const std::filesystem::path folder = databases.empty() ? "" : databases.front().folder;
   if (folder.empty()) {
-    return {problem("there is no key store: neither ~/.pki/nssdb nor ~/.local/share/pki/nssdb has a cert9.db",
+    return {problem("no-key-store",
+                    "there is no key store: neither ~/.pki/nssdb nor ~/.local/share/pki/nssdb has a cert9.db",
                     "make one with: mkdir -p ~/.pki/nssdb && certutil -N -d sql:$HOME/.pki/nssdb "
                     "--empty-password; then " +
                         importInto("$HOME/.pki/nssdb"))};
@@ -66,11 +71,13 @@ std::vector<Finding> checkKeyStore() {
   try {
     const std::vector<IdentityReport> identities = examineIdentities({});
     if (!identities.empty()) return checkIdentities(identities);
-    return {problem("the key store " + folder.string() + " holds no certificate with a private key",
+    return {problem("no-identity",
+                    "the key store " + folder.string() + " holds no certificate with a private key",
                     importInto(folder.string()))};
   } catch (const KeyStoreError& e) {
-    return {problem(e.what(), "see whether you may read " + folder.string() +
-                                  " and \"certutil -K -d sql:" + folder.string() + "\" succeeds")};
+    return {problem("key-store-unreadable", e.what(),
+                    "see whether you may read " + folder.string() +
+                        " and \"certutil -K -d sql:" + folder.string() + "\" succeeds")};
   }
 }
 

@@ -42,11 +42,11 @@ class Check {
     try {
       manifest = json::parse(text);
     } catch (const json::parse_error& e) {
-      blame(std::string("the manifest is no valid JSON (") + e.what() + ")");
+      blame("manifest-syntax", std::string("the manifest is no valid JSON (") + e.what() + ")");
       return result_;
     }
     if (!manifest.is_object()) {
-      blame("the manifest is no JSON object");
+      blame("manifest-syntax", "the manifest is no JSON object");
       return result_;
     }
     checkTexts(manifest);
@@ -57,27 +57,30 @@ class Check {
   }
 
  private:
-  void blame(const std::string& cause, const std::string& remedy = registerAgain()) {
-    result_.faults.push_back({cause, remedy});
+  void blame(const char* code, const std::string& cause, const std::string& remedy = registerAgain()) {
+    result_.faults.push_back({code, cause, remedy});
   }
 
   void checkTexts(const json& manifest) {
     const std::string* const name = textOf(manifest, "name");
     if (name == nullptr || *name != kHostName) {
-      blame("the manifest's \"name\" is " + (name == nullptr ? "missing" : "\"" + *name + "\"") +
-            ", not the name of its file, \"" + kHostName + "\"");
+      blame("manifest-name", "the manifest's \"name\" is " +
+                                 (name == nullptr ? "missing" : "\"" + *name + "\"") +
+                                 ", not the name of its file, \"" + kHostName + "\"");
     }
     const std::string* const description = textOf(manifest, "description");
-    if (description == nullptr || description->empty()) blame("the manifest has no \"description\"");
+    if (description == nullptr || description->empty())
+      blame("manifest-description", "the manifest has no \"description\"");
     const std::string* const type = textOf(manifest, "type");
-    if (type == nullptr || *type != "stdio") blame("the manifest's \"type\" is not \"stdio\"");
+    if (type == nullptr || *type != "stdio")
+      blame("manifest-type", "the manifest's \"type\" is not \"stdio\"");
   }
 
   void checkPath(const json& manifest) {
     const std::string* const path = textOf(manifest, "path");
-    if (path == nullptr) return blame("the manifest has no \"path\" of the host");
+    if (path == nullptr) return blame("manifest-path", "the manifest has no \"path\" of the host");
     if (!fs::path(*path).is_absolute())
-      return blame("the manifest's \"path\" is not absolute: \"" + *path + "\"");
+      return blame("manifest-path", "the manifest's \"path\" is not absolute: \"" + *path + "\"");
     result_.host = *path;
     if (const auto fault = checkProgram(*path, installedHost_)) result_.faults.push_back(*fault);
   }
@@ -86,13 +89,15 @@ class Check {
     const char* const member = family_ == Family::kChromium ? "allowed_origins" : "allowed_extensions";
     const auto allowed = manifest.find(member);
     if (allowed == manifest.end() || !allowed->is_array() || allowed->empty()) {
-      return blame(std::string("the manifest names no extension in \"") + member + "\"",
+      return blame("manifest-no-extension",
+                   std::string("the manifest names no extension in \"") + member + "\"",
                    "run \"vornctl register --extension-id ID\"");
     }
     for (const json& entry : *allowed) {
       const std::string text = entry.is_string() ? entry.get<std::string>() : "";
       if (const std::string reason = refusalOf(text); !reason.empty()) {
-        blame("one bad entry in \"" + std::string(member) +
+        blame("manifest-bad-extension",
+              "one bad entry in \"" + std::string(member) +
                   "\" makes browsers refuse the whole manifest: " + entry.dump() + ": " + reason,
               "run \"vornctl register --extension-id ID\" with the right id");
       } else {
@@ -120,7 +125,8 @@ class Check {
   void checkMembers(const json& manifest) {
     static const std::set<std::string> kKnown = {"name", "description", "path", "type", "allowed_extensions"};
     for (const auto& [member, value] : manifest.items())
-      if (kKnown.count(member) == 0) blame("Firefox refuses a manifest with the member \"" + member + "\"");
+      if (kKnown.count(member) == 0)
+        blame("manifest-member", "Firefox refuses a manifest with the member \"" + member + "\"");
   }
 
   Family family_;
@@ -134,13 +140,15 @@ std::optional<Fault> checkProgram(const fs::path& program, const fs::path& insta
   if (isStartable(program)) return std::nullopt;
   std::error_code unreadable;
   if (fs::is_regular_file(program, unreadable))
-    return Fault{"the host " + program.string() + " is not executable", "chmod 755 " + program.string()};
+    return Fault{"host-not-executable", "the host " + program.string() + " is not executable",
+                 "chmod 755 " + program.string()};
   if (program != installedHost && isStartable(installedHost)) {
-    return Fault{"the manifest is stale: it names the host " + program.string() +
+    return Fault{"manifest-stale",
+                 "the manifest is stale: it names the host " + program.string() +
                      ", which is no longer there; the host is " + installedHost.string(),
                  registerAgain()};
   }
-  return Fault{"the host " + program.string() + " is missing: it has been removed or moved",
+  return Fault{"host-missing", "the host " + program.string() + " is missing: it has been removed or moved",
                "install the host again, then run " + registerCommand()};
 }
 
@@ -153,8 +161,8 @@ std::optional<ManifestCheck> checkManifest(const fs::path& file, Family family,
     if (auto fault = findForeignWriter(file)) result.faults.push_back(std::move(*fault));
     return result;
   } catch (const std::system_error& e) {
-    return ManifestCheck{
-        {{"the manifest cannot be read: " + e.code().message(), "let its owner be you: " + file.string()}}};
+    return ManifestCheck{{{"manifest-unreadable", "the manifest cannot be read: " + e.code().message(),
+                           "let its owner be you: " + file.string()}}};
   }
 }
 

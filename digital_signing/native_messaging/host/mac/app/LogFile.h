@@ -4,8 +4,8 @@
 
 namespace vorn {
 
-/** The log's file, open for appending: held by its descriptor, so that no later change of the name leads
- * elsewhere. */
+/** The log's file, open for appending: held by its descriptor, so that no later change of the
+ * name leads elsewhere. */
 class LogFile {
  public:
   /**

@@ -60,9 +60,9 @@ int main(int argc, const char** argv) {
   IdleTimer& idleTimer = IdleTimer::getInstance();
   idleTimer.start();
 
-  // What a delivery has read goes with the delivery's own pool: the one around it lasts as long as the
-  // process. No queue: the handler runs where the notification is posted, on this thread, within the run
-  // loop.
+  // What a delivery has read goes with the delivery's own pool: the one around it lasts as long as
+  // the process. No queue: the handler runs where the notification is posted, on this thread, within
+  // the run loop.
   id const observer = [[NSNotificationCenter defaultCenter]
       addObserverForName:NSFileHandleDataAvailableNotification
                   object:input

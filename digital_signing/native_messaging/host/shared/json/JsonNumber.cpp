@@ -42,8 +42,8 @@ bool isDigit(char c) {
 }
 
 /**
- * What ends a number in every library. Other characters may belong to it: "0x10" is 0 or 16, as the library
- * goes.
+ * What ends a number in every library. Other characters may belong to it: "0x10" is 0 or 16, as
+ * the library goes.
  */
 bool endsNumber(char c) {
   constexpr std::string_view kEnds = ",]}/ \t\n\v\f\r";

@@ -3,8 +3,8 @@
 #include <string>
 
 /**
- * Numbers as the classic locale's streams read and write them, whatever locale the process or its libraries
- * set.
+ * Numbers as the classic locale's streams read and write them, whatever locale the process or
+ * its libraries set.
  */
 namespace jsonxx {
 

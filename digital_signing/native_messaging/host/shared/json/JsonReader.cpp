@@ -125,8 +125,8 @@ bool JsonReader::readString(String& text) {
     if (!nextIs(delimiter)) return false;
     ++at_;
   }
-  // Neither search starts again before its last find is passed: the whole costs one pass, however many
-  // escapes.
+  // Neither search starts again before its last find is passed: the whole costs one pass,
+  // however many escapes.
   const char* close = findByte(at_, end_, delimiter);
   for (;;) {
     const char* escape = findByte(at_, close, '\\');

@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cstdint>
+#include <cstring>
 
 #include "shared/text/Utf8.h"
 
@@ -45,21 +47,44 @@ char* putEscaped(char* out, char16_t c) {
   }
 }
 
-/** Whether none of the characters needs more than itself; their bytes, if so. Without a branch, so that the
- * compiler takes many at a time. */
-template <Escapes escapes, std::size_t count>
+// Vectors of GCC and clang, which both turn into the instructions of the machine at hand. The compilers' own
+// vectors of the plain loop take two and a half times as long.
+using Units = std::uint16_t __attribute__((vector_size(16)));
+using Octets = std::uint8_t __attribute__((vector_size(16)));
+
+/** Not 0 where a unit needs more than its low byte. */
+template <Escapes escapes>
+Units needMore(const Units& units) {
+  Units special = units & 0xFF80;
+  const auto note = [&](char16_t c) {
+    special |= static_cast<Units>(units == static_cast<std::uint16_t>(c));
+  };
+  if (escapes != Escapes::kNone)
+    for (const char16_t c : {u'&', u'<', u'\r'}) note(c);
+  if (escapes == Escapes::kText) note(u'>');
+  if (escapes == Escapes::kAttribute)
+    for (const char16_t c : {u'"', u'\t', u'\n'}) note(c);
+  return special;
+}
+
+constexpr std::size_t kStride = 16;
+
+/** Writes the low bytes of a stride of units; true when no unit needs more than that. */
+template <Escapes escapes>
 bool putPlain(char* out, const char16_t* in) {
-  unsigned char special = 0;
-  for (std::size_t i = 0; i < count; ++i) {
-    const char16_t c = in[i];
-    bool needsMore = c >= 0x80;
-    if (escapes != Escapes::kNone) needsMore |= (c == u'&') | (c == u'<') | (c == u'\r');
-    if (escapes == Escapes::kText) needsMore |= c == u'>';
-    if (escapes == Escapes::kAttribute) needsMore |= (c == u'"') | (c == u'\t') | (c == u'\n');
-    special |= static_cast<unsigned char>(needsMore);
-    out[i] = static_cast<char>(c);
-  }
-  return special == 0;
+  Units first;
+  Units second;
+  std::memcpy(&first, in, sizeof first);
+  std::memcpy(&second, in + kStride / 2, sizeof second);
+  constexpr int k = std::endian::native == std::endian::little ? 0 : 1;
+  const Octets low = __builtin_shufflevector(
+      reinterpret_cast<Octets>(first), reinterpret_cast<Octets>(second), k, k + 2, k + 4, k + 6, k + 8,
+      k + 10, k + 12, k + 14, k + 16, k + 18, k + 20, k + 22, k + 24, k + 26, k + 28, k + 30);
+  std::memcpy(out, &low, sizeof low);
+  const Units special = needMore<escapes>(first) | needMore<escapes>(second);
+  std::array<std::uint64_t, 2> words;
+  std::memcpy(words.data(), &special, sizeof special);
+  return (words[0] | words[1]) == 0;
 }
 
 template <Escapes escapes>
@@ -67,7 +92,6 @@ void append(std::string& out, std::u16string_view text) {
   // A block goes through a buffer of its own: no unit becomes more than six bytes ("&quot;").
   constexpr std::size_t kBlock = 1024;
   constexpr std::size_t kLongest = 6;
-  constexpr std::size_t kStride = 16;
   const char16_t* in = text.data();
   const char16_t* const end = in + text.size();
   std::array<char, kBlock * kLongest> bytes;
@@ -75,7 +99,7 @@ void append(std::string& out, std::u16string_view text) {
     const char16_t* const blockEnd = in + std::min<std::size_t>(kBlock, static_cast<std::size_t>(end - in));
     char* to = bytes.data();
     while (in < blockEnd) {
-      while (static_cast<std::size_t>(blockEnd - in) >= kStride && putPlain<escapes, kStride>(to, in)) {
+      while (static_cast<std::size_t>(blockEnd - in) >= kStride && putPlain<escapes>(to, in)) {
         in += kStride;
         to += kStride;
       }

@@ -12,8 +12,8 @@ extern const CFArrayCallBacks kCFTypeArrayCallBacks;
 
 CFTypeID CFArrayGetTypeID(void);
 
-/** An array of the `count` elements at `values`, which must be objects; `callBacks` must be
- * &kCFTypeArrayCallBacks. */
+/** An array of the `count` elements at `values`, which must be objects; `callBacks`
+ * must be &kCFTypeArrayCallBacks. */
 CFArrayRef CFArrayCreate(CFAllocatorRef allocator, const void** values, CFIndex count,
                          const CFArrayCallBacks* callBacks);
 

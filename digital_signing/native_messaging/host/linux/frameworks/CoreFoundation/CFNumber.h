@@ -22,9 +22,9 @@ CFTypeID CFNumberGetTypeID(void);
 CFNumberRef CFNumberCreate(CFAllocatorRef allocator, CFNumberType type, const void* value);
 
 /**
- * Writes the number to `value`, a C variable of the named type, as a C cast converts it; true only if nothing
- * is lost. A number beyond an integer type gives the nearest end of the type's range, and 0 if it is not a
- * number.
+ * Writes the number to `value`, a C variable of the named type, as a C cast converts it; true only if
+ * nothing is lost. A number beyond an integer type gives the nearest end of the type's range, and 0 if it
+ * is not a number.
  */
 Boolean CFNumberGetValue(CFNumberRef number, CFNumberType type, void* value);
 }

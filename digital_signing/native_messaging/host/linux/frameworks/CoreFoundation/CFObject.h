@@ -74,8 +74,8 @@ Ref asRef(const Object* object) {
   return reinterpret_cast<Ref>(const_cast<Object*>(object));
 }
 
-/** The object behind a reference, or null when the reference is null or of another type. `T::kType` is its
- * TypeID. */
+/** The object behind a reference, or null when the reference is null or of another type. `T::kType`
+ * is its TypeID. */
 template <class T>
 T* objectCast(CFTypeRef ref) {
   auto* object = static_cast<Object*>(const_cast<void*>(ref));

@@ -14,8 +14,8 @@ namespace vorn::frameworks::der {
 
 using Bytes = std::span<const std::uint8_t>;
 
-/** Identifier octets; numbers of 31 and more, which take several octets, occur in no certificate and are
- * refused. */
+/** Identifier octets; numbers of 31 and more, which take several octets, occur in no certificate
+ * and are refused. */
 enum Tag : std::uint8_t {
   kBoolean = 0x01,
   kInteger = 0x02,
@@ -60,8 +60,8 @@ class Reader {
   bool atEnd() const { return rest_.empty(); }
   /** The tag of the element that comes next; none at the end. */
   std::optional<std::uint8_t> peek() const;
-  /** The next element; none when the bytes that follow are no complete element with a definite, minimal
-   * length. */
+  /** The next element; none when the bytes that follow are no complete element with a
+   * definite, minimal length. */
   std::optional<Element> read();
   /** The next element when it has this tag; otherwise none, and nothing is taken. */
   std::optional<Element> read(std::uint8_t tag);
@@ -73,8 +73,8 @@ class Reader {
 /** The elements inside `content`; none when any of them is malformed. */
 std::optional<std::vector<Element>> children(Bytes content);
 
-/** The content of a BIT STRING without its first octet, the count of unused bits; none when that count is
- * impossible. */
+/** The content of a BIT STRING without its first octet, the count of unused bits; none when that
+ * count is impossible. */
 std::optional<Bytes> bitStringContent(Bytes content);
 
 /** Whether two runs of bytes are equal. */

@@ -22,8 +22,8 @@ std::string hexText(Bytes bytes);
 /** Octets as ISO 8859-1 characters. */
 std::string latin1Text(Bytes bytes);
 
-/** The text of a value of a distinguished name; none when it is of a string type and its octets are no such
- * string. */
+/** The text of a value of a distinguished name; none when it is of a string type and its octets are
+ * no such string. */
 std::optional<std::string> decodedText(const Element& value);
 
 /** As decodedText, and hexText where that gives none. */

@@ -4,8 +4,10 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
-#include <cstdlib>
+#include <iterator>
+#include <system_error>
 #include <thread>
 
 namespace vorn::frameworks {
@@ -18,13 +20,8 @@ constexpr auto kPause = std::chrono::milliseconds(10);
 constexpr off_t kLockStart = 0x40000000;
 constexpr off_t kLockLength = 512;
 
-/** Never closed: that would drop the locks that SQLite itself has on the same files. */
-std::vector<int>& watchedFiles() {
-  static auto* const files = new std::vector<int>;
-  return *files;
-}
-
-bool isHeld(int file) {
+bool isFileHeld(int file) {
+  if (file < 0) return false;
   struct flock reading {};
   reading.l_type = F_RDLCK;
   reading.l_whence = SEEK_SET;
@@ -35,27 +32,39 @@ bool isHeld(int file) {
 
 }  // namespace
 
-void watchKeyStore(const std::filesystem::path& folder) {
-  for (const char* name : {"cert9.db", "key4.db"})
-    if (const int file = open((folder / name).c_str(), O_RDONLY | O_CLOEXEC); file >= 0)
-      watchedFiles().push_back(file);
+DatabaseFiles::DatabaseFiles(const std::filesystem::path& folder)
+    : files_{{folder / "cert9.db"}, {folder / "key4.db"}} {
+  open();
 }
 
-bool waitForKeyStore() {
+void DatabaseFiles::open() {
+  unreadable_.clear();
+  for (File& file : files_) {
+    if (file.descriptor < 0) file.descriptor = ::open(file.path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (file.descriptor < 0 && unreadable_.empty())
+      unreadable_ = file.path.string() + ": " + std::generic_category().message(errno);
+  }
+}
+
+bool DatabaseFiles::isHeld() const {
+  return std::any_of(
+      std::begin(files_), std::end(files_), [](const File& file) { return isFileHeld(file.descriptor); });
+}
+
+bool DatabaseFiles::waitUntilFree() const {
   const auto deadline = std::chrono::steady_clock::now() + kPatience;
-  const auto& files = watchedFiles();
-  while (std::any_of(files.begin(), files.end(), isHeld)) {
+  while (isHeld()) {
     if (std::chrono::steady_clock::now() > deadline) return false;
     std::this_thread::sleep_for(kPause);
   }
   return true;
 }
 
-std::vector<std::int64_t> keyStoreState() {
+std::vector<std::int64_t> DatabaseFiles::state() const {
   std::vector<std::int64_t> state;
-  for (const int file : watchedFiles()) {
+  for (const File& file : files_) {
     struct stat status {};
-    fstat(file, &status);
+    fstat(file.descriptor, &status);
     state.insert(state.end(), {status.st_size, status.st_mtim.tv_sec, status.st_mtim.tv_nsec});
   }
   return state;

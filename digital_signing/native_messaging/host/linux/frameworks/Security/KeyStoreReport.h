@@ -2,22 +2,52 @@
 
 #include <filesystem>
 #include <string>
+#include <vector>
 
 #include "Security/SecBase.h"
 
 /** What people want to know of the key store and no function of the mirrored interface tells. */
 namespace vorn::frameworks {
 
-/** The folder of the user's database: the first of the usual places that has one; empty when none has. */
-std::filesystem::path keyDatabaseFolder();
+/** A folder with certificates and keys in NSS's form. */
+struct KeyDatabase {
+  std::filesystem::path folder;
+  /** How people know it. */
+  std::string title;
+  bool isFirefox = false;
+};
+
+/** Where a database is looked for that belongs to no program alone, the one that `vornctl import` makes
+ * first. */
+std::vector<std::filesystem::path> sharedDatabaseFolders();
+
+/** The databases that are there, each once: the shared ones, then those of Firefox's profiles. */
+std::vector<KeyDatabase> keyDatabases();
 
 struct Token {
   std::string name;
   /** Whether it wants a password before any key in it can be used. */
   bool locked = false;
+  /** The folder of its database, or the library that brings it. */
+  std::string store = {};
 };
 
 /** The token that holds the identity's private key; without a name when `identity` is none. */
 Token tokenOf(SecIdentityRef identity);
+
+/** A part of the key store that cannot be used, and why. */
+struct StoreFault {
+  enum class Kind { kDatabase, kModule };
+
+  Kind kind;
+  /** The folder or the library. */
+  std::filesystem::path place;
+  std::string reason;
+  /** The file that has the library used; empty for a database. */
+  std::filesystem::path registration = {};
+};
+
+/** What the last search of this process has had to leave out. */
+std::vector<StoreFault> storeFaults();
 
 }  // namespace vorn::frameworks

@@ -39,8 +39,8 @@ inline SECItem itemOf(der::Bytes bytes) {
   return {siBuffer, const_cast<unsigned char*>(bytes.data()), static_cast<unsigned>(bytes.size())};
 }
 
-/** An attribute of a token's object; empty when it has none. `object` is what NSS has for that type of
- * object. */
+/** An attribute of a token's object; empty when it has none. `object` is what NSS has for that
+ * type of object. */
 inline std::vector<std::uint8_t> readAttribute(PK11ObjectType type, void* object,
                                                CK_ATTRIBUTE_TYPE attribute) {
   SECItem item{};

@@ -40,8 +40,8 @@ OSStatus SecCertificateCopyCommonName(SecCertificateRef certificate, CFStringRef
 OSStatus SecCertificateCopyEmailAddresses(SecCertificateRef certificate, CFArrayRef* emailAddresses);
 
 /**
- * The properties that `keys` names: object identifiers in dotted form, those of SecCertificateOIDs.h and any
- * extension's.
+ * The properties that `keys` names: object identifiers in dotted form, those of SecCertificateOIDs.h
+ * and any extension's.
  *
  * @param error must be null: there is no failure to tell of but the one below.
  * @return a dictionary from key to property; keys that the certificate does not have are missing. The caller

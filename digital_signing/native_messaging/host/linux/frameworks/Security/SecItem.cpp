@@ -1,5 +1,7 @@
 #include "Security/SecItem.h"
 
+#include <set>
+
 #include "linux/frameworks/Security/KeyStore.h"
 #include "linux/frameworks/Security/SecObjects.h"
 
@@ -44,18 +46,23 @@ std::vector<Candidate> findCertificates(const Query& query) {
   return candidates;
 }
 
-/** Key by key, and for each key certificate by certificate; nothing is sorted and no duplicate left out. */
+/** Key by key, and for each key certificate by certificate. What lies in several tokens is one identity, in
+ * the first of them; a key that may sign goes before one that may not. */
 std::vector<Owned<>> findIdentities(const Query& query) {
   std::vector<Owned<>> identities;
+  std::set<std::pair<std::vector<std::uint8_t>, bool>> known;
   const std::vector<Candidate> candidates = findCertificates(query);
   if (candidates.empty()) return identities;
   for (const auto& key : listPrivateKeys()) {
     if (query.mustSign && !key->canSign()) continue;
     for (const Candidate& candidate : candidates) {
-      if (key->belongsTo(candidate.stored, candidate.certificate->fields().publicKey)) {
-        candidate.certificate->retain();
-        identities.emplace_back(
-            new Identity(Owned<Certificate>(candidate.certificate.get()), Owned<Key>(new PrivateKey(key))));
+      if (key->belongsTo(candidate.stored, candidate.certificate->fields().publicKey) &&
+          known.emplace(candidate.stored.der, key->canSign()).second) {
+        const auto certificate = [&candidate] {
+          candidate.certificate->retain();
+          return Owned<Certificate>(candidate.certificate.get());
+        };
+        identities.emplace_back(new Identity(certificate(), Owned<Key>(new PrivateKey(key, certificate()))));
       }
     }
   }
@@ -67,7 +74,7 @@ OSStatus copyMatching(CFDictionaryRef dictionary, CFTypeRef* result) {
   if (!query) return errSecParam;
   if (const OSStatus status = openKeyStore(); status != errSecSuccess) return status;
   std::vector<Owned<>> identities = findIdentities(*query);
-  if (identities.empty()) return errSecItemNotFound;
+  if (identities.empty()) return statusOfNothingFound();
   *result = handOver<CFTypeRef>(makeArray(std::move(identities)));
   return errSecSuccess;
 }

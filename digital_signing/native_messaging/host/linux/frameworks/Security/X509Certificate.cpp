@@ -12,8 +12,8 @@ constexpr std::uint8_t kAlternativeNameOid[] = {0x55, 0x1d, 0x11};
 constexpr std::size_t kMaxSerialOctets = 37;
 constexpr std::uint8_t kRfc822Name = der::contextTag(1, false);
 
-/** The bits of a KeyUsage of up to two octets: bit n of the BIT STRING, counted from its front, becomes 1 <<
- * n. */
+/** The bits of a KeyUsage of up to two octets: bit n of the BIT STRING, counted from its front, becomes
+ * 1 << n. */
 std::optional<std::uint32_t> readKeyUsage(der::Bytes value) {
   const auto element = der::Reader(value).read(der::kBitString);
   const auto octets = element ? der::bitStringContent(element->content) : std::nullopt;
@@ -87,8 +87,8 @@ bool readPublicKey(const der::Element& info, Certificate& certificate) {
   return true;
 }
 
-/** The elements of a TBSCertificate one after the other; those that this layer shows nothing of are stepped
- * over. */
+/** The elements of a TBSCertificate one after the other; those that this layer shows nothing of
+ * are stepped over. */
 bool readToBeSigned(der::Bytes content, Certificate& certificate) {
   der::Reader reader(content);
   reader.read(der::contextTag(0, true));

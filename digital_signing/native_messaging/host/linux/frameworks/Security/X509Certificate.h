@@ -38,9 +38,9 @@ struct Certificate {
 inline constexpr std::uint32_t kCriticalKeyUsage = 0x80000000U;
 
 /**
- * Reads a certificate; none when it is malformed. Signatures are not checked, nor are the contents of
- * extensions, but for a critical KeyUsage or subject alternative name: a malformed one refuses the
- * certificate.
+ * Reads a certificate; none when it is malformed. Signatures are not checked, nor are the
+ * contents of extensions, but for a critical KeyUsage or subject alternative name: a malformed
+ * one refuses the certificate.
  */
 std::optional<Certificate> readCertificate(der::Bytes bytes);
 

@@ -1,0 +1,215 @@
+#include "linux/frameworks/Security/OpenStores.h"
+
+#include <algorithm>
+#include <chrono>
+#include <list>
+
+#include "linux/frameworks/Security/LastFailure.h"
+#include "linux/frameworks/Security/ModuleProbe.h"
+#include "linux/frameworks/Security/NssError.h"
+
+namespace vorn::frameworks {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr auto kModulePatience = std::chrono::seconds(3);
+
+constexpr PRUint32 kReadOnly =
+    NSS_INIT_READONLY | NSS_INIT_NOROOTINIT | NSS_INIT_OPTIMIZESPACE | NSS_INIT_NOMODDB;
+
+constexpr const char* kHeld = "Another process holds the key database for itself";
+
+/** As a value of NSS's configuration language, in which `quote` ends it. */
+std::string quotedValue(const std::string& text, char quote) {
+  std::string value(1, quote);
+  for (const char c : text) {
+    if (c == quote || c == '\\') value += '\\';
+    value += c;
+  }
+  return value + quote;
+}
+
+/** A token's name has room for so many bytes; no character is cut. */
+std::string tokenName(const std::string& title) {
+  constexpr std::size_t kRoom = 32;
+  std::size_t length = std::min(title.size(), kRoom);
+  const auto isInsideCharacter = [&](std::size_t at) {
+    return at < title.size() && (static_cast<unsigned char>(title[at]) & 0xc0U) == 0x80U;
+  };
+  while (length > 0 && isInsideCharacter(length)) --length;
+  return title.substr(0, length);
+}
+
+/** One library may be registered several times, by links too. */
+fs::path identityOf(const fs::path& library) {
+  std::error_code failure;
+  return library.is_absolute() ? fs::weakly_canonical(library, failure) : library;
+}
+
+}  // namespace
+
+OpenStores& OpenStores::instance() {
+  static auto* const stores = new OpenStores;
+  return *stores;
+}
+
+const OpenStores::Database* OpenStores::databaseOf(const PK11SlotInfo* slot) const {
+  const auto found = std::find_if(databases_.begin(), databases_.end(),
+                                  [slot](const Database& database) { return database.slot.get() == slot; });
+  return found != databases_.end() ? &*found : nullptr;
+}
+
+void OpenStores::note(const std::vector<KeyDatabase>& places) {
+  for (const KeyDatabase& place : places) {
+    const bool isKnown = std::any_of(databases_.begin(), databases_.end(), [&](const Database& database) {
+      return database.place.folder == place.folder;
+    });
+    if (!isKnown) databases_.push_back({place, DatabaseFiles(place.folder)});
+  }
+}
+
+/** With the first database as that of the library itself; without any when there is none, or it cannot be
+ * read. */
+OSStatus OpenStores::startLibrary() {
+  if (context_ != nullptr) return errSecSuccess;
+  NSSInitParameters parameters{};
+  parameters.length = sizeof parameters;
+  Database* const first =
+      databases_.empty() || databases_.front().place.isFirefox ? nullptr : &databases_.front();
+  if (first != nullptr && !first->files.isHeld()) {
+    context_ =
+        NSS_InitContext(("sql:" + first->place.folder.string()).c_str(), "", "", "", &parameters, kReadOnly);
+    if (context_ != nullptr) first->slot.reset(PK11_GetInternalKeySlot());
+    if (context_ != nullptr) return errSecSuccess;
+  }
+  context_ = NSS_InitContext("", "", "", "", &parameters, kReadOnly | NSS_INIT_NOCERTDB);
+  if (context_ != nullptr) return errSecSuccess;
+  const NssError error = lastNssError();
+  return failWith(error.status, "The key store's library cannot be started (" + error.name + ")");
+}
+
+void OpenStores::openDatabase(Database& database) {
+  database.status = errSecSuccess;
+  database.fault.clear();
+  database.files.open();
+  if (!database.files.waitUntilFree()) {
+    database.status = errSecNotAvailable;
+    database.fault = kHeld;
+    return;
+  }
+  if (database.slot != nullptr) return;
+  const std::string folder = database.place.folder.string();
+  database.slot.reset(SECMOD_OpenUserDB(
+      ("configdir=" + quotedValue("sql:" + folder, '\'') +
+       " flags=readOnly tokenDescription=" + quotedValue(tokenName(database.place.title), '\''))
+          .c_str()));
+  if (database.slot != nullptr) return;
+  const NssError error = lastNssError();
+  const std::string& unreadable = database.files.unreadable();
+  // NSS says no more of it than that its module has failed.
+  database.status = error.status == errSecAllocate ? errSecAllocate : errSecNotAvailable;
+  database.fault = "The key database " + (unreadable.empty() ? folder : unreadable) + " cannot be opened (" +
+                   error.name + ")";
+}
+
+std::vector<TokenModule> OpenStores::newModules() {
+  std::vector<TokenModule> modules = modulesOfSystem();
+  for (const Database& database : databases_)
+    for (TokenModule& module : modulesOfDatabase(database.place.folder)) modules.push_back(std::move(module));
+  const auto isKnown = [this](const TokenModule& module) {
+    return !triedLibraries_.insert(identityOf(module.library)).second;
+  };
+  modules.erase(std::remove_if(modules.begin(), modules.end(), isKnown), modules.end());
+  return modules;
+}
+
+std::optional<std::string> OpenStores::load(const TokenModule& module) {
+  std::string specification =
+      "library=" + quotedValue(module.library.string(), '"') + " name=" + quotedValue(module.name, '"');
+  if (!module.parameters.empty()) specification += " parameters=" + quotedValue(module.parameters, '"');
+  if (!module.settings.empty()) specification += " NSS=" + quotedValue(module.settings, '"');
+  Module loaded(SECMOD_LoadUserModule(specification.data(), nullptr, PR_FALSE));
+  if (loaded == nullptr || loaded->loaded == PR_FALSE)
+    return "it cannot be loaded (" + lastNssError().name + ")";
+  modules_.push_back(std::move(loaded));
+  return std::nullopt;
+}
+
+OSStatus OpenStores::open() {
+  note(keyDatabases());
+  // The libraries are tried while the databases are opened.
+  const std::vector<TokenModule> modules = newModules();
+  const auto deadline = std::chrono::steady_clock::now() + kModulePatience;
+  std::list<ModuleProbe> probes;
+  for (const TokenModule& module : modules) probes.emplace_back(module);
+
+  if (const OSStatus status = startLibrary(); status != errSecSuccess) return status;
+  for (Database& database : databases_) openDatabase(database);
+  // Readers that were plugged in since.
+  for (const Module& module : modules_) SECMOD_UpdateSlotList(module.get());
+
+  auto probe = probes.begin();
+  for (const TokenModule& module : modules) {
+    std::optional<std::string> fault = (probe++)->fault(deadline);
+    const bool hangs = fault && std::chrono::steady_clock::now() >= deadline;
+    if (!fault) fault = load(module);
+    moduleFaults_.erase(module.library);
+    if (!fault) continue;
+    moduleFaults_.insert(
+        {module.library, {StoreFault::Kind::kModule, module.library, *fault, module.registration}});
+    // Some fail until their device is there: the next search tries again.
+    if (!hangs) triedLibraries_.erase(identityOf(module.library));
+  }
+  return errSecSuccess;
+}
+
+bool OpenStores::isUsable(const PK11SlotInfo* slot) const {
+  const Database* const database = databaseOf(slot);
+  return database == nullptr || database->status == errSecSuccess;
+}
+
+bool OpenStores::waitUntilFree(const PK11SlotInfo* slot) const {
+  const Database* const database = databaseOf(slot);
+  return database == nullptr || database->files.waitUntilFree();
+}
+
+std::vector<std::int64_t> OpenStores::stateOf(const PK11SlotInfo* slot) const {
+  const Database* const database = databaseOf(slot);
+  return database != nullptr ? database->files.state() : std::vector<std::int64_t>();
+}
+
+/** A database that is opened beside the first says, like that one, that it is internal. */
+std::size_t OpenStores::rankOf(const PK11SlotInfo* slot) const {
+  const Database* const database = databaseOf(slot);
+  return database != nullptr ? 1 + static_cast<std::size_t>(database - databases_.data()) : 0;
+}
+
+std::string OpenStores::placeOf(PK11SlotInfo* slot) const {
+  if (const Database* const database = databaseOf(slot)) return database->place.folder.string();
+  const Module module(PK11_GetModule(slot) != nullptr ? SECMOD_ReferenceModule(PK11_GetModule(slot))
+                                                      : nullptr);
+  return module != nullptr && module->dllName != nullptr ? module->dllName : "";
+}
+
+std::vector<StoreFault> OpenStores::faults() const {
+  std::vector<StoreFault> faults;
+  for (const Database& database : databases_)
+    if (!database.fault.empty())
+      faults.push_back({StoreFault::Kind::kDatabase, database.place.folder, database.fault});
+  for (const auto& [library, fault] : moduleFaults_) faults.push_back(fault);
+  return faults;
+}
+
+OSStatus OpenStores::statusOfNothingFound() const {
+  const auto unread = std::find_if(databases_.begin(), databases_.end(), [](const Database& database) {
+    return !database.place.isFirefox && database.status != errSecSuccess;
+  });
+  return unread != databases_.end() ? failWith(unread->status, unread->fault) : errSecItemNotFound;
+}
+
+std::vector<StoreFault> storeFaults() {
+  return OpenStores::instance().faults();
+}
+
+}  // namespace vorn::frameworks

@@ -1,0 +1,73 @@
+#pragma once
+
+#include <nss.h>
+#include <secmod.h>
+
+#include <map>
+#include <set>
+
+#include "linux/frameworks/Security/KeyStoreLock.h"
+#include "linux/frameworks/Security/KeyStoreReport.h"
+#include "linux/frameworks/Security/NssHandles.h"
+#include "linux/frameworks/Security/TokenModules.h"
+
+namespace vorn::frameworks {
+
+using Module = std::unique_ptr<SECMODModule, NssRelease<SECMOD_DestroyModule>>;
+
+/**
+ * The databases and modules that this process has opened. They stay open for its life: keys that were found
+ * in them may be used until the end.
+ */
+class OpenStores {
+ public:
+  static OpenStores& instance();
+
+  /** Opens what is there and is not open yet, read-only. What cannot be opened is in `faults`; an error is
+   * returned when the library itself cannot be started. */
+  OSStatus open();
+
+  /** Whether the token's database could be read at the last `open`; true for what is no database. */
+  bool isUsable(const PK11SlotInfo* slot) const;
+  /** Waits for a writer of the token's database, but not for long. */
+  bool waitUntilFree(const PK11SlotInfo* slot) const;
+  /** A value that differs once anybody has written to the token's database. */
+  std::vector<std::int64_t> stateOf(const PK11SlotInfo* slot) const;
+  /** The place in the order in which tokens are asked: cards first, then the databases as they are listed. */
+  std::size_t rankOf(const PK11SlotInfo* slot) const;
+  /** The folder of the token's database, or the library that brings it. */
+  std::string placeOf(PK11SlotInfo* slot) const;
+
+  /** What could not be used at the last `open`, databases first. */
+  std::vector<StoreFault> faults() const;
+  /** The status of a search that has found nothing: an error, with its text, when a database that belongs to
+   * no program alone could not be read. */
+  OSStatus statusOfNothingFound() const;
+
+ private:
+  struct Database {
+    KeyDatabase place;
+    DatabaseFiles files;
+    Slot slot = nullptr;
+    OSStatus status = errSecSuccess;
+    std::string fault = {};
+  };
+
+  OpenStores() = default;
+  void note(const std::vector<KeyDatabase>& places);
+  OSStatus startLibrary();
+  void openDatabase(Database& database);
+  /** Starts to try the libraries that have not been tried. */
+  std::vector<TokenModule> newModules();
+  /** None, or why it cannot be loaded. */
+  std::optional<std::string> load(const TokenModule& module);
+  const Database* databaseOf(const PK11SlotInfo* slot) const;
+
+  NSSInitContext* context_ = nullptr;
+  std::vector<Database> databases_;
+  std::set<std::filesystem::path> triedLibraries_;
+  std::vector<Module> modules_;
+  std::map<std::filesystem::path, StoreFault> moduleFaults_;
+};
+
+}  // namespace vorn::frameworks

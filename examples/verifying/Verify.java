@@ -1,0 +1,142 @@
+import java.io.ByteArrayInputStream;
+import java.io.File;
+import java.io.FileInputStream;
+import java.security.GeneralSecurityException;
+import java.security.cert.CertPathValidator;
+import java.security.cert.CertificateFactory;
+import java.security.cert.PKIXParameters;
+import java.security.cert.TrustAnchor;
+import java.security.cert.X509Certificate;
+import java.util.ArrayList;
+import java.util.Base64;
+import java.util.List;
+import java.util.Map;
+import java.util.Set;
+import javax.xml.XMLConstants;
+import javax.xml.crypto.MarshalException;
+import javax.xml.crypto.dsig.XMLSignatureException;
+import javax.xml.crypto.dsig.XMLSignatureFactory;
+import javax.xml.crypto.dsig.dom.DOMValidateContext;
+import javax.xml.parsers.DocumentBuilderFactory;
+import org.w3c.dom.Document;
+import org.w3c.dom.Element;
+import org.w3c.dom.Node;
+import org.xml.sax.SAXException;
+
+/**
+ * Verifies a document with two signed parts: java Verify.java DOCUMENT AUTHORITY.pem
+ *
+ * <p>Prints who signed and exits with 0, or says why not and exits with 1. Needs nothing but the JDK. Read the document's data from
+ * what verified() returns, and from nowhere else.
+ */
+public final class Verify {
+  static final String DSIG = "http://www.w3.org/2000/09/xmldsig#";
+  static final String FILTER = "http://www.w3.org/2002/06/xmldsig-filter2";
+  static final List<String> TRANSFORMS =
+      List.of(FILTER, DSIG + "enveloped-signature", "http://www.w3.org/TR/2001/REC-xml-c14n-20010315#WithComments");
+  static final Map<String, String> METHODS =
+      Map.of(
+          "http://www.w3.org/2001/04/xmldsig-more#rsa-sha256", "http://www.w3.org/2001/04/xmlenc#sha256",
+          "http://www.w3.org/2001/04/xmldsig-more#rsa-sha512", "http://www.w3.org/2001/04/xmlenc#sha512");
+
+  static final class Refused extends Exception {
+    Refused(String reason) {
+      super(reason);
+    }
+  }
+
+  /** The signer's certificate, and the two elements of the tree that it signed. */
+  record Verified(X509Certificate signer, Element counterpart, Element rendered) {}
+
+  static void require(boolean condition, String reason) throws Refused {
+    if (!condition) throw new Refused(reason);
+  }
+
+  static List<Element> childrenOf(Element parent) {
+    List<Element> found = new ArrayList<>();
+    for (Node node = parent.getFirstChild(); node != null; node = node.getNextSibling())
+      if (node instanceof Element element) found.add(element);
+    return found;
+  }
+
+  static Element onlyChild(Element parent, String namespace, String name) throws Refused {
+    List<Element> found = new ArrayList<>();
+    for (Element child : childrenOf(parent))
+      if (name.equals(child.getLocalName()) && namespace.equals(child.getNamespaceURI())) found.add(child);
+    require(found.size() == 1, found.size() + " times " + name);
+    return found.get(0);
+  }
+
+  static Element part(Document document, String name) throws Refused {
+    var found = document.getElementsByTagNameNS("*", name);
+    require(found.getLength() == 1 && found.item(0).getNamespaceURI() == null, "not exactly one " + name);
+    return (Element) found.item(0);
+  }
+
+  /** That the signature covers its part whole, by algorithms that are good enough. */
+  static void requireForm(Element signature, String part) throws Refused {
+    Element info = onlyChild(signature, DSIG, "SignedInfo");
+    Element reference = onlyChild(info, DSIG, "Reference");
+    require(reference.hasAttribute("URI") && reference.getAttribute("URI").isEmpty(), "a reference to something else");
+    List<Element> transforms = childrenOf(onlyChild(reference, DSIG, "Transforms"));
+    require(TRANSFORMS.equals(transforms.stream().map(t -> t.getAttribute("Algorithm")).toList()), "other transforms");
+    Element path = onlyChild(transforms.get(0), FILTER, "XPath");
+    require(path.getAttribute("Filter").equals("intersect") && path.getTextContent().equals("//" + part), "another part is signed");
+    String method = onlyChild(info, DSIG, "SignatureMethod").getAttribute("Algorithm");
+    String digest = onlyChild(reference, DSIG, "DigestMethod").getAttribute("Algorithm");
+    require(digest.equals(METHODS.get(method)), "other algorithms");
+  }
+
+  static X509Certificate certificateOf(Element signature) throws Refused, GeneralSecurityException {
+    Element data = onlyChild(onlyChild(signature, DSIG, "KeyInfo"), DSIG, "X509Data");
+    byte[] der = Base64.getMimeDecoder().decode(onlyChild(data, DSIG, "X509Certificate").getTextContent());
+    return (X509Certificate) CertificateFactory.getInstance("X.509").generateCertificate(new ByteArrayInputStream(der));
+  }
+
+  static X509Certificate verifiedSigner(Element part) throws Refused, GeneralSecurityException, MarshalException, XMLSignatureException {
+    Element signature = onlyChild(part, DSIG, "Signature");
+    requireForm(signature, part.getLocalName());
+    X509Certificate certificate = certificateOf(signature);
+    var context = new DOMValidateContext(certificate.getPublicKey(), signature);
+    require(XMLSignatureFactory.getInstance("DOM").unmarshalXMLSignature(context).validate(context), part.getLocalName() + " was altered");
+    return certificate;
+  }
+
+  static Verified verified(File file, X509Certificate authority) throws Exception {
+    DocumentBuilderFactory factory = DocumentBuilderFactory.newInstance();
+    factory.setNamespaceAware(true);
+    factory.setFeature(XMLConstants.FEATURE_SECURE_PROCESSING, true);
+    factory.setFeature("http://apache.org/xml/features/disallow-doctype-decl", true);
+    Document document;
+    try {
+      document = factory.newDocumentBuilder().parse(file);
+    } catch (SAXException error) {
+      throw new Refused("no XML without a document type: " + error.getMessage());
+    }
+    Element counterpart = part(document, "CounterpartData");
+    Element rendered = part(document, "RenderedData");
+    X509Certificate signer;
+    try {
+      signer = verifiedSigner(counterpart);
+      require(signer.equals(verifiedSigner(rendered)), "two signers");
+      require(signer.getKeyUsage() != null && signer.getKeyUsage()[0], "the certificate is not for signing");
+      var trust = new PKIXParameters(Set.of(new TrustAnchor(authority, null)));
+      trust.setRevocationEnabled(false); // turn it on where the authority answers for revocation
+      var path = CertificateFactory.getInstance("X.509").generateCertPath(List.of(signer));
+      CertPathValidator.getInstance("PKIX").validate(path, trust);
+    } catch (GeneralSecurityException | MarshalException | XMLSignatureException | IllegalArgumentException error) {
+      throw new Refused(error.getMessage());
+    }
+    return new Verified(signer, counterpart, rendered);
+  }
+
+  public static void main(String[] arguments) throws Exception {
+    try (var pem = new FileInputStream(arguments[1])) {
+      var authority = (X509Certificate) CertificateFactory.getInstance("X.509").generateCertificate(pem);
+      System.out.println(verified(new File(arguments[0]), authority).signer().getSubjectX500Principal());
+    } catch (Refused refusal) {
+      System.err.println("refused: " + refusal.getMessage());
+      System.exit(1);
+    }
+  }
+}
