@@ -174,15 +174,22 @@ TEST(Faults, KeyStoreThatIsHeld) {
   }
 }
 
-TEST(Faults, TokenThatIsRemoved) {
+TEST(Faults, TokenThatIsRemovedAndComesBack) {
   if (!fs::exists("/usr/lib/softhsm/libsofthsm2.so")) GTEST_SKIP() << "no software token";
   Home home;
-  HostProcess host(home, {.environment = {installToken(home)}});
+  const std::vector<std::string> environment = installToken(home);
+  HostProcess host(home, {.environment = environment});
   expectSigned(home, host.ask(jane().json()));
-  fs::rename(tokenFolder(home), home.path() / "away");
+  fs::rename(card(home), home.path() / "away");
   EXPECT_EQ(errorCode(host.ask(jane().json())), 105);
   EXPECT_EQ(errorCode(host.ask(max().json())), 102);
   EXPECT_EQ(errorCode(host.ask(kVersionRequest)), 0);
+  HostProcess late(home, {.environment = environment});
+  EXPECT_EQ(errorCode(late.ask(jane().json())), 102);
+  fs::rename(home.path() / "away", card(home));
+  std::this_thread::sleep_for(std::chrono::milliseconds(1100));  // NSS looks once in a second
+  expectSigned(home, host.ask(jane().json()));
+  expectSigned(home, late.ask(jane().json()));
 }
 
 TEST(Faults, OutputThatIsClosedInMidAnswer) {

@@ -8,6 +8,7 @@
 #include <pkcs11.h>
 
 #include <cstdlib>
+#include <cstring>
 #include <memory>
 #include <stdexcept>
 #include <vector>
@@ -17,7 +18,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr char kLibrary[] = "/usr/lib/softhsm/libsofthsm2.so";
+constexpr char kLibrary[] = VORN_CARD_MODULE;
 
 void run(const std::string& command) {
   if (std::system((command + " > /dev/null 2>&1").c_str()) != 0)
@@ -143,15 +144,21 @@ void storeObjects(Object certificate, Object key) {
 
 }  // namespace
 
-std::filesystem::path tokenFolder(const e2e::Home& home) {
-  return home.path() / "tokens";
+std::filesystem::path card(const e2e::Home& home) {
+  return home.path() / "card";
 }
 
-std::string installToken(const e2e::Home& home) {
-  const std::string setting = "SOFTHSM2_CONF=" + (home.path() / "softhsm.conf").string();
-  fs::create_directories(tokenFolder(home));
-  e2e::writeFile(home.path() / "softhsm.conf", "directories.tokendir = " + tokenFolder(home).string() + "\n");
-  setenv("SOFTHSM2_CONF", (home.path() / "softhsm.conf").c_str(), 1);
+std::vector<std::string> installToken(const e2e::Home& home) {
+  fs::create_directories(home.path() / "tokens");
+  e2e::writeFile(home.path() / "softhsm.conf",
+                 "directories.tokendir = " + (home.path() / "tokens").string() + "\n");
+  const std::vector<std::string> settings{"SOFTHSM2_CONF=" + (home.path() / "softhsm.conf").string(),
+                                          "CARD=" + card(home).string()};
+  for (const std::string& setting : settings) putenv(strdup(setting.c_str()));
+  // The card is the only way to the token.
+  fs::create_directories(home.path() / ".config/pkcs11/modules");
+  e2e::writeFile(home.path() / ".config/pkcs11/modules/softhsm2.module", "disable-in: p11-kit-proxy\n");
+  e2e::writeFile(card(home), "");
   run("softhsm2-util --init-token --free --label jane --pin 1234 --so-pin 1234");
 
   const fs::path store = home.path() / ".pki" / "nssdb";
@@ -162,7 +169,7 @@ std::string installToken(const e2e::Home& home) {
   const Key jane = readKey(home.path());
   storeObjects(certificateObject(e2e::preparedHomes() / "main" / "certificates" / "jane.pem"),
                keyObject(jane.get()));
-  return setting;
+  return settings;
 }
 
 }  // namespace reliability

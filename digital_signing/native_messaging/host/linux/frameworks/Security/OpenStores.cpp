@@ -124,17 +124,16 @@ std::vector<TokenModule> OpenStores::newModules() {
   return modules;
 }
 
-void OpenStores::load(const TokenModule& module) {
+std::optional<std::string> OpenStores::load(const TokenModule& module) {
   std::string specification =
       "library=" + quotedValue(module.library.string(), '"') + " name=" + quotedValue(module.name, '"');
   if (!module.parameters.empty()) specification += " parameters=" + quotedValue(module.parameters, '"');
   if (!module.settings.empty()) specification += " NSS=" + quotedValue(module.settings, '"');
   Module loaded(SECMOD_LoadUserModule(specification.data(), nullptr, PR_FALSE));
-  if (loaded != nullptr && loaded->loaded != PR_FALSE)
-    modules_.push_back(std::move(loaded));
-  else
-    moduleFaults_.push_back({StoreFault::Kind::kModule, module.library,
-                             "it cannot be loaded (" + lastNssError().name + ")", module.registration});
+  if (loaded == nullptr || loaded->loaded == PR_FALSE)
+    return "it cannot be loaded (" + lastNssError().name + ")";
+  modules_.push_back(std::move(loaded));
+  return std::nullopt;
 }
 
 OSStatus OpenStores::open() {
@@ -151,11 +150,17 @@ OSStatus OpenStores::open() {
   for (const Module& module : modules_) SECMOD_UpdateSlotList(module.get());
 
   auto probe = probes.begin();
-  for (const TokenModule& module : modules)
-    if (const auto fault = (probe++)->fault(deadline))
-      moduleFaults_.push_back({StoreFault::Kind::kModule, module.library, *fault, module.registration});
-    else
-      load(module);
+  for (const TokenModule& module : modules) {
+    std::optional<std::string> fault = (probe++)->fault(deadline);
+    const bool hangs = fault && std::chrono::steady_clock::now() >= deadline;
+    if (!fault) fault = load(module);
+    moduleFaults_.erase(module.library);
+    if (!fault) continue;
+    moduleFaults_.insert(
+        {module.library, {StoreFault::Kind::kModule, module.library, *fault, module.registration}});
+    // Some fail until their device is there: the next search tries again.
+    if (!hangs) triedLibraries_.erase(identityOf(module.library));
+  }
   return errSecSuccess;
 }
 
@@ -192,7 +197,7 @@ std::vector<StoreFault> OpenStores::faults() const {
   for (const Database& database : databases_)
     if (!database.fault.empty())
       faults.push_back({StoreFault::Kind::kDatabase, database.place.folder, database.fault});
-  faults.insert(faults.end(), moduleFaults_.begin(), moduleFaults_.end());
+  for (const auto& [library, fault] : moduleFaults_) faults.push_back(fault);
   return faults;
 }
 
