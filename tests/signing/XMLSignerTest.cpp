@@ -302,6 +302,12 @@ TEST_F(XMLSignerTest, HostileMalformedAndInvalidDocuments) {
       {"<r><counterpartdata/><RenderedData/></r>", invalid + "Element <CounterpartData> not found"},
       {"<CounterpartData><a><CounterpartData/></a><RenderedData/></CounterpartData>",
        invalid + "Multiple <CounterpartData> elements found"},
+      // What would not verify is handed out only where nobody can be surprised.
+      {"<r><CounterpartData><RenderedData/></CounterpartData></r>", "signed"},
+      {"<!DOCTYPE r><r><CounterpartData><RenderedData/></CounterpartData></r>",
+       "105 The signed document does not verify: CounterpartData: the element has been altered"},
+      {"<?xml version='1.1'?><r><CounterpartData><RenderedData/></CounterpartData></r>",
+       "105 The signed document does not verify: CounterpartData: the element has been altered"},
       {"<!DOCTYPE r [<!ENTITY e '<a><RenderedData/></a>'>]><r><CounterpartData/>&e;</r>",
        invalid + "Element <RenderedData> comes out of an entity"},
   };
