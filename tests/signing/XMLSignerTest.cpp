@@ -158,7 +158,9 @@ TEST_F(XMLSignerTest, WarnsOfWhatVerifiersRefuse) {
       {root("xmlns:xml='http://www.w3.org/XML/1998/namespace' xml:a=''"), {}},
       // Attributes like xml:lang.
       {"<r xml:lang='a'><m xml:lang='b'><CounterpartData/></m><RenderedData/></r>", {"xml-attributes"}},
-      {"<r xml:lang='a'><CounterpartData xml:id='b'/><RenderedData/></r>", {"xml-attributes"}},
+      {"<r xml:lang='a'><CounterpartData><a xml:id='b'/></CounterpartData><RenderedData/></r>",
+       {"xml-attributes"}},
+      {"<r xml:lang='a'><CounterpartData xml:id='b'/><RenderedData/></r>", {}},
       {part("<a xml:lang='a'><b><c xml:id='b'/></b></a>"), {"xml-attributes"}},
       {part("<a xml:lang='a'/><b xml:id='b'/><c xml:id='c'><d xml:id='e' xml:lang='f'/></c>"), {}},
       {"<r xml:lang='a'><m xml:lang='a'><CounterpartData/></m><a xml:id='b'/><RenderedData/></r>", {}},

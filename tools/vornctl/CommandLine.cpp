@@ -16,7 +16,8 @@ namespace {
 const std::map<std::string, System> kSystems = {{"linux", System::kLinux}, {"macos", System::kMacOS}};
 
 constexpr const char* kFooter =
-    "Exit status: 0 fine, 1 a problem was found or something failed, 2 wrong usage.\n"
+    "Exit status: 0 fine, 1 a problem was found or something failed, 2 wrong usage; of verify also 3,\n"
+    "nothing is wrong but it is not certain who signed.\n"
     "Every command has its own help: vornctl COMMAND --help. More in the manual: man vornctl.";
 
 /** The options of a subcommand, which live as long as the parser. */
@@ -140,9 +141,21 @@ void addDocuments(CLI::App& app, int& status) {
   command->add_flag("-f,--force", sign->overwrite, "Overwrite files that are there");
   command->add_option("--host", sign->host, "The host's program file")->type_name("PROGRAM");
 
-  const auto verify = addCommand(app, command, "verify",
-                                 "Check both signatures of documents and show who signed", runVerify, status);
+  const auto verify = addCommand(app, command, "verify", "Check both signatures of documents, and who signed",
+                                 runVerify, status);
   command->add_option("FILE", verify->files, "The documents")->required();
+  command
+      ->add_option("-t,--trusted", verify->trusted,
+                   "Certificates of authorities to trust, PEM or DER, beside those that the key store trusts "
+                   "(repeatable); of a folder, all")
+      ->type_name("PATH")
+      ->allow_extra_args(false);
+  command->add_flag("--no-chain", verify->noChain, "Check whether the parts are intact, and not who signed");
+  command
+      ->add_option("--time", verify->time,
+                   "When certificates have to be valid, in UTC: 2030-07-01 or 2030-07-01T12:00:00Z; now "
+                   "unless told otherwise")
+      ->type_name("TIME");
   command->add_flag("--json", verify->json, "Answer in JSON");
 }
 

@@ -12,6 +12,7 @@ namespace vorn::vornctl {
 inline constexpr int kExitFine = 0;
 inline constexpr int kExitProblems = 1;
 inline constexpr int kExitUsage = 2;
+inline constexpr int kExitIndeterminate = 3;
 
 struct RegisterOptions {
   RegistrationRequest request = {};
@@ -48,6 +49,9 @@ struct SignOptions {
 
 struct VerifyOptions {
   std::vector<std::string> files = {};
+  std::vector<std::string> trusted = {}; /**< files and folders of certificates, beside the key store */
+  std::string time = {};                 /**< as of which certificates have to be valid; empty for now */
+  bool noChain = false;
   bool json = false;
 };
 
