@@ -65,6 +65,7 @@ void addRegistration(CLI::App& app, int& status) {
 
   options = addCommand(app, command, "unregister", "Remove what register wrote", runUnregister, status);
   addPlaces(*command, *options);
+  command->add_option("--host", options->host, "Only manifests of this program file")->type_name("FILE");
 }
 
 void addUser(CLI::App& command, User& user, bool required) {
@@ -92,6 +93,11 @@ void addDiagnosis(CLI::App& app, int& status) {
                  runDoctor, status);
   command->add_flag("--json", doctor->json, "Answer in JSON");
   command
+      ->add_option("-e,--extension-id", doctor->extensionIds,
+                   "An extension that is to start the host (repeatable)")
+      ->type_name("ID")
+      ->allow_extra_args(false);
+  command
       ->add_option("--root", doctor->root,
                    "Folder that stands for / where browsers and manifests are looked for")
       ->type_name("FOLDER");
@@ -101,6 +107,21 @@ void addDiagnosis(CLI::App& app, int& status) {
                                      runIdentities, status);
   addUser(*command, identities->user, false);
   command->add_flag("--json", identities->json, "Answer in JSON");
+}
+
+void addImport(CLI::App& app, int& status) {
+  CLI::App* command = nullptr;
+  const auto import =
+      addCommand(app, command, "import", "Put the key and certificate of a .p12 file into the key store",
+                 runImport, status);
+  command->add_option("FILE", import->file, "The file, .p12 or .pfx")->required();
+  command
+      ->add_option("--password-file", import->passwordFile, "A file whose first line is the password of FILE")
+      ->type_name("TEXT");
+  command
+      ->add_option("--store-password-file", import->storePasswordFile,
+                   "A file whose first line is the password of the key store, if that has one")
+      ->type_name("TEXT");
 }
 
 std::vector<std::string> algorithmNames() {
@@ -158,6 +179,7 @@ int runCommandLine(int count, char** arguments) {
   int status = kExitFine;
   addRegistration(app, status);
   addDiagnosis(app, status);
+  addImport(app, status);
   addDocuments(app, status);
   try {
     app.parse(count, arguments);

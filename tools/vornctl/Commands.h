@@ -24,12 +24,19 @@ struct RegisterOptions {
 
 struct DoctorOptions {
   bool json = false;
+  std::vector<std::string> extensionIds = {};
   std::string root = "/"; /**< as in RegisterOptions; the host is started where it really is */
 };
 
 struct IdentitiesOptions {
   User user = {};
   bool json = false;
+};
+
+struct ImportOptions {
+  std::string file = {};
+  std::string passwordFile = {};      /**< empty to ask at the terminal */
+  std::string storePasswordFile = {}; /**< of the key store, if that has one; empty to ask */
 };
 
 struct SignOptions {
@@ -53,6 +60,7 @@ int runRegister(const RegisterOptions& options);
 int runUnregister(const RegisterOptions& options);
 int runDoctor(const DoctorOptions& options);
 int runIdentities(const IdentitiesOptions& options);
+int runImport(const ImportOptions& options);
 int runSign(const SignOptions& options);
 int runVerify(const VerifyOptions& options);
 
