@@ -10,9 +10,9 @@
 
 #include "e2e/HostProcess.h"
 #include "e2e/Messages.h"
+#include "e2e/Token.h"
 #include "reliability/HostileBodies.h"
 #include "reliability/LeakCheck.h"
-#include "reliability/Token.h"
 
 /** What goes wrong around the host while it runs. Each ends as docs/reliability.md says. */
 namespace reliability {
@@ -175,9 +175,8 @@ TEST(Faults, KeyStoreThatIsHeld) {
 }
 
 TEST(Faults, TokenThatIsRemoved) {
-  if (!fs::exists("/usr/lib/softhsm/libsofthsm2.so")) GTEST_SKIP() << "no software token";
   Home home;
-  HostProcess host(home, {.environment = {installToken(home)}});
+  HostProcess host(home, installToken(home, kPin));
   expectSigned(home, host.ask(jane().json()));
   fs::rename(tokenFolder(home), home.path() / "away");
   EXPECT_EQ(errorCode(host.ask(jane().json())), 105);
