@@ -42,6 +42,7 @@ std::size_t copiesInMemory(pid_t process, const std::string& text) {
     std::size_t from = 0;
     std::size_t to = 0;
     if (std::sscanf(line.c_str(), "%zx-%zx r", &from, &to) != 2) continue;
+    if (to - from > 1U << 30) continue;  // what sanitizers reserve
     std::string bytes(to - from, '\0');
     memory.clear();
     memory.seekg(static_cast<std::streamoff>(from));
@@ -109,7 +110,8 @@ TEST(Pin, WhatBecomesOfEachAnswer) {
   const Home home;
   installToken(home, "");
   for (const auto& row : rows) {
-    for (const char* left : {"prompts", "tries"}) std::filesystem::remove(home.path() / left);
+    std::filesystem::remove(home.path() / "prompts");
+    writeFile(card(home), "3");
     HostOptions options = installPrompt(home, row.answers);
     options.environment.push_back("VORN_PROMPT_SECONDS=1");
     options.environment.insert(options.environment.begin(), row.environment.begin(), row.environment.end());
@@ -126,7 +128,7 @@ TEST(Pin, WhatBecomesOfEachAnswer) {
 TEST(Pin, LastTryIsNeverUsedUpSilently) {
   const Home home;
   HostProcess host(home, installToken(home, "00000000\n00000000\ncancel\n11111111"));
-  const auto tries = [&home] { return readFile(home.path() / "tries"); };
+  const auto tries = [&home] { return readFile(card(home)); };
   EXPECT_EQ(errorCode(host.ask(signRequest(1, home))), 105);
   EXPECT_EQ(tries(), "1");
   EXPECT_NE(promptsOf(home).find("SETERROR Wrong PIN, 1 try left: "), std::string::npos);
@@ -142,7 +144,7 @@ TEST(Pin, LastTryIsNeverUsedUpSilently) {
 TEST(Pin, ReaderWithKeysIsANoticeAndNoQuestion) {
   const Home home;
   HostOptions options = installToken(home, kPin, "--always-auth");
-  options.environment.push_back("VORN_TOKEN_KEYS=" + (home.path() / "answers").string());
+  options.environment.push_back("CARD_KEYS=" + (home.path() / "answers").string());
   HostProcess host(home, options);
   const std::string answer = host.ask(signRequest(1, home));
   ASSERT_EQ(errorCode(answer), 0) << answer;

@@ -4,8 +4,8 @@
 
 namespace e2e {
 
-/** Where installToken leaves the token itself. */
-std::filesystem::path tokenFolder(const Home& home);
+/** While this file is there the token of installToken is in its reader; it holds the number of tries left. */
+std::filesystem::path card(const Home& home);
 
 /**
  * Gives the home a software token with key and certificate of Jane Citizen, written with the options of

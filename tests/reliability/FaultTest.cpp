@@ -174,14 +174,21 @@ TEST(Faults, KeyStoreThatIsHeld) {
   }
 }
 
-TEST(Faults, TokenThatIsRemoved) {
+TEST(Faults, TokenThatIsRemovedAndComesBack) {
   Home home;
-  HostProcess host(home, installToken(home, kPin));
+  const HostOptions options = installToken(home, kPin);
+  HostProcess host(home, options);
   expectSigned(home, host.ask(jane().json()));
-  fs::rename(tokenFolder(home), home.path() / "away");
+  fs::rename(card(home), home.path() / "away");
   EXPECT_EQ(errorCode(host.ask(jane().json())), 105);
   EXPECT_EQ(errorCode(host.ask(max().json())), 102);
   EXPECT_EQ(errorCode(host.ask(kVersionRequest)), 0);
+  HostProcess late(home, options);
+  EXPECT_EQ(errorCode(late.ask(jane().json())), 102);
+  fs::rename(home.path() / "away", card(home));
+  std::this_thread::sleep_for(std::chrono::milliseconds(1100));  // NSS looks once in a second
+  expectSigned(home, host.ask(jane().json()));
+  expectSigned(home, late.ask(jane().json()));
 }
 
 TEST(Faults, OutputThatIsClosedInMidAnswer) {

@@ -31,6 +31,7 @@ std::string allBrowsers() {
       add("program", browser.programs);
       add("user   ", browser.userFolders);
       add("system ", browser.systemFolders);
+      add("policies", browser.policies);
     }
   }
   for (const SandboxedBrowser& browser : sandboxedBrowsers()) {

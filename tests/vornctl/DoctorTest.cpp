@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <ostream>
 
@@ -45,6 +46,11 @@ std::string edit(const std::string& file, const std::string& expression) {
   return "sed -i \"" + expression + "\" " + file;
 }
 
+std::string policy(const std::string& text) {
+  const std::string folder = "root/etc/chromium/policies/managed";
+  return "mkdir -p " + folder + "; echo \"" + text + "\" > " + folder + "/p.json";
+}
+
 const std::string kHostAtHome =
     edit(kFirefoxFile + " " + kChromiumFile, "s#\\\"path\\\": .*#\\\"path\\\": \\\"$HOME/vorn-signing\\\",#");
 
@@ -58,10 +64,10 @@ const PlantedFault kFaults[] = {
     {"HostNotExecutable",
      "touch plain; " + edit(kFirefoxFile, "s#\\\"path\\\": .*#\\\"path\\\": \\\"$HOME/plain\\\",#"),
      "host-not-executable Firefox", "is not executable", "chmod 755"},
-    {"NoSlash", edit(kChromiumFile, "s#nop\\\\\\\\/#nop#"), "manifest-bad-extension Chromium",
+    {"NoSlash", edit(kChromiumFile, "s#nop/#nop#"), "manifest-bad-extension Chromium",
      "the slash at the end is missing", "--extension-id"},
-    {"ShortId", edit(kChromiumFile, "s#nop\\\\\\\\/#no\\\\\\\\/#"), "manifest-bad-extension Chromium",
-     "it has 31", "--extension-id"},
+    {"ShortId", edit(kChromiumFile, "s#nop/#no/#"), "manifest-odd-extension Chromium", "it has 31",
+     "--extension-id"},
     {"Wildcard", edit(kFirefoxFile, "s#signing@example.com#*#"), "manifest-bad-extension Firefox",
      "wildcards", "--extension-id"},
     {"OtherName", edit(kChromiumFile, "s#\\\"vorn.signing#\\\"vorn.other#"), "manifest-name Chromium",
@@ -76,10 +82,30 @@ const PlantedFault kFaults[] = {
      "manifest-member Firefox", "\"allowed_origins\"", "vornctl register"},
     {"NotRegistered", "rm " + kChromiumFile + " " + kFirefoxFile, "not-registered Chromium,Firefox",
      "not registered", "vornctl register"},
-    {"HidesSystem",
-     std::string(kRegister) + "--system >out && echo {} > " + kChromiumFile + " && " +
-         edit(kChromiumFile, "s#.*#[]#"),
-     "manifest-syntax Chromium", "it hides the good one", "vornctl register"},
+    {"BrokenBeforeGood", std::string(kRegister) + "--system >out && echo [] > " + kChromiumFile,
+     "manifest-syntax Chromium", "it hides the good one", "vornctl unregister --browser chromium"},
+    {"OthersBeforeGood", std::string(kRegister) + "--system >out && " + edit(kChromiumFile, "s#nop/#nok/#"),
+     "manifest-hides Chromium", "abcdefghijklmnopabcdefghijklmnop, which may sign by that",
+     "vornctl unregister --browser chromium"},
+    {"StaleBeforeGood",
+     std::string(kRegister) + "--system >out && " +
+         edit(kFirefoxFile, "s#\\\"path\\\": .*#\\\"path\\\": \\\"/old\\\",#"),
+     "manifest-stale Firefox", "stale: it names the host /old", "vornctl unregister --browser firefox"},
+    {"OtherExtension",
+     "mkdir -p root/etc/vorn-signing; echo \"me@example.com # ours\" > root/etc/vorn-signing/extension-ids",
+     "extension-not-registered Firefox",
+     "me@example.com may not start the host; those that may: signing@example.com",
+     "register --extension-id signing@example.com --extension-id me@example.com"},
+    {"FolderInThePlace", "rm " + kFirefoxFile + "; mkdir " + kFirefoxFile, "manifest-unreadable Firefox",
+     "cannot be read", "remove"},
+    {"PolicyBlocks", policy("{\\\"NativeMessagingBlocklist\\\": [\\\"*\\\"]}"),
+     "policy-host-blocked Chromium", "NativeMessagingBlocklist", "administrator"},
+    {"PolicyOfSystemAlone", policy("{\\\"NativeMessagingUserLevelHosts\\\": false}"),
+     "policy-user-hosts Chromium", "lets no user register", "--system"},
+    {"LogIsAFolder", "mkdir vorn-signing.log", "log-not-writable log", "no regular file", "remove"},
+    {"LogIsALink", "ln -s nowhere vorn-signing.log", "log-not-writable log", "symbolic link", "remove"},
+    {"LogIsNotMine", "touch vorn-signing.log; ln vorn-signing.log b", "log-not-writable log", "another name",
+     "remove"},
     {"SilentHost",
      "cp /bin/true silent; " +
          edit(kFirefoxFile + " " + kChromiumFile, "s#\\\"path\\\": .*#\\\"path\\\": \\\"$HOME/silent\\\",#"),
@@ -112,6 +138,7 @@ TEST_P(Doctor, NamesTheOneCauseAndItsRemedy) {
   ASSERT_EQ(diagnosis(home, "problem", 0), std::vector<std::string>());
   const Result done = run(home, fault.deed);
   ASSERT_EQ(done.status, 0) << done.output;
+  const bool hasLog = fs::exists(fs::symlink_status(home.path() / "vorn-signing.log"));
 
   const auto problems = diagnosis(home, "problem", 1);
   ASSERT_EQ(problems.size(), 1U) << testing::PrintToString(problems);
@@ -119,20 +146,18 @@ TEST_P(Doctor, NamesTheOneCauseAndItsRemedy) {
   const std::size_t separator = problems[0].find(" | ");
   EXPECT_NE(problems[0].substr(0, separator).find(fault.cause), std::string::npos) << problems[0];
   EXPECT_NE(problems[0].substr(separator).find(fault.remedy), std::string::npos) << problems[0];
+  EXPECT_EQ(fs::exists(fs::symlink_status(home.path() / "vorn-signing.log")), hasLog) << "a log was written";
 }
 
 INSTANTIATE_TEST_SUITE_P(Planted, Doctor, testing::ValuesIn(kFaults),
                          [](const auto& instance) { return instance.param.name; });
 
-TEST(DoctorHome, FirefoxTakesTheFirstManifestThatIsGood) {
+TEST(DoctorHome, ToldByRootIsWhoseHomeItIs) {
   const e2e::Home home("main");
-  fs::create_directories(home.path() / ".mozilla");
-  ASSERT_EQ(run(home, kRegister).status, 0);
-  ASSERT_EQ(run(home, std::string(kRegister) + "--system && echo [] > " + kFirefoxFile).status, 0);
-  EXPECT_EQ(diagnosis(home, "problem", 0), std::vector<std::string>());
-  const auto notes = diagnosis(home, "note", 0);
-  ASSERT_EQ(notes.size(), 1U) << testing::PrintToString(notes);
-  EXPECT_NE(notes[0].find(kFirefoxFile + " is not used"), std::string::npos) << notes[0];
+  ASSERT_EQ(run(home, "mkdir .mozilla; " + std::string(kRegister)).status, 0);
+  const Result result = run(home, "SUDO_USER=jane $vornctl doctor --root root");
+  const bool isTold = result.output.find("root, not about those of jane") != std::string::npos;
+  EXPECT_EQ(isTold, geteuid() == 0) << result.output;
 }
 
 TEST(DoctorHome, HostThatHangsIsTold) {

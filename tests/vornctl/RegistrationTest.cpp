@@ -25,7 +25,7 @@ class Registration : public testing::Test {
   void make(const std::string& folder) { fs::create_directories(home_.path() / folder); }
   std::string text(const std::string& file) const { return e2e::readFile(home_.path() / file); }
   std::vector<Outcome> add(const RegistrationRequest& request = {}) {
-    return registerHost(places_, request, kHost, kIds);
+    return registerHost(places_, request, kHost, {kIds, true});
   }
   /** "Chromium written" for every outcome. */
   static std::vector<std::string> brief(const std::vector<Outcome>& outcomes, bool dryRun = false) {
@@ -70,7 +70,7 @@ TEST_F(Registration, IsIdempotentAndRepairs) {
   make(".config/chromium");
   const std::string file = ".config/chromium/NativeMessagingHosts/vorn.signing.json";
   const RegistrationRequest request{.browsers = {"chromium"}};
-  EXPECT_EQ(brief(registerHost(places_, {.browsers = {"chromium"}, .dryRun = true}, kHost, kIds), true),
+  EXPECT_EQ(brief(registerHost(places_, {.browsers = {"chromium"}, .dryRun = true}, kHost, {kIds}), true),
             Lines({"Chromium would write"}));
   EXPECT_EQ(files(), Lines());
   EXPECT_EQ(brief(add(request)), Lines({"Chromium written"}));
@@ -83,9 +83,30 @@ TEST_F(Registration, IsIdempotentAndRepairs) {
   EXPECT_EQ(files(), Lines({file})) << "a temporary file was left";
 }
 
+TEST_F(Registration, KeepsTheExtensionsOfAManifestUnlessToldOtherwise) {
+  make(".config/chromium");
+  make(".config/google-chrome");
+  const RegistrationRequest both{.browsers = {"chromium", "chrome"}};
+  ASSERT_EQ(brief(registerHost(places_, {.browsers = {"chromium"}}, "/old", {kIds, true})),
+            Lines({"Chromium written"}));
+  const ExtensionIds other{{"ponmlkjihgfedcbaponmlkjihgfedcba"}, {}};
+  const auto idsOf = [](const std::vector<Outcome>& outcomes) {
+    return Lines({outcomes[0].ids[0], outcomes[1].ids[0]});
+  };
+  EXPECT_EQ(idsOf(registerHost(places_, both, kHost, {other})), Lines({other.chromium[0], kIds.chromium[0]}));
+  EXPECT_EQ(text(".config/chromium/NativeMessagingHosts/vorn.signing.json"),
+            e2e::readFile(VORN_GOLDEN "/chromium.json"));
+  EXPECT_EQ(idsOf(registerHost(places_, both, kHost, {other, true})),
+            Lines({other.chromium[0], other.chromium[0]}));
+  unregisterHost(places_, {.browsers = {"chrome"}});
+  make(".config/google-chrome");
+  EXPECT_EQ(idsOf(registerHost(places_, both, kHost, {})), Lines({other.chromium[0], other.chromium[0]}))
+      << "as the others";
+}
+
 TEST_F(Registration, WritesNothingForBrowsersWithoutAnExtension) {
   const auto outcomes = registerHost(places_, {.browsers = {"chrome", "firefox"}, .evenIfMissing = true},
-                                     kHost, {{}, kIds.firefox});
+                                     kHost, {{{}, kIds.firefox}});
   EXPECT_EQ(brief(outcomes),
             Lines({"Chrome skipped", "Chrome Beta skipped", "Chrome Dev skipped", "Firefox written"}));
 }
@@ -108,19 +129,24 @@ TEST_F(Registration, AFailureIsOneBrowsersOnly) {
 TEST_F(Registration, SystemFoldersComeAndGoWhole) {
   make("root/etc/opt");
   make("root/usr/lib64/mozilla");
-  const RegistrationRequest request{.scope = Scope::kSystem, .evenIfMissing = true};
-  umask(022);
+  const RegistrationRequest request{.scope = Scope::kSystem};
+  umask(077);
   add(request);
-  EXPECT_EQ(
-      fs::status(home_.path() / "root/etc/chromium/native-messaging-hosts/vorn.signing.json").permissions(),
-      fs::perms(0644))
+  umask(022);
+  const fs::path folder = home_.path() / "root/etc/chromium/native-messaging-hosts";
+  EXPECT_EQ(fs::status(folder / "vorn.signing.json").permissions(), fs::perms(0644))
       << "everybody's browser reads it";
+  EXPECT_EQ(fs::status(folder.parent_path()).permissions(), fs::perms(0755));
   EXPECT_EQ(files(), Lines({"root/etc/chromium/native-messaging-hosts/vorn.signing.json",
                             "root/etc/opt/chrome/native-messaging-hosts/vorn.signing.json",
                             "root/etc/opt/edge/native-messaging-hosts/vorn.signing.json",
                             "root/usr/lib/mozilla/native-messaging-hosts/vorn.signing.json",
                             "root/usr/lib64/mozilla/native-messaging-hosts/vorn.signing.json"}));
-  unregisterHost(places_, request);
+  RegistrationRequest removal = request;
+  removal.onlyOfHost = "/opt/other";
+  EXPECT_EQ(brief(unregisterHost(places_, removal)).front(), "Chrome kept");
+  removal.onlyOfHost = kHost;
+  unregisterHost(places_, removal);
   EXPECT_EQ(files(), Lines());
   EXPECT_TRUE(fs::exists(home_.path() / "root/etc/opt"));
   EXPECT_FALSE(fs::exists(home_.path() / "root/etc/opt/chrome"));
@@ -139,7 +165,7 @@ TEST_F(Registration, RemovalKeepsWhatOthersRead) {
             Lines({"Chrome would remove", "Chromium would remove"}));
   EXPECT_EQ(brief(unregisterHost(places_, {})), Lines({"Chrome removed", "Chromium removed"}));
   EXPECT_EQ(files(), Lines());
-  EXPECT_TRUE(fs::exists(home_.path() / ".config/chromium")) << "the profile was removed";
+  EXPECT_FALSE(fs::exists(home_.path() / ".config/chromium")) << "a browser would seem to be there";
   EXPECT_EQ(brief(unregisterHost(places_, {})), Lines());
 }
 

@@ -35,6 +35,7 @@ struct Browser {
    */
   std::array<std::string_view, 2> userFolders;
   std::array<std::string_view, 2> systemFolders;
+  std::array<std::string_view, 4> policies; /**< folders of an administrator's policies, in JSON */
 
   /** Whether it is a preview, which few people have: "Chrome Beta". */
   bool isChannel() const { return title.ends_with(" Beta") || title.ends_with(" Dev"); }
@@ -74,6 +75,7 @@ class Places {
   /** Those of the places that are used. */
   std::vector<std::filesystem::path> resolve(std::span<const std::string_view> tablePaths) const;
   std::vector<std::filesystem::path> manifestFolders(const Browser& browser, Scope scope) const;
+  std::vector<std::filesystem::path> policyFolders(const Browser& browser) const;
   /** Whether the user has run the browser or it is installed. */
   bool has(const Browser& browser) const;
   /**

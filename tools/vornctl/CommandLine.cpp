@@ -16,7 +16,8 @@ namespace {
 const std::map<std::string, System> kSystems = {{"linux", System::kLinux}, {"macos", System::kMacOS}};
 
 constexpr const char* kFooter =
-    "Exit status: 0 fine, 1 a problem was found or something failed, 2 wrong usage.\n"
+    "Exit status: 0 fine, 1 a problem was found or something failed, 2 wrong usage; of verify also 3,\n"
+    "nothing is wrong but it is not certain who signed.\n"
     "Every command has its own help: vornctl COMMAND --help. More in the manual: man vornctl.";
 
 /** The options of a subcommand, which live as long as the parser. */
@@ -64,6 +65,7 @@ void addRegistration(CLI::App& app, int& status) {
 
   options = addCommand(app, command, "unregister", "Remove what register wrote", runUnregister, status);
   addPlaces(*command, *options);
+  command->add_option("--host", options->host, "Only manifests of this program file")->type_name("FILE");
 }
 
 void addUser(CLI::App& command, User& user, bool required) {
@@ -91,6 +93,11 @@ void addDiagnosis(CLI::App& app, int& status) {
                  runDoctor, status);
   command->add_flag("--json", doctor->json, "Answer in JSON");
   command
+      ->add_option("-e,--extension-id", doctor->extensionIds,
+                   "An extension that is to start the host (repeatable)")
+      ->type_name("ID")
+      ->allow_extra_args(false);
+  command
       ->add_option("--root", doctor->root,
                    "Folder that stands for / where browsers and manifests are looked for")
       ->type_name("FOLDER");
@@ -100,6 +107,21 @@ void addDiagnosis(CLI::App& app, int& status) {
                                      runIdentities, status);
   addUser(*command, identities->user, false);
   command->add_flag("--json", identities->json, "Answer in JSON");
+}
+
+void addImport(CLI::App& app, int& status) {
+  CLI::App* command = nullptr;
+  const auto import =
+      addCommand(app, command, "import", "Put the key and certificate of a .p12 file into the key store",
+                 runImport, status);
+  command->add_option("FILE", import->file, "The file, .p12 or .pfx")->required();
+  command
+      ->add_option("--password-file", import->passwordFile, "A file whose first line is the password of FILE")
+      ->type_name("TEXT");
+  command
+      ->add_option("--store-password-file", import->storePasswordFile,
+                   "A file whose first line is the password of the key store, if that has one")
+      ->type_name("TEXT");
 }
 
 std::vector<std::string> algorithmNames() {
@@ -125,9 +147,21 @@ void addDocuments(CLI::App& app, int& status) {
   command->add_flag("-f,--force", sign->overwrite, "Overwrite files that are there");
   command->add_option("--host", sign->host, "The host's program file")->type_name("PROGRAM");
 
-  const auto verify = addCommand(app, command, "verify",
-                                 "Check both signatures of documents and show who signed", runVerify, status);
+  const auto verify = addCommand(app, command, "verify", "Check both signatures of documents, and who signed",
+                                 runVerify, status);
   command->add_option("FILE", verify->files, "The documents")->required();
+  command
+      ->add_option("-t,--trusted", verify->trusted,
+                   "Certificates of authorities to trust, PEM or DER, beside those that the key store trusts "
+                   "(repeatable); of a folder, all")
+      ->type_name("PATH")
+      ->allow_extra_args(false);
+  command->add_flag("--no-chain", verify->noChain, "Check whether the parts are intact, and not who signed");
+  command
+      ->add_option("--time", verify->time,
+                   "When certificates have to be valid, in UTC: 2030-07-01 or 2030-07-01T12:00:00Z; now "
+                   "unless told otherwise")
+      ->type_name("TIME");
   command->add_flag("--json", verify->json, "Answer in JSON");
 }
 
@@ -145,6 +179,7 @@ int runCommandLine(int count, char** arguments) {
   int status = kExitFine;
   addRegistration(app, status);
   addDiagnosis(app, status);
+  addImport(app, status);
   addDocuments(app, status);
   try {
     app.parse(count, arguments);

@@ -12,6 +12,7 @@ namespace vorn::vornctl {
 inline constexpr int kExitFine = 0;
 inline constexpr int kExitProblems = 1;
 inline constexpr int kExitUsage = 2;
+inline constexpr int kExitIndeterminate = 3;
 
 struct RegisterOptions {
   RegistrationRequest request = {};
@@ -23,12 +24,19 @@ struct RegisterOptions {
 
 struct DoctorOptions {
   bool json = false;
+  std::vector<std::string> extensionIds = {};
   std::string root = "/"; /**< as in RegisterOptions; the host is started where it really is */
 };
 
 struct IdentitiesOptions {
   User user = {};
   bool json = false;
+};
+
+struct ImportOptions {
+  std::string file = {};
+  std::string passwordFile = {};      /**< empty to ask at the terminal */
+  std::string storePasswordFile = {}; /**< of the key store, if that has one; empty to ask */
 };
 
 struct SignOptions {
@@ -42,6 +50,9 @@ struct SignOptions {
 
 struct VerifyOptions {
   std::vector<std::string> files = {};
+  std::vector<std::string> trusted = {}; /**< files and folders of certificates, beside the key store */
+  std::string time = {};                 /**< as of which certificates have to be valid; empty for now */
+  bool noChain = false;
   bool json = false;
 };
 
@@ -49,6 +60,7 @@ int runRegister(const RegisterOptions& options);
 int runUnregister(const RegisterOptions& options);
 int runDoctor(const DoctorOptions& options);
 int runIdentities(const IdentitiesOptions& options);
+int runImport(const ImportOptions& options);
 int runSign(const SignOptions& options);
 int runVerify(const VerifyOptions& options);
 

@@ -1,35 +1,39 @@
 #include "vornctl/Doctor.h"
 
-#include <algorithm>
+#include <unistd.h>
 
-#include "vornctl/ExtensionIds.h"
+#include <algorithm>
+#include <cstdlib>
+
+#include "vornctl/BrowserCheck.h"
 #include "vornctl/FileOwners.h"
 #include "vornctl/HostCheck.h"
 #include "vornctl/HostManifest.h"
 #include "vornctl/KeyStoreCheck.h"
+#include "vornctl/LogCheck.h"
+#include "vornctl/ManifestCheck.h"
 
 namespace vorn::vornctl {
 namespace {
 
 namespace fs = std::filesystem;
 
-struct Manifest {
-  fs::path file;
-  ManifestCheck check;
-};
-
 class Examination {
  public:
-  Examination(const Places& places, const fs::path& installedHost)
-      : places_(places), installedHost_(installedHost) {}
+  Examination(const Places& places, const fs::path& installedHost, const ExtensionIds& wanted)
+      : places_(places), installedHost_(installedHost), wanted_(wanted) {}
 
   std::vector<Finding> run() {
+    noteForeignHome();
     for (const Browser& browser : browsersOf(places_.system()))
       if (places_.has(browser)) examineBrowser(browser);
     noteUnregistered();
     noteSandboxed();
-    examineHosts();
-    for (Finding& finding : checkKeyStore()) findings_.push_back(std::move(finding));
+    std::vector<Finding> keyStore = checkKeyStore();
+    examineHosts(keyStore);
+    if (const auto fault = checkLog(places_.home()))
+      add({Severity::kProblem, fault->code, {"log"}, fault->cause, fault->remedy});
+    for (Finding& finding : keyStore) findings_.push_back(std::move(finding));
     return std::move(findings_);
   }
 
@@ -57,75 +61,30 @@ class Examination {
     add({Severity::kNote, code, {subject}, cause, remedy, std::move(files)});
   }
 
-  /** Those that are there, in the order in which the browser looks. */
-  std::vector<Manifest> manifestsOf(const Browser& browser) const {
-    std::vector<Manifest> manifests;
-    for (const Scope scope : {Scope::kUser, Scope::kSystem}) {
-      for (const fs::path& folder : places_.manifestFolders(browser, scope)) {
-        const fs::path file = folder / kManifestFile;
-        if (auto check = checkManifest(file, browser.family, installedHost_))
-          manifests.push_back({file, std::move(*check)});
-      }
-    }
-    return manifests;
+  /** Root's browsers and key store are not those of whoever became root to look. */
+  void noteForeignHome() {
+    const char* const person = std::getenv("SUDO_USER");
+    if (geteuid() != 0 || person == nullptr) return;
+    addNote("examines-root", "user",
+            "this is about the browsers and the key store of root, not about those of " + std::string(person),
+            "run \"vornctl doctor\" without sudo");
   }
 
   void examineBrowser(const Browser& browser) {
     ++browsers_;
-    const std::string title(browser.title);
-    const std::vector<Manifest> manifests = manifestsOf(browser);
-    if (manifests.empty()) {
-      unregistered_.push_back(title);
-      return;
-    }
-    const auto good = std::find_if(manifests.begin(), manifests.end(),
-                                   [](const Manifest& manifest) { return manifest.check.isGood(); });
-    // Chromium takes the first file whatever is in it; Firefox the first that is good.
-    const bool skipsBad = browser.family == Family::kFirefox && good != manifests.end();
-    const Manifest& used = skipsBad ? *good : manifests.front();
-    for (const Fault& fault : used.check.faults) {
-      const std::string hidden =
-          good != manifests.end() ? "; it hides the good one " + good->file.string() : "";
-      add({Severity::kProblem,
-           fault.code,
-           {title},
-           fault.cause + hidden,
-           fault.remedy,
-           {used.file.string()}});
-    }
-    if (used.check.isGood()) {
-      std::string extensions;
-      for (const std::string& extension : used.check.extensions)
-        extensions += (extensions.empty() ? "" : ", ") + extension;
-      add({Severity::kFine,
-           "registered",
-           {title},
-           "registered; may sign: " + extensions,
-           "",
-           {used.file.string()}});
-      remember(browser, used);
-    }
-    for (const Manifest& other : manifests) {
-      if (&other == &used ||
-          (used.check.isGood() && other.check.isGood() && other.check.host == used.check.host))
-        continue;
-      addNote("manifest-unused", title,
-              other.file.string() + " is not used, " + used.file.string() + " comes before it",
-              "remove the one that is not wanted with \"vornctl unregister\", with --system for that of all "
-              "users",
-              {other.file.string()});
+    BrowserReport report = checkBrowser(places_, browser, installedHost_, wanted_);
+    if (!report.registered) unregistered_.emplace_back(browser.title);
+    for (Finding& finding : report.findings) add(std::move(finding));
+    for (HostStart& start : report.starts) {
+      const bool known = std::any_of(hosts_.begin(), hosts_.end(),
+                                     [&start](const HostStart& host) { return host.host == start.host; });
+      if (!known) hosts_.push_back(std::move(start));
     }
   }
 
-  void remember(const Browser& browser, const Manifest& manifest) {
-    const auto known = std::find_if(hosts_.begin(), hosts_.end(), [&](const HostStart& start) {
-      return start.host == manifest.check.host;
-    });
-    if (known != hosts_.end()) return;
-    HostStart start{manifest.check.host, {manifest.check.extensions.front()}};
-    if (browser.family == Family::kFirefox)
-      start.arguments.insert(start.arguments.begin(), manifest.file.string());
-    hosts_.push_back(std::move(start));
+  std::string registerCommand() const {
+    const bool isKnown = !wanted_.empty() || !hosts_.empty();
+    return isKnown ? "\"vornctl register\"" : "\"vornctl register --extension-id ID\"";
   }
 
   /** Not to be registered with one browser of several may be what the user wants; with none it is not. */
@@ -160,7 +119,10 @@ class Examination {
   }
 
   /** Where no manifest leads to a host, the installed one is tried: unless it was blamed already. */
-  void examineHosts() {
+  void examineHosts(const std::vector<Finding>& keyStore) {
+    const bool isUnreadable = std::any_of(keyStore.begin(), keyStore.end(), [](const Finding& finding) {
+      return finding.code == "key-store-unreadable";
+    });
     if (hosts_.empty()) {
       if (const auto fault = checkProgram(installedHost_, installedHost_)) {
         if (!isBlamed(*fault)) add({Severity::kProblem, fault->code, {"host"}, fault->cause, fault->remedy});
@@ -178,7 +140,8 @@ class Examination {
              {start.host.string()}});
         continue;
       }
-      for (Finding& finding : checkHost(start)) add(std::move(finding));
+      for (Finding& finding : checkHost(start))
+        if (!isUnreadable || finding.code != "host-search-failed") add(std::move(finding));
     }
   }
 
@@ -190,6 +153,7 @@ class Examination {
 
   const Places& places_;
   const fs::path& installedHost_;
+  const ExtensionIds& wanted_;
   std::vector<Finding> findings_;
   std::vector<HostStart> hosts_;
   std::vector<std::string> unregistered_;
@@ -198,8 +162,9 @@ class Examination {
 
 }  // namespace
 
-std::vector<Finding> examine(const Places& places, const fs::path& installedHost) {
-  return Examination(places, installedHost).run();
+std::vector<Finding> examine(const Places& places, const fs::path& installedHost,
+                             const ExtensionIds& wanted) {
+  return Examination(places, installedHost, wanted).run();
 }
 
 }  // namespace vorn::vornctl

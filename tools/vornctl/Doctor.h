@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "vornctl/BrowserTable.h"
-#include "vornctl/ManifestCheck.h"
+#include "vornctl/ExtensionIds.h"
 
 /** Looks for what keeps a page from having a document signed. */
 namespace vorn::vornctl {
@@ -19,13 +19,16 @@ struct Finding {
   std::string cause;                 /**< or, if fine, what was found */
   std::string remedy = {};           /**< empty if fine */
   std::vector<std::string> files = {};
+  std::vector<std::string> extensions = {}; /**< that may start the host */
 };
 
 /**
  * Checks the registration with every browser that is there, starts the host as the browsers would, and looks
  * into the key store. What merely follows from another finding is left out, and one cause is one finding,
- * however many browsers it concerns.
+ * however many browsers it concerns. `wanted` are the extensions that the user wants to sign with. Writes
+ * nothing, not even into the host's log.
  */
-std::vector<Finding> examine(const Places& places, const std::filesystem::path& installedHost);
+std::vector<Finding> examine(const Places& places, const std::filesystem::path& installedHost,
+                             const ExtensionIds& wanted);
 
 }  // namespace vorn::vornctl

@@ -4,6 +4,7 @@
 #include "shared/json/jsonxx.h"
 #include "vornctl/Commands.h"
 #include "vornctl/Doctor.h"
+#include "vornctl/ExtensionIds.h"
 #include "vornctl/Host.h"
 #include "vornctl/Terminal.h"
 
@@ -39,6 +40,7 @@ jsonxx::Object jsonOf(const Finding& finding) {
   object.import("code", finding.code);
   object.import("subjects", arrayOf(finding.subjects));
   object.import("files", arrayOf(finding.files));
+  if (!finding.extensions.empty()) object.import("extensions", arrayOf(finding.extensions));
   object.import(finding.severity == Severity::kFine ? "found" : "cause", finding.cause);
   if (!finding.remedy.empty()) object.import("remedy", finding.remedy);
   return object;
@@ -61,7 +63,16 @@ void print(const Finding& finding) {
 }  // namespace
 
 int runDoctor(const DoctorOptions& options) {
-  const std::vector<Finding> findings = examine(Places::ofUser(buildSystem(), options.root), installedHost());
+  const Places places = Places::ofUser(buildSystem(), options.root);
+  ExtensionIds wanted;
+  try {
+    wanted = options.extensionIds.empty() ? configuredExtensionIds(places)
+                                          : readExtensionIds(options.extensionIds);
+  } catch (const BadExtensionId& e) {
+    std::cerr << "vornctl: " << printable(e.what()) << "\n";
+    return kExitUsage;
+  }
+  const std::vector<Finding> findings = examine(places, installedHost(), wanted);
   const auto problems = std::count_if(findings.begin(), findings.end(), [](const Finding& finding) {
     return finding.severity == Severity::kProblem;
   });
@@ -75,6 +86,10 @@ int runDoctor(const DoctorOptions& options) {
     for (const Finding& finding : findings) print(finding);
     std::cout << (problems == 0 ? "\nNo problem was found.\n"
                                 : "\nProblems: " + std::to_string(problems) + "\n");
+    const bool anyRegistered =
+        std::any_of(findings.begin(), findings.end(), [](const Finding& f) { return !f.extensions.empty(); });
+    if (wanted.empty() && anyRegistered)
+      std::cout << "Your extension has to be among those that may sign: --extension-id ID compares it.\n";
   }
   return problems == 0 ? kExitFine : kExitProblems;
 }

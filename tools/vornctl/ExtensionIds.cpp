@@ -2,7 +2,10 @@
 
 #include <algorithm>
 #include <regex>
+#include <sstream>
 
+#include "shared/text/LetterCase.h"
+#include "vornctl/AtomicFile.h"
 #include "vornctl/BuildSettings.h"
 
 namespace vorn::vornctl {
@@ -20,12 +23,15 @@ bool isFirefoxId(const std::string& id) {
   return std::regex_match(id, kAddress) || std::regex_match(id, kGuid);
 }
 
-void addAll(ExtensionIds& ids, std::string_view list) {
-  while (!list.empty()) {
-    const std::size_t end = std::min(list.find(';'), list.size());
-    if (end > 0) ids.add(std::string(list.substr(0, end)));
-    list.remove_prefix(std::min(end + 1, list.size()));
+/** One in a line, "#" before remarks. */
+ExtensionIds readList(std::string_view list) {
+  ExtensionIds ids;
+  std::istringstream lines{std::string(list)};
+  for (std::string line; std::getline(lines, line);) {
+    std::istringstream words(line.substr(0, line.find('#')));
+    for (std::string word; words >> word;) ids.add(word);
   }
+  return ids;
 }
 
 }  // namespace
@@ -54,19 +60,29 @@ void ExtensionIds::add(const std::string& id) {
   if (std::find(ids.begin(), ids.end(), id) == ids.end()) ids.push_back(id);
 }
 
+std::string chromiumIdOf(std::string_view origin) {
+  return asciiLowerCase(std::string(origin.substr(0, origin.find('/'))));
+}
+
 ExtensionIds readExtensionIds(const std::vector<std::string>& given) {
   ExtensionIds ids;
   for (const std::string& id : given) ids.add(id);
-  if (given.empty()) {
-    addAll(ids, settings::kChromiumExtensionIds);
-    addAll(ids, settings::kFirefoxExtensionIds);
-  }
   return ids;
 }
 
-std::string registerCommand() {
-  const bool known = !settings::kChromiumExtensionIds.empty() || !settings::kFirefoxExtensionIds.empty();
-  return known ? "\"vornctl register\"" : "\"vornctl register --extension-id ID\"";
+ExtensionIds configuredExtensionIds(const Places& places) {
+  const std::filesystem::path file = places.resolve("/etc/vorn-signing/extension-ids");
+  if (const auto text = readFile(file)) {
+    try {
+      return readList(*text);
+    } catch (const BadExtensionId& e) {
+      throw BadExtensionId(file.string() + ": " + e.what());
+    }
+  }
+  std::string built =
+      std::string(settings::kChromiumExtensionIds) + ";" + std::string(settings::kFirefoxExtensionIds);
+  std::replace(built.begin(), built.end(), ';', '\n');
+  return readList(built);
 }
 
 }  // namespace vorn::vornctl

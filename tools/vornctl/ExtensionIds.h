@@ -27,12 +27,19 @@ struct ExtensionIds {
     return family == Family::kChromium ? chromium : firefox;
   }
   void add(const std::string& id);
+  bool empty() const { return chromium.empty() && firefox.empty(); }
 };
 
-/** Throws BadExtensionId. An empty list gives the ids of the build's configuration. */
+/** The id in what follows the scheme of a Chromium origin, in small letters, as Chromium compares it. */
+std::string chromiumIdOf(std::string_view origin);
+
+/** Throws BadExtensionId. */
 ExtensionIds readExtensionIds(const std::vector<std::string>& given);
 
-/** What to run to register, as users are told: without an id only where the build has one of its own. */
-std::string registerCommand();
+/**
+ * Those that an administrator has named in /etc/vorn-signing/extension-ids, one in a line, "#" before
+ * remarks; without that file those of the build's configuration. Throws BadExtensionId.
+ */
+ExtensionIds configuredExtensionIds(const Places& places);
 
 }  // namespace vorn::vornctl

@@ -1,8 +1,10 @@
 #include "vornctl/HostCheck.h"
 
 #include "shared/Exceptions.h"
+#include "shared/Platform.h"
 #include "shared/Version.h"
 #include "vornctl/HostProcess.h"
+#include "vornctl/StandInHome.h"
 
 namespace vorn::vornctl {
 namespace {
@@ -31,8 +33,9 @@ std::vector<Finding> checkHost(const HostStart& start, std::chrono::milliseconds
     return Finding{Severity::kProblem, code, {"host"}, cause, remedy, {host}};
   };
   std::vector<Finding> findings;
+  const StandInHome home(platform::homeFolder());
   try {
-    HostProcess process(start.host, start.arguments);
+    HostProcess process(start.host, start.arguments, home.environment());
     const jsonxx::Object answer = process.ask(jsonxx::Object("type", "version"), patience);
     const std::string version = textOf(answer, "version");
     findings.push_back(
@@ -50,11 +53,12 @@ std::vector<Finding> checkHost(const HostStart& start, std::chrono::milliseconds
                           search.get<jsonxx::Number>("error_code") == CertificateNotFoundException::kCode;
     if (!searched) {
       findings.push_back(problem(
-          "host-search-failed", "the host cannot search for certificates: " + textOf(search, "error_message"),
+          "host-search-failed",
+          "the host cannot search for certificates: " + home.withoutTrace(textOf(search, "error_message")),
           "install the host again; vorn-signing.log in your home folder may tell more"));
     }
   } catch (const HostError& e) {
-    findings.push_back(problem("host-silent", e.what(), "install the host again"));
+    findings.push_back(problem("host-silent", home.withoutTrace(e.what()), "install the host again"));
   }
   return findings;
 }

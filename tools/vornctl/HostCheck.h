@@ -16,7 +16,7 @@ struct HostStart {
 };
 
 /** Starts the host, asks for its version, and has it open its signing module; each answer is waited for so
- * long. */
+ * long. The user's log stays as it is. */
 std::vector<Finding> checkHost(const HostStart& start,
                                std::chrono::milliseconds patience = std::chrono::seconds(10));
 

@@ -28,10 +28,14 @@ FILE* makeErrorFile() {
 
 }  // namespace
 
-HostProcess::HostProcess(const std::filesystem::path& program, const std::vector<std::string>& arguments)
+HostProcess::HostProcess(const std::filesystem::path& program, const std::vector<std::string>& arguments,
+                         const std::optional<std::vector<std::string>>& environment)
     : errors_(makeErrorFile(), &std::fclose) {
   try {
-    ChildStart start{.program = program, .arguments = arguments, .folder = program.parent_path()};
+    ChildStart start{.program = program,
+                     .arguments = arguments,
+                     .environment = environment,
+                     .folder = program.parent_path()};
     if (errors_) start.errors = fileno(errors_.get());
     child_.emplace(start);
   } catch (const std::system_error& e) {

@@ -27,8 +27,9 @@ class HostError : public std::runtime_error {
  */
 class HostProcess {
  public:
-  /** Throws HostError when the program cannot be started. */
-  explicit HostProcess(const std::filesystem::path& program, const std::vector<std::string>& arguments = {});
+  /** Throws HostError when the program cannot be started. `environment` is as in ChildStart. */
+  explicit HostProcess(const std::filesystem::path& program, const std::vector<std::string>& arguments = {},
+                       const std::optional<std::vector<std::string>>& environment = {});
 
   /** The answer to the request. Throws HostError; the object is of no more use then. */
   jsonxx::Object ask(const jsonxx::Object& request, std::chrono::milliseconds patience);

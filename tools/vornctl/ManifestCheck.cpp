@@ -1,5 +1,6 @@
 #include "vornctl/ManifestCheck.h"
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <nlohmann/json.hpp>
@@ -18,9 +19,7 @@ namespace {
 namespace fs = std::filesystem;
 using nlohmann::json;
 
-std::string registerAgain() {
-  return "run " + registerCommand() + ", which writes it anew";
-}
+constexpr const char* kGiveId = "run \"vornctl register --extension-id ID\" with the right id";
 
 bool isStartable(const fs::path& program) {
   std::error_code unreadable;
@@ -40,7 +39,7 @@ class Check {
   ManifestCheck run(const std::string& text) {
     json manifest;
     try {
-      manifest = json::parse(text);
+      manifest = json::parse(text, nullptr, true, /*ignore_comments=*/family_ == Family::kChromium);
     } catch (const json::parse_error& e) {
       blame("manifest-syntax", std::string("the manifest is no valid JSON (") + e.what() + ")");
       return result_;
@@ -57,8 +56,8 @@ class Check {
   }
 
  private:
-  void blame(const char* code, const std::string& cause, const std::string& remedy = registerAgain()) {
-    result_.faults.push_back({code, cause, remedy});
+  void blame(const char* code, const std::string& cause, const std::string& remedy = {}) {
+    result_.refusals.push_back({code, cause, remedy});
   }
 
   void checkTexts(const json& manifest) {
@@ -69,7 +68,7 @@ class Check {
                                  ", not the name of its file, \"" + kHostName + "\"");
     }
     const std::string* const description = textOf(manifest, "description");
-    if (description == nullptr || description->empty())
+    if (description == nullptr || (description->empty() && family_ == Family::kChromium))
       blame("manifest-description", "the manifest has no \"description\"");
     const std::string* const type = textOf(manifest, "type");
     if (type == nullptr || *type != "stdio")
@@ -90,8 +89,7 @@ class Check {
     const auto allowed = manifest.find(member);
     if (allowed == manifest.end() || !allowed->is_array() || allowed->empty()) {
       return blame("manifest-no-extension",
-                   std::string("the manifest names no extension in \"") + member + "\"",
-                   "run \"vornctl register --extension-id ID\"");
+                   std::string("the manifest names no extension in \"") + member + "\"", kGiveId);
     }
     for (const json& entry : *allowed) {
       const std::string text = entry.is_string() ? entry.get<std::string>() : "";
@@ -99,26 +97,43 @@ class Check {
         blame("manifest-bad-extension",
               "one bad entry in \"" + std::string(member) +
                   "\" makes browsers refuse the whole manifest: " + entry.dump() + ": " + reason,
-              "run \"vornctl register --extension-id ID\" with the right id");
+              kGiveId);
       } else {
-        result_.extensions.push_back(text);
+        addExtension(text);
       }
+    }
+    // Chromium would read such a manifest, and let nobody start the host.
+    if (result_.extensions.empty() && result_.refusals.empty()) {
+      result_.refusals = std::move(result_.oddities);
+      result_.oddities.clear();
     }
   }
 
-  /** Why an entry is not well-formed; empty when it is. */
+  /** Why an entry makes the browser refuse the manifest; empty when it does not. */
   std::string refusalOf(const std::string& entry) const {
-    constexpr std::string_view kScheme = "chrome-extension://";
-    std::string id = entry;
-    if (family_ == Family::kChromium) {
-      if (!entry.starts_with(kScheme)) return "it does not begin with chrome-extension://";
-      if (!entry.ends_with('/')) return "the slash at the end is missing";
-      id = entry.substr(kScheme.size(), entry.size() - kScheme.size() - 1);
-    }
+    if (family_ == Family::kFirefox) return faultOfId(entry);
+    if (!entry.starts_with(kChromiumScheme)) return "it does not begin with chrome-extension://";
+    const std::string origin = entry.substr(kChromiumScheme.size());
+    if (origin.find('/') == std::string::npos) return "the slash at the end is missing";
+    return origin.find('*') != std::string::npos ? "browsers accept no wildcards here" : "";
+  }
+
+  std::string faultOfId(const std::string& id) const {
     try {
       return familyOfExtension(id) == family_ ? "" : "that is an id for other browsers";
     } catch (const BadExtensionId& e) {
       return e.what();
+    }
+  }
+
+  void addExtension(const std::string& entry) {
+    const bool isOrigin = family_ == Family::kChromium;
+    const std::string id = isOrigin ? chromiumIdOf(entry.substr(kChromiumScheme.size())) : entry;
+    if (const std::string fault = faultOfId(id); !fault.empty()) {
+      result_.oddities.push_back(
+          {"manifest-odd-extension", "an entry of the manifest stands for no extension: " + fault, kGiveId});
+    } else {
+      result_.extensions.push_back(id);
     }
   }
 
@@ -134,6 +149,22 @@ class Check {
   ManifestCheck result_;
 };
 
+/** What on the way to the file keeps the user from reading it. */
+Fault unreadable(const fs::path& file, const std::error_code& error) {
+  const std::string cause = "the manifest cannot be read: " + error.message();
+  fs::path way;
+  for (const fs::path& part : file) {
+    way /= part;
+    const bool isFile = way == file;
+    if (access(way.c_str(), isFile ? R_OK : X_OK) == 0) continue;
+    struct stat status {};
+    const bool isOwn = stat(way.c_str(), &status) == 0 && status.st_uid == geteuid();
+    return {"manifest-unreadable", cause,
+            std::string(isOwn ? "" : "sudo ") + (isFile ? "chmod 644 " : "chmod 755 ") + way.string()};
+  }
+  return {"manifest-unreadable", cause, "remove " + file.string() + ", then run \"vornctl register\""};
+}
+
 }  // namespace
 
 std::optional<Fault> checkProgram(const fs::path& program, const fs::path& installedHost) {
@@ -146,10 +177,10 @@ std::optional<Fault> checkProgram(const fs::path& program, const fs::path& insta
     return Fault{"manifest-stale",
                  "the manifest is stale: it names the host " + program.string() +
                      ", which is no longer there; the host is " + installedHost.string(),
-                 registerAgain()};
+                 ""};
   }
   return Fault{"host-missing", "the host " + program.string() + " is missing: it has been removed or moved",
-               "install the host again, then run " + registerCommand()};
+               "install the host again, then run \"vornctl register\""};
 }
 
 std::optional<ManifestCheck> checkManifest(const fs::path& file, Family family,
@@ -161,8 +192,7 @@ std::optional<ManifestCheck> checkManifest(const fs::path& file, Family family,
     if (auto fault = findForeignWriter(file)) result.faults.push_back(std::move(*fault));
     return result;
   } catch (const std::system_error& e) {
-    return ManifestCheck{{{"manifest-unreadable", "the manifest cannot be read: " + e.code().message(),
-                           "let its owner be you: " + file.string()}}};
+    return ManifestCheck{{unreadable(file, e.code())}};
   }
 }
 

@@ -10,13 +10,16 @@
 
 namespace vorn::vornctl {
 
-/** A manifest as a browser of the family reads it. */
+/** A manifest as a browser of the family reads it. A fault without a remedy needs the manifest written anew.
+ */
 struct ManifestCheck {
-  std::vector<Fault> faults = {}; /**< any of them makes the host unreachable */
+  std::vector<Fault> refusals = {}; /**< for which the browser takes the manifest for none */
+  std::vector<Fault> faults = {};   /**< of the host that it names, and of who may change it */
+  std::vector<Fault> oddities = {}; /**< what does no harm to others in it */
   std::filesystem::path host = {};
-  std::vector<std::string> extensions = {}; /**< that may start the host: origins, or ids of Firefox */
+  std::vector<std::string> extensions = {}; /**< ids of those that may start the host */
 
-  bool isGood() const { return faults.empty(); }
+  bool isGood() const { return refusals.empty() && faults.empty(); }
 };
 
 /** None where there is no such file. `installedHost` is the host that the remedies name. */

@@ -37,7 +37,11 @@ void print(const std::vector<Outcome>& outcomes, bool dryRun) {
 }
 
 /** Whoever registers a host should know for whom. */
-void printExtensions(const ExtensionIds& ids) {
+void printExtensions(const std::vector<Outcome>& outcomes) {
+  ExtensionIds ids;
+  for (const Outcome& outcome : outcomes)
+    if (outcome.action != Action::kFailed)
+      for (const std::string& id : outcome.ids) ids.add(id);
   for (const Family family : {Family::kChromium, Family::kFirefox}) {
     const char* const browsers = family == Family::kChromium ? "Chromium and its relatives" : "Firefox";
     std::cout << "May sign in " << browsers << ": "
@@ -76,24 +80,27 @@ int runRegister(const RegisterOptions& options) {
               << " is no program that can be started; name the host with --host\n";
     return kExitProblems;
   }
-  ExtensionIds ids;
+  const Places places = Places::ofUser(options.system, options.root);
+  RegisteredIds ids;
   try {
-    ids = readExtensionIds(options.extensionIds);
+    ids.replace = !options.extensionIds.empty();
+    ids.ids = ids.replace ? readExtensionIds(options.extensionIds) : configuredExtensionIds(places);
   } catch (const BadExtensionId& e) {
     std::cerr << "vornctl: " << printable(e.what()) << "\n";
     return kExitUsage;
   }
-  if (ids.chromium.empty() && ids.firefox.empty()) {
-    std::cerr << "vornctl: name the extension that may start the host with --extension-id; this build has "
-                 "none of its "
-                 "own\n";
+  noteForeignHome(options);
+  const auto outcomes = registerHost(places, options.request, host, ids);
+  print(outcomes, options.request.dryRun);
+  const bool anyIds = std::any_of(outcomes.begin(), outcomes.end(),
+                                  [](const Outcome& outcome) { return !outcome.ids.empty(); });
+  if (!anyIds && !ids.replace && ids.ids.empty()) {
+    std::cerr
+        << "vornctl: name the extension that may start the host with --extension-id: none is registered "
+           "or configured\n";
     return kExitUsage;
   }
-  noteForeignHome(options);
-  const auto outcomes =
-      registerHost(Places::ofUser(options.system, options.root), options.request, host, ids);
-  print(outcomes, options.request.dryRun);
-  printExtensions(ids);
+  printExtensions(outcomes);
   if (!anyHas(outcomes, {Action::kWritten, Action::kUnchanged})) {
     std::cerr << "vornctl: no browser was registered\n";
     return kExitProblems;
@@ -103,7 +110,9 @@ int runRegister(const RegisterOptions& options) {
 
 int runUnregister(const RegisterOptions& options) {
   noteForeignHome(options);
-  const auto outcomes = unregisterHost(Places::ofUser(options.system, options.root), options.request);
+  RegistrationRequest request = options.request;
+  if (!options.host.empty()) request.onlyOfHost = hostOf(options);
+  const auto outcomes = unregisterHost(Places::ofUser(options.system, options.root), request);
   print(outcomes, options.request.dryRun);
   if (outcomes.empty()) std::cout << "Nothing is registered.\n";
   return anyHas(outcomes, {Action::kFailed}) ? kExitProblems : kExitFine;

@@ -1,5 +1,7 @@
 #include "vornctl/Registration.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <iterator>
 #include <set>
@@ -24,21 +26,42 @@ bool isThere(const fs::path& path) {
   return fs::exists(fs::symlink_status(path, unreadable));
 }
 
+std::string reasonOf(const std::system_error& error, Scope scope) {
+  const bool isRefused =
+      error.code() == std::errc::permission_denied || error.code() == std::errc::operation_not_permitted;
+  return error.code().message() +
+         (isRefused && scope == Scope::kSystem && geteuid() != 0 ? "; use sudo" : "");
+}
+
 /** Runs a step that changes files; a failure of the system becomes the outcome. */
 template <typename Step>
-Outcome attempt(const Browser& browser, const fs::path& file, Step step) {
+Outcome attempt(const Browser& browser, const fs::path& file, Scope scope, Step step) {
   try {
     return {std::string(browser.title), step(), file, ""};
   } catch (const std::system_error& e) {
-    return {std::string(browser.title), Action::kFailed, file, e.code().message()};
+    return {std::string(browser.title), Action::kFailed, file, reasonOf(e, scope)};
   }
 }
 
-Action writeManifest(const fs::path& file, const std::string& text, bool dryRun) {
-  if (readFile(file) == text) return Action::kUnchanged;
-  if (!dryRun) {
-    fs::create_directories(file.parent_path());
-    writeFileAtomically(file, text);
+/** What everybody's browser reads must not depend on the umask of whoever writes it. */
+constexpr mode_t kFileForAll = 0644;
+constexpr fs::perms kFolderForAll = fs::perms(0755);
+
+void createFolders(const fs::path& folder, Scope scope) {
+  if (folder.empty() || fs::is_directory(folder)) return;
+  createFolders(folder.parent_path(), scope);
+  fs::create_directory(folder);
+  if (scope == Scope::kSystem) fs::permissions(folder, kFolderForAll);
+}
+
+Action writeManifest(const fs::path& file, const std::string& text, const RegistrationRequest& request) {
+  NewFile kind;
+  if (request.scope == Scope::kSystem) kind.mode = kFileForAll;
+  mode_t mode = 0;
+  if (readFile(file, &mode) == text && kind.mode.value_or(mode) == mode) return Action::kUnchanged;
+  if (!request.dryRun) {
+    createFolders(file.parent_path(), request.scope);
+    writeFileAtomically(file, text, kind);
   }
   return Action::kWritten;
 }
@@ -69,13 +92,23 @@ const Browser* otherReader(const Places& places, const RegistrationRequest& requ
   return nullptr;
 }
 
-/** The folder of a profile stays even if it is empty: by it a browser is known to be there. */
-void removeEmptyFolders(const Places& places, Scope scope, fs::path folder) {
+/** Those that were made for the manifest alone: a browser that has run has more in them. */
+void removeEmptyFolders(const Places& places, fs::path folder) {
   std::error_code notEmpty;
-  while (!places.isCommon(folder) && folder.has_relative_path() && fs::remove(folder, notEmpty)) {
-    if (scope == Scope::kUser) return;
+  while (!places.isCommon(folder) && folder.has_relative_path() && fs::remove(folder, notEmpty))
     folder = folder.parent_path();
+}
+
+/** Those of the manifests that the family's browsers have, for one that has none yet. */
+std::vector<std::string> idsOfOthers(const Places& places, Family family, Scope scope) {
+  ExtensionIds ids;
+  for (const Browser& browser : browsersOf(places.system())) {
+    if (browser.family != family) continue;
+    for (const fs::path& folder : places.manifestFolders(browser, scope))
+      if (const auto manifest = readManifest(folder / kManifestFile, family))
+        for (const std::string& id : manifest->ids) ids.add(id);
   }
+  return ids.of(family);
 }
 
 }  // namespace
@@ -99,26 +132,35 @@ std::string wordFor(Action action, bool dryRun) {
 }
 
 std::vector<Outcome> registerHost(const Places& places, const RegistrationRequest& request,
-                                  const fs::path& host, const ExtensionIds& ids) {
+                                  const fs::path& host, const RegisteredIds& given) {
   std::vector<Outcome> outcomes;
   const auto skip = [&outcomes](const Browser& browser, const std::string& reason) {
     outcomes.push_back({std::string(browser.title), Action::kSkipped, {}, reason});
   };
+  const auto idsFor = [&](const fs::path& file, Family family) {
+    const auto present = given.replace ? std::nullopt : readManifest(file, family);
+    if (present && !present->ids.empty()) return present->ids;
+    if (given.replace || !given.ids.of(family).empty()) return given.ids.of(family);
+    return idsOfOthers(places, family, request.scope);
+  };
+  const bool everywhere = request.evenIfMissing || request.scope == Scope::kSystem;
   for (const Browser& browser : browsersOf(places.system())) {
     if (!isRequested(browser, request)) continue;
-    if (!request.evenIfMissing && !places.has(browser)) {
+    if (!everywhere && !places.has(browser)) {
       if (!browser.isChannel()) skip(browser, missingReason(places, browser));
-      continue;
-    }
-    if (ids.of(browser.family).empty()) {
-      skip(browser, "no extension for it was given with --extension-id or configured in the build");
       continue;
     }
     for (const fs::path& folder : foldersToWrite(places, browser, request.scope)) {
       const fs::path file = folder / kManifestFile;
-      outcomes.push_back(attempt(browser, file, [&] {
-        return writeManifest(file, manifestText(browser.family, host, ids), request.dryRun);
+      const std::vector<std::string> ids = idsFor(file, browser.family);
+      if (ids.empty()) {
+        skip(browser, "no extension for it was given with --extension-id, registered before or configured");
+        break;
+      }
+      outcomes.push_back(attempt(browser, file, request.scope, [&] {
+        return writeManifest(file, manifestText(browser.family, host, ids), request);
       }));
+      outcomes.back().ids = ids;
     }
   }
   return outcomes;
@@ -132,15 +174,22 @@ std::vector<Outcome> unregisterHost(const Places& places, const RegistrationRequ
     for (const fs::path& folder : places.manifestFolders(browser, request.scope)) {
       const fs::path file = folder / kManifestFile;
       if (!isThere(file) || !seen.insert(file).second) continue;
+      if (!request.onlyOfHost.empty()) {
+        const auto manifest = readManifest(file, browser.family);
+        if (!manifest || manifest->host != request.onlyOfHost) {
+          outcomes.push_back({std::string(browser.title), Action::kKept, file, "it is of another host"});
+          continue;
+        }
+      }
       if (const Browser* reader = otherReader(places, request, file)) {
         outcomes.push_back(
             {std::string(browser.title), Action::kKept, file, std::string(reader->title) + " reads it too"});
         continue;
       }
-      outcomes.push_back(attempt(browser, file, [&] {
+      outcomes.push_back(attempt(browser, file, request.scope, [&] {
         if (!request.dryRun) {
           fs::remove(file);
-          removeEmptyFolders(places, request.scope, folder);
+          removeEmptyFolders(places, folder);
         }
         return Action::kRemoved;
       }));

@@ -1,27 +1,28 @@
+#include <algorithm>
+#include <ctime>
 #include <iostream>
-#include <system_error>
+#include <stdexcept>
 
 #include "mac/app/CFRef.h"
-#include "shared/Base64.h"
-#include "shared/Exceptions.h"
 #include "shared/XMLSigner.h"
 #include "shared/json/jsonxx.h"
-#include "vornctl/AtomicFile.h"
 #include "vornctl/CertificateDescription.h"
 #include "vornctl/Commands.h"
-#include "vornctl/SignatureVerifier.h"
+#include "vornctl/DocumentVerdict.h"
+#include "vornctl/InputFile.h"
 #include "vornctl/Terminal.h"
 
 namespace vorn::vornctl {
 namespace {
 
-CertificateDescription describeBase64(const std::string& base64) {
-  const auto bytes = vorn::fromBase64(base64);
-  const std::string_view view = bytes ? bytes->view() : std::string_view();
-  const auto der = CFRef<CFDataRef>::adopt(CFDataCreate(
-      kCFAllocatorDefault, reinterpret_cast<const UInt8*>(view.data()), static_cast<CFIndex>(view.size())));
+// More than the host's largest request and the text that its entities may expand to.
+constexpr std::size_t kLargestDocument = std::size_t{32} << 20;
+
+CertificateDescription describeDer(const std::string& der) {
+  const auto data = CFRef<CFDataRef>::adopt(CFDataCreate(
+      kCFAllocatorDefault, reinterpret_cast<const UInt8*>(der.data()), static_cast<CFIndex>(der.size())));
   const auto certificate =
-      CFRef<SecCertificateRef>::adopt(SecCertificateCreateWithData(kCFAllocatorDefault, der.get()));
+      CFRef<SecCertificateRef>::adopt(SecCertificateCreateWithData(kCFAllocatorDefault, data.get()));
   return certificate ? describe(certificate.get()) : CertificateDescription{};
 }
 
@@ -30,113 +31,212 @@ std::string shortAlgorithm(const std::string& identifier) {
   return identifier.substr(identifier.find('#') + 1);
 }
 
-jsonxx::Object jsonOf(const SignatureVerdict& check) {
-  const CertificateDescription signer = describeBase64(check.certificate);
-  jsonxx::Object object;
-  object.import("element", check.elementName);
-  object.import("valid", check.valid);
-  object.import("fault", check.fault);
-  object.import("algorithm", check.algorithm);
-  object.import("signer", signer.name);
-  object.import("issuer", signer.issuer);
-  object.import("serial", signer.serial);
-  object.import("expiry", signer.expiry);
-  object.import("expired", signer.expired);
+std::string utcText(std::time_t time) {
+  std::tm fields{};
+  gmtime_r(&time, &fields);
+  char text[sizeof "2030-07-01T00:00:00Z"];
+  return {text, std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &fields)};
+}
+
+/** "2030-07-01" or "2030-07-01T12:00:00Z", both in UTC. */
+std::time_t timeOf(const std::string& text) {
+  for (const char* format : {"%Y-%m-%dT%H:%M:%SZ", "%Y-%m-%d"}) {
+    std::tm fields{};
+    const char* const end = strptime(text.c_str(), format, &fields);
+    if (end == nullptr || *end != '\0') continue;
+    const std::time_t time = timegm(&fields);
+    // What there is no such day of becomes another one.
+    if (utcText(time).starts_with(text.substr(0, sizeof "2030-07-01" - 1))) return time;
+  }
+  throw std::invalid_argument("--time " + text + ": write it as 2030-07-01 or 2030-07-01T12:00:00Z");
+}
+
+jsonxx::Array jsonOf(const std::vector<Remark>& remarks) {
+  jsonxx::Array array;
+  for (const Remark& remark : remarks) {
+    jsonxx::Object object("code", remark.code);
+    object.import("message", remark.message);
+    if (!remark.part.empty()) object.import("part", remark.part);
+    array << jsonxx::Value(std::move(object));
+  }
+  return array;
+}
+
+/** The name goes by another key unless it can be relied on, so that no program mistakes the one for the
+ * other.
+ */
+jsonxx::Object jsonOf(const std::string& certificate, bool isTrusted) {
+  const CertificateDescription description = describeDer(certificate);
+  jsonxx::Object object(isTrusted ? "name" : "claims_to_be", description.name);
+  object.import("issuer", description.issuer);
+  object.import("serial", description.serial);
+  object.import("expiry", description.expiry);
+  object.import("expired", description.expired);
   return object;
 }
 
-void addRow(Table& table, const SignatureVerdict& check) {
-  const CertificateDescription signer = describeBase64(check.certificate);
-  const auto cell = [](const std::string& text) { return Table::Cell{text.empty() ? "-" : printable(text)}; };
-  table.add({{"  " + check.elementName},
-             {check.valid ? "valid" : "INVALID", check.valid ? Colour::kGood : Colour::kBad},
-             cell(signer.name),
-             cell(signer.issuer),
-             cell(signer.serial),
-             {signer.expiry.empty() ? "-" : signer.expiry + (signer.expired ? " (over now)" : "")},
-             cell(shortAlgorithm(check.algorithm))});
+jsonxx::Object jsonOf(const DocumentVerdict& verdict) {
+  jsonxx::Object object("verdict", std::string(nameOf(verdict.indication)));
+  object.import("reasons", jsonOf(verdict.reasons));
+  object.import("warnings", jsonOf(verdict.warnings));
+  object.import("trusted", verdict.isTrusted);
+  if (verdict.signer.empty())
+    object.import("signer", jsonxx::Null());
+  else
+    object.import("signer", jsonOf(verdict.signer, verdict.isTrusted));
+  jsonxx::Array chain, parts, uncovered;
+  for (const std::string& certificate : verdict.chain) chain << jsonxx::Value(jsonOf(certificate, true));
+  for (const PartVerdict& part : verdict.parts) {
+    jsonxx::Object each("element", part.elementName);
+    each.import("intact", part.isIntact);
+    each.import("algorithm", part.algorithm);
+    each.import("path", part.path);
+    parts << jsonxx::Value(std::move(each));
+  }
+  for (const std::string& place : verdict.uncovered.places) uncovered << place;
+  object.import("chain", std::move(chain));
+  object.import("parts", std::move(parts));
+  object.import("not_signed", std::move(uncovered));
+  object.import("more_not_signed", static_cast<jsonxx::Number>(verdict.uncovered.more));
+  return object;
+}
+
+Colour colourOf(Indication indication) {
+  switch (indication) {
+    case Indication::kPassed:
+      return Colour::kGood;
+    case Indication::kIndeterminate:
+      return Colour::kWarning;
+    default:
+      return Colour::kBad;
+  }
+}
+
+std::string linesOf(Colour colour, const char* what, const std::vector<Remark>& remarks) {
+  std::string lines;
+  for (const Remark& remark : remarks) {
+    lines +=
+        coloured(colour, std::string("  ") + what + ": " + (remark.part.empty() ? "" : remark.part + ": ") +
+                             printable(remark.message) + " (" + remark.code + ")") +
+        "\n";
+  }
+  return lines;
+}
+
+std::string signerLine(const DocumentVerdict& verdict) {
+  if (verdict.signer.empty()) return {};
+  const CertificateDescription signer = describeDer(verdict.signer);
+  std::string line = verdict.isTrusted ? "  signed by " : "  not known who signed; claims to be ";
+  line += printable(signer.name) + ", certificate " + printable(signer.serial) + " of " +
+          printable(signer.issuer) + ", valid until " + signer.expiry + "\n";
+  if (verdict.chain.size() < 2) return line;
+  line += "  vouched for by ";
+  for (std::size_t i = 1; i < verdict.chain.size(); ++i)
+    line += (i > 1 ? ", and that by " : "") + printable(describeDer(verdict.chain[i]).name);
+  return line + "\n";
+}
+
+bool isUnsigned(const DocumentVerdict& verdict) {
+  return !verdict.parts.empty() && std::none_of(
+                                       verdict.parts.begin(), verdict.parts.end(),
+                                       [](const PartVerdict& part) { return part.isSigned; });
+}
+
+std::string textOf(const DocumentVerdict& verdict) {
+  std::string text = signerLine(verdict);
+  Table table;
+  for (const PartVerdict& part : verdict.parts) {
+    table.add({{"  " + part.elementName},
+               {part.isIntact ? "intact" : (part.isSigned ? "NOT INTACT" : "not signed"),
+                part.isIntact ? Colour::kPlain : Colour::kBad},
+               {part.algorithm.empty() ? "-" : shortAlgorithm(part.algorithm)},
+               {part.path.empty() ? "-" : part.path}});
+  }
+  text += table.text();
+  text += linesOf(colourOf(verdict.indication), nameOf(verdict.indication), verdict.reasons);
+  text += linesOf(Colour::kWarning, "warning", verdict.warnings);
+  if (verdict.uncovered.places.empty()) return text;
+  text += "  not signed:";
+  for (const std::string& place : verdict.uncovered.places) text += " " + printable(place);
+  if (verdict.uncovered.more > 0) text += " and " + std::to_string(verdict.uncovered.more) + " more";
+  return text + "\n";
 }
 
 class Verification {
  public:
-  explicit Verification(const VerifyOptions& options) : options_(options) {}
+  explicit Verification(const VerifyOptions& options) : options_(options) {
+    rules_.time = options.time.empty() ? std::time(nullptr) : timeOf(options.time);
+    if (options.noChain) return;
+    rules_.authorities = authoritiesOfKeyStore();
+    for (const std::string& path : options.trusted) addTrusted(path, *rules_.authorities);
+  }
 
   int run() {
     XMLSigner::getInstance().initialise(XMLSigner::RSA_SHA256);
     for (const std::string& file : options_.files) verify(file);
     if (options_.json) {
-      std::cout << jsonxx::Object("files", std::move(results_)).json() << "\n";
-    } else {
-      std::cout
-          << coloured(
-                 Colour::kFaint,
-                 "Checked against the certificates inside the documents; whether to trust these certificates "
-                 "was not checked.")
-          << "\n";
+      jsonxx::Object answer("verdict", std::string(nameOf(worst_)));
+      answer.import("time", utcText(rules_.time));
+      answer.import("files", std::move(results_));
+      std::cout << answer.json() << "\n";
+    } else if (rules_.authorities) {
+      std::cout << coloured(Colour::kFaint, "As of " + utcText(rules_.time) +
+                                                "; whether a certificate was revoked was not looked up.")
+                << "\n";
     }
-    return allValid_ ? kExitFine : kExitProblems;
+    switch (worst_) {
+      case Indication::kPassed:
+        return kExitFine;
+      case Indication::kIndeterminate:
+        return kExitIndeterminate;
+      default:
+        return kExitProblems;
+    }
   }
 
  private:
   void verify(const std::string& file) {
     try {
-      const auto xml = readFile(file);
-      if (!xml) return complain(file, "there is no such file");
-      report(file, verifySignatures(*xml));
-    } catch (const std::system_error& e) {
-      complain(file, e.code().message());
-    } catch (const BaseException& e) {
-      complain(file, printable(e.message()));
+      report(file, judge(readInput(file, kLargestDocument), rules_));
+    } catch (const InputFault& fault) {
+      complain(file, fault.what());
     }
   }
 
-  void report(const std::string& file, const std::vector<SignatureVerdict>& checks) {
-    Table table;
-    table.add({{"  element", Colour::kFaint},
-               {"signature", Colour::kFaint},
-               {"signer", Colour::kFaint},
-               {"issuer", Colour::kFaint},
-               {"serial", Colour::kFaint},
-               {"expires", Colour::kFaint},
-               {"algorithm", Colour::kFaint}});
-    std::string faults;
-    jsonxx::Array signatures;
-    for (const SignatureVerdict& check : checks) {
-      addRow(table, check);
-      signatures << jsonxx::Value(jsonOf(check));
-      if (!check.valid) faults += "  " + check.elementName + ": " + printable(check.fault) + "\n";
-      allValid_ = allValid_ && check.valid;
-    }
+  void report(const std::string& file, const DocumentVerdict& verdict) {
+    worst_ = std::max(worst_, verdict.indication);
     if (options_.json) {
-      jsonxx::Object result("file", file);
-      result.import("signatures", std::move(signatures));
+      jsonxx::Object result = jsonOf(verdict);
+      result.import("file", file);
       results_ << jsonxx::Value(std::move(result));
-    } else {
-      std::cout << coloured(Colour::kStrong, printable(file)) << "\n"
-                << table.text() << coloured(Colour::kBad, faults) << "\n";
+      return;
     }
+    std::cout << coloured(Colour::kStrong, printable(file)) << ": "
+              << coloured(colourOf(verdict.indication),
+                          isUnsigned(verdict) ? "not signed" : nameOf(verdict.indication))
+              << "\n"
+              << textOf(verdict) << "\n";
   }
 
   void complain(const std::string& file, const std::string& message) {
-    allValid_ = false;
-    if (options_.json) {
-      jsonxx::Object result("file", file);
-      result.import("error", message);
-      results_ << jsonxx::Value(std::move(result));
-    } else {
-      std::cerr << "vornctl: " << printable(file) << ": " << message << "\n";
-    }
+    if (options_.json) return report(file, {.reasons = {{"UNREADABLE", message}}});
+    worst_ = Indication::kFailed;
+    std::cerr << "vornctl: " << printable(file) << ": " << message << "\n";
   }
 
   const VerifyOptions& options_;
+  VerdictRules rules_;
   jsonxx::Array results_;
-  bool allValid_ = true;
+  Indication worst_ = Indication::kPassed;
 };
 
 }  // namespace
 
-int runVerify(const VerifyOptions& options) {
+int runVerify(const VerifyOptions& options) try {
   return Verification(options).run();
+} catch (const std::invalid_argument& e) {
+  std::cerr << "vornctl: " << printable(e.what()) << "\n";
+  return kExitUsage;
 }
 
 }  // namespace vorn::vornctl

@@ -31,6 +31,7 @@
 #include "shared/Exceptions.h"
 #include "shared/SignatureRecord.h"
 #include "shared/SigningIdentity.h"
+#include "shared/verification/DocumentCheck.h"
 #include "shared/xml/DocumentElements.h"
 #include "shared/xml/DocumentSerialiser.h"
 #include "shared/xml/ParsedDocument.h"
@@ -113,6 +114,20 @@ xercesc::DOMElement& findSingleElement(const xercesc::DOMDocument& document, con
 }
 
 /**
+ * Whether readers can see another document than the tree that was signed: what a document type declares is
+ * written anew, and what XML 1.1 allows goes another way through writer and parser.
+ */
+bool mayReadDifferently(const xercesc::DOMDocument& document) {
+  return document.getDoctype() != nullptr || viewOf(document.getXmlVersion()) == u"1.1";
+}
+
+/** That what is handed out verifies, as it stands there. */
+void requireVerifies(const std::string& signedXml) {
+  const auto fault = verification::faultOfFinished(signedXml, signing_identity::encodedCertificate());
+  if (fault) fail<CryptoException>("The signed document does not verify: " + fault->message);
+}
+
+/**
  * Runs one step of signing; whatever it throws, but for want of memory, becomes a
  * CryptoException that names the step.
  */
@@ -180,13 +195,15 @@ void XMLSigner::initialise(SignatureAlgorithm algorithm) {
 
 std::string XMLSigner::sign(const std::string& base64Xml) {
   LOG4CPLUS_INFO(logger, "Signing XML data");
-  const std::string signedXml = signDocument(base64Xml);
+  bool mustVerify = false;
+  const std::string signedXml = signDocument(base64Xml, mustVerify);
+  if (mustVerify) requireVerifies(signedXml);
   LOG4CPLUS_DEBUG(logger, "Signed XML = " << signedXml);
   return toBase64(signedXml);
 }
 
 /** All that the document takes is given back at the end; the result is encoded after that. */
-std::string XMLSigner::signDocument(const std::string& base64Xml) {
+std::string XMLSigner::signDocument(const std::string& base64Xml, bool& mustVerify) {
   ParsedDocument parsed = [&base64Xml] {
     const auto xml = fromBase64(base64Xml);
     if (!xml) fail<XMLDataParsingException>("Request XML data is not valid base64");
@@ -198,6 +215,7 @@ std::string XMLSigner::signDocument(const std::string& base64Xml) {
   generateSignature(parsed.document(), "RenderedData");
   for (const SignatureWarning& warning : warnings) logWarning(warning);
   LOG4CPLUS_INFO(logger, "Finished signing XML");
+  mustVerify = mayReadDifferently(parsed.document());
   return serialiseDocument(parsed.document());
 }
 

@@ -49,7 +49,8 @@ class XMLSigner {
  private:
   XMLSigner() = default;
 
-  std::string signDocument(const std::string& base64Xml);
+  /** `mustVerify` tells whether the result has to be checked before anybody gets it. */
+  std::string signDocument(const std::string& base64Xml, bool& mustVerify);
   /** Adds the signature of the only element with the name. */
   void generateSignature(xercesc::DOMDocument& document, const std::string& elementName);
   /** The document as UTF-8. */

@@ -51,6 +51,11 @@ class NamespaceCheck {
 
   void leave() { scope_.close(); }
 
+  void checkTarget(std::u16string_view target) {
+    if (target.find(u':') != std::u16string_view::npos)
+      note("the processing instruction '" + toUtf8(target) + "' has a colon in its name");
+  }
+
   NamespaceFaults faults() && { return std::move(faults_); }
 
  private:
@@ -85,6 +90,8 @@ class NamespaceCheck {
 NamespaceFaults checkNamespaces(const xercesc::DOMElement& root, NamespaceRange range) {
   NamespaceCheck check;
   for (TreeWalk<const DOMNode> walk(&root); walk.node() != nullptr; walk.advance()) {
+    if (walk.node()->getNodeType() == DOMNode::PROCESSING_INSTRUCTION_NODE)
+      check.checkTarget(viewOf(walk.node()->getNodeName()));
     if (walk.node()->getNodeType() != DOMNode::ELEMENT_NODE) continue;
     walk.leaving() ? check.leave() : check.enter(*walk.node());
     if (range == NamespaceRange::kElement) break;

@@ -51,7 +51,7 @@ bool holdsCarriageReturn(std::u16string_view text) {
 
 class PartCheck {
  public:
-  explicit PartCheck(const DOMNode& part) {
+  explicit PartCheck(const DOMNode& part) : part_(part) {
     std::unordered_set<std::u16string_view> prefixes;
     std::unordered_map<std::u16string_view, std::u16string_view> values;
     for (const DOMNode* node = &part; node != nullptr; node = node->getParentNode()) {
@@ -106,7 +106,8 @@ class PartCheck {
     if (own_.empty()) return;
     std::sort(own_.begin(), own_.end());
     for (const auto& [name, count] : inScope_) {
-      if (!found_.xmlAttribute.empty()) break;
+      // The signed element itself takes up what is in scope, as it should.
+      if (&element == &part_ || !found_.xmlAttribute.empty()) break;
       if (!std::binary_search(own_.begin(), own_.end(), name)) noteXmlAttribute(name);
     }
     for (const std::u16string_view name : own_) ++inScope_[name];
@@ -121,6 +122,7 @@ class PartCheck {
     if (found_.xmlAttribute.empty()) found_.xmlAttribute = toUtf8(name);
   }
 
+  const DOMNode& part_;
   PartFindings found_;
   // The xml: attributes of the elements above, with how many of these have them.
   std::unordered_map<std::u16string_view, std::size_t> inScope_;

@@ -7,6 +7,7 @@
 #include "linux/frameworks/Security/LastFailure.h"
 #include "linux/frameworks/Security/ModuleProbe.h"
 #include "linux/frameworks/Security/NssError.h"
+#include "shared/text/Utf8.h"
 
 namespace vorn::frameworks {
 namespace {
@@ -30,16 +31,8 @@ std::string quotedValue(const std::string& text, char quote) {
   return value + quote;
 }
 
-/** A token's name has room for so many bytes; no character is cut. */
-std::string tokenName(const std::string& title) {
-  constexpr std::size_t kRoom = 32;
-  std::size_t length = std::min(title.size(), kRoom);
-  const auto isInsideCharacter = [&](std::size_t at) {
-    return at < title.size() && (static_cast<unsigned char>(title[at]) & 0xc0U) == 0x80U;
-  };
-  while (length > 0 && isInsideCharacter(length)) --length;
-  return title.substr(0, length);
-}
+// What a token's name has room for.
+constexpr std::size_t kTokenNameRoom = 32;
 
 /** One library may be registered several times, by links too. */
 fs::path identityOf(const fs::path& library) {
@@ -101,8 +94,8 @@ void OpenStores::openDatabase(Database& database) {
   if (database.slot != nullptr) return;
   const std::string folder = database.place.folder.string();
   database.slot.reset(SECMOD_OpenUserDB(
-      ("configdir=" + quotedValue("sql:" + folder, '\'') +
-       " flags=readOnly tokenDescription=" + quotedValue(tokenName(database.place.title), '\''))
+      ("configdir=" + quotedValue("sql:" + folder, '\'') + " flags=readOnly tokenDescription=" +
+       quotedValue(std::string(cutUtf8(database.place.title, kTokenNameRoom)), '\''))
           .c_str()));
   if (database.slot != nullptr) return;
   const NssError error = lastNssError();
@@ -124,17 +117,16 @@ std::vector<TokenModule> OpenStores::newModules() {
   return modules;
 }
 
-void OpenStores::load(const TokenModule& module) {
+std::optional<std::string> OpenStores::load(const TokenModule& module) {
   std::string specification =
       "library=" + quotedValue(module.library.string(), '"') + " name=" + quotedValue(module.name, '"');
   if (!module.parameters.empty()) specification += " parameters=" + quotedValue(module.parameters, '"');
   if (!module.settings.empty()) specification += " NSS=" + quotedValue(module.settings, '"');
   Module loaded(SECMOD_LoadUserModule(specification.data(), nullptr, PR_FALSE));
-  if (loaded != nullptr && loaded->loaded != PR_FALSE)
-    modules_.push_back(std::move(loaded));
-  else
-    moduleFaults_.push_back({StoreFault::Kind::kModule, module.library,
-                             "it cannot be loaded (" + lastNssError().name + ")", module.registration});
+  if (loaded == nullptr || loaded->loaded == PR_FALSE)
+    return "it cannot be loaded (" + lastNssError().name + ")";
+  modules_.push_back(std::move(loaded));
+  return std::nullopt;
 }
 
 OSStatus OpenStores::open() {
@@ -151,11 +143,17 @@ OSStatus OpenStores::open() {
   for (const Module& module : modules_) SECMOD_UpdateSlotList(module.get());
 
   auto probe = probes.begin();
-  for (const TokenModule& module : modules)
-    if (const auto fault = (probe++)->fault(deadline))
-      moduleFaults_.push_back({StoreFault::Kind::kModule, module.library, *fault, module.registration});
-    else
-      load(module);
+  for (const TokenModule& module : modules) {
+    std::optional<std::string> fault = (probe++)->fault(deadline);
+    const bool hangs = fault && std::chrono::steady_clock::now() >= deadline;
+    if (!fault) fault = load(module);
+    moduleFaults_.erase(module.library);
+    if (!fault) continue;
+    moduleFaults_.insert(
+        {module.library, {StoreFault::Kind::kModule, module.library, *fault, module.registration}});
+    // Some fail until their device is there: the next search tries again.
+    if (!hangs) triedLibraries_.erase(identityOf(module.library));
+  }
   return errSecSuccess;
 }
 
@@ -192,7 +190,7 @@ std::vector<StoreFault> OpenStores::faults() const {
   for (const Database& database : databases_)
     if (!database.fault.empty())
       faults.push_back({StoreFault::Kind::kDatabase, database.place.folder, database.fault});
-  faults.insert(faults.end(), moduleFaults_.begin(), moduleFaults_.end());
+  for (const auto& [library, fault] : moduleFaults_) faults.push_back(fault);
   return faults;
 }
 

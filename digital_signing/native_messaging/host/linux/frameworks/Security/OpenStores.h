@@ -3,6 +3,7 @@
 #include <nss.h>
 #include <secmod.h>
 
+#include <map>
 #include <set>
 
 #include "linux/frameworks/Security/KeyStoreLock.h"
@@ -58,14 +59,15 @@ class OpenStores {
   void openDatabase(Database& database);
   /** Starts to try the libraries that have not been tried. */
   std::vector<TokenModule> newModules();
-  void load(const TokenModule& module);
+  /** None, or why it cannot be loaded. */
+  std::optional<std::string> load(const TokenModule& module);
   const Database* databaseOf(const PK11SlotInfo* slot) const;
 
   NSSInitContext* context_ = nullptr;
   std::vector<Database> databases_;
   std::set<std::filesystem::path> triedLibraries_;
   std::vector<Module> modules_;
-  std::vector<StoreFault> moduleFaults_;
+  std::map<std::filesystem::path, StoreFault> moduleFaults_;
 };
 
 }  // namespace vorn::frameworks

@@ -97,6 +97,15 @@ void TokenKey::readFlags() const {
 
 /** Leaves the key in key_. Nothing when it is there, else why not. */
 std::optional<NssError> TokenKey::open(const x509::Certificate& certificate) const {
+  if (PK11_IsPresent(slot_.get()) == PR_FALSE) {
+    PR_SetError(SEC_ERROR_NO_TOKEN, 0);
+    return lastNssError();
+  }
+  // A card that was out has lost login and sessions, and may number its objects anew.
+  if (const int series = PK11_GetSlotSeries(slot_.get()); series != series_) {
+    forget();
+    series_ = series;
+  }
   const bool isLocked = describeToken(slot_.get()).locked;
   if (isLocked && isHidden_) forget();
   if (isLocked && (isHidden_ || wantsPinEachTime_))

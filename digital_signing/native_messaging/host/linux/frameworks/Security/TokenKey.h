@@ -61,6 +61,8 @@ class TokenKey : public std::enable_shared_from_this<TokenKey> {
   SECKEYPrivateKey* quickKey() const;
 
   Slot slot_;
+  /** Counts how often a card has come into the slot. */
+  mutable int series_ = PK11_GetSlotSeries(slot_.get());
   /** Whether the token shows it only while it is open. */
   bool isHidden_ = true;
   mutable bool wantsPinEachTime_ = false;

@@ -1,0 +1,194 @@
+#include "shared/verification/DocumentCheck.h"
+
+#include <openssl/err.h>
+#include <openssl/evp.h>
+#include <openssl/rsa.h>
+
+#include <map>
+#include <memory>
+#include <xercesc/dom/DOMDocument.hpp>
+#include <xercesc/dom/DOMElement.hpp>
+#include <xsec/dsig/DSIGConstants.hpp>
+
+#include "shared/Exceptions.h"
+#include "shared/verification/SignatureReader.h"
+#include "shared/verification/SignerCertificate.h"
+#include "shared/xml/Canonicaliser.h"
+#include "shared/xml/DocumentElements.h"
+#include "shared/xml/ParsedDocument.h"
+#include "shared/xml/ParserErrors.h"
+#include "shared/xml/QualifiedName.h"
+#include "shared/xml/XmlText.h"
+
+namespace vorn::verification {
+
+namespace {
+
+using xercesc::DOMElement;
+using xercesc::DOMNode;
+
+template <auto release>
+struct Release {
+  template <typename Object>
+  void operator()(Object* object) const {
+    release(object);
+  }
+};
+using DigestContext = std::unique_ptr<EVP_MD_CTX, Release<&EVP_MD_CTX_free>>;
+using KeyContext = std::unique_ptr<EVP_PKEY_CTX, Release<&EVP_PKEY_CTX_free>>;
+
+const EVP_MD* digestOf(SignatureAlgorithm algorithm) {
+  switch (algorithm) {
+#define VORN_ROW(name, method, digest, hash, family, bits, evp) \
+  case SignatureAlgorithm::name:                                \
+    return evp();
+    VORN_SIGNATURE_ALGORITHMS(VORN_ROW)
+#undef VORN_ROW
+  }
+  throw TechnicalException("There is no such signature algorithm");
+}
+
+const unsigned char* bytesOf(const std::string& text) {
+  return reinterpret_cast<const unsigned char*>(text.data());
+}
+
+/** The digest of the element's canonical form, less one node. */
+std::string digestElement(const DOMElement& element, const DOMNode* omitted, const EVP_MD* algorithm) {
+  const DigestContext context(EVP_MD_CTX_new());
+  bool good = context && EVP_DigestInit_ex(context.get(), algorithm, nullptr) == 1;
+  Canonicaliser canonical(element, omitted);
+  for (std::string_view run = canonical.next(); good && !run.empty(); run = canonical.next())
+    good = EVP_DigestUpdate(context.get(), run.data(), run.size()) == 1;
+  unsigned char digest[EVP_MAX_MD_SIZE];
+  unsigned length = 0;
+  if (!good || EVP_DigestFinal_ex(context.get(), digest, &length) != 1)
+    throw TechnicalException("The digest of <" + toUtf8(element.getNodeName()) + "> cannot be computed");
+  return {reinterpret_cast<const char*>(digest), length};
+}
+
+bool isSignatureOf(const std::string& digest, const EVP_MD* algorithm, const std::string& signature,
+                   EVP_PKEY* key) {
+  const KeyContext context(EVP_PKEY_CTX_new_from_pkey(nullptr, key, nullptr));
+  const bool valid = context && EVP_PKEY_verify_init(context.get()) == 1 &&
+                     EVP_PKEY_CTX_set_rsa_padding(context.get(), RSA_PKCS1_PADDING) == 1 &&
+                     EVP_PKEY_CTX_set_signature_md(context.get(), algorithm) == 1 &&
+                     EVP_PKEY_verify(context.get(), bytesOf(signature), signature.size(), bytesOf(digest),
+                                     digest.size()) == 1;
+  if (!valid) ERR_clear_error();
+  return valid;
+}
+
+/** Tells which children of an element are signatures, by the namespace that their prefix stands for. */
+class SignatureNames {
+ public:
+  explicit SignatureNames(const DOMElement& parent) : parent_(parent) {}
+
+  bool isSignature(const DOMNode& child) {
+    if (child.getNodeType() != DOMNode::ELEMENT_NODE) return false;
+    const QualifiedName name(viewOf(child.getNodeName()));
+    if (name.local != u"Signature") return false;
+    std::u16string declaration = u"xmlns";
+    if (!name.prefix.empty()) declaration.append(u":").append(name.prefix);
+    const auto& element = static_cast<const DOMElement&>(child);
+    if (element.hasAttribute(declaration.c_str())) return declares(element, declaration);
+    // Of many children the way up is gone once for each prefix.
+    const auto [entry, isNew] = inherited_.try_emplace(declaration, false);
+    if (isNew) {
+      const DOMNode* node = &parent_;
+      while (node->getNodeType() == DOMNode::ELEMENT_NODE &&
+             !static_cast<const DOMElement*>(node)->hasAttribute(declaration.c_str()))
+        node = node->getParentNode();
+      entry->second = node->getNodeType() == DOMNode::ELEMENT_NODE &&
+                      declares(static_cast<const DOMElement&>(*node), declaration);
+    }
+    return entry->second;
+  }
+
+ private:
+  static bool declares(const DOMElement& element, const std::u16string& declaration) {
+    return viewOf(element.getAttribute(declaration.c_str())) == viewOf(DSIGConstants::s_unicodeStrURIDSIG);
+  }
+
+  const DOMElement& parent_;
+  std::map<std::u16string, bool> inherited_;
+};
+
+/** The last signature among the children of the element. */
+const DOMElement& findSignature(const DOMElement& element) {
+  SignatureNames names(element);
+  const DOMElement* last = nullptr;
+  for (const DOMNode* child = element.getFirstChild(); child != nullptr; child = child->getNextSibling())
+    if (names.isSignature(*child)) last = static_cast<const DOMElement*>(child);
+  if (last == nullptr) throw Fault{kNotSigned, "the element is not signed"};
+  return *last;
+}
+
+void requireOnlyElement(const NamedElements& found) {
+  if (found.count == 0) throw Fault{kFormatFailure, "there is no such element"};
+  if (found.count > 1) throw Fault{kFormatFailure, "there are several such elements"};
+  for (const DOMNode* node = found.first; node != nullptr; node = node->getParentNode())
+    if (node->getNodeType() == DOMNode::ENTITY_REFERENCE_NODE)
+      throw Fault{kFormatFailure, "the element comes out of an entity"};
+}
+
+void check(const DOMElement& element, PartCheck& result) {
+  const DOMElement& signature = findSignature(element);
+  result.algorithm = signatureMethodOf(signature);
+  const SignatureFields fields = readSignature(signature, result.elementName);
+  const SignerCertificate certificate(fields.certificate);
+  if (!certificate.hasKey(fields.modulus, fields.exponent))
+    throw Fault{kFormatFailure, "KeyValue and the certificate are of different keys"};
+  const EVP_MD* const digest = digestOf(fields.algorithm);
+  if (!isSignatureOf(digestElement(*fields.signedInfo, nullptr, digest), digest, fields.signature,
+                     certificate.key()))
+    throw Fault{kSignatureFailure,
+                "the signature was not made with the key of the certificate in it, or has been altered"};
+  if (digestElement(element, &signature, digest) != fields.digest)
+    throw Fault{kHashFailure, "the element has been altered since it was signed"};
+  result.certificate = fields.certificate;
+  result.maySign = certificate.maySign();
+  result.keyBits = certificate.keyBits();
+  result.method = fields.algorithm;
+}
+
+PartCheck checkPart(const xercesc::DOMDocument& document, const std::string& name) {
+  PartCheck result{.elementName = name};
+  try {
+    const NamedElements found = findElements(document, name);
+    result.element = found.count == 1 ? found.first : nullptr;
+    requireOnlyElement(found);
+    check(*found.first, result);
+  } catch (const Fault& fault) {
+    result.fault = fault;
+  }
+  return result;
+}
+
+}  // namespace
+
+PartChecks checkDocument(const xercesc::DOMDocument& document) {
+  return {checkPart(document, "CounterpartData"), checkPart(document, "RenderedData")};
+}
+
+std::optional<Fault> faultOfFinished(std::string_view xml, const std::string& certificate) try {
+  const std::string signer = decodeStrictly(certificate, "X509Certificate");
+  ParsedDocument parsed(xml);
+  for (PartCheck& part : checkDocument(parsed.document())) {
+    if (!part.isIntact()) return Fault{part.fault->code, part.elementName + ": " + part.fault->message};
+    if (part.certificate != signer)
+      return Fault{kSignatureFailure, part.elementName + ": the certificate in it is another one"};
+  }
+  return std::nullopt;
+} catch (const Fault& fault) {
+  return fault;
+} catch (const XMLDataParsingException& e) {
+  return Fault{kFormatFailure, e.message()};
+} catch (const InvalidXMLDataException& e) {
+  return Fault{kFormatFailure, e.message()};
+} catch (...) {
+  const auto description = describeParserException();
+  if (!description) throw;
+  return Fault{kFormatFailure, *description};
+}
+
+}  // namespace vorn::verification

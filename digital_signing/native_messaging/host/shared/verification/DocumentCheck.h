@@ -1,0 +1,52 @@
+#pragma once
+
+#include <array>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <xercesc/util/XercesDefs.hpp>
+
+#include "shared/SignatureAlgorithm.h"
+#include "shared/verification/Fault.h"
+
+XERCES_CPP_NAMESPACE_BEGIN
+class DOMDocument;
+class DOMElement;
+XERCES_CPP_NAMESPACE_END
+
+namespace vorn::verification {
+
+/** What a check of one of the two signatures of a document found. */
+struct PartCheck {
+  std::string elementName;
+  const xercesc::DOMElement* element = nullptr; /**< null unless there is exactly one */
+  std::optional<Fault> fault = {};              /**< why it is not intact */
+  std::string algorithm = {};   /**< identifier of the signature method as written; may be empty */
+  std::string certificate = {}; /**< the signer's, DER; of a part that is intact */
+  bool maySign = false;         /**< whether that certificate's key usage has digital signature */
+  std::optional<SignatureAlgorithm> method = {}; /**< of a part that is intact */
+  int keyBits = 0;
+
+  bool isIntact() const { return !fault; }
+};
+
+using PartChecks = std::array<PartCheck, 2>;
+
+/**
+ * Checks the last signature in the CounterpartData and in the RenderedData element, in this order: that the
+ * element is as it was signed, and that the signature was made with the key of the certificate that stands in
+ * it. Nothing is said of that certificate: neither who issued it nor whether it is still valid.
+ *
+ * Only signatures of the form that this host makes can be intact. Nothing but the document is read. The XML
+ * libraries have to be started: XMLSigner::initialise.
+ */
+PartChecks checkDocument(const xercesc::DOMDocument& document);
+
+/**
+ * What stands against a document that has just been signed with this certificate (base64 of its DER bytes):
+ * a part that is not intact or has another certificate, or bytes that cannot be read again. None if it is as
+ * it should be.
+ */
+std::optional<Fault> faultOfFinished(std::string_view xml, const std::string& certificate);
+
+}  // namespace vorn::verification

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <openssl/x509.h>
+
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace vorn::verification {
+
+/** A certificate as a signature holds it, read once and to the last byte. */
+class SignerCertificate {
+ public:
+  /**
+   * Throws a Fault unless `der` is one certificate in DER and nothing more, with an RSA key of a size that
+   * is accepted.
+   */
+  explicit SignerCertificate(std::string_view der);
+
+  /** Whether the magnitudes, big-endian and without leading zeros, are the key's. */
+  bool hasKey(std::string_view modulus, std::string_view exponent) const;
+  int keyBits() const;
+  /** Whether the key usage is there and has digital signature. */
+  bool maySign() const;
+
+  EVP_PKEY* key() const { return X509_get0_pubkey(certificate_.get()); }
+
+ private:
+  struct Release {
+    void operator()(X509* certificate) const { X509_free(certificate); }
+  };
+  std::unique_ptr<X509, Release> certificate_;
+};
+
+}  // namespace vorn::verification

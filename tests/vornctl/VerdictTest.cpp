@@ -1,0 +1,337 @@
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <random>
+
+#include "e2e/Messages.h"
+#include "vornctl/Program.h"
+
+namespace vorn::vornctl {
+namespace {
+
+namespace fs = std::filesystem;
+
+/** The text with the first occurrence of `from` replaced. */
+std::string replaced(std::string text, const std::string& from, const std::string& to) {
+  const std::size_t at = text.find(from);
+  EXPECT_NE(at, std::string::npos) << from;
+  return text.replace(at, from.size(), to);
+}
+
+std::string between(const std::string& text, const std::string& before, const std::string& after) {
+  const std::size_t from = text.find(before) + before.size();
+  return text.substr(from, text.find(after, from) - from);
+}
+
+/** A home in which documents are signed; authority.pem in it is who issued Jane's certificate. */
+class Verify : public testing::Test {
+ protected:
+  Verify() {
+    fs::copy(e2e::preparedHomes() / "main/certificates/Test Authority.pem", home_.path() / "authority.pem");
+  }
+
+  std::string sign(const std::string& xml, const std::string& name = "Jane Citizen",
+                   const std::string& authority = "main") const {
+    write(xml);
+    const Result result =
+        run(home_, "$vornctl sign -f t.xml -o s.xml --name \"" + name +
+                       "\" --email jane@example.com --abn 12345678901 --aki " + e2e::akiOf(authority));
+    EXPECT_EQ(result.status, 0) << result.output;
+    return e2e::readFile(home_.path() / "s.xml");
+  }
+
+  void write(const std::string& xml) const { e2e::writeFile(home_.path() / "t.xml", xml); }
+
+  /** The verdict and the codes of its reasons, each once. */
+  std::string verdictOf(const std::string& options = "--trusted authority.pem",
+                        nlohmann::json* file = nullptr) const {
+    const Result result = run(home_, "timeout 20 $vornctl verify --json t.xml " + options);
+    const auto answer = nlohmann::json::parse(result.output, nullptr, false);
+    if (answer.is_discarded()) return std::to_string(result.status) + " " + result.output;
+    std::string text = answer["verdict"];
+    for (const auto& reason : answer["files"][0]["reasons"]) {
+      const std::string code = reason["code"];
+      if (text.find(code) == std::string::npos) text += " " + code;
+    }
+    const int status = text.starts_with("passed") ? 0 : (text.starts_with("failed") ? 1 : 3);
+    EXPECT_EQ(result.status, status) << result.output;
+    if (file != nullptr) *file = answer["files"][0];
+    return text;
+  }
+
+  const e2e::Home home_{"main"};
+};
+
+TEST_F(Verify, AttacksAndWhatIsSaidOfThem) {
+  const std::string original = e2e::agreement();
+  const std::string xml = sign(original);
+  const std::string value = between(xml, "<SignatureValue>", "</SignatureValue>");
+  const std::string modulus = between(xml, "<Modulus>", "</Modulus>");
+  const std::string certificate = between(xml, "<X509Certificate>", "</X509Certificate>");
+  const std::string zoe = sign(original, "Zoë Müller", "zoe");
+  const std::string rendered = "<RenderedData" + between(xml, "<RenderedData", "</RenderedData>");
+  const std::string judy =
+      e2e::toBase64(replaced(e2e::fromBase64(certificate), "Jane Citizen", "Judge Judy!!"));
+  std::string manyNames;
+  for (int i = 0; i < 9999; ++i) manyNames += " xmlns:a" + std::to_string(i) + "='urn:a'";
+  const std::string format = "failed FORMAT_FAILURE", crypto = "failed CRYPTO_CONSTRAINTS_FAILURE";
+  const struct {
+    std::string xml;
+    std::string verdict;
+  } rows[] = {
+      {xml, "passed"},
+      {original, "failed NOT_SIGNED"},
+      {"<a>", format},
+      {"<a/>", format},
+      // Altered.
+      {replaced(xml, "12.50", "12.51"), "failed HASH_FAILURE"},
+      {replaced(xml, "12.50", "12.<!-- -->50"), "passed"},
+      {replaced(xml, value, "AAAA" + value.substr(4)), "failed SIG_CRYPTO_FAILURE"},
+      {replaced(xml, "<RenderedData", "<CounterpartData/><RenderedData"), format},
+      {replaced(xml, rendered, "<RenderedData" + between(zoe, "<RenderedData", "</RenderedData>")),
+       "failed DIFFERENT_SIGNERS"},
+      // Of another form.
+      {replaced(xml, "<SignedInfo>", "<SignedInfo><!-- -->"), format},
+      {replaced(xml, "<SignedInfo>", "<SignedInfo><?a b?>"), format},
+      {replaced(xml, "//CounterpartData<", "//RenderedData<"), format},
+      {replaced(xml, "URI=\"\"", "URI=\"#x\""), format},
+      {replaced(xml, "<KeyInfo>", "<Object>more</Object><KeyInfo>"), format},
+      {replaced(xml, "</KeyInfo>", "</KeyInfo><Object>more</Object>"), format},
+      {replaced(xml, "<KeyInfo>", "<KeyInfo" + manyNames + ">"), format},
+      {replaced(xml, "rsa-sha256", "rsa-md5"), crypto},
+      {replaced(xml, "xmlenc#sha256", "xmlenc#sha512"), crypto},
+      {replaced(xml, modulus, "B" + modulus.substr(1)), format},
+      {replaced(xml, value, value.substr(0, 20) + "!" + value.substr(20)), format},
+      {replaced(xml, value, value + "="), format},
+      {replaced(xml, value, value.substr(0, 64) + "\n" + value.substr(64)), "passed"},
+      {replaced(xml, certificate, certificate + "junk"), format},
+      {replaced(xml, certificate, e2e::toBase64(e2e::fromBase64(certificate) + "junk")), format},
+      // A name that anybody can type in, and an authority that anybody can make.
+      {replaced(replaced(xml, certificate, judy), certificate, judy),
+       "indeterminate CERTIFICATE_CHAIN_GENERAL_FAILURE"},
+      {zoe, "indeterminate NO_CERTIFICATE_CHAIN_FOUND"},
+      // What others refuse.
+      {sign(replaced(original, "<CounterpartData", "<CounterpartData xmlns='urn:d'")),
+       "indeterminate REFUSED_BY_OTHERS"},
+      {replaced(xml, "<RenderedData", "<a:b/><RenderedData"), "indeterminate REFUSED_BY_OTHERS"},
+  };
+  for (const auto& row : rows) {
+    write(row.xml);
+    EXPECT_EQ(verdictOf(), row.verdict) << row.xml.substr(0, 3000);
+  }
+}
+
+TEST_F(Verify, TellsWhatIsSignedAndWhere) {
+  const std::string xml =
+      replaced(sign(sign("<A><CounterpartData>25<!-- -->00</CounterpartData><RenderedData/></A>")), "<A>",
+               "<A x='y'><Rejected><p:CounterpartData xmlns:p='urn:p'/>text");
+  write(replaced(xml, "</A>", "</Rejected><?pi?></A>"));
+  nlohmann::json file;
+  EXPECT_EQ(verdictOf("--trusted authority.pem", &file), "passed");
+  EXPECT_EQ(file["parts"][0]["path"], "/A/Rejected/CounterpartData");
+  std::string places;
+  for (const auto& place : file["not_signed"]) places += std::string(place) + " ";
+  EXPECT_EQ(places,
+            "/A/@x /A/Rejected/p:CounterpartData /A/Rejected/text() /A/Rejected/CounterpartData//comment() "
+            "/A/processing-instruction(pi) ");
+  ASSERT_EQ(file["warnings"].size(), 2U) << file["warnings"];
+  EXPECT_EQ(file["warnings"][0]["code"], "signed-already");
+}
+
+TEST_F(Verify, WhomItBelieves) {
+  write(sign(e2e::agreement()));
+  const struct {
+    const char* preparation;
+    const char* options;
+    const char* verdict;
+  } rows[] = {
+      {"true", "", "indeterminate NO_CERTIFICATE_CHAIN_FOUND"},
+      {"true", "--no-chain", "indeterminate CHAIN_NOT_CHECKED"},
+      {"openssl x509 -in authority.pem -outform DER -out authority.der", "--trusted authority.der", "passed"},
+      {"mkdir -p trusted; cp authority.pem s.xml trusted", "--trusted trusted", "passed"},
+      {"true", "--trusted trusted --time 2049-06-30", "passed"},
+      {"true", "--trusted trusted --time 2049-06-30T14:00:01Z", "indeterminate OUT_OF_BOUNDS_NO_POE"},
+      {"true", "--trusted trusted --time 2019-12-31", "indeterminate OUT_OF_BOUNDS_NO_POE"},
+      {"certutil -A -d sql:.pki/nssdb -n authority -i authority.pem -t ,,", "",
+       "indeterminate NO_CERTIFICATE_CHAIN_FOUND"},
+      {"certutil -M -d sql:.pki/nssdb -n authority -t C,,", "", "indeterminate NO_CERTIFICATE_CHAIN_FOUND"},
+      {"certutil -M -d sql:.pki/nssdb -n authority -t T,,", "", "passed"},
+      {"certutil -M -d sql:.pki/nssdb -n authority -t ,C,", "", "passed"},
+      {"certutil -M -d sql:.pki/nssdb -n authority -t p,p,p", "", "failed PROHIBITED_CERTIFICATE"},
+      {"true", "--trusted authority.pem", "failed PROHIBITED_CERTIFICATE"},
+  };
+  for (const auto& row : rows) {
+    ASSERT_EQ(run(home_, row.preparation).status, 0) << row.preparation;
+    nlohmann::json file;
+    const std::string verdict = verdictOf(row.options, &file);
+    EXPECT_EQ(verdict, row.verdict) << row.preparation << " " << row.options;
+    EXPECT_EQ(file["signer"].contains("name"), verdict == "passed");
+    EXPECT_EQ(file["chain"].size(), verdict == "passed" ? 2U : 0U);
+  }
+  for (const char* options : {"--time yesterday", "--time 2030-02-30", "--trusted none", "--trusted s.xml"})
+    EXPECT_EQ(run(home_, std::string("$vornctl verify t.xml ") + options).status, 2) << options;
+}
+
+TEST_F(Verify, OpensNothingThatADocumentNames) {
+  const int listener = socket(AF_INET, SOCK_STREAM, 0);
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  socklen_t length = sizeof address;
+  ASSERT_EQ(bind(listener, reinterpret_cast<sockaddr*>(&address), length), 0);
+  ASSERT_EQ(listen(listener, 1), 0);
+  getsockname(listener, reinterpret_cast<sockaddr*>(&address), &length);
+  const std::string port = std::to_string(ntohs(address.sin_port));
+  const fs::path pipe = home_.path() / "pipe";
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+
+  const std::string xml = sign(e2e::agreement());
+  for (const std::string& uri : {"http://127.0.0.1:" + port + "/x", "file://" + pipe.string()}) {
+    for (const char* type : {"X509Data", "rawX509Certificate"}) {
+      write(replaced(xml, "<KeyInfo>",
+                     "<KeyInfo><RetrievalMethod Type=\"http://www.w3.org/2000/09/xmldsig#" +
+                         std::string(type) + "\" URI=\"" + uri + "\"/>"));
+      EXPECT_EQ(verdictOf(), "failed FORMAT_FAILURE") << uri;
+    }
+    for (const std::string& change : {"URI=\"" + uri + "\"", "URI=\"\" Type=\"" + uri + "\""}) {
+      write(replaced(xml, "URI=\"\"", change));
+      EXPECT_EQ(verdictOf(), "failed FORMAT_FAILURE") << change;
+    }
+    const std::size_t root = xml.find('<', xml.find("?>"));
+    const std::string name = xml.substr(root + 1, xml.find_first_of(" >", root) - root - 1);
+    write(std::string(xml).insert(root, "<!DOCTYPE " + name + " SYSTEM \"" + uri + "\">"));
+    verdictOf();
+  }
+  pollfd waiting{listener, POLLIN, 0};
+  EXPECT_EQ(poll(&waiting, 1, 100), 0) << "somebody has called";
+  close(listener);
+  // What would never end, or never begin.
+  const Result result = run(home_, "timeout 20 $vornctl verify /dev/zero pipe none .");
+  EXPECT_EQ(result.status, 1) << result.output;
+  EXPECT_NE(result.output.find("none: there is no such file"), std::string::npos) << result.output;
+}
+
+/** Small changes at random: mostly of the signatures, where most bytes change nothing of what is signed. */
+class Mutant {
+ public:
+  explicit Mutant(unsigned seed) : random_(seed) {}
+
+  std::string of(std::string xml) {
+    static const std::vector<std::string> kInsertions = {
+        " ",
+        "\n",
+        "=",
+        "A",
+        "x",
+        "<q/>",
+        "<!-- c -->",
+        "<?p d?>",
+        "<?a:b c?>",
+        "&#65;",
+        "<![CDATA[A]]>",
+        "\xC2\xA0",
+        "<a:b:c/>",
+        "<u:v/>",
+        "<z xmlns:q='rel'/>",
+        "<z xmlns:q=''/>",
+        "<z xmlns:q='a&amp;b:c'/>",
+        "<z xmlns:q='http://a b/'/>",
+        "<z xmlns:q='http://h:x/'/>",
+        "<z xmlns:q='urn:a#b#c'/>",
+        "<z xmlns:q='urn:%zz'/>",
+        "<z xmlns='urn:a'/>",
+        "<CounterpartData xmlns='urn:a'/>",
+        "<Signature xmlns='http://www.w3.org/2000/09/xmldsig#'/>",
+        "<Object/>",
+        "<KeyName>k</KeyName>"};
+    static const std::vector<std::string> kAttributes = {" xmlns=''",
+                                                         " xmlns='urn:x'",
+                                                         " xmlns:q='urn:q'",
+                                                         " xmlns:q='rel'",
+                                                         " xml:lang='de'",
+                                                         " Id='i'",
+                                                         " u:v='1'",
+                                                         " xmlns:ds='http://www.w3.org/2000/09/xmldsig#'",
+                                                         " xmlns:xml='http://www.w3.org/XML/1998/namespace'"};
+    const std::size_t at = position(xml);
+    const std::size_t tag = xml.find('<', at), end = xml.find('>', at);
+    switch (below(7)) {
+      case 0:
+        return xml.erase(at, 1);
+      case 1:
+        return xml.replace(at, 1, 1, static_cast<char>(32 + below(95)));
+      case 2:
+        return xml.insert(at, xml, at, 1 + below(3));
+      case 3:
+        return xml.insert(at, pick(kInsertions));
+      case 4:
+        return tag == std::string::npos ? xml : xml.insert(tag, pick(kInsertions));
+      case 5:
+        return end == std::string::npos ? xml : xml.insert(end + 1, pick(kInsertions));
+      default:
+        return end == std::string::npos ? xml
+                                        : xml.insert(xml[end - 1] == '/' ? end - 1 : end, pick(kAttributes));
+    }
+  }
+
+ private:
+  std::size_t below(std::size_t limit) { return random_() % limit; }
+  const std::string& pick(const std::vector<std::string>& texts) { return texts[below(texts.size())]; }
+  /** In one of the signatures, outside of the signed elements, or anywhere. */
+  std::size_t position(const std::string& xml) {
+    const std::size_t place = below(6);
+    const std::size_t signature = place % 2 == 0 ? xml.find("<Signature ") : xml.rfind("<Signature ");
+    if (place < 2) return signature + below(xml.find("</Signature>", signature) - signature);
+    if (place == 2) return below(xml.size());
+    const std::size_t first = std::min(xml.find("<CounterpartData"), xml.find("<RenderedData"));
+    const std::size_t last = xml.find('>', xml.rfind("Data>")) + 1;
+    return place == 3 ? below(first) : last + below(xml.size() - last);
+  }
+
+  std::mt19937 random_;
+};
+
+TEST_F(Verify, PassesNothingThatXmlsecRefuses) {
+  const std::string originals[] = {
+      sign(e2e::agreement()),
+      sign("<x:A xmlns:x='urn:x' xml:lang='en'><CounterpartData x:a='1'>1<x:b/></CounterpartData>"
+           "<RenderedData/></x:A>"),
+      sign("<!DOCTYPE A [<!ENTITY e 'f'>]><A><RenderedData><CounterpartData>&e;</CounterpartData>"
+           "</RenderedData></A>")};
+  constexpr unsigned kCount = 600;
+  std::string names;
+  for (unsigned i = 0; i < kCount; ++i) {
+    Mutant mutant(i);
+    std::string xml = mutant.of(originals[i % std::size(originals)]);
+    if (i % 4 == 0) xml = mutant.of(xml);
+    e2e::writeFile(home_.path() / (std::to_string(i) + ".xml"), xml);
+    names += " " + std::to_string(i) + ".xml";
+  }
+  const Result result = run(home_, "$vornctl verify --json --trusted authority.pem" + names);
+  const auto verdicts = nlohmann::json::parse(result.output)["files"];
+  std::string passed;
+  std::size_t count = 0;
+  for (const auto& verdict : verdicts) {
+    if (verdict["verdict"] != "passed") continue;
+    passed += " " + std::string(verdict["file"]);
+    ++count;
+  }
+  EXPECT_EQ(verdicts.size(), kCount);
+  // Neither so harmless that nothing is tried nor so harsh that nothing is left.
+  EXPECT_GT(count, kCount / 20);
+  EXPECT_LT(count, kCount / 2);
+  for (const char* element : {"CounterpartData", "RenderedData"}) {
+    const Result others =
+        run(home_, "xmlsec1 --verify --enabled-key-data x509 --trusted-pem authority.pem --node-xpath \"//" +
+                       std::string(element) + "/*[local-name()=\\\"Signature\\\"][last()]\"" + passed);
+    EXPECT_EQ(others.status, 0) << others.output;
+  }
+}
+
+}  // namespace
+}  // namespace vorn::vornctl
