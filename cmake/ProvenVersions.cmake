@@ -9,6 +9,7 @@ set(vorn_proven_versions
   OpenSSL        3.0    3.5
   NSS            3.87   3.110
   libseccomp     2.5    2.6
+  libassuan      2.5    3.0
   CLI11          2.1    2.4
   nlohmann-json  3.11   3.11
   GoogleTest     1.12   1.16)

@@ -81,7 +81,7 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
   log4cplus::helpers::LogLog::getLogLog()->setQuietMode(true);
   const std::string folder = std::filesystem::temp_directory_path() / ("fuzz-" + std::to_string(getpid()));
   std::filesystem::create_directory(folder);
-  makeIdentity(folder, 1024);
+  makeIdentity(folder, "-newkey rsa:1024");
   std::filesystem::remove_all(folder);
   XMLSigner::getInstance().initialise(XMLSigner::RSA_SHA256);
   return 0;

@@ -21,6 +21,8 @@ class SigningTest : public testing::Test {
   /** Whether xmlsec1 accepts the signature of the named element, document by document. */
   static std::vector<bool> verify(const std::vector<std::string>& documents, const std::string& element);
 
+  static const std::string& folder() { return folder_; }
+
  private:
   static std::string folder_;
 };

@@ -63,11 +63,10 @@ TestIdentity& testIdentity() {
   return instance;
 }
 
-void makeIdentity(const std::string& folder, int bits) {
+void makeIdentity(const std::string& folder, const std::string& options) {
   const std::string certificate = folder + "/certificate.pem", key = folder + "/key.pem";
-  const std::string command = "openssl req -x509 -newkey rsa:" + std::to_string(bits) +
-                              " -nodes -subj /CN=Signer -out " + certificate + " -keyout " + key +
-                              " 2>/dev/null";
+  const std::string command = "openssl req -x509 " + options + " -nodes -subj /CN=Signer -out " +
+                              certificate + " -keyout " + key + " 2>/dev/null";
   if (std::system(command.c_str()) != 0) throw std::runtime_error(command);
   testIdentity().keyPem = tests::readFile(key);
   // The lines between the first and the last.

@@ -16,5 +16,5 @@ struct TestIdentity {
 TestIdentity& testIdentity();
 
 /** Makes a new key and its certificate the identity; both are left in the folder as
- * key.pem and certificate.pem. */
-void makeIdentity(const std::string& folder, int bits = 2048);
+ * key.pem and certificate.pem. The options are OpenSSL's. */
+void makeIdentity(const std::string& folder, const std::string& options = "-newkey rsa:2048");

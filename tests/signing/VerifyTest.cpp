@@ -2,8 +2,11 @@
 
 #include "shared/Base64.h"
 #include "shared/XMLSigner.h"
+#include "shared/verification/DocumentCheck.h"
+#include "shared/xml/ParsedDocument.h"
 #include "signing/RandomDocument.h"
 #include "signing/SigningFixture.h"
+#include "signing/TestIdentity.h"
 
 using namespace vorn;
 
@@ -54,6 +57,31 @@ TEST_F(Verified, DocumentsThatLookStrange) {
     documents.push_back(signXml(cases[0]));
   }
   expectAll(documents);
+}
+
+/** The host signs with no such key. */
+TEST_F(Verified, KeysAndCertificatesByWhatTheyAreGoodFor) {
+  const struct {
+    const char* options; /**< of openssl, for key and certificate */
+    const char* fault;   /**< empty when the part is intact */
+    int keyBits;
+    bool maySign;
+  } rows[] = {
+      {"-newkey rsa:2048 -addext keyUsage=digitalSignature", "", 2048, true},
+      {"-newkey rsa:1024 -addext keyUsage=keyEncipherment", "", 1024, false},
+      {"-newkey rsa:1024", "", 1024, false},
+      {"-newkey rsa:1016", "CRYPTO_CONSTRAINTS_FAILURE", 0, false},
+  };
+  for (const auto& row : rows) {
+    makeIdentity(folder(), row.options);
+    ParsedDocument parsed(signXml("<r><CounterpartData/><RenderedData/></r>"));
+    for (const verification::PartCheck& part : verification::checkDocument(parsed.document())) {
+      EXPECT_EQ(part.isIntact() ? "" : part.fault->code, row.fault) << row.options;
+      EXPECT_EQ(part.keyBits, row.keyBits) << row.options;
+      EXPECT_EQ(part.maySign, row.maySign) << row.options;
+    }
+  }
+  makeIdentity(folder());
 }
 
 }  // namespace

@@ -264,7 +264,15 @@ TEST_F(XMLSignerTest, HostileMalformedAndInvalidDocuments) {
       {"junk", "103 invalid document structure (line 1, column 1)"},
       {withParts("", "<a>\n</b>"), "103 expected end of tag 'a' (line 2, column 3)"},
       // What stands outside of the document.
-      {withParts("<!DOCTYPE r SYSTEM 'file:///etc/hostname'>", "&x;"), "103 entity 'x' not found"},
+      {withParts("<!DOCTYPE r SYSTEM 'file:///etc/hostname'>"), outside},
+      {withParts("<!DOCTYPE r PUBLIC '-//x' 'file:///etc/hostname' [<!ENTITY x ''>]>"), outside},
+      {withParts("<!DOCTYPE r SYSTEM ''>"), "103 The document refers to '', and nothing"},
+      // What would enter the signatures.
+      {doctype("<!ATTLIST Reference Type CDATA 'x'>"),
+       "103 The document type declares the attribute 'Type' for <Reference>, of which signatures are made"},
+      {doctype("<!ENTITY % e '<!ATTLIST XPath xmlns CDATA #FIXED \"urn:x\">'>%e;"),
+       "103 The document type declares the attribute 'xmlns' for <XPath>"},
+      {doctype("<!ATTLIST Modulus a CDATA #IMPLIED><!ATTLIST s:Signature a CDATA 'x'>"), "signed"},
       {doctype("<!ENTITY x SYSTEM 'file:///etc/hostname'>", "&x;"), outside},
       {doctype("<!ENTITY % x SYSTEM 'file:///etc/hostname'>%x;"), outside},
       {doctype("%x;"), "103 entity 'x' not found"},
@@ -294,6 +302,12 @@ TEST_F(XMLSignerTest, HostileMalformedAndInvalidDocuments) {
       {"<r><counterpartdata/><RenderedData/></r>", invalid + "Element <CounterpartData> not found"},
       {"<CounterpartData><a><CounterpartData/></a><RenderedData/></CounterpartData>",
        invalid + "Multiple <CounterpartData> elements found"},
+      // What would not verify is handed out only where nobody can be surprised.
+      {"<r><CounterpartData><RenderedData/></CounterpartData></r>", "signed"},
+      {"<!DOCTYPE r><r><CounterpartData><RenderedData/></CounterpartData></r>",
+       "105 The signed document does not verify: CounterpartData: the element has been altered"},
+      {"<?xml version='1.1'?><r><CounterpartData><RenderedData/></CounterpartData></r>",
+       "105 The signed document does not verify: CounterpartData: the element has been altered"},
       {"<!DOCTYPE r [<!ENTITY e '<a><RenderedData/></a>'>]><r><CounterpartData/>&e;</r>",
        invalid + "Element <RenderedData> comes out of an entity"},
   };

@@ -164,7 +164,8 @@ TEST(CommandLine, ManualAndCompletionNameEveryOption) {
   const e2e::Home home;
   std::string manual = e2e::readFile(VORN_SOURCES "/man/vornctl.1");
   manual.erase(std::remove(manual.begin(), manual.end(), '\\'), manual.end());
-  for (const std::string command : {"register", "unregister", "doctor", "identities", "sign", "verify"}) {
+  for (const std::string command :
+       {"register", "unregister", "doctor", "identities", "import", "sign", "verify"}) {
     EXPECT_NE(manual.find(".SS " + command + "\n"), std::string::npos) << command;
     const Result completion = run(home, ". " VORN_SOURCES "/completions/vornctl; COMP_WORDS=(vornctl " +
                                             command + " --); COMP_CWORD=2; _vornctl vornctl -- " + command +

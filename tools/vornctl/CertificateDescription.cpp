@@ -37,6 +37,13 @@ std::string localTime(CFAbsoluteTime time) {
   return text;
 }
 
+bool hasRsaKey(SecCertificateRef certificate) {
+  CFRef<SecKeyRef> key;
+  const CSSM_KEY* described = nullptr;
+  return SecCertificateCopyPublicKey(certificate, key.out()) == errSecSuccess &&
+         SecKeyGetCSSMKey(key.get(), &described) == errSecSuccess && described != nullptr;
+}
+
 }  // namespace
 
 CertificateDescription describe(SecCertificateRef certificate) {
@@ -48,13 +55,17 @@ CertificateDescription describe(SecCertificateRef certificate) {
   const CFRef<CFDictionaryRef> values = copySelectionValues(certificate);
   if (!values) return description;
   description.abns = textsOf(values.get(), abnExtensionOID(),
-                             [](CFDataRef data) { return abnText(data).value_or("unreadable"); });
+                             [](CFDataRef data) { return abnText(data).value_or(kUnreadable); });
   description.akis = textsOf(values.get(), kSecOIDAuthorityKeyIdentifier, lowerCaseHex);
   description.serial = utf8Text(certificateString(values.get(), kSecOIDX509V1SerialNumber)).value_or("");
   description.issuer = getIssuerName(values.get());
   const CFAbsoluteTime notAfter = certificateTime(values.get(), kSecOIDX509V1ValidityNotAfter);
+  const CFAbsoluteTime notBefore = certificateTime(values.get(), kSecOIDX509V1ValidityNotBefore);
+  description.start = localTime(notBefore);
+  description.notYetValid = CFAbsoluteTimeGetCurrent() < notBefore;
   description.expiry = localTime(notAfter);
   description.expired = CFAbsoluteTimeGetCurrent() > notAfter;
+  description.isRsa = hasRsaKey(certificate);
   description.maySign = isSigningCertificate(values.get());
   return description;
 }

@@ -15,10 +15,16 @@ struct CertificateDescription {
   std::vector<std::string> akis = {};
   std::string serial;
   std::string issuer;
-  std::string expiry; /**< local time, without the Z that pages are given */
+  std::string start = {}; /**< as expiry */
+  std::string expiry;     /**< local time, without the Z that pages are given */
+  bool notYetValid = false;
   bool expired = false;
   bool maySign = false; /**< key usage: digital signature */
+  bool isRsa = false;
 };
+
+/** What stands among the ABNs for one of an odd form. */
+inline constexpr const char* kUnreadable = "unreadable";
 
 CertificateDescription describe(SecCertificateRef certificate);
 

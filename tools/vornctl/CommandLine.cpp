@@ -109,6 +109,21 @@ void addDiagnosis(CLI::App& app, int& status) {
   command->add_flag("--json", identities->json, "Answer in JSON");
 }
 
+void addImport(CLI::App& app, int& status) {
+  CLI::App* command = nullptr;
+  const auto import =
+      addCommand(app, command, "import", "Put the key and certificate of a .p12 file into the key store",
+                 runImport, status);
+  command->add_option("FILE", import->file, "The file, .p12 or .pfx")->required();
+  command
+      ->add_option("--password-file", import->passwordFile, "A file whose first line is the password of FILE")
+      ->type_name("TEXT");
+  command
+      ->add_option("--store-password-file", import->storePasswordFile,
+                   "A file whose first line is the password of the key store, if that has one")
+      ->type_name("TEXT");
+}
+
 std::vector<std::string> algorithmNames() {
   std::vector<std::string> names;
   for (const NamedAlgorithm& known : kSignatureAlgorithms) names.emplace_back(known.name);
@@ -164,6 +179,7 @@ int runCommandLine(int count, char** arguments) {
   int status = kExitFine;
   addRegistration(app, status);
   addDiagnosis(app, status);
+  addImport(app, status);
   addDocuments(app, status);
   try {
     app.parse(count, arguments);

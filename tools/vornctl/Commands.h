@@ -33,6 +33,12 @@ struct IdentitiesOptions {
   bool json = false;
 };
 
+struct ImportOptions {
+  std::string file = {};
+  std::string passwordFile = {};      /**< empty to ask at the terminal */
+  std::string storePasswordFile = {}; /**< of the key store, if that has one; empty to ask */
+};
+
 struct SignOptions {
   std::vector<std::string> files = {};
   User user = {};
@@ -54,6 +60,7 @@ int runRegister(const RegisterOptions& options);
 int runUnregister(const RegisterOptions& options);
 int runDoctor(const DoctorOptions& options);
 int runIdentities(const IdentitiesOptions& options);
+int runImport(const ImportOptions& options);
 int runSign(const SignOptions& options);
 int runVerify(const VerifyOptions& options);
 

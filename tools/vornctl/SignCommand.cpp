@@ -8,6 +8,7 @@
 #include "vornctl/ErrorWords.h"
 #include "vornctl/Host.h"
 #include "vornctl/HostProcess.h"
+#include "vornctl/PromptTerminal.h"
 #include "vornctl/Terminal.h"
 
 namespace vorn::vornctl {
@@ -15,8 +16,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/** A card may take its time, and so may its owner. */
-constexpr std::chrono::seconds kPatience{300};
+/** A card may take its time, and so may its owner, who may mistype a PIN: the host has bounds of its own. */
+constexpr std::chrono::seconds kPatience{1800};
 
 std::string decoded(const std::string& text) {
   const auto bytes = vorn::fromBase64(text);
@@ -157,6 +158,7 @@ int runSign(const SignOptions& options) {
     std::cerr << "vornctl: --output has to name a folder when there are several files\n";
     return kExitUsage;
   }
+  const PromptTerminal terminal;
   return Batch(options).run();
 }
 

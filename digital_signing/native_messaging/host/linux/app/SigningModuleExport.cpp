@@ -1,5 +1,6 @@
 #include <log4cplus/logger.h>
 #include <log4cplus/loggingmacros.h>
+#include <log4cplus/mdc.h>
 
 #include <exception>
 #include <new>
@@ -8,6 +9,8 @@
 #include "linux/app/BuildId.h"
 #include "linux/app/SigningModule.h"
 #include "linux/frameworks/Security/KeyStoreReport.h"
+#include "linux/prompt/PromptLog.h"
+#include "linux/prompt/SigningRequest.h"
 #include "shared/Exceptions.h"
 #include "shared/Requester.h"
 #include "shared/Signing.h"
@@ -16,6 +19,26 @@ namespace vorn {
 namespace {
 
 using Kind = SigningFailure::Kind;
+
+void logPrompt(prompt::Weight weight, std::string_view text) {
+  static const log4cplus::Logger logger = log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("PinPrompt"));
+  if (weight == prompt::Weight::kWarning)
+    LOG4CPLUS_WARN(logger, text);
+  else
+    LOG4CPLUS_INFO(logger, text);
+}
+
+/** For prompts: whoever closes the input waits for no person any more. */
+bool isBrowserGone() {
+  return requester::hasEndedInput() || requester::isGone();
+}
+
+/** Where signature_record::setCaller has left it. */
+std::string callerInLog() {
+  std::string caller;
+  log4cplus::getMDC().get(&caller, "caller");
+  return caller;
+}
 
 template <typename Call>
 SigningFailure failureOf(Call call) {
@@ -46,6 +69,7 @@ SigningFailure guarded(Call call) noexcept {
 
 void watchRequester(const requester::Ends& ends) noexcept {
   requester::watch(ends);
+  prompt::setLog(&logPrompt);
 }
 
 /** Once for each, as the same search is made again and again. */
@@ -66,7 +90,15 @@ SigningFailure selectCertificate(const jsonxx::Object& userDetails, jsonxx::Obje
 
 SigningFailure signDocuments(const jsonxx::Array& xmlData, SignatureAlgorithm algorithm,
                              jsonxx::Object& response) noexcept {
-  return guarded([&] { signing::signDocuments(xmlData, algorithm, response); });
+  return guarded([&] {
+    const prompt::SigningRequest request({callerInLog(), xmlData.size(), &isBrowserGone});
+    try {
+      signing::signDocuments(xmlData, algorithm, response);
+    } catch (const BaseException&) {
+      if (request.isAbandoned()) throw RequesterGoneException();
+      throw;
+    }
+  });
 }
 
 }  // namespace

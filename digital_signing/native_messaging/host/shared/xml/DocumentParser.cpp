@@ -1,5 +1,7 @@
 #include "shared/xml/DocumentParser.h"
 
+#include <algorithm>
+#include <iterator>
 #include <xercesc/framework/XMLNotationDecl.hpp>
 #include <xercesc/internal/XMLScanner.hpp>
 #include <xercesc/sax/SAXParseException.hpp>
@@ -18,9 +20,22 @@ struct ScannerFlags : xercesc::XMLScanner {
   static constexpr bool xercesc::XMLScanner::*kStandalone = &ScannerFlags::fStandalone;
 };
 
+/** Whether our signatures have elements of this name: with an attribute more they would not be what was
+ * signed. */
+bool isOfSignature(std::u16string_view name) {
+  constexpr std::u16string_view kNames[] = {u"Signature",       u"SignedInfo",     u"CanonicalizationMethod",
+                                            u"SignatureMethod", u"Reference",      u"Transforms",
+                                            u"Transform",       u"XPath",          u"DigestMethod",
+                                            u"DigestValue",     u"SignatureValue", u"KeyInfo",
+                                            u"KeyValue",        u"RSAKeyValue",    u"Modulus",
+                                            u"Exponent",        u"X509Data",       u"X509Certificate"};
+  return std::find(std::begin(kNames), std::end(kNames), name) != std::end(kNames);
+}
+
 }  // namespace
 
-DocumentParser::DocumentParser(ParserMemory& memory) : TreeParser(memory), subset_(fInternalSubset) {
+DocumentParser::DocumentParser(ParserMemory& memory, const ExpansionBudget& budget)
+    : TreeParser(memory, budget), subset_(fInternalSubset) {
   fScanner->setErrorReporter(this);
   fScanner->setEntityHandler(this);
   setLoadExternalDTD(false);
@@ -35,12 +50,18 @@ void DocumentParser::error(unsigned int, const XMLCh*, xercesc::XMLErrorReporter
 }
 
 xercesc::InputSource* DocumentParser::resolveEntity(xercesc::XMLResourceIdentifier* resource) {
-  limits().refuse("The document refers to '" + toUtf8(resource->getSystemId()) +
+  refuseOutside(resource->getSystemId());
+}
+
+void DocumentParser::refuseOutside(const XMLCh* systemId) {
+  limits().refuse("The document refers to '" + toUtf8(systemId) +
                   "', and nothing outside the document is read");
 }
 
 void DocumentParser::doctypeDecl(const xercesc::DTDElementDecl& root, const XMLCh* publicId,
                                  const XMLCh* systemId, bool hasInternalSubset, bool hasExternalSubset) {
+  // Who reads it may see other attributes and texts than were signed, and nobody can know that it is empty.
+  if (systemId != nullptr || hasExternalSubset) refuseOutside(systemId);
   // What is not declared in the document is not declared at all. Otherwise the scanner drops references to
   // undeclared entities in silence, as a declaration may stand in a part that it has not read.
   fScanner->*ScannerFlags::kStandalone = true;
@@ -69,6 +90,10 @@ void DocumentParser::notationDecl(const xercesc::XMLNotationDecl& declaration, b
 void DocumentParser::attDef(const xercesc::DTDElementDecl& element, const xercesc::DTDAttDef& attribute,
                             bool isIgnored) {
   limits().declareAttribute();
+  if (attribute.getValue() != nullptr && isOfSignature(viewOf(element.getFullName()))) {
+    limits().refuse("The document type declares the attribute '" + toUtf8(attribute.getFullName()) +
+                    "' for <" + toUtf8(element.getFullName()) + ">, of which signatures are made");
+  }
   subset_.keep();
   TreeParser::attDef(element, attribute, isIgnored);
   subset_.replace(attributeDefinitionText(attribute));

@@ -11,12 +11,14 @@ namespace vorn {
  * - every error raises a SAXParseException; the library's parser without an error handler returns the part of
  * the tree that it has, without a word;
  * - nothing outside the document is read; a document that cannot be understood without is in error;
+ * - a document type has no external subset, and no default values for attributes of which signatures are
+ * made;
  * - memory, time and depth are bounded: see ParserLimits;
  * - the document type's internal subset can be written out and read again with the same meaning.
  */
 class DocumentParser : public TreeParser {
  public:
-  explicit DocumentParser(ParserMemory& memory);
+  DocumentParser(ParserMemory& memory, const ExpansionBudget& budget);
 
   void error(unsigned int code, const XMLCh* domain, xercesc::XMLErrorReporter::ErrTypes type,
              const XMLCh* text, const XMLCh* systemId, const XMLCh* publicId, XMLFileLoc line,
@@ -33,6 +35,8 @@ class DocumentParser : public TreeParser {
   void endIntSubset() override;
 
  private:
+  [[noreturn]] void refuseOutside(const XMLCh* systemId);
+
   InternalSubset subset_;
 };
 

@@ -82,12 +82,9 @@ class Writer {
     out_ += document_.getXmlStandalone() ? "\"yes\" ?>" : "\"no\" ?>";
   }
 
+  /** The parser takes no document type that refers to something outside of it. */
   void writeDoctype(const xercesc::DOMDocumentType& doctype) {
     write("<!DOCTYPE ", doctype.getName(), "");
-    const bool isPublic = !viewOf(doctype.getPublicId()).empty();
-    if (isPublic) write(" PUBLIC \"", doctype.getPublicId(), "\"");
-    if (!viewOf(doctype.getSystemId()).empty())
-      write(isPublic ? " " : " SYSTEM ", systemLiteral(doctype.getSystemId()), "");
     if (!viewOf(doctype.getInternalSubset()).empty()) write(" [", doctype.getInternalSubset(), "]");
     out_ += '>';
   }

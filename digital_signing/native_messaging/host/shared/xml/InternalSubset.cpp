@@ -26,6 +26,13 @@ std::u16string quoted(std::u16string_view text, std::u16string_view special) {
   return result + u"\"";
 }
 
+/** Between quotes that are not in it: it cannot hold both kinds. */
+std::u16string systemLiteral(const XMLCh* systemId) {
+  const std::u16string_view text = viewOf(systemId);
+  const char16_t quote = text.find(u'"') == std::u16string_view::npos ? u'"' : u'\'';
+  return quote + std::u16string(text) + quote;
+}
+
 std::u16string externalIdText(const XMLCh* publicId, const XMLCh* systemId) {
   std::u16string text;
   if (publicId != nullptr) text.append(u" PUBLIC ").append(quoted(publicId, u""));
@@ -35,12 +42,6 @@ std::u16string externalIdText(const XMLCh* publicId, const XMLCh* systemId) {
 }
 
 }  // namespace
-
-std::u16string systemLiteral(const XMLCh* systemId) {
-  const std::u16string_view text = viewOf(systemId);
-  const char16_t quote = text.find(u'"') == std::u16string_view::npos ? u'"' : u'\'';
-  return quote + std::u16string(text) + quote;
-}
 
 std::u16string entityDeclarationText(const xercesc::DTDEntityDecl& declaration) {
   std::u16string text = u"<!ENTITY ";

@@ -22,9 +22,6 @@ std::u16string notationDeclarationText(const xercesc::XMLNotationDecl& declarati
 /** One attribute of an attribute-list declaration, without the list's frame. */
 std::u16string attributeDefinitionText(const xercesc::DTDAttDef& attribute);
 
-/** A system identifier between quotes that are not in it: it cannot hold both kinds. */
-std::u16string systemLiteral(const XMLCh* systemId);
-
 /**
  * The text of a document type's internal subset: the library's own, but for the
  * declarations that it writes wrongly.

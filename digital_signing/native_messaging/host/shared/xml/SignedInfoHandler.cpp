@@ -26,12 +26,6 @@ class SignedInfoHandler : public DSIGAlgorithmHandlerDefault {
     return DSIGAlgorithmHandlerDefault::signToSafeBuffer(&chain, uri, key, outputLength, result);
   }
 
-  bool verifyBase64Signature(TXFMChain* inputBytes, const XMLCh* uri, const char* signature,
-                             unsigned int outputLength, const XSECCryptoKey* key) const override {
-    TXFMChain chain(canonicalBytes(inputBytes));
-    return DSIGAlgorithmHandlerDefault::verifyBase64Signature(&chain, uri, signature, outputLength, key);
-  }
-
   XSECAlgorithmHandler* clone() const override { return new SignedInfoHandler(*this); }
 
  private:

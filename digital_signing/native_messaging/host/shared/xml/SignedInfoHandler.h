@@ -3,7 +3,7 @@
 namespace vorn {
 
 /**
- * Has the signature library sign, and verify, the canonical form of SignedInfo that Canonicaliser makes. The
+ * Has the signature library sign the canonical form of SignedInfo that Canonicaliser makes. The
  * library's own takes any attribute of an ancestor whose name begins with "xmlns" for a declaration in trees
  * parsed without namespace processing, down to a legal xmlns:xml, and verifiers then refuse the signature.
  *

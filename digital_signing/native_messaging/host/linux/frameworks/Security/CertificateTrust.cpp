@@ -8,7 +8,7 @@
 namespace vorn::frameworks {
 namespace {
 
-using CertificateList = std::unique_ptr<CERTCertList, NssRelease<CERT_DestroyCertList>>;
+using Certificate = std::unique_ptr<CERTCertificate, NssRelease<CERT_DestroyCertificate>>;
 
 bool holds(unsigned flags, unsigned flag) {
   return (flags & flag) != 0;
@@ -23,7 +23,7 @@ bool isTrustedPeer(unsigned flags) {
   return holds(flags, CERTDB_TERMINAL_RECORD) && holds(flags, CERTDB_TRUSTED);
 }
 
-Trust trustOf(CERTCertificate& certificate) {
+Trust trustOf(const CERTCertificate& certificate) {
   CERTCertTrust trust{};
   if (CERT_GetCertTrust(&certificate, &trust) != SECSuccess) return Trust::kNone;
   const unsigned sites = trust.sslFlags, mail = trust.emailFlags, objects = trust.objectSigningFlags;
@@ -39,11 +39,11 @@ Trust trustOf(CERTCertificate& certificate) {
 std::vector<StoredCertificate> listCertificatesWithTrust() {
   std::vector<StoredCertificate> certificates;
   if (openKeyStore() != errSecSuccess) return certificates;
-  const CertificateList list(PK11_ListCerts(PK11CertListUnique, nullptr));
-  if (!list) return certificates;
-  for (auto* node = CERT_LIST_HEAD(list); !CERT_LIST_END(node, list); node = CERT_LIST_NEXT(node)) {
-    const der::Bytes der = bytesOf(node->cert->derCert);
-    certificates.push_back({{der.begin(), der.end()}, trustOf(*node->cert)});
+  for (TokenCertificate& stored : listCertificates()) {
+    SECItem der = itemOf(stored.der);
+    const Certificate certificate(
+        CERT_NewTempCertificate(CERT_GetDefaultCertDB(), &der, nullptr, PR_FALSE, PR_TRUE));
+    if (certificate) certificates.push_back({std::move(stored.der), trustOf(*certificate)});
   }
   return certificates;
 }

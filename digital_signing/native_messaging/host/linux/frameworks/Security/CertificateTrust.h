@@ -18,7 +18,10 @@ struct StoredCertificate {
   Trust trust = Trust::kNone;
 };
 
-/** Every certificate of the key store, with the trust that its flags give. Empty when there is no store. */
+/**
+ * Every certificate of the key store, with the trust that its flags give; the lists of authorities that come
+ * with a system are none of the user's. Asks for no password. Empty when there is no store.
+ */
 std::vector<StoredCertificate> listCertificatesWithTrust();
 
 }  // namespace vorn::frameworks

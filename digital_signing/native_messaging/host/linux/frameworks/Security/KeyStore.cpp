@@ -29,6 +29,16 @@ std::vector<Slot> presentTokens() {
   return tokens;
 }
 
+std::vector<TokenCertificate> certificatesIn(PK11SlotInfo* slot) {
+  std::vector<TokenCertificate> certificates;
+  const GenericObjects objects(PK11_FindGenericObjects(slot, CKO_CERTIFICATE));
+  for (auto* object = objects.get(); object != nullptr; object = PK11_GetNextGenericObject(object)) {
+    certificates.push_back({slot, readAttribute(PK11_TypeGeneric, object, CKA_VALUE),
+                            readAttribute(PK11_TypeGeneric, object, CKA_ID)});
+  }
+  return certificates;
+}
+
 using TokenKeys = std::vector<std::shared_ptr<const TokenKey>>;
 
 void appendVisibleKeys(PK11SlotInfo* slot, TokenKeys& keys) {
@@ -54,6 +64,21 @@ void appendHiddenKeys(PK11SlotInfo* slot, TokenKeys& keys) {
   }
 }
 
+/**
+ * Of some cards nothing but the certificate is to be seen before the login: a key with its identifier is
+ * taken to be there. The soft token shows a public key for each of its own, and other people's certificates.
+ */
+void appendCertifiedKeys(PK11SlotInfo* slot, TokenKeys& keys) {
+  if (PK11_IsInternal(slot) != PR_FALSE) return;
+  for (const TokenCertificate& stored : certificatesIn(slot)) {
+    const auto certificate = x509::readCertificate(stored.der);
+    if (!certificate || stored.id.empty()) continue;
+    auto hidden = std::make_shared<TokenKey>(Slot(PK11_ReferenceSlot(slot)), stored.id, *certificate);
+    const auto isListed = [&hidden](const auto& key) { return key->isSameAs(*hidden); };
+    if (std::none_of(keys.begin(), keys.end(), isListed)) keys.push_back(std::move(hidden));
+  }
+}
+
 }  // namespace
 
 OSStatus openKeyStore() {
@@ -66,13 +91,9 @@ OSStatus statusOfNothingFound() {
 
 std::vector<TokenCertificate> listCertificates() {
   std::vector<TokenCertificate> certificates;
-  for (const Slot& slot : presentTokens()) {
-    const GenericObjects objects(PK11_FindGenericObjects(slot.get(), CKO_CERTIFICATE));
-    for (auto* object = objects.get(); object != nullptr; object = PK11_GetNextGenericObject(object)) {
-      certificates.push_back({slot.get(), readAttribute(PK11_TypeGeneric, object, CKA_VALUE),
-                              readAttribute(PK11_TypeGeneric, object, CKA_ID)});
-    }
-  }
+  for (const Slot& slot : presentTokens())
+    for (TokenCertificate& certificate : certificatesIn(slot.get()))
+      certificates.push_back(std::move(certificate));
   return certificates;
 }
 
@@ -80,7 +101,10 @@ std::vector<std::shared_ptr<const TokenKey>> listPrivateKeys() {
   TokenKeys keys;
   for (const Slot& slot : presentTokens()) {
     appendVisibleKeys(slot.get(), keys);
-    if (describeToken(slot.get()).locked) appendHiddenKeys(slot.get(), keys);
+    if (describeToken(slot.get()).locked) {
+      appendHiddenKeys(slot.get(), keys);
+      appendCertifiedKeys(slot.get(), keys);
+    }
   }
   return keys;
 }

@@ -10,8 +10,6 @@ namespace {
 
 constexpr OSStatus kCssmInternalError = -2147416063;
 constexpr OSStatus kCssmMemoryError = -2147416062;
-constexpr OSStatus kCssmOperationAuthDenied = -2147416032;
-constexpr OSStatus kCssmUserCanceled = -2147415839;
 
 struct Translation {
   PRErrorCode nss;
@@ -19,7 +17,8 @@ struct Translation {
   OSStatus cssmCode;
 };
 
-/** No password is ever given, so "bad password" means that nobody was there to type one. */
+/** Where a wrong password was given it is asked for again: "bad password" means that nobody was there to type
+ * one. */
 constexpr Translation kTranslations[] = {
     {SEC_ERROR_BAD_PASSWORD, errSecInteractionNotAllowed, kCssmNoUserInteraction},
     {SEC_ERROR_TOKEN_NOT_LOGGED_IN, errSecInteractionNotAllowed, kCssmNoUserInteraction},

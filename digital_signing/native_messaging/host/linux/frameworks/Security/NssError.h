@@ -14,11 +14,15 @@ struct NssError {
   OSStatus cssmCode;
   /** NSS's own name, SEC_ERROR_BAD_PASSWORD for instance. */
   std::string name;
+  /** For people, where more is known than the name; else empty. */
+  std::string sentence = "";
 };
 
 /** The codes of the domain "Internal CSSM error" that this layer itself has a reason for. */
 inline constexpr OSStatus kCssmInputLengthError = -2147415807;
 inline constexpr OSStatus kCssmNoUserInteraction = -2147415840;
+inline constexpr OSStatus kCssmOperationAuthDenied = -2147416032;
+inline constexpr OSStatus kCssmUserCanceled = -2147415839;
 
 /** The one translation of the error that NSS reported last, on this thread. */
 NssError lastNssError();

@@ -7,6 +7,7 @@
 #include "linux/frameworks/Security/LastFailure.h"
 #include "linux/frameworks/Security/ModuleProbe.h"
 #include "linux/frameworks/Security/NssError.h"
+#include "shared/text/Utf8.h"
 
 namespace vorn::frameworks {
 namespace {
@@ -30,16 +31,8 @@ std::string quotedValue(const std::string& text, char quote) {
   return value + quote;
 }
 
-/** A token's name has room for so many bytes; no character is cut. */
-std::string tokenName(const std::string& title) {
-  constexpr std::size_t kRoom = 32;
-  std::size_t length = std::min(title.size(), kRoom);
-  const auto isInsideCharacter = [&](std::size_t at) {
-    return at < title.size() && (static_cast<unsigned char>(title[at]) & 0xc0U) == 0x80U;
-  };
-  while (length > 0 && isInsideCharacter(length)) --length;
-  return title.substr(0, length);
-}
+// What a token's name has room for.
+constexpr std::size_t kTokenNameRoom = 32;
 
 /** One library may be registered several times, by links too. */
 fs::path identityOf(const fs::path& library) {
@@ -101,8 +94,8 @@ void OpenStores::openDatabase(Database& database) {
   if (database.slot != nullptr) return;
   const std::string folder = database.place.folder.string();
   database.slot.reset(SECMOD_OpenUserDB(
-      ("configdir=" + quotedValue("sql:" + folder, '\'') +
-       " flags=readOnly tokenDescription=" + quotedValue(tokenName(database.place.title), '\''))
+      ("configdir=" + quotedValue("sql:" + folder, '\'') + " flags=readOnly tokenDescription=" +
+       quotedValue(std::string(cutUtf8(database.place.title, kTokenNameRoom)), '\''))
           .c_str()));
   if (database.slot != nullptr) return;
   const NssError error = lastNssError();

@@ -58,9 +58,11 @@ std::vector<Owned<>> findIdentities(const Query& query) {
     for (const Candidate& candidate : candidates) {
       if (key->belongsTo(candidate.stored, candidate.certificate->fields().publicKey) &&
           known.emplace(candidate.stored.der, key->canSign()).second) {
-        candidate.certificate->retain();
-        identities.emplace_back(
-            new Identity(Owned<Certificate>(candidate.certificate.get()), Owned<Key>(new PrivateKey(key))));
+        const auto certificate = [&candidate] {
+          candidate.certificate->retain();
+          return Owned<Certificate>(candidate.certificate.get());
+        };
+        identities.emplace_back(new Identity(certificate(), Owned<Key>(new PrivateKey(key, certificate()))));
       }
     }
   }

@@ -40,6 +40,8 @@ class Key : public Object {
   virtual const CSSM_KEY* cssmKey() const { return nullptr; }
   /** Null for a public key. */
   virtual const TokenKey* tokenKey() const { return nullptr; }
+  /** The one that the private key was found with. */
+  virtual const Certificate* certificate() const { return nullptr; }
 
  protected:
   Key() : Object(kType) {}
@@ -62,12 +64,15 @@ class PublicKey final : public Key {
 
 class PrivateKey final : public Key {
  public:
-  explicit PrivateKey(std::shared_ptr<const TokenKey> key) : key_(std::move(key)) {}
+  PrivateKey(std::shared_ptr<const TokenKey> key, Owned<Certificate> certificate)
+      : key_(std::move(key)), certificate_(std::move(certificate)) {}
 
   const TokenKey* tokenKey() const override { return key_.get(); }
+  const Certificate* certificate() const override { return certificate_.get(); }
 
  private:
   const std::shared_ptr<const TokenKey> key_;
+  const Owned<Certificate> certificate_;
 };
 
 class Identity final : public Object {

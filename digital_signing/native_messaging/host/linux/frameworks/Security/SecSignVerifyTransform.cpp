@@ -76,9 +76,11 @@ Outcome SignTransform::run() {
   if (input->bytes().size() * kBitsPerOctet != static_cast<std::size_t>(digest->bits) ||
       bytes.size() + kPkcs1PaddingLength > key->modulusLength())
     return internalError(kCssmInputLengthError, "SecTransformExecute");
-  auto signature = key->sign(bytes);
-  if (const auto* error = std::get_if<NssError>(&signature))
+  auto signature = key->sign(bytes, object->certificate()->fields());
+  if (const auto* error = std::get_if<NssError>(&signature)) {
+    if (!error->sentence.empty()) return makeError("Internal CSSM error", error->cssmCode, error->sentence);
     return internalError(error->cssmCode, "SecTransformExecute (" + error->name + ")");
+  }
   return Outcome(makeData(std::get<std::vector<std::uint8_t>>(signature)));
 }
 

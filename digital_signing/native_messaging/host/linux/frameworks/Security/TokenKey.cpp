@@ -7,6 +7,7 @@
 #include <algorithm>
 
 #include "linux/frameworks/Security/OpenStores.h"
+#include "linux/frameworks/Security/TokenLogin.h"
 
 namespace vorn::frameworks {
 namespace {
@@ -20,6 +21,14 @@ void cacheFlags(const PrivateKeyHandle& key) {
   if (key != nullptr) SECKEY_CacheStaticFlags(key.get());
 }
 
+/** Octets in the modulus of an RSAPublicKey; 0 when it is none. */
+std::size_t modulusLengthOf(der::Bytes publicKey) {
+  const auto sequence = der::Reader(publicKey).read(der::kSequence);
+  const auto modulus = sequence ? der::Reader(sequence->content).read(der::kInteger) : std::nullopt;
+  if (!modulus || modulus->content.empty()) return 0;
+  return modulus->content.size() - (modulus->content[0] == 0 ? 1 : 0);
+}
+
 }  // namespace
 
 Token describeToken(PK11SlotInfo* slot) {
@@ -30,6 +39,7 @@ Token describeToken(PK11SlotInfo* slot) {
 
 TokenKey::TokenKey(Slot slot, PrivateKeyHandle key)
     : slot_(std::move(slot)),
+      isHidden_(false),
       key_(std::move(key)),
       isRsa_(SECKEY_GetPrivateKeyType(key_.get()) == rsaKey),
       canSign_(hasAttribute(slot_.get(), key_->pkcs11ID, CKA_SIGN)),
@@ -38,7 +48,7 @@ TokenKey::TokenKey(Slot slot, PrivateKeyHandle key)
     describe(*publicHalf);
   else if (isRsa_)
     modulusLength_ = static_cast<std::size_t>(std::max(PK11_SignatureLen(key_.get()), 0));
-  cacheFlags(key_);
+  readFlags();
 }
 
 /** Whether the private key signs cannot be seen from here: a public key that verifies has to do. */
@@ -49,6 +59,15 @@ TokenKey::TokenKey(Slot slot, const SECKEYPublicKey& publicHalf)
       id_(readAttribute(PK11_TypePubKey, const_cast<SECKEYPublicKey*>(&publicHalf), CKA_ID)) {
   describe(publicHalf);
 }
+
+/** Whether it signs is for its certificate to say. */
+TokenKey::TokenKey(Slot slot, std::vector<std::uint8_t> id, const x509::Certificate& certificate)
+    : slot_(std::move(slot)),
+      isRsa_(certificate.isRsa),
+      canSign_(true),
+      id_(std::move(id)),
+      publicKey_(certificate.publicKey.begin(), certificate.publicKey.end()),
+      modulusLength_(isRsa_ ? modulusLengthOf(certificate.publicKey) : 0) {}
 
 void TokenKey::describe(const SECKEYPublicKey& publicHalf) {
   if (publicHalf.keyType == rsaKey) modulusLength_ = SECKEY_PublicKeyStrength(&publicHalf);
@@ -71,24 +90,57 @@ bool TokenKey::belongsTo(const TokenCertificate& certificate, der::Bytes publicK
   return !id_.empty() && slot_.get() == certificate.slot && id_ == certificate.id;
 }
 
-/** Null with NSS's error set. No password function is registered, so that the authentication fails and never
- * asks. */
-SECKEYPrivateKey* TokenKey::resolve() const {
+void TokenKey::readFlags() const {
+  cacheFlags(key_);
+  wantsPinEachTime_ = hasAttribute(slot_.get(), key_->pkcs11ID, CKA_ALWAYS_AUTHENTICATE);
+}
+
+/** Leaves the key in key_. Nothing when it is there, else why not. */
+std::optional<NssError> TokenKey::open(const x509::Certificate& certificate) const {
   if (PK11_IsPresent(slot_.get()) == PR_FALSE) {
     PR_SetError(SEC_ERROR_NO_TOKEN, 0);
-    return nullptr;
+    return lastNssError();
   }
   // A card that was out has lost login and sessions, and may number its objects anew.
   if (const int series = PK11_GetSlotSeries(slot_.get()); series != series_) {
-    key_.reset();
+    forget();
     series_ = series;
   }
-  if (key_ == nullptr && PK11_Authenticate(slot_.get(), PR_TRUE, nullptr) == SECSuccess) {
-    SECItem id = itemOf(id_);
-    key_.reset(PK11_FindKeyByKeyID(slot_.get(), &id, nullptr));
-    cacheFlags(key_);
-  }
-  return key_.get();
+  const bool isLocked = describeToken(slot_.get()).locked;
+  if (isLocked && isHidden_) forget();
+  if (isLocked && (isHidden_ || wantsPinEachTime_))
+    if (auto refusal = logIn(certificate)) return refusal;
+  if (key_ == nullptr) find();
+  if (key_ != nullptr) return std::nullopt;
+  NssError error = lastNssError();
+  error.sentence = "The token \"" + describeToken(slot_.get()).name +
+                   "\" has no private key for the certificate (" + error.name + ")";
+  return error;
+}
+
+std::optional<NssError> TokenKey::logIn(const x509::Certificate& certificate) const {
+  if (TokenLogin* const login = TokenLogin::of(slot_.get())) return login->logIn(certificate);
+  PR_SetError(SEC_ERROR_BAD_PASSWORD, 0);
+  return lastNssError();
+}
+
+/** In a token that is open. What is found lasts no longer than the consent: the token closes then. */
+void TokenKey::find() const {
+  SECItem id = itemOf(id_);
+  key_.reset(PK11_FindKeyByKeyID(slot_.get(), &id, nullptr));
+  if (key_ == nullptr) return;
+  readFlags();
+  if (TokenLogin* const login = TokenLogin::of(slot_.get()); login != nullptr && !wantsPinEachTime_)
+    login->forgetPin();
+  if (auto* const request = prompt::SigningRequest::current())
+    request->atEnd([weak = weak_from_this()] {
+      if (const auto key = weak.lock()) key->forget();
+    });
+}
+
+void TokenKey::forget() const {
+  copy_.reset();
+  key_.reset();
 }
 
 /**
@@ -96,31 +148,44 @@ SECKEYPrivateKey* TokenKey::resolve() const {
  * of its memory it has at hand. Cards are left alone. Once the database has changed, what it says now counts.
  */
 SECKEYPrivateKey* TokenKey::quickKey() const {
-  SECKEYPrivateKey* const key = resolve();
-  if (key == nullptr || PK11_IsInternal(slot_.get()) == PR_FALSE) return key;
+  if (wantsPinEachTime_ || PK11_IsInternal(slot_.get()) == PR_FALSE) return key_.get();
   if (std::vector<std::int64_t> state = OpenStores::instance().stateOf(slot_.get());
       copy_ == nullptr || copiedFrom_ != state) {
-    copy_.reset(PK11_CopyTokenPrivKeyToSessionPrivKey(nullptr, key));
+    copy_.reset(PK11_CopyTokenPrivKeyToSessionPrivKey(nullptr, key_.get()));
     cacheFlags(copy_);
     copiedFrom_ = std::move(state);
   }
-  return copy_ != nullptr ? copy_.get() : key;
+  return copy_ != nullptr ? copy_.get() : key_.get();
 }
 
-std::variant<std::vector<std::uint8_t>, NssError> TokenKey::sign(der::Bytes input) const {
+std::variant<std::vector<std::uint8_t>, NssError> TokenKey::sign(der::Bytes input,
+                                                                 const x509::Certificate& certificate) const {
   // Some failures in NSS leave no error of their own, and an older one must not speak for them.
   PR_SetError(SEC_ERROR_LIBRARY_FAILURE, 0);
   if (!OpenStores::instance().waitUntilFree(slot_.get())) {
     PR_SetError(SEC_ERROR_BAD_DATABASE, 0);
     return lastNssError();
   }
+  if (auto refusal = open(certificate)) return *refusal;
   SECKEYPrivateKey* const key = quickKey();
-  if (key == nullptr) return lastNssError();
   // The length is known: PK11_SignatureLen asks the token for the modulus.
   std::vector<std::uint8_t> signature(modulusLength_);
   SECItem output = itemOf(signature);
   const SECItem data = itemOf(input);
-  if (PK11_Sign(key, &output, &data) != SECSuccess) return lastNssError();
+  const auto use = [&] {
+    output.len = static_cast<unsigned>(signature.size());
+    return PK11_Sign(key, &output, &data);
+  };
+  TokenLogin* const login = wantsPinEachTime_ ? TokenLogin::of(slot_.get()) : nullptr;
+  if (login != nullptr) {
+    if (auto refusal = login->withPin(certificate, use)) return *refusal;
+  } else if (use() != SECSuccess) {
+    // One that shows its keys to everyone, and uses them for its owner alone.
+    if (PR_GetError() != SEC_ERROR_TOKEN_NOT_LOGGED_IN || !describeToken(slot_.get()).locked)
+      return lastNssError();
+    if (auto refusal = logIn(certificate)) return *refusal;
+    if (use() != SECSuccess) return lastNssError();
+  }
   signature.resize(output.len);
   return signature;
 }

@@ -1,10 +1,13 @@
 #pragma once
 
+#include <memory>
+#include <optional>
 #include <variant>
 
 #include "linux/frameworks/Security/KeyStoreReport.h"
 #include "linux/frameworks/Security/NssError.h"
 #include "linux/frameworks/Security/NssHandles.h"
+#include "linux/frameworks/Security/X509Certificate.h"
 
 namespace vorn::frameworks {
 
@@ -24,10 +27,12 @@ Token describeToken(PK11SlotInfo* slot);
  * A token that wants a password shows no private keys, but as a rule the public ones that were made with
  * them. A key known by its public half alone is looked up when it is used.
  */
-class TokenKey {
+class TokenKey : public std::enable_shared_from_this<TokenKey> {
  public:
   TokenKey(Slot slot, PrivateKeyHandle key);
   TokenKey(Slot slot, const SECKEYPublicKey& publicHalf);
+  /** A key that its token shows nothing of but the certificate, which has the same identifier. */
+  TokenKey(Slot slot, std::vector<std::uint8_t> id, const x509::Certificate& certificate);
 
   Token token() const { return describeToken(slot_.get()); }
   bool isRsa() const { return isRsa_; }
@@ -39,18 +44,28 @@ class TokenKey {
   /** Whether this is the certificate's key; `publicKey` is what its SubjectPublicKeyInfo holds. */
   bool belongsTo(const TokenCertificate& certificate, der::Bytes publicKey) const;
 
-  /** RSA only: the signature over `input` as it stands, padded by PKCS#1 v1.5 but not digested. Asks nobody
-   * for a password. */
-  std::variant<std::vector<std::uint8_t>, NssError> sign(der::Bytes input) const;
+  /**
+   * RSA only: the signature over `input` as it stands, padded by PKCS#1 v1.5 but not digested. Where the
+   * token wants its PIN the user is asked for it, and told of the certificate: see TokenLogin.
+   */
+  std::variant<std::vector<std::uint8_t>, NssError> sign(der::Bytes input,
+                                                         const x509::Certificate& certificate) const;
 
  private:
   void describe(const SECKEYPublicKey& publicHalf);
-  SECKEYPrivateKey* resolve() const;
+  void readFlags() const;
+  std::optional<NssError> open(const x509::Certificate& certificate) const;
+  std::optional<NssError> logIn(const x509::Certificate& certificate) const;
+  void find() const;
+  void forget() const;
   SECKEYPrivateKey* quickKey() const;
 
   Slot slot_;
   /** Counts how often a card has come into the slot. */
   mutable int series_ = PK11_GetSlotSeries(slot_.get());
+  /** Whether the token shows it only while it is open. */
+  bool isHidden_ = true;
+  mutable bool wantsPinEachTime_ = false;
   mutable PrivateKeyHandle key_;
   /** The same key as an object of the soft token's memory, and what its database was then. */
   mutable PrivateKeyHandle copy_;

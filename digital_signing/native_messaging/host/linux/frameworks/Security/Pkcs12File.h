@@ -1,0 +1,53 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+/** PKCS #12 files, in which authorities hand out a key with its certificates. */
+namespace vorn::frameworks {
+
+struct Pkcs12Certificate {
+  std::vector<std::uint8_t> der;
+  /** Whether the file has its private key. */
+  bool hasKey = false;
+};
+
+enum class Pkcs12Status {
+  kFine,
+  kWrongPassword,
+  /** It is no such file, or a damaged one. */
+  kMalformed,
+  /** The key store takes it as it is no more: it wants a password that was not given, or cannot be written.
+   */
+  kStoreLocked,
+  kStoreFailed,
+  kAlreadyThere,
+};
+
+struct Pkcs12Result {
+  Pkcs12Status status = Pkcs12Status::kFine;
+  /** The library's word for what failed. */
+  std::string detail = {};
+  std::vector<Pkcs12Certificate> certificates = {};
+};
+
+/** Decrypts the file. `password` is UTF-8. Nothing is kept of either. */
+Pkcs12Result readPkcs12(std::span<const std::uint8_t> file, const std::string& password);
+
+/** The password of the key store, asked for when it has one; none to give up. `retry` after a wrong one. */
+using AskStorePassword = std::function<std::optional<std::string>(bool retry)>;
+
+/**
+ * Puts all keys and certificates of the file into the database in `folder`, which is made, for the user alone
+ * and without a password, when there is none. Must not be called once the process has searched for
+ * identities.
+ */
+Pkcs12Result importPkcs12(std::span<const std::uint8_t> file, const std::string& password,
+                          const std::filesystem::path& folder, const AskStorePassword& askStorePassword);
+
+}  // namespace vorn::frameworks

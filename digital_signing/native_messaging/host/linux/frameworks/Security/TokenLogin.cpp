@@ -1,0 +1,108 @@
+#include "linux/frameworks/Security/TokenLogin.h"
+
+#include <prerror.h>
+#include <secerr.h>
+
+#include <memory>
+#include <vector>
+
+#include "linux/frameworks/Security/LoginQuestion.h"
+#include "linux/prompt/PromptLog.h"
+
+namespace vorn::frameworks {
+namespace {
+
+/** A token without a count of its own would let a program that answers the prompt try for ever. */
+constexpr int kMostQuestions = 5;
+
+std::vector<std::unique_ptr<TokenLogin>> logins;
+
+/** Whoever NSS is to be told a PIN by; it asks in other places too, and is told none there. */
+TokenLogin* speaker = nullptr;
+
+}  // namespace
+
+TokenLogin* TokenLogin::of(PK11SlotInfo* slot) {
+  prompt::SigningRequest* const request = prompt::SigningRequest::current();
+  if (request == nullptr) return nullptr;
+  for (const auto& login : logins)
+    if (login->slot_.get() == slot) return login.get();
+  PK11_SetPasswordFunc(&answerToNss);
+  if (logins.empty()) request->atEnd([] { logins.clear(); });
+  return logins.emplace_back(std::make_unique<TokenLogin>(slot, *request)).get();
+}
+
+TokenLogin::TokenLogin(PK11SlotInfo* slot, prompt::SigningRequest& request)
+    : slot_(PK11_ReferenceSlot(slot)), request_(request) {}
+
+TokenLogin::~TokenLogin() {
+  if (isLoggedIn_) PK11_Logout(slot_.get());
+}
+
+/** NSS wipes what it is given. It calls again when the PIN was wrong, some calls with the token's lock held:
+ * whoever called NSS looks then why, and asks. */
+char* TokenLogin::answerToNss(PK11SlotInfo* slot, PRBool retry, void* /*context*/) {
+  if (speaker == nullptr || speaker->slot_.get() != slot) return nullptr;
+  if (retry != PR_FALSE) speaker->isRefused_ = true;
+  return retry != PR_FALSE ? nullptr : PORT_Strdup(speaker->pin_.text());
+}
+
+SECStatus TokenLogin::run(const std::function<SECStatus()>& use) {
+  isRefused_ = false;
+  speaker = this;
+  const SECStatus status = use();
+  speaker = nullptr;
+  return status;
+}
+
+std::optional<NssError> TokenLogin::logIn(const x509::Certificate& certificate) {
+  const auto refusal =
+      withPin(certificate, [this] { return PK11_Authenticate(slot_.get(), PR_TRUE, nullptr); });
+  isLoggedIn_ = isLoggedIn_ || !refusal;
+  return refusal;
+}
+
+std::optional<NssError> TokenLogin::withPin(const x509::Certificate& certificate,
+                                            const std::function<SECStatus()>& use) {
+  for (bool wasWrong = false;; wasWrong = true) {
+    CK_TOKEN_INFO token{};
+    if (PK11_GetTokenInfo(slot_.get(), &token) != SECSuccess) return lastNssError();
+    const LoginQuestion question(slot_.get(), token, certificate, request_.facts());
+    if ((token.flags & CKF_USER_PIN_LOCKED) != 0) return question.locked();
+    std::optional<prompt::Notice> notice;
+    if ((token.flags & CKF_PROTECTED_AUTHENTICATION_PATH) != 0) {
+      if (++questions_ > kMostQuestions) return question.tooManyWrong();
+      notice.emplace(question.notice(wasWrong), request_.facts().isGone);
+    } else if (pin_.size() == 0 || (token.flags & CKF_USER_PIN_FINAL_TRY) != 0) {
+      // The last try is the user's: the PIN that is held is not used up on it.
+      if (auto refusal = ask(question, question.warning(wasWrong))) return refusal;
+    }
+    if (run(use) == SECSuccess) {
+      questions_ = 0;
+      return std::nullopt;
+    }
+    const PRErrorCode code = PR_GetError();
+    if (code == SEC_ERROR_LOCKED_PASSWORD) return question.locked();
+    if (code == SEC_ERROR_EXPIRED_PASSWORD) return question.expired();
+    if (!isRefused_) return lastNssError();
+    prompt::log(prompt::Weight::kWarning,
+                std::string("The token \"") + PK11_GetTokenName(slot_.get()) + "\" takes the PIN for wrong");
+    pin_.wipe();
+  }
+}
+
+/** Nothing when there is a PIN that the token could take. */
+std::optional<NssError> TokenLogin::ask(const LoginQuestion& question, std::string warning) {
+  do {
+    if (++questions_ > kMostQuestions) return question.tooManyWrong();
+    const prompt::Answer answer = prompt::ask(question.question(warning), pin_, request_.facts().isGone);
+    if (answer.outcome == prompt::Answer::Outcome::kAbandoned) request_.abandon();
+    if (answer.outcome == prompt::Answer::Outcome::kFailed) return question.unanswered(answer.reason);
+    if (answer.outcome != prompt::Answer::Outcome::kGiven) return question.cancelled();
+    // Not given to the token: it may count even a PIN of a length that it never takes as a try.
+    warning = question.wrongLength(pin_.size());
+  } while (!warning.empty());
+  return std::nullopt;
+}
+
+}  // namespace vorn::frameworks

@@ -1,0 +1,230 @@
+#include "linux/prompt/PinPrompt.h"
+
+#include <assuan.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <charconv>
+#include <chrono>
+#include <cstdlib>
+#include <system_error>
+#include <utility>
+
+#include "linux/prompt/PromptLog.h"
+#include "linux/prompt/PromptProcess.h"
+#include "linux/prompt/PromptProgram.h"
+#include "shared/text/HarmlessText.h"
+#include "shared/text/Utf8.h"
+
+namespace vorn::prompt {
+namespace {
+
+using Outcome = Answer::Outcome;
+
+constexpr std::chrono::seconds kPatience{240};
+constexpr std::chrono::seconds kLongestPatience{3600};
+constexpr std::size_t kLongestLine = 120;
+/** Of a line of the protocol, its end left out. */
+constexpr std::size_t kLongestCommand = 990;
+
+assuan_malloc_hooks kLockedMemory = {&allocateLocked, &reallocateLocked, &freeLocked};
+
+/** The library would write what is said to standard error, if the environment asked it to. */
+int logNothing(assuan_context_t, void*, unsigned, const char*) {
+  return 0;
+}
+
+std::chrono::seconds patience() {
+  const std::string text = environment("VORN_PROMPT_SECONDS");
+  long seconds = 0;
+  const auto [end, fault] = std::from_chars(text.data(), text.data() + text.size(), seconds);
+  const bool isNumber = fault == std::errc() && end == text.data() + text.size() && seconds > 0;
+  return isNumber ? std::chrono::seconds(std::min<long>(seconds, kLongestPatience.count())) : kPatience;
+}
+
+std::string shown(const std::string& line) {
+  const std::string text = harmlessText(line);
+  return text.size() <= kLongestLine ? text : std::string(cutUtf8(text, kLongestLine)) + "...";
+}
+
+/** The command with its text, as the protocol has both: in one line, and not too long for it. */
+std::string commandOf(const std::string& command, const std::string& text) {
+  std::string escaped = command + " ";
+  for (const char character : text) {
+    if (escaped.size() > kLongestCommand - 3) break;
+    if (character == '%')
+      escaped += "%25";
+    else if (character == '\n')
+      escaped += "%0A";
+    else
+      escaped += character;
+  }
+  return escaped;
+}
+
+std::string joined(const std::vector<std::string>& lines) {
+  std::string text;
+  for (const std::string& line : lines) text += (text.empty() ? "" : "\n") + shown(line);
+  return text;
+}
+
+gpg_error_t keep(void* secret, const void* bytes, std::size_t count) {
+  return static_cast<Secret*>(secret)->append(bytes, count) ? 0 : gpg_error(GPG_ERR_TOO_LARGE);
+}
+
+/** A prompt that has been started, and the talk with it. All of the talk lies in locked memory. */
+class Dialogue {
+ public:
+  Dialogue(const std::string& program, const IsAbandoned& isAbandoned) : process_(program, isAbandoned) {}
+  ~Dialogue() { assuan_release(context_); }
+  Dialogue(const Dialogue&) = delete;
+  Dialogue& operator=(const Dialogue&) = delete;
+
+  PromptProcess& process() { return process_; }
+
+  /** 0, or why there is no prompt to talk to. */
+  gpg_error_t open() {
+    if (const gpg_error_t fault =
+            assuan_new_ext(&context_, GPG_ERR_SOURCE_USER_1, &kLockedMemory, &logNothing, nullptr))
+      return fault;
+    assuan_begin_confidential(context_);
+    return assuan_socket_connect_fd(context_, process_.takeSocket(), 0);
+  }
+
+  /** All that is said before the question itself. What a prompt does not know it need not follow. */
+  gpg_error_t describe(const Question& question) {
+    std::vector<std::string> commands = {"OPTION no-grab"};
+    const std::pair<const char*, std::string> settings[] = {{"OPTION ttyname=", environment("GPG_TTY")},
+                                                            {"OPTION ttytype=", environment("TERM")},
+                                                            {"OPTION lc-ctype=", locale("LC_CTYPE")},
+                                                            {"OPTION lc-messages=", locale("LC_MESSAGES")}};
+    for (const auto& [option, value] : settings)
+      if (!value.empty()) commands.push_back(option + value.substr(0, kLongestLine));
+    commands.push_back("SETTITLE VORN Signing");
+    commands.push_back(commandOf("SETDESC", joined(question.lines)));
+    commands.push_back(commandOf("SETPROMPT", question.label));
+    commands.push_back(commandOf("SETOK", question.consent));
+    commands.push_back("SETCANCEL Cancel");
+    if (!question.warning.empty()) commands.push_back(commandOf("SETERROR", shown(question.warning)));
+    commands.push_back("SETTIMEOUT " + std::to_string(patience().count()));
+    for (const std::string& command : commands)
+      if (const gpg_error_t fault = transact(command, nullptr); fault != 0 && hasEnded(fault)) return fault;
+    return 0;
+  }
+
+  gpg_error_t getPin(Secret& secret) {
+    // A little more than the prompt has been told, which should end by itself.
+    process_.allow(patience() + std::chrono::seconds(1));
+    return transact("GETPIN", &secret);
+  }
+
+  gpg_error_t showMessage() { return assuan_write_line(context_, "MESSAGE"); }
+
+ private:
+  static std::string locale(const char* category) {
+    for (const char* name : {"LC_ALL", category, "LANG"})
+      if (std::string value = environment(name); !value.empty()) return value;
+    return "";
+  }
+
+  bool hasEnded(gpg_error_t fault) const {
+    const gpg_err_code_t code = gpg_err_code(fault);
+    return process_.end() != PromptProcess::End::kNone || code == GPG_ERR_EOF || code == GPG_ERR_EPIPE ||
+           code == GPG_ERR_ECONNRESET;
+  }
+
+  gpg_error_t transact(const std::string& command, Secret* secret) {
+    return assuan_transact(context_, command.c_str(), secret != nullptr ? &keep : nullptr, secret, nullptr,
+                           nullptr, nullptr, nullptr);
+  }
+
+  PromptProcess process_;
+  assuan_context_t context_ = nullptr;
+};
+
+std::string inSeconds(std::chrono::seconds time) {
+  return std::to_string(time.count()) + " seconds";
+}
+
+Answer unanswered() {
+  return {Outcome::kFailed, "nobody has answered the prompt for " + inSeconds(patience()) + "; sign again"};
+}
+
+Answer answerOf(gpg_error_t fault, PromptProcess::End end, const std::string& program) {
+  const gpg_err_code_t code = gpg_err_code(fault);
+  if (end == PromptProcess::End::kAbandoned) return {Outcome::kAbandoned};
+  if (end == PromptProcess::End::kLate || code == GPG_ERR_TIMEOUT) return unanswered();
+  if (code == GPG_ERR_CANCELED || code == GPG_ERR_FULLY_CANCELED || code == GPG_ERR_NOT_CONFIRMED)
+    return {Outcome::kCancelled};
+  if (code == GPG_ERR_NO_ERROR) return {};
+  const bool hasDied = code == GPG_ERR_EOF || code == GPG_ERR_EPIPE || code == GPG_ERR_ECONNRESET;
+  return {Outcome::kFailed, "the prompt " + program +
+                                (hasDied ? " ended without an answer" : " could not ask: ") +
+                                (hasDied ? "" : gpg_strerror(fault)) +
+                                "; see that it runs and has a display, or have VORN_PINENTRY name another"};
+}
+
+Answer askWith(const std::string& program, const Question& question, Secret& secret,
+               const IsAbandoned& isAbandoned) {
+  Dialogue dialogue(program, isAbandoned);
+  gpg_error_t fault = dialogue.open();
+  if (fault == 0) fault = dialogue.describe(question);
+  if (fault == 0) fault = dialogue.getPin(secret);
+  return answerOf(fault, dialogue.process().end(), program);
+}
+
+void warnOfNoNotice(const std::string& reason) {
+  log(Weight::kWarning, "No notice can be shown: " + reason);
+}
+
+}  // namespace
+
+Answer ask(const Question& question, Secret& secret, const IsAbandoned& isAbandoned) {
+  secret.wipe();
+  const PromptProgram program = findPromptProgram();
+  Answer answer{Outcome::kFailed, program.fault};
+  if (!program.path.empty()) {
+    log(Weight::kInfo, "Asking with " + program.path);
+    try {
+      answer = askWith(program.path, question, secret, isAbandoned);
+    } catch (const std::system_error& failure) {
+      answer.reason = "the prompt " + program.path + " cannot be started: " + failure.what();
+    }
+  }
+  if (answer.outcome != Outcome::kGiven) secret.wipe();
+  const std::string words[] = {"The prompt was answered", "The prompt was cancelled",
+                               "The prompt was closed: the browser has gone", "No answer: "};
+  log(Weight::kInfo, words[static_cast<int>(answer.outcome)] + answer.reason);
+  return answer;
+}
+
+struct Notice::Parts {
+  Parts(const std::string& program, const IsAbandoned& isAbandoned) : dialogue(program, isAbandoned) {}
+  ~Parts() { dialogue.process().dismiss(); }
+  Dialogue dialogue;
+};
+
+Notice::Notice(const Question& notice, const IsAbandoned& isAbandoned) try {
+  const PromptProgram program = findPromptProgram();
+  if (program.path.empty()) {
+    warnOfNoNotice(program.fault);
+    return;
+  }
+  parts_ = std::make_unique<Parts>(program.path, isAbandoned);
+  Dialogue& dialogue = parts_->dialogue;
+  dialogue.process().whenAbandoned([] {
+    log(Weight::kInfo, "The browser has gone while a reader waited for the PIN");
+    _exit(EXIT_SUCCESS);
+  });
+  gpg_error_t fault = dialogue.open();
+  if (fault == 0) fault = dialogue.describe(notice);
+  if (fault == 0) fault = dialogue.showMessage();
+  dialogue.process().allow(kLongestPatience);
+  if (fault != 0) warnOfNoNotice(answerOf(fault, dialogue.process().end(), program.path).reason);
+} catch (const std::system_error& failure) {
+  warnOfNoNotice(failure.what());
+}
+
+Notice::~Notice() = default;
+
+}  // namespace vorn::prompt

@@ -1,0 +1,78 @@
+#include <gtest/gtest.h>
+
+#include <map>
+
+#include "e2e/Messages.h"
+#include "vornctl/Program.h"
+
+namespace vorn::vornctl {
+namespace {
+
+/** Leaves the key of that name in the prepared store in a file of the password x. */
+std::string exportTo(const std::string& file, const std::string& name) {
+  return "pk12util -d sql:.pki/nssdb -K \"\" -W x -n \"" + name + "\" -o " + file + " >out && ";
+}
+
+/** Key and certificate of that name, in PEM. */
+const std::string& keyOf(const std::string& name) {
+  static std::map<std::string, std::string> keys;
+  std::string& key = keys[name];
+  if (!key.empty()) return key;
+  const e2e::Home home("main");
+  return key = run(home, exportTo("x", name) + "openssl pkcs12 -in x -passin pass:x -noenc").output;
+}
+
+TEST(Import, TakesWhatCanSignAndSaysWhyNotOtherwise) {
+  const std::string again = "openssl pkcs12 -export -in k.pem -out k.p12 -passout pass:";
+  const std::string database = "mkdir -p .pki/nssdb && certutil -N -d sql:.pki/nssdb ";
+  const std::string import = "$vornctl import k.p12 --password-file pw";
+  const struct {
+    std::string name;
+    std::string deed;
+    int status;
+    std::string says;
+    unsigned keys; /**< in the store afterwards */
+  } rows[] = {
+      {"Jane Citizen", "echo x >pw && umask 0 && " + import + " && stat -c %a .pki/nssdb .pki/nssdb/key4.db",
+       0, "for you.\n700\n600\n", 1},
+      {"Jane Citizen", "echo x >pw && " + import + " && " + import, 0, "already; nothing was changed", 1},
+      {"Jane Citizen", again + "pässwört€🖋 && echo pässwört€🖋 >pw && " + import, 0,
+       "Imported into", 1},
+      {"Jane Citizen", again + "pässwört€🖋 -legacy && echo pässwört€🖋 >pw && " + import, 0,
+       "Imported into", 1},
+      {"Jane Citizen", again + " && $vornctl import k.p12", 0,
+       "ABN 12345678901\n  issued by Test Authority, AKI", 1},
+      {"Jane Citizen", "echo X >pw && " + import, 1, "the password is wrong", 0},
+      {"Jane Citizen", "setsid $vornctl import k.p12", 1, "none was given; try --password-file", 0},
+      {"Jane Citizen", "echo x >pw && " + database + "-f pw && " + import + " --store-password-file pw", 0,
+       "asked for the password of this key store", 1},
+      {"Jane Citizen",
+       "echo x >pw && echo y >no && " + database + "-f pw && " + import + " --store-password-file no", 1,
+       "the right one was not given", 0},
+      {"Jane Citizen",
+       "echo x >pw && openssl x509 -in k.pem -out k.crt && " + database +
+           "--empty-password && certutil -A -n x -t ,, "
+           "-i k.crt -d sql:.pki/nssdb && " +
+           import,
+       0, "Imported into", 1},
+      {"Max Several", exportTo("k.p12", "Max Several") + "rm -r .pki && echo x >pw && " + import, 0,
+       "can never sign: its key usage does not include", 3},
+      {"No ABN", "echo x >pw && " + import, 1, "can never sign: it has no ABN", 0},
+      {"No AKI", "echo x >pw && " + import, 1, "can never sign: it has no authority key identifier", 0},
+      {"Late Larry", "echo x >pw && " + import, 1, "can never sign: it has expired on 2011-02-03", 0},
+      {"Jane Citizen", again + "x -nokeys && echo x >pw && " + import, 1, "holds no private key", 0},
+      {"Jane Citizen", "cp k.pem k.p12 && $vornctl import k.p12", 1, "is no PKCS #12 file", 0},
+  };
+  for (const auto& row : rows) {
+    const e2e::Home home(row.name == "Max Several" ? "main" : "");
+    e2e::writeFile(home.path() / "k.pem", keyOf(row.name));
+    const Result result = run(home, again + "x && " + row.deed);
+    EXPECT_EQ(result.status, row.status) << result.output;
+    EXPECT_NE(result.output.find(row.says), std::string::npos) << row.says << "\n" << result.output;
+    const Result keys = run(home, "certutil -K -d sql:.pki/nssdb -f pw 2>/dev/null | grep -c rsa; true");
+    EXPECT_EQ(keys.output, std::to_string(row.keys) + "\n") << row.says << "\n" << result.output;
+  }
+}
+
+}  // namespace
+}  // namespace vorn::vornctl

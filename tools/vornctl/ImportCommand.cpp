@@ -1,0 +1,197 @@
+#include <algorithm>
+#include <iostream>
+#include <system_error>
+
+#include "linux/frameworks/Security/KeyStoreReport.h"
+#include "linux/frameworks/Security/Pkcs12File.h"
+#include "mac/app/CFRef.h"
+#include "vornctl/AtomicFile.h"
+#include "vornctl/Commands.h"
+#include "vornctl/Fitness.h"
+#include "vornctl/Secret.h"
+#include "vornctl/Terminal.h"
+
+namespace vorn::vornctl {
+namespace {
+
+namespace fs = std::filesystem;
+using frameworks::Pkcs12Result;
+using frameworks::Pkcs12Status;
+
+constexpr int kAttempts = 3;
+
+/** What ends the import, with what to do about it. */
+class ImportError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+std::span<const std::uint8_t> bytesOf(const std::string& file) {
+  return {reinterpret_cast<const std::uint8_t*>(file.data()), file.size()};
+}
+
+/** The first of the shared databases that is there, else the first place for one. */
+fs::path targetFolder() {
+  const auto databases = frameworks::keyDatabases();
+  const auto shared = std::find_if(databases.begin(), databases.end(),
+                                   [](const auto& database) { return !database.isFirefox; });
+  return shared != databases.end() ? shared->folder : frameworks::sharedDatabaseFolders().front();
+}
+
+class Import {
+ public:
+  explicit Import(const ImportOptions& options) : options_(options), folder_(targetFolder()) {
+    const auto file = readFile(options.file);
+    if (!file) throw ImportError("there is no such file");
+    file_ = *file;
+  }
+
+  int run() {
+    const std::optional<Secret> password = open();
+    describeAll();
+    const auto fits = [](const Identity& identity) { return identity.faults.empty(); };
+    if (identities_.empty())
+      throw ImportError(
+          "the file holds no private key with its certificate; ask for the file once more, with the private "
+          "key");
+    if (std::none_of(identities_.begin(), identities_.end(), fits)) {
+      std::cout << coloured(Colour::kBad, "Nothing was imported.") << "\n";
+      return kExitProblems;
+    }
+    return store(*password);
+  }
+
+ private:
+  struct Identity {
+    CertificateDescription certificate;
+    std::vector<Fault> faults;
+  };
+
+  /** Tries the password of the option, or the empty one and then those that are typed; the one that fits. */
+  std::optional<Secret> open() {
+    std::optional<Secret> password;
+    if (!options_.passwordFile.empty())
+      password.emplace(readSecret(options_.passwordFile));
+    else
+      password.emplace(std::string());
+    for (int attempt = 0;; ++attempt) {
+      const Pkcs12Result result = frameworks::readPkcs12(bytesOf(file_), password->text());
+      if (result.status == Pkcs12Status::kFine) {
+        keep(result);
+        return password;
+      }
+      if (result.status != Pkcs12Status::kWrongPassword)
+        throw ImportError("is no PKCS #12 file (.p12, .pfx), or is damaged (" + result.detail + ")");
+      if (!options_.passwordFile.empty() || attempt == kAttempts)
+        throw ImportError("the password is wrong; letter case counts, and so does the keyboard's layout");
+      if (attempt > 0) std::cerr << "That is not the password of the file.\n";
+      std::optional<Secret> typed = askForSecret("Password of " + printable(options_.file));
+      if (!typed) throw ImportError("it has a password, and none was given; try --password-file");
+      password.reset();
+      password.emplace(std::move(*typed));
+    }
+  }
+
+  void keep(const Pkcs12Result& result) {
+    for (const frameworks::Pkcs12Certificate& certificate : result.certificates) {
+      if (!certificate.hasKey) continue;
+      const auto data = CFRef<CFDataRef>::adopt(CFDataCreate(kCFAllocatorDefault, certificate.der.data(),
+                                                             static_cast<CFIndex>(certificate.der.size())));
+      const auto reference =
+          CFRef<SecCertificateRef>::adopt(SecCertificateCreateWithData(kCFAllocatorDefault, data.get()));
+      if (!reference) continue;
+      CertificateDescription description = describe(reference.get());
+      std::vector<Fault> faults = whyItNeverSigns(description);
+      identities_.push_back({std::move(description), std::move(faults)});
+    }
+  }
+
+  void describeAll() const {
+    for (const auto& [certificate, faults] : identities_) {
+      std::cout << coloured(Colour::kStrong,
+                            printable(certificate.name.empty() ? "(no name)" : certificate.name))
+                << ", " << printable(listed(certificate.emails)) << ", ABN "
+                << printable(listed(certificate.abns)) << "\n  issued by " << printable(certificate.issuer)
+                << ", AKI " << printable(listed(certificate.akis)) << "\n  serial "
+                << printable(certificate.serial) << ", valid until " << certificate.expiry << "\n";
+      for (const Fault& fault : faults)
+        std::cout << "  " << coloured(Colour::kWarning, "=> can never sign: " + printable(fault.cause))
+                  << "\n  -> " << printable(fault.remedy) << "\n";
+      if (!faults.empty()) continue;
+      std::cout << "  " << coloured(Colour::kGood, "=> can sign") << " for pages that ask for these four\n";
+      if (certificate.notYetValid)
+        std::cout << "  " << coloured(Colour::kWarning, "but it is not valid before " + certificate.start)
+                  << ": whoever verifies a signature sees that\n";
+    }
+  }
+
+  std::optional<std::string> storePassword(bool retry) const {
+    if (!options_.storePasswordFile.empty()) {
+      if (retry) return std::nullopt;
+      return readSecret(options_.storePasswordFile).text();
+    }
+    if (retry) std::cerr << "That is not the password of the key store.\n";
+    const std::optional<Secret> typed =
+        askForSecret("Password of the key store " + printable(folder_.string()));
+    if (!typed) return std::nullopt;
+    return typed->text();
+  }
+
+  int store(const Secret& password) const {
+    const Pkcs12Result result = frameworks::importPkcs12(bytesOf(file_), password.text(), folder_,
+                                                         [this](bool retry) { return storePassword(retry); });
+    switch (result.status) {
+      case Pkcs12Status::kFine:
+        std::cout << "Imported into " << printable(folder_.string())
+                  << ". Keep the file in a safe place, or delete it: its key signs for you.\n";
+        return confirm();
+      case Pkcs12Status::kAlreadyThere:
+        std::cout << "It is in " << printable(folder_.string()) << " already; nothing was changed.\n";
+        return kExitFine;
+      case Pkcs12Status::kStoreLocked:
+        throw ImportError("the key store " + folder_.string() +
+                          " has a password, and the right one was not given; try --store-password-file");
+      default:
+        throw ImportError("the key store " + folder_.string() + " does not take it (" + result.detail +
+                          "); see whether you may write there, and close other programs that use it");
+    }
+  }
+
+  /** Whether the search that the host makes finds what was imported. */
+  int confirm() const {
+    const std::vector<IdentityReport> found = examineIdentities({});
+    for (const Identity& identity : identities_) {
+      const auto isSame = [&](const IdentityReport& report) {
+        return report.certificate.serial == identity.certificate.serial &&
+               report.certificate.issuer == identity.certificate.issuer;
+      };
+      const auto report = std::find_if(found.begin(), found.end(), isSame);
+      if (report == found.end())
+        throw ImportError("was imported, but the search does not find " + identity.certificate.name +
+                          "; \"vornctl doctor\" may tell why");
+      if (report->locked && identity.faults.empty())
+        std::cout << "You will be asked for the password of this key store when you sign.\n";
+    }
+    return kExitFine;
+  }
+
+  const ImportOptions& options_;
+  fs::path folder_;
+  std::string file_;
+  std::vector<Identity> identities_;
+};
+
+}  // namespace
+
+int runImport(const ImportOptions& options) {
+  try {
+    return Import(options).run();
+  } catch (const std::system_error& e) {
+    std::cerr << "vornctl: " << printable(options.file) << ": " << printable(e.code().message()) << "\n";
+  } catch (const ImportError& e) {
+    std::cerr << "vornctl: " << printable(options.file) << ": " << printable(e.what()) << "\n";
+  }
+  return kExitProblems;
+}
+
+}  // namespace vorn::vornctl
