@@ -9,8 +9,8 @@
 #include <stdexcept>
 #include <system_error>
 
-#include "linux/frameworks/Security/CertificateTrust.h"
 #include "vornctl/InputFile.h"
+#include "vornctl/KeyStoreView.h"
 
 namespace vorn::vornctl {
 namespace {
@@ -152,20 +152,19 @@ ChainResult buildChain(const std::string& certificate, const Authorities& author
 
 Authorities authoritiesOfKeyStore() {
   Authorities authorities;
-  for (const frameworks::StoredCertificate& stored : frameworks::listCertificatesWithTrust()) {
-    std::string der(stored.der.begin(), stored.der.end());
+  for (StoredCertificate& stored : storedCertificates()) {
     switch (stored.trust) {
-      case frameworks::Trust::kForSignatures:
-        authorities.trusted.push_back(std::move(der));
+      case Trust::kForSignatures:
+        authorities.trusted.push_back(std::move(stored.der));
         break;
-      case frameworks::Trust::kProhibited:
-        authorities.prohibited.push_back(std::move(der));
+      case Trust::kForbidden:
+        authorities.prohibited.push_back(std::move(stored.der));
         break;
-      case frameworks::Trust::kForOtherPurposes:
-        authorities.forOtherPurposes.push_back(der);
+      case Trust::kForOtherPurposes:
+        authorities.forOtherPurposes.push_back(stored.der);
         [[fallthrough]];
-      case frameworks::Trust::kNone:
-        authorities.known.push_back(std::move(der));
+      case Trust::kNone:
+        authorities.known.push_back(std::move(stored.der));
     }
   }
   return authorities;

@@ -43,7 +43,8 @@ struct SignOptions {
   std::vector<std::string> files = {};
   User user = {};
   std::string algorithm = "RSA_SHA256";
-  std::string output = {}; /**< a file or, for several documents, a folder; empty for FILE.signed.xml */
+  std::string output = {}; /**< a file or, for several documents, a folder; "-" for standard output, empty for
+                              NAME.signed.xml */
   std::string host = {};
   bool overwrite = false;
 };

@@ -3,7 +3,6 @@
 #include <iterator>
 #include <set>
 
-#include "linux/frameworks/Security/KeyStoreReport.h"
 #include "mac/app/CFValues.h"
 #include "mac/app/CertificateDetails.h"
 #include "mac/app/CertificateMatching.h"
@@ -12,6 +11,7 @@
 #include "shared/Exceptions.h"
 #include "shared/json/jsonxx.h"
 #include "shared/text/LetterCase.h"
+#include "vornctl/KeyStoreView.h"
 
 namespace vorn::vornctl {
 namespace {
@@ -91,8 +91,8 @@ class Examination {
         selected_(user.isComplete() ? selectedCertificate(user) : "") {}
 
   IdentityReport examine(SecIdentityRef identity, SecCertificateRef certificate) const {
-    const vorn::frameworks::Token token = vorn::frameworks::tokenOf(identity);
-    IdentityReport report{describe(certificate), token.name, token.locked};
+    const KeyPlace place = placeOfKey(identity);
+    IdentityReport report{describe(certificate), place.token, place.locked};
     if (user_.isEmpty()) return report;
     const std::string encoded = encodeCertificate(certificate);
     report.reasons = reasons(report.certificate, certificate, encoded);
