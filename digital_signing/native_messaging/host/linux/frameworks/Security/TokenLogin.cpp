@@ -91,18 +91,18 @@ std::optional<NssError> TokenLogin::withPin(const x509::Certificate& certificate
   }
 }
 
-/** Nothing when there is a PIN that the token could take. */
+/** Nothing when there is a PIN to try. */
 std::optional<NssError> TokenLogin::ask(const LoginQuestion& question, std::string warning) {
-  do {
+  for (bool isRepeated = false;; isRepeated = true) {
     if (++questions_ > kMostQuestions) return question.tooManyWrong();
     const prompt::Answer answer = prompt::ask(question.question(warning), pin_, request_.facts().isGone);
     if (answer.outcome == prompt::Answer::Outcome::kAbandoned) request_.abandon();
     if (answer.outcome == prompt::Answer::Outcome::kFailed) return question.unanswered(answer.reason);
     if (answer.outcome != prompt::Answer::Outcome::kGiven) return question.cancelled();
-    // Not given to the token: it may count even a PIN of a length that it never takes as a try.
+    // The token may count it as a try; but whoever insists may know the token better than it does itself.
     warning = question.wrongLength(pin_.size());
-  } while (!warning.empty());
-  return std::nullopt;
+    if (warning.empty() || (isRepeated && pin_.size() > 0)) return std::nullopt;
+  }
 }
 
 }  // namespace vorn::frameworks
