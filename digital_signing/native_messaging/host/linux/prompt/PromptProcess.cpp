@@ -111,11 +111,6 @@ void PromptProcess::allow(std::chrono::seconds time) {
   deadline_ = Clock::now() + time;
 }
 
-void PromptProcess::whenAbandoned(std::function<void()> call) {
-  const std::lock_guard lock(mutex_);
-  whenAbandoned_ = std::move(call);
-}
-
 void PromptProcess::watch() {
   std::unique_lock lock(mutex_);
   while (!isDone_) {
@@ -128,7 +123,6 @@ void PromptProcess::watch() {
     if (end_ == End::kNone) continue;
     dismiss();
     shutdown(watchedSocket_, SHUT_RDWR);
-    if (end_ == End::kAbandoned && whenAbandoned_) whenAbandoned_();
     return;
   }
 }
