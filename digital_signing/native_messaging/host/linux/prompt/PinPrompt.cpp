@@ -57,7 +57,8 @@ std::string shown(const std::string& line) {
 std::string commandOf(const std::string& command, const std::string& text) {
   std::string escaped = command + " ";
   for (const char character : text) {
-    if (escaped.size() > kLongestCommand - 3) break;
+    const bool isStart = (character & 0xC0) != 0x80;  // of a character, which UTF-8 may spread over four
+    if (isStart && escaped.size() > kLongestCommand - 4) break;
     if (character == '%')
       escaped += "%25";
     else if (character == '\n')
@@ -215,7 +216,7 @@ struct Notice::Parts {
     std::unique_lock lock(mutex);
     std::condition_variable_any wake;
     while (!stop.stop_requested()) {
-      if (isAbandoned()) {
+      if (isAbandoned && isAbandoned()) {
         log(Weight::kInfo, "The browser has gone while a reader waited for the PIN");
         _exit(EXIT_SUCCESS);
       }

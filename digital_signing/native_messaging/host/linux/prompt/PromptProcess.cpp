@@ -116,7 +116,7 @@ void PromptProcess::watch() {
   while (!isDone_) {
     wake_.wait_for(lock, kSlice);
     if (isDone_) return;
-    if (isAbandoned_())
+    if (isAbandoned_ && isAbandoned_())
       end_ = End::kAbandoned;
     else if (Clock::now() > deadline_)
       end_ = End::kLate;

@@ -84,7 +84,7 @@ std::optional<NssError> TokenLogin::withPin(const x509::Certificate& certificate
     const PRErrorCode code = PR_GetError();
     if (code == SEC_ERROR_LOCKED_PASSWORD) return question.locked();
     if (code == SEC_ERROR_EXPIRED_PASSWORD) return question.expired();
-    if (!isRefused_) return lastNssError();
+    if (!isRefused_ && code != SEC_ERROR_INVALID_PASSWORD) return lastNssError();
     prompt::log(prompt::Weight::kWarning,
                 std::string("The token \"") + PK11_GetTokenName(slot_.get()) + "\" takes the PIN for wrong");
     pin_.wipe();
