@@ -4,10 +4,11 @@
 #include <openssl/evp.h>
 #include <openssl/rsa.h>
 
-#include <map>
 #include <memory>
+#include <vector>
 #include <xercesc/dom/DOMDocument.hpp>
 #include <xercesc/dom/DOMElement.hpp>
+#include <xercesc/dom/DOMNamedNodeMap.hpp>
 #include <xsec/dsig/DSIGConstants.hpp>
 
 #include "shared/Exceptions.h"
@@ -15,6 +16,8 @@
 #include "shared/verification/SignerCertificate.h"
 #include "shared/xml/Canonicaliser.h"
 #include "shared/xml/DocumentElements.h"
+#include "shared/xml/NamespaceScope.h"
+#include "shared/xml/NodeText.h"
 #include "shared/xml/ParsedDocument.h"
 #include "shared/xml/ParserErrors.h"
 #include "shared/xml/QualifiedName.h"
@@ -81,36 +84,36 @@ bool isSignatureOf(const std::string& digest, const EVP_MD* algorithm, const std
 /** Tells which children of an element are signatures, by the namespace that their prefix stands for. */
 class SignatureNames {
  public:
-  explicit SignatureNames(const DOMElement& parent) : parent_(parent) {}
+  explicit SignatureNames(const DOMElement& parent) {
+    std::vector<const DOMNode*> around;
+    for (const DOMNode* node = &parent; node != nullptr; node = node->getParentNode()) around.push_back(node);
+    scope_.open();
+    for (auto node = around.rbegin(); node != around.rend(); ++node) declare(**node);
+  }
 
   bool isSignature(const DOMNode& child) {
     if (child.getNodeType() != DOMNode::ELEMENT_NODE) return false;
     const QualifiedName name(viewOf(child.getNodeName()));
     if (name.local != u"Signature") return false;
-    std::u16string declaration = u"xmlns";
-    if (!name.prefix.empty()) declaration.append(u":").append(name.prefix);
-    const auto& element = static_cast<const DOMElement&>(child);
-    if (element.hasAttribute(declaration.c_str())) return declares(element, declaration);
-    // Of many children the way up is gone once for each prefix.
-    const auto [entry, isNew] = inherited_.try_emplace(declaration, false);
-    if (isNew) {
-      const DOMNode* node = &parent_;
-      while (node->getNodeType() == DOMNode::ELEMENT_NODE &&
-             !static_cast<const DOMElement*>(node)->hasAttribute(declaration.c_str()))
-        node = node->getParentNode();
-      entry->second = node->getNodeType() == DOMNode::ELEMENT_NODE &&
-                      declares(static_cast<const DOMElement&>(*node), declaration);
-    }
-    return entry->second;
+    scope_.open();
+    declare(child);
+    const bool is = scope_.find(name.prefix) == viewOf(DSIGConstants::s_unicodeStrURIDSIG);
+    scope_.close();
+    return is;
   }
 
  private:
-  static bool declares(const DOMElement& element, const std::u16string& declaration) {
-    return viewOf(element.getAttribute(declaration.c_str())) == viewOf(DSIGConstants::s_unicodeStrURIDSIG);
+  void declare(const DOMNode& node) {
+    const xercesc::DOMNamedNodeMap* const attributes = node.getAttributes();
+    const XMLSize_t count = attributes != nullptr ? attributes->getLength() : 0;
+    for (XMLSize_t i = 0; i < count; ++i) {
+      const DOMNode& attribute = *attributes->item(i);
+      const QualifiedName name(viewOf(attribute.getNodeName()));
+      if (name.isDeclaration()) scope_.declare({name.declaredPrefix(), valueOf(attribute)});
+    }
   }
 
-  const DOMElement& parent_;
-  std::map<std::u16string, bool> inherited_;
+  NamespaceScope scope_;
 };
 
 /** The last signature among the children of the element. */
