@@ -5,22 +5,17 @@
 #include <openssl/rsa.h>
 
 #include <memory>
-#include <vector>
 #include <xercesc/dom/DOMDocument.hpp>
 #include <xercesc/dom/DOMElement.hpp>
-#include <xercesc/dom/DOMNamedNodeMap.hpp>
-#include <xsec/dsig/DSIGConstants.hpp>
 
 #include "shared/Exceptions.h"
 #include "shared/verification/SignatureReader.h"
 #include "shared/verification/SignerCertificate.h"
 #include "shared/xml/Canonicaliser.h"
 #include "shared/xml/DocumentElements.h"
-#include "shared/xml/NamespaceScope.h"
-#include "shared/xml/NodeText.h"
 #include "shared/xml/ParsedDocument.h"
 #include "shared/xml/ParserErrors.h"
-#include "shared/xml/QualifiedName.h"
+#include "shared/xml/SignatureElements.h"
 #include "shared/xml/XmlText.h"
 
 namespace vorn::verification {
@@ -81,51 +76,6 @@ bool isSignatureOf(const std::string& digest, const EVP_MD* algorithm, const std
   return valid;
 }
 
-/** Tells which children of an element are signatures, by the namespace that their prefix stands for. */
-class SignatureNames {
- public:
-  explicit SignatureNames(const DOMElement& parent) {
-    std::vector<const DOMNode*> around;
-    for (const DOMNode* node = &parent; node != nullptr; node = node->getParentNode()) around.push_back(node);
-    scope_.open();
-    for (auto node = around.rbegin(); node != around.rend(); ++node) declare(**node);
-  }
-
-  bool isSignature(const DOMNode& child) {
-    if (child.getNodeType() != DOMNode::ELEMENT_NODE) return false;
-    const QualifiedName name(viewOf(child.getNodeName()));
-    if (name.local != u"Signature") return false;
-    scope_.open();
-    declare(child);
-    const bool is = scope_.find(name.prefix) == viewOf(DSIGConstants::s_unicodeStrURIDSIG);
-    scope_.close();
-    return is;
-  }
-
- private:
-  void declare(const DOMNode& node) {
-    const xercesc::DOMNamedNodeMap* const attributes = node.getAttributes();
-    const XMLSize_t count = attributes != nullptr ? attributes->getLength() : 0;
-    for (XMLSize_t i = 0; i < count; ++i) {
-      const DOMNode& attribute = *attributes->item(i);
-      const QualifiedName name(viewOf(attribute.getNodeName()));
-      if (name.isDeclaration()) scope_.declare({name.declaredPrefix(), valueOf(attribute)});
-    }
-  }
-
-  NamespaceScope scope_;
-};
-
-/** The last signature among the children of the element. */
-const DOMElement& findSignature(const DOMElement& element) {
-  SignatureNames names(element);
-  const DOMElement* last = nullptr;
-  for (const DOMNode* child = element.getFirstChild(); child != nullptr; child = child->getNextSibling())
-    if (names.isSignature(*child)) last = static_cast<const DOMElement*>(child);
-  if (last == nullptr) throw Fault{kNotSigned, "the element is not signed"};
-  return *last;
-}
-
 void requireOnlyElement(const NamedElements& found) {
   if (found.count == 0) throw Fault{kFormatFailure, "there is no such element"};
   if (found.count > 1) throw Fault{kFormatFailure, "there are several such elements"};
@@ -135,7 +85,9 @@ void requireOnlyElement(const NamedElements& found) {
 }
 
 void check(const DOMElement& element, PartCheck& result) {
-  const DOMElement& signature = findSignature(element);
+  const SignatureElements signatures = findSignatures(element);
+  if (signatures.last == nullptr) throw Fault{kNotSigned, "the element is not signed"};
+  const DOMElement& signature = *signatures.last;
   result.algorithm = signatureMethodOf(signature);
   const SignatureFields fields = readSignature(signature, result.elementName);
   const SignerCertificate certificate(fields.certificate);
