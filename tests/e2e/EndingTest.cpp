@@ -90,18 +90,6 @@ TEST(Endings, NothingIsLoadedFromElsewhere) {
   EXPECT_FALSE(network.wasCalled());
 }
 
-TEST(Endings, LockedKeyStoreRefusesToSign) {
-  Home home("locked");
-  HostProcess host(home);
-  const SignRequest request{.aki = akiOf("locked"), .documents = {{agreement()}}};
-  for (int i = 0; i < 2; ++i) {
-    const std::string answer = host.ask(request.json());
-    EXPECT_EQ(errorCode(answer), 105);
-    EXPECT_NE(text(answer, "error_message").find("-2147415840"), std::string::npos) << answer;
-    EXPECT_EQ(text(answer, "cert_issuer"), "Test Authority");
-  }
-}
-
 TEST(Endings, BrowserThatStopsListeningEndsTheHost) {
   Home home;
   HostProcess host(home);

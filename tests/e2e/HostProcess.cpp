@@ -46,7 +46,7 @@ vorn::vornctl::ChildStart startOf(const Home& home, const HostOptions& options, 
   }
   start.environment = options.environment;
   start.environment->push_back("HOME=" + options.homeFolder.value_or(home.path().string()));
-  start.environment->push_back(std::string("PATH=") + getenv("PATH"));
+  start.environment->push_back("PATH=" + options.searchPath.value_or(getenv("PATH")));
   if (options.terminal) start.input = makeTerminal();
   start.errors = options.standardErrorIsClosed ? -1 : errors;
   if (options.nonBlocking)

@@ -23,7 +23,8 @@ struct HostOptions {
   std::optional<std::string> homeFolder = {};  // instead of the Home's own path
   std::vector<std::string> environment = {};   // "NAME=value", besides HOME and PATH
   std::vector<std::string> arguments = {};
-  std::size_t addressSpaceKiB = 0;  // at most so much, if any
+  std::optional<std::string> searchPath = {};  // instead of the test's own PATH
+  std::size_t addressSpaceKiB = 0;             // at most so much, if any
   bool terminal = false;     // standard input is a terminal; what is written to the host is typed there
   bool nonBlocking = false;  // the host's ends of the pipes
   bool standardErrorIsClosed = false;

@@ -10,9 +10,9 @@
 
 #include "e2e/HostProcess.h"
 #include "e2e/Messages.h"
+#include "e2e/Token.h"
 #include "reliability/HostileBodies.h"
 #include "reliability/LeakCheck.h"
-#include "reliability/Token.h"
 
 /** What goes wrong around the host while it runs. Each ends as docs/reliability.md says. */
 namespace reliability {
@@ -175,16 +175,15 @@ TEST(Faults, KeyStoreThatIsHeld) {
 }
 
 TEST(Faults, TokenThatIsRemovedAndComesBack) {
-  if (!fs::exists("/usr/lib/softhsm/libsofthsm2.so")) GTEST_SKIP() << "no software token";
   Home home;
-  const std::vector<std::string> environment = installToken(home);
-  HostProcess host(home, {.environment = environment});
+  const HostOptions options = installToken(home, kPin);
+  HostProcess host(home, options);
   expectSigned(home, host.ask(jane().json()));
   fs::rename(card(home), home.path() / "away");
   EXPECT_EQ(errorCode(host.ask(jane().json())), 105);
   EXPECT_EQ(errorCode(host.ask(max().json())), 102);
   EXPECT_EQ(errorCode(host.ask(kVersionRequest)), 0);
-  HostProcess late(home, {.environment = environment});
+  HostProcess late(home, options);
   EXPECT_EQ(errorCode(late.ask(jane().json())), 102);
   fs::rename(home.path() / "away", card(home));
   std::this_thread::sleep_for(std::chrono::milliseconds(1100));  // NSS looks once in a second

@@ -109,6 +109,27 @@ TEST(HostileBodies, Declarations) {
   expectDocumentsBounded(hostileDeclarations());
 }
 
+TEST(HostileBodies, ManyDocumentsThatGrow) {
+  const auto document = [](const std::string& declaration, const std::string& content) {
+    return "<!DOCTYPE Agreement [" + declaration + "]>" + agreement(content);
+  };
+  const std::string wide(1 << 16, 'a');
+  const std::pair<std::string, int> cases[] = {
+      {document("<!ENTITY a '" + wide + "'>", fill("&a;", 3 * 48)), 103},
+      {document("<!ATTLIST a b CDATA '" + wide + "'>", fill("<a/>", 4 * 200)), 100}};
+  for (const auto& [growing, code] : cases) {
+    Home home("main");
+    HostProcess host(home);
+    const std::string more = R"("verbose": "ON", )";
+    EXPECT_EQ(errorCode(host.ask(SignRequest{.documents = {{growing}}, .more = more}.json())), 0);
+    const auto many = SignRequest{.documents = std::vector<Document>(6, {growing}), .more = more};
+    EXPECT_EQ(errorCode(host.ask(many.json())), code);
+    EXPECT_LT(host.peakKiB(), 400 << 10);
+    EXPECT_LT(std::filesystem::file_size(home.logPath()), 50 << 20);
+    EXPECT_EQ(errorCode(host.ask(SignRequest{.documents = {{growing}}}.json())), 0) << "each request anew";
+  }
+}
+
 TEST(HostileBodies, Base64) {
   const auto request = [](const std::string& data) {
     return R"({"type": "sign", )" + SignRequest{}.userDetails() + R"(, "xml_data": [{"data": ")" + data +

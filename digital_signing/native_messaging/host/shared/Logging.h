@@ -19,7 +19,7 @@ void configure(const std::string& path);
 /**
  * Sets the level for the request at hand: DEBUG when `verbose` is "ON", or empty while VORN_VERBOSE_LOGGING
  * is "ON" in the environment; INFO otherwise. A file that has outgrown the level's limit, or that
- * somebody has deleted, is started again.
+ * somebody has deleted, is started again. What a request has logged in full is bounded, whatever it holds.
  */
 void setVerbose(const std::string& verbose);
 

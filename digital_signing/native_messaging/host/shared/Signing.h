@@ -20,8 +20,9 @@ void selectCertificate(const jsonxx::Object& userDetails, jsonxx::Object& respon
 
 /**
  * Signs each document of "xml_data" (validated) with the selected identity and appends "signed_data". All or
- * nothing: throws BaseException at the first document that cannot be signed, with nothing appended, and
- * RequesterGoneException when the browser goes meanwhile.
+ * nothing: throws BaseException at the first document that cannot be signed, or with which the answer would
+ * be longer than kLongestAnswer, with nothing appended, and RequesterGoneException when the browser goes
+ * meanwhile.
  */
 void signDocuments(const jsonxx::Array& xmlData, SignatureAlgorithm algorithm, jsonxx::Object& response);
 

@@ -79,9 +79,9 @@ std::string describe(const xercesc::DOMException& e) {
   return ". " + toUtf8(text);
 }
 
-ParsedDocument parse(std::string_view xml) {
+ParsedDocument parse(std::string_view xml, ExpansionBudget& expansions) {
   try {
-    return ParsedDocument(xml);
+    return ParsedDocument(xml, expansions);
   } catch (const XMLDataParsingException& e) {
     fail<XMLDataParsingException>(e.message());
   } catch (const InvalidXMLDataException& e) {
@@ -181,6 +181,7 @@ void XMLSigner::initialise(SignatureAlgorithm algorithm) {
   } catch (const BaseException& e) {
     throw BaseException(e.code(), e.message());
   }
+  expansions_ = {};
   switch (algorithm) {
 #define VORN_ROW(name, method, digest, hash, family, bits, evp) \
   case SignatureAlgorithm::name:                                \
@@ -204,11 +205,11 @@ std::string XMLSigner::sign(const std::string& base64Xml) {
 
 /** All that the document takes is given back at the end; the result is encoded after that. */
 std::string XMLSigner::signDocument(const std::string& base64Xml, bool& mustVerify) {
-  ParsedDocument parsed = [&base64Xml] {
+  ParsedDocument parsed = [this, &base64Xml] {
     const auto xml = fromBase64(base64Xml);
     if (!xml) fail<XMLDataParsingException>("Request XML data is not valid base64");
     LOG4CPLUS_DEBUG(logger, "XML data to be signed = " << xml->view());
-    return parse(xml->view());
+    return parse(xml->view(), expansions_);
   }();
   const std::vector<SignatureWarning> warnings = warningsOf(parsed, SigningStage::kBefore, algorithm_);
   generateSignature(parsed.document(), "CounterpartData");

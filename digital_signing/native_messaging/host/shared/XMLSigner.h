@@ -5,6 +5,7 @@
 #include <xercesc/util/XercesDefs.hpp>
 
 #include "shared/SignatureAlgorithm.h"
+#include "shared/xml/ParserLimits.h"
 
 XERCES_CPP_NAMESPACE_BEGIN
 class DOMDocument;
@@ -31,8 +32,10 @@ class XMLSigner {
   XMLSigner& operator=(const XMLSigner&) = delete;
 
   /**
-   * Starts the XML libraries if they have not been, and selects the algorithm. A value that is none of
-   * them leaves the earlier choice. Throws a TechnicalException when the libraries do not start.
+   * To be called at the beginning of each request. Starts the XML libraries if they have not been, and
+   * selects the algorithm. A value that is none of them leaves the earlier choice. All documents until the
+   * next call share one budget of what their entities may expand to. Throws a TechnicalException when the
+   * libraries do not start.
    */
   void initialise(SignatureAlgorithm algorithm);
 
@@ -58,6 +61,7 @@ class XMLSigner {
 
   bool initialised_ = false;
   std::optional<SignatureAlgorithm> algorithm_;
+  ExpansionBudget expansions_;
   // The identifiers belong to the signature library.
   const XMLCh* signatureMethodURI_ = nullptr;
   const XMLCh* digestMethodURI_ = nullptr;

@@ -90,6 +90,7 @@ void configure(const std::string& path) {
 }
 
 void setVerbose(const std::string& verbose) {
+  HarmlessLayout::renewBudget();
   const bool on = isVerbose(verbose);
   const std::string path = logFilePath();
   struct stat status {};

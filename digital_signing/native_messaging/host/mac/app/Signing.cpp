@@ -7,6 +7,7 @@
 #include <xercesc/util/OutOfMemoryException.hpp>
 
 #include "mac/app/CertificateSelection.h"
+#include "shared/AnswerLimit.h"
 #include "shared/Exceptions.h"
 #include "shared/Requester.h"
 #include "shared/SignatureRecord.h"
@@ -46,6 +47,7 @@ void signDocuments(const jsonxx::Array& xmlData, SignatureAlgorithm algorithm, j
   XMLSigner& signer = XMLSigner::getInstance();
   signer.initialise(algorithm);
   jsonxx::Array signedData;
+  std::size_t length = 0;
   for (const auto& element : xmlData.elements()) {
     requester::requirePresent();
     const auto& document = element->get<jsonxx::Object>();
@@ -54,6 +56,8 @@ void signDocuments(const jsonxx::Array& xmlData, SignatureAlgorithm algorithm, j
     signature_record::setDocument(hasId ? document.get<jsonxx::String>("id") : "");
     if (hasId) item << "id" << document.get<jsonxx::String>("id");
     jsonxx::Value signedDocument(signDocument(signer, document.get<jsonxx::String>("data")));
+    length += signedDocument.get<jsonxx::String>().size();
+    if (length > kLongestAnswer) throw AnswerTooLongException();
     item << "data" << std::move(signedDocument);
     signedData << jsonxx::Value(std::move(item));
   }

@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <utility>
 
+#include "shared/AnswerLimit.h"
 #include "shared/Exceptions.h"
 #include "shared/IdleTimer.h"
 #include "shared/RequestHandler.h"
@@ -27,6 +28,17 @@ constexpr std::string_view kOutOfMemory =
 
 // Chromium and Firefox drop a longer one, and the connection with it.
 constexpr std::size_t kLargestBrowserMessage = 1048576;
+
+/** A frame that is not UTF-8 would make a browser drop the whole channel. */
+std::string rendered(const jsonxx::Object& response) {
+  return replaceInvalidUtf8(response.json());
+}
+
+std::string errorText(std::uint32_t code, const std::string& message) {
+  jsonxx::Object response;
+  appendError(response, code, message);
+  return rendered(response);
+}
 
 /** For records whose loss is better than a second answer, or none. */
 template <typename Log>
@@ -86,9 +98,14 @@ void MessageExchange::answerCompleteMessages() {
 
 std::string MessageExchange::answerTo(std::string message) {
   RequestHandler handler(std::move(message), &parts_);
-  std::string text = handler.handleRequest().json();
+  std::string text = rendered(handler.handleRequest());
+  if (text.size() > kLongestAnswer) {
+    const AnswerTooLongException tooLong;
+    LOG4CPLUS_ERROR(logger, tooLong.message());
+    text = errorText(tooLong.code(), tooLong.message());
+  }
   if (const std::optional<std::size_t> limit = handler.largestAnswer())
-    text = parts_.fit(replaceInvalidUtf8(std::move(text)), *limit);
+    text = parts_.fit(std::move(text), *limit);
   return text;
 }
 
@@ -96,9 +113,7 @@ int MessageExchange::fail(std::uint32_t code, const char* message) {
   quietly([&] { LOG4CPLUS_ERROR(logger, message); });
   int status = kFatalRequest;
   try {
-    jsonxx::Object response;
-    appendError(response, code, message);
-    sendMessage(response.json());
+    sendMessage(errorText(code, message));
   } catch (const OutputClosedException& closed) {
     quietly([&] { LOG4CPLUS_ERROR(logger, "The error could not be sent: " << closed.what()); });
     status = 0;
@@ -118,9 +133,7 @@ int MessageExchange::answerWithoutMemory() noexcept {
   }
 }
 
-void MessageExchange::sendMessage(std::string text) {
-  // A frame that is not UTF-8 makes a browser drop the whole channel.
-  text = replaceInvalidUtf8(std::move(text));
+void MessageExchange::sendMessage(const std::string& text) {
   LOG4CPLUS_INFO(logger, "Sending response message");
   LOG4CPLUS_INFO(logger, "Response message length = " << text.size());
   LOG4CPLUS_DEBUG(logger, "Response message = " << text);

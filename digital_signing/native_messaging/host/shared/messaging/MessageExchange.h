@@ -52,7 +52,7 @@ class MessageExchange {
   std::string answerTo(std::string message);
   int fail(std::uint32_t code, const char* message);
   int answerWithoutMemory() noexcept;
-  void sendMessage(std::string text);
+  void sendMessage(const std::string& text);
   void writeFrame(std::string_view text);
 
   static MessageExchange* working_;  // the one that is delivered to

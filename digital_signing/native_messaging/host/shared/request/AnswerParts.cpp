@@ -3,9 +3,9 @@
 #include <cstdint>
 #include <utility>
 
+#include "shared/AnswerLimit.h"
 #include "shared/Exceptions.h"
 #include "shared/json/JsonWriter.h"
-#include "shared/request/ErrorResponse.h"
 
 namespace vorn {
 namespace {
@@ -25,7 +25,7 @@ std::string succeeded(jsonxx::Object response) {
 /** Bytes of a part's whole frame around its piece, the numbers taken at their longest. */
 std::size_t bytesAroundPiece() {
   jsonxx::Object response;
-  appendMembers(response, AnswerParts::kMostKept, AnswerParts::kMostKept, "");
+  appendMembers(response, kLongestAnswer, kLongestAnswer, "");
   return sizeof(std::uint32_t) + succeeded(std::move(response)).size();
 }
 
@@ -38,12 +38,6 @@ bool beginsCharacter(char byte) {
 std::string AnswerParts::fit(std::string text, std::size_t limit) {
   if (text.size() <= limit) return text;
   if (!ends_.empty()) throw InvalidArgumentException("Part is longer than max_answer");
-  if (text.size() > kMostKept) {
-    const TechnicalException tooLong("Response message is too long");
-    jsonxx::Object response;
-    appendError(response, tooLong.code(), tooLong.message());
-    return response.json();
-  }
   text_ = std::move(text);
   cut(limit - bytesAroundPiece());
   jsonxx::Object response;

@@ -14,15 +14,14 @@ namespace vorn {
  */
 class AnswerParts {
  public:
-  /** In bytes: the least that a caller may take, and the most that is kept. */
+  /** In bytes: the least that a caller may take. */
   static constexpr std::size_t kLeastLimit = 4096;
-  static constexpr std::size_t kMostKept = 67108864;
 
   /**
-   * What to send in place of the answer `text`, which is valid UTF-8, to a caller that takes `limit` bytes,
-   * not less than kLeastLimit: the text itself where it is no longer; otherwise the text is kept and the
-   * first part comes back, or an error answer where there is too much to keep. Throws
-   * InvalidArgumentException when `text` is itself a part, which is not cut again.
+   * What to send in place of the answer `text`, which is valid UTF-8 and not longer than kLongestAnswer, to a
+   * caller that takes `limit` bytes, not less than kLeastLimit: the text itself where it is no longer;
+   * otherwise the text is kept and the first part comes back. Throws InvalidArgumentException when `text` is
+   * itself a part, which is not cut again.
    */
   std::string fit(std::string text, std::size_t limit);
 

@@ -34,7 +34,8 @@ bool isOfSignature(std::u16string_view name) {
 
 }  // namespace
 
-DocumentParser::DocumentParser(ParserMemory& memory) : TreeParser(memory), subset_(fInternalSubset) {
+DocumentParser::DocumentParser(ParserMemory& memory, const ExpansionBudget& budget)
+    : TreeParser(memory, budget), subset_(fInternalSubset) {
   fScanner->setErrorReporter(this);
   fScanner->setEntityHandler(this);
   setLoadExternalDTD(false);

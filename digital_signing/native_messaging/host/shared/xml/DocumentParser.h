@@ -18,7 +18,7 @@ namespace vorn {
  */
 class DocumentParser : public TreeParser {
  public:
-  explicit DocumentParser(ParserMemory& memory);
+  DocumentParser(ParserMemory& memory, const ExpansionBudget& budget);
 
   void error(unsigned int code, const XMLCh* domain, xercesc::XMLErrorReporter::ErrTypes type,
              const XMLCh* text, const XMLCh* systemId, const XMLCh* publicId, XMLFileLoc line,

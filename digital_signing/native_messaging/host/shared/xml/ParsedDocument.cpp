@@ -54,7 +54,8 @@ void requireDeclared(const xercesc::DOMDocument& document, const std::string& en
 
 }  // namespace
 
-ParsedDocument::ParsedDocument(std::string_view bytes) : memory_(ParserLimits::memoryFor(bytes.size())) {
+ParsedDocument::ParsedDocument(std::string_view bytes, ExpansionBudget& budget)
+    : memory_(ParserLimits::memoryFor(bytes.size())), parser_(memory_, budget) {
   const DocumentEncoding encoding(bytes);
   requireNoZeroCharacter(encoding);
   const std::string_view text = encoding.text();
@@ -65,8 +66,9 @@ ParsedDocument::ParsedDocument(std::string_view bytes) : memory_(ParserLimits::m
   parser_.parse(source);
   encoding.requireCharacters();
   requireDeclared(document(), encoding.declared());
-  traits_ = {parser_.deepestElement(), parser_.declaresNamespacesBelowRoot(),
+  traits_ = {parser_.used().deepestElement(), parser_.declaresNamespacesBelowRoot(),
              mayHoldCarriageReturns(encoding)};
+  budget.charge(parser_.used().expandedCharacters());
 }
 
 }  // namespace vorn

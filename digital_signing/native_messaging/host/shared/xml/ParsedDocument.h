@@ -18,7 +18,9 @@ class ParsedDocument {
    * The bytes are needed no longer than the call. Throws XMLDataParsingException and InvalidXMLDataException
    * for what is found here, and passes on what the parser throws: see describeParserException.
    */
-  explicit ParsedDocument(std::string_view bytes);
+  explicit ParsedDocument(std::string_view bytes, ExpansionBudget&& own = {}) : ParsedDocument(bytes, own) {}
+  /** The same for one of several documents that share a budget, which is charged once this one is read. */
+  ParsedDocument(std::string_view bytes, ExpansionBudget& budget);
 
   xercesc::DOMDocument& document() { return *parser_.getDocument(); }
   const ElementIndex& names() const { return parser_.index(); }
@@ -27,7 +29,7 @@ class ParsedDocument {
  private:
   // The parser and its document lie in this memory, so it has to go last.
   ParserMemory memory_;
-  DocumentParser parser_{memory_};
+  DocumentParser parser_;
   DocumentTraits traits_;
 };
 

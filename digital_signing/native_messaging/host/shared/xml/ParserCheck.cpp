@@ -12,7 +12,7 @@ namespace vorn {
 void requireCountedExpansions(ParserMemory& memory) {
   constexpr std::string_view kDocument = "<!DOCTYPE a [<!ENTITY % e ''>%e;%e;%e;]><a/>";
   constexpr std::size_t kExpansions = 3;
-  DocumentParser parser(memory);
+  DocumentParser parser(memory, ExpansionBudget());
   parser.parse(xercesc::MemBufInputSource(reinterpret_cast<const XMLByte*>(kDocument.data()),
                                           kDocument.size(), "check", false));
   if (memory.expansions() != kExpansions) {

@@ -11,8 +11,7 @@
 namespace vorn {
 namespace {
 
-// Characters that the entities of one document may expand to, and how often and how deeply they may do so.
-constexpr XMLSize_t kExpansionBudget = XMLSize_t{16} << 20;
+// How often and how deeply entities may be expanded.
 constexpr XMLSize_t kMaximumExpansions = 50000;
 // Every level costs the library one more walk through all that stands below.
 constexpr unsigned kMaximumEntityDepth = 20;
@@ -24,12 +23,10 @@ constexpr XMLSize_t kMaximumAttributes = 10000;
 // Each attribute-list declaration copies all attributes that its element has so far.
 constexpr unsigned kMaximumAttributeDefinitions = 500;
 
-constexpr char kTooMuchExpansion[] = "The document expands too many or too large entities";
-
 }  // namespace
 
-ParserLimits::ParserLimits(ParserMemory& memory, xercesc::XMLScanner& scanner)
-    : memory_(memory), scanner_(scanner) {
+ParserLimits::ParserLimits(ParserMemory& memory, xercesc::XMLScanner& scanner, const ExpansionBudget& budget)
+    : memory_(memory), scanner_(scanner), expandable_(budget.left()) {
   memory_.onExcess([this](const std::string& reason) { refuse(reason); });
   expansions_.setEntityExpansionLimit(kMaximumExpansions);
   scanner_.setSecurityManager(&expansions_);
@@ -48,15 +45,21 @@ void ParserLimits::enterElement(XMLSize_t attributeCount) {
 
 void ParserLimits::enterEntity(XMLSize_t length) {
   if (++entityDepth_ > kMaximumEntityDepth) refuse("Entities are nested too deeply");
-  expandedText_ += length;
-  if (expandedText_ > kExpansionBudget) refuse(kTooMuchExpansion);
+  expandedContent_ += length;
+  ++expansionsInContent_;
+}
+
+std::size_t ParserLimits::expandedCharacters() const {
+  // Nothing is said of those in attributes and declarations but that they took place.
+  const std::size_t all = memory_.expansions();
+  const std::size_t elsewhere = all > expansionsInContent_ ? all - expansionsInContent_ : 0;
+  return expandedContent_ + elsewhere * longestEntity_;
 }
 
 /** The library limits the number of expansions; this makes it a limit of expanded text as well. */
 void ParserLimits::declareEntity(XMLSize_t length) {
   longestEntity_ = std::max(longestEntity_, length);
-  const XMLSize_t limit =
-      std::min(kMaximumExpansions, kExpansionBudget / std::max<XMLSize_t>(longestEntity_, 1));
+  const XMLSize_t limit = std::min(kMaximumExpansions, expandable_ / std::max<XMLSize_t>(longestEntity_, 1));
   memory_.limitExpansions(limit);
   expansions_.setEntityExpansionLimit(limit);
   scanner_.setSecurityManager(&expansions_);

@@ -13,6 +13,16 @@ namespace vorn {
 
 class ParserMemory;
 
+/** How many characters the entities of one document, or of several together, may still expand to. */
+class ExpansionBudget {
+ public:
+  std::size_t left() const { return left_; }
+  void charge(std::size_t characters) { left_ -= characters < left_ ? characters : left_; }
+
+ private:
+  std::size_t left_ = std::size_t{16} << 20;
+};
+
 /**
  * How large, how deep and how wide a document may be: memory and time of a parse are bounded, and time grows
  * with the length alone. The parser reports what it meets; what passes a limit raises a SAXParseException
@@ -33,8 +43,8 @@ class ParserLimits {
     return documentBytes < (kMaximum - kBase) / kPerByte ? kBase + kPerByte * documentBytes : kMaximum;
   }
 
-  /** Both have to outlive this object. */
-  ParserLimits(ParserMemory& memory, xercesc::XMLScanner& scanner);
+  /** Memory and scanner have to outlive this object. */
+  ParserLimits(ParserMemory& memory, xercesc::XMLScanner& scanner, const ExpansionBudget& budget);
   ParserLimits(const ParserLimits&) = delete;
   ParserLimits& operator=(const ParserLimits&) = delete;
 
@@ -42,6 +52,8 @@ class ParserLimits {
   void leaveElement() { --elementDepth_; }
   /** Of all elements so far. */
   unsigned deepestElement() const { return deepestElement_; }
+  /** To how many characters entities were expanded: not less than it was. */
+  std::size_t expandedCharacters() const;
   void enterEntity(XMLSize_t length);
   void leaveEntity() { --entityDepth_; }
   void declareEntity(XMLSize_t length);
@@ -56,8 +68,10 @@ class ParserLimits {
   ParserMemory& memory_;
   xercesc::XMLScanner& scanner_;
   xercesc::SecurityManager expansions_;
+  const XMLSize_t expandable_;
   XMLSize_t longestEntity_ = 0;
-  XMLSize_t expandedText_ = 0;
+  XMLSize_t expandedContent_ = 0;
+  XMLSize_t expansionsInContent_ = 0;
   unsigned elementDepth_ = 0;
   unsigned deepestElement_ = 0;
   unsigned entityDepth_ = 0;

@@ -23,7 +23,7 @@ ParserMemory::~ParserMemory() {
 void* ParserMemory::allocate(XMLSize_t size) {
   if (size > maximumBytes_ || size + kOverhead > maximumBytes_ - liveBytes_)
     excess("The document needs too much memory");
-  if (size == readerBlockSize() && maximumExpansions_ != 0 && ++expansions_ > maximumExpansions_)
+  if (size == readerBlockSize() && maximumExpansions_ && ++expansions_ > *maximumExpansions_)
     excess("The document expands too many or too large entities");
   auto* block = static_cast<Block*>(std::malloc(kHeader + size));
   if (block == nullptr) throw xercesc::OutOfMemoryException();

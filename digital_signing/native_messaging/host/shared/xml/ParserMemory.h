@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <functional>
+#include <optional>
 #include <string>
 #include <xercesc/framework/MemoryManager.hpp>
 
@@ -50,7 +51,7 @@ class ParserMemory : public xercesc::MemoryManager {
 
   Block blocks_{&blocks_, &blocks_, 0};  // the ring of all that is alive
   std::size_t maximumBytes_;
-  std::size_t maximumExpansions_ = 0;
+  std::optional<std::size_t> maximumExpansions_;
   std::size_t liveBytes_ = 0;
   std::size_t expansions_ = 0;
   Refusal refuse_;

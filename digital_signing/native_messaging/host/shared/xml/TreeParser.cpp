@@ -32,8 +32,8 @@ bool declaresNamespace(const xercesc::RefVectorOf<xercesc::XMLAttr>& attributes,
 
 }  // namespace
 
-TreeParser::TreeParser(ParserMemory& memory)
-    : xercesc::XercesDOMParser(nullptr, &memory, nullptr), limits_(memory, *fScanner) {}
+TreeParser::TreeParser(ParserMemory& memory, const ExpansionBudget& budget)
+    : xercesc::XercesDOMParser(nullptr, &memory, nullptr), limits_(memory, *fScanner, budget) {}
 
 void TreeParser::startDocument() {
   XercesDOMParser::startDocument();

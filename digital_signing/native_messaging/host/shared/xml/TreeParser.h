@@ -23,7 +23,7 @@ class ParserMemory;
 class TreeParser : public xercesc::XercesDOMParser {
  public:
   /** The memory has to outlive the parser. */
-  explicit TreeParser(ParserMemory& memory);
+  TreeParser(ParserMemory& memory, const ExpansionBudget& budget);
 
   void startDocument() override;
   void startElement(const xercesc::XMLElementDecl& declaration, unsigned int uriId, const XMLCh* prefix,
@@ -40,7 +40,7 @@ class TreeParser : public xercesc::XercesDOMParser {
 
   /** The names of elements and attributes that the document has, and the elements of each. */
   const ElementIndex& index() const { return index_; }
-  unsigned deepestElement() const { return limits_.deepestElement(); }
+  const ParserLimits& used() const { return limits_; }
   /** Whether another element than the root declares a namespace. */
   bool declaresNamespacesBelowRoot() const { return declaresBelowRoot_; }
 

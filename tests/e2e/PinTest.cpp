@@ -1,0 +1,181 @@
+#include <csignal>
+#include <fstream>
+#include <regex>
+#include <thread>
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include "e2e/Messages.h"
+#include "e2e/Token.h"
+
+/** The question for a PIN, answered by scripted-pinentry. */
+namespace e2e {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+std::string promptsOf(const Home& home) {
+  return readFile(home.path() / "prompts");
+}
+
+std::size_t countOf(const std::string& line, const std::string& text) {
+  const auto all = lines(text);
+  return static_cast<std::size_t>(std::count(all.begin(), all.end(), line));
+}
+
+std::string signRequest(std::size_t documents, const Home& home, const std::string& more = "") {
+  const std::string authority = std::filesystem::exists(home.path() / "tokens") ? "main" : "locked";
+  return SignRequest{.aki = akiOf(authority),
+                     .documents = std::vector<Document>(documents, Document{agreement()}),
+                     .more = more}
+      .json();
+}
+
+/** How often the text lies in the memory of the process, which root alone may read. */
+std::size_t copiesInMemory(pid_t process, const std::string& text) {
+  const std::string folder = "/proc/" + std::to_string(process);
+  std::ifstream memory(folder + "/mem", std::ios::binary);
+  std::size_t copies = 0;
+  std::size_t read = 0;
+  for (const std::string& line : lines(readFile(folder + "/maps"))) {
+    std::size_t from = 0;
+    std::size_t to = 0;
+    if (std::sscanf(line.c_str(), "%zx-%zx r", &from, &to) != 2) continue;
+    if (to - from > 1U << 30) continue;  // what sanitizers reserve
+    std::string bytes(to - from, '\0');
+    memory.clear();
+    memory.seekg(static_cast<std::streamoff>(from));
+    memory.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    read += memory ? bytes.size() : 0;
+    for (std::size_t at = bytes.find(text); at != std::string::npos; at = bytes.find(text, at + 1)) ++copies;
+  }
+  EXPECT_GT(read, 1U << 20);
+  return copies;
+}
+
+TEST(Pin, OneConsentForEachRequestAndNothingLeft) {
+  const struct {
+    const char* options;  // of the token; null for a database with a password
+    const char* token;
+    std::string pin;
+  } rows[] = {
+      {"", "jane", kPin}, {"--always-auth", "jane", kPin}, {nullptr, "NSS Certificate DB", "open sesame"}};
+  for (const auto& row : rows) {
+    const Home home(row.options == nullptr ? "locked" : "");
+    HostProcess host(home, row.options == nullptr ? installPrompt(home, row.pin)
+                                                  : installToken(home, "00000000\n" + row.pin, row.options));
+    EXPECT_EQ(errorCode(host.ask(
+                  SignRequest{.aki = akiOf(row.options == nullptr ? "locked" : "main")}.versionJson())),
+              0);
+    EXPECT_EQ(promptsOf(home), "") << "a search asks nobody";
+    const std::size_t wrong = row.options == nullptr ? 0 : 1;
+    for (std::size_t request = 1; request <= 2; ++request) {
+      const std::string answer = host.ask(signRequest(10, home, R"("verbose": "ON", )"));
+      EXPECT_EQ(texts(answer, "data").size(), 10U) << answer;
+      EXPECT_EQ(countOf("GETPIN", promptsOf(home)), request + wrong);
+    }
+    EXPECT_EQ(countOf("SETDESC Sign 10 documents?%0AAsked for by: "
+                      "chrome-extension://mfhbkomhbodjalemnkcbfeabgimhoion/%0ACertificate: Jane "
+                      "Citizen%0AIssued by: Test Authority%0AValid until: " +
+                          std::string(row.options == nullptr ? "2049-12-31" : "2049-06-30") +
+                          "%0AToken: " + row.token,
+                      promptsOf(home)),
+              2 + wrong);
+    EXPECT_EQ(home.log().find(row.pin), std::string::npos);
+    EXPECT_TRUE(geteuid() != 0 || copiesInMemory(host.id(), row.pin) == 0) << row.pin;
+  }
+}
+
+TEST(Pin, WhatBecomesOfEachAnswer) {
+  const struct {
+    std::string answers;
+    int code;
+    std::size_t questions;
+    const char* text;                           // in the answer, or for a signature in the last warning
+    std::vector<std::string> environment = {};  // instead of the scripted prompt
+  } rows[] = {
+      {"00000000\n" + kPin, 0, 2, "SETERROR Wrong PIN, few tries left"},
+      {"1\n" + kPin, 0, 2, "SETERROR Too short: the PIN has 4 characters at least."},
+      {"\n" + kPin, 0, 2, "SETERROR Nothing was typed."},
+      {"cancel", 105, 1, "prompt for the token \\\"jane\\\" was cancelled by the user"},
+      {"crash", 105, 1, "ended without an answer"},
+      {"silence", 105, 1, "nobody has answered the prompt for 1 seconds"},
+      {"1", 105, 5, "No right PIN for the token"},
+      {"", 105, 0, "install pinentry-gnome3 or pinentry-qt", {"VORN_PINENTRY=", "DISPLAY=:0"}},
+      {"", 105, 0, "there is no display to ask on", {"VORN_PINENTRY="}},
+      {"", 105, 0, "VORN_PINENTRY names nothing, which is no program", {"VORN_PINENTRY=nothing"}},
+      {"", 105, 0, "ended without an answer", {"VORN_PINENTRY=/bin/true"}},
+  };
+  const Home home;
+  installToken(home, "");
+  for (const auto& row : rows) {
+    std::filesystem::remove(home.path() / "prompts");
+    writeFile(card(home), "3");
+    HostOptions options = installPrompt(home, row.answers);
+    options.environment.push_back("VORN_PROMPT_SECONDS=1");
+    options.environment.insert(options.environment.begin(), row.environment.begin(), row.environment.end());
+    if (!row.environment.empty()) options.searchPath = home.path();
+    HostProcess host(home, options);
+    const std::string answer = host.ask(signRequest(1, home));
+    EXPECT_EQ(errorCode(answer), row.code) << answer;
+    EXPECT_NE((row.code == 0 ? promptsOf(home) : answer).find(row.text), std::string::npos)
+        << answer << promptsOf(home);
+    EXPECT_EQ(countOf("GETPIN", promptsOf(home)), row.questions) << row.answers;
+  }
+}
+
+TEST(Pin, LastTryIsNeverUsedUpSilently) {
+  const Home home;
+  HostProcess host(home, installToken(home, "00000000\n00000000\ncancel\n11111111"));
+  const auto tries = [&home] { return readFile(card(home)); };
+  EXPECT_EQ(errorCode(host.ask(signRequest(1, home))), 105);
+  EXPECT_EQ(tries(), "1");
+  EXPECT_NE(promptsOf(home).find("SETERROR Wrong PIN, 1 try left: "), std::string::npos);
+  for (const std::size_t questions : {4U, 4U}) {
+    const std::string answer = host.ask(signRequest(1, home));
+    EXPECT_NE(answer.find("is locked after too many wrong ones"), std::string::npos) << answer;
+    EXPECT_EQ(countOf("GETPIN", promptsOf(home)), questions) << "a locked token is no question";
+  }
+  EXPECT_NE(promptsOf(home).find("SETERROR Only 1 try is left: "), std::string::npos);
+  EXPECT_EQ(tries(), "0");
+}
+
+TEST(Pin, ReaderWithKeysIsANoticeAndNoQuestion) {
+  const Home home;
+  HostOptions options = installToken(home, kPin, "--always-auth");
+  options.environment.push_back("CARD_KEYS=" + (home.path() / "answers").string());
+  HostProcess host(home, options);
+  const std::string answer = host.ask(signRequest(1, home));
+  ASSERT_EQ(errorCode(answer), 0) << answer;
+  EXPECT_TRUE(verifies(home, fromBase64(text(answer, "data")), "RenderedData"));
+  EXPECT_EQ(countOf("GETPIN", promptsOf(home)), 0U);
+  EXPECT_GE(countOf("MESSAGE", promptsOf(home)), 1U);
+  EXPECT_NE(promptsOf(home).find("Type the PIN on the keys of the card reader."), std::string::npos);
+}
+
+void waitUntil(const std::function<bool()>& holds) {
+  for (const auto deadline = Clock::now() + kPatience; !holds() && Clock::now() < deadline;)
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  EXPECT_TRUE(holds());
+}
+
+TEST(Pin, PromptOutlivesNeitherBrowserNorHost) {
+  for (const bool hostIsKilled : {false, true}) {
+    const Home home("locked");
+    HostProcess host(home, installPrompt(home, "silence"));
+    host.send(signRequest(1, home));
+    waitUntil([&home] { return countOf("GETPIN", promptsOf(home)) == 1; });
+    const auto prompt = static_cast<pid_t>(std::stol(readFile(home.path() / "prompt.pid")));
+    if (hostIsKilled)
+      kill(host.id(), SIGKILL);
+    else
+      host.closeInput();
+    EXPECT_EQ(host.waitForExit(), hostIsKilled ? 128 + SIGKILL : 0);
+    EXPECT_EQ(host.readToEnd(), "");
+    waitUntil([prompt] { return kill(prompt, 0) != 0 && errno == ESRCH; });
+  }
+}
+
+}  // namespace
+}  // namespace e2e
