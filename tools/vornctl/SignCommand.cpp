@@ -13,6 +13,7 @@
 #include "vornctl/Host.h"
 #include "vornctl/HostProcess.h"
 #include "vornctl/PromptTerminal.h"
+#include "vornctl/SignerChoice.h"
 #include "vornctl/Terminal.h"
 
 namespace vorn::vornctl {
@@ -198,8 +199,20 @@ int runSign(const SignOptions& options) {
               << " would both become " << printable(output.string()) << "; nothing was signed\n";
     return kExitUsage;
   }
+  SignOptions chosen = options;
+  try {
+    chosen.user = chooseSigner(options.user, options.serial);
+  } catch (const ChoiceError& e) {
+    std::cerr << "vornctl: ";
+    for (const char* line = e.what(); *line != '\0';) {
+      const std::string_view text = std::string_view(line).substr(0, std::string_view(line).find('\n'));
+      std::cerr << printable(text) << "\n";
+      line += text.size() + (line[text.size()] == '\n' ? 1 : 0);
+    }
+    return kExitProblems;
+  }
   const PromptTerminal terminal;
-  return Batch(options).run();
+  return Batch(chosen).run();
 }
 
 }  // namespace vorn::vornctl
