@@ -43,7 +43,7 @@ TEST(Identities, SayWhyEachWouldSignOrNot) {
       {user("Jane Citizen", "zoe"), "Jane Citizen", "",
        "its authority key identifier (AKI) is " + e2e::akiOf("main")},
       {user("Zoë Müller"), "Zoë Müller", "", "its authority key identifier (AKI) is " + e2e::akiOf("zoe")},
-      {user("Max Several"), "Max Several", "2", "another that matches is valid for longer"},
+      {user("Max Several"), "Max Several", "2", "the host takes another that matches"},
       {user("Max Several"), "Max Several", "3", ""},
       {user("Max Several"), "Max Several", "4", "key usage"},
       {user("No ABN"), "No ABN", "", "it has no ABN"},
@@ -74,8 +74,8 @@ TEST(Identities, ConcludeWithTheNearest) {
              "identifier");
   expectSays(run(home, "$vornctl identities " + user("Nobody")), 1, "None has the name \"Nobody\"");
   expectSays(run(home, "$vornctl identities " + user("Late Larry")), 1,
-             "the certificate has expired\n-> renew it");
-  expectSays(run(e2e::Home(), "$vornctl identities"), 1, "There is no key store");
+             "it has expired on 2011-02-03\n-> renew");
+  expectSays(run(e2e::Home(), "$vornctl identities"), 1, "No key store and no card holds");
   EXPECT_EQ(run(home, "$vornctl identities").output.find('\x1b'), std::string::npos)
       << "colours without a terminal";
 }
@@ -123,6 +123,29 @@ TEST(SignAndVerify, RoundTripForEveryAlgorithm) {
       EXPECT_NE(std::string(part["algorithm"]).find("rsa-" + algorithm), std::string::npos);
     }
   }
+}
+
+TEST(SignAndVerify, SignerIsTheOnlyOneThatFits) {
+  const e2e::Home home("main");
+  e2e::writeFile(home.path() / "a.xml", e2e::agreement());
+  std::string colons = e2e::akiOf("zoe");
+  for (std::size_t at = 2; at < colons.size(); at += 3) colons.insert(at, ":");
+  const struct {
+    std::string options;
+    int status;
+    std::string says;
+  } rows[] = {
+      {"--name \"Jane Citizen\"", 0, "Signing as Jane Citizen"},
+      {"--aki " + colons, 0, "Signing as Zoë Müller"},
+      {"--serial 1AA677FE:20b7682e", 0, "Signing as Jane Citizen"},
+      {"--serial 1920354224474384430 --abn 12345678901", 0, "Signing as Jane Citizen"},
+      {"--serial 3", 0, "Signing as Max Several"},
+      {"--serial 2", 1, "another identity of the same user goes before serial 2"},
+      {"--serial 4", 1, "serial 4: its key usage does not include"},
+      {"", 1, "several identities fit; choose one with --serial"},
+      {"--name \"No ABN\"", 1, "it has no ABN"},
+  };
+  for (const auto& row : rows) expectSays(run(home, "$vornctl sign -f a.xml " + row.options), row.status, row.says);
 }
 
 TEST(SignAndVerify, SignRefusesAndGoesOn) {

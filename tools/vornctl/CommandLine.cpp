@@ -8,6 +8,7 @@
 #include "shared/Version.h"
 #include "vornctl/CertificateDescription.h"
 #include "vornctl/Commands.h"
+#include "vornctl/SignerChoice.h"
 #include "vornctl/Terminal.h"
 
 namespace vorn::vornctl {
@@ -68,22 +69,16 @@ void addRegistration(CLI::App& app, int& status) {
   command->add_option("--host", options->host, "Only manifests of this program file")->type_name("FILE");
 }
 
-void addUser(CLI::App& command, User& user, bool required) {
-  command.add_option("--name", user.name, "Common name of the certificate's subject")
-      ->type_name("TEXT")
-      ->required(required);
-  command.add_option("--email", user.email, "E-mail address in the certificate")
-      ->type_name("ADDRESS")
-      ->required(required);
-  command.add_option("--abn", user.abn, "Australian Business Number in the certificate")
-      ->type_name("NUMBER")
-      ->required(required);
+void addUser(CLI::App& command, User& user) {
+  command.add_option("--name", user.name, "Common name of the certificate's subject")->type_name("TEXT");
+  command.add_option("--email", user.email, "E-mail address in the certificate")->type_name("ADDRESS");
+  command.add_option("--abn", user.abn, "Australian Business Number in the certificate")->type_name("NUMBER");
   command
       .add_option("--aki", user.akis,
-                  "Key identifier of the authority, in hexadecimal without separators (repeatable)")
+                  "Key identifier of the authority, in hexadecimal, colons or not (repeatable)")
+      ->transform(&plainKeyIdentifier, "")
       ->type_name("HEX")
-      ->allow_extra_args(false)
-      ->required(required);
+      ->allow_extra_args(false);
 }
 
 void addDiagnosis(CLI::App& app, int& status) {
@@ -105,7 +100,7 @@ void addDiagnosis(CLI::App& app, int& status) {
   const auto identities = addCommand(app, command, "identities",
                                      "List the identities of the key store, and why each would sign or not",
                                      runIdentities, status);
-  addUser(*command, identities->user, false);
+  addUser(*command, identities->user);
   command->add_flag("--json", identities->json, "Answer in JSON");
 }
 
@@ -134,7 +129,9 @@ void addDocuments(CLI::App& app, int& status) {
   CLI::App* command = nullptr;
   const auto sign = addCommand(app, command, "sign", "Sign documents through the host", runSign, status);
   command->add_option("FILE", sign->files, "The documents")->required();
-  addUser(*command, sign->user, true);
+  addUser(*command, sign->user);
+  command->add_option("--serial", sign->serial, "Serial number of the certificate to sign with")
+      ->type_name("NUMBER");
   command
       ->add_option("--algorithm", sign->algorithm,
                    listed(algorithmNames()) + "; " + sign->algorithm + " unless told otherwise")

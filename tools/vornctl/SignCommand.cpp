@@ -9,6 +9,7 @@
 #include "vornctl/Host.h"
 #include "vornctl/HostProcess.h"
 #include "vornctl/PromptTerminal.h"
+#include "vornctl/SignerChoice.h"
 #include "vornctl/Terminal.h"
 
 namespace vorn::vornctl {
@@ -158,8 +159,20 @@ int runSign(const SignOptions& options) {
     std::cerr << "vornctl: --output has to name a folder when there are several files\n";
     return kExitUsage;
   }
+  SignOptions chosen = options;
+  try {
+    chosen.user = chooseSigner(options.user, options.serial);
+  } catch (const ChoiceError& e) {
+    std::cerr << "vornctl: ";
+    for (const char* line = e.what(); *line != '\0';) {
+      const std::string_view text = std::string_view(line).substr(0, std::string_view(line).find('\n'));
+      std::cerr << printable(text) << "\n";
+      line += text.size() + (line[text.size()] == '\n' ? 1 : 0);
+    }
+    return kExitProblems;
+  }
   const PromptTerminal terminal;
-  return Batch(options).run();
+  return Batch(chosen).run();
 }
 
 }  // namespace vorn::vornctl
