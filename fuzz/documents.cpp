@@ -83,11 +83,11 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
   std::filesystem::create_directory(folder);
   makeIdentity(folder, "-newkey rsa:1024");
   std::filesystem::remove_all(folder);
-  XMLSigner::getInstance().initialise(XMLSigner::RSA_SHA256);
   return 0;
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  XMLSigner::getInstance().initialise(XMLSigner::RSA_SHA256);  // each input is a request of its own
   std::string why;
   const std::optional<std::string> once = sign(toBase64(view(data, size)), why);
   if (once) {

@@ -4,6 +4,7 @@
 export const HOST_NAME = "vorn.signing";
 
 const LARGEST_REQUEST = 10485760;  // bytes of JSON text that the host takes
+const LARGEST_HOST_ANSWER = 67108864;  // bytes of JSON text that the host answers with, in all parts
 const LARGEST_BROWSER_ANSWER = 1048576;  // bytes of JSON text that browsers hand on
 const LARGEST_ANSWER = 1000000;  // what we ask for: longer answers come in parts
 // Small documents share a request up to this size. More would save little time, and cost more when one of them fails.
@@ -247,15 +248,18 @@ export class SigningHost {
     const around = new TextEncoder().encode(JSON.stringify({ ...request, max_answer: LARGEST_ANSWER })).length;
     const packed = [];
     let size = Infinity;
+    let answer = 0;
     for (const item of items) {
       const own = base64Size(item.size) + ROOM_FOR_DOCUMENT;
       item.fits = around + own <= LARGEST_REQUEST;
-      if (size + own > SHARED_REQUEST) {
+      if (size + own > SHARED_REQUEST || answer + answerSize(item.size) > LARGEST_HOST_ANSWER) {
         packed.push([]);
         size = around;
+        answer = 0;
       }
       packed.at(-1).push(item);
       size += own;
+      answer += answerSize(item.size);
     }
     return packed;
   }

@@ -25,6 +25,7 @@ class Browser:
             profile.mkdir()
         preferences = {
             "marionette.port": 0,  # any free one
+            "xpinstall.signatures.required": False,
             "extensions.webextensions.uuids": json.dumps({extension["gecko_id"]: PAGE_HOST} if extension else {}),
             "browser.download.folderList": 2,
             "browser.download.dir": str(home / "Downloads"),
@@ -48,8 +49,18 @@ class Browser:
         self.count = 0
         self._receive()  # a greeting
         self.send("WebDriver:NewSession", capabilities={"alwaysMatch": {}})
-        if extension:
+        if extension and extension["folder"]:
             self.send("Addon:Install", path=str(extension["folder"]), temporary=True)
+        elif extension:
+            self._wait_for_addon(extension["gecko_id"])
+
+    def _wait_for_addon(self, addon):
+        """A policy has the browser install it."""
+        self.send("Marionette:SetContext", value="chrome")
+        process.until(lambda: self.run(f"""
+            const {{ AddonManager }} = ChromeUtils.importESModule('resource://gre/modules/AddonManager.sys.mjs');
+            return (await AddonManager.getAddonByID({json.dumps(addon)}))?.isActive;"""), "the add-on")
+        self.send("Marionette:SetContext", value="content")
 
     def _port(self, file):
         if self.process.poll() is not None:

@@ -80,6 +80,8 @@ TEST(DocumentSerialiser, KnownTexts) {
                      "<!ATTLIST a b NOTATION (n) #IMPLIED c (d|f) \"d\">]><a b=\"n\" c=\"d\">v</a>"},
       {"<!DOCTYPE a [<!ENTITY e '<![CDATA[x&#13;<]]>'>]><a>&e;<![CDATA[<]]></a>",
        declaration + "<!DOCTYPE a [<!ENTITY e \"<![CDATA[x&#13;<]]>\">]><a>x&#xD;&lt;<![CDATA[<]]></a>"},
+      {"<a b='\xC2\x85'>\xE2\x80\xA8<![CDATA[\xC2\x85<]]><![CDATA[<]]><!--\xC2\x85--></a>",
+       declaration + "<a b=\"&#x85;\">&#x2028;&#x85;&lt;<![CDATA[<]]><!--\xC2\x85--></a>"},
       {"<!DOCTYPE a [<!ENTITY e '<?p x&#13;y?>'>]><a>&e;</a>",
        declaration + "<!DOCTYPE a [<!ENTITY e \"<?p x&#13;y?>\">]><a><?p x\ny?></a>"},
       {"<?xml version='1.1'?><a>&#1;&#x85;\xF0\x9F\x98\x80&#x2028;</a>",

@@ -50,6 +50,9 @@ TEST_F(Verified, DocumentsThatLookStrange) {
       "<r><CounterpartData><ds:Signature "
       "xmlns:ds='http://www.w3.org/2000/09/xmldsig#'/></CounterpartData><RenderedData/></r>",
       "<?xml version='1.1'?><r>" + parts + "&#x85;</r>",
+      "<r><CounterpartData "
+      "a='\xC2\x85\xE2\x80\xA8'>\xC2\x85&#x2028;<![CDATA[\xE2\x80\xA8<]]></CounterpartData>"
+      "<RenderedData/></r>",
       "<r><CounterpartData>" + wide + "</CounterpartData><RenderedData/></r>"};
   for (const std::string& xml : cases) documents.push_back(signXml(xml));
   for (const auto algorithm : {XMLSigner::RSA_SHA1, XMLSigner::RSA_SHA512}) {

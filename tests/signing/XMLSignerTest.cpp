@@ -263,6 +263,8 @@ TEST_F(XMLSignerTest, HostileMalformedAndInvalidDocuments) {
       {"\xEF\xBB\xBF" + withParts(), "signed"},
       {"junk", "103 invalid document structure (line 1, column 1)"},
       {withParts("", "<a>\n</b>"), "103 expected end of tag 'a' (line 2, column 3)"},
+      {withParts("", "<?\xF0\x90\x80\x80?>"),
+       "103 Caught DOMException parsing request XML data. invalid or illegal XML character"},
       // What stands outside of the document.
       {withParts("<!DOCTYPE r SYSTEM 'file:///etc/hostname'>"), outside},
       {withParts("<!DOCTYPE r PUBLIC '-//x' 'file:///etc/hostname' [<!ENTITY x ''>]>"), outside},

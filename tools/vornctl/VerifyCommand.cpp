@@ -15,8 +15,8 @@
 namespace vorn::vornctl {
 namespace {
 
-// More than the host's largest request and the text that its entities may expand to.
-constexpr std::size_t kLargestDocument = std::size_t{32} << 20;
+// What the host's largest answer holds.
+constexpr std::size_t kLargestDocument = std::size_t{48} << 20;
 
 CertificateDescription describeDer(const std::string& der) {
   const auto data = CFRef<CFDataRef>::adopt(CFDataCreate(

@@ -111,24 +111,18 @@ void PromptProcess::allow(std::chrono::seconds time) {
   deadline_ = Clock::now() + time;
 }
 
-void PromptProcess::whenAbandoned(std::function<void()> call) {
-  const std::lock_guard lock(mutex_);
-  whenAbandoned_ = std::move(call);
-}
-
 void PromptProcess::watch() {
   std::unique_lock lock(mutex_);
   while (!isDone_) {
     wake_.wait_for(lock, kSlice);
     if (isDone_) return;
-    if (isAbandoned_())
+    if (isAbandoned_ && isAbandoned_())
       end_ = End::kAbandoned;
     else if (Clock::now() > deadline_)
       end_ = End::kLate;
     if (end_ == End::kNone) continue;
     dismiss();
     shutdown(watchedSocket_, SHUT_RDWR);
-    if (end_ == End::kAbandoned && whenAbandoned_) whenAbandoned_();
     return;
   }
 }

@@ -5,7 +5,6 @@
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
-#include <functional>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -37,8 +36,6 @@ class PromptProcess {
   void dismiss() const;
   /** Why it had to go, if it had. */
   End end() const { return end_; }
-  /** Called, from another thread, behind the end of a prompt that was abandoned. */
-  void whenAbandoned(std::function<void()> call);
 
  private:
   void watch();
@@ -54,7 +51,6 @@ class PromptProcess {
   std::condition_variable wake_;
   bool isDone_ = false;
   std::chrono::steady_clock::time_point deadline_;
-  std::function<void()> whenAbandoned_;
   std::thread watcher_;
 };
 

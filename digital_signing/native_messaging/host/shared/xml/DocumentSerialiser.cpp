@@ -23,6 +23,18 @@ namespace {
 // In bytes; a run ends with the node that fills it.
 constexpr std::size_t kRun = std::size_t{64} << 10;
 
+/** Whether the text holds a line end other than the line feed. In blocks, which compilers take many at a
+ * time. */
+bool holdsLineEnd(std::u16string_view text) {
+  constexpr std::size_t kBlock = 4096;
+  for (; !text.empty(); text.remove_prefix(std::min(kBlock, text.size()))) {
+    bool found = false;
+    for (const char16_t c : text.substr(0, kBlock)) found |= (c == u'\r') | (c == 0x85) | (c == 0x2028);
+    if (found) return true;
+  }
+  return false;
+}
+
 class Writer {
  public:
   Writer(const xercesc::DOMDocument& document, xercesc::XMLFormatTarget& target)
@@ -51,7 +63,7 @@ class Writer {
       case DOMNode::ELEMENT_NODE:
         return startElement(node);
       case DOMNode::TEXT_NODE:
-        return writeEscaped(textOf(node), Escapes::kText);
+        return writeEscaped(textOf(node), Escapes::kDocumentText);
       case DOMNode::CDATA_SECTION_NODE:
         return writeCdata(textOf(node));
       case DOMNode::COMMENT_NODE:
@@ -95,7 +107,7 @@ class Writer {
     for (XMLSize_t i = 0, count = attributes->getLength(); i < count; ++i) {
       const DOMNode* attribute = attributes->item(i);
       write(" ", attribute->getNodeName(), "=\"");
-      writeEscaped(valueOf(*attribute), Escapes::kAttribute);
+      writeEscaped(valueOf(*attribute), Escapes::kDocumentAttribute);
       out_ += '"';
     }
     out_ += element.getFirstChild() != nullptr ? ">" : "/>";
@@ -103,8 +115,8 @@ class Writer {
 
   void writeCdata(std::u16string_view text) {
     // No reference can stand in a CDATA section, so what needs one is written as text.
-    if (text.find(u'\r') != std::u16string_view::npos || isXml11_)
-      writeEscaped(text, Escapes::kText);
+    if (holdsLineEnd(text) || isXml11_)
+      writeEscaped(text, Escapes::kDocumentText);
     else
       write("<![CDATA[", text, "]]>");
   }

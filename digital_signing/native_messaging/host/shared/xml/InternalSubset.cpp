@@ -53,7 +53,7 @@ std::u16string entityDeclarationText(const xercesc::DTDEntityDecl& declaration) 
   }
   if (!declaration.isExternal()) {
     // The value that is kept is the replacement text: one more reading of it must not expand anything in it.
-    text.append(u" ").append(quoted(viewOf(declaration.getValue()), u"&%\"\r"));
+    text.append(u" ").append(quoted(viewOf(declaration.getValue()), u"&%\"\r\u0085\u2028"));
   }
   return text + u">";
 }
@@ -81,7 +81,8 @@ std::u16string attributeDefinitionText(const xercesc::DTDAttDef& attribute) {
   if (kind == XMLAttDef::Required) text += u" #REQUIRED";
   if (kind == XMLAttDef::Implied) text += u" #IMPLIED";
   if (kind == XMLAttDef::Fixed) text += u" #FIXED";
-  if (attribute.getValue() != nullptr) text.append(u" ").append(quoted(attribute.getValue(), u"&<\"\t\n\r"));
+  if (attribute.getValue() != nullptr)
+    text.append(u" ").append(quoted(attribute.getValue(), u"&<\"\t\n\r\u0085\u2028"));
   return text;
 }
 

@@ -16,10 +16,24 @@ constexpr std::uint8_t bit(Escapes escapes) {
   return static_cast<std::uint8_t>(1U << static_cast<unsigned>(escapes));
 }
 
+constexpr bool isOfText(Escapes escapes) {
+  return escapes == Escapes::kText || escapes == Escapes::kDocumentText;
+}
+constexpr bool isOfAttribute(Escapes escapes) {
+  return escapes == Escapes::kAttribute || escapes == Escapes::kDocumentAttribute;
+}
+constexpr bool isOfDocument(Escapes escapes) {
+  return escapes == Escapes::kDocumentText || escapes == Escapes::kDocumentAttribute;
+}
+
 constexpr std::array<std::uint8_t, 128> makeSpecial() {
   std::array<std::uint8_t, 128> special{};
-  for (const char16_t c : {u'&', u'<', u'>', u'\r'}) special[c] |= bit(Escapes::kText);
-  for (const char16_t c : {u'&', u'<', u'"', u'\t', u'\n', u'\r'}) special[c] |= bit(Escapes::kAttribute);
+  const auto note = [&special](Escapes escapes, std::u16string_view characters) {
+    for (const char16_t c : characters) special[c] = static_cast<std::uint8_t>(special[c] | bit(escapes));
+  };
+  for (const Escapes text : {Escapes::kText, Escapes::kDocumentText}) note(text, u"&<>\r");
+  for (const Escapes attribute : {Escapes::kAttribute, Escapes::kDocumentAttribute})
+    note(attribute, u"&<\"\t\n\r");
   return special;
 }
 constexpr std::array<std::uint8_t, 128> kSpecial = makeSpecial();
@@ -61,8 +75,8 @@ Units needMore(const Units& units) {
   };
   if (escapes != Escapes::kNone)
     for (const char16_t c : {u'&', u'<', u'\r'}) note(c);
-  if (escapes == Escapes::kText) note(u'>');
-  if (escapes == Escapes::kAttribute)
+  if (isOfText(escapes)) note(u'>');
+  if (isOfAttribute(escapes))
     for (const char16_t c : {u'"', u'\t', u'\n'}) note(c);
   return special;
 }
@@ -89,9 +103,9 @@ bool putPlain(char* out, const char16_t* in) {
 
 template <Escapes escapes>
 void append(std::string& out, std::u16string_view text) {
-  // A block goes through a buffer of its own: no unit becomes more than six bytes ("&quot;").
+  // A block goes through a buffer of its own: no unit becomes more than eight bytes ("&#x2028;").
   constexpr std::size_t kBlock = 1024;
-  constexpr std::size_t kLongest = 6;
+  constexpr std::size_t kLongest = 8;
   const char16_t* in = text.data();
   const char16_t* const end = in + text.size();
   std::array<char, kBlock * kLongest> bytes;
@@ -111,6 +125,8 @@ void append(std::string& out, std::u16string_view text) {
             *to++ = static_cast<char>(c);
           else
             to = putEscaped(to, c);
+        else if (isOfDocument(escapes) && (c == 0x85 || c == 0x2028))
+          to = put(to, c == 0x85 ? "&#x85;" : "&#x2028;");
         else if (isHighSurrogate(c) && in < end && isLowSurrogate(*in))
           to = writeUtf8(to, characterOf(c, *in++));
         else
@@ -131,6 +147,10 @@ void appendUtf8(std::string& out, std::u16string_view text, Escapes escapes) {
       return append<Escapes::kText>(out, text);
     case Escapes::kAttribute:
       return append<Escapes::kAttribute>(out, text);
+    case Escapes::kDocumentText:
+      return append<Escapes::kDocumentText>(out, text);
+    case Escapes::kDocumentAttribute:
+      return append<Escapes::kDocumentAttribute>(out, text);
   }
 }
 

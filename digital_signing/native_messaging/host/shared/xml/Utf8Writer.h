@@ -5,14 +5,15 @@
 
 namespace vorn {
 
-/**
- * The characters that become references: the same in canonical XML and in a
- * document that reads back as it was.
- */
+/** The characters that become references. */
 enum class Escapes {
   kNone,
+  // In canonical XML.
   kText,       // & < > and the carriage return
   kAttribute,  // & < " and tab, line feed, carriage return
+  // In a document: also U+0085 and U+2028, which some parsers take for line ends.
+  kDocumentText,
+  kDocumentAttribute,
 };
 
 /** Appends UTF-16 text to `out` as UTF-8, with the characters that the place forbids escaped. */
