@@ -100,9 +100,11 @@ class Check {
         });
     if (hasLockedProfile)
       add(Severity::kNote, "firefox-password",
-          "Firefox protects a key with its primary password; new releases do so in a form that the system's NSS "
+          "Firefox protects a key with its primary password; new releases do so in a form that the system's "
+          "NSS "
           "cannot open, and takes the right password for a wrong one",
-          "should the right one be refused: take the primary password away in Firefox's settings, or save the "
+          "should the right one be refused: take the primary password away in Firefox's settings, or save "
+          "the "
           "certificate there as a .p12 file and bring it in with vornctl import");
     if (asking > 0) checkPrompt(static_cast<std::size_t>(asking) == usable_.size());
   }
