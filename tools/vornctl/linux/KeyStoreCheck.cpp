@@ -94,6 +94,18 @@ class Check {
               described(identity) + " has the ABN \"" + abn + "\", and pages ask for digits alone",
               "ask \"" + identity.certificate.issuer + "\" for a certificate with the ABN in digits");
     }
+    const bool hasLockedProfile =
+        std::any_of(usable_.begin(), usable_.end(), [](const IdentityReport& identity) {
+          return identity.locked && identity.token.starts_with("Firefox: ");
+        });
+    if (hasLockedProfile)
+      add(Severity::kNote, "firefox-password",
+          "Firefox protects a key with its primary password; new releases do so in a form that the system's "
+          "NSS "
+          "cannot open, and takes the right password for a wrong one",
+          "should the right one be refused: take the primary password away in Firefox's settings, or save "
+          "the "
+          "certificate there as a .p12 file and bring it in with vornctl import");
     if (asking > 0) checkPrompt(static_cast<std::size_t>(asking) == usable_.size());
   }
 
