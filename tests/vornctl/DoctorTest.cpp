@@ -1,8 +1,10 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <ostream>
 
+#include "e2e/Token.h"
 #include "vornctl/HostCheck.h"
 #include "vornctl/Program.h"
 
@@ -125,11 +127,14 @@ const PlantedFault kFaults[] = {
     {"NoDatabase", "rm -r .pki", "no-key-store key store", "there is no key store", "vornctl import"},
     {"EmptyDatabase", "rm -r .pki; mkdir -p .pki/nssdb; certutil -N -d sql:.pki/nssdb --empty-password",
      "no-identity key store", "no key store holds a certificate with its private key", "vornctl import"},
-    {"DamagedDatabase", "echo no >.pki/nssdb/cert9.db", "key-store-unreadable key store", "nssdb cannot be opened", "from a copy"},
-    {"Expired", kOnlyIdentity + "--to 20210101000000Z . >out", "expired key store", "it has expired on 2021-01-01",
-     "renew"},
-    {"NotYet", kOnlyIdentity + "--from 20400101000000Z . >out", "not-valid-yet key store", "is not valid before 2040", "wait"},
-    {"NoABN", kOnlyIdentity + "--abn none . >out", "no-abn key store", "can never sign: it has no ABN", "with the ABN"},
+    {"DamagedDatabase", "echo no >.pki/nssdb/cert9.db", "key-store-unreadable key store",
+     "nssdb cannot be opened", "from a copy"},
+    {"Expired", kOnlyIdentity + "--to 20210101000000Z . >out", "expired key store",
+     "it has expired on 2021-01-01", "renew"},
+    {"NotYet", kOnlyIdentity + "--from 20400101000000Z . >out", "not-valid-yet key store",
+     "is not valid before 2040", "wait"},
+    {"NoABN", kOnlyIdentity + "--abn none . >out", "no-abn key store", "can never sign: it has no ABN",
+     "with the ABN"},
     {"ModuleMissing",
      "rm -r .pki; mkdir -p .config/pkcs11/modules; echo module: /none.so >.config/pkcs11/modules/x.module",
      "module-missing key store", "/none.so, is not there", "x.module"},
@@ -193,6 +198,31 @@ TEST(DoctorHome, RemovedHostIsOneCauseForAllBrowsers) {
             std::string::npos)
       << result.output;
   EXPECT_NE(result.output.find("Problems: 1\n"), std::string::npos) << result.output;
+}
+
+TEST(DoctorHome, StateOfACardIsTold) {
+  const e2e::Home home;
+  std::string doctor;
+  for (const std::string& setting : e2e::installToken(home, "").environment) doctor += setting + " ";
+  doctor += "$vornctl doctor --root root --json";
+  const struct {
+    std::string deed;
+    std::string code;
+    std::string severity;
+  } rows[] = {
+      {"echo 3 >card", "identities", "ok"},
+      {"echo 1 >card", "pin-last-try", "note"},
+      {"echo 0 >card", "pin-blocked", "problem"},
+      {"rm card", "card-out", "problem"},
+  };
+  for (const auto& row : rows) {
+    const auto report = nlohmann::json::parse(run(home, row.deed + "; " + doctor).output);
+    const auto found = std::find_if(report["findings"].begin(), report["findings"].end(),
+                                    [&](const auto& finding) { return finding["code"] == row.code; });
+    ASSERT_NE(found, report["findings"].end()) << report;
+    EXPECT_EQ((*found)["severity"], row.severity);
+    EXPECT_EQ(found->contains("remedy"), row.severity != "ok");
+  }
 }
 
 TEST(DoctorHome, LockedStoreAndSandboxesAreTold) {

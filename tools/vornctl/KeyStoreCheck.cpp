@@ -38,8 +38,13 @@ class Check {
       // What could not be read is among the faults of the stores.
     }
     places_ = frameworks::tokenPlaces();
-    const auto isUsable = [](const IdentityReport& identity) { return identity.reasons.empty(); };
-    std::copy_if(identities.begin(), identities.end(), std::back_inserter(usable_), isUsable);
+    const auto isBlocked = [this](const IdentityReport& identity) {
+      return std::any_of(places_.begin(), places_.end(), [&](const TokenPlace& place) {
+        return place.isPinBlocked && place.store == identity.store && place.name == identity.token;
+      });
+    };
+    for (const IdentityReport& identity : identities)
+      if (identity.reasons.empty() && !isBlocked(identity)) usable_.push_back(identity);
     nameStores();
     if (!usable_.empty())
       praise(identities.size());
@@ -100,9 +105,11 @@ class Check {
         });
     if (hasLockedProfile)
       add(Severity::kNote, "firefox-password",
-          "Firefox protects a key with its primary password; new releases do so in a form that the system's NSS "
+          "Firefox protects a key with its primary password; new releases do so in a form that the system's "
+          "NSS "
           "cannot open, and takes the right password for a wrong one",
-          "should the right one be refused: take the primary password away in Firefox's settings, or save the "
+          "should the right one be refused: take the primary password away in Firefox's settings, or save "
+          "the "
           "certificate there as a .p12 file and bring it in with vornctl import");
     if (asking > 0) checkPrompt(static_cast<std::size_t>(asking) == usable_.size());
   }
@@ -121,6 +128,7 @@ class Check {
   void blame(const std::vector<IdentityReport>& identities) {
     std::set<std::string> known;
     for (const IdentityReport& identity : identities) {
+      if (identity.reasons.empty()) continue;
       const Fault& fault = identity.reasons.front();
       if (!known.insert(fault.code).second) continue;
       const auto others = std::count_if(
