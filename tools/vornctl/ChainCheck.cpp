@@ -49,7 +49,7 @@ Certificate readDer(const std::string& der) {
 std::string derOf(const X509* certificate) {
   unsigned char* bytes = nullptr;
   const int length = i2d_X509(certificate, &bytes);
-  const std::string der(reinterpret_cast<const char*>(bytes), static_cast<std::size_t>(std::max(length, 0)));
+  std::string der(reinterpret_cast<const char*>(bytes), static_cast<std::size_t>(std::max(length, 0)));
   OPENSSL_free(bytes);
   return der;
 }

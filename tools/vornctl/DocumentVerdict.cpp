@@ -15,7 +15,6 @@
 namespace vorn::vornctl {
 namespace {
 
-using verification::Fault;
 using verification::PartCheck;
 using verification::PartChecks;
 

@@ -16,7 +16,7 @@ namespace vorn::prompt {
 /**
  * The running program at the other end of a socket, in a session of its own. When nobody waits for the answer
  * any more, or its time is up, reading from the socket ends. With the object it is killed, and all that it
- * has started with it; the kernel kills it when this process dies.
+ * has started with it; so it is when this process dies.
  */
 class PromptProcess {
  public:

@@ -49,7 +49,7 @@ void signDocuments(const jsonxx::Array& xmlData, SignatureAlgorithm algorithm, j
   jsonxx::Array signedData;
   std::size_t length = 0;
   for (const auto& element : xmlData.elements()) {
-    requester::requirePresent();
+    if (!signedData.empty()) requester::requirePresent();
     const auto& document = element->get<jsonxx::Object>();
     jsonxx::Object item;
     const bool hasId = document.has<jsonxx::String>("id");
