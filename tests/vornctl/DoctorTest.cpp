@@ -1,8 +1,10 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <ostream>
 
+#include "e2e/Token.h"
 #include "vornctl/HostCheck.h"
 #include "vornctl/Program.h"
 
@@ -196,6 +198,31 @@ TEST(DoctorHome, RemovedHostIsOneCauseForAllBrowsers) {
             std::string::npos)
       << result.output;
   EXPECT_NE(result.output.find("Problems: 1\n"), std::string::npos) << result.output;
+}
+
+TEST(DoctorHome, StateOfACardIsTold) {
+  const e2e::Home home;
+  std::string doctor;
+  for (const std::string& setting : e2e::installToken(home, "").environment) doctor += setting + " ";
+  doctor += "$vornctl doctor --root root --json";
+  const struct {
+    std::string deed;
+    std::string code;
+    std::string severity;
+  } rows[] = {
+      {"echo 3 >card", "identities", "ok"},
+      {"echo 1 >card", "pin-last-try", "note"},
+      {"echo 0 >card", "pin-blocked", "problem"},
+      {"rm card", "card-out", "problem"},
+  };
+  for (const auto& row : rows) {
+    const auto report = nlohmann::json::parse(run(home, row.deed + "; " + doctor).output);
+    const auto found = std::find_if(report["findings"].begin(), report["findings"].end(),
+                                    [&](const auto& finding) { return finding["code"] == row.code; });
+    ASSERT_NE(found, report["findings"].end()) << report;
+    EXPECT_EQ((*found)["severity"], row.severity);
+    EXPECT_EQ(found->contains("remedy"), row.severity != "ok");
+  }
 }
 
 TEST(DoctorHome, LockedStoreAndSandboxesAreTold) {

@@ -38,8 +38,13 @@ class Check {
       // What could not be read is among the faults of the stores.
     }
     places_ = frameworks::tokenPlaces();
-    const auto isUsable = [](const IdentityReport& identity) { return identity.reasons.empty(); };
-    std::copy_if(identities.begin(), identities.end(), std::back_inserter(usable_), isUsable);
+    const auto isBlocked = [this](const IdentityReport& identity) {
+      return std::any_of(places_.begin(), places_.end(), [&](const TokenPlace& place) {
+        return place.isPinBlocked && place.store == identity.store && place.name == identity.token;
+      });
+    };
+    for (const IdentityReport& identity : identities)
+      if (identity.reasons.empty() && !isBlocked(identity)) usable_.push_back(identity);
     nameStores();
     if (!usable_.empty())
       praise(identities.size());
@@ -123,6 +128,7 @@ class Check {
   void blame(const std::vector<IdentityReport>& identities) {
     std::set<std::string> known;
     for (const IdentityReport& identity : identities) {
+      if (identity.reasons.empty()) continue;
       const Fault& fault = identity.reasons.front();
       if (!known.insert(fault.code).second) continue;
       const auto others = std::count_if(
