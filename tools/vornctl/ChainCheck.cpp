@@ -54,11 +54,16 @@ std::string derOf(const X509* certificate) {
   return der;
 }
 
+/** In place of OpenSSL's own, which asks at the terminal. */
+int noPassword(char* /*buffer*/, int /*size*/, int /*writing*/, void* /*context*/) {
+  return 0;
+}
+
 /** All certificates in PEM or, if there are none, the one in DER that the file is. */
 Certificates certificatesIn(const std::string& bytes) {
   Certificates found;
   const Bio source(BIO_new_mem_buf(bytes.data(), static_cast<int>(bytes.size())));
-  while (const Certificate certificate{PEM_read_bio_X509(source.get(), nullptr, nullptr, nullptr)})
+  while (const Certificate certificate{PEM_read_bio_X509(source.get(), nullptr, noPassword, nullptr)})
     found.push_back(derOf(certificate.get()));
   if (const Certificate certificate = found.empty() ? readDer(bytes) : nullptr)
     found.push_back(derOf(certificate.get()));
