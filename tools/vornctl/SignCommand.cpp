@@ -1,8 +1,11 @@
 #include <algorithm>
 #include <iostream>
 #include <map>
+#include <memory>
 #include <optional>
 #include <system_error>
+#include <utility>
+#include <vector>
 
 #include "shared/Base64.h"
 #include "shared/text/LetterCase.h"
@@ -30,22 +33,6 @@ std::string decoded(const std::string& text) {
   return std::string(bytes->view());
 }
 
-jsonxx::Object requestFor(const SignOptions& options, const std::string& document) {
-  jsonxx::Array akis;
-  for (const std::string& aki : options.user.akis) akis << jsonxx::Value(aki);
-  jsonxx::Object user;
-  user.import("name", options.user.name);
-  user.import("email", options.user.email);
-  user.import("abn", options.user.abn);
-  user.import("aki", std::move(akis));
-  jsonxx::Object request;
-  request.import("type", "sign");
-  request.import("signature_algorithm", options.algorithm);
-  request.import("user_details", std::move(user));
-  request.import("xml_data", jsonxx::Array(jsonxx::Object("data", vorn::toBase64(document))));
-  return request;
-}
-
 constexpr const char* kStandardOutput = "-";
 
 /** agreement.xml becomes agreement.signed.xml, as in the sample extension. */
@@ -63,121 +50,190 @@ fs::path outputFor(const SignOptions& options, const std::string& file) {
                                                       : fs::path(options.output);
 }
 
-/** The documents one after another through one host. */
+// So many bytes of documents, and so many documents, go into one request: with base64 and JSON it is far from
+// the host's limit of 10 MiB, and a person who has to type a PIN types it once for most lists of files.
+constexpr std::size_t kMostBytes = std::size_t{4} << 20;
+constexpr std::size_t kMostDocuments = 100;
+
+/** A file that is to be signed. */
+struct Job {
+  std::string file;
+  std::size_t position; /**< from 1, among all files */
+  fs::path output = {};
+  std::string document = {};
+  std::unique_ptr<PendingFile> pending = {}; /**< none for standard output */
+};
+
+/** The documents through one host, as many as a request holds at a time. */
 class Batch {
  public:
   explicit Batch(const SignOptions& options)
       : options_(options), host_(options.host.empty() ? installedHost() : fs::absolute(options.host)) {}
 
   int run() {
-    for (const std::string& file : options_.files) {
-      ++position_;
-      if (!sign(file)) ++failed_;
-      if (givenUp_) break;
+    std::vector<Job> jobs;
+    std::size_t bytes = 0;
+    for (std::size_t i = 0; i < options_.files.size() && !givenUp_; ++i) {
+      Job job{options_.files[i], i + 1};
+      if (!prepare(job)) continue;
+      if (bytes + job.document.size() > kMostBytes || jobs.size() == kMostDocuments) {
+        sign(std::exchange(jobs, {}));
+        bytes = 0;
+      }
+      bytes += job.document.size();
+      jobs.push_back(std::move(job));
     }
-    const std::size_t left = options_.files.size() - position_;
+    if (!givenUp_ && !jobs.empty()) sign(std::move(jobs));
+    const std::size_t left = options_.files.size() - told_;
     if (left > 0) std::cerr << "vornctl: given up, " << left << " more would fail alike\n";
-    return failed_ > 0 ? kExitProblems : kExitFine;
+    return hasFailed_ ? kExitProblems : kExitFine;
   }
 
  private:
-  bool sign(const std::string& file) {
-    const fs::path output = outputFor(options_, file);
-    std::error_code unreadable;
-    // Asked again when the file is written; but nobody should type a PIN for nothing.
-    if (!toStandardOutput_ && !options_.overwrite && fs::exists(output, unreadable))
-      return complainOfExisting(file, output);
+  /** Reads the document and makes room for the signed one, before the key is used for nothing. */
+  bool prepare(Job& job) {
+    job.output = outputFor(options_, job.file);
+    NewFile kind{.mayReplace = options_.overwrite};
     try {
-      NewFile kind{.mayReplace = options_.overwrite};
-      const auto document = readFile(file, &kind.mode.emplace());
-      if (!document) return complain(file, "there is no such file");
-      std::optional<PendingFile> pending;
-      if (!toStandardOutput_ && !open(pending, file, output, kind)) return false;
-      const jsonxx::Object answer = host_.ask(requestFor(options_, *document), kPatience);
-      if (answer.get<jsonxx::String>("result") != "ok") return complainOf(file, answer);
-      const std::string signedDocument = decoded(
-          answer.get<jsonxx::Array>("signed_data").get<jsonxx::Object>(0).get<jsonxx::String>("data"));
-      if (pending)
-        pending->write(signedDocument);
-      else if (!std::cout.write(signedDocument.data(), static_cast<std::streamsize>(signedDocument.size()))
-                    .flush())
-        return complain(file, "standard output takes no more");
-      report(file, output, answer);
-      warn(file, *document);
+      std::error_code unreadable;
+      // Asked again when the file is written; but nobody should type a PIN for nothing.
+      if (!toStandardOutput_ && !options_.overwrite && fs::exists(job.output, unreadable))
+        return complainOfExisting(job);
+      std::optional<std::string> document = readFile(job.file, &kind.mode.emplace());
+      if (!document) return complain(job, "there is no such file");
+      job.document = std::move(*document);
+    } catch (const std::system_error& e) {
+      return complain(job, e.code().message());
+    }
+    try {
+      if (!toStandardOutput_) job.pending = std::make_unique<PendingFile>(job.output, kind);
       return true;
     } catch (const std::system_error& e) {
-      if (e.code() == std::errc::file_exists) return complainOfExisting(file, output);
-      return complain(file, e.code().message());
+      return complain(job, job.output.string() + " cannot be written: " + e.code().message());
+    }
+  }
+
+  void sign(std::vector<Job> jobs) {
+    try {
+      const jsonxx::Object answer = host_.ask(requestFor(jobs), kPatience);
+      if (answer.get<jsonxx::String>("result") == "ok") {
+        nameSigner(answer);
+        const auto& documents = answer.get<jsonxx::Array>("signed_data");
+        for (std::size_t i = 0; i < jobs.size(); ++i)
+          keep(jobs[i], decoded(documents.get<jsonxx::Object>(i).get<jsonxx::String>("data")));
+        return;
+      }
+      // One document that cannot be signed keeps all of its request from it.
+      if (jobs.size() > 1 && !wordsFor(codeOf(answer)).concernsAll) return signEach(std::move(jobs));
+      complainOf(jobs.front(), answer);
     } catch (const HostError& e) {
       givenUp_ = true;
-      return complain(file, e.what());
+      complain(jobs.front(), e.what());
     }
   }
 
-  /** Before the key is used for nothing. */
-  bool open(std::optional<PendingFile>& pending, const std::string& file, const fs::path& output,
-            const NewFile& kind) {
+  void signEach(std::vector<Job> jobs) {
+    for (Job& job : jobs) {
+      if (givenUp_) return;
+      std::vector<Job> alone;
+      alone.push_back(std::move(job));
+      sign(std::move(alone));
+    }
+  }
+
+  jsonxx::Object requestFor(const std::vector<Job>& jobs) const {
+    jsonxx::Array akis;
+    for (const std::string& aki : options_.user.akis) akis << jsonxx::Value(aki);
+    jsonxx::Object user;
+    user.import("name", options_.user.name);
+    user.import("email", options_.user.email);
+    user.import("abn", options_.user.abn);
+    user.import("aki", std::move(akis));
+    jsonxx::Array documents;
+    for (const Job& job : jobs)
+      documents << jsonxx::Value(jsonxx::Object("data", vorn::toBase64(job.document)));
+    jsonxx::Object request;
+    request.import("type", "sign");
+    request.import("signature_algorithm", options_.algorithm);
+    request.import("user_details", std::move(user));
+    request.import("xml_data", std::move(documents));
+    return request;
+  }
+
+  void keep(Job& job, const std::string& signedDocument) {
     try {
-      pending.emplace(output, kind);
-      return true;
+      if (job.pending)
+        job.pending->write(signedDocument);
+      else if (!std::cout.write(signedDocument.data(), static_cast<std::streamsize>(signedDocument.size()))
+                    .flush()) {
+        complain(job, "standard output takes no more");
+        return;
+      }
     } catch (const std::system_error& e) {
-      return complain(file, output.string() + " cannot be written: " + e.code().message());
+      e.code() == std::errc::file_exists ? complainOfExisting(job) : complain(job, e.code().message());
+      return;
     }
+    ++told_;
+    said_ << progress(job) << coloured(Colour::kGood, "signed") << "  " << printable(job.file) << " -> "
+          << printable(toStandardOutput_ ? "standard output" : job.output.string()) << std::endl;
+    warn(job);
   }
 
-  std::string progress() const {
+  std::string progress(const Job& job) const {
     const std::size_t count = options_.files.size();
-    return count > 1 ? "[" + std::to_string(position_) + "/" + std::to_string(count) + "] " : "";
+    return count > 1 ? "[" + std::to_string(job.position) + "/" + std::to_string(count) + "] " : "";
   }
 
-  void report(const std::string& file, const fs::path& output, const jsonxx::Object& answer) {
-    if (!signerNamed_) {
-      said_ << "Signing as " << printable(options_.user.name) << ", certificate "
-            << printable(answer.get<jsonxx::String>("cert_serial")) << " of "
-            << printable(answer.get<jsonxx::String>("cert_issuer")) << ", valid until "
-            << printable(answer.get<jsonxx::String>("cert_expiry").substr(0, 10)) << "\n";
-      signerNamed_ = true;
-    }
-    said_ << progress() << coloured(Colour::kGood, "signed") << "  " << printable(file) << " -> "
-          << printable(toStandardOutput_ ? "standard output" : output.string()) << std::endl;
+  void nameSigner(const jsonxx::Object& answer) {
+    if (std::exchange(signerNamed_, true)) return;
+    said_ << "Signing as " << printable(options_.user.name) << ", certificate "
+          << printable(answer.get<jsonxx::String>("cert_serial")) << " of "
+          << printable(answer.get<jsonxx::String>("cert_issuer")) << ", valid until "
+          << printable(answer.get<jsonxx::String>("cert_expiry").substr(0, 10)) << "\n";
   }
 
   /** The host tells its log alone what verifiers will have against a document that it has signed. */
-  void warn(const std::string& file, const std::string& document) {
-    for (const SignatureWarning& warning : warningsOfSigning(document, options_.algorithm)) {
-      std::cerr << "vornctl: " << progress() << printable(file) << ": "
+  void warn(const Job& job) {
+    for (const SignatureWarning& warning : warningsOfSigning(job.document, options_.algorithm)) {
+      std::cerr << "vornctl: " << progress(job) << printable(job.file) << ": "
                 << coloured(Colour::kWarning, "warning") << ": " << printable(warning.text) << " ("
                 << warning.code << ")\n";
     }
   }
 
-  bool complain(const std::string& file, const std::string& message) {
-    std::cerr << "vornctl: " << progress() << printable(file) << ": " << printable(message) << "\n";
+  bool complain(const Job& job, const std::string& message) {
+    ++told_;
+    hasFailed_ = true;
+    std::cerr << "vornctl: " << progress(job) << printable(job.file) << ": " << printable(message) << "\n";
     return false;
   }
 
-  bool complainOfExisting(const std::string& file, const fs::path& output) {
-    return complain(file, output.string() + " is there already; --force overwrites it");
+  bool complainOfExisting(const Job& job) {
+    return complain(job, job.output.string() + " is there already; --force overwrites it");
   }
 
-  bool complainOf(const std::string& file, const jsonxx::Object& answer) {
-    const auto code = answer.has<jsonxx::Number>("error_code")
-                          ? static_cast<std::uint32_t>(answer.get<jsonxx::Number>("error_code"))
-                          : 0;
+  static std::uint32_t codeOf(const jsonxx::Object& answer) {
+    return answer.has<jsonxx::Number>("error_code")
+               ? static_cast<std::uint32_t>(answer.get<jsonxx::Number>("error_code"))
+               : 0;
+  }
+
+  void complainOf(const Job& job, const jsonxx::Object& answer) {
+    const std::uint32_t code = codeOf(answer);
     const ErrorWords& words = wordsFor(code);
     givenUp_ = words.concernsAll;
     const std::string detail =
         answer.has<jsonxx::String>("error_message") ? answer.get<jsonxx::String>("error_message") : "";
-    return complain(file, std::string(words.cause) + " (" + std::to_string(code) + ", " + wordsHere(detail) +
-                              "); " + std::string(words.remedy));
+    complain(job, std::string(words.cause) + " (" + std::to_string(code) + ", " + wordsHere(detail) + "); " +
+                      std::string(words.remedy));
   }
 
   const SignOptions& options_;
   HostProcess host_;
   bool toStandardOutput_ = options_.output == kStandardOutput;
   std::ostream& said_ = toStandardOutput_ ? std::cerr : std::cout;
-  std::size_t position_ = 0;
-  std::size_t failed_ = 0;
+  std::size_t told_ = 0; /**< files of which the outcome was printed */
+  bool hasFailed_ = false;
   bool givenUp_ = false;
   bool signerNamed_ = false;
 };
