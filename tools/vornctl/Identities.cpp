@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <iterator>
 #include <set>
+#include <utility>
 
-#include "linux/frameworks/Security/KeyStoreReport.h"
 #include "mac/app/CFValues.h"
 #include "mac/app/CertificateDetails.h"
 #include "mac/app/CertificateMatching.h"
@@ -14,6 +14,7 @@
 #include "shared/json/jsonxx.h"
 #include "shared/text/LetterCase.h"
 #include "vornctl/Fitness.h"
+#include "vornctl/KeyStoreView.h"
 
 namespace vorn::vornctl {
 namespace {
@@ -93,8 +94,9 @@ class Examination {
         selected_(user.isComplete() ? selectedCertificate(user) : "") {}
 
   IdentityReport examine(SecIdentityRef identity, SecCertificateRef certificate) const {
-    const vorn::frameworks::Token token = vorn::frameworks::tokenOf(identity);
-    IdentityReport report{describe(certificate), token.name, token.store, token.locked};
+    KeyPlace place = placeOfKey(identity);
+    IdentityReport report{describe(certificate), std::move(place.token), std::move(place.store),
+                          place.locked};
     const std::string encoded = encodeCertificate(certificate);
     if (!user_.isEmpty()) {
       report.reasons = reasons(report.certificate, certificate, encoded);

@@ -54,7 +54,7 @@ xercesc::InputSource* DocumentParser::resolveEntity(xercesc::XMLResourceIdentifi
 }
 
 void DocumentParser::refuseOutside(const XMLCh* systemId) {
-  limits().refuse("The document refers to '" + toUtf8(systemId) +
+  limits().refuse("The document refers to '" + excerptOf(viewOf(systemId)) +
                   "', and nothing outside the document is read");
 }
 
@@ -91,8 +91,8 @@ void DocumentParser::attDef(const xercesc::DTDElementDecl& element, const xerces
                             bool isIgnored) {
   limits().declareAttribute();
   if (attribute.getValue() != nullptr && isOfSignature(viewOf(element.getFullName()))) {
-    limits().refuse("The document type declares the attribute '" + toUtf8(attribute.getFullName()) +
-                    "' for <" + toUtf8(element.getFullName()) + ">, of which signatures are made");
+    limits().refuse("The document type declares the attribute '" + excerptOf(attribute.getFullName()) +
+                    "' for <" + excerptOf(element.getFullName()) + ">, of which signatures are made");
   }
   subset_.keep();
   TreeParser::attDef(element, attribute, isIgnored);

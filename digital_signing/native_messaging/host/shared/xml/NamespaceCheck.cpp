@@ -46,14 +46,16 @@ class NamespaceCheck {
     std::sort(expanded_.begin(), expanded_.end());
     const auto twice = std::adjacent_find(expanded_.begin(), expanded_.end());
     if (twice != expanded_.end())
-      note("the attribute '" + toUtf8(twice->second) + "' stands twice in an element, by two prefixes");
+      note([&] {
+        return "the attribute '" + excerptOf(twice->second) + "' stands twice in an element, by two prefixes";
+      });
   }
 
   void leave() { scope_.close(); }
 
   void checkTarget(std::u16string_view target) {
     if (target.find(u':') != std::u16string_view::npos)
-      note("the processing instruction '" + toUtf8(target) + "' has a colon in its name");
+      note([&] { return "the processing instruction '" + excerptOf(target) + "' has a colon in its name"; });
   }
 
   NamespaceFaults faults() && { return std::move(faults_); }
@@ -61,23 +63,25 @@ class NamespaceCheck {
  private:
   void declare(std::u16string_view prefix, std::u16string_view uri) {
     faults_.hasAmpersand = faults_.hasAmpersand || uri.find(u'&') != std::u16string_view::npos;
-    if (faults_.oddUri.empty() && !uri.empty() && !isAbsoluteUri(uri)) faults_.oddUri = toUtf8(uri);
+    if (faults_.oddUri.empty() && !uri.empty() && !isAbsoluteUri(uri)) faults_.oddUri = excerptOf(uri);
     if (isLegalDeclaration(prefix, uri))
       scope_.declare({prefix, uri});
     else
-      note("the prefix '" + toUtf8(prefix) + "' is declared as '" + toUtf8(uri) + "'");
+      note([&] { return "the prefix '" + excerptOf(prefix) + "' is declared as '" + excerptOf(uri) + "'"; });
   }
 
   void checkName(const QualifiedName& name) {
     if (name.whole.find(u':') == std::u16string_view::npos) return;
     if (name.prefix.empty() || name.local.find(u':') != std::u16string_view::npos)
-      note("'" + toUtf8(name.whole) + "' has a colon too many");
+      note([&] { return "'" + excerptOf(name.whole) + "' has a colon too many"; });
     else if (!name.isXml() && scope_.find(name.prefix).empty())
-      note("the prefix '" + toUtf8(name.prefix) + "' is not declared");
+      note([&] { return "the prefix '" + excerptOf(name.prefix) + "' is not declared"; });
   }
 
-  void note(std::string fault) {
-    if (faults_.malformed.empty()) faults_.malformed = std::move(fault);
+  /** A document can have any number of faults; the text is made for the first alone. */
+  template <typename Text>
+  void note(Text text) {
+    if (faults_.malformed.empty()) faults_.malformed = text();
   }
 
   NamespaceScope scope_;

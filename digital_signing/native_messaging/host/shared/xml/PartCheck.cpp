@@ -114,11 +114,11 @@ class PartCheck {
 
   void noteUri(std::u16string_view uri) {
     if (found_.ampersandUri.empty() && uri.find(u'&') != std::u16string_view::npos)
-      found_.ampersandUri = toUtf8(uri);
+      found_.ampersandUri = excerptOf(uri);
   }
 
   void noteXmlAttribute(std::u16string_view name) {
-    if (found_.xmlAttribute.empty()) found_.xmlAttribute = toUtf8(name);
+    if (found_.xmlAttribute.empty()) found_.xmlAttribute = excerptOf(name);
   }
 
   const DOMNode& part_;

@@ -7,7 +7,6 @@
 #include <xercesc/dom/DOMElement.hpp>
 #include <xercesc/dom/DOMNamedNodeMap.hpp>
 
-#include "shared/text/Utf8.h"
 #include "shared/xml/DocumentElements.h"
 #include "shared/xml/NamespaceCheck.h"
 #include "shared/xml/ParsedDocument.h"
@@ -104,12 +103,7 @@ class Warnings {
   std::vector<SignatureWarning> take() && { return std::move(warnings_); }
 
  private:
-  /** A document may have names of any length. */
-  void add(std::string_view code, const std::string& text) {
-    constexpr std::size_t kLongest = 500;
-    const bool isLong = text.size() > kLongest;
-    warnings_.push_back({code, isLong ? std::string(cutUtf8(text, kLongest)) + "..." : text});
-  }
+  void add(std::string_view code, std::string text) { warnings_.push_back({code, std::move(text)}); }
 
   void ofNamespaces() {
     const xercesc::DOMElement& root = *document_.getDocumentElement();
