@@ -218,11 +218,13 @@ Pkcs12Result importPkcs12(std::span<const std::uint8_t> file, const std::string&
   umask(before);
   if (impossible) return {Pkcs12Status::kStoreFailed, impossible.message()};
   if (!library.isOpen()) return failure(Pkcs12Status::kStoreFailed);
-  PK11_SetPasswordFunc(&storePassword);
   void* const argument = const_cast<AskStorePassword*>(&askStorePassword);
   const Slot slot(PK11_GetInternalKeySlot());
-  if (!isReady(slot.get(), argument)) return failure(Pkcs12Status::kStoreLocked);
-  return importInto(slot.get(), file, password, argument);
+  PK11_SetPasswordFunc(&storePassword);
+  Pkcs12Result result = isReady(slot.get(), argument) ? importInto(slot.get(), file, password, argument)
+                                                      : failure(Pkcs12Status::kStoreLocked);
+  PK11_SetPasswordFunc(nullptr);
+  return result;
 }
 
 }  // namespace vorn::frameworks

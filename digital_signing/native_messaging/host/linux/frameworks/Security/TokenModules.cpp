@@ -55,14 +55,13 @@ bool isWanted(const Settings& settings) {
   return settings.count("enable-in") > 0 ? names("enable-in") : !names("disable-in");
 }
 
-/** Where p11-kit looks for a library that is named without its folder. */
+/** Where p11-kit looks for a library that is named without its folder: never in the current one. */
 fs::path located(const fs::path& library) {
-  if (library.is_absolute()) return library;
+  const fs::path usual = "/usr/lib/" VORN_LIBRARY_ARCHITECTURE "/pkcs11";
   std::error_code failure;
-  for (const char* folder :
-       {"/usr/lib/" VORN_LIBRARY_ARCHITECTURE "/pkcs11", "/usr/lib64/pkcs11", "/usr/lib/pkcs11"})
+  for (const fs::path& folder : {usual, fs::path("/usr/lib64/pkcs11"), fs::path("/usr/lib/pkcs11")})
     if (fs::exists(folder / library, failure)) return folder / library;
-  return library;
+  return usual / library;
 }
 
 /** The folders in which each file "*.module" registers a module; a file's namesake in a later one adds to it.
