@@ -4,6 +4,7 @@
 #include "mac/app/CertificateDetails.h"
 #include "mac/app/CertificateMatching.h"
 #include "mac/app/CertificateValues.h"
+#include "mac/app/DeprecatedCalls.h"
 
 namespace vorn::vornctl {
 namespace {
