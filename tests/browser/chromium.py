@@ -21,10 +21,10 @@ class Browser:
         self.rest = b""
         commands, self.commands = os.pipe()
         self.answers, answers = os.pipe()
-        flags = ["--headless=new", "--disable-gpu", "--no-first-run", "--disable-background-networking",
-                 "--disable-component-update", "--disable-sync", "--password-store=basic", "--window-size=900,1200",
-                 f"--load-extension={extension['folder']}", f"--user-data-dir={home}/.config/chromium",
-                 "--remote-debugging-pipe", "about:blank"]
+        flags = ["--headless=new", "--disable-gpu", "--no-first-run", "--disable-sync", "--password-store=basic",
+                 "--window-size=900,1200", f"--user-data-dir={home}/.config/chromium", "--remote-debugging-pipe", "about:blank"]
+        if extension["folder"]:  # otherwise a policy has the browser fetch it
+            flags += [f"--load-extension={extension['folder']}", "--disable-background-networking", "--disable-component-update"]
         if os.geteuid() == 0:
             flags.insert(0, "--no-sandbox")
         # The browser reads commands from descriptor 3 and writes answers to 4.

@@ -18,12 +18,15 @@ ELEMENT = "element-6066-11e4-a52e-4f735466cecf"  # the key under which WebDriver
 class Browser:
     """A headless Firefox with the extension as a temporary add-on."""
 
-    def __init__(self, home, extension):
-        profile = home / "profile"
-        profile.mkdir()
+    def __init__(self, home, extension, profile=None):
+        """With no extension, and a profile that is there already, if so given."""
+        if profile is None:
+            profile = home / "profile"
+            profile.mkdir()
         preferences = {
             "marionette.port": 0,  # any free one
-            "extensions.webextensions.uuids": json.dumps({extension["gecko_id"]: PAGE_HOST}),
+            "xpinstall.signatures.required": False,
+            "extensions.webextensions.uuids": json.dumps({extension["gecko_id"]: PAGE_HOST} if extension else {}),
             "browser.download.folderList": 2,
             "browser.download.dir": str(home / "Downloads"),
             "browser.download.always_ask_before_handling_new_types": False,
@@ -46,7 +49,18 @@ class Browser:
         self.count = 0
         self._receive()  # a greeting
         self.send("WebDriver:NewSession", capabilities={"alwaysMatch": {}})
-        self.send("Addon:Install", path=str(extension["folder"]), temporary=True)
+        if extension and extension["folder"]:
+            self.send("Addon:Install", path=str(extension["folder"]), temporary=True)
+        elif extension:
+            self._wait_for_addon(extension["gecko_id"])
+
+    def _wait_for_addon(self, addon):
+        """A policy has the browser install it."""
+        self.send("Marionette:SetContext", value="chrome")
+        process.until(lambda: self.run(f"""
+            const {{ AddonManager }} = ChromeUtils.importESModule('resource://gre/modules/AddonManager.sys.mjs');
+            return (await AddonManager.getAddonByID({json.dumps(addon)}))?.isActive;"""), "the add-on")
+        self.send("Marionette:SetContext", value="content")
 
     def _port(self, file):
         if self.process.poll() is not None:
@@ -97,6 +111,11 @@ class Browser:
         if failure:
             raise RuntimeError(failure)
         return value
+
+    def run_as_browser(self, script):
+        """The value that the body of a function returns with the rights of the browser itself."""
+        self.send("Marionette:SetContext", value="chrome")
+        return self.send("WebDriver:ExecuteScript", args=[], script=script)
 
     def choose_files(self, element_id, files):
         element = self.send("WebDriver:FindElement", using="css selector", value=f"#{element_id}")[ELEMENT]

@@ -7,11 +7,13 @@ docs/deployment.md shows have the browser install the extension by itself. Ends 
 """
 
 import functools
+import hashlib
 import http.server
 import importlib
 import json
 import os
 import pathlib
+import re
 import shutil
 import subprocess
 import sys
@@ -123,6 +125,13 @@ def answer(driver, home, ids):
         started.clear()
 
 
+def problems(driver, home, wanted):
+    """The codes of what the doctor finds wrong with the browser."""
+    done = subprocess.run([VORNCTL, "doctor", "--json", "--extension-id", wanted], env={"HOME": str(home)}, capture_output=True, check=False)
+    return [finding["code"] for finding in json.loads(done.stdout)["findings"]
+            if finding["severity"] == "problem" and finding["subjects"] == [driver.NAME]]
+
+
 def check_cases(driver, folder):
     browser = home = None
     for number, (planted, code) in enumerate(MANIFESTS + CASES[NAME]):
@@ -140,13 +149,59 @@ def check_cases(driver, folder):
                 browser = driver.Browser(home, IDS)
                 browser.open("page.html")
             said = browser.run(ASK)
-        done = subprocess.run([VORNCTL, "doctor", "--json", "--extension-id", ID], env={"HOME": str(home)}, capture_output=True, check=False)
-        found = [finding["code"] for finding in json.loads(done.stdout)["findings"]
-                 if finding["severity"] == "problem" and finding["subjects"] == [driver.NAME]]
+        found = problems(driver, home, ID)
         remove(home, planted)
         what = ", ".join(f"{place} {text[:60]}" for place, text in planted.items())
         expect((said == "ok") == (code is None), f"the browser {'refuses' if code else 'is content'}: {what}", said)
         expect(found == ([code] if code else []), f"and the doctor says {code or 'nothing'}", found)
+
+
+def packed(folder):
+    """The extension as the driver's browser installs it from a server; its id, the file's name, and what else is served."""
+    copy = folder / "signing"
+    shutil.copytree(EXTENSION, copy)
+    if NAME == "firefox":
+        shutil.make_archive(folder / "signing", "zip", copy)
+        (folder / "signing.zip").rename(folder / "signing.xpi")
+        return ID
+    members = json.loads((copy / "manifest.json").read_text())
+    del members["key"]  # another one, made by the browser, is what the package is signed with
+    (copy / "manifest.json").write_text(json.dumps(members))
+    run("chromium", "--headless=new", "--no-sandbox", f"--pack-extension={copy}", env={**os.environ, "HOME": str(folder)})
+    key = subprocess.run(["openssl", "pkey", "-in", folder / "signing.pem", "-pubout", "-outform", "DER"], capture_output=True, check=True).stdout
+    return "".join(chr(ord("a") + int(digit, 16)) for digit in hashlib.sha256(key).hexdigest()[:32])
+
+
+def check_page(driver, folder):
+    """What docs/deployment.md shows, with the ids and the address that hold here."""
+    class Quiet(http.server.SimpleHTTPRequestHandler):
+        def log_message(self, *_):
+            pass
+
+    served = folder / "served/signing"
+    served.mkdir(parents=True)
+    name = packed(served)
+    server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), functools.partial(Quiet, directory=folder / "served"))
+    threading.Thread(target=server.serve_forever, daemon=True).start()
+    page = (ROOT / "docs/deployment.md").read_text()
+    version = json.loads((EXTENSION / "manifest.json").read_text())["version"]
+    for example, real in ((OTHER.replace("other@", "signing@"), name), ("https://intranet.example", f"http://localhost:{server.server_port}"),
+                          ('version="1.0"', f'version="{version}"')):
+        expect(example in page, f"the page has the example {example}")
+        page = page.replace(example, real)
+    if NAME == "chromium":
+        (served / "updates.xml").write_text(re.search("```xml\n(.*?)```", page, re.DOTALL)[1])
+    policies = [text for text in re.findall("```json\n(.*?)```", page, re.DOTALL) if ("policies" in json.loads(text)) == (NAME == "firefox")]
+    home = folder / "home-page"
+    (home / "Downloads").mkdir(parents=True)
+    run(VORNCTL, "register", "--system", "--host", HOST, "--extension-id", name)
+    write(home, {POLICY: policies[0]})
+    if NAME == "chromium":  # a page of an extension that is forced on the user may be looked into where a policy says so
+        write(home, {POLICY.replace("signing", "tools"): '{"DeveloperToolsAvailability": 1}', USER: STALE})
+    said = answer(driver, home, {"chromium_id": name, "gecko_id": name, "folder": None})
+    expect(said == "ok", "the policy of the page installs the extension, which reaches the host", said)
+    expect(problems(driver, home, name) == [], "and the doctor finds nothing")
+    server.shutdown()
 
 
 def main():
@@ -162,6 +217,7 @@ def main():
         try:
             stand_apart(folder)
             check_cases(driver, folder)
+            check_page(driver, folder)
         finally:
             end_started()
             subprocess.run(["umount", "--lazy", folder], check=False)

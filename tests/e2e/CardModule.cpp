@@ -12,7 +12,7 @@
 /**
  * The software token as a card, which is in its reader while the file CARD is there. That holds how many
  * wrong PINs the card still bears, at first three. With CARD_KEYS the reader has keys, on which what stands
- * in that file is typed.
+ * in that file is typed, once it is there.
  */
 namespace {
 
@@ -57,7 +57,8 @@ CK_RV login(CK_SESSION_HANDLE session, CK_USER_TYPE user, CK_UTF8CHAR_PTR pin, C
   if (tries == 0) return CKR_PIN_LOCKED;
   std::string typed;
   if (pin == nullptr) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(300));  // people are slower
+    do std::this_thread::sleep_for(std::chrono::milliseconds(300));  // people are slower
+    while (access(std::getenv("CARD_KEYS"), F_OK) != 0);
     std::ifstream(std::getenv("CARD_KEYS")) >> typed;
     pin = reinterpret_cast<CK_UTF8CHAR_PTR>(typed.data());
     length = typed.size();

@@ -13,6 +13,10 @@ Home::Home(const std::string& keyStore) {
   if (!keyStore.empty()) {
     std::filesystem::copy(preparedHomes() / keyStore / ".pki", path_ / ".pki",
                           std::filesystem::copy_options::recursive);
+    // A token's library that the system has registered has ways of its own, with little memory for instance.
+    const std::filesystem::path tokens = path_ / ".config/pkcs11";
+    std::filesystem::create_directories(tokens);
+    writeFile(tokens / "pkcs11.conf", "user-config: only\n");
   }
 }
 

@@ -161,19 +161,29 @@ void waitUntil(const std::function<bool()>& holds) {
 }
 
 TEST(Pin, PromptOutlivesNeitherBrowserNorHost) {
+  const Home home;
+  HostOptions question = installToken(home, "silence");
+  const auto script = home.path() / "starts-the-prompt";
+  writeFile(script, "#!/bin/sh\n" VORN_TEST_SCRIPTS "/scripted-pinentry\nexit\n");
+  std::filesystem::permissions(script, std::filesystem::perms::owner_all);
+  question.environment.insert(question.environment.begin(), "VORN_PINENTRY=" + script.string());
+  HostOptions notice = question;
+  notice.environment.push_back("CARD_KEYS=" + (home.path() / "nobody-types").string());
   for (const bool hostIsKilled : {false, true}) {
-    const Home home("locked");
-    HostProcess host(home, installPrompt(home, "silence"));
-    host.send(signRequest(1, home));
-    waitUntil([&home] { return countOf("GETPIN", promptsOf(home)) == 1; });
-    const auto prompt = static_cast<pid_t>(std::stol(readFile(home.path() / "prompt.pid")));
-    if (hostIsKilled)
-      kill(host.id(), SIGKILL);
-    else
-      host.closeInput();
-    EXPECT_EQ(host.waitForExit(), hostIsKilled ? 128 + SIGKILL : 0);
-    EXPECT_EQ(host.readToEnd(), "");
-    waitUntil([prompt] { return kill(prompt, 0) != 0 && errno == ESRCH; });
+    for (const auto& [options, shown] : {std::pair(question, "GETPIN"), std::pair(notice, "MESSAGE")}) {
+      std::filesystem::remove(home.path() / "prompts");
+      HostProcess host(home, options);
+      host.send(signRequest(1, home));
+      waitUntil([&, line = shown] { return countOf(line, promptsOf(home)) == 1; });
+      const auto prompt = static_cast<pid_t>(std::stol(readFile(home.path() / "prompt.pid")));
+      if (hostIsKilled)
+        kill(host.id(), SIGKILL);
+      else
+        host.closeInput();
+      EXPECT_EQ(host.waitForExit(), hostIsKilled ? 128 + SIGKILL : 0);
+      EXPECT_EQ(host.readToEnd(), "");
+      waitUntil([prompt] { return kill(prompt, 0) != 0 && errno == ESRCH; });
+    }
   }
 }
 

@@ -61,30 +61,33 @@ def try_debian_package(package, folder, home, homes):
     for file in ("status", "available"):
         (root / "var/lib/dpkg" / file).touch()
     (root / "var/log").mkdir()
-    for kept in ("etc/opt", "usr/bin", "usr/lib", "usr/share/doc", "usr/share/man/man1", "usr/share/bash-completion/completions"):
+    for kept in ("etc/opt/edge/native-messaging-hosts", "etc/vorn-signing", "usr/bin", "usr/lib", "usr/share/doc", "usr/share/man/man1", "usr/share/bash-completion/completions"):
         (root / kept).mkdir(parents=True)  # other packages have made these
-    before = files_below(root)
+    foreign = root / "etc/opt/edge/native-messaging-hosts/vorn.signing.json"
+    foreign.write_text('{"path": "/opt/another/host"}')
+    before = files_below(root) - {pathlib.Path("etc/vorn-signing")}
+    (root / "etc/vorn-signing/extension-ids").write_text("# ours\n" + "\n".join(IDS))
 
     depends = run("dpkg-deb", "--field", package, "Depends")
     for library in ("libc6", "liblog4cplus", "libnss3", "libssl3", "libxalan-c", "libxerces-c", "libxml-security-c"):
         expect(library in depends, f"depends on {library}", depends)
     as_root = [] if os.geteuid() == 0 else ["unshare", "--map-root-user"]
-    dpkg = [*as_root, "dpkg", f"--root={root}", "--force-depends", "--force-script-chrootless", f"--log={root}/var/log/dpkg.log"]
+    dpkg = [*as_root, "dpkg", f"--root={root}", "--force-depends", "--force-confold", "--force-script-chrootless", f"--log={root}/var/log/dpkg.log"]
     run(*dpkg, "--install", package)
     expect(not [path for path in root.rglob("lib*.so*")], "brings no library of others")
     try_hardening(root, "the package's files", None)
     libraries = try_host(root / "usr/lib/vorn-signing/vorn-signing", home, homes, root / "usr/share/vorn-signing/agreement.xml")
     expect(str(root / "usr/lib/vorn-signing/vorn-signing-module.so") in libraries, "with its own module")
 
-    run(root / "usr/bin/vornctl", "register", "--system", "--all", "--root", root,
-        *(word for name in IDS for word in ("--extension-id", name)))
     manifests = {path.relative_to(root) for path in root.rglob("vorn.signing.json")}
     for manifest in manifests:
         path = json.loads((root / manifest).read_text())["path"]
-        expect(path.endswith("/usr/lib/vorn-signing/vorn-signing"), f"/{manifest} names the installed host", path)
+        expect(path == "/usr/lib/vorn-signing/vorn-signing", f"/{manifest} names the installed host", path)
     expect(len(manifests) >= 4, "all browsers' folders have a manifest", manifests)
 
+    foreign.write_text('{"path": "/opt/another/host"}')
     run(*dpkg, "--purge", "vorn-signing")
+    expect(foreign.exists(), "removal leaves the manifest of another host alone")
     left = {path for path in files_below(root) - before if path.parts[:3] not in (("var", "lib", "dpkg"), ("var", "log", "dpkg.log"))}
     expect(not left, "leaves nothing behind", sorted(map(str, left)))
 
@@ -98,7 +101,9 @@ def try_archive(archive, folder, home, homes):
     program = moved / "lib/vorn-signing/vorn-signing"
     try_hardening(moved, "the archive's files", {*hardening.PROGRAMS, "libcurl-gnutls.so.4"})
     libraries = try_host(program, home, homes, moved / "share/vorn-signing/agreement.xml")
-    foreign = [path for path in libraries if not path.startswith(str(moved))
+    tokens = [path for path in libraries if re.search("/pkcs11/|softhsm|p11-kit", path)]  # the system's, and what they need
+    of_tokens = {*tokens, *re.findall(r"=> (/\S+)", run("ldd", *tokens) if tokens else "")}
+    foreign = [path for path in libraries - of_tokens if not path.startswith(str(moved))
                and not pathlib.Path(path).name.startswith(LEFT_TO_THE_SYSTEM)]
     expect(not foreign, "loads its libraries from its own folder", foreign)
     for name in ("libxerces-c", "libxml-security-c", "libxalan-c", "liblog4cplus", "libcurl-gnutls"):
@@ -122,10 +127,14 @@ def main():
         home = folder / "home"
         shutil.copytree(homes / "main" / ".pki", home / ".pki")
         run("cpack", "--config", config, "-B", folder / "packages")
+        run("cpack", "--config", config, "-B", folder / "again", env={**os.environ, "TZ": "Asia/Tokyo"})
+        for file in (folder / "packages").glob("vorn-*"):
+            expect(file.read_bytes() == (folder / "again" / file.name).read_bytes(), f"{file.name} has the same bytes made again")
         (package,) = (folder / "packages").glob("*.deb")
         (archive,) = (folder / "packages").glob("*.tar.gz")
         for file in (package, archive):
             print(f"        {file.name}: {file.stat().st_size:,} bytes")
+        run("lintian", "--allow-root", "--no-tag-display-limit", "--fail-on", "error,warning", package)
         try_debian_package(package, folder, home, homes)
         try_archive(archive, folder, home, homes)
 

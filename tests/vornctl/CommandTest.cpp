@@ -43,7 +43,7 @@ TEST(Identities, SayWhyEachWouldSignOrNot) {
       {user("Jane Citizen", "zoe"), "Jane Citizen", "",
        "its authority key identifier (AKI) is " + e2e::akiOf("main")},
       {user("Zoë Müller"), "Zoë Müller", "", "its authority key identifier (AKI) is " + e2e::akiOf("zoe")},
-      {user("Max Several"), "Max Several", "2", "another that matches is valid for longer"},
+      {user("Max Several"), "Max Several", "2", "the host takes another that matches"},
       {user("Max Several"), "Max Several", "3", ""},
       {user("Max Several"), "Max Several", "4", "key usage"},
       {user("No ABN"), "No ABN", "", "it has no ABN"},
@@ -74,8 +74,8 @@ TEST(Identities, ConcludeWithTheNearest) {
              "identifier");
   expectSays(run(home, "$vornctl identities " + user("Nobody")), 1, "None has the name \"Nobody\"");
   expectSays(run(home, "$vornctl identities " + user("Late Larry")), 1,
-             "the certificate has expired\n-> renew it");
-  expectSays(run(e2e::Home(), "$vornctl identities"), 1, "There is no key store");
+             "it has expired on 2011-02-03\n-> renew");
+  expectSays(run(e2e::Home(), "$vornctl identities"), 1, "No key store and no card holds");
   EXPECT_EQ(run(home, "$vornctl identities").output.find('\x1b'), std::string::npos)
       << "colours without a terminal";
 }
@@ -90,7 +90,7 @@ TEST(SignAndVerify, OverwritesNothingAndKeepsTheMode) {
     EXPECT_THROW(writeFileAtomically(file, "new", {.mayReplace = false}), std::system_error);
     EXPECT_EQ(e2e::readFile(file), link ? "" : "old");
   }
-  EXPECT_EQ(std::distance(fs::directory_iterator(home.path()), fs::directory_iterator()), 2)
+  EXPECT_EQ(std::distance(fs::directory_iterator(home.path()), fs::directory_iterator()), 3)
       << "a temporary file is left";
 
   const std::string name = "a\x1b[2J\u202e\u009b\n.xml";
@@ -98,7 +98,7 @@ TEST(SignAndVerify, OverwritesNothingAndKeepsTheMode) {
   fs::permissions(home.path() / name, fs::perms(0600));
   expectSays(run(home, "umask 0; $vornctl sign *.xml " + user("Jane Citizen")), 0,
              "signed  a\\x1b[2J\\u202e\\u009b\\x0a.xml -> ");
-  EXPECT_EQ(fs::status(home.path() / (name + ".signed.xml")).permissions(), fs::perms(0600));
+  EXPECT_EQ(fs::status(home.path() / "a\x1b[2J\u202e\u009b\n.signed.xml").permissions(), fs::perms(0600));
 }
 
 TEST(SignAndVerify, RoundTripForEveryAlgorithm) {
@@ -110,10 +110,10 @@ TEST(SignAndVerify, RoundTripForEveryAlgorithm) {
     expectSays(run(home, "$vornctl sign -f a.xml --algorithm " + option + " " + user("Jane Citizen")), 0,
                algorithm == "sha1"
                    ? "vornctl: a.xml: warning: RSA_SHA1 is weak: the JDK and others refuse it (sha1)"
-                   : "signed  a.xml -> a.xml.signed.xml");
-    const std::string xml = e2e::readFile(home.path() / "a.xml.signed.xml");
+                   : "signed  a.xml -> a.signed.xml");
+    const std::string xml = e2e::readFile(home.path() / "a.signed.xml");
     EXPECT_TRUE(e2e::verifies(home, xml, "CounterpartData"));
-    const auto verdict = runForJson(home, "verify --json --no-chain a.xml.signed.xml", 3)["files"][0];
+    const auto verdict = runForJson(home, "verify --json --no-chain a.signed.xml", 3)["files"][0];
     EXPECT_EQ(verdict["signer"]["claims_to_be"], "Jane Citizen");
     EXPECT_EQ(verdict["signer"]["issuer"], "Test Authority");
     EXPECT_EQ(verdict["signer"]["serial"], std::to_string(0x1AA677FE20B7682E));
@@ -125,27 +125,60 @@ TEST(SignAndVerify, RoundTripForEveryAlgorithm) {
   }
 }
 
+TEST(SignAndVerify, SignerIsTheOnlyOneThatFits) {
+  const e2e::Home home("main");
+  e2e::writeFile(home.path() / "a.xml", e2e::agreement());
+  std::string colons = e2e::akiOf("zoe");
+  for (std::size_t at = 2; at < colons.size(); at += 3) colons.insert(at, ":");
+  const struct {
+    std::string options;
+    int status;
+    std::string says;
+  } rows[] = {
+      {"--name \"Jane Citizen\"", 0, "Signing as Jane Citizen"},
+      {"--aki " + colons, 0, "Signing as Zoë Müller"},
+      {"--serial 1AA677FE:20b7682e", 0, "Signing as Jane Citizen"},
+      {"--serial 1920354224474384430 --abn 12345678901", 0, "Signing as Jane Citizen"},
+      {"--serial 3", 0, "Signing as Max Several"},
+      {"--serial 2", 1, "another identity of the same user goes before serial 2"},
+      {"--serial 4", 1, "serial 4: its key usage does not include"},
+      {"", 1, "several identities fit; choose one with --serial"},
+      {"--name \"No ABN\"", 1, "it has no ABN"},
+  };
+  for (const auto& row : rows)
+    expectSays(run(home, "$vornctl sign -f a.xml " + row.options), row.status, row.says);
+}
+
 TEST(SignAndVerify, SignRefusesAndGoesOn) {
   const e2e::Home home("main");
-  EXPECT_EQ(run(home, "$vornctl sign").status, 2);
   for (const char* name : {"a.xml", "b.xml"}) e2e::writeFile(home.path() / name, e2e::agreement());
   e2e::writeFile(home.path() / "bad.xml", "<a>");
-  e2e::writeFile(home.path() / "b.xml.signed.xml", "precious");
+  e2e::writeFile(home.path() / "b.signed.xml", "precious");
   fs::create_directories(home.path() / "out");
 
   const Result several = run(home, "$vornctl sign a.xml bad.xml b.xml none.xml " + user("Jane Citizen"));
   expectSays(several, 1, "[1/4] signed  a.xml");
   for (const char* text :
        {"[2/4] bad.xml: the document is not well-formed XML (103, ",
-        "[3/4] b.xml: b.xml.signed.xml is there already; --force", "none.xml: there is no such file"})
+        "[3/4] b.xml: b.signed.xml is there already; --force", "none.xml: there is no such file"})
     EXPECT_NE(several.output.find(text), std::string::npos) << several.output;
-  EXPECT_EQ(e2e::readFile(home.path() / "b.xml.signed.xml"), "precious");
+  EXPECT_EQ(e2e::readFile(home.path() / "b.signed.xml"), "precious");
 
-  expectSays(run(home, "$vornctl sign a.xml b.xml -o out " + user("Jane Citizen")), 0,
-             "out/b.xml.signed.xml");
+  expectSays(run(home, "$vornctl sign a.xml b.xml -o out " + user("Jane Citizen")), 0, "out/b.signed.xml");
   expectSays(run(home, "$vornctl sign a.xml b.xml -o one.xml " + user("Jane Citizen")), 2,
              "has to name a folder");
   expectSays(run(home, "$vornctl sign -o one.xml a.xml b.xml " + user("Nobody")), 2, "folder");
+  expectSays(run(home, "$vornctl sign -f a.xml out/../a.xml -o out " + user("Jane Citizen")), 2,
+             "would both become out/a.signed.xml; nothing was signed");
+  expectSays(run(home, "rm vorn-signing.log; $vornctl sign a.xml -o none/a.xml " + user("Jane Citizen")), 1,
+             "none/a.xml cannot be written");
+  EXPECT_EQ(e2e::readFile(home.path() / "vorn-signing.log").find("Signature"), std::string::npos)
+      << "the key was used for nothing";
+  expectSays(run(home, "$vornctl sign a.xml -o - 2>said >c.xml " + user("Jane Citizen") +
+                           " && $vornctl verify --no-chain c.xml"),
+             3, "c.xml");
+  expectSays(run(home, "$vornctl regster"), 2, "did you mean \"register\"?");
+  expectSays(run(home, "$vornctl sign"), 2, "Try: vornctl sign --help");
   expectSays(run(home, "$vornctl sign -f a.xml b.xml " + user("Nobody")), 1, "given up, 1 more");
   expectSays(run(home, "$vornctl sign -f a.xml " + user("Late Larry")), 1,
              "the certificate has expired (107");

@@ -1,8 +1,10 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <ostream>
 
+#include "e2e/Token.h"
 #include "vornctl/HostCheck.h"
 #include "vornctl/Program.h"
 
@@ -53,6 +55,8 @@ std::string policy(const std::string& text) {
 
 const std::string kHostAtHome =
     edit(kFirefoxFile + " " + kChromiumFile, "s#\\\"path\\\": .*#\\\"path\\\": \\\"$HOME/vorn-signing\\\",#");
+
+const std::string kOnlyIdentity = "rm -r .pki; " VORN_SOURCES "/examples/make-identity ";
 
 // Each is the only problem that is named.
 const PlantedFault kFaults[] = {
@@ -120,11 +124,20 @@ const PlantedFault kFaults[] = {
      "foreign-writer host", "/open can be written by everybody; it was not started", "chmod o-w"},
     {"WritableManifest", "chmod g+w " + kChromiumFile + " && chgrp 65534 " + kChromiumFile,
      "foreign-writer Chromium", "vorn.signing.json can be written by a group", "chmod g-w"},
-    {"NoDatabase", "rm -r .pki", "no-key-store key store", "there is no key store", "certutil -N"},
+    {"NoDatabase", "rm -r .pki", "no-key-store key store", "there is no key store", "vornctl import"},
     {"EmptyDatabase", "rm -r .pki; mkdir -p .pki/nssdb; certutil -N -d sql:.pki/nssdb --empty-password",
-     "no-identity key store", "holds no certificate with a private key", "pk12util"},
-    {"Expired", "rm -r .pki; " VORN_SOURCES "/examples/make-identity --to 20210101000000Z . >out",
-     "certificates-expired key store", "every certificate has expired", "renew"},
+     "no-identity key store", "no key store holds a certificate with its private key", "vornctl import"},
+    {"DamagedDatabase", "echo no >.pki/nssdb/cert9.db", "key-store-unreadable key store",
+     "nssdb cannot be opened", "from a copy"},
+    {"Expired", kOnlyIdentity + "--to 20210101000000Z . >out", "expired key store",
+     "it has expired on 2021-01-01", "renew"},
+    {"NotYet", kOnlyIdentity + "--from 20400101000000Z . >out", "not-valid-yet key store",
+     "is not valid before 2040", "wait"},
+    {"NoABN", kOnlyIdentity + "--abn none . >out", "no-abn key store", "can never sign: it has no ABN",
+     "with the ABN"},
+    {"ModuleMissing",
+     "rm -r .pki; mkdir -p .config/pkcs11/modules; echo module: /none.so >.config/pkcs11/modules/x.module",
+     "module-missing key store", "/none.so, is not there", "x.module"},
 };
 
 class Doctor : public testing::TestWithParam<PlantedFault> {};
@@ -187,16 +200,43 @@ TEST(DoctorHome, RemovedHostIsOneCauseForAllBrowsers) {
   EXPECT_NE(result.output.find("Problems: 1\n"), std::string::npos) << result.output;
 }
 
+TEST(DoctorHome, StateOfACardIsTold) {
+  const e2e::Home home;
+  std::string doctor;
+  for (const std::string& setting : e2e::installToken(home, "").environment) doctor += setting + " ";
+  doctor += "$vornctl doctor --root root --json";
+  const struct {
+    std::string deed;
+    std::string code;
+    std::string severity;
+  } rows[] = {
+      {"echo 3 >card", "identities", "ok"},
+      {"echo 1 >card", "pin-last-try", "note"},
+      {"echo 0 >card", "pin-blocked", "problem"},
+      {"rm card", "card-out", "problem"},
+  };
+  for (const auto& row : rows) {
+    const auto report = nlohmann::json::parse(run(home, row.deed + "; " + doctor).output);
+    const auto found = std::find_if(report["findings"].begin(), report["findings"].end(),
+                                    [&](const auto& finding) { return finding["code"] == row.code; });
+    ASSERT_NE(found, report["findings"].end()) << report;
+    EXPECT_EQ((*found)["severity"], row.severity);
+    EXPECT_EQ(found->contains("remedy"), row.severity != "ok");
+  }
+}
+
 TEST(DoctorHome, LockedStoreAndSandboxesAreTold) {
   const e2e::Home locked("locked");
   fs::create_directories(locked.path() / ".mozilla");
   fs::create_directories(locked.path() / "snap/chromium");
   ASSERT_EQ(run(locked, kRegister).status, 0);
-  const auto problems = diagnosis(locked, "problem", 1);
-  ASSERT_EQ(problems.size(), 1U) << testing::PrintToString(problems);
-  EXPECT_NE(problems[0].find("locked with a password"), std::string::npos) << problems[0];
-  const auto notes = diagnosis(locked, "note", 1);
-  ASSERT_EQ(notes.size(), 1U) << testing::PrintToString(notes);
+  EXPECT_EQ(diagnosis(locked, "problem", 0), std::vector<std::string>());
+  const auto notes = diagnosis(locked, "note", 0);
+  ASSERT_EQ(notes.size(), 2U) << testing::PrintToString(notes);
+  EXPECT_EQ(notes[1].find("no-prompt-program key store: "), 0U) << notes[1];
+  const Result result = run(locked, "DISPLAY=:9 VORN_PINENTRY=/none $vornctl doctor --root root");
+  EXPECT_EQ(result.status, 1);
+  EXPECT_NE(result.output.find("VORN_PINENTRY names /none"), std::string::npos) << result.output;
   EXPECT_EQ(
       notes[0].find("browser-sandboxed Chromium (snap): runs in a sandbox and cannot start the host | "), 0U)
       << notes[0];

@@ -43,6 +43,10 @@ TEST(Import, TakesWhatCanSignAndSaysWhyNotOtherwise) {
       {"Jane Citizen", again + " && $vornctl import k.p12", 0,
        "ABN 12345678901\n  issued by Test Authority, AKI", 1},
       {"Jane Citizen", "echo X >pw && " + import, 1, "the password is wrong", 0},
+      {"Jane Citizen",
+       "printf \"wrong\\nx\" >answers && VORN_PINENTRY=" VORN_SOURCES
+       "/tests/e2e/scripted-pinentry setsid $vornctl import k.p12",
+       0, "Imported into", 1},
       {"Jane Citizen", "setsid $vornctl import k.p12", 1, "none was given; try --password-file", 0},
       {"Jane Citizen", "echo x >pw && " + database + "-f pw && " + import + " --store-password-file pw", 0,
        "asked for the password of this key store", 1},

@@ -33,7 +33,10 @@ std::string between(const std::string& text, const std::string& before, const st
 class Verify : public testing::Test {
  protected:
   Verify() {
-    fs::copy(e2e::preparedHomes() / "main/certificates/Test Authority.pem", home_.path() / "authority.pem");
+    for (const std::string kind : {".pem", ".key"}) {
+      fs::copy(e2e::preparedHomes() / ("main/certificates/Test Authority" + kind),
+               home_.path() / ("authority" + kind));
+    }
   }
 
   std::string sign(const std::string& xml, const std::string& name = "Jane Citizen",
@@ -156,8 +159,9 @@ TEST_F(Verify, TellsWhatIsSignedAndWhere) {
   EXPECT_EQ(places,
             "/A/@x /A/Rejected/p:CounterpartData /A/Rejected/text() /A/Rejected/CounterpartData//comment() "
             "/A/processing-instruction(pi) ");
-  ASSERT_EQ(file["warnings"].size(), 2U) << file["warnings"];
-  EXPECT_EQ(file["warnings"][0]["code"], "signed-already");
+  std::string warnings;
+  for (const auto& warning : file["warnings"]) warnings += std::string(warning["code"]) + " ";
+  EXPECT_EQ(warnings, "signed-already signed-already namesake ");
 }
 
 TEST_F(Verify, WhomItBelieves) {
@@ -174,6 +178,14 @@ TEST_F(Verify, WhomItBelieves) {
       {"true", "--trusted trusted --time 2049-06-30", "passed"},
       {"true", "--trusted trusted --time 2049-06-30T14:00:01Z", "indeterminate OUT_OF_BOUNDS_NO_POE"},
       {"true", "--trusted trusted --time 2019-12-31", "indeterminate OUT_OF_BOUNDS_NO_POE"},
+      {"openssl req -x509 -newkey rsa:2048 -nodes -subj /CN=Root -keyout root.key -out root.pem && "
+       "openssl req -new -key authority.key -subj \"/O=Example/CN=Test Authority\" | "
+       "openssl x509 -req -CA root.pem -CAkey root.key -out between.pem -extfile "
+       "<(printf \"basicConstraints=CA:TRUE\\nsubjectKeyIdentifier=hash\")",
+       "--trusted root.pem", "indeterminate NO_CERTIFICATE_CHAIN_FOUND"},
+      {"certutil -A -d sql:.pki/nssdb -n between -i between.pem -t ,,", "--trusted root.pem", "passed"},
+      {"certutil -D -d sql:.pki/nssdb -n between; mkdir roots; cp root.pem between.pem roots",
+       "--trusted roots", "passed"},
       {"certutil -A -d sql:.pki/nssdb -n authority -i authority.pem -t ,,", "",
        "indeterminate NO_CERTIFICATE_CHAIN_FOUND"},
       {"certutil -M -d sql:.pki/nssdb -n authority -t C,,", "", "indeterminate NO_CERTIFICATE_CHAIN_FOUND"},
@@ -188,7 +200,7 @@ TEST_F(Verify, WhomItBelieves) {
     const std::string verdict = textOf(file);
     EXPECT_EQ(verdict, row.verdict) << row.preparation << " " << row.options;
     EXPECT_EQ(file["signer"].contains("name"), verdict == "passed");
-    EXPECT_EQ(file["chain"].size(), verdict == "passed" ? 2U : 0U);
+    EXPECT_EQ(file["chain"].size() > 1, verdict == "passed");
   }
   for (const char* options : {"--time yesterday", "--time 2030-02-30", "--trusted none", "--trusted s.xml"})
     EXPECT_EQ(run(home_, std::string("$vornctl verify t.xml ") + options).status, 2) << options;

@@ -58,10 +58,11 @@ mode_t newFileMode() {
 
 /** Gives the file its name if nothing has it: looking first and renaming then would leave time in between. */
 bool renameIfFree(const std::string& from, const fs::path& to) {
-  if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return true;
-  if (errno != EINVAL && errno != ENOSYS) return false;
-  // A file system that cannot rename so, of another machine for one.
-  return link(from.c_str(), to.c_str()) == 0 && unlink(from.c_str()) == 0;
+  if (link(from.c_str(), to.c_str()) == 0) return unlink(from.c_str()) == 0;
+  if (errno == EEXIST) return false;
+  // A file system without links: the name is taken first.
+  Descriptor placeholder(open(to.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR));
+  return placeholder.get() >= 0 && std::rename(from.c_str(), to.c_str()) == 0;
 }
 
 }  // namespace
@@ -83,20 +84,32 @@ std::optional<std::string> readFile(const fs::path& path, mode_t* mode) {
   }
 }
 
+PendingFile::PendingFile(const fs::path& path, const NewFile& kind)
+    : path_(path),
+      kind_(kind),
+      temporary_(path.parent_path() / ("." + path.filename().string() + ".XXXXXX")) {
+  descriptor_ = mkstemp(temporary_.data());
+  if (descriptor_ < 0) fail(path);
+}
+
+PendingFile::~PendingFile() {
+  if (descriptor_ < 0) return;
+  close(descriptor_);
+  unlink(temporary_.c_str());
+}
+
+void PendingFile::write(const std::string& bytes) {
+  if (!writeAll(descriptor_, bytes) || fchmod(descriptor_, kind_.mode.value_or(newFileMode())) != 0 ||
+      fsync(descriptor_) != 0)
+    fail(path_);
+  const bool isNamed = kind_.mayReplace ? std::rename(temporary_.c_str(), path_.c_str()) == 0
+                                        : renameIfFree(temporary_, path_);
+  if (!isNamed) fail(path_);
+  if (close(std::exchange(descriptor_, -1)) != 0) fail(path_);
+}
+
 void writeFileAtomically(const fs::path& path, const std::string& bytes, const NewFile& kind) {
-  std::string temporary = path.parent_path() / ("." + path.filename().string() + ".XXXXXX");
-  Descriptor file(mkstemp(temporary.data()));
-  if (file.get() < 0) fail(path);
-  const bool done =
-      writeAll(file.get(), bytes) && fchmod(file.get(), kind.mode.value_or(newFileMode())) == 0 &&
-      fsync(file.get()) == 0 && file.close() &&
-      (kind.mayReplace ? std::rename(temporary.c_str(), path.c_str()) == 0 : renameIfFree(temporary, path));
-  if (!done) {
-    const int cause = errno;
-    unlink(temporary.c_str());
-    errno = cause;
-    fail(path);
-  }
+  PendingFile(path, kind).write(bytes);
 }
 
 }  // namespace vorn::vornctl

@@ -18,10 +18,31 @@ struct NewFile {
 };
 
 /**
- * Writes the file by way of a temporary one beside it: readers see the old bytes or the new ones, and a
- * failure leaves the old. The folder has to exist. A link in the file's place is replaced, or left
- * alone like a file. Throws std::system_error.
+ * A file that is written by way of a temporary one beside it: readers see the old bytes or the new ones, and
+ * a failure leaves the old. Its folder has to exist. A link in the file's place is replaced, or left alone
+ * like a file.
  */
+class PendingFile {
+ public:
+  /** Throws std::system_error when no file can be made there; so that it is known before there is anything to
+   * write. */
+  explicit PendingFile(const std::filesystem::path& path, const NewFile& kind = {});
+  /** Leaves nothing behind that was not written. */
+  ~PendingFile();
+  PendingFile(const PendingFile&) = delete;
+  PendingFile& operator=(const PendingFile&) = delete;
+
+  /** To be called once. Throws std::system_error. */
+  void write(const std::string& bytes);
+
+ private:
+  std::filesystem::path path_;
+  NewFile kind_;
+  std::string temporary_;
+  int descriptor_;
+};
+
+/** PendingFile at once. */
 void writeFileAtomically(const std::filesystem::path& path, const std::string& bytes,
                          const NewFile& kind = {});
 

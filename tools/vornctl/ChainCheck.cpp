@@ -9,8 +9,8 @@
 #include <stdexcept>
 #include <system_error>
 
-#include "linux/frameworks/Security/CertificateTrust.h"
 #include "vornctl/InputFile.h"
+#include "vornctl/KeyStoreView.h"
 
 namespace vorn::vornctl {
 namespace {
@@ -49,16 +49,21 @@ Certificate readDer(const std::string& der) {
 std::string derOf(const X509* certificate) {
   unsigned char* bytes = nullptr;
   const int length = i2d_X509(certificate, &bytes);
-  const std::string der(reinterpret_cast<const char*>(bytes), static_cast<std::size_t>(std::max(length, 0)));
+  std::string der(reinterpret_cast<const char*>(bytes), static_cast<std::size_t>(std::max(length, 0)));
   OPENSSL_free(bytes);
   return der;
+}
+
+/** In place of OpenSSL's own, which asks at the terminal. */
+int noPassword(char* /*buffer*/, int /*size*/, int /*writing*/, void* /*context*/) {
+  return 0;
 }
 
 /** All certificates in PEM or, if there are none, the one in DER that the file is. */
 Certificates certificatesIn(const std::string& bytes) {
   Certificates found;
   const Bio source(BIO_new_mem_buf(bytes.data(), static_cast<int>(bytes.size())));
-  while (const Certificate certificate{PEM_read_bio_X509(source.get(), nullptr, nullptr, nullptr)})
+  while (const Certificate certificate{PEM_read_bio_X509(source.get(), nullptr, noPassword, nullptr)})
     found.push_back(derOf(certificate.get()));
   if (const Certificate certificate = found.empty() ? readDer(bytes) : nullptr)
     found.push_back(derOf(certificate.get()));
@@ -152,20 +157,19 @@ ChainResult buildChain(const std::string& certificate, const Authorities& author
 
 Authorities authoritiesOfKeyStore() {
   Authorities authorities;
-  for (const frameworks::StoredCertificate& stored : frameworks::listCertificatesWithTrust()) {
-    std::string der(stored.der.begin(), stored.der.end());
+  for (StoredCertificate& stored : storedCertificates()) {
     switch (stored.trust) {
-      case frameworks::Trust::kForSignatures:
-        authorities.trusted.push_back(std::move(der));
+      case Trust::kForSignatures:
+        authorities.trusted.push_back(std::move(stored.der));
         break;
-      case frameworks::Trust::kProhibited:
-        authorities.prohibited.push_back(std::move(der));
+      case Trust::kForbidden:
+        authorities.prohibited.push_back(std::move(stored.der));
         break;
-      case frameworks::Trust::kForOtherPurposes:
-        authorities.forOtherPurposes.push_back(der);
+      case Trust::kForOtherPurposes:
+        authorities.forOtherPurposes.push_back(stored.der);
         [[fallthrough]];
-      case frameworks::Trust::kNone:
-        authorities.known.push_back(std::move(der));
+      case Trust::kNone:
+        authorities.known.push_back(std::move(stored.der));
     }
   }
   return authorities;

@@ -1,13 +1,18 @@
 #include "vornctl/CommandLine.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
+#include <iostream>
 #include <map>
-#include <memory>
+#include <numeric>
 
 #include "shared/SignatureAlgorithm.h"
 #include "shared/Version.h"
 #include "vornctl/CertificateDescription.h"
 #include "vornctl/Commands.h"
+#include "vornctl/SignerChoice.h"
+#include "vornctl/SubcommandOptions.h"
+#include "vornctl/SystemCommands.h"
 #include "vornctl/Terminal.h"
 
 namespace vorn::vornctl {
@@ -19,16 +24,6 @@ constexpr const char* kFooter =
     "Exit status: 0 fine, 1 a problem was found or something failed, 2 wrong usage; of verify also 3,\n"
     "nothing is wrong but it is not certain who signed.\n"
     "Every command has its own help: vornctl COMMAND --help. More in the manual: man vornctl.";
-
-/** The options of a subcommand, which live as long as the parser. */
-template <typename Options>
-std::shared_ptr<Options> addCommand(CLI::App& app, CLI::App*& command, const char* name,
-                                    const char* description, int (*run)(const Options&), int& status) {
-  command = app.add_subcommand(name, description);
-  auto options = std::make_shared<Options>();
-  command->callback([options, run, &status] { status = run(*options); });
-  return options;
-}
 
 void addPlaces(CLI::App& command, RegisterOptions& options) {
   command
@@ -68,22 +63,16 @@ void addRegistration(CLI::App& app, int& status) {
   command->add_option("--host", options->host, "Only manifests of this program file")->type_name("FILE");
 }
 
-void addUser(CLI::App& command, User& user, bool required) {
-  command.add_option("--name", user.name, "Common name of the certificate's subject")
-      ->type_name("TEXT")
-      ->required(required);
-  command.add_option("--email", user.email, "E-mail address in the certificate")
-      ->type_name("ADDRESS")
-      ->required(required);
-  command.add_option("--abn", user.abn, "Australian Business Number in the certificate")
-      ->type_name("NUMBER")
-      ->required(required);
+void addUser(CLI::App& command, User& user) {
+  command.add_option("--name", user.name, "Common name of the certificate's subject")->type_name("TEXT");
+  command.add_option("--email", user.email, "E-mail address in the certificate")->type_name("ADDRESS");
+  command.add_option("--abn", user.abn, "Australian Business Number in the certificate")->type_name("NUMBER");
   command
       .add_option("--aki", user.akis,
-                  "Key identifier of the authority, in hexadecimal without separators (repeatable)")
+                  "Key identifier of the authority, in hexadecimal, colons or not (repeatable)")
+      ->transform(&plainKeyIdentifier, "")
       ->type_name("HEX")
-      ->allow_extra_args(false)
-      ->required(required);
+      ->allow_extra_args(false);
 }
 
 void addDiagnosis(CLI::App& app, int& status) {
@@ -105,23 +94,8 @@ void addDiagnosis(CLI::App& app, int& status) {
   const auto identities = addCommand(app, command, "identities",
                                      "List the identities of the key store, and why each would sign or not",
                                      runIdentities, status);
-  addUser(*command, identities->user, false);
+  addUser(*command, identities->user);
   command->add_flag("--json", identities->json, "Answer in JSON");
-}
-
-void addImport(CLI::App& app, int& status) {
-  CLI::App* command = nullptr;
-  const auto import =
-      addCommand(app, command, "import", "Put the key and certificate of a .p12 file into the key store",
-                 runImport, status);
-  command->add_option("FILE", import->file, "The file, .p12 or .pfx")->required();
-  command
-      ->add_option("--password-file", import->passwordFile, "A file whose first line is the password of FILE")
-      ->type_name("TEXT");
-  command
-      ->add_option("--store-password-file", import->storePasswordFile,
-                   "A file whose first line is the password of the key store, if that has one")
-      ->type_name("TEXT");
 }
 
 std::vector<std::string> algorithmNames() {
@@ -134,7 +108,9 @@ void addDocuments(CLI::App& app, int& status) {
   CLI::App* command = nullptr;
   const auto sign = addCommand(app, command, "sign", "Sign documents through the host", runSign, status);
   command->add_option("FILE", sign->files, "The documents")->required();
-  addUser(*command, sign->user, true);
+  addUser(*command, sign->user);
+  command->add_option("--serial", sign->serial, "Serial number of the certificate to sign with")
+      ->type_name("NUMBER");
   command
       ->add_option("--algorithm", sign->algorithm,
                    listed(algorithmNames()) + "; " + sign->algorithm + " unless told otherwise")
@@ -142,7 +118,7 @@ void addDocuments(CLI::App& app, int& status) {
       ->type_name("NAME");
   command
       ->add_option("-o,--output", sign->output,
-                   "Where to write; a folder for several documents (FILE.signed.xml)")
+                   "Where to write: a file, a folder (NAME.signed.xml), or - for standard output")
       ->type_name("PATH");
   command->add_flag("-f,--force", sign->overwrite, "Overwrite files that are there");
   command->add_option("--host", sign->host, "The host's program file")->type_name("PROGRAM");
@@ -165,6 +141,37 @@ void addDocuments(CLI::App& app, int& status) {
   command->add_flag("--json", verify->json, "Answer in JSON");
 }
 
+/** How many letters have to be added, taken away or changed to make one of the other. */
+std::size_t distance(std::string_view one, std::string_view other) {
+  std::vector<std::size_t> row(other.size() + 1);
+  std::iota(row.begin(), row.end(), 0U);
+  for (const char letter : one) {
+    std::size_t diagonal = row[0]++;
+    for (std::size_t at = 0; at < other.size(); ++at) {
+      const std::size_t changed = diagonal + (letter == other[at] ? 0 : 1);
+      diagonal = row[at + 1];
+      row[at + 1] = std::min({changed, row[at] + 1, diagonal + 1});
+    }
+  }
+  return row.back();
+}
+
+/** Whether the first word is the name of a command, or none was given at all; if not, says what it may have
+ * meant. */
+bool isCommandOf(const CLI::App& app, const std::string& first) {
+  constexpr std::size_t kAlike = 2;
+  std::string meant;
+  for (const CLI::App* const command : app.get_subcommands([](const CLI::App*) { return true; })) {
+    if (first == command->get_name()) return true;
+    if (distance(first, command->get_name()) <= kAlike)
+      meant += "; did you mean \"" + command->get_name() + "\"?";
+  }
+  if (first.empty() || first.front() == '-') return true;
+  std::cerr << "vornctl: there is no command \"" << printable(first) << "\"" << meant
+            << "\nTry: vornctl --help\n";
+  return false;
+}
+
 }  // namespace
 
 int runCommandLine(int count, char** arguments) {
@@ -174,13 +181,16 @@ int runCommandLine(int count, char** arguments) {
   app.require_subcommand(1);
   app.footer(kFooter);
   app.failure_message([](const CLI::App* at, const CLI::Error& error) {
-    return "vornctl: " + printable(error.what()) + "\nTry: " + at->get_name() + " --help\n";
+    std::string command = at->get_name();
+    for (const CLI::App* const sub : at->get_subcommands()) command += " " + sub->get_name();
+    return "vornctl: " + printable(error.what()) + "\nTry: " + command + " --help\n";
   });
   int status = kExitFine;
   addRegistration(app, status);
   addDiagnosis(app, status);
-  addImport(app, status);
+  addSystemCommands(app, status);
   addDocuments(app, status);
+  if (!isCommandOf(app, count > 1 ? arguments[1] : "")) return kExitUsage;
   try {
     app.parse(count, arguments);
   } catch (const CLI::ParseError& error) {

@@ -41,9 +41,11 @@ struct ImportOptions {
 
 struct SignOptions {
   std::vector<std::string> files = {};
-  User user = {};
+  User user = {};          /**< what is left open is taken from the only identity that fits */
+  std::string serial = {}; /**< of the identity to sign with; empty for the only one that fits */
   std::string algorithm = "RSA_SHA256";
-  std::string output = {}; /**< a file or, for several documents, a folder; empty for FILE.signed.xml */
+  std::string output = {}; /**< a file or, for several documents, a folder; "-" for standard output, empty for
+                              NAME.signed.xml */
   std::string host = {};
   bool overwrite = false;
 };

@@ -8,12 +8,13 @@
 #include "shared/verification/DocumentCheck.h"
 #include "shared/xml/ParsedDocument.h"
 #include "shared/xml/ParserErrors.h"
+#include "shared/xml/QualifiedName.h"
 #include "shared/xml/SignatureWarnings.h"
+#include "shared/xml/XmlText.h"
 
 namespace vorn::vornctl {
 namespace {
 
-using verification::Fault;
 using verification::PartCheck;
 using verification::PartChecks;
 
@@ -79,6 +80,7 @@ class Judgement {
     const auto weak = isDigestWeak_ ? std::optional(SignatureAlgorithm::RSA_SHA1) : std::nullopt;
     for (SignatureWarning& warning : warningsOf(parsed, SigningStage::kAfter, weak))
       warn({std::string(warning.code), std::move(warning.text)});
+    warnOfNamesakes(parsed);
     // What is said here is not a matter of taste of this or that verifier: the standards say so, or xmlsec.
     static const std::set<std::string> kRefused = {"default-namespace",   "namespace-form", "namespace-name",
                                                    "namespace-ampersand", "xml-1.1",        "nested-parts"};
@@ -87,6 +89,20 @@ class Judgement {
         return lower(Indication::kIndeterminate,
                      {"REFUSED_BY_OTHERS", "other verifiers refuse the document: see the warnings"});
       }
+  }
+
+  /** Readers that go by the local name alone could take the other element. */
+  void warnOfNamesakes(ParsedDocument& parsed) {
+    parsed.names().forEach([this](std::u16string_view whole, const NamedElements& elements) {
+      const QualifiedName name(whole);
+      if (elements.count == 0 || name.prefix.empty()) return;
+      for (const PartVerdict& part : verdict_.parts) {
+        if (toUtf8(std::u16string(name.local).c_str()) != part.elementName) continue;
+        warn({"namesake",
+              "an element of this name with a prefix is in the document too, and is not what was signed",
+              part.elementName});
+      }
+    });
   }
 
   void takeChain() {

@@ -4,6 +4,7 @@
 #include <iterator>
 
 #include "shared/Exceptions.h"
+#include "vornctl/BuildSettings.h"
 
 namespace vorn::vornctl {
 namespace {
@@ -29,6 +30,14 @@ constexpr ErrorWords kUnknown = {0, true, "the host reports an error that is unk
                                  "use the vornctl that came with the host"};
 
 }  // namespace
+
+std::string wordsHere(std::string text) {
+  constexpr std::string_view kKeychain = "in Keychain";
+  if (settings::kSystem == System::kMacOS) return text;
+  if (const std::size_t at = text.find(kKeychain); at != std::string::npos)
+    text.replace(at, kKeychain.size(), "in the key store");
+  return text;
+}
 
 const ErrorWords& wordsFor(std::uint32_t code) {
   const auto* const found = std::find_if(std::begin(kWords), std::end(kWords),

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 #include <string_view>
 
 namespace vorn::vornctl {
@@ -12,6 +13,9 @@ struct ErrorWords {
   std::string_view cause;
   std::string_view remedy;
 };
+
+/** The text of an answer as people know the things on this system: the Keychain is macOS's. */
+std::string wordsHere(std::string text);
 
 /** For a code that is unknown here, words that say so. */
 const ErrorWords& wordsFor(std::uint32_t code);

@@ -1,9 +1,10 @@
 #include "vornctl/Identities.h"
 
+#include <algorithm>
 #include <iterator>
 #include <set>
+#include <utility>
 
-#include "linux/frameworks/Security/KeyStoreReport.h"
 #include "mac/app/CFValues.h"
 #include "mac/app/CertificateDetails.h"
 #include "mac/app/CertificateMatching.h"
@@ -12,6 +13,8 @@
 #include "shared/Exceptions.h"
 #include "shared/json/jsonxx.h"
 #include "shared/text/LetterCase.h"
+#include "vornctl/Fitness.h"
+#include "vornctl/KeyStoreView.h"
 
 namespace vorn::vornctl {
 namespace {
@@ -91,22 +94,36 @@ class Examination {
         selected_(user.isComplete() ? selectedCertificate(user) : "") {}
 
   IdentityReport examine(SecIdentityRef identity, SecCertificateRef certificate) const {
-    const vorn::frameworks::Token token = vorn::frameworks::tokenOf(identity);
-    IdentityReport report{describe(certificate), token.name, token.locked};
-    if (user_.isEmpty()) return report;
+    KeyPlace place = placeOfKey(identity);
+    IdentityReport report{describe(certificate), std::move(place.token), std::move(place.store),
+                          place.locked};
     const std::string encoded = encodeCertificate(certificate);
-    report.reasons = reasons(report.certificate, certificate, encoded);
-    report.named = named_.count(encoded) > 0;
-    report.selected = report.reasons.empty() && !selected_.empty() && encoded == selected_;
-    if (report.reasons.empty() && user_.isComplete() && !report.selected) {
-      report.reasons.push_back({"shorter-validity",
-                                "it matches, but another that matches is valid for longer",
-                                "remove that other one"});
+    if (!user_.isEmpty()) {
+      report.reasons = reasons(report.certificate, certificate, encoded);
+      report.named = named_.count(encoded) > 0;
+      report.selected = report.reasons.empty() && !selected_.empty() && encoded == selected_;
+      if (report.reasons.empty() && user_.isComplete() && !report.selected)
+        report.reasons.push_back({"another-preferred",
+                                  "it matches, but the host takes another that matches: that is valid for "
+                                  "longer or, with the same end, found first",
+                                  "nothing needs to be done: that other one signs for the same user"});
     }
+    addUnlessKnown(report.reasons, whyItNeverSigns(report.certificate));
     return report;
   }
 
  private:
+  /** What a request would notice is the same fault as what is wrong in any case: "aki" and "no-aki". */
+  static void addUnlessKnown(std::vector<Fault>& reasons, std::vector<Fault> faults) {
+    for (Fault& fault : faults) {
+      const bool isKnown = std::any_of(reasons.begin(), reasons.end(), [&](const Fault& reason) {
+        return fault.code == reason.code || fault.code == "no-" + reason.code ||
+               fault.code == "odd-" + reason.code;
+      });
+      if (!isKnown) reasons.push_back(std::move(fault));
+    }
+  }
+
   std::vector<Fault> reasons(const CertificateDescription& own, SecCertificateRef certificate,
                              const std::string& encoded) const {
     const CFRef<CFDictionaryRef> values = copySelectionValues(certificate);

@@ -24,14 +24,15 @@ struct User {
 struct IdentityReport {
   CertificateDescription certificate;
   std::string token;
-  bool locked = false;
-  /** Why a request of the user would pass it over; empty when all tests pass. */
+  std::string store;   /**< the folder of its database, or the library that brings the token */
+  bool locked = false; /**< its PIN or password is asked for at each request */
+  /** Why it would not sign for the user, or for anybody; empty when all tests pass. */
   std::vector<Fault> reasons = {};
   bool named = false;    /**< it has the name that the user asks for */
   bool selected = false; /**< the host would take this one */
 
-  /** Whether the host would sign with it: it takes an expired or a locked one too, and then fails. */
-  bool signs() const { return selected && !locked && !certificate.expired; }
+  /** Whether the host would sign with it: it takes an expired one too, and then fails. */
+  bool signs() const { return selected && reasons.empty(); }
 };
 
 /** The key store cannot be searched. */

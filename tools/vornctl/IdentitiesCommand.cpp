@@ -34,19 +34,22 @@ jsonxx::Object jsonOf(const IdentityReport& report, const User& user) {
   object.import("akis", arrayOf(certificate.akis));
   object.import("serial", certificate.serial);
   object.import("issuer", certificate.issuer);
+  object.import("start", certificate.start);
+  object.import("not_yet_valid", certificate.notYetValid);
   object.import("expiry", certificate.expiry);
   object.import("expired", certificate.expired);
   object.import("may_sign", certificate.maySign);
   object.import("token", report.token);
-  object.import("locked", report.locked);
-  if (!user.isEmpty()) object.import("reasons", arrayOf(report.reasons));
+  object.import("store", report.store);
+  object.import("asks_for_pin", report.locked);
+  object.import("reasons", arrayOf(report.reasons));
   if (user.isComplete()) object.import("signs", report.signs());
   return object;
 }
 
-const char* verdict(const IdentityReport& report, const User& user) {
-  if (!user.isComplete()) return "=> matches";
-  return report.signs() ? "=> signs" : "=> the host takes it";
+const char* verdict(const User& user) {
+  if (user.isEmpty()) return "=> can sign";
+  return user.isComplete() ? "=> signs" : "=> matches";
 }
 
 void print(const IdentityReport& report, const User& user) {
@@ -62,16 +65,16 @@ void print(const IdentityReport& report, const User& user) {
   add("AKI", listed(certificate.akis));
   add("serial", certificate.serial);
   add("issuer", certificate.issuer);
+  if (certificate.notYetValid)
+    add("not before", certificate.start + " (not valid yet: whoever verifies a signature sees that)",
+        Colour::kWarning);
   add("expires",
       certificate.expiry + (certificate.expired ? " (expired: the host refuses to sign with it)" : ""),
       certificate.expired ? Colour::kBad : Colour::kPlain);
-  add("token",
-      report.token + (report.locked ? " (locked: the host, which asks for no password, cannot sign)" : ""),
-      report.locked ? Colour::kBad : Colour::kPlain);
-  if (!certificate.maySign) add("key usage", "not for digital signatures", Colour::kBad);
+  add("token", report.token + (report.locked ? " (asks for a PIN or password)" : ""));
+  add("store", report.store);
   std::cout << table.text();
-  if (!user.isEmpty() && report.reasons.empty())
-    std::cout << "  " << coloured(Colour::kGood, verdict(report, user)) << "\n";
+  if (report.reasons.empty()) std::cout << "  " << coloured(Colour::kGood, verdict(user)) << "\n";
   for (const Fault& reason : report.reasons)
     std::cout << "  " << coloured(Colour::kWarning, "=> does not sign: " + printable(reason.cause)) << "\n";
   std::cout << "\n";
@@ -83,12 +86,10 @@ void printConclusion(const std::vector<IdentityReport>& reports, const User& use
                                      [](const IdentityReport& report) { return report.selected; });
   if (selected != reports.end()) {
     if (selected->signs()) return;
-    const bool expired = selected->certificate.expired;
     std::cout << coloured(Colour::kBad,
                           "The host would take " + printable(selected->certificate.name) + " and fail")
-              << ": "
-              << (expired ? "the certificate has expired\n-> renew it" : "the token is locked\n-> unlock it")
-              << "\n";
+              << ": " << printable(selected->reasons.front().cause) << "\n-> "
+              << printable(selected->reasons.front().remedy) << "\n";
     return;
   }
   std::cout << coloured(Colour::kBad, "The host would sign with none of them.");

@@ -24,8 +24,10 @@ class Secret {
 /** The first line of the file. Throws std::system_error when it cannot be read. */
 Secret readSecret(const std::string& file);
 
-/** Asks at the terminal, which does not show what is typed; none when there is no terminal, or nothing was
- * typed but the end of input. */
+/**
+ * Asks at the terminal, which does not show what is typed, or else by the desktop's prompt. None when there
+ * is neither, or the question was given up.
+ */
 std::optional<Secret> askForSecret(const std::string& question);
 
 }  // namespace vorn::vornctl

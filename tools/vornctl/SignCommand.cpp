@@ -1,7 +1,11 @@
+#include <algorithm>
 #include <iostream>
+#include <map>
+#include <optional>
 #include <system_error>
 
 #include "shared/Base64.h"
+#include "shared/text/LetterCase.h"
 #include "vornctl/AtomicFile.h"
 #include "vornctl/Commands.h"
 #include "vornctl/DocumentWarnings.h"
@@ -9,6 +13,7 @@
 #include "vornctl/Host.h"
 #include "vornctl/HostProcess.h"
 #include "vornctl/PromptTerminal.h"
+#include "vornctl/SignerChoice.h"
 #include "vornctl/Terminal.h"
 
 namespace vorn::vornctl {
@@ -41,9 +46,18 @@ jsonxx::Object requestFor(const SignOptions& options, const std::string& documen
   return request;
 }
 
+constexpr const char* kStandardOutput = "-";
+
+/** agreement.xml becomes agreement.signed.xml, as in the sample extension. */
+std::string signedName(const std::string& file) {
+  constexpr std::string_view kEnd = ".xml";
+  const std::string stem = file.substr(0, file.size() - std::min(file.size(), kEnd.size()));
+  return (asciiLowerCase(file.substr(stem.size())) == kEnd ? stem : file) + ".signed.xml";
+}
+
 fs::path outputFor(const SignOptions& options, const std::string& file) {
   std::error_code unreadable;
-  const std::string usual = file + ".signed.xml";
+  const std::string usual = signedName(file);
   if (options.output.empty()) return usual;
   return fs::is_directory(options.output, unreadable) ? fs::path(options.output) / fs::path(usual).filename()
                                                       : fs::path(options.output);
@@ -71,18 +85,23 @@ class Batch {
     const fs::path output = outputFor(options_, file);
     std::error_code unreadable;
     // Asked again when the file is written; but nobody should type a PIN for nothing.
-    if (!options_.overwrite && fs::exists(output, unreadable)) return complainOfExisting(file, output);
+    if (!toStandardOutput_ && !options_.overwrite && fs::exists(output, unreadable))
+      return complainOfExisting(file, output);
     try {
       NewFile kind{.mayReplace = options_.overwrite};
       const auto document = readFile(file, &kind.mode.emplace());
       if (!document) return complain(file, "there is no such file");
+      std::optional<PendingFile> pending;
+      if (!toStandardOutput_ && !open(pending, file, output, kind)) return false;
       const jsonxx::Object answer = host_.ask(requestFor(options_, *document), kPatience);
       if (answer.get<jsonxx::String>("result") != "ok") return complainOf(file, answer);
-      writeFileAtomically(
-          output,
-          decoded(
-              answer.get<jsonxx::Array>("signed_data").get<jsonxx::Object>(0).get<jsonxx::String>("data")),
-          kind);
+      const std::string signedDocument = decoded(
+          answer.get<jsonxx::Array>("signed_data").get<jsonxx::Object>(0).get<jsonxx::String>("data"));
+      if (pending)
+        pending->write(signedDocument);
+      else if (!std::cout.write(signedDocument.data(), static_cast<std::streamsize>(signedDocument.size()))
+                    .flush())
+        return complain(file, "standard output takes no more");
       report(file, output, answer);
       warn(file, *document);
       return true;
@@ -95,6 +114,17 @@ class Batch {
     }
   }
 
+  /** Before the key is used for nothing. */
+  bool open(std::optional<PendingFile>& pending, const std::string& file, const fs::path& output,
+            const NewFile& kind) {
+    try {
+      pending.emplace(output, kind);
+      return true;
+    } catch (const std::system_error& e) {
+      return complain(file, output.string() + " cannot be written: " + e.code().message());
+    }
+  }
+
   std::string progress() const {
     const std::size_t count = options_.files.size();
     return count > 1 ? "[" + std::to_string(position_) + "/" + std::to_string(count) + "] " : "";
@@ -102,14 +132,14 @@ class Batch {
 
   void report(const std::string& file, const fs::path& output, const jsonxx::Object& answer) {
     if (!signerNamed_) {
-      std::cout << "Signing as " << printable(options_.user.name) << ", certificate "
-                << printable(answer.get<jsonxx::String>("cert_serial")) << " of "
-                << printable(answer.get<jsonxx::String>("cert_issuer")) << ", valid until "
-                << printable(answer.get<jsonxx::String>("cert_expiry").substr(0, 10)) << "\n";
+      said_ << "Signing as " << printable(options_.user.name) << ", certificate "
+            << printable(answer.get<jsonxx::String>("cert_serial")) << " of "
+            << printable(answer.get<jsonxx::String>("cert_issuer")) << ", valid until "
+            << printable(answer.get<jsonxx::String>("cert_expiry").substr(0, 10)) << "\n";
       signerNamed_ = true;
     }
-    std::cout << progress() << coloured(Colour::kGood, "signed") << "  " << printable(file) << " -> "
-              << printable(output.string()) << std::endl;
+    said_ << progress() << coloured(Colour::kGood, "signed") << "  " << printable(file) << " -> "
+          << printable(toStandardOutput_ ? "standard output" : output.string()) << std::endl;
   }
 
   /** The host tells its log alone what verifiers will have against a document that it has signed. */
@@ -138,12 +168,14 @@ class Batch {
     givenUp_ = words.concernsAll;
     const std::string detail =
         answer.has<jsonxx::String>("error_message") ? answer.get<jsonxx::String>("error_message") : "";
-    return complain(file, std::string(words.cause) + " (" + std::to_string(code) + ", " + detail + "); " +
-                              std::string(words.remedy));
+    return complain(file, std::string(words.cause) + " (" + std::to_string(code) + ", " + wordsHere(detail) +
+                              "); " + std::string(words.remedy));
   }
 
   const SignOptions& options_;
   HostProcess host_;
+  bool toStandardOutput_ = options_.output == kStandardOutput;
+  std::ostream& said_ = toStandardOutput_ ? std::cerr : std::cout;
   std::size_t position_ = 0;
   std::size_t failed_ = 0;
   bool givenUp_ = false;
@@ -158,8 +190,29 @@ int runSign(const SignOptions& options) {
     std::cerr << "vornctl: --output has to name a folder when there are several files\n";
     return kExitUsage;
   }
+  std::map<fs::path, std::string> outputs;
+  for (const std::string& file : options.files) {
+    const fs::path output = outputFor(options, file).lexically_normal();
+    const auto [other, isNew] = outputs.emplace(output, file);
+    if (isNew) continue;
+    std::cerr << "vornctl: " << printable(other->second) << " and " << printable(file)
+              << " would both become " << printable(output.string()) << "; nothing was signed\n";
+    return kExitUsage;
+  }
+  SignOptions chosen = options;
+  try {
+    chosen.user = chooseSigner(options.user, options.serial);
+  } catch (const ChoiceError& e) {
+    std::cerr << "vornctl: ";
+    for (const char* line = e.what(); *line != '\0';) {
+      const std::string_view text = std::string_view(line).substr(0, std::string_view(line).find('\n'));
+      std::cerr << printable(text) << "\n";
+      line += text.size() + (line[text.size()] == '\n' ? 1 : 0);
+    }
+    return kExitProblems;
+  }
   const PromptTerminal terminal;
-  return Batch(options).run();
+  return Batch(chosen).run();
 }
 
 }  // namespace vorn::vornctl

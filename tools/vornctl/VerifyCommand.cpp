@@ -15,8 +15,8 @@
 namespace vorn::vornctl {
 namespace {
 
-// More than the host's largest request and the text that its entities may expand to.
-constexpr std::size_t kLargestDocument = std::size_t{32} << 20;
+// What the host's largest answer holds.
+constexpr std::size_t kLargestDocument = std::size_t{48} << 20;
 
 CertificateDescription describeDer(const std::string& der) {
   const auto data = CFRef<CFDataRef>::adopt(CFDataCreate(
@@ -127,8 +127,9 @@ std::string signerLine(const DocumentVerdict& verdict) {
   if (verdict.signer.empty()) return {};
   const CertificateDescription signer = describeDer(verdict.signer);
   std::string line = verdict.isTrusted ? "  signed by " : "  not known who signed; claims to be ";
-  line += printable(signer.name) + ", certificate " + printable(signer.serial) + " of " +
-          printable(signer.issuer) + ", valid until " + signer.expiry + "\n";
+  line += (signer.name.empty() ? "somebody without a name" : printable(signer.name)) + ", certificate " +
+          printable(signer.serial) + " of " + printable(signer.issuer) + ", valid until " + signer.expiry +
+          "\n";
   if (verdict.chain.size() < 2) return line;
   line += "  vouched for by ";
   for (std::size_t i = 1; i < verdict.chain.size(); ++i)

@@ -8,6 +8,7 @@
 #include <Security/SecSignVerifyTransform.h>
 #include <Security/SecTransform.h>
 #include_next <Security/Security.h>
+#include <cstdint>
 
 #define VORN_DEPRECATED(since) __attribute__((availability(macos, introduced = 10.2, deprecated = since)))
 
@@ -34,5 +35,20 @@ Boolean SecTransformSetAttribute(SecTransformRef transform, CFStringRef key, CFT
                                  CFErrorRef _Nullable* _Nullable error);
 VORN_DEPRECATED(10.13)
 CFTypeRef _Nullable SecTransformExecute(SecTransformRef transform, CFErrorRef _Nullable* _Nullable error);
+
+using SecTrustSettingsDomain = std::uint32_t;
+constexpr SecTrustSettingsDomain kSecTrustSettingsDomainUser = 0;
+constexpr SecTrustSettingsDomain kSecTrustSettingsDomainAdmin = 1;
+constexpr std::int32_t kSecTrustSettingsResultTrustRoot = 1;
+constexpr std::int32_t kSecTrustSettingsResultTrustAsRoot = 2;
+constexpr std::int32_t kSecTrustSettingsResultDeny = 3;
+// Plain text constants there, each made into a string where it stands.
+#define kSecTrustSettingsPolicy CFSTR("kSecTrustSettingsPolicy")
+#define kSecTrustSettingsResult CFSTR("kSecTrustSettingsResult")
+extern const CFStringRef kSecClassCertificate;
+OSStatus SecTrustSettingsCopyCertificates(SecTrustSettingsDomain domain,
+                                          CFArrayRef _Nullable* _Nullable certificates);
+OSStatus SecTrustSettingsCopyTrustSettings(SecCertificateRef certificate, SecTrustSettingsDomain domain,
+                                           CFArrayRef _Nullable* settings);
 }
 #pragma clang assume_nonnull end

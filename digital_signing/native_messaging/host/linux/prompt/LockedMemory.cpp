@@ -4,6 +4,7 @@
 #include <sys/mman.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <new>
 
 #include "linux/prompt/PromptLog.h"

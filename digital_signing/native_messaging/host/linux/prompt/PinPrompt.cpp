@@ -6,8 +6,13 @@
 #include <algorithm>
 #include <charconv>
 #include <chrono>
+#include <condition_variable>
 #include <cstdlib>
+#include <mutex>
+#include <optional>
+#include <stop_token>
 #include <system_error>
+#include <thread>
 #include <utility>
 
 #include "linux/prompt/PromptLog.h"
@@ -23,6 +28,7 @@ using Outcome = Answer::Outcome;
 
 constexpr std::chrono::seconds kPatience{240};
 constexpr std::chrono::seconds kLongestPatience{3600};
+constexpr std::chrono::milliseconds kSlice{100};
 constexpr std::size_t kLongestLine = 120;
 /** Of a line of the protocol, its end left out. */
 constexpr std::size_t kLongestCommand = 990;
@@ -51,7 +57,8 @@ std::string shown(const std::string& line) {
 std::string commandOf(const std::string& command, const std::string& text) {
   std::string escaped = command + " ";
   for (const char character : text) {
-    if (escaped.size() > kLongestCommand - 3) break;
+    const bool isStart = (character & 0xC0) != 0x80;  // of a character, which UTF-8 may spread over four
+    if (isStart && escaped.size() > kLongestCommand - 4) break;
     if (character == '%')
       escaped += "%25";
     else if (character == '\n')
@@ -199,30 +206,46 @@ Answer ask(const Question& question, Secret& secret, const IsAbandoned& isAbando
 }
 
 struct Notice::Parts {
-  Parts(const std::string& program, const IsAbandoned& isAbandoned) : dialogue(program, isAbandoned) {}
-  ~Parts() { dialogue.process().dismiss(); }
-  Dialogue dialogue;
+  explicit Parts(const IsAbandoned& isGone) : isAbandoned(isGone) {}
+  ~Parts() {
+    if (dialogue) dialogue->process().dismiss();
+  }
+
+  void watch(const std::stop_token& stop) {
+    std::mutex mutex;
+    std::unique_lock lock(mutex);
+    std::condition_variable_any wake;
+    while (!stop.stop_requested()) {
+      if (isAbandoned && isAbandoned()) {
+        log(Weight::kInfo, "The browser has gone while a reader waited for the PIN");
+        _exit(EXIT_SUCCESS);
+      }
+      wake.wait_for(lock, stop, kSlice, [] { return false; });
+    }
+  }
+
+  const IsAbandoned isAbandoned;
+  std::optional<Dialogue> dialogue;
+  std::jthread watcher{[this](const std::stop_token& stop) { watch(stop); }};
 };
 
-Notice::Notice(const Question& notice, const IsAbandoned& isAbandoned) try {
+Notice::Notice(const Question& notice, const IsAbandoned& isAbandoned)
+    : parts_(std::make_unique<Parts>(isAbandoned)) {
   const PromptProgram program = findPromptProgram();
   if (program.path.empty()) {
     warnOfNoNotice(program.fault);
     return;
   }
-  parts_ = std::make_unique<Parts>(program.path, isAbandoned);
-  Dialogue& dialogue = parts_->dialogue;
-  dialogue.process().whenAbandoned([] {
-    log(Weight::kInfo, "The browser has gone while a reader waited for the PIN");
-    _exit(EXIT_SUCCESS);
-  });
-  gpg_error_t fault = dialogue.open();
-  if (fault == 0) fault = dialogue.describe(notice);
-  if (fault == 0) fault = dialogue.showMessage();
-  dialogue.process().allow(kLongestPatience);
-  if (fault != 0) warnOfNoNotice(answerOf(fault, dialogue.process().end(), program.path).reason);
-} catch (const std::system_error& failure) {
-  warnOfNoNotice(failure.what());
+  try {
+    Dialogue& dialogue = parts_->dialogue.emplace(program.path, isAbandoned);
+    gpg_error_t fault = dialogue.open();
+    if (fault == 0) fault = dialogue.describe(notice);
+    if (fault == 0) fault = dialogue.showMessage();
+    dialogue.process().allow(kLongestPatience);
+    if (fault != 0) warnOfNoNotice(answerOf(fault, dialogue.process().end(), program.path).reason);
+  } catch (const std::system_error& failure) {
+    warnOfNoNotice(failure.what());
+  }
 }
 
 Notice::~Notice() = default;

@@ -28,7 +28,8 @@ struct Answer {
   std::string reason = "";
 };
 
-/** Whether the question is of no use any more. Called from another thread while a prompt is open. */
+/** Whether the question is of no use any more. Called from another thread while a prompt is open. Empty for a
+ * question that is always of use. */
 using IsAbandoned = std::function<bool()>;
 
 /**

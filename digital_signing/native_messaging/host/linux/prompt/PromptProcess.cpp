@@ -23,11 +23,26 @@ constexpr std::chrono::milliseconds kSlice{100};
 constexpr std::chrono::milliseconds kFarewell{500};
 constexpr int kFirstFreeDescriptor = 3;
 
+extern "C" void endSession(int) {
+  ::kill(0, SIGKILL);
+}
+
+/** In a child of the prompt: whatever ends that, a script perhaps, ends also what it has started. */
+[[noreturn]] void guardSession(pid_t prompt) {
+  close_range(0, ~0U, 0);
+  std::signal(SIGTERM, SIG_IGN);
+  std::signal(SIGUSR1, &endSession);
+  prctl(PR_SET_PDEATHSIG, SIGUSR1);
+  if (getppid() != prompt) endSession(SIGUSR1);
+  while (true) pause();
+}
+
 /** In the new process, before the program: nothing here allocates or locks. */
 [[noreturn]] void become(const char* program, int socket, pid_t host) {
   prctl(PR_SET_PDEATHSIG, SIGKILL);
   if (getppid() != host) _exit(1);  // it has died meanwhile
-  setsid();
+  const pid_t session = setsid();
+  if (_Fork() == 0) guardSession(session);
   std::signal(SIGPIPE, SIG_DFL);
   std::signal(SIGXFSZ, SIG_DFL);
   dup2(socket, STDIN_FILENO);
@@ -111,24 +126,18 @@ void PromptProcess::allow(std::chrono::seconds time) {
   deadline_ = Clock::now() + time;
 }
 
-void PromptProcess::whenAbandoned(std::function<void()> call) {
-  const std::lock_guard lock(mutex_);
-  whenAbandoned_ = std::move(call);
-}
-
 void PromptProcess::watch() {
   std::unique_lock lock(mutex_);
   while (!isDone_) {
     wake_.wait_for(lock, kSlice);
     if (isDone_) return;
-    if (isAbandoned_())
+    if (isAbandoned_ && isAbandoned_())
       end_ = End::kAbandoned;
     else if (Clock::now() > deadline_)
       end_ = End::kLate;
     if (end_ == End::kNone) continue;
     dismiss();
     shutdown(watchedSocket_, SHUT_RDWR);
-    if (end_ == End::kAbandoned && whenAbandoned_) whenAbandoned_();
     return;
   }
 }

@@ -5,7 +5,6 @@
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
-#include <functional>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -17,7 +16,7 @@ namespace vorn::prompt {
 /**
  * The running program at the other end of a socket, in a session of its own. When nobody waits for the answer
  * any more, or its time is up, reading from the socket ends. With the object it is killed, and all that it
- * has started with it; the kernel kills it when this process dies.
+ * has started with it; so it is when this process dies.
  */
 class PromptProcess {
  public:
@@ -37,8 +36,6 @@ class PromptProcess {
   void dismiss() const;
   /** Why it had to go, if it had. */
   End end() const { return end_; }
-  /** Called, from another thread, behind the end of a prompt that was abandoned. */
-  void whenAbandoned(std::function<void()> call);
 
  private:
   void watch();
@@ -54,7 +51,6 @@ class PromptProcess {
   std::condition_variable wake_;
   bool isDone_ = false;
   std::chrono::steady_clock::time_point deadline_;
-  std::function<void()> whenAbandoned_;
   std::thread watcher_;
 };
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <set>
 #include <string_view>
+#include <utility>
 #include <xercesc/dom/DOMDocument.hpp>
 #include <xercesc/dom/DOMElement.hpp>
 #include <xercesc/dom/DOMNamedNodeMap.hpp>
@@ -20,6 +21,8 @@ using xercesc::DOMElement;
 using xercesc::DOMNode;
 
 constexpr std::size_t kMostPlaces = 20;
+// In bytes.
+constexpr std::size_t kLongestPath = 2000;
 
 /** The name, with its number among the siblings of that name if there are others. */
 std::string stepTo(const DOMNode& node) {
@@ -36,13 +39,27 @@ std::string stepTo(const DOMNode& node) {
   return "/" + toUtf8(node.getNodeName()) + (count > 1 ? "[" + std::to_string(number) + "]" : "");
 }
 
+bool isInsideCharacter(const std::string& text, std::size_t at) {
+  return (static_cast<unsigned char>(text[at]) & 0xC0U) == 0x80U;
+}
+
+/** Names can be as long as the document, and there may be many in a path and many paths to show. */
+std::string shortened(std::string path) {
+  if (path.size() <= kLongestPath) return path;
+  std::size_t head = kLongestPath / 2;
+  std::size_t tail = path.size() - kLongestPath / 2;
+  while (isInsideCharacter(path, head)) --head;
+  while (isInsideCharacter(path, tail)) ++tail;
+  return path.replace(head, tail - head, "...");
+}
+
 std::string pathTo(const DOMNode* node) {
   std::vector<std::string> steps;
   for (; node != nullptr && node->getNodeType() != DOMNode::DOCUMENT_NODE; node = node->getParentNode())
     if (node->getNodeType() == DOMNode::ELEMENT_NODE) steps.push_back(stepTo(*node));
   std::string path;
   for (auto step = steps.rbegin(); step != steps.rend(); ++step) path += *step;
-  return path;
+  return shortened(std::move(path));
 }
 
 class Survey {

@@ -12,7 +12,10 @@ XERCES_CPP_NAMESPACE_END
 
 namespace vorn::verification {
 
-/** Where the element stands, as an XPath of the names as written: "/Agreement/Part[2]/CounterpartData". */
+/**
+ * Where the element stands, as an XPath of the names as written: "/Agreement/Part[2]/CounterpartData". Of a
+ * very long one the middle is left out, for "...".
+ */
 std::string pathOf(const xercesc::DOMElement& element);
 
 /** What nobody has signed. */

@@ -4,11 +4,9 @@
 #include <openssl/evp.h>
 #include <openssl/rsa.h>
 
-#include <map>
 #include <memory>
 #include <xercesc/dom/DOMDocument.hpp>
 #include <xercesc/dom/DOMElement.hpp>
-#include <xsec/dsig/DSIGConstants.hpp>
 
 #include "shared/Exceptions.h"
 #include "shared/verification/SignatureReader.h"
@@ -17,7 +15,7 @@
 #include "shared/xml/DocumentElements.h"
 #include "shared/xml/ParsedDocument.h"
 #include "shared/xml/ParserErrors.h"
-#include "shared/xml/QualifiedName.h"
+#include "shared/xml/SignatureElements.h"
 #include "shared/xml/XmlText.h"
 
 namespace vorn::verification {
@@ -78,51 +76,6 @@ bool isSignatureOf(const std::string& digest, const EVP_MD* algorithm, const std
   return valid;
 }
 
-/** Tells which children of an element are signatures, by the namespace that their prefix stands for. */
-class SignatureNames {
- public:
-  explicit SignatureNames(const DOMElement& parent) : parent_(parent) {}
-
-  bool isSignature(const DOMNode& child) {
-    if (child.getNodeType() != DOMNode::ELEMENT_NODE) return false;
-    const QualifiedName name(viewOf(child.getNodeName()));
-    if (name.local != u"Signature") return false;
-    std::u16string declaration = u"xmlns";
-    if (!name.prefix.empty()) declaration.append(u":").append(name.prefix);
-    const auto& element = static_cast<const DOMElement&>(child);
-    if (element.hasAttribute(declaration.c_str())) return declares(element, declaration);
-    // Of many children the way up is gone once for each prefix.
-    const auto [entry, isNew] = inherited_.try_emplace(declaration, false);
-    if (isNew) {
-      const DOMNode* node = &parent_;
-      while (node->getNodeType() == DOMNode::ELEMENT_NODE &&
-             !static_cast<const DOMElement*>(node)->hasAttribute(declaration.c_str()))
-        node = node->getParentNode();
-      entry->second = node->getNodeType() == DOMNode::ELEMENT_NODE &&
-                      declares(static_cast<const DOMElement&>(*node), declaration);
-    }
-    return entry->second;
-  }
-
- private:
-  static bool declares(const DOMElement& element, const std::u16string& declaration) {
-    return viewOf(element.getAttribute(declaration.c_str())) == viewOf(DSIGConstants::s_unicodeStrURIDSIG);
-  }
-
-  const DOMElement& parent_;
-  std::map<std::u16string, bool> inherited_;
-};
-
-/** The last signature among the children of the element. */
-const DOMElement& findSignature(const DOMElement& element) {
-  SignatureNames names(element);
-  const DOMElement* last = nullptr;
-  for (const DOMNode* child = element.getFirstChild(); child != nullptr; child = child->getNextSibling())
-    if (names.isSignature(*child)) last = static_cast<const DOMElement*>(child);
-  if (last == nullptr) throw Fault{kNotSigned, "the element is not signed"};
-  return *last;
-}
-
 void requireOnlyElement(const NamedElements& found) {
   if (found.count == 0) throw Fault{kFormatFailure, "there is no such element"};
   if (found.count > 1) throw Fault{kFormatFailure, "there are several such elements"};
@@ -132,7 +85,9 @@ void requireOnlyElement(const NamedElements& found) {
 }
 
 void check(const DOMElement& element, PartCheck& result) {
-  const DOMElement& signature = findSignature(element);
+  const SignatureElements signatures = findSignatures(element);
+  if (signatures.last == nullptr) throw Fault{kNotSigned, "the element is not signed"};
+  const DOMElement& signature = *signatures.last;
   result.algorithm = signatureMethodOf(signature);
   const SignatureFields fields = readSignature(signature, result.elementName);
   const SignerCertificate certificate(fields.certificate);

@@ -25,6 +25,9 @@ using Attributes = std::vector<std::pair<std::u16string_view, std::u16string_vie
 
 constexpr char16_t kFilterNamespace[] = u"http://www.w3.org/2002/06/xmldsig-filter2";
 
+// For people to read.
+constexpr std::size_t kLongestAlgorithm = 200;
+
 [[noreturn]] void refuse(const std::string& reason) {
   throw Fault{kFormatFailure, "the signature is of another form than the one that the host makes: " + reason};
 }
@@ -96,6 +99,7 @@ void requireTransforms(const DOMElement& transforms, const std::string& elementN
 SignatureAlgorithm algorithmOf(const DOMElement& method, const DOMElement& digestMethod) {
   const std::u16string_view uri = viewOf(method.getAttribute(u"Algorithm"));
   const std::u16string_view digestUri = viewOf(digestMethod.getAttribute(u"Algorithm"));
+  if (std::max(uri.size(), digestUri.size()) > kLongestAlgorithm) refuse("the identifiers of its algorithms");
   requireEmpty(method, {{u"Algorithm", uri}});
   requireEmpty(digestMethod, {{u"Algorithm", digestUri}});
 #define VORN_ROW(name, methodURI, digestURI, hash, family, bits, evp)                           \
@@ -161,7 +165,9 @@ std::string signatureMethodOf(const DOMElement& signature) {
   const DOMElement* method = signedInfo != nullptr ? signedInfo->getFirstElementChild() : nullptr;
   while (method != nullptr && viewOf(method->getNodeName()) != u"SignatureMethod")
     method = method->getNextElementSibling();
-  return method != nullptr ? toUtf8(method->getAttribute(u"Algorithm")) : std::string();
+  const bool isThere =
+      method != nullptr && viewOf(method->getAttribute(u"Algorithm")).size() <= kLongestAlgorithm;
+  return isThere ? toUtf8(method->getAttribute(u"Algorithm")) : std::string();
 }
 
 }  // namespace vorn::verification

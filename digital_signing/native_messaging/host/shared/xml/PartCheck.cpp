@@ -6,7 +6,6 @@
 #include <vector>
 #include <xercesc/dom/DOMElement.hpp>
 #include <xercesc/dom/DOMNamedNodeMap.hpp>
-#include <xsec/dsig/DSIGConstants.hpp>
 
 #include "shared/xml/NodeText.h"
 #include "shared/xml/QualifiedName.h"
@@ -154,22 +153,6 @@ unsigned levelOf(const xercesc::DOMElement& element) {
   for (const DOMNode* node = &element; node != nullptr; node = node->getParentNode())
     if (node->getNodeType() == DOMNode::ELEMENT_NODE) ++level;
   return level;
-}
-
-std::size_t countSignatures(const xercesc::DOMElement& element) {
-  std::size_t count = 0;
-  std::unordered_map<std::u16string_view, std::u16string_view> inherited;  // each is looked for once
-  for (const DOMNode* node = element.getFirstChild(); node != nullptr; node = node->getNextSibling()) {
-    if (node->getNodeType() != DOMNode::ELEMENT_NODE) continue;
-    const QualifiedName name(viewOf(node->getNodeName()));
-    if (name.local != u"Signature") continue;
-    const auto [entry, isNew] = inherited.try_emplace(name.prefix);
-    if (isNew) entry->second = namespaceOf(element, name.prefix);
-    const DOMNode* const own = declarationOn(*node, name.prefix);
-    const std::u16string_view uri = own != nullptr ? valueOf(*own) : entry->second;
-    if (uri == viewOf(DSIGConstants::s_unicodeStrURIDSIG)) ++count;
-  }
-  return count;
 }
 
 }  // namespace vorn

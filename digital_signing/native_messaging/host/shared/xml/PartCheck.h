@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstddef>
 #include <string>
 #include <string_view>
 #include <xercesc/util/XercesDefs.hpp>
@@ -33,8 +32,5 @@ bool isInside(const xercesc::DOMElement& element, std::u16string_view ancestorNa
 
 /** One for the root. */
 unsigned levelOf(const xercesc::DOMElement& element);
-
-/** XML signatures that are children of the element. */
-std::size_t countSignatures(const xercesc::DOMElement& element);
 
 }  // namespace vorn

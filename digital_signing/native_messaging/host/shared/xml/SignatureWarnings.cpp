@@ -12,6 +12,7 @@
 #include "shared/xml/ParsedDocument.h"
 #include "shared/xml/PartCheck.h"
 #include "shared/xml/QualifiedName.h"
+#include "shared/xml/SignatureElements.h"
 #include "shared/xml/XmlText.h"
 
 namespace vorn {
@@ -156,7 +157,7 @@ class Warnings {
 
   void ofSignaturesInside(const xercesc::DOMElement& element, const std::string& part) {
     if (!names_.signatures) return;
-    const std::size_t count = countSignatures(element);
+    const std::size_t count = findSignatures(element).count;
     if (stage_ == SigningStage::kBefore && count > 0)
       add("signed-already", part + " is signed already: its earlier signature will not verify any more");
     if (stage_ == SigningStage::kAfter && count > 1)

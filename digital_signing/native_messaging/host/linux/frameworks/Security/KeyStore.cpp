@@ -81,6 +81,26 @@ void appendCertifiedKeys(PK11SlotInfo* slot, TokenKeys& keys) {
 
 }  // namespace
 
+std::vector<TokenPlace> tokenPlaces() {
+  std::vector<TokenPlace> places;
+  for (const Slot& slot : OpenStores::instance().slots()) {
+    const Token token = describeToken(slot.get());
+    TokenPlace place{token.name, token.store, PK11_IsInternal(slot.get()) == PR_FALSE,
+                     PK11_IsPresent(slot.get()) != PR_FALSE, token.locked};
+    CK_TOKEN_INFO information{};
+    // Some modules have a place for a token that is yet to be made.
+    if (!place.isIn && PK11_IsRemovable(slot.get()) == PR_FALSE) continue;
+    if (!place.isIn) place.name = PK11_GetSlotName(slot.get());
+    if (place.isIn && place.isCard && PK11_GetTokenInfo(slot.get(), &information) == SECSuccess) {
+      place.isPinBlocked = (information.flags & CKF_USER_PIN_LOCKED) != 0;
+      place.isLastTry = (information.flags & CKF_USER_PIN_FINAL_TRY) != 0;
+    }
+    place.showsCertificate = place.isIn && !certificatesIn(slot.get()).empty();
+    places.push_back(std::move(place));
+  }
+  return places;
+}
+
 OSStatus openKeyStore() {
   return OpenStores::instance().open();
 }

@@ -47,6 +47,26 @@ struct StoreFault {
   std::filesystem::path registration = {};
 };
 
+/** A place for a token, a reader for instance, and what is in it. */
+struct TokenPlace {
+  /** Of the token; of the place when there is none in it. */
+  std::string name;
+  /** As in Token. */
+  std::string store;
+  /** Whether it is no database: what follows is of such alone. */
+  bool isCard = false;
+  bool isIn = false;
+  bool asksForPin = false;
+  bool isPinBlocked = false;
+  /** One more wrong PIN blocks it. */
+  bool isLastTry = false;
+  /** Whether it shows a certificate to those who have not given the PIN. */
+  bool showsCertificate = false;
+};
+
+/** The places that the last search has looked into. */
+std::vector<TokenPlace> tokenPlaces();
+
 /** What the last search of this process has had to leave out. */
 std::vector<StoreFault> storeFaults();
 

@@ -185,6 +185,15 @@ std::string OpenStores::placeOf(PK11SlotInfo* slot) const {
   return module != nullptr && module->dllName != nullptr ? module->dllName : "";
 }
 
+std::vector<Slot> OpenStores::slots() const {
+  std::vector<Slot> slots;
+  for (const Module& module : modules_)
+    for (int i = 0; i < module->slotCount; ++i) slots.emplace_back(PK11_ReferenceSlot(module->slots[i]));
+  for (const Database& database : databases_)
+    if (database.slot != nullptr) slots.emplace_back(PK11_ReferenceSlot(database.slot.get()));
+  return slots;
+}
+
 std::vector<StoreFault> OpenStores::faults() const {
   std::vector<StoreFault> faults;
   for (const Database& database : databases_)

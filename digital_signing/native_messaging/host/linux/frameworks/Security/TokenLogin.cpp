@@ -84,25 +84,25 @@ std::optional<NssError> TokenLogin::withPin(const x509::Certificate& certificate
     const PRErrorCode code = PR_GetError();
     if (code == SEC_ERROR_LOCKED_PASSWORD) return question.locked();
     if (code == SEC_ERROR_EXPIRED_PASSWORD) return question.expired();
-    if (!isRefused_) return lastNssError();
+    if (!isRefused_ && code != SEC_ERROR_INVALID_PASSWORD) return lastNssError();
     prompt::log(prompt::Weight::kWarning,
                 std::string("The token \"") + PK11_GetTokenName(slot_.get()) + "\" takes the PIN for wrong");
     pin_.wipe();
   }
 }
 
-/** Nothing when there is a PIN that the token could take. */
+/** Nothing when there is a PIN to try. */
 std::optional<NssError> TokenLogin::ask(const LoginQuestion& question, std::string warning) {
-  do {
+  for (bool isRepeated = false;; isRepeated = true) {
     if (++questions_ > kMostQuestions) return question.tooManyWrong();
     const prompt::Answer answer = prompt::ask(question.question(warning), pin_, request_.facts().isGone);
     if (answer.outcome == prompt::Answer::Outcome::kAbandoned) request_.abandon();
     if (answer.outcome == prompt::Answer::Outcome::kFailed) return question.unanswered(answer.reason);
     if (answer.outcome != prompt::Answer::Outcome::kGiven) return question.cancelled();
-    // Not given to the token: it may count even a PIN of a length that it never takes as a try.
+    // The token may count it as a try; but whoever insists may know the token better than it does itself.
     warning = question.wrongLength(pin_.size());
-  } while (!warning.empty());
-  return std::nullopt;
+    if (warning.empty() || (isRepeated && pin_.size() > 0)) return std::nullopt;
+  }
 }
 
 }  // namespace vorn::frameworks

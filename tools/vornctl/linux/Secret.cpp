@@ -8,6 +8,7 @@
 #include <cstring>
 #include <system_error>
 
+#include "linux/prompt/PinPrompt.h"
 #include "vornctl/AtomicFile.h"
 
 namespace vorn::vornctl {
@@ -78,12 +79,22 @@ Secret readSecret(const std::string& file) {
 }
 
 std::optional<Secret> askForSecret(const std::string& question) {
-  const SilentTerminal terminal;
-  if (!terminal.isOpen()) return std::nullopt;
-  terminal.write(question + ": ");
-  std::optional<Secret> secret = terminal.readLine();
-  terminal.write("\n");
-  return secret;
+  {
+    const SilentTerminal terminal;
+    if (terminal.isOpen()) {
+      terminal.write(question + ": ");
+      std::optional<Secret> secret = terminal.readLine();
+      terminal.write("\n");
+      return secret;
+    }
+  }
+  prompt::Secret typed;
+  prompt::Question window;
+  window.lines = {question};
+  window.label = "Password:";
+  const prompt::Answer answer = prompt::ask(window, typed, [] { return false; });
+  if (answer.outcome != prompt::Answer::Outcome::kGiven) return std::nullopt;
+  return Secret(std::string(typed.text(), typed.size()));
 }
 
 }  // namespace vorn::vornctl

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <Security/Security.h>
+
+#include <string>
+#include <vector>
+
+/** What people want to know of the key store and the host does not ask. Each system has an implementation of
+ * its own. */
+namespace vorn::vornctl {
+
+struct KeyPlace {
+  std::string token; /**< the name of what holds the private key */
+  bool locked =
+      false; /**< it wants a password before any key in it can be used, and asks for none by itself */
+  std::string store = {}; /**< the folder of its database, or the library that brings it */
+};
+
+KeyPlace placeOfKey(SecIdentityRef identity);
+
+enum class Trust {
+  kNone,
+  kForSignatures,    /**< to vouch for persons: an authority for e-mail, clients or objects, or a peer */
+  kForOtherPurposes, /**< as an authority for web sites only */
+  kForbidden,
+};
+
+struct StoredCertificate {
+  std::string der;
+  Trust trust = Trust::kNone;
+};
+
+/**
+ * The certificates of the user's, with the trust that the user or an administrator has given them; the lists
+ * of authorities that come with a system are not among them. Asks for no password.
+ */
+std::vector<StoredCertificate> storedCertificates();
+
+}  // namespace vorn::vornctl

@@ -1,0 +1,249 @@
+#include "vornctl/KeyStoreCheck.h"
+
+#include <algorithm>
+#include <set>
+#include <system_error>
+
+#include "linux/frameworks/Security/KeyStoreReport.h"
+#include "linux/prompt/PromptProgram.h"
+#include "vornctl/Fitness.h"
+#include "vornctl/Identities.h"
+
+namespace vorn::vornctl {
+namespace {
+
+namespace fs = std::filesystem;
+using frameworks::StoreFault;
+using frameworks::TokenPlace;
+
+constexpr const char* kImport =
+    "bring your certificate with its private key in from its file: vornctl import FILE.p12";
+constexpr const char* kReaderSocket = "/run/pcscd/pcscd.comm";
+
+std::string counted(std::size_t count, const std::string& one) {
+  return std::to_string(count) + " " + one + (count == 1 ? "" : "s");
+}
+
+std::string described(const IdentityReport& identity) {
+  return "the certificate of " + identity.certificate.name + ", serial " + identity.certificate.serial;
+}
+
+class Check {
+ public:
+  std::vector<Finding> run() {
+    std::vector<IdentityReport> identities;
+    try {
+      identities = examineIdentities({});
+    } catch (const KeyStoreError&) {
+      // What could not be read is among the faults of the stores.
+    }
+    places_ = frameworks::tokenPlaces();
+    const auto isBlocked = [this](const IdentityReport& identity) {
+      return std::any_of(places_.begin(), places_.end(), [&](const TokenPlace& place) {
+        return place.isPinBlocked && place.store == identity.store && place.name == identity.token;
+      });
+    };
+    for (const IdentityReport& identity : identities)
+      if (identity.reasons.empty() && !isBlocked(identity)) usable_.push_back(identity);
+    nameStores();
+    if (!usable_.empty())
+      praise(identities.size());
+    else if (!identities.empty())
+      blame(identities);
+    else
+      missIdentity();
+    checkFaults();
+    checkPins();
+    return std::move(findings_);
+  }
+
+ private:
+  void add(Severity severity, const std::string& code, const std::string& cause, const std::string& remedy,
+           std::vector<std::string> files = {}) {
+    findings_.push_back({severity, code, {"key store"}, cause, remedy, std::move(files)});
+  }
+
+  /** What keeps nobody from signing as long as somebody else can sign. */
+  Severity graded() const { return usable_.empty() ? Severity::kProblem : Severity::kNote; }
+
+  void nameStores() {
+    std::string stores;
+    for (const frameworks::KeyDatabase& database : frameworks::keyDatabases())
+      stores +=
+          (stores.empty() ? "" : ", ") + (database.isFirefox ? database.title : database.folder.string());
+    std::set<std::string> modules;
+    for (const TokenPlace& place : places_)
+      if (place.isCard) modules.insert(place.store);
+    for (const std::string& module : modules) stores += (stores.empty() ? "" : ", ") + module;
+    if (!stores.empty()) add(Severity::kFine, "key-stores", "looked into " + stores, "");
+  }
+
+  void praise(std::size_t total) {
+    const auto asking = std::count_if(usable_.begin(), usable_.end(),
+                                      [](const IdentityReport& identity) { return identity.locked; });
+    add(Severity::kFine, "identities",
+        std::to_string(usable_.size()) + " of " + std::to_string(total) + " identities can sign" +
+            (asking > 0 ? ", " + std::to_string(asking) + " of them with a PIN or password" : "") +
+            "; \"vornctl identities\" shows them",
+        "");
+    for (const IdentityReport& identity : usable_) {
+      if (identity.certificate.notYetValid) {
+        const bool isOnly = usable_.size() == 1;
+        add(isOnly ? Severity::kProblem : Severity::kNote, "not-valid-yet",
+            described(identity) + " is not valid before " + identity.certificate.start,
+            "wait until then, or sign with another: whoever verifies a signature of now refuses it");
+      }
+      for (const std::string& abn : identity.certificate.abns)
+        if (abn != kUnreadable && abn.find_first_not_of("0123456789") != std::string::npos)
+          add(Severity::kNote, "odd-abn",
+              described(identity) + " has the ABN \"" + abn + "\", and pages ask for digits alone",
+              "ask \"" + identity.certificate.issuer + "\" for a certificate with the ABN in digits");
+    }
+    const bool hasLockedProfile =
+        std::any_of(usable_.begin(), usable_.end(), [](const IdentityReport& identity) {
+          return identity.locked && identity.token.starts_with("Firefox: ");
+        });
+    if (hasLockedProfile)
+      add(Severity::kNote, "firefox-password",
+          "Firefox protects a key with its primary password; new releases do so in a form that the system's "
+          "NSS "
+          "cannot open, and takes the right password for a wrong one",
+          "should the right one be refused: take the primary password away in Firefox's settings, or save "
+          "the "
+          "certificate there as a .p12 file and bring it in with vornctl import");
+    if (asking > 0) checkPrompt(static_cast<std::size_t>(asking) == usable_.size());
+  }
+
+  void checkPrompt(bool isNeeded) {
+    const prompt::PromptProgram program = prompt::findPromptProgram();
+    if (!program.path.empty()) return;
+    // Whoever runs this over the network has no display here, but may well have one at the browser.
+    const bool hasDisplay =
+        !prompt::environment("DISPLAY").empty() || !prompt::environment("WAYLAND_DISPLAY").empty();
+    add(isNeeded && hasDisplay ? Severity::kProblem : Severity::kNote, "no-prompt-program",
+        "nobody can ask for a PIN or password from here", program.fault);
+  }
+
+  /** None can sign: each cause once, with those that it concerns. */
+  void blame(const std::vector<IdentityReport>& identities) {
+    std::set<std::string> known;
+    for (const IdentityReport& identity : identities) {
+      if (identity.reasons.empty()) continue;
+      const Fault& fault = identity.reasons.front();
+      if (!known.insert(fault.code).second) continue;
+      const auto others = std::count_if(
+          identities.begin(), identities.end(),
+          [&](const IdentityReport& other) { return other.reasons.front().code == fault.code; });
+      add(Severity::kProblem, fault.code,
+          described(identity) + " can never sign: " + fault.cause +
+              (others > 1 ? "; " + counted(static_cast<std::size_t>(others - 1), "other") + " alike" : ""),
+          fault.remedy);
+    }
+  }
+
+  void missIdentity() {
+    bool isExplained = false;
+    for (const TokenPlace& place : places_) {
+      if (!place.isCard) continue;
+      if (!place.isIn) {
+        add(Severity::kProblem, "card-out", "there is no card in the reader \"" + place.name + "\"",
+            "put your card in, the right way round", {place.store});
+      } else if (place.asksForPin && !place.showsCertificate) {
+        add(Severity::kProblem, "token-hides-certificate",
+            "the token \"" + place.name +
+                "\" shows no certificate until its PIN is given, and the search asks for none",
+            "have its certificate stored as a public object, as most cards have it, or import the "
+            "certificate alone "
+            "into a key store: certutil -A -n NAME -t ,, -i FILE -d sql:" +
+                frameworks::sharedDatabaseFolders().front().string(),
+            {place.store});
+      } else {
+        continue;
+      }
+      isExplained = true;
+    }
+    if (isExplained) return;
+    const bool hasDatabase = !frameworks::keyDatabases().empty();
+    const auto faults = frameworks::storeFaults();
+    // What cannot be read is blamed by itself.
+    if (faults.empty() || (hasDatabase && faults.front().kind != StoreFault::Kind::kDatabase)) {
+      add(Severity::kProblem, hasDatabase ? "no-identity" : "no-key-store",
+          hasDatabase ? "no key store holds a certificate with its private key"
+                      : "there is no key store, neither one of your own nor one of Firefox's, and no card",
+          kImport);
+    }
+    checkReaders();
+  }
+
+  void checkReaders() {
+    std::error_code unreadable;
+    const bool hasReader = std::any_of(places_.begin(), places_.end(), [](const TokenPlace& place) {
+      return place.isCard && place.store.find("opensc") != std::string::npos;
+    });
+    if (!hasReader && !fs::exists(kReaderSocket, unreadable))
+      add(Severity::kNote, "reader-daemon",
+          "the service for card readers, pcscd, does not run: a smart card would not be seen",
+          "if your key is on a card: sudo apt install pcscd opensc, then sudo systemctl start pcscd.socket");
+  }
+
+  void checkFaults() {
+    const auto databases = frameworks::keyDatabases();
+    for (const StoreFault& fault : frameworks::storeFaults()) {
+      if (fault.kind == StoreFault::Kind::kModule) {
+        checkModule(fault);
+        continue;
+      }
+      const bool isFirefox = std::any_of(databases.begin(), databases.end(), [&](const auto& database) {
+        return database.isFirefox && database.folder == fault.place;
+      });
+      add(isFirefox ? Severity::kNote : graded(), "key-store-unreadable", fault.reason,
+          "close other programs that use it, see whether you may read " + fault.place.string() +
+              ", and whether \"certutil -K -d sql:" + fault.place.string() +
+              "\" succeeds; a damaged one has to come back from a copy, or its certificates from their "
+              "files");
+    }
+  }
+
+  void checkModule(const StoreFault& fault) {
+    std::error_code unreadable;
+    const bool isMissing = fault.place.is_absolute() && !fs::exists(fault.place, unreadable);
+    const std::string library = fault.place.string();
+    const std::string drop =
+        fault.registration.filename() == "pkcs11.txt"
+            ? "take it out of the list: modutil -dbdir sql:" + fault.registration.parent_path().string() +
+                  " -list, then -delete NAME"
+            : "remove " + fault.registration.string();
+    if (isMissing)
+      add(graded(), "module-missing", "the library of a token, " + library + ", is not there",
+          "install the package that brings it again, or " + drop, {fault.registration.string()});
+    else
+      add(graded(), "module-broken",
+          "the library of a token cannot be used: " + library + ": " + fault.reason,
+          "see whether its device is connected and its service runs, install it again, or " + drop,
+          {fault.registration.string()});
+  }
+
+  void checkPins() {
+    for (const TokenPlace& place : places_) {
+      if (place.isPinBlocked)
+        add(graded(), "pin-blocked",
+            "the PIN of the token \"" + place.name + "\" is blocked after wrong ones",
+            "unblock it with its PUK, by the program of whoever issued it", {place.store});
+      else if (place.isLastTry)
+        add(Severity::kNote, "pin-last-try", "one more wrong PIN blocks the token \"" + place.name + "\"",
+            "look the PIN up before you sign", {place.store});
+    }
+  }
+
+  std::vector<IdentityReport> usable_;
+  std::vector<TokenPlace> places_;
+  std::vector<Finding> findings_;
+};
+
+}  // namespace
+
+std::vector<Finding> checkKeyStore() {
+  return Check().run();
+}
+
+}  // namespace vorn::vornctl

@@ -1,0 +1,39 @@
+#include "vornctl/KeyStoreView.h"
+
+#include <utility>
+
+#include "linux/frameworks/Security/CertificateTrust.h"
+#include "linux/frameworks/Security/KeyStoreReport.h"
+
+namespace vorn::vornctl {
+namespace {
+
+Trust trustOf(frameworks::Trust trust) {
+  switch (trust) {
+    case frameworks::Trust::kForSignatures:
+      return Trust::kForSignatures;
+    case frameworks::Trust::kForOtherPurposes:
+      return Trust::kForOtherPurposes;
+    case frameworks::Trust::kProhibited:
+      return Trust::kForbidden;
+    case frameworks::Trust::kNone:
+      break;
+  }
+  return Trust::kNone;
+}
+
+}  // namespace
+
+KeyPlace placeOfKey(SecIdentityRef identity) {
+  frameworks::Token token = frameworks::tokenOf(identity);
+  return {std::move(token.name), token.locked, std::move(token.store)};
+}
+
+std::vector<StoredCertificate> storedCertificates() {
+  std::vector<StoredCertificate> certificates;
+  for (const frameworks::StoredCertificate& stored : frameworks::listCertificatesWithTrust())
+    certificates.push_back({std::string(stored.der.begin(), stored.der.end()), trustOf(stored.trust)});
+  return certificates;
+}
+
+}  // namespace vorn::vornctl
