@@ -70,8 +70,8 @@ void DocumentParser::doctypeDecl(const xercesc::DTDElementDecl& root, const XMLC
 
 void DocumentParser::entityDecl(const xercesc::DTDEntityDecl& declaration, bool isParameterEntity,
                                 bool isIgnored) {
-  // A declaration that repeats a name is ignored, and its name has no lasting address.
-  if (!isIgnored) noteName(declaration.getName());
+  // A declaration that repeats a name is ignored.
+  if (!isIgnored) noteDeclaredName();
   limits().declareEntity(declaration.getValueLen());
   subset_.keep();
   TreeParser::entityDecl(declaration, isParameterEntity, isIgnored);
@@ -81,7 +81,7 @@ void DocumentParser::entityDecl(const xercesc::DTDEntityDecl& declaration, bool 
 }
 
 void DocumentParser::notationDecl(const xercesc::XMLNotationDecl& declaration, bool isIgnored) {
-  if (!isIgnored) noteName(declaration.getName());
+  if (!isIgnored) noteDeclaredName();
   subset_.keep();
   TreeParser::notationDecl(declaration, isIgnored);
   subset_.replace(notationDeclarationText(declaration));

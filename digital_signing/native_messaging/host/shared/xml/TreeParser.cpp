@@ -152,8 +152,13 @@ xercesc::DOMAttr* TreeParser::createAttr(const XMLCh* name) {
 
 NamedElements& TreeParser::noteName(const XMLCh* pooledName) {
   NamedElements& elements = index_.at(pooledName);
-  limits_.countNames(index_.size());
+  limits_.countNames(index_.size() + declaredNames_);
   return elements;
+}
+
+void TreeParser::noteDeclaredName() {
+  ++declaredNames_;
+  limits_.countNames(index_.size() + declaredNames_);
 }
 
 void TreeParser::docPI(const XMLCh* target, const XMLCh* data) {

@@ -50,6 +50,8 @@ class TreeParser : public xercesc::XercesDOMParser {
 
   /** Notes a name at the address at which the tree keeps it. */
   NamedElements& noteName(const XMLCh* pooledName);
+  /** Notes that there is one more name, which goes with the declarations when they have been read. */
+  void noteDeclaredName();
   ParserLimits& limits() { return limits_; }
 
  private:
@@ -61,6 +63,7 @@ class TreeParser : public xercesc::XercesDOMParser {
 
   ParserLimits limits_;
   ElementIndex index_;
+  std::size_t declaredNames_ = 0;
   bool declaresBelowRoot_ = false;
   // Text that has come since the last node; the scanner hands it over in pieces.
   std::u16string text_;
