@@ -2,6 +2,7 @@
 #include <new>
 #include <stdexcept>
 
+#include "linux/app/SigningSession.h"
 #include "shared/Exceptions.h"
 #include "shared/Signing.h"
 
@@ -27,6 +28,8 @@ void vorn::signing::selectCertificate(const jsonxx::Object& userDetails, jsonxx:
   if (failure != kFailures.end()) failure->second();
 }
 
-void vorn::signing::signDocuments(const jsonxx::Array&, SignatureAlgorithm, jsonxx::Object&) {
+void vorn::signing_session::begin() {}
+void vorn::signing_session::logStoreFaults() {}
+void vorn::signing_session::signDocuments(const jsonxx::Array&, SignatureAlgorithm, jsonxx::Object&) {
   throw CryptoException("of the other function");
 }
