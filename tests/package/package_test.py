@@ -101,7 +101,7 @@ def try_archive(archive, folder, home, homes):
     program = moved / "lib/vorn-signing/vorn-signing"
     try_hardening(moved, "the archive's files", {*hardening.PROGRAMS, "libcurl-gnutls.so.4"})
     libraries = try_host(program, home, homes, moved / "share/vorn-signing/agreement.xml")
-    tokens = [path for path in libraries if re.search("/pkcs11/|softhsm|p11-kit", path)]  # the system's, and what they need
+    tokens = [path for path in libraries if re.search("/pkcs11/|softhsm|p11-kit|pcsclite", path)]  # the system's, and what they need
     of_tokens = {*tokens, *re.findall(r"=> (/\S+)", run("ldd", *tokens) if tokens else "")}
     foreign = [path for path in libraries - of_tokens if not path.startswith(str(moved))
                and not pathlib.Path(path).name.startswith(LEFT_TO_THE_SYSTEM)]
