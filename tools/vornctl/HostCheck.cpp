@@ -3,7 +3,7 @@
 #include "shared/Exceptions.h"
 #include "shared/Platform.h"
 #include "shared/Version.h"
-#include "vornctl/HostProcess.h"
+#include "vornctl/HostConversation.h"
 #include "vornctl/StandInHome.h"
 
 namespace vorn::vornctl {
@@ -35,7 +35,7 @@ std::vector<Finding> checkHost(const HostStart& start, std::chrono::milliseconds
   std::vector<Finding> findings;
   const StandInHome home(platform::homeFolder());
   try {
-    HostProcess process(start.host, start.arguments, home.environment());
+    HostConversation process(start.host, start.arguments, home.environment());
     const jsonxx::Object answer = process.ask(jsonxx::Object("type", "version"), patience);
     const std::string version = textOf(answer, "version");
     findings.push_back(

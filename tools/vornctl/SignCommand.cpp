@@ -14,7 +14,7 @@
 #include "vornctl/DocumentWarnings.h"
 #include "vornctl/ErrorWords.h"
 #include "vornctl/Host.h"
-#include "vornctl/HostProcess.h"
+#include "vornctl/HostConversation.h"
 #include "vornctl/PromptTerminal.h"
 #include "vornctl/SignerChoice.h"
 #include "vornctl/Terminal.h"
@@ -229,7 +229,7 @@ class Batch {
   }
 
   const SignOptions& options_;
-  HostProcess host_;
+  HostConversation host_;
   bool toStandardOutput_ = options_.output == kStandardOutput;
   std::ostream& said_ = toStandardOutput_ ? std::cerr : std::cout;
   std::size_t told_ = 0; /**< files of which the outcome was printed */

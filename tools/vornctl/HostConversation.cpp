@@ -1,4 +1,4 @@
-#include "vornctl/HostProcess.h"
+#include "vornctl/HostConversation.h"
 
 #include <fcntl.h>
 #include <sys/wait.h>
@@ -28,8 +28,9 @@ FILE* makeErrorFile() {
 
 }  // namespace
 
-HostProcess::HostProcess(const std::filesystem::path& program, const std::vector<std::string>& arguments,
-                         const std::optional<std::vector<std::string>>& environment)
+HostConversation::HostConversation(const std::filesystem::path& program,
+                                   const std::vector<std::string>& arguments,
+                                   const std::optional<std::vector<std::string>>& environment)
     : errors_(makeErrorFile(), &std::fclose) {
   try {
     ChildStart start{.program = program,
@@ -43,7 +44,7 @@ HostProcess::HostProcess(const std::filesystem::path& program, const std::vector
   }
 }
 
-jsonxx::Object HostProcess::ask(const jsonxx::Object& request, std::chrono::milliseconds patience) {
+jsonxx::Object HostConversation::ask(const jsonxx::Object& request, std::chrono::milliseconds patience) {
   const std::string text = request.json();
   if (text.size() > FrameAssembler::kMaximumLength) {
     throw HostError("the request has " + std::to_string(text.size()) + " bytes, the host takes " +
@@ -64,7 +65,7 @@ jsonxx::Object HostProcess::ask(const jsonxx::Object& request, std::chrono::mill
   return answer;
 }
 
-std::string HostProcess::read(std::size_t count, ChildProcess::Clock::time_point deadline) {
+std::string HostConversation::read(std::size_t count, ChildProcess::Clock::time_point deadline) {
   std::string bytes;
   const ChildProcess::Read outcome = child_->read(bytes, count, deadline);
   if (outcome == ChildProcess::Read::kLate) throw HostError("the host runs but does not answer in time");
@@ -72,7 +73,7 @@ std::string HostProcess::read(std::size_t count, ChildProcess::Clock::time_point
   return bytes;
 }
 
-void HostProcess::failAtEnd() {
+void HostConversation::failAtEnd() {
   std::string message = "the host closed its output without an answer";
   if (child_->hasExitedWithin(kFarewell)) {
     const int status = child_->status();
@@ -85,7 +86,7 @@ void HostProcess::failAtEnd() {
   throw HostError(printed.empty() ? message : message + "; it said: " + printed);
 }
 
-std::string HostProcess::errorOutput() const {
+std::string HostConversation::errorOutput() const {
   char buffer[512];
   const ssize_t count = errors_ ? pread(fileno(errors_.get()), buffer, sizeof buffer, 0) : 0;
   std::string text(buffer, static_cast<std::size_t>(std::max<ssize_t>(count, 0)));

@@ -25,11 +25,12 @@ class HostError : public std::runtime_error {
  * request at a time. A host that still runs when the object goes is given two seconds from the end of its
  * input, and killed then.
  */
-class HostProcess {
+class HostConversation {
  public:
   /** Throws HostError when the program cannot be started. `environment` is as in ChildStart. */
-  explicit HostProcess(const std::filesystem::path& program, const std::vector<std::string>& arguments = {},
-                       const std::optional<std::vector<std::string>>& environment = {});
+  explicit HostConversation(const std::filesystem::path& program,
+                            const std::vector<std::string>& arguments = {},
+                            const std::optional<std::vector<std::string>>& environment = {});
 
   /** The answer to the request. Throws HostError; the object is of no more use then. */
   jsonxx::Object ask(const jsonxx::Object& request, std::chrono::milliseconds patience);
