@@ -27,8 +27,8 @@ class Browser:
             flags += [f"--load-extension={extension['folder']}", "--disable-background-networking", "--disable-component-update"]
         if os.geteuid() == 0:
             flags.insert(0, "--no-sandbox")
-        # The browser reads commands from descriptor 3 and writes answers to 4.
-        shell = ["bash", "-c", f'exec 8<&{commands} 9>&{answers}; exec 3<&8 4>&9 8<&- 9>&-; exec "$@"', "chromium"]
+        # The browser reads commands from descriptor 3 and writes answers to 4, by way of numbers that no pipe here has.
+        shell = ["bash", "-c", f'exec 208<&{commands} 209>&{answers}; exec 3<&208 4>&209 208<&- 209>&-; exec "$@"', "chromium"]
         self.process = process.start([*shell, PROGRAM, *flags], home, pass_fds=(commands, answers))
         os.close(commands)
         os.close(answers)
