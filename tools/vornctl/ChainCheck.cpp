@@ -9,6 +9,7 @@
 #include <stdexcept>
 #include <system_error>
 
+#include "shared/OpenSslHandle.h"
 #include "vornctl/InputFile.h"
 #include "vornctl/KeyStoreView.h"
 
@@ -18,17 +19,10 @@ namespace {
 namespace fs = std::filesystem;
 using verification::Fault;
 
-template <auto release>
-struct Release {
-  template <typename Object>
-  void operator()(Object* object) const {
-    release(object);
-  }
-};
-using Certificate = std::unique_ptr<X509, Release<&X509_free>>;
-using Bio = std::unique_ptr<BIO, Release<&BIO_free>>;
-using Store = std::unique_ptr<X509_STORE, Release<&X509_STORE_free>>;
-using Context = std::unique_ptr<X509_STORE_CTX, Release<&X509_STORE_CTX_free>>;
+using Certificate = OpenSslHandle<X509, &X509_free>;
+using Bio = OpenSslHandle<BIO, &BIO_free>;
+using Store = OpenSslHandle<X509_STORE, &X509_STORE_free>;
+using Context = OpenSslHandle<X509_STORE_CTX, &X509_STORE_CTX_free>;
 struct FreeStack {
   void operator()(STACK_OF(X509) * stack) const { sk_X509_pop_free(stack, X509_free); }
 };

@@ -10,23 +10,17 @@
 #include <memory>
 #include <vector>
 
+#include "shared/OpenSslHandle.h"
 #include "shared/SignatureAlgorithm.h"
 
 namespace vorn {
 namespace {
 
-template <auto release>
-struct Release {
-  template <typename Object>
-  void operator()(Object* object) const {
-    release(object);
-  }
-};
-using Number = std::unique_ptr<BIGNUM, Release<&BN_free>>;
-using ParametersBuilder = std::unique_ptr<OSSL_PARAM_BLD, Release<&OSSL_PARAM_BLD_free>>;
-using Parameters = std::unique_ptr<OSSL_PARAM, Release<&OSSL_PARAM_free>>;
-using Context = std::unique_ptr<EVP_PKEY_CTX, Release<&EVP_PKEY_CTX_free>>;
-using Key = std::unique_ptr<EVP_PKEY, Release<&EVP_PKEY_free>>;
+using Number = OpenSslHandle<BIGNUM, &BN_free>;
+using ParametersBuilder = OpenSslHandle<OSSL_PARAM_BLD, &OSSL_PARAM_BLD_free>;
+using Parameters = OpenSslHandle<OSSL_PARAM, &OSSL_PARAM_free>;
+using Context = OpenSslHandle<EVP_PKEY_CTX, &EVP_PKEY_CTX_free>;
+using Key = OpenSslHandle<EVP_PKEY, &EVP_PKEY_free>;
 
 const EVP_MD* digestAlgorithm(XSECCryptoHash::HashType hashType) {
   switch (hashType) {

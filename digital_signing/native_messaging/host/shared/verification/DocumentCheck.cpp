@@ -9,6 +9,7 @@
 #include <xercesc/dom/DOMElement.hpp>
 
 #include "shared/Exceptions.h"
+#include "shared/OpenSslHandle.h"
 #include "shared/verification/SignatureReader.h"
 #include "shared/verification/SignerCertificate.h"
 #include "shared/xml/Canonicaliser.h"
@@ -25,15 +26,8 @@ namespace {
 using xercesc::DOMElement;
 using xercesc::DOMNode;
 
-template <auto release>
-struct Release {
-  template <typename Object>
-  void operator()(Object* object) const {
-    release(object);
-  }
-};
-using DigestContext = std::unique_ptr<EVP_MD_CTX, Release<&EVP_MD_CTX_free>>;
-using KeyContext = std::unique_ptr<EVP_PKEY_CTX, Release<&EVP_PKEY_CTX_free>>;
+using DigestContext = OpenSslHandle<EVP_MD_CTX, &EVP_MD_CTX_free>;
+using KeyContext = OpenSslHandle<EVP_PKEY_CTX, &EVP_PKEY_CTX_free>;
 
 const EVP_MD* digestOf(SignatureAlgorithm algorithm) {
   switch (algorithm) {

@@ -2,9 +2,10 @@
 
 #include <openssl/x509.h>
 
-#include <memory>
 #include <string>
 #include <string_view>
+
+#include "shared/OpenSslHandle.h"
 
 namespace vorn::verification {
 
@@ -26,10 +27,7 @@ class SignerCertificate {
   EVP_PKEY* key() const { return X509_get0_pubkey(certificate_.get()); }
 
  private:
-  struct Release {
-    void operator()(X509* certificate) const { X509_free(certificate); }
-  };
-  std::unique_ptr<X509, Release> certificate_;
+  OpenSslHandle<X509, &X509_free> certificate_;
 };
 
 }  // namespace vorn::verification

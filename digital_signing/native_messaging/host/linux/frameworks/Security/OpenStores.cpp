@@ -118,11 +118,11 @@ std::vector<TokenModule> OpenStores::newModules() {
 }
 
 std::optional<std::string> OpenStores::load(const TokenModule& module) {
-  std::string specification =
+  std::string configuration =
       "library=" + quotedValue(module.library.string(), '"') + " name=" + quotedValue(module.name, '"');
-  if (!module.parameters.empty()) specification += " parameters=" + quotedValue(module.parameters, '"');
-  if (!module.settings.empty()) specification += " NSS=" + quotedValue(module.settings, '"');
-  Module loaded(SECMOD_LoadUserModule(specification.data(), nullptr, PR_FALSE));
+  if (!module.parameters.empty()) configuration += " parameters=" + quotedValue(module.parameters, '"');
+  if (!module.settings.empty()) configuration += " NSS=" + quotedValue(module.settings, '"');
+  Module loaded(SECMOD_LoadUserModule(configuration.data(), nullptr, PR_FALSE));
   if (loaded == nullptr || loaded->loaded == PR_FALSE)
     return "it cannot be loaded (" + lastNssError().name + ")";
   modules_.push_back(std::move(loaded));
