@@ -14,7 +14,22 @@ CK_RV initialise(void* /*arguments*/) {
   const std::string file = self.dli_fname;
   if (file.ends_with("hangs.so")) pause();
   if (file.ends_with("crashes.so")) std::abort();
+  if (file.ends_with("stalls.so")) return CKR_OK;
   return CKR_DEVICE_ERROR;
+}
+
+CK_RV listOneSlot(CK_BBOOL /*isPresent*/, CK_SLOT_ID* /*slots*/, CK_ULONG* count) {
+  *count = 1;
+  return CKR_OK;
+}
+
+CK_RV describeSlot(CK_SLOT_ID /*slot*/, CK_SLOT_INFO* slot) {
+  slot->flags = CKF_TOKEN_PRESENT;
+  return CKR_OK;
+}
+
+CK_RV stall(CK_SLOT_ID /*slot*/, CK_TOKEN_INFO* /*token*/) {
+  return pause(), CKR_DEVICE_ERROR;
 }
 
 }  // namespace
@@ -22,6 +37,9 @@ CK_RV initialise(void* /*arguments*/) {
 extern "C" CK_RV C_GetFunctionList(CK_FUNCTION_LIST** functions) {
   static CK_FUNCTION_LIST list{};
   list.C_Initialize = &initialise;
+  list.C_GetSlotList = &listOneSlot;
+  list.C_GetSlotInfo = &describeSlot;
+  list.C_GetTokenInfo = &stall;
   *functions = &list;
   return CKR_OK;
 }

@@ -308,10 +308,12 @@ TEST(KeyStore, ModulesThatHangCrashOrFailAreLeftOut) {
   const auto add = [&](const std::string& deed, const std::string& reason) {
     const fs::path library = stores.home() / (deed + ".so");
     if (deed != "missing") fs::copy(VORN_FAULTY_MODULE, library);
-    std::ofstream(registrations / (deed + ".module")) << "# a comment\nmodule: " << library.string() << "\n";
+    std::ofstream(registrations / (deed + ".module"))
+        << "# a comment\nenable-in: x, vorn-signing\nmodule: " << library.string() << "\n";
     expected[library] = reason;
   };
   add("hangs", "it does not answer");
+  add("stalls", "it does not answer");
   add("crashes", "it crashes (signal 6)");
   add("fails", "C_Initialize of the module fails (PKCS #11 error 0x30)");
   add("missing", "No such file or directory");
@@ -329,7 +331,7 @@ TEST(KeyStore, ModulesThatHangCrashOrFailAreLeftOut) {
       EXPECT_TRUE(found.emplace(fault.place, fault.reason).second) << fault.place;
       EXPECT_NE(fault.reason.find(expected[fault.place]), std::string::npos) << fault.place << fault.reason;
     }
-    EXPECT_EQ(found.size(), 4U);
+    EXPECT_EQ(found.size(), 5U);
   });
 }
 

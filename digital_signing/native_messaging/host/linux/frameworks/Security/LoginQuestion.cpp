@@ -82,11 +82,12 @@ std::string LoginQuestion::wrongLength(std::size_t length) const {
   const auto bound = [](CK_ULONG number) { return number == CK_UNAVAILABLE_INFORMATION ? 0 : number; };
   const CK_ULONG shortest = bound(info_.ulMinPinLen);
   const CK_ULONG longest = bound(info_.ulMaxPinLen);
-  if (length == 0) return "Nothing was typed.";
+  const std::string stake = has(info_, CKF_USER_PIN_FINAL_TRY) ? " " + warning(false) : "";
+  if (length == 0) return "Nothing was typed." + stake;
   if (length < shortest)
-    return "Too short: the " + word_ + " has " + std::to_string(shortest) + " characters at least.";
+    return "Too short: the " + word_ + " has " + std::to_string(shortest) + " characters at least." + stake;
   if (longest >= shortest && longest > 0 && length > longest)
-    return "Too long: the " + word_ + " has " + std::to_string(longest) + " characters at most.";
+    return "Too long: the " + word_ + " has " + std::to_string(longest) + " characters at most." + stake;
   return "";
 }
 

@@ -25,6 +25,19 @@ std::string failed(const char* function, CK_RV code) {
   return text.str();
 }
 
+/** What NSS does with a token while it loads the module; whether it succeeds is for NSS to see. */
+void tryToken(const CK_FUNCTION_LIST& functions, CK_SLOT_ID slot) {
+  CK_SLOT_INFO reader{};
+  if (functions.C_GetSlotInfo(slot, &reader) != CKR_OK || (reader.flags & CKF_TOKEN_PRESENT) == 0) return;
+  CK_TOKEN_INFO token{};
+  if (functions.C_GetTokenInfo(slot, &token) != CKR_OK) return;
+  CK_ULONG count = 0;
+  functions.C_GetMechanismList(slot, nullptr, &count);
+  CK_SESSION_HANDLE session = CK_INVALID_HANDLE;
+  if (functions.C_OpenSession(slot, CKF_SERIAL_SESSION, nullptr, nullptr, &session) == CKR_OK)
+    functions.C_CloseSession(session);
+}
+
 /** What NSS does first with a module. The empty text when all is well. */
 std::string tryModule(const TokenModule& module) {
   void* const library = dlopen(module.library.c_str(), RTLD_NOW | RTLD_LOCAL);
@@ -47,10 +60,7 @@ std::string tryModule(const TokenModule& module) {
   std::vector<CK_SLOT_ID> slots(count);
   functions->C_GetSlotList(CK_FALSE, slots.data(), &count);
   slots.resize(std::min<std::size_t>(count, slots.size()));
-  for (const CK_SLOT_ID slot : slots) {
-    CK_SLOT_INFO information{};
-    functions->C_GetSlotInfo(slot, &information);
-  }
+  for (const CK_SLOT_ID slot : slots) tryToken(*functions, slot);
   return {};
 }
 

@@ -11,8 +11,8 @@
 namespace vorn::frameworks {
 
 /**
- * Loads a PKCS #11 library in a process of its own and has it list its slots: what hangs or crashes there
- * does so at the cost of that process, which lives no longer than this object.
+ * Loads a PKCS #11 library in a process of its own and has it list its slots and describe its tokens: what
+ * hangs or crashes there does so at the cost of that process, which lives no longer than this object.
  */
 class ModuleProbe {
  public:

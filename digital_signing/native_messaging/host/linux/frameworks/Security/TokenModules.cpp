@@ -1,7 +1,5 @@
 #include "linux/frameworks/Security/TokenModules.h"
 
-#include <errno.h>
-
 #include <algorithm>
 #include <fstream>
 #include <map>
@@ -18,6 +16,7 @@ using Settings = std::map<std::string, std::string>;
 
 constexpr const char* kBlanks = " \t\r";
 constexpr const char* kProxy = "p11-kit-proxy";
+constexpr const char* kHost = "vorn-signing";
 
 std::string trimmed(const std::string& text) {
   const std::size_t first = text.find_first_not_of(kBlanks);
@@ -45,12 +44,11 @@ bool lists(const std::string& words, const std::string& word) {
   return false;
 }
 
-/** Whether it is for this program, which stands in for the proxy. */
+/** Whether it is for the host, which stands in for the proxy; vornctl has to see what the host sees. */
 bool isWanted(const Settings& settings) {
   const auto names = [&](const char* key) {
     const auto found = settings.find(key);
-    return found != settings.end() &&
-           (lists(found->second, kProxy) || lists(found->second, program_invocation_short_name));
+    return found != settings.end() && (lists(found->second, kProxy) || lists(found->second, kHost));
   };
   return settings.count("enable-in") > 0 ? names("enable-in") : !names("disable-in");
 }
