@@ -12,7 +12,8 @@ refuse() {
 }
 xpath() { xmllint --nonet --xpath "$1" "$document" 2> /dev/null; }
 
-! grep -aq '<!DOCTYPE' "$document" || refuse "a document type"
+text=$(xmllint --nonet --encode UTF-8 "$document" 2> /dev/null) || refuse "no XML"
+[[ $text != *'<!DOCTYPE'* ]] || refuse "a document type"
 for part in CounterpartData RenderedData; do
   # shellcheck disable=SC2016
   one="//*[local-name()='$part']"

@@ -75,6 +75,8 @@ def main():
             "a second part": good.replace(b"<RenderedData", b"<CounterpartData/><RenderedData", 1),
             "a second part in a namespace": good.replace(b"<RenderedData", b"<p:CounterpartData xmlns:p='urn:p'/><RenderedData", 1),
             "a document type": good.replace(b"<AgreementDocument", b"<!DOCTYPE AgreementDocument [<!ATTLIST Bond currency CDATA 'AUD'>]><AgreementDocument"),
+            "a document type in UTF-16": good.decode().replace('encoding="UTF-8"', 'encoding="UTF-16"')
+            .replace("<AgreementDocument", "<!DOCTYPE A [<!ATTLIST Bond currency CDATA 'AUD'>]><AgreementDocument", 1).encode("utf-16"),
             "not signed": agreement,
             "cut off": good[:-30],
         }

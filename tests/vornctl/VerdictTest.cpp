@@ -270,6 +270,7 @@ class Mutant {
         "<z xmlns:q='a&amp;b:c'/>",
         "<z xmlns:q='http://a b/'/>",
         "<z xmlns:q='http://h:x/'/>",
+        "<z xmlns:q='http://h:2147483648/'/>",
         "<z xmlns:q='urn:a#b#c'/>",
         "<z xmlns:q='urn:%zz'/>",
         "<z xmlns='urn:a'/>",
@@ -329,6 +330,7 @@ TEST_F(Verify, PassesNothingThatXmlsecRefuses) {
       sign(e2e::agreement()),
       sign("<x:A xmlns:x='urn:x' xml:lang='en'><CounterpartData x:a='1'>1<x:b/></CounterpartData>"
            "<RenderedData/></x:A>"),
+      sign("<A><!-- c --><RenderedData>25<a b='c'/></RenderedData><?p d?><CounterpartData/>&#65;</A>"),
       sign("<!DOCTYPE A [<!ENTITY e 'f'>]><A><RenderedData><CounterpartData>&e;</CounterpartData>"
            "</RenderedData></A>")};
   constexpr unsigned kCount = 600;

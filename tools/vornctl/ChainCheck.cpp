@@ -59,6 +59,10 @@ Certificates certificatesIn(const std::string& bytes) {
   const Bio source(BIO_new_mem_buf(bytes.data(), static_cast<int>(bytes.size())));
   while (const Certificate certificate{PEM_read_bio_X509(source.get(), nullptr, noPassword, nullptr)})
     found.push_back(derOf(certificate.get()));
+  if (!found.empty() && ERR_GET_REASON(ERR_peek_last_error()) != PEM_R_NO_START_LINE) {
+    ERR_clear_error();
+    throw InputFault("a certificate in it is damaged");
+  }
   if (const Certificate certificate = found.empty() ? readDer(bytes) : nullptr)
     found.push_back(derOf(certificate.get()));
   ERR_clear_error();
@@ -144,7 +148,8 @@ ChainResult buildChain(const std::string& certificate, const Authorities& author
   }
   const int depth = X509_STORE_CTX_get_error_depth(context.get());
   const std::string where = depth == 0 ? "the signer's certificate" : "the certificate of an authority";
-  return {.fault = Fault{codeOf(error), where + ": " + X509_verify_cert_error_string(error)}};
+  return {.fault = Fault{codeOf(error), where + ": " + X509_verify_cert_error_string(error)},
+          .isBySomebodyElse = error == X509_V_ERR_CERT_SIGNATURE_FAILURE};
 }
 
 }  // namespace
@@ -185,6 +190,13 @@ void addTrusted(const fs::path& path, Authorities& authorities) try {
 
 ChainResult checkChain(const std::string& certificate, const Authorities& authorities, std::time_t time) {
   ChainResult result = buildChain(certificate, authorities, time);
+  // Of authorities with one name, old and new, OpenSSL tries the first alone where no key identifier tells
+  // them apart.
+  for (std::size_t i = 0; result.isBySomebodyElse && i < authorities.trusted.size(); ++i) {
+    Authorities alone = authorities;
+    alone.trusted = {authorities.trusted[i]};
+    if (ChainResult other = buildChain(certificate, alone, time); !other.fault) result = std::move(other);
+  }
   const auto isProhibited = [&](const std::string& der) { return contains(authorities.prohibited, der); };
   const auto leadsTo = [&](const Certificates& others) {
     if (!result.fault || result.fault->code != kNoChain || others.empty()) return false;

@@ -35,7 +35,8 @@ void addTrusted(const std::filesystem::path& path, Authorities& authorities);
 
 struct ChainResult {
   std::optional<verification::Fault> fault = {}; /**< none: the chain leads to one who is trusted */
-  Certificates chain = {}; /**< from the signer's to the trusted one; empty with a fault */
+  Certificates chain = {};       /**< from the signer's to the trusted one; empty with a fault */
+  bool isBySomebodyElse = false; /**< the fault: a namesake of the authority did not sign the certificate */
 };
 
 /** Has OpenSSL build and check the chain of the certificate, as of the time. Revocation is not looked up. */

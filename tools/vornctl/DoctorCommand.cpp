@@ -95,7 +95,7 @@ int runDoctor(const DoctorOptions& options) {
     for (const Finding& finding : findings) array << jsonxx::Value(jsonOf(finding));
     jsonxx::Object report("findings", std::move(array));
     report.import("problems", problems);
-    std::cout << report.json() << "\n";
+    std::cout << printableJson(report.json()) << "\n";
   } else {
     for (const Finding& finding : findings) print(finding);
     std::cout << (problems == 0 ? "\nNo problem was found.\n"

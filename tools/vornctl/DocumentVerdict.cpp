@@ -5,6 +5,7 @@
 #include <xercesc/dom/DOMDocument.hpp>
 
 #include "shared/Exceptions.h"
+#include "shared/text/LetterCase.h"
 #include "shared/verification/DocumentCheck.h"
 #include "shared/xml/ParsedDocument.h"
 #include "shared/xml/ParserErrors.h"
@@ -57,8 +58,10 @@ class Judgement {
     if (!part.isIntact())
       return lower(Indication::kFailed, {std::string(part.fault->code), part.fault->message, name});
     if (!part.maySign)
-      lower(Indication::kFailed,
-            {"KEY_USAGE", "the key usage of the signer's certificate has no digital signature", name});
+      lower(Indication::kFailed, {"KEY_USAGE",
+                                  "the signer's certificate is not for digital signatures: its key usage, or "
+                                  "its extended key usage, is for others",
+                                  name});
     if (part.keyBits < kStrongKey)
       warn({"weak-key", "a key of " + std::to_string(part.keyBits) + " bits is weak", name});
     if (part.method == SignatureAlgorithm::RSA_SHA1) isDigestWeak_ = true;
@@ -81,14 +84,24 @@ class Judgement {
     for (SignatureWarning& warning : warningsOf(parsed, SigningStage::kAfter, weak))
       warn({std::string(warning.code), std::move(warning.text)});
     warnOfNamesakes(parsed);
-    // What is said here is not a matter of taste of this or that verifier: the standards say so, or xmlsec.
-    static const std::set<std::string> kRefused = {"default-namespace",   "namespace-form", "namespace-name",
-                                                   "namespace-ampersand", "xml-1.1",        "nested-parts"};
+    warnOfComposition(parsed);
+    // What is said here is not a matter of taste of this or that verifier: the standards say so, or xmlsec;
+    // of document types libxml2 refuses too much for a list of what it takes.
+    static const std::set<std::string> kRefused = {
+        "default-namespace", "namespace-form", "namespace-name", "namespace-ampersand", "xml-1.1",
+        "nested-parts",      "document-type",  "deep-nesting",   "composed-encoding"};
     for (const Remark& warning : verdict_.warnings)
       if (kRefused.count(warning.code) != 0) {
         return lower(Indication::kIndeterminate,
                      {"REFUSED_BY_OTHERS", "other verifiers refuse the document: see the warnings"});
       }
+  }
+
+  /** The C library's converters, which libxml2 uses, make one character of a letter and its mark. */
+  void warnOfComposition(ParsedDocument& parsed) {
+    const std::string encoding = asciiLowerCase(toUtf8(parsed.document().getXmlEncoding()));
+    if (encoding == "windows-1255" || encoding == "windows-1258")
+      warn({"composed-encoding", "readers differ in how they join letters and marks of " + encoding});
   }
 
   /** Readers that go by the local name alone could take the other element. */

@@ -119,7 +119,7 @@ int runIdentities(const IdentitiesOptions& options) {
   if (options.json) {
     jsonxx::Array array;
     for (const IdentityReport& report : reports) array << jsonxx::Value(jsonOf(report, options.user));
-    std::cout << jsonxx::Object("identities", std::move(array)).json() << "\n";
+    std::cout << printableJson(jsonxx::Object("identities", std::move(array)).json()) << "\n";
   } else {
     for (const IdentityReport& report : reports) print(report, options.user);
     if (reports.empty()) printEmpty();

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "shared/text/HarmlessText.h"
+#include "shared/text/Utf8.h"
 
 namespace vorn::vornctl {
 namespace {
@@ -52,6 +53,20 @@ std::size_t widthOf(std::string_view text) {
 
 std::string printable(std::string_view text) {
   return vorn::harmlessText(text);
+}
+
+std::string printableJson(const std::string& json) {
+  std::string result;
+  const std::string text = replaceInvalidUtf8(json);
+  // The layout's own line ends and tabs stay; the writer has escaped all others.
+  constexpr std::string_view kAlone = "\n\t\x7f";
+  for (std::size_t start = 0; start < text.size();) {
+    const std::size_t end = std::min(text.find_first_of(kAlone, start), text.size());
+    result += harmlessText(std::string_view(text).substr(start, end - start));
+    if (end < text.size()) result += text[end] == '\x7f' ? "\\u007f" : std::string(1, text[end]);
+    start = end + 1;
+  }
+  return result;
 }
 
 void Table::add(std::vector<Cell> row) {

@@ -35,4 +35,7 @@ std::size_t widthOf(std::string_view text);
 /** A text from outside, safe to show in a line of its own: see harmlessText. */
 std::string printable(std::string_view text);
 
+/** JSON as printable as that: valid UTF-8, with escapes of JSON for what would command a terminal. */
+std::string printableJson(const std::string& json);
+
 }  // namespace vorn::vornctl

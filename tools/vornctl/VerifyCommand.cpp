@@ -179,10 +179,12 @@ class Verification {
       jsonxx::Object answer("verdict", std::string(nameOf(worst_)));
       answer.import("time", utcText(rules_.time));
       answer.import("files", std::move(results_));
-      std::cout << answer.json() << "\n";
+      std::cout << printableJson(answer.json()) << "\n";
     } else if (rules_.authorities) {
-      std::cout << coloured(Colour::kFaint, "As of " + utcText(rules_.time) +
-                                                "; whether a certificate was revoked was not looked up.")
+      std::cout << coloured(Colour::kFaint,
+                            "As of " + utcText(rules_.time) +
+                                "; whether a certificate was revoked was not looked up. Each part is signed "
+                                "by itself: nothing says that the two belong together.")
                 << "\n";
     }
     switch (worst_) {

@@ -73,6 +73,13 @@ int SignerCertificate::keyBits() const {
 }
 
 bool SignerCertificate::maySign() const {
+  // A certificate whose extended uses are all known, and none of them a person's, is a machine's. One use
+  // that has no name here may be an authority's own for signing.
+  constexpr std::uint32_t kOfMachines =
+      XKU_SSL_SERVER | XKU_CODE_SIGN | XKU_SGC | XKU_OCSP_SIGN | XKU_TIMESTAMP | XKU_DVCS;
+  const bool isLimited = (X509_get_extension_flags(certificate_.get()) & EXFLAG_XKUSAGE) != 0;
+  const std::uint32_t uses = isLimited ? X509_get_extended_key_usage(certificate_.get()) : 0;
+  if (uses != 0 && (uses & ~kOfMachines) == 0) return false;
   return (X509_get_extension_flags(certificate_.get()) & EXFLAG_KUSAGE) != 0 &&
          (X509_get_key_usage(certificate_.get()) & KU_DIGITAL_SIGNATURE) != 0;
 }

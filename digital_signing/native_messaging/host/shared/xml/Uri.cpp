@@ -55,8 +55,10 @@ bool isAuthority(std::u16string_view text) {
   const std::u16string_view host = text.substr(isLiteral ? 1 : 0, isLiteral ? end - 1 : end);
   if (!isMadeOf(host, isLiteral ? u"-._~!$&'()*+,;=:" : kNameCharacters)) return false;
   text.remove_prefix(isLiteral ? end + 1 : std::min(end, text.size()));
-  return text.empty() ||
-         (text[0] == u':' && text.size() > 1 && std::all_of(text.begin() + 1, text.end(), isDigit));
+  // libxml2 reads a port into 31 bits; nine digits always fit.
+  constexpr std::size_t kLongestPort = 9;
+  return text.empty() || (text[0] == u':' && text.size() > 1 && text.size() - 1 <= kLongestPort &&
+                          std::all_of(text.begin() + 1, text.end(), isDigit));
 }
 
 }  // namespace
