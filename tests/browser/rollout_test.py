@@ -71,7 +71,9 @@ CASES = {
         ('// ours\n{"NativeMessagingBlocklist": ["vorn.signing",], /* "x */}', "policy-host-blocked"),
         ("{", None), ({"NativeMessagingUserLevelHosts": False}, "policy-user-hosts"), ({"NativeMessagingUserLevelHosts": 0}, None),
         ({"ExtensionSettings": {f"{OTHER},{ID}": BLOCKED}}, "policy-extension-blocked"), ({"ExtensionInstallBlocklist": [OTHER]}, None),
-        ({"ExtensionInstallBlocklist": ["*"]}, "policy-extension-blocked"),
+        ({"ExtensionInstallBlocklist": ["*"]}, "policy-extension-blocked"), ({"ExtensionAllowedTypes": ["theme"]}, "policy-extension-blocked"),
+        ({"ExtensionInstallBlocklist": [ID], "ExtensionInstallAllowlist": [ID]}, "policy-extension-blocked"),
+        ({"ExtensionInstallBlocklist": [ID], "ExtensionSettings": {ID: {"installation_mode": "allowed"}}}, None),
     ]] + [
         ({USER: STALE, SYSTEM: GOOD, POLICY: '{"NativeMessagingUserLevelHosts": false}'}, None),
         ({USER: GOOD, POLICY: '{"NativeMessagingBlocklist": []}', POLICY.replace("signing.json", "0"): '{"NativeMessagingBlocklist": ["*"]}'}, None),
@@ -84,6 +86,7 @@ CASES = {
         ({POLICY: firefox_policy(**{ID: BLOCKED})}, "policy-extension-blocked"), ({BESIDE: firefox_policy(**{ID: BLOCKED})}, "policy-extension-blocked"),
         ({POLICY: "{", BESIDE: firefox_policy(**{ID: BLOCKED})}, None), ({POLICY: firefox_policy(**{"*": BLOCKED})}, "policy-extension-blocked"),
         ({POLICY: firefox_policy(**{"*": BLOCKED, ID: {"installation_mode": "allowed"}})}, None),
+        ({POLICY: firefox_policy(**{"*": BLOCKED, ID: {"updates_disabled": True}})}, None),
         ({POLICY: firefox_policy(**{"*": {"allowed_types": ["theme"]}})}, "policy-extension-blocked"),
         ({POLICY: "\ufeff" + firefox_policy(**{ID: BLOCKED})}, None),
     ]],

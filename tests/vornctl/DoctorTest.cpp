@@ -2,9 +2,12 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <fstream>
 #include <ostream>
+#include <regex>
 
 #include "e2e/Token.h"
+#include "vornctl/BrowserPolicies.h"
 #include "vornctl/HostCheck.h"
 #include "vornctl/Program.h"
 
@@ -100,6 +103,8 @@ const PlantedFault kFaults[] = {
      "extension-not-registered Firefox",
      "me@example.com may not start the host; those that may: signing@example.com",
      "register --extension-id signing@example.com --extension-id me@example.com"},
+    {"BadConfiguredId", "mkdir -p root/etc/vorn-signing; echo abc > root/etc/vorn-signing/extension-ids",
+     "configured-ids-bad extensions", "extension-ids: \"abc\" is no extension id", "one id in a line"},
     {"FolderInThePlace", "rm " + kFirefoxFile + "; mkdir " + kFirefoxFile, "manifest-unreadable Firefox",
      "cannot be read", "remove"},
     {"PolicyBlocks", policy("{\\\"NativeMessagingBlocklist\\\": [\\\"*\\\"]}"),
@@ -113,7 +118,7 @@ const PlantedFault kFaults[] = {
     {"SilentHost",
      "cp /bin/true silent; " +
          edit(kFirefoxFile + " " + kChromiumFile, "s#\\\"path\\\": .*#\\\"path\\\": \\\"$HOME/silent\\\",#"),
-     "host-silent host", "ended with status 0 without an answer", "install"},
+     "host-silent host", "ended with status 0 without an answer", "\"vornctl register\" (for all"},
     {"NoModule", "cp $host .; " + kHostAtHome, "host-search-failed host", "vorn-signing-module.so",
      "install"},
     {"WritableModule", "cp $host* . && chmod o+w vorn-signing-module.so; " + kHostAtHome,
@@ -164,6 +169,57 @@ TEST_P(Doctor, NamesTheOneCauseAndItsRemedy) {
 
 INSTANTIATE_TEST_SUITE_P(Planted, Doctor, testing::ValuesIn(kFaults),
                          [](const auto& instance) { return instance.param.name; });
+
+TEST(DoctorPolicies, AreWeighedAsTheBrowserWeighsThem) {
+  const std::string id = "abcdefghijklmnopabcdefghijklmnop";
+  const std::string chromium = "etc/chromium/policies/managed/p.json";
+  const std::string firefox = "etc/firefox/policies/policies.json";
+  const struct {
+    std::string file;
+    std::string text; /**< with ID for the extension's */
+    std::string forbidding;
+  } rows[] = {
+      {chromium, R"({"ExtensionAllowedTypes": ["theme"], "ExtensionInstallForcelist": ["ID;x"]})",
+       "ExtensionAllowedTypes"},
+      {chromium, R"({"ExtensionAllowedTypes": ["theme", "extension"]})", ""},
+      {chromium,
+       R"({"ExtensionSettings": {"*": {"allowed_types": ["theme"]}, "ID": {"installation_mode": "allowed"}}})",
+       "ExtensionSettings"},
+      {chromium, R"({"ExtensionInstallBlocklist": ["ID"], "ExtensionInstallAllowlist": ["ID"]})",
+       "ExtensionInstallBlocklist"},
+      {chromium, R"({"ExtensionInstallBlocklist": ["ID"], "ExtensionInstallForcelist": ["ID"]})", ""},
+      {chromium, R"({"ExtensionInstallBlocklist": ["*"], "ExtensionInstallAllowlist": ["ID"]})", ""},
+      {chromium,
+       R"({"ExtensionInstallBlocklist": ["ID"], "ExtensionSettings": {"ID": {"installation_mode": "allowed"}}})",
+       ""},
+      {chromium,
+       R"({"ExtensionInstallBlocklist": ["*"], "ExtensionSettings": {"*": {"installation_mode": "allowed"}}})",
+       ""},
+      {chromium,
+       R"({"ExtensionInstallAllowlist": ["ID"], "ExtensionSettings": {"*": {"installation_mode": "blocked"}}})",
+       ""},
+      {chromium,
+       R"({"ExtensionSettings": {"*": {"installation_mode": "blocked"}, "ID": {"toolbar_pin": "default"}}})",
+       "ExtensionSettings"},
+      {firefox,
+       R"({"policies": {"ExtensionSettings": {"*": {"installation_mode": "blocked"}, "ID": {"more": 1}}}})",
+       ""},
+      {firefox, R"({"policies": {"ExtensionSettings": {"*": {"installation_mode": "blocked"}}}})",
+       "ExtensionSettings"},
+  };
+  for (const auto& row : rows) {
+    const e2e::Home home;
+    fs::create_directories((home.path() / row.file).parent_path());
+    std::ofstream(home.path() / row.file) << std::regex_replace(row.text, std::regex("ID"), id);
+    const auto browsers = browsersOf(System::kLinux);
+    const auto browser = std::find_if(browsers.begin(), browsers.end(), [&row](const Browser& one) {
+      return row.file.find(one.name) != std::string::npos;
+    });
+    const BrowserPolicies policies(Places(System::kLinux, "/none", "/none", home.path()), *browser);
+    const auto source = policies.forbiddingExtension(id);
+    EXPECT_EQ(source ? source->policy : "", row.forbidding) << row.text;
+  }
+}
 
 TEST(DoctorHome, ToldByRootIsWhoseHomeItIs) {
   const e2e::Home home("main");

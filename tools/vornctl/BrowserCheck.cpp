@@ -212,6 +212,10 @@ class Examination {
     std::size_t blocked = 0;
     for (const std::string& id : registered_) blocked += policies_.forbiddingExtension(id) ? 1 : 0;
     for (const std::string& id : registered_) {
+      if (const std::string version = policies_.leastVersion(id); !version.empty())
+        add(Severity::kNote, "policy-minimum-version",
+            "a policy runs the extension " + id + " from version " + version + " on",
+            "see in the browser which version is installed");
       const auto source = policies_.forbiddingExtension(id);
       if (!source) continue;
       add(blocked == registered_.size() || has(wanted_, id) ? Severity::kProblem : Severity::kNote,

@@ -17,6 +17,9 @@ namespace fs = std::filesystem;
 using nlohmann::json;
 
 constexpr const char* kEverything = "*";
+constexpr const char* kSettings = "ExtensionSettings";
+constexpr const char* kMode = "installation_mode";
+constexpr const char* kTypes = "allowed_types";
 
 /** The text of a file; empty where it cannot be read, which browsers pass over too. */
 std::string contentsOf(const fs::path& file) {
@@ -60,6 +63,10 @@ bool has(const json& list, const std::string& entry) {
   return list.is_array() && std::find(list.begin(), list.end(), json(entry)) != list.end();
 }
 
+bool leavesOutExtensions(const json& types) {
+  return types.is_array() && !has(types, "extension");
+}
+
 /** The member that is a text; empty when there is none. */
 std::string textOf(const json& object, const char* member) {
   const auto found = object.find(member);
@@ -76,6 +83,13 @@ bool names(const std::string& key, const std::string& id) {
 struct BrowserPolicies::Policy {
   json value;
   fs::path file;
+};
+
+/** What is said of an extension by itself, and of all that have no such entry; null where nothing is. */
+struct BrowserPolicies::Settings {
+  json own;
+  json general;
+  PolicySource source;
 };
 
 BrowserPolicies::BrowserPolicies(const Places& places, const Browser& browser) : family_(browser.family) {
@@ -124,20 +138,17 @@ const BrowserPolicies::Policy* BrowserPolicies::find(const char* name) const {
   return found != policies_.end() ? found->second.get() : nullptr;
 }
 
-/** Whether one list has the entry, or all, and the other does not name it. */
-std::optional<PolicySource> BrowserPolicies::listing(const char* blocked, const char* allowed,
-                                                     const std::string& entry) const {
-  const Policy* const block = find(blocked);
-  const Policy* const allow = find(allowed);
-  if (block == nullptr || !(has(block->value, entry) || has(block->value, kEverything))) return std::nullopt;
-  if (allow != nullptr && has(allow->value, entry)) return std::nullopt;
-  return PolicySource{blocked, block->file};
+/** The policy, if it is a list that has the entry. */
+std::optional<PolicySource> BrowserPolicies::listing(const char* policy, const std::string& entry) const {
+  const Policy* const list = find(policy);
+  return list != nullptr && has(list->value, entry) ? std::optional(PolicySource{policy, list->file})
+                                                    : std::nullopt;
 }
 
 std::optional<PolicySource> BrowserPolicies::forbiddingHost() const {
-  return family_ == Family::kChromium
-             ? listing("NativeMessagingBlocklist", "NativeMessagingAllowlist", kHostName)
-             : std::nullopt;
+  if (family_ != Family::kChromium || listing("NativeMessagingAllowlist", kHostName)) return std::nullopt;
+  auto source = listing("NativeMessagingBlocklist", kHostName);
+  return source ? source : listing("NativeMessagingBlocklist", kEverything);
 }
 
 std::optional<PolicySource> BrowserPolicies::ignoringUserManifests() const {
@@ -147,32 +158,21 @@ std::optional<PolicySource> BrowserPolicies::ignoringUserManifests() const {
   return PolicySource{kName, policy->file};
 }
 
-std::optional<PolicySource> BrowserPolicies::settingsForbidding(const std::string& id) const {
-  constexpr const char* kName = "ExtensionSettings";
-  const Policy* const policy = find(kName);
-  if (policy == nullptr) return std::nullopt;
-  json settings = policy->value;
-  if (family_ == Family::kFirefox && settings.is_string())
-    settings = json::parse(settings.get<std::string>(), nullptr, /*allow_exceptions=*/false);
-  if (!settings.is_object()) return std::nullopt;
-  json own;
-  json general;
-  for (const auto& [key, value] : settings.items()) {
-    if (key == kEverything) general = value;
-    if (family_ == Family::kChromium ? names(key, id) : key == id) own = value;
+BrowserPolicies::Settings BrowserPolicies::settingsOf(const std::string& id) const {
+  Settings settings;
+  const Policy* const policy = find(kSettings);
+  if (policy == nullptr) return settings;
+  settings.source = {kSettings, policy->file};
+  json all = policy->value;
+  if (family_ == Family::kFirefox && all.is_string())
+    all = json::parse(all.get<std::string>(), nullptr, /*allow_exceptions=*/false);
+  if (!all.is_object()) return settings;
+  for (const auto& [key, value] : all.items()) {
+    if (!value.is_object()) continue;
+    if (key == kEverything) settings.general = value;
+    if (family_ == Family::kChromium ? names(key, id) : key == id) settings.own = value;
   }
-  if (!own.is_object() && !general.is_object()) return std::nullopt;
-  const std::string ownMode = own.is_object() ? textOf(own, "installation_mode") : "";
-  const std::string mode =
-      ownMode.empty() && general.is_object() ? textOf(general, "installation_mode") : ownMode;
-  const json& in = own.is_object() ? own : general;
-  const auto types = in.find("allowed_types");
-  const bool isForbidden =
-      mode == "blocked" || (family_ == Family::kChromium && mode == "removed") ||
-      (family_ == Family::kChromium && has(in.value("blocked_permissions", json()), "nativeMessaging")) ||
-      (family_ == Family::kFirefox && !own.is_object() && types != in.end() && types->is_array() &&
-       !has(*types, "extension"));
-  return isForbidden ? std::optional(PolicySource{kName, policy->file}) : std::nullopt;
+  return settings;
 }
 
 /** Whether the administrator has the browser install it: "id;address" in a list. */
@@ -184,10 +184,50 @@ bool BrowserPolicies::isForced(const std::string& id) const {
          });
 }
 
+/** What counts is the first that there is: the mode of its own, the lists of ids, the mode of all. */
+std::optional<PolicySource> BrowserPolicies::modeForbidding(const Settings& settings,
+                                                            const std::string& id) const {
+  const auto judged = [&settings](const std::string& mode) {
+    return mode == "blocked" || mode == "removed" ? std::optional(settings.source) : std::nullopt;
+  };
+  if (const std::string own = textOf(settings.own, kMode); !own.empty()) return judged(own);
+  if (isForced(id)) return std::nullopt;
+  if (auto source = listing("ExtensionInstallBlocklist", id)) return source;
+  if (listing("ExtensionInstallAllowlist", id)) return std::nullopt;
+  if (const std::string general = textOf(settings.general, kMode); !general.empty()) return judged(general);
+  return listing("ExtensionInstallBlocklist", kEverything);
+}
+
+/** No entry of its own frees an extension from the types that are allowed. */
+std::optional<PolicySource> BrowserPolicies::typesForbidding(const Settings& settings) const {
+  constexpr const char* kName = "ExtensionAllowedTypes";
+  const auto types = settings.general.find(kTypes);
+  if (types != settings.general.end() && types->is_array())
+    return leavesOutExtensions(*types) ? std::optional(settings.source) : std::nullopt;
+  const Policy* const policy = find(kName);
+  return policy != nullptr && leavesOutExtensions(policy->value)
+             ? std::optional(PolicySource{kName, policy->file})
+             : std::nullopt;
+}
+
 std::optional<PolicySource> BrowserPolicies::forbiddingExtension(const std::string& id) const {
-  if (auto source = settingsForbidding(id)) return source;
-  if (family_ != Family::kChromium || isForced(id)) return std::nullopt;
-  return listing("ExtensionInstallBlocklist", "ExtensionInstallAllowlist", id);
+  const Settings settings = settingsOf(id);
+  const json& nearest = settings.own.is_object() ? settings.own : settings.general;
+  if (family_ == Family::kFirefox) {
+    const auto types = settings.general.find(kTypes);
+    const bool isForbidden =
+        textOf(nearest, kMode) == "blocked" ||
+        (!settings.own.is_object() && types != settings.general.end() && leavesOutExtensions(*types));
+    return isForbidden ? std::optional(settings.source) : std::nullopt;
+  }
+  const auto permissions = nearest.find("blocked_permissions");
+  if (permissions != nearest.end() && has(*permissions, "nativeMessaging")) return settings.source;
+  if (auto source = typesForbidding(settings)) return source;
+  return modeForbidding(settings, id);
+}
+
+std::string BrowserPolicies::leastVersion(const std::string& id) const {
+  return family_ == Family::kChromium ? textOf(settingsOf(id).own, "minimum_version_required") : "";
 }
 
 }  // namespace vorn::vornctl

@@ -34,17 +34,21 @@ class BrowserPolicies {
   std::optional<PolicySource> ignoringUserManifests() const;
   /** For which the extension may not be installed, or not talk to hosts. */
   std::optional<PolicySource> forbiddingExtension(const std::string& id) const;
+  /** Below which a version of the extension is not run; empty when each is. */
+  std::string leastVersion(const std::string& id) const;
 
  private:
   struct Policy;
+  struct Settings;
 
   void readChromium(const std::filesystem::path& folder);
   void readFirefox(const std::filesystem::path& file);
   void add(const nlohmann::json& policies, const std::filesystem::path& file);
   const Policy* find(const char* name) const;
-  std::optional<PolicySource> listing(const char* blocked, const char* allowed,
-                                      const std::string& entry) const;
-  std::optional<PolicySource> settingsForbidding(const std::string& id) const;
+  std::optional<PolicySource> listing(const char* policy, const std::string& entry) const;
+  Settings settingsOf(const std::string& id) const;
+  std::optional<PolicySource> modeForbidding(const Settings& settings, const std::string& id) const;
+  std::optional<PolicySource> typesForbidding(const Settings& settings) const;
   bool isForced(const std::string& id) const;
 
   Family family_;

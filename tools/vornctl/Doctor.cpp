@@ -140,8 +140,15 @@ class Examination {
              {start.host.string()}});
         continue;
       }
-      for (Finding& finding : checkHost(start))
+      for (Finding& finding : checkHost(start)) {
+        if (finding.code == "host-silent" && start.host != installedHost_ &&
+            !checkProgram(installedHost_, installedHost_))
+          finding.remedy =
+              "run \"vornctl register\" (for all users: \"sudo vornctl register --system\"), which "
+              "registers " +
+              installedHost_.string();
         if (!isUnreadable || finding.code != "host-search-failed") add(std::move(finding));
+      }
     }
   }
 

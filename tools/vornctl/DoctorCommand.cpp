@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <iostream>
+#include <system_error>
 
 #include "shared/json/jsonxx.h"
 #include "vornctl/Commands.h"
@@ -65,14 +66,27 @@ void print(const Finding& finding) {
 int runDoctor(const DoctorOptions& options) {
   const Places places = Places::ofUser(buildSystem(), options.root);
   ExtensionIds wanted;
+  std::string badFile;
   try {
     wanted = options.extensionIds.empty() ? configuredExtensionIds(places)
                                           : readExtensionIds(options.extensionIds);
   } catch (const BadExtensionId& e) {
-    std::cerr << "vornctl: " << printable(e.what()) << "\n";
-    return kExitUsage;
+    if (!options.extensionIds.empty()) {
+      std::cerr << "vornctl: " << printable(e.what()) << "\n";
+      return kExitUsage;
+    }
+    badFile = e.what();
+  } catch (const std::system_error& e) {
+    badFile = e.what();
   }
-  const std::vector<Finding> findings = examine(places, installedHost(), wanted);
+  std::vector<Finding> findings = examine(places, installedHost(), wanted);
+  if (!badFile.empty())
+    findings.push_back({Severity::kProblem,
+                        "configured-ids-bad",
+                        {"extensions"},
+                        badFile,
+                        "have the administrator correct the file: one id in a line, \"#\" before remarks, "
+                        "readable for all"});
   const auto problems = std::count_if(findings.begin(), findings.end(), [](const Finding& finding) {
     return finding.severity == Severity::kProblem;
   });

@@ -1,6 +1,9 @@
 #include "vornctl/KeyStoreCheck.h"
 
+#include <unistd.h>
+
 #include <algorithm>
+#include <cerrno>
 #include <set>
 #include <system_error>
 
@@ -68,9 +71,15 @@ class Check {
 
   void nameStores() {
     std::string stores;
-    for (const frameworks::KeyDatabase& database : frameworks::keyDatabases())
-      stores +=
-          (stores.empty() ? "" : ", ") + (database.isFirefox ? database.title : database.folder.string());
+    const std::vector<StoreFault> faults = frameworks::storeFaults();
+    for (const frameworks::KeyDatabase& database : frameworks::keyDatabases()) {
+      const bool isOpen = std::none_of(faults.begin(), faults.end(), [&database](const StoreFault& fault) {
+        return fault.place == database.folder;
+      });
+      if (isOpen)
+        stores +=
+            (stores.empty() ? "" : ", ") + (database.isFirefox ? database.title : database.folder.string());
+    }
     std::set<std::string> modules;
     for (const TokenPlace& place : places_)
       if (place.isCard) modules.insert(place.store);
@@ -197,11 +206,17 @@ class Check {
         return database.isFirefox && database.folder == fault.place;
       });
       add(isFirefox ? Severity::kNote : graded(), "key-store-unreadable", fault.reason,
-          "close other programs that use it, see whether you may read " + fault.place.string() +
-              ", and whether \"certutil -K -d sql:" + fault.place.string() +
-              "\" succeeds; a damaged one has to come back from a copy, or its certificates from their "
-              "files");
+          remedyOf(fault.place));
     }
+  }
+
+  static std::string remedyOf(const fs::path& database) {
+    if (access(database.c_str(), R_OK | X_OK) != 0) return "chmod 700 " + database.string();
+    for (const char* const name : {"cert9.db", "key4.db"})
+      if (const fs::path file = database / name; access(file.c_str(), R_OK) != 0 && errno == EACCES)
+        return "chmod 600 " + file.string();
+    return "close other programs that use it, and see whether \"certutil -K -d sql:" + database.string() +
+           "\" succeeds; a damaged one has to come back from a copy, or its certificates from their files";
   }
 
   void checkModule(const StoreFault& fault) {

@@ -102,8 +102,8 @@ void OpenStores::openDatabase(Database& database) {
   const std::string& unreadable = database.files.unreadable();
   // NSS says no more of it than that its module has failed.
   database.status = error.status == errSecAllocate ? errSecAllocate : errSecNotAvailable;
-  database.fault = "The key database " + (unreadable.empty() ? folder : unreadable) + " cannot be opened (" +
-                   error.name + ")";
+  database.fault = "The key database " + folder + " cannot be opened (" +
+                   (unreadable.empty() ? error.name : unreadable) + ")";
 }
 
 std::vector<TokenModule> OpenStores::newModules() {
