@@ -214,7 +214,10 @@ def main():
         sys.exit(SKIPPED)
     if len(sys.argv) == 4:
         rights = [] if os.geteuid() == 0 else ["--map-root-user"]
-        os.execvp("unshare", ["unshare", "--mount", *rights, sys.executable, *sys.argv, "apart"])
+        # Where the root is no place that something is mounted on, as in a chroot, its mounts cannot be set apart from others'.
+        private = subprocess.run(["unshare", "--mount", *rights, "true"], stderr=subprocess.DEVNULL, check=False).returncode == 0
+        kind = [] if private else ["--propagation", "unchanged"]
+        os.execvp("unshare", ["unshare", "--mount", *kind, *rights, sys.executable, *sys.argv, "apart"])
     with tempfile.TemporaryDirectory(prefix="vorn-") as name:
         folder = pathlib.Path(name).resolve()
         try:

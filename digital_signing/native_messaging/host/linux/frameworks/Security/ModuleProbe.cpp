@@ -100,8 +100,8 @@ ModuleProbe::~ModuleProbe() {
 
 std::optional<std::string> ModuleProbe::fault(std::chrono::steady_clock::time_point deadline) {
   if (end_ < 0) return "it cannot be tried: " + std::generic_category().message(errno);
-  const auto left =
-      std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
+  // Rounded up: a wait that ends before the deadline would be no sign of a library that hangs.
+  const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
   pollfd descriptor{end_, POLLIN, 0};
   if (poll(&descriptor, 1, static_cast<int>(std::max<std::int64_t>(left.count(), 0))) <= 0)
     return "it does not answer";
