@@ -99,7 +99,10 @@ void TokenKey::readFlags() const {
 std::optional<NssError> TokenKey::open(const x509::Certificate& certificate) const {
   if (PK11_IsPresent(slot_.get()) == PR_FALSE) {
     PR_SetError(SEC_ERROR_NO_TOKEN, 0);
-    return lastNssError();
+    NssError error = lastNssError();
+    error.sentence = "The token \"" + describeToken(slot_.get()).name +
+                     "\" is not in its reader; put the card in and sign again";
+    return error;
   }
   // A card that was out has lost login and sessions, and may number its objects anew.
   if (const int series = PK11_GetSlotSeries(slot_.get()); series != series_) {
