@@ -21,6 +21,15 @@ void cacheFlags(const PrivateKeyHandle& key) {
   if (key != nullptr) SECKEY_CacheStaticFlags(key.get());
 }
 
+/** Of NSS; of a card that has left the reader it says what to do. */
+NssError lastErrorOf(PK11SlotInfo* slot) {
+  NssError error = lastNssError();
+  if (PR_GetError() == SEC_ERROR_NO_TOKEN)
+    error.sentence = std::string("The token \"") + PK11_GetTokenName(slot) +
+                     "\" is not in its reader; put the card in and sign again";
+  return error;
+}
+
 /** Octets in the modulus of an RSAPublicKey; 0 when it is none. */
 std::size_t modulusLengthOf(der::Bytes publicKey) {
   const auto sequence = der::Reader(publicKey).read(der::kSequence);
@@ -99,10 +108,7 @@ void TokenKey::readFlags() const {
 std::optional<NssError> TokenKey::open(const x509::Certificate& certificate) const {
   if (PK11_IsPresent(slot_.get()) == PR_FALSE) {
     PR_SetError(SEC_ERROR_NO_TOKEN, 0);
-    NssError error = lastNssError();
-    error.sentence = "The token \"" + describeToken(slot_.get()).name +
-                     "\" is not in its reader; put the card in and sign again";
-    return error;
+    return lastErrorOf(slot_.get());
   }
   // A card that was out has lost login and sessions, and may number its objects anew.
   if (const int series = PK11_GetSlotSeries(slot_.get()); series != series_) {
@@ -185,9 +191,9 @@ std::variant<std::vector<std::uint8_t>, NssError> TokenKey::sign(der::Bytes inpu
   } else if (use() != SECSuccess) {
     // One that shows its keys to everyone, and uses them for its owner alone.
     if (PR_GetError() != SEC_ERROR_TOKEN_NOT_LOGGED_IN || !describeToken(slot_.get()).locked)
-      return lastNssError();
+      return lastErrorOf(slot_.get());
     if (auto refusal = logIn(certificate)) return *refusal;
-    if (use() != SECSuccess) return lastNssError();
+    if (use() != SECSuccess) return lastErrorOf(slot_.get());
   }
   signature.resize(output.len);
   return signature;
