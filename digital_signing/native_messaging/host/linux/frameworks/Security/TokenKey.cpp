@@ -21,15 +21,6 @@ void cacheFlags(const PrivateKeyHandle& key) {
   if (key != nullptr) SECKEY_CacheStaticFlags(key.get());
 }
 
-/** Of NSS; of a card that has left the reader it says what to do. */
-NssError lastErrorOf(PK11SlotInfo* slot) {
-  NssError error = lastNssError();
-  if (PR_GetError() == SEC_ERROR_NO_TOKEN)
-    error.sentence = std::string("The token \"") + PK11_GetTokenName(slot) +
-                     "\" is not in its reader; put the card in and sign again";
-  return error;
-}
-
 /** Octets in the modulus of an RSAPublicKey; 0 when it is none. */
 std::size_t modulusLengthOf(der::Bytes publicKey) {
   const auto sequence = der::Reader(publicKey).read(der::kSequence);
