@@ -109,6 +109,10 @@ class Examination {
                                   "nothing needs to be done: that other one signs for the same user"});
     }
     addUnlessKnown(report.reasons, whyItNeverSigns(report.certificate));
+    if (place.isPinBlocked)
+      report.reasons.push_back({kPinBlocked,
+                                "the PIN of the token \"" + report.token + "\" is blocked after wrong ones",
+                                "unblock it with its PUK, by the program of whoever issued it"});
     return report;
   }
 

@@ -35,6 +35,9 @@ struct IdentityReport {
   bool signs() const { return selected && reasons.empty(); }
 };
 
+/** The code of the reason that goes by itself once the PIN is unblocked. */
+inline constexpr const char* kPinBlocked = "pin-blocked";
+
 /** The key store cannot be searched. */
 class KeyStoreError : public std::runtime_error {
  public:

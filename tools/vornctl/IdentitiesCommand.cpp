@@ -76,7 +76,11 @@ void print(const IdentityReport& report, const User& user) {
   std::cout << table.text();
   if (report.reasons.empty()) std::cout << "  " << coloured(Colour::kGood, verdict(user)) << "\n";
   for (const Fault& reason : report.reasons)
-    std::cout << "  " << coloured(Colour::kWarning, "=> does not sign: " + printable(reason.cause)) << "\n";
+    std::cout << "  "
+              << coloured(Colour::kWarning, reason.code == kPinBlocked
+                                                ? "=> cannot sign until its PIN is unblocked"
+                                                : "=> does not sign: " + printable(reason.cause))
+              << "\n";
   std::cout << "\n";
 }
 

@@ -41,13 +41,8 @@ class Check {
       // What could not be read is among the faults of the stores.
     }
     places_ = frameworks::tokenPlaces();
-    const auto isBlocked = [this](const IdentityReport& identity) {
-      return std::any_of(places_.begin(), places_.end(), [&](const TokenPlace& place) {
-        return place.isPinBlocked && place.store == identity.store && place.name == identity.token;
-      });
-    };
     for (const IdentityReport& identity : identities)
-      if (identity.reasons.empty() && !isBlocked(identity)) usable_.push_back(identity);
+      if (identity.reasons.empty()) usable_.push_back(identity);
     nameStores();
     if (!usable_.empty())
       praise(identities.size());
@@ -137,8 +132,8 @@ class Check {
   void blame(const std::vector<IdentityReport>& identities) {
     std::set<std::string> known;
     for (const IdentityReport& identity : identities) {
-      if (identity.reasons.empty()) continue;
       const Fault& fault = identity.reasons.front();
+      if (fault.code == kPinBlocked) continue;  // said of its token
       if (!known.insert(fault.code).second) continue;
       const auto others = std::count_if(
           identities.begin(), identities.end(),
@@ -241,8 +236,7 @@ class Check {
   void checkPins() {
     for (const TokenPlace& place : places_) {
       if (place.isPinBlocked)
-        add(graded(), "pin-blocked",
-            "the PIN of the token \"" + place.name + "\" is blocked after wrong ones",
+        add(graded(), kPinBlocked, "the PIN of the token \"" + place.name + "\" is blocked after wrong ones",
             "unblock it with its PUK, by the program of whoever issued it", {place.store});
       else if (place.isLastTry)
         add(Severity::kNote, "pin-last-try", "one more wrong PIN blocks the token \"" + place.name + "\"",

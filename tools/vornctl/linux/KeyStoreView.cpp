@@ -1,5 +1,6 @@
 #include "vornctl/KeyStoreView.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "linux/frameworks/Security/CertificateTrust.h"
@@ -22,11 +23,19 @@ Trust trustOf(frameworks::Trust trust) {
   return Trust::kNone;
 }
 
+bool isPinBlocked(const frameworks::Token& token) {
+  const std::vector<frameworks::TokenPlace> places = frameworks::tokenPlaces();
+  return std::any_of(places.begin(), places.end(), [&](const frameworks::TokenPlace& place) {
+    return place.isPinBlocked && place.store == token.store && place.name == token.name;
+  });
+}
+
 }  // namespace
 
 KeyPlace placeOfKey(SecIdentityRef identity) {
   frameworks::Token token = frameworks::tokenOf(identity);
-  return {std::move(token.name), token.locked, std::move(token.store)};
+  const bool isBlocked = token.locked && isPinBlocked(token);
+  return {std::move(token.name), token.locked, std::move(token.store), isBlocked};
 }
 
 std::vector<StoredCertificate> storedCertificates() {

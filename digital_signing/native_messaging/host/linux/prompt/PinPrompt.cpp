@@ -119,13 +119,20 @@ class Dialogue {
     return 0;
   }
 
+  /** Whether the question itself has been put. */
+  bool hasAsked() const { return hasAsked_; }
+
   gpg_error_t getPin(Secret& secret) {
+    hasAsked_ = true;
     // A little more than the prompt has been told, which should end by itself.
     process_.allow(patience() + std::chrono::seconds(1));
     return transact("GETPIN", &secret);
   }
 
-  gpg_error_t showMessage() { return assuan_write_line(context_, "MESSAGE"); }
+  gpg_error_t showMessage() {
+    hasAsked_ = true;
+    return assuan_write_line(context_, "MESSAGE");
+  }
 
  private:
   static std::string locale(const char* category) {
@@ -147,6 +154,7 @@ class Dialogue {
 
   PromptProcess process_;
   assuan_context_t context_ = nullptr;
+  bool hasAsked_ = false;
 };
 
 std::string inSeconds(std::chrono::seconds time) {
@@ -157,9 +165,13 @@ Answer unanswered() {
   return {Outcome::kFailed, "nobody has answered the prompt for " + inSeconds(patience()) + "; sign again"};
 }
 
-Answer answerOf(gpg_error_t fault, PromptProcess::End end, const std::string& program) {
+Answer answerOf(gpg_error_t fault, Dialogue& dialogue, const std::string& program) {
   const gpg_err_code_t code = gpg_err_code(fault);
+  const PromptProcess::End end = dialogue.process().end();
+  const std::string advice = "; see that it runs and has a display, or have VORN_PINENTRY name another";
   if (end == PromptProcess::End::kAbandoned) return {Outcome::kAbandoned};
+  if (end == PromptProcess::End::kLate && !dialogue.hasAsked())
+    return {Outcome::kFailed, "the prompt " + program + " did not start" + advice};
   if (end == PromptProcess::End::kLate || code == GPG_ERR_TIMEOUT) return unanswered();
   if (code == GPG_ERR_CANCELED || code == GPG_ERR_FULLY_CANCELED || code == GPG_ERR_NOT_CONFIRMED)
     return {Outcome::kCancelled};
@@ -167,8 +179,7 @@ Answer answerOf(gpg_error_t fault, PromptProcess::End end, const std::string& pr
   const bool hasDied = code == GPG_ERR_EOF || code == GPG_ERR_EPIPE || code == GPG_ERR_ECONNRESET;
   return {Outcome::kFailed, "the prompt " + program +
                                 (hasDied ? " ended without an answer" : " could not ask: ") +
-                                (hasDied ? "" : gpg_strerror(fault)) +
-                                "; see that it runs and has a display, or have VORN_PINENTRY name another"};
+                                (hasDied ? "" : gpg_strerror(fault)) + advice};
 }
 
 Answer askWith(const std::string& program, const Question& question, Secret& secret,
@@ -177,7 +188,7 @@ Answer askWith(const std::string& program, const Question& question, Secret& sec
   gpg_error_t fault = dialogue.open();
   if (fault == 0) fault = dialogue.describe(question);
   if (fault == 0) fault = dialogue.getPin(secret);
-  return answerOf(fault, dialogue.process().end(), program);
+  return answerOf(fault, dialogue, program);
 }
 
 void warnOfNoNotice(const std::string& reason) {
@@ -242,7 +253,7 @@ Notice::Notice(const Question& notice, const IsAbandoned& isAbandoned)
     if (fault == 0) fault = dialogue.describe(notice);
     if (fault == 0) fault = dialogue.showMessage();
     dialogue.process().allow(kLongestPatience);
-    if (fault != 0) warnOfNoNotice(answerOf(fault, dialogue.process().end(), program.path).reason);
+    if (fault != 0) warnOfNoNotice(answerOf(fault, dialogue, program.path).reason);
   } catch (const std::system_error& failure) {
     warnOfNoNotice(failure.what());
   }

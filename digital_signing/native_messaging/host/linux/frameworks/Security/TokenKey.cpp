@@ -99,7 +99,7 @@ void TokenKey::readFlags() const {
 std::optional<NssError> TokenKey::open(const x509::Certificate& certificate) const {
   if (PK11_IsPresent(slot_.get()) == PR_FALSE) {
     PR_SetError(SEC_ERROR_NO_TOKEN, 0);
-    return lastNssError();
+    return lastErrorOf(slot_.get());
   }
   // A card that was out has lost login and sessions, and may number its objects anew.
   if (const int series = PK11_GetSlotSeries(slot_.get()); series != series_) {
@@ -182,9 +182,9 @@ std::variant<std::vector<std::uint8_t>, NssError> TokenKey::sign(der::Bytes inpu
   } else if (use() != SECSuccess) {
     // One that shows its keys to everyone, and uses them for its owner alone.
     if (PR_GetError() != SEC_ERROR_TOKEN_NOT_LOGGED_IN || !describeToken(slot_.get()).locked)
-      return lastNssError();
+      return lastErrorOf(slot_.get());
     if (auto refusal = logIn(certificate)) return *refusal;
-    if (use() != SECSuccess) return lastNssError();
+    if (use() != SECSuccess) return lastErrorOf(slot_.get());
   }
   signature.resize(output.len);
   return signature;

@@ -22,6 +22,14 @@ TokenLogin* speaker = nullptr;
 
 }  // namespace
 
+NssError lastErrorOf(PK11SlotInfo* slot) {
+  NssError error = lastNssError();
+  if (PR_GetError() == SEC_ERROR_NO_TOKEN)
+    error.sentence = std::string("The token \"") + PK11_GetTokenName(slot) +
+                     "\" is not in its reader; put the card in and sign again";
+  return error;
+}
+
 TokenLogin* TokenLogin::of(PK11SlotInfo* slot) {
   prompt::SigningRequest* const request = prompt::SigningRequest::current();
   if (request == nullptr) return nullptr;
@@ -66,7 +74,7 @@ std::optional<NssError> TokenLogin::withPin(const x509::Certificate& certificate
                                             const std::function<SECStatus()>& use) {
   for (bool wasWrong = false;; wasWrong = true) {
     CK_TOKEN_INFO token{};
-    if (PK11_GetTokenInfo(slot_.get(), &token) != SECSuccess) return lastNssError();
+    if (PK11_GetTokenInfo(slot_.get(), &token) != SECSuccess) return lastErrorOf(slot_.get());
     const LoginQuestion question(slot_.get(), token, certificate, request_.facts());
     if ((token.flags & CKF_USER_PIN_LOCKED) != 0) return question.locked();
     std::optional<prompt::Notice> notice;
@@ -84,7 +92,7 @@ std::optional<NssError> TokenLogin::withPin(const x509::Certificate& certificate
     const PRErrorCode code = PR_GetError();
     if (code == SEC_ERROR_LOCKED_PASSWORD) return question.locked();
     if (code == SEC_ERROR_EXPIRED_PASSWORD) return question.expired();
-    if (!isRefused_ && code != SEC_ERROR_INVALID_PASSWORD) return lastNssError();
+    if (!isRefused_ && code != SEC_ERROR_INVALID_PASSWORD) return lastErrorOf(slot_.get());
     prompt::log(prompt::Weight::kWarning,
                 std::string("The token \"") + PK11_GetTokenName(slot_.get()) + "\" takes the PIN for wrong");
     pin_.wipe();

@@ -56,4 +56,7 @@ class TokenLogin {
   bool isRefused_ = false;
 };
 
+/** The last error of NSS; of a card that has left the reader it says what to do. */
+NssError lastErrorOf(PK11SlotInfo* slot);
+
 }  // namespace vorn::frameworks
