@@ -92,6 +92,7 @@ std::vector<TokenPlace> tokenPlaces() {
     if (!place.isIn && PK11_IsRemovable(slot.get()) == PR_FALSE) continue;
     if (!place.isIn) place.name = PK11_GetSlotName(slot.get());
     if (place.isIn && place.isCard && PK11_GetTokenInfo(slot.get(), &information) == SECSuccess) {
+      if ((information.flags & CKF_TOKEN_INITIALIZED) == 0) continue;
       place.isPinBlocked = (information.flags & CKF_USER_PIN_LOCKED) != 0;
       place.isLastTry = (information.flags & CKF_USER_PIN_FINAL_TRY) != 0;
     }
