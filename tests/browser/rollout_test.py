@@ -86,7 +86,6 @@ CASES = {
         ({POLICY: firefox_policy(**{ID: BLOCKED})}, "policy-extension-blocked"), ({BESIDE: firefox_policy(**{ID: BLOCKED})}, "policy-extension-blocked"),
         ({POLICY: "{", BESIDE: firefox_policy(**{ID: BLOCKED})}, None), ({POLICY: firefox_policy(**{"*": BLOCKED})}, "policy-extension-blocked"),
         ({POLICY: firefox_policy(**{"*": BLOCKED, ID: {"installation_mode": "allowed"}})}, None),
-        ({POLICY: firefox_policy(**{"*": BLOCKED, ID: {"updates_disabled": True}})}, None),
         ({POLICY: firefox_policy(**{"*": {"allowed_types": ["theme"]}})}, "policy-extension-blocked"),
         ({POLICY: "\ufeff" + firefox_policy(**{ID: BLOCKED})}, None),
     ]],
