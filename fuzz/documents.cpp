@@ -1,16 +1,14 @@
 // XML documents through the signer: a document is signed or refused with one of the failures that a page is
 // told of, and what has been signed can be read again, with the very digests that were signed.
 
-#include <log4cplus/helpers/loglog.h>
 #include <openssl/evp.h>
-#include <unistd.h>
 #include <xercesc/dom/DOM.hpp>
 
 #include <cstdint>
-#include <filesystem>
 #include <optional>
 #include <string>
 
+#include "fuzz/Identity.h"
 #include "fuzz/Require.h"
 #include "shared/Base64.h"
 #include "shared/Exceptions.h"
@@ -78,11 +76,7 @@ void requireDigests(std::string_view xml) {
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
-  log4cplus::helpers::LogLog::getLogLog()->setQuietMode(true);
-  const std::string folder = std::filesystem::temp_directory_path() / ("fuzz-" + std::to_string(getpid()));
-  std::filesystem::create_directory(folder);
-  makeIdentity(folder, "-newkey rsa:1024");
-  std::filesystem::remove_all(folder);
+  startWithIdentity();
   return 0;
 }
 

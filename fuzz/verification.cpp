@@ -1,15 +1,13 @@
 // Documents through the check of signatures. There is one key, which has signed one document of two parts: a
 // part that is intact is one of these, with nothing altered in it, whatever the input did to the document.
 
-#include <log4cplus/helpers/loglog.h>
-#include <unistd.h>
 #include <xercesc/dom/DOM.hpp>
 
 #include <array>
 #include <cstdint>
-#include <filesystem>
 #include <string>
 
+#include "fuzz/Identity.h"
 #include "fuzz/Require.h"
 #include "shared/Base64.h"
 #include "shared/Exceptions.h"
@@ -71,11 +69,7 @@ void cut(const std::string& xml) {
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
-  log4cplus::helpers::LogLog::getLogLog()->setQuietMode(true);
-  const std::string folder = std::filesystem::temp_directory_path() / ("fuzz-" + std::to_string(getpid()));
-  std::filesystem::create_directory(folder);
-  makeIdentity(folder, "-newkey rsa:1024");
-  std::filesystem::remove_all(folder);
+  startWithIdentity();
   XMLSigner::getInstance().initialise(XMLSigner::RSA_SHA256);
   const std::string xml(
       fromBase64(XMLSigner::getInstance().sign(

@@ -6,6 +6,8 @@
 set -euo pipefail
 
 document=$1 authority=$2
+TRANSFORMS="http://www.w3.org/2002/06/xmldsig-filter2 http://www.w3.org/2000/09/xmldsig#enveloped-signature"
+TRANSFORMS+=" http://www.w3.org/TR/2001/REC-xml-c14n-20010315#WithComments"
 refuse() {
   echo "refused: $1" >&2
   exit 1
@@ -22,7 +24,16 @@ for part in CounterpartData RenderedData; do
   filter="${reference}[@URI='']/*[local-name()='Transforms']/*/*[local-name()='XPath'][@Filter='intersect']"
   [[ $(xpath "count($one) = 1 and count(//$part) = 1 and count($signature) = 1") == true ]] || refuse "not exactly one signed $part"
   [[ $(xpath "count($reference) = 1 and count($reference/*/*) = 3 and string($filter) = '//$part'") == true ]] || refuse "another part is signed"
-  [[ $(xpath "not(contains($signature//*[local-name()='SignatureMethod']/@Algorithm, 'sha1'))") == true ]] || refuse "other algorithms"
+  transforms="$reference/*[local-name()='Transforms']/*"
+  names="concat($transforms[1]/@Algorithm, ' ', $transforms[2]/@Algorithm, ' ', $transforms[3]/@Algorithm)"
+  [[ $(xpath "$names") == "$TRANSFORMS" && $(xpath "count($transforms[1]/*)") == 1 ]] || refuse "other transforms"
+  method=$(xpath "string($signature/*[local-name()='SignedInfo']/*[local-name()='SignatureMethod']/@Algorithm)")
+  digest=$(xpath "string($reference/*[local-name()='DigestMethod']/@Algorithm)")
+  case "$method $digest" in
+    *'xmldsig-more#rsa-sha256 http://www.w3.org/2001/04/xmlenc#sha256') ;;
+    *'xmldsig-more#rsa-sha512 http://www.w3.org/2001/04/xmlenc#sha512') ;;
+    *) refuse "other algorithms" ;;
+  esac
   # Without --enabled-key-data the key may come from KeyValue, which proves nothing.
   xmlsec1 --verify --trusted-pem "$authority" --enabled-key-data x509 --node-xpath "$signature" "$document" > /dev/null 2>&1 ||
     refuse "$part was altered, or its signer is not trusted"

@@ -127,17 +127,17 @@ TEST(Pin, WhatBecomesOfEachAnswer) {
 
 TEST(Pin, LastTryIsNeverUsedUpSilently) {
   const Home home;
-  HostProcess host(home, installToken(home, "00000000\n00000000\ncancel\n12\n11111111"));
+  HostProcess host(home, installToken(home, "00000000\n00000000\ncancel\n\n12\n11111111"));
   const auto tries = [&home] { return readFile(card(home)); };
   EXPECT_EQ(errorCode(host.ask(signRequest(1, home))), 105);
   EXPECT_EQ(tries(), "1");
   EXPECT_NE(promptsOf(home).find("SETERROR Wrong PIN, 1 try left: "), std::string::npos);
-  for (const std::size_t questions : {5U, 5U}) {
+  for (const std::size_t questions : {6U, 6U}) {
     const std::string answer = host.ask(signRequest(1, home));
     EXPECT_NE(answer.find("is locked after too many wrong ones"), std::string::npos) << answer;
     EXPECT_EQ(countOf("GETPIN", promptsOf(home)), questions) << "a locked token is no question";
   }
-  for (const char* warning : {"", "Too short: the PIN has 4 characters at least. "})
+  for (const char* warning : {"", "Nothing was typed. ", "Too short: the PIN has 4 characters at least. "})
     EXPECT_NE(promptsOf(home).find(std::string("SETERROR ") + warning + "Only 1 try is left: "),
               std::string::npos);
   EXPECT_EQ(tries(), "0");

@@ -71,6 +71,12 @@ TEST_F(Verified, KeysAndCertificatesByWhatTheyAreGoodFor) {
     bool maySign;
   } rows[] = {
       {"-newkey rsa:2048 -addext keyUsage=digitalSignature", "", 2048, true},
+      {"-newkey rsa:1024 -addext keyUsage=digitalSignature -addext extendedKeyUsage=serverAuth,1.2.3", "",
+       1024, false},
+      {"-newkey rsa:1024 -addext keyUsage=digitalSignature -addext extendedKeyUsage=serverAuth,clientAuth",
+       "", 1024, true},
+      {"-newkey rsa:1024 -addext keyUsage=digitalSignature -addext extendedKeyUsage=critical,timeStamping",
+       "", 1024, false},
       {"-newkey rsa:1024 -addext keyUsage=keyEncipherment", "", 1024, false},
       {"-newkey rsa:1024", "", 1024, false},
       {"-newkey rsa:1016", "CRYPTO_CONSTRAINTS_FAILURE", 0, false},

@@ -137,6 +137,10 @@ TEST_F(Verify, AttacksAndWhatIsSaidOfThem) {
       {sign(replaced(original, "<CounterpartData", "<CounterpartData xmlns='urn:d'")),
        "indeterminate REFUSED_BY_OTHERS"},
       {replaced(xml, "<RenderedData", "<a:b/><RenderedData"), "indeterminate REFUSED_BY_OTHERS"},
+      {sign("<!DOCTYPE A [<!ENTITY e 'x'>]><A>&e;<CounterpartData/><RenderedData/></A>"),
+       "indeterminate REFUSED_BY_OTHERS"},
+      {replaced(sign("<A><CounterpartData/><RenderedData/></A>"), "\"UTF-8\"", "\"Windows-1258\""),
+       "indeterminate REFUSED_BY_OTHERS"},
   };
   std::vector<std::string> documents;
   for (const auto& row : rows) documents.push_back(row.xml);
@@ -164,6 +168,15 @@ TEST_F(Verify, TellsWhatIsSignedAndWhere) {
   EXPECT_EQ(warnings, "signed-already signed-already namesake ");
 }
 
+TEST_F(Verify, PrintsJsonThatCommandsNoTerminal) {
+  const std::string name = "a\xff\xC2\x9B\xE2\x80\xAE\x7F.xml";
+  e2e::writeFile(home_.path() / name, "<a>");
+  const std::string output = run(home_, "$vornctl verify --json '" + name + "'").output;
+  EXPECT_TRUE(nlohmann::json::accept(output)) << output;
+  for (const char* raw : {"\xC2\x9B", "\xE2\x80\xAE", "\x7F"}) EXPECT_EQ(output.find(raw), std::string::npos);
+  EXPECT_NE(output.find("\\u009b\\u202e\\u007f.xml"), std::string::npos) << output;
+}
+
 TEST_F(Verify, WhomItBelieves) {
   write(sign(e2e::agreement()));
   const struct {
@@ -186,6 +199,10 @@ TEST_F(Verify, WhomItBelieves) {
       {"certutil -A -d sql:.pki/nssdb -n between -i between.pem -t ,,", "--trusted root.pem", "passed"},
       {"certutil -D -d sql:.pki/nssdb -n between; mkdir roots; cp root.pem between.pem roots",
        "--trusted roots", "passed"},
+      {"openssl req -x509 -newkey rsa:2048 -nodes -subj \"$(openssl x509 -in authority.pem -noout -subject "
+       "-nameopt compat | sed s/subject=//)\" -keyout namesake.key -out namesake.pem && "
+       "cat namesake.pem authority.pem > both.pem",
+       "--trusted both.pem", "passed"},
       {"certutil -A -d sql:.pki/nssdb -n authority -i authority.pem -t ,,", "",
        "indeterminate NO_CERTIFICATE_CHAIN_FOUND"},
       {"certutil -M -d sql:.pki/nssdb -n authority -t C,,", "", "indeterminate NO_CERTIFICATE_CHAIN_FOUND"},
@@ -202,7 +219,9 @@ TEST_F(Verify, WhomItBelieves) {
     EXPECT_EQ(file["signer"].contains("name"), verdict == "passed");
     EXPECT_EQ(file["chain"].size() > 1, verdict == "passed");
   }
-  for (const char* options : {"--time yesterday", "--time 2030-02-30", "--trusted none", "--trusted s.xml"})
+  ASSERT_EQ(run(home_, "{ cat root.pem; sed 5d authority.pem; cat root.pem; } > damaged.pem").status, 0);
+  for (const char* options : {"--trusted damaged.pem", "--time yesterday", "--time 2030-02-30",
+                              "--trusted none", "--trusted s.xml"})
     EXPECT_EQ(run(home_, std::string("$vornctl verify t.xml ") + options).status, 2) << options;
 }
 

@@ -156,7 +156,7 @@ ChainResult buildChain(const std::string& certificate, const Authorities& author
 
 Authorities authoritiesOfKeyStore() {
   Authorities authorities;
-  for (StoredCertificate& stored : storedCertificates()) {
+  for (KnownCertificate& stored : knownCertificates()) {
     switch (stored.trust) {
       case Trust::kForSignatures:
         authorities.trusted.push_back(std::move(stored.der));

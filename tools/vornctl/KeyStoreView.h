@@ -26,7 +26,7 @@ enum class Trust {
   kForbidden,
 };
 
-struct StoredCertificate {
+struct KnownCertificate {
   std::string der;
   Trust trust = Trust::kNone;
 };
@@ -35,6 +35,6 @@ struct StoredCertificate {
  * The certificates of the user's, with the trust that the user or an administrator has given them; the lists
  * of authorities that come with a system are not among them. Asks for no password.
  */
-std::vector<StoredCertificate> storedCertificates();
+std::vector<KnownCertificate> knownCertificates();
 
 }  // namespace vorn::vornctl

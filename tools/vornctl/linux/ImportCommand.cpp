@@ -8,8 +8,8 @@
 #include "vornctl/AtomicFile.h"
 #include "vornctl/Commands.h"
 #include "vornctl/Fitness.h"
-#include "vornctl/Secret.h"
 #include "vornctl/Terminal.h"
+#include "vornctl/linux/PasswordInput.h"
 
 namespace vorn::vornctl {
 namespace {
@@ -47,7 +47,7 @@ class Import {
   }
 
   int run() {
-    const std::optional<Secret> password = open();
+    open();
     describeAll();
     const auto fits = [](const Identity& identity) { return identity.faults.empty(); };
     if (identities_.empty())
@@ -58,7 +58,7 @@ class Import {
       std::cout << coloured(Colour::kBad, "Nothing was imported.") << "\n";
       return kExitProblems;
     }
-    return store(*password);
+    return store();
   }
 
  private:
@@ -67,28 +67,19 @@ class Import {
     std::vector<Fault> faults;
   };
 
-  /** Tries the password of the option, or the empty one and then those that are typed; the one that fits. */
-  std::optional<Secret> open() {
-    std::optional<Secret> password;
-    if (!options_.passwordFile.empty())
-      password.emplace(readSecret(options_.passwordFile));
-    else
-      password.emplace(std::string());
+  /** Tries the password of the option, or the empty one and then those that are typed, until one fits. */
+  void open() {
+    if (!options_.passwordFile.empty()) readPassword(options_.passwordFile, password_);
     for (int attempt = 0;; ++attempt) {
-      const Pkcs12Result result = frameworks::readPkcs12(bytesOf(file_), password->text());
-      if (result.status == Pkcs12Status::kFine) {
-        keep(result);
-        return password;
-      }
+      const Pkcs12Result result = frameworks::readPkcs12(bytesOf(file_), password_.text());
+      if (result.status == Pkcs12Status::kFine) return keep(result);
       if (result.status != Pkcs12Status::kWrongPassword)
         throw ImportError("is no PKCS #12 file (.p12, .pfx), or is damaged (" + result.detail + ")");
       if (!options_.passwordFile.empty() || attempt == kAttempts)
         throw ImportError("the password is wrong; letter case counts, and so does the keyboard's layout");
       if (attempt > 0) std::cerr << "That is not the password of the file.\n";
-      std::optional<Secret> typed = askForSecret("Password of " + printable(options_.file));
-      if (!typed) throw ImportError("it has a password, and none was given; try --password-file");
-      password.reset();
-      password.emplace(std::move(*typed));
+      if (!askForPassword("Password of " + printable(options_.file), password_))
+        throw ImportError("it has a password, and none was given; try --password-file");
     }
   }
 
@@ -125,21 +116,19 @@ class Import {
     }
   }
 
-  std::optional<std::string> storePassword(bool retry) const {
+  bool givePassword(bool retry, prompt::Secret& password) const {
     if (!options_.storePasswordFile.empty()) {
-      if (retry) return std::nullopt;
-      return readSecret(options_.storePasswordFile).text();
+      if (!retry) readPassword(options_.storePasswordFile, password);
+      return !retry;
     }
     if (retry) std::cerr << "That is not the password of the key store.\n";
-    const std::optional<Secret> typed =
-        askForSecret("Password of the key store " + printable(folder_.string()));
-    if (!typed) return std::nullopt;
-    return typed->text();
+    return askForPassword("Password of the key store " + printable(folder_.string()), password);
   }
 
-  int store(const Secret& password) const {
-    const Pkcs12Result result = frameworks::importPkcs12(bytesOf(file_), password.text(), folder_,
-                                                         [this](bool retry) { return storePassword(retry); });
+  int store() const {
+    const Pkcs12Result result = frameworks::importPkcs12(
+        bytesOf(file_), password_.text(), folder_,
+        [this](bool retry, prompt::Secret& asked) { return givePassword(retry, asked); });
     switch (result.status) {
       case Pkcs12Status::kFine:
         std::cout << "Imported into " << printable(folder_.string())
@@ -178,6 +167,7 @@ class Import {
   const ImportOptions& options_;
   fs::path folder_;
   std::string file_;
+  prompt::Secret password_; /**< of the file */
   std::vector<Identity> identities_;
 };
 

@@ -38,8 +38,8 @@ KeyPlace placeOfKey(SecIdentityRef identity) {
   return {std::move(token.name), token.locked, std::move(token.store), isBlocked};
 }
 
-std::vector<StoredCertificate> storedCertificates() {
-  std::vector<StoredCertificate> certificates;
+std::vector<KnownCertificate> knownCertificates() {
+  std::vector<KnownCertificate> certificates;
   for (const frameworks::StoredCertificate& stored : frameworks::listCertificatesWithTrust())
     certificates.push_back({std::string(stored.der.begin(), stored.der.end()), trustOf(stored.trust)});
   return certificates;

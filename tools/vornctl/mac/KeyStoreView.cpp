@@ -61,7 +61,7 @@ KeyPlace placeOfKey(SecIdentityRef /*identity*/) {
   return {.token = "Keychain"};
 }
 
-std::vector<StoredCertificate> storedCertificates() {
+std::vector<KnownCertificate> knownCertificates() {
   std::map<std::string, Trust> certificates;
   const auto add = [&certificates](CFArrayRef array, auto trustOf) {
     for (CFIndex i = 0; array != nullptr && i < CFArrayGetCount(array); ++i) {
@@ -79,7 +79,7 @@ std::vector<StoredCertificate> storedCertificates() {
     const auto trusted = CFRef<CFArrayRef>::adopt(found);
     add(trusted.get(), [domain](SecCertificateRef certificate) { return trustIn(certificate, domain); });
   }
-  std::vector<StoredCertificate> stored;
+  std::vector<KnownCertificate> stored;
   for (const auto& [der, trust] : certificates) stored.push_back({der, trust});
   return stored;
 }

@@ -94,21 +94,13 @@ ParsedDocument parse(std::string_view xml, ExpansionBudget& expansions) {
   }
 }
 
-/** What an entity holds cannot be changed. */
-bool isInEntity(const xercesc::DOMElement& element) {
-  const xercesc::DOMNode* node = &element;
-  while (node != nullptr && node->getNodeType() != xercesc::DOMNode::ENTITY_REFERENCE_NODE)
-    node = node->getParentNode();
-  return node != nullptr;
-}
-
 xercesc::DOMElement& findSingleElement(const xercesc::DOMDocument& document, const std::string& elementName) {
   const std::string invalid = "Request XML data is invalid. ";
   const NamedElements elements = findElements(document, elementName);
   if (elements.count > 1)
     fail<InvalidXMLDataException>(invalid + "Multiple <" + elementName + "> elements found");
   if (elements.count == 0) fail<InvalidXMLDataException>(invalid + "Element <" + elementName + "> not found");
-  if (isInEntity(*elements.first))
+  if (comesOutOfEntity(*elements.first))
     fail<InvalidXMLDataException>(invalid + "Element <" + elementName + "> comes out of an entity");
   return *elements.first;
 }

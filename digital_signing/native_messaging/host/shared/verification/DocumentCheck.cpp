@@ -73,9 +73,7 @@ bool isSignatureOf(const std::string& digest, const EVP_MD* algorithm, const std
 void requireOnlyElement(const NamedElements& found) {
   if (found.count == 0) throw Fault{kFormatFailure, "there is no such element"};
   if (found.count > 1) throw Fault{kFormatFailure, "there are several such elements"};
-  for (const DOMNode* node = found.first; node != nullptr; node = node->getParentNode())
-    if (node->getNodeType() == DOMNode::ENTITY_REFERENCE_NODE)
-      throw Fault{kFormatFailure, "the element comes out of an entity"};
+  if (comesOutOfEntity(*found.first)) throw Fault{kFormatFailure, "the element comes out of an entity"};
 }
 
 void check(const DOMElement& element, PartCheck& result) {

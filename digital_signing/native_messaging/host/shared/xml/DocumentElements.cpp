@@ -32,6 +32,13 @@ NamedElements findElements(const xercesc::DOMDocument& document, const std::stri
   return found;
 }
 
+bool comesOutOfEntity(const xercesc::DOMElement& element) {
+  const xercesc::DOMNode* node = &element;
+  while (node != nullptr && node->getNodeType() != xercesc::DOMNode::ENTITY_REFERENCE_NODE)
+    node = node->getParentNode();
+  return node != nullptr;
+}
+
 ElementIndex::~ElementIndex() {
   if (document_ != nullptr) forget(*document_);
 }

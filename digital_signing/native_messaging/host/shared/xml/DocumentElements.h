@@ -25,6 +25,9 @@ struct NamedElements {
  */
 NamedElements findElements(const xercesc::DOMDocument& document, const std::string& name);
 
+/** Whether the element is part of what an entity holds, which cannot be changed. */
+bool comesOutOfEntity(const xercesc::DOMElement& element);
+
 /**
  * What a parser has noted of the elements of one document while it made them. `findElements` answers from it
  * as long as the index exists and is not forgotten.

@@ -10,7 +10,7 @@
 #include "shared/xml/DocumentElements.h"
 #include "shared/xml/NamespaceCheck.h"
 #include "shared/xml/ParsedDocument.h"
-#include "shared/xml/PartCheck.h"
+#include "shared/xml/PartFindings.h"
 #include "shared/xml/QualifiedName.h"
 #include "shared/xml/SignatureElements.h"
 #include "shared/xml/XmlText.h"
@@ -80,7 +80,7 @@ class Warnings {
     ofSignaturesInside(element, part);
     const bool mayHoldReturns = parsed_.traits().mayHoldCarriageReturns || document_.getDoctype() != nullptr;
     if (!names_.xmlAttributes && !namespaces_.hasAmpersand && !mayHoldReturns) return;
-    const PartFindings inside = checkPart(element);
+    const PartFindings inside = findingsIn(element);
     if (!inside.xmlAttribute.empty()) {
       add("xml-attributes", inside.xmlAttribute + " is in scope around or inside " + part +
                                 " in a way that the JDK inherits wrongly: it refuses the signature");

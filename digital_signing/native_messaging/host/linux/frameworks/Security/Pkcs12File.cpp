@@ -55,7 +55,7 @@ class Library {
 /** A password in the form of the standard: UTF-16, the higher byte first, with a zero at the end. Wiped. */
 class WidePassword {
  public:
-  explicit WidePassword(const std::string& text) : bytes_(2 * text.size() + 2) {
+  explicit WidePassword(std::string_view text) : bytes_(2 * text.size() + 2) {
     unsigned length = 0;
     PORT_UCS2_UTF8Conversion(PR_TRUE, reinterpret_cast<unsigned char*>(const_cast<char*>(text.data())),
                              static_cast<unsigned>(text.size()), bytes_.data(),
@@ -91,8 +91,7 @@ class OpenFile {
    * The programs that write such files differ in how they take a password that is empty, or has other letters
    * than those of ASCII, into account for the newer ciphers: the ways are tried one after another.
    */
-  OpenFile(std::span<const std::uint8_t> file, const std::string& password, PK11SlotInfo* slot,
-           void* argument)
+  OpenFile(std::span<const std::uint8_t> file, std::string_view password, PK11SlotInfo* slot, void* argument)
       : password_(password) {
     for (const PRInt32 wideForAll : {0, 1}) {
       NSS_OptionSet(__NSS_PKCS12_DECODE_FORCE_UNICODE, wideForAll);
@@ -161,11 +160,8 @@ SECItem* PR_CALLBACK newNickname(SECItem* old, PRBool* cancel, void* argument) {
 
 char* PR_CALLBACK storePassword(PK11SlotInfo* /*slot*/, PRBool retry, void* argument) {
   const auto& ask = *static_cast<const AskStorePassword*>(argument);
-  std::optional<std::string> password = ask(retry != PR_FALSE);
-  if (!password) return nullptr;
-  char* const copy = PORT_Strdup(password->c_str());
-  explicit_bzero(password->data(), password->size());
-  return copy;
+  prompt::Secret password;
+  return ask(retry != PR_FALSE, password) ? PORT_Strdup(password.text()) : nullptr;  // NSS wipes it
 }
 
 /** A new database has no password until one is set, the empty one included. */
@@ -182,7 +178,7 @@ bool holds(PK11SlotInfo* slot, const Pkcs12Certificate& certificate, void* argum
          PrivateKeyHandle(PK11_FindPrivateKeyFromCert(slot, found.get(), argument)) != nullptr;
 }
 
-Pkcs12Result importInto(PK11SlotInfo* slot, std::span<const std::uint8_t> file, const std::string& password,
+Pkcs12Result importInto(PK11SlotInfo* slot, std::span<const std::uint8_t> file, std::string_view password,
                         void* argument) {
   const OpenFile open(file, password, slot, argument);
   if (open.decoder() == nullptr) return unreadable();
@@ -200,7 +196,7 @@ Pkcs12Result importInto(PK11SlotInfo* slot, std::span<const std::uint8_t> file, 
 
 }  // namespace
 
-Pkcs12Result readPkcs12(std::span<const std::uint8_t> file, const std::string& password) {
+Pkcs12Result readPkcs12(std::span<const std::uint8_t> file, std::string_view password) {
   const Library library;
   if (!library.isOpen()) return failure(Pkcs12Status::kStoreFailed);
   const Slot slot(PK11_GetInternalKeySlot());
@@ -209,7 +205,7 @@ Pkcs12Result readPkcs12(std::span<const std::uint8_t> file, const std::string& p
   return {Pkcs12Status::kFine, "", certificatesIn(open.decoder())};
 }
 
-Pkcs12Result importPkcs12(std::span<const std::uint8_t> file, const std::string& password,
+Pkcs12Result importPkcs12(std::span<const std::uint8_t> file, std::string_view password,
                           const fs::path& folder, const AskStorePassword& askStorePassword) {
   const mode_t before = umask(S_IRWXG | S_IRWXO);
   std::error_code impossible;

@@ -3,10 +3,12 @@
 #include <cstdint>
 #include <filesystem>
 #include <functional>
-#include <optional>
 #include <span>
 #include <string>
+#include <string_view>
 #include <vector>
+
+#include "linux/prompt/LockedMemory.h"
 
 /** PKCS #12 files, in which authorities hand out a key with its certificates. */
 namespace vorn::frameworks {
@@ -37,17 +39,17 @@ struct Pkcs12Result {
 };
 
 /** Decrypts the file. `password` is UTF-8. Nothing is kept of either. */
-Pkcs12Result readPkcs12(std::span<const std::uint8_t> file, const std::string& password);
+Pkcs12Result readPkcs12(std::span<const std::uint8_t> file, std::string_view password);
 
-/** The password of the key store, asked for when it has one; none to give up. `retry` after a wrong one. */
-using AskStorePassword = std::function<std::optional<std::string>(bool retry)>;
+/** Gives the password of the key store, when it has one; false to give up. `retry` after a wrong one. */
+using AskStorePassword = std::function<bool(bool retry, prompt::Secret& password)>;
 
 /**
  * Puts all keys and certificates of the file into the database in `folder`, which is made, for the user alone
  * and without a password, when there is none. Must not be called once the process has searched for
  * identities.
  */
-Pkcs12Result importPkcs12(std::span<const std::uint8_t> file, const std::string& password,
+Pkcs12Result importPkcs12(std::span<const std::uint8_t> file, std::string_view password,
                           const std::filesystem::path& folder, const AskStorePassword& askStorePassword);
 
 }  // namespace vorn::frameworks

@@ -101,7 +101,8 @@ std::optional<NssError> TokenLogin::withPin(const x509::Certificate& certificate
 
 /** Nothing when there is a PIN to try. */
 std::optional<NssError> TokenLogin::ask(const LoginQuestion& question, std::string warning) {
-  for (bool isRepeated = false;; isRepeated = true) {
+  bool wasOdd = false;
+  while (true) {
     if (++questions_ > kMostQuestions) return question.tooManyWrong();
     const prompt::Answer answer = prompt::ask(question.question(warning), pin_, request_.facts().isGone);
     if (answer.outcome == prompt::Answer::Outcome::kAbandoned) request_.abandon();
@@ -109,7 +110,8 @@ std::optional<NssError> TokenLogin::ask(const LoginQuestion& question, std::stri
     if (answer.outcome != prompt::Answer::Outcome::kGiven) return question.cancelled();
     // The token may count it as a try; but whoever insists may know the token better than it does itself.
     warning = question.wrongLength(pin_.size());
-    if (warning.empty() || (isRepeated && pin_.size() > 0)) return std::nullopt;
+    if (warning.empty() || (wasOdd && pin_.size() > 0)) return std::nullopt;
+    wasOdd = wasOdd || pin_.size() > 0;
   }
 }
 

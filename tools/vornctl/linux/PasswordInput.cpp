@@ -1,4 +1,4 @@
-#include "vornctl/Secret.h"
+#include "vornctl/linux/PasswordInput.h"
 
 #include <fcntl.h>
 #include <termios.h>
@@ -13,9 +13,6 @@
 
 namespace vorn::vornctl {
 namespace {
-
-/** Enough for any password: the text never moves, and so leaves no copies behind. */
-constexpr std::size_t kRoom = 1024;
 
 constexpr char kInterruption = '\x03';
 
@@ -42,15 +39,14 @@ class SilentTerminal {
   void write(const std::string& text) const {
     [[maybe_unused]] const ssize_t written = ::write(descriptor_, text.data(), text.size());
   }
-  std::optional<Secret> readLine() const {
-    char line[kRoom];
-    const ssize_t length = read(descriptor_, line, sizeof line);
-    const std::string_view typed(line, static_cast<std::size_t>(std::max<ssize_t>(length, 0)));
-    std::optional<Secret> secret;
-    if (length > 0 && typed.find(kInterruption) == std::string_view::npos)
-      secret.emplace(std::string(typed.substr(0, typed.find('\n'))));
-    explicit_bzero(line, sizeof line);
-    return secret;
+  bool readLine(prompt::Secret& line) const {
+    char letter = 0;
+    // A terminal gives a line at a time, of which no other copy is made here.
+    while (read(descriptor_, &letter, 1) == 1) {
+      if (letter == '\n') return true;
+      if (letter == kInterruption || !line.append(&letter, 1)) return false;
+    }
+    return false;
   }
 
  private:
@@ -61,40 +57,31 @@ class SilentTerminal {
 
 }  // namespace
 
-Secret::Secret(Secret&& other) noexcept : text_(std::move(other.text_)) {
-  // A short text was copied, not moved.
-  explicit_bzero(other.text_.data(), other.text_.capacity());
-}
-
-Secret::~Secret() {
-  explicit_bzero(text_.data(), text_.capacity());
-}
-
-Secret readSecret(const std::string& file) {
+void readPassword(const std::string& file, prompt::Secret& password) {
   std::optional<std::string> text = readFile(file);
   if (!text) throw std::system_error(std::make_error_code(std::errc::no_such_file_or_directory), file);
-  std::string line = text->substr(0, text->find_first_of("\r\n"));
+  password.wipe();
+  const bool fits = password.append(text->data(), std::min(text->find_first_of("\r\n"), text->size()));
   explicit_bzero(text->data(), text->size());
-  return Secret(std::move(line));
+  if (!fits) throw std::system_error(std::make_error_code(std::errc::file_too_large), file);
 }
 
-std::optional<Secret> askForSecret(const std::string& question) {
+bool askForPassword(const std::string& question, prompt::Secret& password) {
+  password.wipe();
   {
     const SilentTerminal terminal;
     if (terminal.isOpen()) {
       terminal.write(question + ": ");
-      std::optional<Secret> secret = terminal.readLine();
+      const bool isTyped = terminal.readLine(password);
       terminal.write("\n");
-      return secret;
+      return isTyped;
     }
   }
-  prompt::Secret typed;
   prompt::Question window;
   window.lines = {question};
   window.label = "Password:";
-  const prompt::Answer answer = prompt::ask(window, typed, [] { return false; });
-  if (answer.outcome != prompt::Answer::Outcome::kGiven) return std::nullopt;
-  return Secret(std::string(typed.text(), typed.size()));
+  const prompt::Answer answer = prompt::ask(window, password, [] { return false; });
+  return answer.outcome == prompt::Answer::Outcome::kGiven;
 }
 
 }  // namespace vorn::vornctl

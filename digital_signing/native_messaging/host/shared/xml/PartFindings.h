@@ -22,7 +22,7 @@ struct PartFindings {
 };
 
 /** One pass over the element and what is inside, without recursion. */
-PartFindings checkPart(const xercesc::DOMElement& element);
+PartFindings findingsIn(const xercesc::DOMElement& element);
 
 /** Whether a default namespace is in scope on the element. */
 bool hasDefaultNamespace(const xercesc::DOMElement& element);

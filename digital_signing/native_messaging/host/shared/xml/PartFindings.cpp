@@ -1,4 +1,4 @@
-#include "shared/xml/PartCheck.h"
+#include "shared/xml/PartFindings.h"
 
 #include <algorithm>
 #include <unordered_map>
@@ -48,9 +48,9 @@ bool holdsCarriageReturn(std::u16string_view text) {
   return text.find(u'\r') != std::u16string_view::npos;
 }
 
-class PartCheck {
+class PartReader {
  public:
-  explicit PartCheck(const DOMNode& part) : part_(part) {
+  explicit PartReader(const DOMNode& part) : part_(part) {
     std::unordered_set<std::u16string_view> prefixes;
     std::unordered_map<std::u16string_view, std::u16string_view> values;
     for (const DOMNode* node = &part; node != nullptr; node = node->getParentNode()) {
@@ -130,11 +130,11 @@ class PartCheck {
 
 }  // namespace
 
-PartFindings checkPart(const xercesc::DOMElement& element) {
-  PartCheck check(element);
+PartFindings findingsIn(const xercesc::DOMElement& element) {
+  PartReader reader(element);
   for (TreeWalk<const DOMNode> walk(&element); walk.node() != nullptr; walk.advance())
-    walk.leaving() ? check.leave(*walk.node()) : check.enter(*walk.node());
-  return std::move(check).findings();
+    walk.leaving() ? reader.leave(*walk.node()) : reader.enter(*walk.node());
+  return std::move(reader).findings();
 }
 
 bool hasDefaultNamespace(const xercesc::DOMElement& element) {
