@@ -151,8 +151,7 @@ void registerRsa(const char* store, const char* keyFile) {
   // As the host signs: with a copy that the token has in its memory.
   SECKEYPrivateKey* token = PK11_CopyTokenPrivKeyToSessionPrivKey(nullptr, PRIVKEY_LIST_HEAD(keys)->key);
   if (token == nullptr) return;
-  benchmark::RegisterBenchmark(
-      "rsa 2048/ours", [token](benchmark::State& s) { signNss(s, token); });
+  benchmark::RegisterBenchmark("rsa 2048/ours", [token](benchmark::State& s) { signNss(s, token); });
   benchmark::RegisterBenchmark("rsa 2048/OpenSSL", [pem](benchmark::State& s) { signOpenSsl(s, pem); });
 }
 

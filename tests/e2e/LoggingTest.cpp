@@ -17,7 +17,7 @@ bool holds(const std::string& log, const std::string& text) {
 }
 
 mode_t modeOf(const std::filesystem::path& path) {
-  struct stat status {};
+  struct stat status{};
   return stat(path.c_str(), &status) == 0 ? status.st_mode & 07777U : 0;
 }
 

@@ -13,8 +13,7 @@ const std::string kSubset = "<!DOCTYPE Agreement [";
 
 Hostile nested(const char* name, const std::string& open, const std::string& inmost,
                const std::string& close) {
-  return {name,
-          [=](std::size_t size) {
+  return {name, [=](std::size_t size) {
             const std::size_t depth = size / (open.size() + close.size());
             return fill(open, depth * open.size()) + inmost + fill(close, depth * close.size());
           }};
@@ -61,8 +60,7 @@ std::string defaultAttributes(std::size_t count, std::size_t length) {
 }  // namespace
 
 std::string fill(const std::string& text, std::size_t size) {
-  return pieces(
-      size, [&](std::size_t) { return text; });
+  return pieces(size, [&](std::size_t) { return text; });
 }
 
 std::string pieces(std::size_t size, const Piece& piece) {

@@ -192,7 +192,7 @@ pid_t holdFile(const fs::path& file) {
   EXPECT_EQ(pipe(ready), 0);
   const pid_t holder = fork();
   if (holder == 0) {
-    struct flock lock {};
+    struct flock lock{};
     lock.l_type = F_WRLCK;
     lock.l_start = 0x40000002;
     lock.l_len = 510;

@@ -29,101 +29,91 @@ std::string writeTemporary(const std::string& name, const std::vector<std::uint8
 const std::vector<std::uint8_t> kMessage{'a', ' ', 'm', 'e', 's', 's', 'a', 'g', 'e'};
 
 TEST(KeyStore, FindsIdentitiesByCommonName) {
-  inHome(
-      homeFolder("plain"),
-      [] {
-        for (const char* absent : {"jane citizen", "Jane", "Jane Citizen ", "Example", "Zoe Curve", ""})
-          search(absent, errSecItemNotFound);
-        EXPECT_EQ(CFArrayGetCount(search("Zoë Curve").get()), 1);
-        EXPECT_FALSE(tokenOf(identityAt(search("Zoë Curve"), 0)).locked);
-        EXPECT_EQ(tokenOf(nullptr).name, "");
-        // Two keys, one of them with two certificates; the certificate without a key makes no identity.
-        const auto identities = search("Jane Citizen");
-        ASSERT_EQ(CFArrayGetCount(identities.get()), 3);
-        std::multiset<std::size_t> lengths;
-        for (CFIndex index = 0; index < 3; ++index) {
-          lengths.insert(sign(keyOf("Jane Citizen", index), kDigest, {}).signature.size());
-          CFRef<SecCertificateRef> certificate;
-          CFRef<SecCertificateRef> again;
-          ASSERT_EQ(SecIdentityCopyCertificate(identityAt(identities, index), certificate.out()),
-                    errSecSuccess);
-          EXPECT_EQ(SecIdentityCopyCertificate(identityAt(identities, index), again.out()), errSecSuccess);
-          EXPECT_EQ(certificate.get(), again.get());
-        }
-        EXPECT_EQ(lengths, (std::multiset<std::size_t>{256, 256, 384})) << "each signs with its own key";
-      });
+  inHome(homeFolder("plain"), [] {
+    for (const char* absent : {"jane citizen", "Jane", "Jane Citizen ", "Example", "Zoe Curve", ""})
+      search(absent, errSecItemNotFound);
+    EXPECT_EQ(CFArrayGetCount(search("Zoë Curve").get()), 1);
+    EXPECT_FALSE(tokenOf(identityAt(search("Zoë Curve"), 0)).locked);
+    EXPECT_EQ(tokenOf(nullptr).name, "");
+    // Two keys, one of them with two certificates; the certificate without a key makes no identity.
+    const auto identities = search("Jane Citizen");
+    ASSERT_EQ(CFArrayGetCount(identities.get()), 3);
+    std::multiset<std::size_t> lengths;
+    for (CFIndex index = 0; index < 3; ++index) {
+      lengths.insert(sign(keyOf("Jane Citizen", index), kDigest, {}).signature.size());
+      CFRef<SecCertificateRef> certificate;
+      CFRef<SecCertificateRef> again;
+      ASSERT_EQ(SecIdentityCopyCertificate(identityAt(identities, index), certificate.out()), errSecSuccess);
+      EXPECT_EQ(SecIdentityCopyCertificate(identityAt(identities, index), again.out()), errSecSuccess);
+      EXPECT_EQ(certificate.get(), again.get());
+    }
+    EXPECT_EQ(lengths, (std::multiset<std::size_t>{256, 256, 384})) << "each signs with its own key";
+  });
 }
 
 TEST(KeyStore, SignaturesVerify) {
-  inHome(
-      homeFolder("plain"),
-      [] {
-        const std::string message = writeTemporary("message", kMessage);
-        const struct {
-          std::string digest;
-          CFTypeRef type;
-          long bits;
-        } rows[] = {
-            {"sha1", kSecDigestSHA1, 160}, {"sha256", kSecDigestSHA2, 256}, {"sha512", kSecDigestSHA2, 512}};
-        const auto key = keyOf("Jane Citizen");
-        for (const auto& row : rows) {
-          const auto digest = opensslOutput("dgst -binary -" + row.digest + " " + message);
-          const Signed result = sign(key, digest, {row.type, row.bits});
-          EXPECT_EQ(result.description, "");
-          const std::string signature = writeTemporary("signature", result.signature);
-          opensslOutput("dgst -" + row.digest + " -verify " + homeFolder("jane") + ".pub -signature " +
-                        signature + " " + message);
-        }
-      });
+  inHome(homeFolder("plain"), [] {
+    const std::string message = writeTemporary("message", kMessage);
+    const struct {
+      std::string digest;
+      CFTypeRef type;
+      long bits;
+    } rows[] = {
+        {"sha1", kSecDigestSHA1, 160}, {"sha256", kSecDigestSHA2, 256}, {"sha512", kSecDigestSHA2, 512}};
+    const auto key = keyOf("Jane Citizen");
+    for (const auto& row : rows) {
+      const auto digest = opensslOutput("dgst -binary -" + row.digest + " " + message);
+      const Signed result = sign(key, digest, {row.type, row.bits});
+      EXPECT_EQ(result.description, "");
+      const std::string signature = writeTemporary("signature", result.signature);
+      opensslOutput("dgst -" + row.digest + " -verify " + homeFolder("jane") + ".pub -signature " +
+                    signature + " " + message);
+    }
+  });
 }
 
 TEST(KeyStore, RefusalsOfTheSigner) {
-  inHome(
-      homeFolder("plain"),
-      [] {
-        constexpr char kChoice[] =
-            "choose one of: SHA1, SHA2 (512bits, 348bits, 256bits, or 224 bits), MD2, or MD5";
-        constexpr char kLength[] = "(Internal CSSM error error -2147415807 - Internal error #80010901 at ";
-        const struct {
-          const char* name;
-          std::size_t inputLength;
-          Request request;
-          CFIndex code;
-          const char* text;
-        } rows[] = {
-            {"Jane Citizen", 20, {nullptr, -1}, 6, kChoice},
-            {"Jane Citizen", 20, {kSecDigestSHA1, 256}, 6, kChoice},
-            {"Jane Citizen", 20, {kSecClass, 160}, 6, kChoice},
-            {"Jane Citizen", 32, {kSecDigestSHA1, 160}, -2147415807, kLength},
-            {"Small Key", 64, {kSecDigestSHA2, 512}, -2147415807, kLength},
-            {"Zoë Curve", 32, {kSecDigestSHA2, 256}, 6, "Expected key to be an RSA key that signs"},
-        };
-        for (const auto& row : rows) {
-          const Signed result =
-              sign(keyOf(row.name), std::vector<std::uint8_t>(row.inputLength, 1), row.request);
-          EXPECT_EQ(result.code, row.code);
-          EXPECT_NE(result.description.find(row.text), std::string::npos) << result.description;
-        }
-        const auto certificate = certificateOf(readFile("full.der"));
-        CFRef<SecKeyRef> publicKey;
-        ASSERT_EQ(SecCertificateCopyPublicKey(certificate.get(), publicKey.out()), errSecSuccess);
-        EXPECT_EQ(sign(publicKey, kDigest, {}).code, 6);
-      });
+  inHome(homeFolder("plain"), [] {
+    constexpr char kChoice[] =
+        "choose one of: SHA1, SHA2 (512bits, 348bits, 256bits, or 224 bits), MD2, or MD5";
+    constexpr char kLength[] = "(Internal CSSM error error -2147415807 - Internal error #80010901 at ";
+    const struct {
+      const char* name;
+      std::size_t inputLength;
+      Request request;
+      CFIndex code;
+      const char* text;
+    } rows[] = {
+        {"Jane Citizen", 20, {nullptr, -1}, 6, kChoice},
+        {"Jane Citizen", 20, {kSecDigestSHA1, 256}, 6, kChoice},
+        {"Jane Citizen", 20, {kSecClass, 160}, 6, kChoice},
+        {"Jane Citizen", 32, {kSecDigestSHA1, 160}, -2147415807, kLength},
+        {"Small Key", 64, {kSecDigestSHA2, 512}, -2147415807, kLength},
+        {"Zoë Curve", 32, {kSecDigestSHA2, 256}, 6, "Expected key to be an RSA key that signs"},
+    };
+    for (const auto& row : rows) {
+      const Signed result = sign(keyOf(row.name), std::vector<std::uint8_t>(row.inputLength, 1), row.request);
+      EXPECT_EQ(result.code, row.code);
+      EXPECT_NE(result.description.find(row.text), std::string::npos) << result.description;
+    }
+    const auto certificate = certificateOf(readFile("full.der"));
+    CFRef<SecKeyRef> publicKey;
+    ASSERT_EQ(SecCertificateCopyPublicKey(certificate.get(), publicKey.out()), errSecSuccess);
+    EXPECT_EQ(sign(publicKey, kDigest, {}).code, 6);
+  });
 }
 
 TEST(KeyStore, PasswordIsNeitherNeededToFindNorAskedForToSign) {
-  inHome(
-      homeFolder("locked"),
-      [] {
-        const auto found = search("Jane Citizen");
-        ASSERT_EQ(CFArrayGetCount(found.get()), 1);
-        EXPECT_EQ(tokenOf(identityAt(found, 0)).name, "NSS Certificate DB");
-        EXPECT_TRUE(tokenOf(identityAt(found, 0)).locked);
-        const Signed result = sign(keyOf("Jane Citizen"), kDigest, {});
-        EXPECT_EQ(result.code, -2147415840);
-        EXPECT_NE(result.description.find("Internal error #800108e0 at "), std::string::npos);
-        EXPECT_NE(result.description.find("SEC_ERROR_BAD_PASSWORD"), std::string::npos) << result.description;
-      });
+  inHome(homeFolder("locked"), [] {
+    const auto found = search("Jane Citizen");
+    ASSERT_EQ(CFArrayGetCount(found.get()), 1);
+    EXPECT_EQ(tokenOf(identityAt(found, 0)).name, "NSS Certificate DB");
+    EXPECT_TRUE(tokenOf(identityAt(found, 0)).locked);
+    const Signed result = sign(keyOf("Jane Citizen"), kDigest, {});
+    EXPECT_EQ(result.code, -2147415840);
+    EXPECT_NE(result.description.find("Internal error #800108e0 at "), std::string::npos);
+    EXPECT_NE(result.description.find("SEC_ERROR_BAD_PASSWORD"), std::string::npos) << result.description;
+  });
 }
 
 /** Names, sizes, times and contents of the files. */
@@ -146,13 +136,10 @@ TEST(KeyStore, LeavesTheDatabaseUntouched) {
 }
 
 TEST(KeyStore, ForkedProcessGetsAnAnswer) {
-  inHome(
-      homeFolder("plain"),
-      [] {
-        const auto key = keyOf("Jane Citizen");
-        inHome(
-            homeFolder("plain"), [&] { sign(key, kDigest, {}); });
-      });
+  inHome(homeFolder("plain"), [] {
+    const auto key = keyOf("Jane Citizen");
+    inHome(homeFolder("plain"), [&] { sign(key, kDigest, {}); });
+  });
 }
 
 }  // namespace

@@ -71,7 +71,7 @@ std::optional<std::string> readFile(const fs::path& path, mode_t* mode) {
   Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
   if (file.get() < 0 && (errno == ENOENT || errno == ENOTDIR)) return std::nullopt;
   if (file.get() < 0) fail(path);
-  struct stat status {};
+  struct stat status{};
   if (mode != nullptr && fstat(file.get(), &status) == 0) *mode = status.st_mode & kRights;
   std::string bytes;
   char buffer[65536];

@@ -242,8 +242,8 @@ std::vector<fs::path> Places::policyFolders(const Browser& browser) const {
 }
 
 bool Places::isCommon(const fs::path& folder) const {
-  return std::any_of(
-      std::begin(kCommon), std::end(kCommon), [&](std::string_view path) { return resolve(path) == folder; });
+  return std::any_of(std::begin(kCommon), std::end(kCommon),
+                     [&](std::string_view path) { return resolve(path) == folder; });
 }
 
 }  // namespace vorn::vornctl

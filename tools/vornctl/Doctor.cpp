@@ -153,9 +153,8 @@ class Examination {
   }
 
   bool isBlamed(const Fault& fault) const {
-    return std::any_of(
-        findings_.begin(), findings_.end(),
-        [&](const Finding& finding) { return finding.cause.starts_with(fault.cause); });
+    return std::any_of(findings_.begin(), findings_.end(),
+                       [&](const Finding& finding) { return finding.cause.starts_with(fault.cause); });
   }
 
   const Places& places_;

@@ -60,7 +60,7 @@ std::optional<Fault> findForeignWriter(const fs::path& file) {
   };
   prepend(fs::absolute(file, unreadable).relative_path());
   for (int links = 0; links <= kMostLinks;) {
-    struct stat status {};
+    struct stat status{};
     if (lstat(path.c_str(), &status) != 0) return std::nullopt;
     if (auto fault = faultOf(path, status)) return fault;
     if (S_ISLNK(status.st_mode)) {

@@ -23,7 +23,7 @@ class Input {
   Input& operator=(const Input&) = delete;
 
   std::string read(std::size_t most) {
-    struct stat status {};
+    struct stat status{};
     if (fstat(descriptor_, &status) != 0) failAsSystemSays();
     if (!S_ISREG(status.st_mode)) fail("this is not a file but a folder, device or pipe");
     std::string bytes;

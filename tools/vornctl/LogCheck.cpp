@@ -34,7 +34,7 @@ Reason reasonOfFile(const fs::path& file, const struct stat& status) {
 }
 
 Reason reasonOfFolder(const fs::path& folder) {
-  struct stat status {};
+  struct stat status{};
   const std::string own = "let the home folder be yours and writable: " + folder.string();
   if (stat(folder.c_str(), &status) != 0) return {std::generic_category().message(errno), own};
   if (status.st_uid != geteuid() && status.st_uid != 0) return {"its folder belongs to another user", own};
@@ -43,7 +43,7 @@ Reason reasonOfFolder(const fs::path& folder) {
 }
 
 bool isFull(const fs::path& folder) {
-  struct statvfs status {};
+  struct statvfs status{};
   return statvfs(folder.c_str(), &status) == 0 && status.f_blocks > 0 &&
          (geteuid() == 0 ? status.f_bfree : status.f_bavail) == 0;
 }
@@ -52,7 +52,7 @@ bool isFull(const fs::path& folder) {
 
 std::optional<Fault> checkLog(const fs::path& home) {
   const fs::path file = home / "vorn-signing.log";
-  struct stat status {};
+  struct stat status{};
   Reason reason = lstat(file.c_str(), &status) == 0 ? reasonOfFile(file, status) : reasonOfFolder(home);
   if (reason.cause.empty() && isFull(home))
     reason = {std::generic_category().message(ENOSPC), "make room on its file system"};

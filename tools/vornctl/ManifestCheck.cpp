@@ -157,7 +157,7 @@ Fault unreadable(const fs::path& file, const std::error_code& error) {
     way /= part;
     const bool isFile = way == file;
     if (access(way.c_str(), isFile ? R_OK : X_OK) == 0) continue;
-    struct stat status {};
+    struct stat status{};
     const bool isOwn = stat(way.c_str(), &status) == 0 && status.st_uid == geteuid();
     return {"manifest-unreadable", cause,
             std::string(isOwn ? "" : "sudo ") + (isFile ? "chmod 644 " : "chmod 755 ") + way.string()};

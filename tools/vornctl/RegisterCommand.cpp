@@ -50,11 +50,9 @@ void printExtensions(const std::vector<Outcome>& outcomes) {
 }
 
 bool anyHas(const std::vector<Outcome>& outcomes, std::initializer_list<Action> actions) {
-  return std::any_of(
-      outcomes.begin(), outcomes.end(),
-      [&](const Outcome& outcome) {
-        return std::find(actions.begin(), actions.end(), outcome.action) != actions.end();
-      });
+  return std::any_of(outcomes.begin(), outcomes.end(), [&](const Outcome& outcome) {
+    return std::find(actions.begin(), actions.end(), outcome.action) != actions.end();
+  });
 }
 
 void noteForeignHome(const RegisterOptions& options) {

@@ -138,9 +138,8 @@ std::string signerLine(const DocumentVerdict& verdict) {
 }
 
 bool isUnsigned(const DocumentVerdict& verdict) {
-  return !verdict.parts.empty() && std::none_of(
-                                       verdict.parts.begin(), verdict.parts.end(),
-                                       [](const PartVerdict& part) { return part.isSigned; });
+  return !verdict.parts.empty() && std::none_of(verdict.parts.begin(), verdict.parts.end(),
+                                                [](const PartVerdict& part) { return part.isSigned; });
 }
 
 std::string textOf(const DocumentVerdict& verdict) {

@@ -234,14 +234,13 @@ class Check {
   }
 
   void checkPins() {
-    for (const TokenPlace& place : places_) {
+    for (const TokenPlace& place : places_)
       if (place.isPinBlocked)
         add(graded(), kPinBlocked, "the PIN of the token \"" + place.name + "\" is blocked after wrong ones",
             "unblock it with its PUK, by the program of whoever issued it", {place.store});
       else if (place.isLastTry)
         add(Severity::kNote, "pin-last-try", "one more wrong PIN blocks the token \"" + place.name + "\"",
             "look the PIN up before you sign", {place.store});
-    }
   }
 
   std::vector<IdentityReport> usable_;

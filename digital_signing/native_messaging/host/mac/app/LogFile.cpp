@@ -30,13 +30,13 @@ std::string causeOf(int error) {
 }
 
 std::string faultOfFolder(int descriptor) {
-  struct stat status {};
+  struct stat status{};
   if (descriptor < 0 || fstat(descriptor, &status) != 0) return causeOf(errno);
   return status.st_uid == geteuid() || status.st_uid == 0 ? "" : "its folder belongs to another user";
 }
 
 std::string faultOfFile(int descriptor) {
-  struct stat status {};
+  struct stat status{};
   if (fstat(descriptor, &status) != 0) return causeOf(errno);
   if (!S_ISREG(status.st_mode)) return "it is no regular file";
   if (status.st_uid != geteuid()) return "it belongs to another user";

@@ -93,7 +93,7 @@ void setVerbose(const std::string& verbose) {
   HarmlessLayout::renewBudget();
   const bool on = isVerbose(verbose);
   const std::string path = logFilePath();
-  struct stat status {};
+  struct stat status{};
   const bool isThere = path.empty() || lstat(path.c_str(), &status) == 0;
   const bool isGone = !isThere && errno == ENOENT;
   // What LogFile would not write to is not ours to start again either.

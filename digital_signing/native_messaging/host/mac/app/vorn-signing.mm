@@ -77,9 +77,8 @@ int main(int argc, const char** argv) {
                   }
                   [input waitForDataInBackgroundAndNotify];
                   const auto* const bytes = static_cast<const char*>([data bytes]);
-                  if (const std::optional<int> status = exchange->deliver({bytes, [data length]})) {
+                  if (const std::optional<int> status = exchange->deliver({bytes, [data length]}))
                     std::exit(*status);
-                  }
                 }
               }];
 

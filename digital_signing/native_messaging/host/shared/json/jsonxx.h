@@ -98,7 +98,8 @@ class Value {
   }
   /** Any other built-in integer or floating type, characters included, is a number. */
   template <typename T>
-  requires(std::is_arithmetic_v<T> && !std::same_as<T, Boolean>) Value(T number) : kind_(Kind::kNumber) {
+    requires(std::is_arithmetic_v<T> && !std::same_as<T, Boolean>)
+  Value(T number) : kind_(Kind::kNumber) {
     payload_.number = static_cast<Number>(number);
   }
   Value(Null) : kind_(Kind::kNull) {}

@@ -114,14 +114,12 @@ void Canonicaliser::declareInherited() {
 
 /** Leaves in `declarations_` the prefixes that now stand for something else than outside of the element. */
 void Canonicaliser::declareNamespaces(const DOMNode& element) {
-  forEachAttribute(
-      element,
-      [this](const QualifiedName& name, const DOMNode& attribute) {
-        if (!name.isDeclaration()) return;
-        const NamespaceScope::Declaration declaration{name.declaredPrefix(), valueOf(attribute)};
-        if (isForbiddenDeclaration(declaration.prefix, declaration.uri)) return;
-        if (scope_.declare(declaration)) declarations_.push_back(declaration);
-      });
+  forEachAttribute(element, [this](const QualifiedName& name, const DOMNode& attribute) {
+    if (!name.isDeclaration()) return;
+    const NamespaceScope::Declaration declaration{name.declaredPrefix(), valueOf(attribute)};
+    if (isForbiddenDeclaration(declaration.prefix, declaration.uri)) return;
+    if (scope_.declare(declaration)) declarations_.push_back(declaration);
+  });
 }
 
 /** Of what was declared on the way down to the signed element, the last word on each prefix counts. */
@@ -136,15 +134,13 @@ void Canonicaliser::settleDeclarations() {
 }
 
 void Canonicaliser::collectAttributes(const DOMNode& element) {
-  forEachAttribute(
-      element,
-      [this](const QualifiedName& name, const DOMNode& attribute) {
-        if (name.isDeclaration()) return;
-        const std::u16string_view uri =
-            name.isXml() ? kXmlNamespace
-                         : (name.prefix.empty() ? std::u16string_view() : scope_.find(name.prefix));
-        attributes_.push_back({uri, uri.empty() ? name.whole : name.local, &attribute});
-      });
+  forEachAttribute(element, [this](const QualifiedName& name, const DOMNode& attribute) {
+    if (name.isDeclaration()) return;
+    const std::u16string_view uri =
+        name.isXml() ? kXmlNamespace
+                     : (name.prefix.empty() ? std::u16string_view() : scope_.find(name.prefix));
+    attributes_.push_back({uri, uri.empty() ? name.whole : name.local, &attribute});
+  });
 }
 
 /** Attributes like xml:lang hold for all that is inside; the nearest of a name counts. */
@@ -153,12 +149,10 @@ void Canonicaliser::collectInherited() {
   for (const Attribute& own : attributes_)
     if (own.uri == kXmlNamespace) seen.insert(own.local);
   for (const DOMNode* node = apex_->getParentNode(); node != nullptr; node = node->getParentNode()) {
-    forEachAttribute(
-        *node,
-        [&](const QualifiedName& name, const DOMNode& attribute) {
-          if (name.isXml() && seen.insert(name.local).second)
-            attributes_.push_back({kXmlNamespace, name.local, &attribute});
-        });
+    forEachAttribute(*node, [&](const QualifiedName& name, const DOMNode& attribute) {
+      if (name.isXml() && seen.insert(name.local).second)
+        attributes_.push_back({kXmlNamespace, name.local, &attribute});
+    });
   }
 }
 

@@ -17,7 +17,7 @@ namespace {
 
 /** Reaches the scanner's flag for a document that stands alone, which has no setter. */
 struct ScannerFlags : xercesc::XMLScanner {
-  static constexpr bool xercesc::XMLScanner::*kStandalone = &ScannerFlags::fStandalone;
+  static constexpr bool xercesc::XMLScanner::* kStandalone = &ScannerFlags::fStandalone;
 };
 
 /** Whether our signatures have elements of this name: with an attribute more they would not be what was

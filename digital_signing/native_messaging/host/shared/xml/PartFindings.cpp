@@ -54,16 +54,14 @@ class PartReader {
     std::unordered_set<std::u16string_view> prefixes;
     std::unordered_map<std::u16string_view, std::u16string_view> values;
     for (const DOMNode* node = &part; node != nullptr; node = node->getParentNode()) {
-      forEachAttribute(
-          *node,
-          [&](const QualifiedName& name, const DOMNode& attribute) {
-            if (name.isDeclaration() && prefixes.insert(name.declaredPrefix()).second)
-              noteUri(valueOf(attribute));
-            if (!name.isXml()) return;
-            if (values.try_emplace(name.local, valueOf(attribute)).first->second != valueOf(attribute))
-              noteXmlAttribute(name.whole);
-            if (node != &part) ++inScope_[name.whole];
-          });
+      forEachAttribute(*node, [&](const QualifiedName& name, const DOMNode& attribute) {
+        if (name.isDeclaration() && prefixes.insert(name.declaredPrefix()).second)
+          noteUri(valueOf(attribute));
+        if (!name.isXml()) return;
+        if (values.try_emplace(name.local, valueOf(attribute)).first->second != valueOf(attribute))
+          noteXmlAttribute(name.whole);
+        if (node != &part) ++inScope_[name.whole];
+      });
     }
   }
 
@@ -82,13 +80,11 @@ class PartReader {
   }
 
   void leave(const DOMNode& node) {
-    forEachAttribute(
-        node,
-        [this](const QualifiedName& name, const DOMNode&) {
-          if (!name.isXml()) return;
-          const auto entry = inScope_.find(name.whole);
-          if (--entry->second == 0) inScope_.erase(entry);
-        });
+    forEachAttribute(node, [this](const QualifiedName& name, const DOMNode&) {
+      if (!name.isXml()) return;
+      const auto entry = inScope_.find(name.whole);
+      if (--entry->second == 0) inScope_.erase(entry);
+    });
   }
 
   PartFindings findings() && { return std::move(found_); }

@@ -15,7 +15,7 @@ namespace {
 
 /** Reaches what a link of a chain reads from. */
 struct ChainLink : TXFMBase {
-  static constexpr TXFMBase* TXFMBase::*kInput = &ChainLink::input;
+  static constexpr TXFMBase* TXFMBase::* kInput = &ChainLink::input;
 };
 
 class SignedInfoHandler : public DSIGAlgorithmHandlerDefault {

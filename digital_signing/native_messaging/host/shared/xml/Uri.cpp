@@ -36,10 +36,9 @@ std::u16string_view takeUntil(std::u16string_view& rest, std::u16string_view end
 }
 
 bool isScheme(std::u16string_view text) {
-  return !text.empty() && isLetter(text[0]) &&
-         std::all_of(
-             text.begin(), text.end(),
-             [](char16_t c) { return isLetter(c) || isDigit(c) || c == u'+' || c == u'-' || c == u'.'; });
+  return !text.empty() && isLetter(text[0]) && std::all_of(text.begin(), text.end(), [](char16_t c) {
+    return isLetter(c) || isDigit(c) || c == u'+' || c == u'-' || c == u'.';
+  });
 }
 
 constexpr std::u16string_view kNameCharacters = u"-._~!$&'()*+,;=";

@@ -78,13 +78,11 @@ CFTypeID CFNumberGetTypeID() {
 
 CFNumberRef CFNumberCreate(CFAllocatorRef /*allocator*/, CFNumberType type, const void* value) {
   return guarded([&] {
-    return withCType(
-        type,
-        [&](auto number) {
-          std::memcpy(&number, value, sizeof number);
-          using Stored = std::conditional_t<std::is_integral_v<decltype(number)>, std::int64_t, double>;
-          return handOver<CFNumberRef>(Owned<Number>(new Number(static_cast<Stored>(number))));
-        });
+    return withCType(type, [&](auto number) {
+      std::memcpy(&number, value, sizeof number);
+      using Stored = std::conditional_t<std::is_integral_v<decltype(number)>, std::int64_t, double>;
+      return handOver<CFNumberRef>(Owned<Number>(new Number(static_cast<Stored>(number))));
+    });
   });
 }
 

@@ -22,7 +22,7 @@ constexpr off_t kLockLength = 512;
 
 bool isFileHeld(int file) {
   if (file < 0) return false;
-  struct flock reading {};
+  struct flock reading{};
   reading.l_type = F_RDLCK;
   reading.l_whence = SEEK_SET;
   reading.l_start = kLockStart + 2;  // behind the bytes of those who only intend to write
@@ -47,8 +47,8 @@ void DatabaseFiles::open() {
 }
 
 bool DatabaseFiles::isHeld() const {
-  return std::any_of(
-      std::begin(files_), std::end(files_), [](const File& file) { return isFileHeld(file.descriptor); });
+  return std::any_of(std::begin(files_), std::end(files_),
+                     [](const File& file) { return isFileHeld(file.descriptor); });
 }
 
 bool DatabaseFiles::waitUntilFree() const {
@@ -63,7 +63,7 @@ bool DatabaseFiles::waitUntilFree() const {
 std::vector<std::int64_t> DatabaseFiles::state() const {
   std::vector<std::int64_t> state;
   for (const File& file : files_) {
-    struct stat status {};
+    struct stat status{};
     fstat(file.descriptor, &status);
     state.insert(state.end(), {status.st_size, status.st_mtim.tv_sec, status.st_mtim.tv_nsec});
   }
