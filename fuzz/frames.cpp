@@ -3,6 +3,7 @@
 #include <fuzzer/FuzzedDataProvider.h>
 #include <log4cplus/helpers/loglog.h>
 
+#include <cstdint>
 #include <cstring>
 #include <string>
 #include <vector>

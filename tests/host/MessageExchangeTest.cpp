@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <log4cplus/logger.h>
 
+#include <cstdint>
 #include <cstring>
 #include <filesystem>
 #include <functional>

@@ -1,5 +1,6 @@
 #include <Security/SecCertificateOIDs.h>
 #include <gtest/gtest.h>
+#include <cstdint>
 
 #include "linux/frameworks/Security/CertificateProperties.h"
 #include "linux/frameworks/Security/DerText.h"

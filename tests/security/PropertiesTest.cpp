@@ -1,6 +1,7 @@
 #include <Security/SecCertificateOIDs.h>
 #include <Security/Security.h>
 #include <gtest/gtest.h>
+#include <cstdint>
 
 #include "linux/frameworks/Security/CertificateProperties.h"
 #include "linux/frameworks/Security/DerText.h"

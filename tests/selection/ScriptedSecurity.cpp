@@ -5,6 +5,7 @@
 #include <Security/SecTransform.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <utility>
 
 using namespace vorn;

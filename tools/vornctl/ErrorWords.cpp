@@ -1,6 +1,7 @@
 #include "vornctl/ErrorWords.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <iterator>
 
 #include "shared/Exceptions.h"

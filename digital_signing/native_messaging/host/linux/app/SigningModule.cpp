@@ -4,6 +4,7 @@
 #include <log4cplus/logger.h>
 #include <log4cplus/loggingmacros.h>
 
+#include <cstdint>
 #include <new>
 #include <stdexcept>
 #include <string>

@@ -7,6 +7,7 @@
 #include <openssl/rsa.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <memory>
 #include <vector>
 

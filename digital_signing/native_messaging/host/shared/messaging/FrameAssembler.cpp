@@ -3,6 +3,7 @@
 #include <log4cplus/logger.h>
 #include <log4cplus/loggingmacros.h>
 
+#include <cstdint>
 #include <cstring>
 #include <utility>
 

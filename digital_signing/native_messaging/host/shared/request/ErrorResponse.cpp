@@ -1,5 +1,7 @@
 #include "shared/request/ErrorResponse.h"
 
+#include <cstdint>
+
 namespace vorn {
 
 void appendError(jsonxx::Object& response, std::uint32_t code, const std::string& message) {

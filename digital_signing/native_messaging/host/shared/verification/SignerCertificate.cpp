@@ -5,6 +5,8 @@
 #include <openssl/err.h>
 #include <openssl/x509v3.h>
 
+#include <cstdint>
+
 #include "shared/verification/Fault.h"
 
 namespace vorn::verification {

@@ -1,6 +1,7 @@
 #include "CoreFoundation/CFData.h"
 
 #include <algorithm>
+#include <cstdint>
 
 #include "CoreFoundation/CFInternal.h"
 

@@ -1,6 +1,7 @@
 #include "CoreFoundation/CFNumber.h"
 
 #include <cmath>
+#include <cstdint>
 #include <cstring>
 #include <limits>
 

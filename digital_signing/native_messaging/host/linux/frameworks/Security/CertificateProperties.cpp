@@ -1,5 +1,7 @@
 #include "linux/frameworks/Security/CertificateProperties.h"
 
+#include <cstdint>
+
 #include "Security/SecCertificate.h"
 #include "Security/SecCertificateOIDs.h"
 #include "linux/frameworks/Security/DerText.h"

@@ -1,6 +1,7 @@
 #include "linux/frameworks/Security/Der.h"
 
 #include <algorithm>
+#include <cstdint>
 
 namespace vorn::frameworks::der {
 namespace {

@@ -1,6 +1,7 @@
 #include "linux/frameworks/Security/DerText.h"
 
 #include <algorithm>
+#include <cstdint>
 
 #include "shared/text/Utf8.h"
 

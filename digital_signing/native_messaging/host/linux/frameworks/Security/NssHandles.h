@@ -4,6 +4,7 @@
 #include <keyhi.h>
 #include <pk11pub.h>
 
+#include <cstdint>
 #include <memory>
 #include <vector>
 

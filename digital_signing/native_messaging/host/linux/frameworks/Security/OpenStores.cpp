@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdint>
 #include <list>
 
 #include "linux/frameworks/Security/LastFailure.h"

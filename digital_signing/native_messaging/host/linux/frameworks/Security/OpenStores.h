@@ -3,6 +3,7 @@
 #include <nss.h>
 #include <secmod.h>
 
+#include <cstdint>
 #include <map>
 #include <set>
 

@@ -1,5 +1,7 @@
 #include "Security/SecCertificate.h"
 
+#include <cstdint>
+
 #include "linux/frameworks/Security/CertificateProperties.h"
 #include "linux/frameworks/Security/SecObjects.h"
 

@@ -1,5 +1,7 @@
 #include "Security/SecEncodeTransform.h"
 
+#include <cstdint>
+
 #include "linux/frameworks/Security/Transform.h"
 
 namespace vorn::frameworks {

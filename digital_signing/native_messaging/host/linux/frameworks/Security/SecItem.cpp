@@ -1,5 +1,6 @@
 #include "Security/SecItem.h"
 
+#include <cstdint>
 #include <set>
 
 #include "linux/frameworks/Security/KeyStore.h"

@@ -1,5 +1,7 @@
 #include "Security/SecSignVerifyTransform.h"
 
+#include <cstdint>
+
 #include "Security/SecDigestTransform.h"
 #include "linux/frameworks/Security/SecObjects.h"
 #include "linux/frameworks/Security/TokenKey.h"

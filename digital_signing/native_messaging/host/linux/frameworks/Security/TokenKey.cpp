@@ -5,6 +5,7 @@
 #include <secitem.h>
 
 #include <algorithm>
+#include <cstdint>
 
 #include "linux/frameworks/Security/OpenStores.h"
 #include "linux/frameworks/Security/TokenLogin.h"

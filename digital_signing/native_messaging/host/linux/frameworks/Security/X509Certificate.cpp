@@ -1,5 +1,7 @@
 #include "linux/frameworks/Security/X509Certificate.h"
 
+#include <cstdint>
+
 #include "linux/frameworks/Security/DerText.h"
 #include "linux/frameworks/Security/X509Time.h"
 

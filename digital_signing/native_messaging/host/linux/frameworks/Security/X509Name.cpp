@@ -1,5 +1,7 @@
 #include "linux/frameworks/Security/X509Name.h"
 
+#include <cstdint>
+
 #include "linux/frameworks/Security/DerText.h"
 
 namespace vorn::frameworks::x509 {

@@ -1,6 +1,7 @@
 #include "linux/frameworks/Security/X509Time.h"
 
 #include <chrono>
+#include <cstdint>
 
 namespace vorn::frameworks::x509 {
 namespace {
