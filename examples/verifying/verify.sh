@@ -25,8 +25,8 @@ for part in CounterpartData RenderedData; do
   [[ $(xpath "count($one) = 1 and count(//$part) = 1 and count($signature) = 1") == true ]] || refuse "not exactly one signed $part"
   [[ $(xpath "count($reference) = 1 and count($reference/*/*) = 3 and string($filter) = '//$part'") == true ]] || refuse "another part is signed"
   transforms="$reference/*[local-name()='Transforms']/*"
-  names="concat($transforms[1]/@Algorithm, ' ', $transforms[2]/@Algorithm, ' ', $transforms[3]/@Algorithm)"
-  [[ $(xpath "$names") == "$TRANSFORMS" && $(xpath "count($transforms[1]/*)") == 1 ]] || refuse "other transforms"
+  names="concat(${transforms}[1]/@Algorithm, ' ', ${transforms}[2]/@Algorithm, ' ', ${transforms}[3]/@Algorithm)"
+  [[ $(xpath "$names") == "$TRANSFORMS" && $(xpath "count(${transforms}[1]/*)") == 1 ]] || refuse "other transforms"
   method=$(xpath "string($signature/*[local-name()='SignedInfo']/*[local-name()='SignatureMethod']/@Algorithm)")
   digest=$(xpath "string($reference/*[local-name()='DigestMethod']/@Algorithm)")
   case "$method $digest" in
