@@ -110,6 +110,7 @@ std::optional<jsonxx::Object> KeyProcess::ask(jsonxx::Object question) {
     const Outcome outcome = send(question) ? wait(isSignature, deadline, answer) : Outcome::kEnded;
     if (outcome == Outcome::kAnswered) {
       keepFaults(answer);
+      failure_.clear();
       return answer;
     }
     if (outcome == Outcome::kAbandoned) {
@@ -191,7 +192,8 @@ std::string KeyProcess::adviceOnModules() const {
   if (leftOut_.empty()) return "";
   const auto& [library, reason] = *leftOut_.begin();
   return "The library of a card or token, " + library + ", cannot be used now: " + reason +
-         "; see that its device is connected and its service runs, take the card out and put it in again, and "
+         "; see that its device is connected and its service runs, take the card out and put it in again, "
+         "and "
          "try once more";
 }
 
@@ -199,10 +201,10 @@ void KeyProcess::keepFaults(const jsonxx::Object& answer) {
   if (!answer.has<jsonxx::Array>("faults")) return;
   faults_.clear();
   for (const jsonxx::Object* fault : keys::objectsIn(answer, "faults"))
-    faults_.push_back({keys::flagIn(*fault, "module") ? keys::StoreFault::Kind::kModule
-                                                      : keys::StoreFault::Kind::kDatabase,
-                       keys::textIn(*fault, "place"), keys::textIn(*fault, "reason"),
-                       keys::textIn(*fault, "registration")});
+    faults_.push_back(
+        {keys::flagIn(*fault, "module") ? keys::StoreFault::Kind::kModule : keys::StoreFault::Kind::kDatabase,
+         keys::textIn(*fault, "place"), keys::textIn(*fault, "reason"),
+         keys::textIn(*fault, "registration")});
 }
 
 }  // namespace vorn::frameworks
