@@ -27,7 +27,7 @@ export function decode(bytes) {
   const isWide = form.startsWith("utf-16");
   const declared = declaredIn(bytes.subarray(mark.length), isWide).toLowerCase();
   if (declared && !NAMES.test(declared)) throw new Error(`its encoding is not accepted: “${declared}”`);
-  const fits = isWide ? [form, "utf-16", mark && ""].includes(declared) : form ? ["utf-8", ""].includes(declared) : !declared.startsWith("utf-16");
+  const fits = isWide ? (declared ? [form, "utf-16"].includes(declared) : mark) : form ? ["utf-8", ""].includes(declared) : !declared.startsWith("utf-16");
   if (!fits) throw new Error("it is in another encoding than it declares");
   const encoding = form || declared || "utf-8";
   const [first, last] = UNLIKE_BROWSERS[encoding] ?? [];

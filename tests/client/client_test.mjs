@@ -292,6 +292,30 @@ const readme = fs.readFileSync(new URL("README.md", CLIENT), "utf8");
 const examples = [...readme.matchAll(/```js\n(.*?)```/gs)].map(([, code]) => code).join("\n").replace('"./vorn-signing.js"', '"vorn-signing"');
 const hasTypeScript = spawnSync("tsc", ["--version"]).status === 0;
 
+test("shows a document in the encoding in which the host signs it", async () => {
+  const { decode } = await ofExtension("encoding.js");
+  const host = connect({ runtime: realRuntime() });
+  const utf16 = (text) => Buffer.from(text, "utf16le");
+  for (const [bytes, shown] of [
+    [Buffer.from(`<?xml version="1.0"${" ".repeat(300)}encoding="windows-1251"?>${agreement("\xc2\xa3")}`, "latin1"), "ВЈ"],
+    [Buffer.from(`<?xml version="1.0" encoding='iso-8859-1'?>${agreement("\xa3")}`, "latin1"), "£"],
+    [Buffer.from(`<?xml version="1.0" standalone="no"?>${agreement(' encoding="utf-7"?')}`), ' encoding="utf-7"?'],
+    [utf16(`\ufeff${agreement("£")}`), "£"],
+    [utf16(`<?xml version="1.0" encoding="UTF-16LE"?>${agreement("£")}`), "£"],
+    [utf16(`<?xml version="1.0" encoding="UTF-16LE"?>${agreement("£")}`).swap16()],
+    [utf16(agreement("£"))],
+    [Buffer.from(`\ufeff<?xml version="1.0" encoding="windows-1251"?>${agreement("£")}`)],
+    ...["ISO-8859-1", "iso-8859-9", "ISO-8859-11", "us-ascii", "utf-8", "utf-16", "UTF-7", "gbk", "macintosh"].map((name) =>
+      [Buffer.from(`<?xml version="1.0" encoding="${name}"?>${agreement("10\x8200")}`, "latin1")]),
+  ]) {
+    if (!shown) assert.throws(() => decode(bytes), String(bytes));
+    else {
+      const [{ signed }] = await host.sign(bytes, jane);
+      for (const text of [decode(bytes), Buffer.from(signed).toString()]) assert.equal(/<CounterpartData>(.*?)</.exec(text)[1], shown);
+    }
+  }
+});
+
 test("is typed as its page shows", { skip: !hasTypeScript && "tsc is not installed" }, () => {
   const file = path.join(home, "examples.mts");
   fs.writeFileSync(file, `${examples}
