@@ -152,7 +152,7 @@ async function bytesToSign(item) {
  * same, and nobody wants to be asked for a PIN once more for each.
  */
 function isHopeless(error, run) {
-  if (run.left === 0) return false;
+  if (run.left === 0 || error.reason === "document-invalid") return false;
   const again = run.lastFailure === error.kind;
   return error.kind === "key-failed" ? run.signed === 0 || again : error.kind === "host-ended" && again;
 }

@@ -6,16 +6,13 @@ const PARTS = ["CounterpartData", "RenderedData"];
 const SIGNATURE = "http://www.w3.org/2000/09/xmldsig#";
 const TEXTS = [Node.TEXT_NODE, Node.CDATA_SECTION_NODE];
 
-// Characters that would change or hide what stands beside them, or that nobody sees.
-const INVISIBLE = "\\u0000-\\u0008\\u000b-\\u001f\\u007f-\\u009f\\u00ad\\u034f\\u061c\\u115f\\u1160\\u17b4\\u17b5\\u180e\\u200b-\\u200f\\u2028-\\u202e" +
-  "\\u2060-\\u206f\\u2800\\u3164\\ufeff\\uffa0\\ufff9-\\ufffb\\u{e0000}-\\u{e0fff}";
-const byNumber = (text, pattern) =>
-  text.replace(pattern, (character) => `‹U+${character.codePointAt(0).toString(16).toUpperCase().padStart(4, "0")}›`);
-const SPECIAL = new RegExp(`[${INVISIBLE}]`, "gu");
-const SPECIAL_IN_VALUE = new RegExp(`[\\t\\n“”${INVISIBLE}]`, "gu");
+const byNumber = (character) => `‹U+${character.codePointAt(0).toString(16).toUpperCase().padStart(4, "0")}›`;
 
-/** A text whose special characters are shown by their number. */
-export const visible = (text) => byNumber(text, SPECIAL);
+/** Characters that would change or hide what stands beside them, or that nobody sees, are shown by their number. */
+export const visible = (text) => text.replace(
+  /[\u{0}-\u{8}\u{b}-\u{1f}\u{7f}-\u{9f}\u{ad}\u{34f}\u{61c}\u{115f}-\u{1160}\u{17b4}-\u{17b5}\u{180b}-\u{180f}\u{200b}-\u{200f}\u{2028}-\u{202e}\u{2060}-\u{206f}\u{2800}\u{3164}\u{fe00}-\u{fe0f}\u{feff}\u{ffa0}\u{fff0}-\u{fffb}\u{1bca0}-\u{1bca3}\u{1d173}-\u{1d17a}\u{e0000}-\u{e0fff}]/gu, byNumber);
+/** A value that cannot leave its quotation marks or its line. */
+const visibleValue = (value) => visible(value).replace(/[\t\n“”]/g, byNumber);
 
 const isText = (node) => TEXTS.includes(node?.nodeType);
 const isLeftOut = (node) => node?.nodeType === Node.COMMENT_NODE;
@@ -27,18 +24,18 @@ const isLeftOut = (node) => node?.nodeType === Node.COMMENT_NODE;
  */
 function outline(part) {
   const lines = [];
-  const add = (depth, name, text = "") => lines.push({ depth: Math.min(depth, 40), name: visible(name), text: text && `“${visible(text)}”` });
+  const add = (depth, name, text = "") => lines.push({ depth: Math.min(depth, 40), name, text: text && `“${visible(text)}”` });
   const addText = (depth, text) => text.split("\n").map((line) => line.trim()).filter(Boolean).forEach((line) => add(depth, "", line));
   let depth = 0;
   for (let node = part; node;) {
     if (node.nodeType === Node.ELEMENT_NODE) {
       const attributes = [...node.attributes].filter(({ name }) => !/^xmlns(:|$)/.test(name))
-        .map(({ name, value }) => ` ${name}=“${byNumber(value, SPECIAL_IN_VALUE)}”`);
+        .map(({ name, value }) => ` ${name}=“${visibleValue(value)}”`);
       // An element with nothing but text in it stands on one line with it.
       const kept = [...node.childNodes].filter((child) => !isLeftOut(child));
       const text = kept.every(isText) ? kept.map(({ data }) => data).join("").trim() : "";
       const isShort = text.length < 200 && !text.includes("\n");
-      add(depth, node.nodeName + attributes.join("") + (text && isShort ? ": " : ""), isShort ? text : "");
+      add(depth, visible(node.nodeName) + attributes.join("") + (text && isShort ? ": " : ""), isShort ? text : "");
       if (!isShort) addText(depth + 1, text);
       if (!kept.every(isText)) {
         node = node.firstChild;
@@ -53,7 +50,7 @@ function outline(part) {
       }
       addText(depth, pieces.join(""));
     } else if (node.nodeType === Node.PROCESSING_INSTRUCTION_NODE) {
-      add(depth, `<?${node.target} ${byNumber(node.data, SPECIAL_IN_VALUE)}?>`);
+      add(depth, `<?${visible(node.target)} ${visibleValue(node.data)}?>`);
     }
     while (node !== part && !node.nextSibling) {
       node = node.parentNode;

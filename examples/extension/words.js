@@ -43,11 +43,14 @@ const REASONS = {
   "pin-blocked": ["Your PIN is blocked: it was wrong too often.",
     "Whoever issued your card or key can unblock it, mostly with a second number, the PUK."],
   "card-out": ["Your card or key is not there.", "Put it in, wait for a moment, and press “Sign” again."],
-  "no-prompt": ["Your PIN could not be asked for: there is no program that opens a window for it.",
-    "Install pinentry, or ask the people who look after your computer. This command says what is missing.", DOCTOR],
+  "no-prompt": ["Your PIN could not be asked for, or nobody answered in time.",
+    "Press “Sign” again and look for a window that asks. If there is none, this command says what is missing.", DOCTOR],
   "module-hangs": ["The software of your card reader does not answer.",
     "Take the card or key out, put it in again, and press “Sign” once more. If that does not help, this command says which software it is.", DOCTOR],
   "store-unreadable": ["A key store on this computer cannot be read.", "This command says which one, and what helps.", DOCTOR],
+  "document-invalid": ["The document is not of the kind that can be signed.",
+    "It needs exactly one CounterpartData and exactly one RenderedData element, side by side. The detail says what is wrong."],
+  internal: KINDS["host-failed"],
   restart: ["The signing program has just been updated.", "Try again."],
 };
 

@@ -138,6 +138,7 @@ test("tells a key that does not sign from a document that cannot be signed", asy
     [all, ["b"], ["signed", "key-failed", "signed", "signed"], 5],
     [all, ["b", "c"], ["signed", "key-failed", "key-failed"], 4, "a word of a newer host"],
     [all, all, ["key-failed"], 2, "key-failed"],
+    [all, ["a", "b"], ["key-failed", "key-failed", "signed", "signed"], 5, "document-invalid"],
     [all, all, [], 1, "prompt-cancelled"],
     [all, ["b"], [], 2, "restart"],
     [["a"], ["a"], ["key-failed"], 1],
