@@ -14,6 +14,8 @@ export const visible = (text) => text.replace(
 /** A value that cannot leave its quotation marks or its line. */
 const visibleValue = (value) => visible(value).replace(/[\t\n“”]/g, byNumber);
 
+/** Without the blanks that XML has around texts; others are shown. */
+const trimmed = (text) => text.replace(/^[ \t\r\n]+|[ \t\r\n]+$/g, "");
 const isText = (node) => TEXTS.includes(node?.nodeType);
 const isLeftOut = (node) => node?.nodeType === Node.COMMENT_NODE;
 
@@ -25,7 +27,7 @@ const isLeftOut = (node) => node?.nodeType === Node.COMMENT_NODE;
 function outline(part) {
   const lines = [];
   const add = (depth, name, text = "") => lines.push({ depth: Math.min(depth, 40), name, text: text && `“${visible(text)}”` });
-  const addText = (depth, text) => text.split("\n").map((line) => line.trim()).filter(Boolean).forEach((line) => add(depth, "", line));
+  const addText = (depth, text) => text.split("\n").map(trimmed).filter(Boolean).forEach((line) => add(depth, "", line));
   let depth = 0;
   for (let node = part; node;) {
     if (node.nodeType === Node.ELEMENT_NODE) {
@@ -33,7 +35,7 @@ function outline(part) {
         .map(({ name, value }) => ` ${name}=“${visibleValue(value)}”`);
       // An element with nothing but text in it stands on one line with it.
       const kept = [...node.childNodes].filter((child) => !isLeftOut(child));
-      const text = kept.every(isText) ? kept.map(({ data }) => data).join("").trim() : "";
+      const text = kept.every(isText) ? trimmed(kept.map(({ data }) => data).join("")) : "";
       const isShort = text.length < 200 && !text.includes("\n");
       add(depth, visible(node.nodeName) + attributes.join("") + (text && isShort ? ": " : ""), isShort ? text : "");
       if (!isShort) addText(depth + 1, text);
