@@ -150,7 +150,10 @@ test("tells a key that does not sign from a document that cannot be signed", asy
       if (names.some((name) => failing.includes(name))) return { result: "error", error_code: 105, error_message: "locked", error_reason };
       return { ...SIGNED, signed_data: request.xml_data };
     });
-    const results = await connect({ runtime }).sign(documents, jane).catch((error) => (assert.equal(error.reason, error_reason), error.results));
+    let rejected = null;
+    const results = await connect({ runtime }).sign(documents, jane).catch((error) => (rejected = error).results);
+    assert.equal(Boolean(rejected), kinds.length < documents.length, "rejects when documents are left");
+    assert.equal(rejected?.reason, rejected ? error_reason : undefined);
     assert.deepEqual(results.map(({ error }) => error?.kind ?? "signed"), kinds);
     assert.equal(asked.length, asks);
     assert.ok(asked.every(({ reasons }) => reasons === true));
