@@ -109,6 +109,7 @@ TEST(Parts, MakeTheAnswerThatWouldHaveBeenSent) {
         const std::string part = host.ask(partRequest(std::to_string(number)));
         EXPECT_LE(part.size() + 4, 100000U);
         EXPECT_TRUE(number > 1 || part == first);
+        EXPECT_EQ(text(part, "result"), text(whole, "result")) << "of the answer that the part is of";
         pieces[number - 1] = text(part, "text");
       }
     }

@@ -129,6 +129,12 @@ const PlantedFault kFaults[] = {
      "foreign-writer host", "/open can be written by everybody; it was not started", "chmod o-w"},
     {"WritableManifest", "chmod g+w " + kChromiumFile + " && chgrp 65534 " + kChromiumFile,
      "foreign-writer Chromium", "vorn.signing.json can be written by a group", "chmod g-w"},
+    {"WritableByList",
+     "chgrp $(id -g) " + kChromiumFile + " && python3 -c \"import os, struct; os.setxattr('" + kChromiumFile +
+         "', 'system.posix_acl_access', struct.pack('<I' + 5 * 'HHi', 2, 1, 6, -1, 2, 6, 65534, 4, 4, -1, "
+         "16, 6, "
+         "-1, 32, 4, -1))\"",
+     "foreign-writer Chromium", "can be written by whom its access list names", "setfacl -b"},
     {"NoDatabase", "rm -r .pki", "no-key-store key store", "there is no key store", "vornctl import"},
     {"EmptyDatabase", "rm -r .pki; mkdir -p .pki/nssdb; certutil -N -d sql:.pki/nssdb --empty-password",
      "no-identity key store", "no key store holds a certificate with its private key", "vornctl import"},

@@ -41,6 +41,10 @@ TEST(Import, TakesWhatCanSignAndSaysWhyNotOtherwise) {
        1},
       {"Jane Citizen", again + " && $vornctl import k.p12", 0,
        "ABN 12345678901\n  issued by Test Authority, AKI", 1},
+      {"Jane Citizen", "mkfifo pw; (sleep 0.1; echo x) >pw & " + import, 0, "Imported into", 1},
+      {"Jane Citizen", "echo x >pw; $vornctl import k.p12 --password-file /dev/zero", 1,
+       "/dev/zero: too long for a password", 0},
+      {"Jane Citizen", "echo x >pw; $vornctl import /dev/zero --password-file pw", 1, "device or pipe", 0},
       {"Jane Citizen", "echo X >pw && " + import, 1, "the password is wrong", 0},
       {"Jane Citizen",
        "printf \"wrong\\nx\" >answers && VORN_PINENTRY=" VORN_SOURCES

@@ -6,9 +6,9 @@
 #include "linux/frameworks/Security/KeyStoreReport.h"
 #include "linux/frameworks/Security/Pkcs12File.h"
 #include "mac/app/CFRef.h"
-#include "vornctl/AtomicFile.h"
 #include "vornctl/Commands.h"
 #include "vornctl/Fitness.h"
+#include "vornctl/InputFile.h"
 #include "vornctl/Terminal.h"
 #include "vornctl/linux/PasswordInput.h"
 
@@ -41,11 +41,8 @@ fs::path targetFolder() {
 
 class Import {
  public:
-  explicit Import(const ImportOptions& options) : options_(options), folder_(targetFolder()) {
-    const auto file = readFile(options.file);
-    if (!file) throw ImportError("there is no such file");
-    file_ = *file;
-  }
+  explicit Import(const ImportOptions& options)
+      : options_(options), folder_(targetFolder()), file_(readInput(options.file, kMostOfFile)) {}
 
   int run() {
     open();
@@ -167,7 +164,7 @@ class Import {
 
   const ImportOptions& options_;
   fs::path folder_;
-  std::string file_;
+  const std::string file_;
   prompt::Secret password_; /**< of the file */
   std::vector<Identity> identities_;
 };
@@ -179,7 +176,7 @@ int runImport(const ImportOptions& options) {
     return Import(options).run();
   } catch (const std::system_error& e) {
     std::cerr << "vornctl: " << printable(options.file) << ": " << printable(e.code().message()) << "\n";
-  } catch (const ImportError& e) {
+  } catch (const std::runtime_error& e) {
     std::cerr << "vornctl: " << printable(options.file) << ": " << printable(e.what()) << "\n";
   }
   return kExitProblems;
