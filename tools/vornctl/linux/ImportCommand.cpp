@@ -71,6 +71,9 @@ class Import {
     for (int attempt = 0;; ++attempt) {
       const Pkcs12Result result = frameworks::readPkcs12(bytesOf(file_), password_.text());
       if (result.status == Pkcs12Status::kFine) return keep(result);
+      if (result.status == Pkcs12Status::kTooSlow)
+        throw ImportError(
+            "asks for more than 10,000,000 rounds for each try of its password; ask for it once more");
       if (result.status != Pkcs12Status::kWrongPassword)
         throw ImportError("is no PKCS #12 file (.p12, .pfx), or is damaged (" + result.detail + ")");
       if (!options_.passwordFile.empty() || attempt == kAttempts)
