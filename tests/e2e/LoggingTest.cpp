@@ -228,5 +228,28 @@ TEST(Log, HoldsNothingPersonalUnlessVerbose) {
   EXPECT_FALSE(holds(home.log(), R"(RequestHandler - Request message = {"verbose": 1)")) << "for one alone";
 }
 
+/** Whatever is wrong with a document: names and addresses are quoted, and nothing else. */
+TEST(Log, QuotesNamesOfADocumentButNothingThatItSays) {
+  Home home("main");
+  HostProcess host(home);
+  std::string log;
+  for (const std::string fault :
+       {"</NAME>", "<NAME xmlns='NAME'/>", "<NAME:x/>", "&NAME;", "<a NAME=SECRET/>",
+        "<a b='SECRET' b='SECRET'/>", "<a b='SECRET<'/>", "<!-- SECRET -- -->", "SECRET]]>",
+        "<![CDATA[SECRET", "<?xml SECRET?>", "<?NAME:x SECRET?>", "&#x1;SECRET", "<a b='SECRET&NAME'/>",
+        "\xffSECRET", "<a xml:space='SECRET' xml:lang='SECRET'/>", "<RenderedData/>"}) {
+    for (const char* type : {"", "<!DOCTYPE A SYSTEM 'NAME'>", "<!DOCTYPE A [<!ENTITY e 'SECRET<'>]>",
+                             "<!DOCTYPE A [<!ENTITY e 'SECRET'><!ATTLIST A b CDATA 'SECRET'>]>"}) {
+      host.ask(
+          SignRequest{.documents = {{type + agreement("SECRET<a b='SECRET'/>" + fault + "&e;")}}}.json());
+      log += home.log();
+      fs::remove(home.logPath());
+    }
+  }
+  for (const char* part : {"'NAME'", "namespace-name", "Multiple <RenderedData>"})
+    EXPECT_TRUE(holds(log, part)) << part;
+  EXPECT_FALSE(holds(log, "SECRET")) << log.substr(std::max<std::size_t>(log.find("SECRET"), 200) - 200, 400);
+}
+
 }  // namespace
 }  // namespace e2e
