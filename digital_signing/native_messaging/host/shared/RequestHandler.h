@@ -34,6 +34,7 @@ class RequestHandler {
   void handleSignRequest();
 
   std::string message_;
+  std::string type_; /**< in lower case */
   AnswerParts* parts_;
   std::optional<std::size_t> largestAnswer_;
   jsonxx::Object request_;

@@ -41,6 +41,17 @@ std::string errorText(std::uint32_t code, const std::string& message) {
   return rendered(response);
 }
 
+/** An error keeps the members that were ready before; here all but the documents, which are too long. */
+jsonxx::Object tooLongOf(const jsonxx::Object& response) {
+  jsonxx::Object left;
+  for (const char* member : {"cert_expiry", "cert_issuer", "cert_serial"})
+    if (response.has<jsonxx::String>(member)) left << member << response.get<jsonxx::String>(member);
+  const AnswerTooLongException tooLong;
+  LOG4CPLUS_ERROR(logger, tooLong.message());
+  appendError(left, tooLong.code(), tooLong.message());
+  return left;
+}
+
 /** For records whose loss is better than a second answer, or none. */
 template <typename Log>
 void quietly(Log log) noexcept {
@@ -59,6 +70,7 @@ MessageExchange::MessageExchange(Write write) : write_(std::move(write)) {}
 void MessageExchange::answerAndEnd() noexcept {
   std::fputs("VORN Signing: ended by a failure that nothing could handle\n", stderr);
   if (working_ != nullptr) working_->answerWithoutMemory();
+  quietly([] { LOG4CPLUS_INFO(logger, "Executable removed"); });
   _exit(kFatalRequest);
 }
 
@@ -99,14 +111,13 @@ void MessageExchange::answerCompleteMessages() {
 
 std::string MessageExchange::answerTo(std::string message) {
   RequestHandler handler(std::move(message), &parts_);
-  std::string text = rendered(handler.handleRequest());
-  if (text.size() > kLongestAnswer) {
-    const AnswerTooLongException tooLong;
-    LOG4CPLUS_ERROR(logger, tooLong.message());
-    text = errorText(tooLong.code(), tooLong.message());
-  }
+  jsonxx::Object response = handler.handleRequest();
+  std::string text = rendered(response);
+  if (text.size() > kLongestAnswer) text = rendered(response = tooLongOf(response));
+  const std::string result = response.get<jsonxx::String>("result");
+  response = {};  // it may be as long, and all of it is in the text now
   if (const std::optional<std::size_t> limit = handler.largestAnswer())
-    text = parts_.fit(std::move(text), *limit);
+    text = parts_.fit(std::move(text), *limit, result);
   return text;
 }
 
