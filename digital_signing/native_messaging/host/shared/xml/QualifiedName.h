@@ -15,6 +15,8 @@ struct QualifiedName {
   bool isDeclaration() const { return prefix == u"xmlns" || whole == u"xmlns"; }
   std::u16string_view declaredPrefix() const { return prefix.empty() ? std::u16string_view() : local; }
   bool isXml() const { return prefix == u"xml"; }
+  /** Whether it is one name, or two with a colon between them. */
+  bool isWellFormed() const;
 
   std::u16string_view whole;
   std::u16string_view prefix;

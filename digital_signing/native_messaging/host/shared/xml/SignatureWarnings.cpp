@@ -135,9 +135,9 @@ class Warnings {
     bool all = true;
     parsed_.names().forEach([&](std::u16string_view whole, const NamedElements&) {
       const QualifiedName name(whole);
-      if (name.isDeclaration() || name.isXml() || whole.find(u':') == std::u16string_view::npos) return;
-      all = all && !name.prefix.empty() && name.local.find(u':') == std::u16string_view::npos &&
-            declared.contains(name.prefix);
+      if (name.isDeclaration()) return;
+      const bool isKnown = name.prefix.empty() || name.isXml() || declared.contains(name.prefix);
+      all = all && isKnown && name.isWellFormed();
     });
     return all;
   }
