@@ -13,6 +13,8 @@ Trust trustOf(frameworks::Trust trust) {
   switch (trust) {
     case frameworks::Trust::kForSignatures:
       return Trust::kForSignatures;
+    case frameworks::Trust::kForItself:
+      return Trust::kForItself;
     case frameworks::Trust::kForOtherPurposes:
       return Trust::kForOtherPurposes;
     case frameworks::Trust::kProhibited:

@@ -60,6 +60,7 @@ class NamespaceCheck {
  private:
   void declare(std::u16string_view prefix, std::u16string_view uri) {
     faults_.hasAmpersand = faults_.hasAmpersand || uri.find(u'&') != std::u16string_view::npos;
+    faults_.hasLongUri = faults_.hasLongUri || isLong(uri);
     if (faults_.oddUri.empty() && !uri.empty() && !isAbsoluteUri(uri)) faults_.oddUri = excerptOf(uri);
     if (isLegalDeclaration(prefix, uri))
       scope_.declare({prefix, uri});

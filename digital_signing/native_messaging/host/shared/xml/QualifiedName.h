@@ -23,6 +23,18 @@ struct QualifiedName {
   std::u16string_view local;
 };
 
+/** Whether the JDK bears a name, or one half of it, of this length. */
+inline bool isLong(std::u16string_view name) {
+  constexpr std::size_t kLongestOfJdk = 1000;
+  return name.size() > kLongestOfJdk;
+}
+
+/**
+ * Whether the name was one before XML's fifth edition let nearly all characters in, which the JDK, expat and
+ * others never took up. It has to be a name of the fifth.
+ */
+bool isOfFourthEdition(std::u16string_view name);
+
 /**
  * Declarations that declare nothing: of the two reserved prefixes and names, and of a prefix that stands for
  * no namespace. Parsers with namespace processing refuse them or, like the one of xmlsec, leave them out.
