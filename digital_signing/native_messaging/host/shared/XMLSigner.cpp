@@ -58,10 +58,10 @@ struct Release {
 };
 
 /** Logs the message and throws it. */
-template <typename Exception>
-[[noreturn]] void fail(const std::string& message) {
+template <typename Exception, typename... Reason>
+[[noreturn]] void fail(const std::string& message, const Reason&... reason) {
   LOG4CPLUS_ERROR(logger, message);
-  throw Exception(message);
+  throw Exception(message, reason...);
 }
 
 /** The library's own handler ends the process. */
@@ -116,7 +116,8 @@ bool mayReadDifferently(const xercesc::DOMDocument& document) {
 /** That what is handed out verifies, as it stands there. */
 void requireVerifies(const std::string& signedXml) {
   const auto fault = verification::faultOfFinished(signedXml, signing_identity::encodedCertificate());
-  if (fault) fail<CryptoException>("The signed document does not verify: " + fault->message);
+  if (fault)
+    fail<CryptoException>("The signed document does not verify: " + fault->message, reason::kDocumentInvalid);
 }
 
 /**
@@ -125,6 +126,7 @@ void requireVerifies(const std::string& signedXml) {
  */
 template <typename Step>
 auto reportingAs(const std::string& stepName, Step step) {
+  const std::string caughtCrypto = "Caught XSECCryptoException " + stepName + ". Exception message = ";
   try {
     return step();
   } catch (const std::bad_alloc&) {
@@ -132,11 +134,14 @@ auto reportingAs(const std::string& stepName, Step step) {
   } catch (const xercesc::OutOfMemoryException&) {
     throw;
   } catch (const XSECException& e) {
-    fail<CryptoException>("Caught XSECException " + stepName + ". Exception message = " + toUtf8(e.getMsg()));
+    fail<CryptoException>("Caught XSECException " + stepName + ". Exception message = " + toUtf8(e.getMsg()),
+                          reason::kInternal);
+  } catch (const KeyRefusedException& e) {
+    fail<CryptoException>(caughtCrypto + e.getMsg(), e.reason());
   } catch (const XSECCryptoException& e) {
-    fail<CryptoException>("Caught XSECCryptoException " + stepName + ". Exception message = " + e.getMsg());
+    fail<CryptoException>(caughtCrypto + e.getMsg());
   } catch (...) {
-    fail<CryptoException>("Caught unknown exception " + stepName);
+    fail<CryptoException>("Caught unknown exception " + stepName, reason::kInternal);
   }
 }
 
@@ -171,7 +176,7 @@ void XMLSigner::initialise(SignatureAlgorithm algorithm) {
     fail<TechnicalException>("Caught XMLException initialising XML system libraries. Exception message = " +
                              toUtf8(e.getMessage()));
   } catch (const BaseException& e) {
-    throw BaseException(e.code(), e.message());
+    throw BaseException(e.code(), e.message(), e.reason());
   }
   expansions_ = {};
   switch (algorithm) {

@@ -35,9 +35,9 @@ std::string rendered(const jsonxx::Object& response) {
   return replaceInvalidUtf8(response.json());
 }
 
-std::string errorText(std::uint32_t code, const std::string& message) {
+std::string errorText(std::uint32_t code, const std::string& message, const std::string& reason) {
   jsonxx::Object response;
-  appendError(response, code, message);
+  appendError(response, code, message, reason);
   return rendered(response);
 }
 
@@ -72,6 +72,7 @@ std::optional<int> MessageExchange::deliver(std::string_view bytes) noexcept {
 std::optional<int> MessageExchange::answer(std::string_view bytes) {
   try {
     isAnswerDue_ = true;
+    wantsReasons_ = false;
     frames_.append(bytes);
     answerCompleteMessages();
     return std::nullopt;
@@ -80,11 +81,11 @@ std::optional<int> MessageExchange::answer(std::string_view bytes) {
     quietly([] { LOG4CPLUS_INFO(logger, "Executable removed"); });
     return 0;
   } catch (const InvalidArgumentException& invalid) {
-    return fail(invalid.code(), invalid.what());
+    return fail(invalid.code(), invalid.what(), reason::kRequestInvalid);
   } catch (const std::exception& stray) {
-    return fail(TechnicalException::kCode, stray.what());
+    return fail(TechnicalException::kCode, stray.what(), reason::kInternal);
   } catch (...) {
-    return fail(TechnicalException::kCode, "Unknown failure");
+    return fail(TechnicalException::kCode, "Unknown failure", reason::kInternal);
   }
 }
 
@@ -94,27 +95,34 @@ void MessageExchange::answerCompleteMessages() {
     sendMessage(answerTo(std::move(*message)));
     IdleTimer::getInstance().start();
     isAnswerDue_ = true;
+    wantsReasons_ = false;
   }
 }
 
 std::string MessageExchange::answerTo(std::string message) {
   RequestHandler handler(std::move(message), &parts_);
-  std::string text = rendered(handler.handleRequest());
+  std::string text;
+  try {
+    text = rendered(handler.handleRequest());
+  } catch (...) {
+    wantsReasons_ = handler.wantsReasons();
+    throw;
+  }
   if (text.size() > kLongestAnswer) {
     const AnswerTooLongException tooLong;
     LOG4CPLUS_ERROR(logger, tooLong.message());
-    text = errorText(tooLong.code(), tooLong.message());
+    text = errorText(tooLong.code(), tooLong.message(), handler.wantsReasons() ? tooLong.reason() : "");
   }
   if (const std::optional<std::size_t> limit = handler.largestAnswer())
     text = parts_.fit(std::move(text), *limit);
   return text;
 }
 
-int MessageExchange::fail(std::uint32_t code, const char* message) {
+int MessageExchange::fail(std::uint32_t code, const char* message, const char* reason) {
   quietly([&] { LOG4CPLUS_ERROR(logger, message); });
   int status = kFatalRequest;
   try {
-    sendMessage(errorText(code, message));
+    sendMessage(errorText(code, message, wantsReasons_ ? reason : ""));
   } catch (const OutputClosedException& closed) {
     quietly([&] { LOG4CPLUS_ERROR(logger, "The error could not be sent: " << closed.what()); });
     status = 0;

@@ -80,7 +80,8 @@ Outcome SignTransform::run() {
     return internalError(kCssmInputLengthError, "SecTransformExecute");
   auto signature = key->sign(bytes, object->certificate()->fields());
   if (const auto* error = std::get_if<NssError>(&signature)) {
-    if (!error->sentence.empty()) return makeError("Internal CSSM error", error->cssmCode, error->sentence);
+    if (!error->sentence.empty())
+      return makeError("Internal CSSM error", error->cssmCode, error->sentence, error->reason);
     return internalError(error->cssmCode, "SecTransformExecute (" + error->name + ")");
   }
   return Outcome(makeData(std::get<std::vector<std::uint8_t>>(signature)));

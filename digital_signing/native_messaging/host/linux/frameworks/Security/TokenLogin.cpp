@@ -8,6 +8,7 @@
 
 #include "linux/frameworks/Security/LoginQuestion.h"
 #include "linux/prompt/PromptLog.h"
+#include "shared/ErrorReason.h"
 
 namespace vorn::frameworks {
 namespace {
@@ -24,9 +25,11 @@ TokenLogin* speaker = nullptr;
 
 NssError lastErrorOf(PK11SlotInfo* slot) {
   NssError error = lastNssError();
-  if (PR_GetError() == SEC_ERROR_NO_TOKEN)
+  if (PR_GetError() == SEC_ERROR_NO_TOKEN) {
+    error.reason = reason::kCardOut;
     error.sentence = std::string("The token \"") + PK11_GetTokenName(slot) +
                      "\" is not in its reader; put the card in and sign again";
+  }
   return error;
 }
 
