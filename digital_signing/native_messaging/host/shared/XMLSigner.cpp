@@ -64,10 +64,10 @@ struct Release {
 };
 
 /** Logs the message and throws it. */
-template <typename Exception>
-[[noreturn]] void fail(const std::string& message) {
+template <typename Exception, typename... Reason>
+[[noreturn]] void fail(const std::string& message, const Reason&... reason) {
   LOG4CPLUS_ERROR(logger, message);
-  throw Exception(message);
+  throw Exception(message, reason...);
 }
 
 /** The library's own handler ends the process. */
@@ -145,18 +145,18 @@ std::string digestOf(const xercesc::DOMDocument& document) {
 
 /** That who reads what is handed out sees what was signed. */
 void requireReadsAs(const std::string& digest, const std::string& signedXml) {
-  std::string reason = "it reads differently";
+  std::string fault = "it reads differently";
   try {
     ParsedDocument parsed(signedXml);
     if (digestOf(parsed.document()) == digest) return;
   } catch (const BaseException& e) {
-    reason = e.message();
+    fault = e.message();
   } catch (...) {
     const auto description = describeParserException();
     if (!description) throw;
-    reason = *description;
+    fault = *description;
   }
-  fail<CryptoException>("The signed document does not verify: " + reason);
+  fail<CryptoException>("The signed document does not verify: " + fault, reason::kDocumentInvalid);
 }
 
 /**
@@ -165,6 +165,7 @@ void requireReadsAs(const std::string& digest, const std::string& signedXml) {
  */
 template <typename Step>
 auto reportingAs(const std::string& stepName, Step step) {
+  const std::string caughtCrypto = "Caught XSECCryptoException " + stepName + ". Exception message = ";
   try {
     return step();
   } catch (const std::bad_alloc&) {
@@ -172,11 +173,14 @@ auto reportingAs(const std::string& stepName, Step step) {
   } catch (const xercesc::OutOfMemoryException&) {
     throw;
   } catch (const XSECException& e) {
-    fail<CryptoException>("Caught XSECException " + stepName + ". Exception message = " + toUtf8(e.getMsg()));
+    fail<CryptoException>("Caught XSECException " + stepName + ". Exception message = " + toUtf8(e.getMsg()),
+                          reason::kInternal);
+  } catch (const KeyRefusedException& e) {
+    fail<CryptoException>(caughtCrypto + e.getMsg(), e.reason());
   } catch (const XSECCryptoException& e) {
-    fail<CryptoException>("Caught XSECCryptoException " + stepName + ". Exception message = " + e.getMsg());
+    fail<CryptoException>(caughtCrypto + e.getMsg());
   } catch (...) {
-    fail<CryptoException>("Caught unknown exception " + stepName);
+    fail<CryptoException>("Caught unknown exception " + stepName, reason::kInternal);
   }
 }
 
@@ -211,7 +215,7 @@ void XMLSigner::initialise(SignatureAlgorithm algorithm) {
     fail<TechnicalException>("Caught XMLException initialising XML system libraries. Exception message = " +
                              toUtf8(e.getMessage()));
   } catch (const BaseException& e) {
-    throw BaseException(e.code(), e.message());
+    throw BaseException(e.code(), e.message(), e.reason());
   }
   expansions_ = {};
   switch (algorithm) {

@@ -20,6 +20,7 @@ struct SigningFailure {
   Kind kind = Kind::kNone;
   std::uint32_t code = 0;  // of a BaseException
   std::string message = {};
+  std::string reason = {};
 };
 
 /**

@@ -5,6 +5,7 @@
 #include <cstdio>
 
 #include "Security/SecBase.h"
+#include "shared/ErrorReason.h"
 
 namespace vorn::keys {
 namespace {
@@ -42,8 +43,8 @@ bool has(const CK_TOKEN_INFO& token, CK_FLAGS flag) {
   return (token.flags & flag) != 0;
 }
 
-NssError refusal(OSStatus status, OSStatus code, std::string sentence) {
-  return {status, code, "", std::move(sentence)};
+NssError refusal(OSStatus status, OSStatus code, std::string sentence, const char* reason = "") {
+  return {status, code, "", std::move(sentence), reason};
 }
 
 }  // namespace
@@ -99,13 +100,15 @@ NssError LoginQuestion::locked() const {
   return refusal(errSecAuthFailed, kCssmOperationAuthDenied,
                  "The " + word_ + " of " + tokenName() +
                      " is locked after too many wrong ones; unblock it with the software of the card, or ask "
-                     "whoever has issued it");
+                     "whoever has issued it",
+                 reason::kPinBlocked);
 }
 
 NssError LoginQuestion::expired() const {
   return refusal(
       errSecAuthFailed, kCssmOperationAuthDenied,
-      "The " + word_ + " of " + tokenName() + " has expired; change it with the software of the card");
+      "The " + word_ + " of " + tokenName() + " has expired; change it with the software of the card",
+      reason::kKeyFailed);
 }
 
 NssError LoginQuestion::tooManyWrong() const {

@@ -10,6 +10,7 @@
 #include "linux/keys/LoginQuestion.h"
 #include "linux/keys/WatchedModules.h"
 #include "linux/prompt/PromptLog.h"
+#include "shared/ErrorReason.h"
 
 namespace vorn::keys {
 namespace {
@@ -31,9 +32,11 @@ TokenLogin* speaker = nullptr;
 
 NssError lastErrorOf(PK11SlotInfo* slot) {
   NssError error = lastNssError();
-  if (PR_GetError() == SEC_ERROR_NO_TOKEN)
+  if (PR_GetError() == SEC_ERROR_NO_TOKEN) {
+    error.reason = reason::kCardOut;
     error.sentence = std::string("The token \"") + PK11_GetTokenName(slot) +
                      "\" is not in its reader; put the card in and sign again";
+  }
   return error;
 }
 
