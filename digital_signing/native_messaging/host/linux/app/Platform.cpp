@@ -1,6 +1,7 @@
 #include "shared/Platform.h"
 
 #include <pwd.h>
+#include <sys/auxv.h>
 #include <sys/utsname.h>
 #include <unistd.h>
 
@@ -36,7 +37,11 @@ SystemVersion systemVersion() {
 
 std::string installedPath() {
   std::error_code failure;
-  return std::filesystem::read_symlink("/proc/self/exe", failure).string();
+  const std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe", failure);
+  if (!program.empty()) return program.string();
+  // Without /proc: what the kernel was told to execute.
+  const auto* const executed = reinterpret_cast<const char*>(getauxval(AT_EXECFN));
+  return executed != nullptr ? std::filesystem::canonical(executed, failure).string() : "";
 }
 
 }  // namespace platform
