@@ -31,7 +31,7 @@ TEST(AnswerPartsTest, piecesFillTheirFramesAndMakeTheAnswerAgain) {
   for (const std::string character : {"x", "/", "\"", "\xC3\xA9", "\xE2\x82\xAC", "\xF0\x9F\x99\x82",
                                       "a\xF0\x9F\x99\x82\"b\xC3\xA9/", "\n"}) {
     const std::string text = repeated(character, 70000);
-    for (std::size_t limit : {4096, 4097, 4098, 4099, 5000, 35000, 69000}) {
+    for (std::size_t limit : {4096u, 4097u, 4098u, 4099u, 5000u, 35000u, 69000u}) {
       AnswerParts parts;
       std::string frame = parts.fit(text, limit, limit == 5000 ? "error" : "ok");
       const std::size_t count = static_cast<std::size_t>(parsed(frame).get<jsonxx::Number>("parts"));

@@ -45,7 +45,7 @@ jsonxx::Object RequestHandler::handleRequest() {
     throw;
   } catch (const BaseException& failure) {
     LOG4CPLUS_ERROR(logger, "Request failed with code " << failure.code() << ": " << failure.message());
-    appendError(response_, failure.code(), failure.message());
+    appendError(response_, failure.code(), failure.message(), wantsReasons_ ? failure.reason() : "");
   }
   if (!response_.has<jsonxx::String>("result")) {
     response_ << "result"
@@ -57,6 +57,7 @@ jsonxx::Object RequestHandler::handleRequest() {
 void RequestHandler::parse() {
   if (!isValidUtf8(message_) || !request_.parse(message_))
     throw InvalidArgumentException("Failed to parse request message");
+  wantsReasons_ = request_.has<jsonxx::Boolean>("reasons") && request_.get<jsonxx::Boolean>("reasons");
   if (!request_.has<jsonxx::String>("type"))
     throw InvalidArgumentException("Request type is missing from the request message");
 }
