@@ -5,7 +5,7 @@
 
 #include "linux/keys/Pkcs12File.h"
 
-namespace vorn::frameworks {
+namespace vorn::keys {
 namespace {
 
 // The most that programs write is a million, and some seconds are ten of it.
@@ -97,4 +97,4 @@ bool asksForTooManyRounds(Bytes file) {
   return rounds.isTooMuch();
 }
 
-}  // namespace vorn::frameworks
+}  // namespace vorn::keys
