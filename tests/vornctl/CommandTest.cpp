@@ -170,6 +170,13 @@ TEST(SignAndVerify, SignRefusesAndGoesOn) {
   expectSays(run(home, "$vornctl sign -o one.xml a.xml b.xml " + user("Nobody")), 2, "folder");
   expectSays(run(home, "$vornctl sign -f a.xml out/../a.xml -o out " + user("Jane Citizen")), 2,
              "would both become out/a.signed.xml; nothing was signed");
+  expectSays(run(home, "$vornctl sign -f a.xml ./a.xml " + user("Jane Citizen")), 2,
+             "both become a.signed.xml");
+  expectSays(
+      run(home, "mkfifo p; truncate -s 11M long; $vornctl sign p /dev/zero long " + user("Jane Citizen")), 1,
+      "p: this is not a file but a folder, device or pipe\n"
+      "vornctl: [2/3] /dev/zero: this is not a file but a folder, device or pipe\n"
+      "vornctl: [3/3] long: the file is too long\n");
   expectSays(run(home, "rm vorn-signing.log; $vornctl sign a.xml -o none/a.xml " + user("Jane Citizen")), 1,
              "none/a.xml cannot be written");
   EXPECT_EQ(e2e::readFile(home.path() / "vorn-signing.log").find("Signature"), std::string::npos)

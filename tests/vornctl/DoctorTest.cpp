@@ -127,8 +127,17 @@ const PlantedFault kFaults[] = {
     {"WritableFolder",
      "mkdir -m 777 open && mkdir open/a && cp $host* open/a && ln -s open/a/vorn-signing; " + kHostAtHome,
      "foreign-writer host", "/open can be written by everybody; it was not started", "chmod o-w"},
+    {"WritableOnTheWay", "mkdir -m 777 open && mv .config open && ln -s open/.config",
+     "foreign-writer Chromium", "/open can be written by everybody", "chmod o-w"},
     {"WritableManifest", "chmod g+w " + kChromiumFile + " && chgrp 65534 " + kChromiumFile,
      "foreign-writer Chromium", "vorn.signing.json can be written by a group", "chmod g-w"},
+    {"WritableByList",
+     "chgrp $(id -g) " + kChromiumFile +
+         " && python3 -c \"import os, sys; os.setxattr(*sys.argv[1:3], bytes.fromhex(sys.argv[3]))\" " +
+         kChromiumFile +
+         " system.posix_acl_access "
+         "0200000001000600ffffffff02000600feff000004000400ffffffff10000600ffffffff20000400ffffffff",
+     "foreign-writer Chromium", "can be written by whom its access list names", "setfacl -b"},
     {"NoDatabase", "rm -r .pki", "no-key-store key store", "there is no key store", "vornctl import"},
     {"EmptyDatabase", "rm -r .pki; mkdir -p .pki/nssdb; certutil -N -d sql:.pki/nssdb --empty-password",
      "no-identity key store", "no key store holds a certificate with its private key", "vornctl import"},

@@ -8,10 +8,10 @@
 #include <system_error>
 #include <utility>
 
-#include "vornctl/AtomicFile.h"
 #include "vornctl/ExtensionIds.h"
 #include "vornctl/FileOwners.h"
 #include "vornctl/HostManifest.h"
+#include "vornctl/InputFile.h"
 
 namespace vorn::vornctl {
 namespace {
@@ -186,7 +186,7 @@ std::optional<Fault> checkProgram(const fs::path& program, const fs::path& insta
 std::optional<ManifestCheck> checkManifest(const fs::path& file, Family family,
                                            const fs::path& installedHost) {
   try {
-    const auto text = readFile(file);
+    const auto text = readIfThere(file);
     if (!text) return std::nullopt;
     ManifestCheck result = Check(family, installedHost).run(*text);
     if (auto fault = findForeignWriter(file)) result.faults.push_back(std::move(*fault));

@@ -9,6 +9,7 @@
 
 #include "vornctl/AtomicFile.h"
 #include "vornctl/HostManifest.h"
+#include "vornctl/InputFile.h"
 
 namespace vorn::vornctl {
 namespace {
@@ -58,7 +59,8 @@ Action writeManifest(const fs::path& file, const std::string& text, const Regist
   NewFile kind;
   if (request.scope == Scope::kSystem) kind.mode = kFileForAll;
   mode_t mode = 0;
-  if (readFile(file, &mode) == text && kind.mode.value_or(mode) == mode) return Action::kUnchanged;
+  if (readIfThere(file, kMostOfFile, &mode) == text && kind.mode.value_or(mode) == mode)
+    return Action::kUnchanged;
   if (!request.dryRun) {
     createFolders(file.parent_path(), request.scope);
     writeFileAtomically(file, text, kind);

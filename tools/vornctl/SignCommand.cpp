@@ -16,6 +16,7 @@
 #include "vornctl/ErrorWords.h"
 #include "vornctl/Host.h"
 #include "vornctl/HostConversation.h"
+#include "vornctl/InputFile.h"
 #include "vornctl/PromptTerminal.h"
 #include "vornctl/SignerChoice.h"
 #include "vornctl/Terminal.h"
@@ -55,6 +56,8 @@ fs::path outputFor(const SignOptions& options, const std::string& file) {
 // the host's limit of 10 MiB, and a person who has to type a PIN types it once for most lists of files.
 constexpr std::size_t kMostBytes = std::size_t{4} << 20;
 constexpr std::size_t kMostDocuments = 100;
+// No longer one fits into a request at all.
+constexpr std::size_t kMostOfDocument = std::size_t{10} << 20;
 
 /** A file that is to be signed. */
 struct Job {
@@ -100,11 +103,9 @@ class Batch {
       // Asked again when the file is written; but nobody should type a PIN for nothing.
       if (!toStandardOutput_ && !options_.overwrite && fs::exists(job.output, unreadable))
         return complainOfExisting(job);
-      std::optional<std::string> document = readFile(job.file, &kind.mode.emplace());
-      if (!document) return complain(job, "there is no such file");
-      job.document = std::move(*document);
-    } catch (const std::system_error& e) {
-      return complain(job, e.code().message());
+      job.document = readInput(job.file, kMostOfDocument, &kind.mode.emplace());
+    } catch (const InputFault& fault) {
+      return complain(job, fault.what());
     }
     try {
       if (!toStandardOutput_) job.pending = std::make_unique<PendingFile>(job.output, kind);

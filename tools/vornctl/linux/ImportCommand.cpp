@@ -4,11 +4,11 @@
 #include <system_error>
 
 #include "linux/frameworks/Security/KeyStoreReport.h"
-#include "linux/frameworks/Security/Pkcs12File.h"
+#include "linux/keys/Pkcs12File.h"
 #include "mac/app/CFRef.h"
-#include "vornctl/AtomicFile.h"
 #include "vornctl/Commands.h"
 #include "vornctl/Fitness.h"
+#include "vornctl/InputFile.h"
 #include "vornctl/Terminal.h"
 #include "vornctl/linux/PasswordInput.h"
 
@@ -16,8 +16,8 @@ namespace vorn::vornctl {
 namespace {
 
 namespace fs = std::filesystem;
-using frameworks::Pkcs12Result;
-using frameworks::Pkcs12Status;
+using keys::Pkcs12Result;
+using keys::Pkcs12Status;
 
 constexpr int kAttempts = 3;
 
@@ -33,19 +33,16 @@ std::span<const std::uint8_t> bytesOf(const std::string& file) {
 
 /** The first of the shared databases that is there, else the first place for one. */
 fs::path targetFolder() {
-  const auto databases = frameworks::keyDatabases();
+  const auto databases = keys::keyDatabases();
   const auto shared = std::find_if(databases.begin(), databases.end(),
                                    [](const auto& database) { return !database.isFirefox; });
-  return shared != databases.end() ? shared->folder : frameworks::sharedDatabaseFolders().front();
+  return shared != databases.end() ? shared->folder : keys::sharedDatabaseFolders().front();
 }
 
 class Import {
  public:
-  explicit Import(const ImportOptions& options) : options_(options), folder_(targetFolder()) {
-    const auto file = readFile(options.file);
-    if (!file) throw ImportError("there is no such file");
-    file_ = *file;
-  }
+  explicit Import(const ImportOptions& options)
+      : options_(options), folder_(targetFolder()), file_(readInput(options.file, kMostOfFile)) {}
 
   int run() {
     open();
@@ -72,8 +69,11 @@ class Import {
   void open() {
     if (!options_.passwordFile.empty()) readPassword(options_.passwordFile, password_);
     for (int attempt = 0;; ++attempt) {
-      const Pkcs12Result result = frameworks::readPkcs12(bytesOf(file_), password_.text());
+      const Pkcs12Result result = keys::readPkcs12(bytesOf(file_), password_.text());
       if (result.status == Pkcs12Status::kFine) return keep(result);
+      if (result.status == Pkcs12Status::kTooSlow)
+        throw ImportError(
+            "asks for more than 10,000,000 rounds for each try of its password; ask for it once more");
       if (result.status != Pkcs12Status::kWrongPassword)
         throw ImportError("is no PKCS #12 file (.p12, .pfx), or is damaged (" + result.detail + ")");
       if (!options_.passwordFile.empty() || attempt == kAttempts)
@@ -85,7 +85,7 @@ class Import {
   }
 
   void keep(const Pkcs12Result& result) {
-    for (const frameworks::Pkcs12Certificate& certificate : result.certificates) {
+    for (const keys::Pkcs12Certificate& certificate : result.certificates) {
       if (!certificate.hasKey) continue;
       const auto data = CFRef<CFDataRef>::adopt(CFDataCreate(kCFAllocatorDefault, certificate.der.data(),
                                                              static_cast<CFIndex>(certificate.der.size())));
@@ -127,9 +127,9 @@ class Import {
   }
 
   int store() const {
-    const Pkcs12Result result = frameworks::importPkcs12(
-        bytesOf(file_), password_.text(), folder_,
-        [this](bool retry, prompt::Secret& asked) { return givePassword(retry, asked); });
+    const Pkcs12Result result =
+        keys::importPkcs12(bytesOf(file_), password_.text(), folder_,
+                           [this](bool retry, prompt::Secret& asked) { return givePassword(retry, asked); });
     switch (result.status) {
       case Pkcs12Status::kFine:
         std::cout << "Imported into " << printable(folder_.string())
@@ -167,7 +167,7 @@ class Import {
 
   const ImportOptions& options_;
   fs::path folder_;
-  std::string file_;
+  const std::string file_;
   prompt::Secret password_; /**< of the file */
   std::vector<Identity> identities_;
 };
@@ -179,7 +179,7 @@ int runImport(const ImportOptions& options) {
     return Import(options).run();
   } catch (const std::system_error& e) {
     std::cerr << "vornctl: " << printable(options.file) << ": " << printable(e.code().message()) << "\n";
-  } catch (const ImportError& e) {
+  } catch (const std::runtime_error& e) {
     std::cerr << "vornctl: " << printable(options.file) << ": " << printable(e.what()) << "\n";
   }
   return kExitProblems;

@@ -11,11 +11,13 @@
 namespace vorn {
 namespace {
 
-/** Between double quotes, with each of the `special` characters as a character reference. */
+/** Between double quotes, with each of the `special` characters, and of those that XML 1.1 wants so, as a
+ * reference. */
 std::u16string quoted(std::u16string_view text, std::u16string_view special) {
   std::u16string result = u"\"";
   for (const char16_t c : text) {
-    if (special.find(c) == std::u16string_view::npos) {
+    const bool isControl = (c < 0x20 && c != u'\t' && c != u'\n') || (c >= 0x7F && c < 0xA0) || c == 0x2028;
+    if (!isControl && special.find(c) == std::u16string_view::npos) {
       result += c;
     } else {
       result += u"&#";
@@ -53,7 +55,7 @@ std::u16string entityDeclarationText(const xercesc::DTDEntityDecl& declaration) 
   }
   if (!declaration.isExternal()) {
     // The value that is kept is the replacement text: one more reading of it must not expand anything in it.
-    text.append(u" ").append(quoted(viewOf(declaration.getValue()), u"&%\"\r\u0085\u2028"));
+    text.append(u" ").append(quoted(viewOf(declaration.getValue()), u"&%\""));
   }
   return text + u">";
 }
@@ -81,8 +83,7 @@ std::u16string attributeDefinitionText(const xercesc::DTDAttDef& attribute) {
   if (kind == XMLAttDef::Required) text += u" #REQUIRED";
   if (kind == XMLAttDef::Implied) text += u" #IMPLIED";
   if (kind == XMLAttDef::Fixed) text += u" #FIXED";
-  if (attribute.getValue() != nullptr)
-    text.append(u" ").append(quoted(attribute.getValue(), u"&<\"\t\n\r\u0085\u2028"));
+  if (attribute.getValue() != nullptr) text.append(u" ").append(quoted(attribute.getValue(), u"&<\"\t\n"));
   return text;
 }
 

@@ -31,6 +31,9 @@ class ExpansionBudget {
 class ParserLimits {
  public:
   static constexpr unsigned kMaximumElementDepth = 1000;
+  // The tree keeps all names in a table of 257 chains: a million names took more than two minutes, these take
+  // 60 ms.
+  static constexpr std::size_t kMaximumNames = 50000;
 
   /**
    * The bytes that a document of so many bytes may take. Elements of four bytes, the worst of the harmless,
@@ -65,6 +68,8 @@ class ParserLimits {
   [[noreturn]] void refuse(const std::string& reason) const;
 
  private:
+  void limitExpansions();
+
   ParserMemory& memory_;
   xercesc::XMLScanner& scanner_;
   xercesc::SecurityManager expansions_;
