@@ -66,7 +66,7 @@ def check(browser, home):
     page.choose(second)
     page.click("sign")
     answer("Escape")
-    expect(page.wait() == "Your key could not sign.", "says that nothing was signed when the person cancels", page.text("problem-title"))
+    expect(page.wait() == "You closed the question for your PIN, so nothing more was signed.", "says that nothing was signed when the person cancels", page.text("problem-title"))
     page.click("sign")
     until(prompts, "the prompt")
 
