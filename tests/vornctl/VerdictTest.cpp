@@ -99,6 +99,7 @@ TEST_F(Verify, AttacksAndWhatIsSaidOfThem) {
   const auto withDer = [&](std::size_t at, std::size_t size, const std::string& bytes) {
     return replaced(xml, certificate, e2e::toBase64(std::string(der).replace(at, size, bytes)));
   };
+  const int longer = static_cast<unsigned char>(der[2]) * 256 + static_cast<unsigned char>(der[3]) + 1;
   const std::size_t version = der.find("\xA0\x03\x02\x01\x02");
   const std::string stray = value.substr(0, 341) + static_cast<char>(value[341] + 1) + "==";
   std::string manyNames;
@@ -137,7 +138,8 @@ TEST_F(Verify, AttacksAndWhatIsSaidOfThem) {
       {replaced(xml, certificate, e2e::toBase64(e2e::fromBase64(certificate) + "junk")), format},
       {replaced(xml, value, stray), format},
       {withDer(1, 1, std::string("\x83\0", 2)), format},
-      {withDer(5, 1, std::string("\x83\0", 2)), format},
+      {withDer(2, 4, {static_cast<char>(longer >> 8), static_cast<char>(longer), '\x30', '\x83', '\0'}),
+       format},
       {withDer(version + 4, 1, "\4"), format},
       {withDer(version + 4, 1, std::string(1, '\0')), format},
       // A name that anybody can type in, and an authority that anybody can make.
