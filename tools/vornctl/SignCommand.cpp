@@ -80,7 +80,7 @@ class Batch {
     for (std::size_t i = 0; i < options_.files.size() && !givenUp_; ++i) {
       Job job{options_.files[i], i + 1};
       if (!prepare(job)) continue;
-      if (bytes + job.document.size() > kMostBytes || jobs.size() == kMostDocuments) {
+      if (!jobs.empty() && (bytes + job.document.size() > kMostBytes || jobs.size() == kMostDocuments)) {
         sign(std::exchange(jobs, {}));
         bytes = 0;
       }
