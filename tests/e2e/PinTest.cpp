@@ -83,7 +83,8 @@ TEST(Pin, OneConsentForEachRequestAndNothingLeft) {
                       promptsOf(home)),
               2 + wrong);
     EXPECT_EQ(home.log().find(row.pin), std::string::npos);
-    EXPECT_TRUE(geteuid() != 0 || copiesInMemory(host.id(), row.pin) == 0) << row.pin;
+    for (const pid_t process : {host.id(), host.keysId()})
+      EXPECT_TRUE(geteuid() != 0 || copiesInMemory(process, row.pin) == 0) << row.pin;
   }
 }
 
@@ -130,6 +131,18 @@ TEST(Pin, WhatBecomesOfEachAnswer) {
         << answer << promptsOf(home);
     EXPECT_EQ(countOf("GETPIN", promptsOf(home)), row.questions) << row.answers;
   }
+}
+
+TEST(Pin, PauseGrowsWithEachCancelInWhicheverHost) {
+  const Home home;
+  HostOptions options = installToken(home, "cancel\ncancel\n" + kPin);
+  options.environment.push_back("XDG_RUNTIME_DIR=" + home.path().string());
+  const auto start = Clock::now();
+  for (const int code : {105, 105, 0})
+    EXPECT_EQ(errorCode(HostProcess(home, options).ask(signRequest(1, home))), code);
+  EXPECT_GT(Clock::now() - start, std::chrono::seconds(2))
+      << "one second, then two, less what the file rounds";
+  EXPECT_FALSE(std::filesystem::exists(home.path() / "vorn-signing-cancelled"));
 }
 
 TEST(Pin, LastTryIsNeverUsedUpSilently) {
