@@ -1,8 +1,10 @@
 #include <fcntl.h>
 #include <sys/prctl.h>
+#include <sys/stat.h>
 
 #include <chrono>
 #include <csignal>
+#include <cstdint>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -122,6 +124,38 @@ TEST(KeyStore, ModulesThatHangCrashOrFailAreLeftOut) {
     }
     EXPECT_EQ(found.size(), 5U);
   });
+}
+
+TEST(KeyStore, FilesThatAreNoneAreLeftOut) {
+  const std::string second = ".local/share/pki/nssdb/";
+  const std::string files[] = {
+      ".mozilla/firefox/profiles.ini",   ".pki/nssdb/pkcs11.txt", ".config/pkcs11/pkcs11.conf",
+      ".config/pkcs11/modules/x.module", second + "cert9.db",     second + "key4.db",
+      second + "key4.db-journal"};
+  const std::function<void(const fs::path&)> makes[] = {
+      [](const fs::path& file) { EXPECT_EQ(mkfifo(file.c_str(), 0600), 0); },
+      [](const fs::path& file) { fs::create_symlink("/dev/zero", file); },
+      [](const fs::path& file) {
+        std::ofstream(file).close();
+        fs::resize_file(file, std::uintmax_t{1} << (file.extension() == ".db" ? 31 : 21));
+      }};
+  for (const std::string& name : files) {
+    for (const auto& make : makes) {
+      if (&make == &makes[2] && name.ends_with("-journal")) continue;
+      const Stores stores({{".pki/nssdb", "plain"}, {second, "empty"}}, "");
+      const fs::path file = stores.home() / name;
+      fs::create_directories(file.parent_path());
+      fs::remove(file);
+      make(file);
+      inHome(stores.home(), [&] {
+        EXPECT_EQ(CFArrayGetCount(search("Jane Citizen").get()), 3) << name;
+        ASSERT_EQ(storeFaults().size(), 1U) << name;
+        const StoreFault fault = storeFaults()[0];
+        EXPECT_NE((fault.place.string() + fault.reason).find(file.string()), std::string::npos)
+            << fault.reason;
+      });
+    }
+  }
 }
 
 TEST(KeyStore, DataFolderIsThatOfTheEnvironmentUnlessRelative) {

@@ -197,6 +197,14 @@ class Check {
         checkModule(fault);
         continue;
       }
+      if (fault.kind == StoreFault::Kind::kFile) {
+        add(Severity::kNote, "store-list-unreadable",
+            fault.place.string() +
+                " cannot be used, and the key stores that it names are left out: " + fault.reason,
+            "remove what stands in its place, and have the program that it belongs to make it anew",
+            {fault.place.string()});
+        continue;
+      }
       const bool isFirefox = std::any_of(databases.begin(), databases.end(), [&](const auto& database) {
         return database.isFirefox && database.folder == fault.place;
       });

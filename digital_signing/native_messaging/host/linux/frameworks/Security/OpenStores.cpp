@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <list>
 
+#include "linux/frameworks/Security/KeyDatabases.h"
 #include "linux/frameworks/Security/LastFailure.h"
 #include "linux/frameworks/Security/ModuleProbe.h"
 #include "linux/frameworks/Security/NssError.h"
@@ -93,16 +94,18 @@ void OpenStores::openDatabase(Database& database) {
     return;
   }
   if (database.slot != nullptr) return;
+  const std::string& unreadable = database.files.unreadable();
   const std::string folder = database.place.folder.string();
-  database.slot.reset(SECMOD_OpenUserDB(
-      ("configdir=" + quotedValue("sql:" + folder, '\'') + " flags=readOnly tokenDescription=" +
-       quotedValue(std::string(cutUtf8(database.place.title, kTokenNameRoom)), '\''))
-          .c_str()));
+  if (unreadable.empty())
+    database.slot.reset(SECMOD_OpenUserDB(
+        ("configdir=" + quotedValue("sql:" + folder, '\'') + " flags=readOnly tokenDescription=" +
+         quotedValue(std::string(cutUtf8(database.place.title, kTokenNameRoom)), '\''))
+            .c_str()));
   if (database.slot != nullptr) return;
   const NssError error = lastNssError();
-  const std::string& unreadable = database.files.unreadable();
   // NSS says no more of it than that its module has failed.
-  database.status = error.status == errSecAllocate ? errSecAllocate : errSecNotAvailable;
+  database.status =
+      unreadable.empty() && error.status == errSecAllocate ? errSecAllocate : errSecNotAvailable;
   database.fault = "The key database " + folder + " cannot be opened (" +
                    (unreadable.empty() ? error.name : unreadable) + ")";
 }
@@ -200,6 +203,7 @@ std::vector<StoreFault> OpenStores::faults() const {
   for (const Database& database : databases_)
     if (!database.fault.empty())
       faults.push_back({StoreFault::Kind::kDatabase, database.place.folder, database.fault});
+  for (const StoreFault& fault : fileFaults()) faults.push_back(fault);
   for (const auto& [library, fault] : moduleFaults_) faults.push_back(fault);
   return faults;
 }
