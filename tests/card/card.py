@@ -1,14 +1,15 @@
 """A PIV card (NIST SP 800-73-4) with one key, 9C, that wants its PIN before each use; as slow as it is told to be. Its reader
 is that of vpcd: connecting puts the card in, closing takes it out."""
 
-import collections
 import hashlib
 import socket
 import struct
 import threading
 import time
 
+from cryptography import x509
 from cryptography.hazmat.primitives import serialization
+from helpers import run
 
 VERIFY, GENERAL_AUTHENTICATE, GET_RESPONSE, SELECT, GET_DATA = 0x20, 0x87, 0xC0, 0xA4, 0xCB
 TRIES = 3
@@ -26,14 +27,15 @@ def tlv(tag, *values):
 
 
 class Card:
-    """`delay` and `delay_of_byte` are the seconds that each command takes; `count` has how often each was met; `moments` what
-    to do when one is met for the next time, instead of an answer to it."""
+    """`delay` and `delay_of_byte` are the seconds that each command takes, `commands`, `pins` and `signatures` what there has
+    been of them; `moments` has for an instruction what is done when it comes next."""
 
     def __init__(self, key, certificate, pin):
         self.numbers = key.private_numbers()
         self.pin = pin.encode().ljust(8, b"\xff")
         self.tries, self.delay, self.delay_of_byte = TRIES, 0, 0
-        self.count, self.moments = collections.Counter(), {}
+        self.commands = self.pins = self.signatures = 0
+        self.moments = {}
         self.connection = None
         holder = hashlib.sha256(certificate.fingerprint(certificate.signature_hash_algorithm)).digest()
         encoded = certificate.public_bytes(serialization.Encoding.DER)
@@ -71,11 +73,10 @@ class Card:
 
     def answer(self, command):
         instruction = command[1]
-        self.count[instruction] += 1
-        moment = self.moments.pop(instruction, None)
-        if moment:
-            moment()
+        self.commands += 1
         body = command[5:5 + command[4]] if len(command) > 5 else b""
+        if body and instruction in self.moments:
+            self.moments.pop(instruction)()
         expected = command[-1] if len(command) in (5, 6 + len(body)) else 0
         if command[0] & 0x10:
             self.chained += body
@@ -109,6 +110,7 @@ class Card:
 
     def verify(self, pin):
         if pin and self.tries > 0:
+            self.pins += 1
             self.is_verified = pin == self.pin
             self.tries = TRIES if self.is_verified else self.tries - 1
         if self.is_verified:
@@ -117,10 +119,21 @@ class Card:
 
     def sign(self, template):
         self.is_verified = False
+        self.signatures += 1
         public = self.numbers.public_numbers
         size = (public.n.bit_length() + 7) // 8
         block = int.from_bytes(template[-size:], "big")
         return tlv("7c", tlv("82", pow(block, self.numbers.d, public.n).to_bytes(size, "big")))
+
+
+def card_of(identity, home, pin):
+    """One with key and certificate of Jane Citizen, from the key store of the folder `identity`."""
+    file = home / "jane.p12"
+    run("pk12util", "-d", f"sql:{identity}/.pki/nssdb", "-K", "", "-W", "x", "-n", "Jane Citizen", "-o", file)
+    # Of that form other software can read less.
+    run("openssl", "pkcs12", "-in", file, "-passin", "pass:x", "-noenc", "-out", home / "jane.pem")
+    text = (home / "jane.pem").read_bytes()
+    return Card(serialization.load_pem_private_key(text[text.index(b"-----BEGIN PRIV"):], None), x509.load_pem_x509_certificate(text), pin)
 
 
 def exclusive_or(data):

@@ -96,18 +96,19 @@ TEST(KeyStore, ModulesThatHangCrashOrFailAreLeftOut) {
   const fs::path registrations = stores.home() / ".config/pkcs11/modules";
   fs::create_directories(registrations);
   std::map<fs::path, std::string> expected;
-  const auto add = [&](const std::string& deed, const std::string& reason) {
+  const auto add = [&](const std::string& deed, const std::string& fault, const std::string& reason) {
     const fs::path library = stores.home() / (deed + ".so");
-    if (deed != "missing") fs::copy(VORN_FAULTY_MODULE, library);
+    if (deed != "missing") fs::copy(VORN_TOKEN_MODULE, library);
+    std::ofstream(library.string() + ".fault") << fault;
     std::ofstream(registrations / (deed + ".module"))
         << "# a comment\nenable-in: x, vorn-signing\nmodule: " << library.string() << "\n";
     expected[library] = reason;
   };
-  add("hangs", "it does not answer");
-  add("stalls", "it does not answer");
-  add("crashes", "it crashes (signal 6)");
-  add("fails", "C_Initialize of the module fails (PKCS #11 error 0x30)");
-  add("missing", "No such file or directory");
+  add("hangs", "C_Initialize hang", "it does not answer");
+  add("stalls", "C_GetSlotList hang", "it does not answer");
+  add("crashes", "C_Initialize crash", "it crashes (signal 6)");
+  add("fails", "C_Initialize fail", "C_Initialize of the module fails (PKCS #11 error 0x30)");
+  add("missing", "", "No such file or directory");
   // Nor is it asked for what is not registered for it, and for one library twice.
   std::ofstream(registrations / "other.module") << "module: /other.so\ndisable-in: x, p11-kit-proxy\n";
   std::ofstream(stores.home() / ".pki/nssdb/pkcs11.txt", std::ios::app)
