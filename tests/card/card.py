@@ -16,6 +16,7 @@ TRIES = 3
 OK = b"\x90\x00"
 ATR = b"\x3b\x84\x80\x01VORN"
 POWER_OFF, POWER_ON, RESET, GIVE_ATR = b"\x00", b"\x01", b"\x02", b"\x04"
+READER = ("127.0.0.1", 35963)
 APPLICATION = bytes.fromhex("a000000308")
 
 
@@ -36,7 +37,7 @@ class Card:
         self.tries, self.delay, self.delay_of_byte = TRIES, 0, 0
         self.commands = self.pins = self.signatures = 0
         self.moments = {}
-        self.connection = None
+        self.connection, self.is_on = None, threading.Event()
         holder = hashlib.sha256(certificate.fingerprint(certificate.signature_hash_algorithm)).digest()
         encoded = certificate.public_bytes(serialization.Encoding.DER)
         self.objects = {
@@ -51,18 +52,29 @@ class Card:
         self.is_verified, self.rest, self.chained = False, b"", b""
 
     def insert(self):
-        self.connection = socket.create_connection(("127.0.0.1", 35963))
+        """Returns when the service for readers has seen it."""
+        self.is_on.clear()
+        self.connection = socket.create_connection(READER)
         threading.Thread(target=self.serve, args=(self.connection,), daemon=True).start()
+        if not self.is_on.wait(20):
+            raise TimeoutError("the reader gives the card no power")
 
     def remove(self):
         self.connection.shutdown(socket.SHUT_RDWR)
         self.connection.close()
+
+    def leave_at(self, instruction, after=0):
+        """When it is met the next time, or some times later."""
+        again = self.remove if after == 0 else lambda: self.leave_at(instruction, after - 1)
+        self.moments[instruction] = again
 
     def serve(self, connection):
         self.reset()
         try:
             while True:
                 message = receive(connection)
+                if message == POWER_ON:
+                    self.is_on.set()
                 if message in (POWER_OFF, POWER_ON, RESET):
                     self.reset()
                     continue

@@ -2,13 +2,14 @@
 """A card in a reader, with the software that people have for it: card_test.py HOST VORNCTL HOMES"""
 
 import base64
+import concurrent.futures
 import json
 import os
 import pathlib
 import re
-import subprocess
 import sys
 import tempfile
+import threading
 import time
 
 TESTS = pathlib.Path(__file__).resolve().parents[1]
@@ -23,6 +24,8 @@ HOST, VORNCTL, HOMES = sys.argv[1], sys.argv[2], pathlib.Path(sys.argv[3])
 PIN = "73915264"
 AGREEMENT = TESTS.parent / "examples/agreement.xml"
 USER = {**JANE, "aki": [aki_of(HOMES)]}
+
+FIND = json.dumps({"type": "version", "user_details": USER})
 
 
 class Desk:
@@ -54,7 +57,7 @@ class Desk:
         return self.prompts().count("GETPIN")
 
     def find(self, host=None):
-        return json.loads((host or self.host).ask(json.dumps({"type": "version", "user_details": USER})))
+        return json.loads((host or self.host).ask(FIND))
 
     def sign(self, documents=1, host=None):
         data = base64.b64encode(AGREEMENT.read_bytes()).decode()
@@ -76,13 +79,8 @@ class Desk:
 
     def expect_refused(self, what, text, code=105):
         answer = self.sign()
-        expect(answer.get("error_code") == code and re.search(text, answer["error_message"]), what, answer)
-
-
-def put_in(desk):
-    desk.card.insert()
-    until(lambda: "Virtual" in subprocess.run(["pkcs11-tool", "-T"], env=desk.environment, capture_output=True, text=True,
-                                              check=False).stdout, "the reader to see its card")
+        codes = code if isinstance(code, tuple) else (code,)
+        expect(answer.get("error_code") in codes and re.search(text, answer["error_message"]), what, answer)
 
 
 def check_pins(desk):
@@ -107,47 +105,101 @@ def check_pins(desk):
 
 
 def check_moments(desk):
+    """The card is taken out at each moment, and put in again."""
     card = desk.card
-
-    def leave_prompt():
-        until(desk.questions, "the prompt")
-        card.remove()
-        (desk.home / "typed").write_text(PIN)
-
     card.remove()
-    time.sleep(2)
     desk.sit_down()
     expect(desk.find().get("error_code") == 102, "finds nothing in an empty reader")
-    put_in(desk)
+    card.insert()
     desk.expect_found("finds the card that is put in later")
-    for moment in (GET_DATA, VERIFY, GENERAL_AUTHENTICATE):
+    desk.expect_signed("and signs with it")
+    card.remove()
+    desk.expect_refused("says when it is out", "not in its reader|102", (102, 105))
+    card.insert()
+    desk.expect_signed("and signs when it is back")
+
+    desk.answer("wait")
+    leaving = threading.Thread(target=leave_prompt, args=(desk,))
+    leaving.start()
+    desk.expect_refused("says that it left while the PIN was typed", "Jane Citizen|reader|card")
+    leaving.join()
+    card.insert()
+    desk.expect_signed("and signs when it is back")
+
+    for moment, name, after in ((GET_DATA, "it is read", 0), (VERIFY, "it is given its PIN", 0),
+                                (GENERAL_AUTHENTICATE, "it signs", 0), (GENERAL_AUTHENTICATE, "it signs the second time", 1)):
         desk.sit_down()
         if moment != GET_DATA:
-            desk.expect_found(f"finds it, with {moment:02x} to come")
-        card.moments[moment] = card.remove
-        answer = desk.sign()
-        print(answer)
-        expect(answer.get("error_code") in (100, 102, 105), f"answers when it is taken out at {moment:02x}", answer)
-        put_in(desk)
+            desk.expect_found("finds it")
+        card.leave_at(moment, after)
+        desk.expect_refused(f"says that it left while {name}", ".", (100, 102, 105))
+        expect(card.tries == TRIES, "without a wrong PIN")
+        card.insert()
         desk.expect_signed("and signs when it is back")
 
 
+def leave_prompt(desk):
+    until(desk.questions, "the prompt")
+    desk.card.remove()
+    (desk.home / "typed").write_text(PIN)
+
+
+def check_service(desk, service):
+    desk.sit_down()
+    desk.expect_found("finds the card")
+    service.stop()
+    answer = desk.sign()
+    expect(answer.get("error_code") in (100, 102, 105), "answers without the service for readers", answer)
+    service.start()
+    desk.card.insert()
+    desk.expect_signed("and signs when that is back")
+
+
+def check_hosts(desk):
+    """One signs as long as its PIN is typed and more, the other finds, waits and signs."""
+    desk.sit_down("wait", PIN)
+    desk.expect_found("finds the card")
+    other = Host(HOST, desk.environment)
+    with concurrent.futures.ThreadPoolExecutor() as pool:
+        first = pool.submit(desk.sign, 5)
+        until(desk.questions, "the prompt")
+        found = pool.submit(desk.find, other)
+        expect(found.result().get("error_code", 0) == 0, "another host finds it while one asks", found.result())
+        (desk.home / "typed").write_text(PIN)
+        second = pool.submit(desk.sign, 5, other)
+        for signed in (first, second):
+            expect(signed.result().get("error_code", 0) == 0, "both sign", signed.result())
+    other.close()
+
+
+def check_slowness(desk):
+    desk.card.delay = 0.2
+    expected = seconds(lambda: run("pkcs11-tool", "-O", env=desk.environment))
+    desk.sit_down()
+    taken = seconds(lambda: desk.expect_found("finds a slow card"))
+    expect(taken <= 1.5 * expected + 0.5, f"in time, {taken:.1f} s beside {expected:.1f} s")
+    desk.expect_signed("and signs with it")
+
+
+def seconds(work):
+    start = time.monotonic()
+    work()
+    return time.monotonic() - start
+
+
 def main():
-    t=time.time()
-    global expect
-    old=expect
-    def expect(*a):
-        print("%.1f"%(time.time()-t),end=" ")
-        old(*a)
     run_alone()
     with tempfile.TemporaryDirectory(prefix="vorn-", ignore_cleanup_errors=True) as folder:
         home = pathlib.Path(folder).resolve()
         service = Service(home / "pcscd.log")
         desk = Desk(home, card_of(HOMES / "main", home, PIN))
         try:
-            put_in(desk)
+            desk.card.insert()
             check_pins(desk)
             check_moments(desk)
+            check_service(desk, service)
+            check_hosts(desk)
+            check_slowness(desk)
         finally:
             service.stop()
 

@@ -121,6 +121,7 @@ CK_RV misbehave(std::string_view function) {
   std::string faulty;
   std::string deed;
   if (!(file >> faulty >> deed) || (faulty != function && faulty != "any")) return CKR_OK;
+  std::ofstream(self.dli_fname + std::string(".met"));
   if (deed == "hang")
     while (true) pause();
   if (deed == "spin")
