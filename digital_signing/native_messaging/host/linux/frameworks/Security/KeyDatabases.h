@@ -18,8 +18,8 @@ std::filesystem::path baseFolder(const char* variable, const std::filesystem::pa
 
 /**
  * Opens a file of a key store to be read, if it is a regular one of at most so many bytes. Never waits: what
- * is a pipe or a device is refused. Returns -1, with the reason in `fault`, when it cannot be used; `fault` stays
- * empty for what is not there.
+ * is a pipe or a device is refused. Returns -1, with the reason in `fault`, when it cannot be used; `fault`
+ * stays empty for what is not there.
  */
 int openStoreFile(const std::filesystem::path& file, off_t bound, std::string& fault);
 
