@@ -28,8 +28,10 @@ void vorn::signing::selectCertificate(const jsonxx::Object& userDetails, jsonxx:
   if (failure != kFailures.end()) failure->second();
 }
 
-void vorn::signing_session::begin() {}
-void vorn::signing_session::logStoreFaults() {}
+void vorn::signing_session::begin(int, const keys::KeyProgram&) {}
+void vorn::signing_session::selectCertificate(const jsonxx::Object& userDetails, jsonxx::Object& response) {
+  signing::selectCertificate(userDetails, response);
+}
 void vorn::signing_session::signDocuments(const jsonxx::Array&, SignatureAlgorithm, jsonxx::Object&) {
   throw CryptoException("of the other function");
 }

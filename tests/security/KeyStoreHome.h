@@ -20,6 +20,7 @@
 namespace security_test {
 
 using namespace vorn::frameworks;
+namespace keys = vorn::keys;
 
 inline std::string homeFolder(const std::string& name) {
   return VORN_TEST_FILES "/homes/" + name;

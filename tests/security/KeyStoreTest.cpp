@@ -136,12 +136,5 @@ TEST(KeyStore, LeavesTheDatabaseUntouched) {
   EXPECT_EQ(stateOf(folder), before);
 }
 
-TEST(KeyStore, ForkedProcessGetsAnAnswer) {
-  inHome(homeFolder("plain"), [] {
-    const auto key = keyOf("Jane Citizen");
-    inHome(homeFolder("plain"), [&] { sign(key, kDigest, {}); });
-  });
-}
-
 }  // namespace
 }  // namespace security_test

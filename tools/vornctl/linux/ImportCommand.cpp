@@ -4,7 +4,7 @@
 #include <system_error>
 
 #include "linux/frameworks/Security/KeyStoreReport.h"
-#include "linux/frameworks/Security/Pkcs12File.h"
+#include "linux/keys/Pkcs12File.h"
 #include "mac/app/CFRef.h"
 #include "vornctl/AtomicFile.h"
 #include "vornctl/Commands.h"
@@ -16,8 +16,8 @@ namespace vorn::vornctl {
 namespace {
 
 namespace fs = std::filesystem;
-using frameworks::Pkcs12Result;
-using frameworks::Pkcs12Status;
+using keys::Pkcs12Result;
+using keys::Pkcs12Status;
 
 constexpr int kAttempts = 3;
 
@@ -33,10 +33,10 @@ std::span<const std::uint8_t> bytesOf(const std::string& file) {
 
 /** The first of the shared databases that is there, else the first place for one. */
 fs::path targetFolder() {
-  const auto databases = frameworks::keyDatabases();
+  const auto databases = keys::keyDatabases();
   const auto shared = std::find_if(databases.begin(), databases.end(),
                                    [](const auto& database) { return !database.isFirefox; });
-  return shared != databases.end() ? shared->folder : frameworks::sharedDatabaseFolders().front();
+  return shared != databases.end() ? shared->folder : keys::sharedDatabaseFolders().front();
 }
 
 class Import {
@@ -72,7 +72,7 @@ class Import {
   void open() {
     if (!options_.passwordFile.empty()) readPassword(options_.passwordFile, password_);
     for (int attempt = 0;; ++attempt) {
-      const Pkcs12Result result = frameworks::readPkcs12(bytesOf(file_), password_.text());
+      const Pkcs12Result result = keys::readPkcs12(bytesOf(file_), password_.text());
       if (result.status == Pkcs12Status::kFine) return keep(result);
       if (result.status != Pkcs12Status::kWrongPassword)
         throw ImportError("is no PKCS #12 file (.p12, .pfx), or is damaged (" + result.detail + ")");
@@ -85,7 +85,7 @@ class Import {
   }
 
   void keep(const Pkcs12Result& result) {
-    for (const frameworks::Pkcs12Certificate& certificate : result.certificates) {
+    for (const keys::Pkcs12Certificate& certificate : result.certificates) {
       if (!certificate.hasKey) continue;
       const auto data = CFRef<CFDataRef>::adopt(CFDataCreate(kCFAllocatorDefault, certificate.der.data(),
                                                              static_cast<CFIndex>(certificate.der.size())));
@@ -127,7 +127,7 @@ class Import {
   }
 
   int store() const {
-    const Pkcs12Result result = frameworks::importPkcs12(
+    const Pkcs12Result result = keys::importPkcs12(
         bytesOf(file_), password_.text(), folder_,
         [this](bool retry, prompt::Secret& asked) { return givePassword(retry, asked); });
     switch (result.status) {

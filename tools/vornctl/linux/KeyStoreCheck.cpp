@@ -16,8 +16,8 @@ namespace vorn::vornctl {
 namespace {
 
 namespace fs = std::filesystem;
-using frameworks::StoreFault;
-using frameworks::TokenPlace;
+using keys::StoreFault;
+using keys::TokenPlace;
 
 constexpr const char* kImport =
     "bring your certificate with its private key in from its file: vornctl import FILE.p12";
@@ -67,7 +67,7 @@ class Check {
   void nameStores() {
     std::string stores;
     const std::vector<StoreFault> faults = frameworks::storeFaults();
-    for (const frameworks::KeyDatabase& database : frameworks::keyDatabases()) {
+    for (const keys::KeyDatabase& database : keys::keyDatabases()) {
       const bool isOpen = std::none_of(faults.begin(), faults.end(), [&database](const StoreFault& fault) {
         return fault.place == database.folder;
       });
@@ -159,7 +159,7 @@ class Check {
             "have its certificate stored as a public object, as most cards have it, or import the "
             "certificate alone "
             "into a key store: certutil -A -n NAME -t ,, -i FILE -d sql:" +
-                frameworks::sharedDatabaseFolders().front().string(),
+                keys::sharedDatabaseFolders().front().string(),
             {place.store});
       } else {
         continue;
@@ -167,7 +167,7 @@ class Check {
       isExplained = true;
     }
     if (isExplained) return;
-    const bool hasDatabase = !frameworks::keyDatabases().empty();
+    const bool hasDatabase = !keys::keyDatabases().empty();
     const auto faults = frameworks::storeFaults();
     // What cannot be read is blamed by itself.
     if (faults.empty() || (hasDatabase && faults.front().kind != StoreFault::Kind::kDatabase)) {
@@ -191,7 +191,7 @@ class Check {
   }
 
   void checkFaults() {
-    const auto databases = frameworks::keyDatabases();
+    const auto databases = keys::keyDatabases();
     for (const StoreFault& fault : frameworks::storeFaults()) {
       if (fault.kind == StoreFault::Kind::kModule) {
         checkModule(fault);

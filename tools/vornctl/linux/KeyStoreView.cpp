@@ -3,29 +3,28 @@
 #include <algorithm>
 #include <utility>
 
-#include "linux/frameworks/Security/CertificateTrust.h"
 #include "linux/frameworks/Security/KeyStoreReport.h"
 
 namespace vorn::vornctl {
 namespace {
 
-Trust trustOf(frameworks::Trust trust) {
+Trust trustOf(keys::Trust trust) {
   switch (trust) {
-    case frameworks::Trust::kForSignatures:
+    case keys::Trust::kForSignatures:
       return Trust::kForSignatures;
-    case frameworks::Trust::kForOtherPurposes:
+    case keys::Trust::kForOtherPurposes:
       return Trust::kForOtherPurposes;
-    case frameworks::Trust::kProhibited:
+    case keys::Trust::kProhibited:
       return Trust::kForbidden;
-    case frameworks::Trust::kNone:
+    case keys::Trust::kNone:
       break;
   }
   return Trust::kNone;
 }
 
-bool isPinBlocked(const frameworks::Token& token) {
-  const std::vector<frameworks::TokenPlace> places = frameworks::tokenPlaces();
-  return std::any_of(places.begin(), places.end(), [&](const frameworks::TokenPlace& place) {
+bool isPinBlocked(const keys::Token& token) {
+  const std::vector<keys::TokenPlace> places = frameworks::tokenPlaces();
+  return std::any_of(places.begin(), places.end(), [&](const keys::TokenPlace& place) {
     return place.isPinBlocked && place.store == token.store && place.name == token.name;
   });
 }
@@ -33,14 +32,14 @@ bool isPinBlocked(const frameworks::Token& token) {
 }  // namespace
 
 KeyPlace placeOfKey(SecIdentityRef identity) {
-  frameworks::Token token = frameworks::tokenOf(identity);
+  keys::Token token = frameworks::tokenOf(identity);
   const bool isBlocked = token.locked && isPinBlocked(token);
   return {std::move(token.name), token.locked, std::move(token.store), isBlocked};
 }
 
 std::vector<KnownCertificate> knownCertificates() {
   std::vector<KnownCertificate> certificates;
-  for (const frameworks::StoredCertificate& stored : frameworks::listCertificatesWithTrust())
+  for (const keys::StoredCertificate& stored : frameworks::listCertificatesWithTrust())
     certificates.push_back({std::string(stored.der.begin(), stored.der.end()), trustOf(stored.trust)});
   return certificates;
 }

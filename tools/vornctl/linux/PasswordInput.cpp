@@ -80,7 +80,7 @@ bool askForPassword(const std::string& question, prompt::Secret& password) {
   prompt::Question window;
   window.lines = {question};
   window.label = "Password:";
-  const prompt::Answer answer = prompt::ask(window, password, [] { return false; });
+  const prompt::Answer answer = prompt::ask(window, password);
   return answer.outcome == prompt::Answer::Outcome::kGiven;
 }
 

@@ -1,8 +1,6 @@
 #include "linux/app/Sandbox.h"
 
 #include <linux/netlink.h>
-#include <log4cplus/logger.h>
-#include <log4cplus/loggingmacros.h>
 #include <seccomp.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
@@ -18,8 +16,6 @@
 
 namespace vorn {
 namespace {
-
-const log4cplus::Logger logger = log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("VORNSigning"));
 
 // The sanitizers' check for leaks traces the process that it checks, and a debugger wants to as well.
 constexpr bool kTraceable = VORN_TRACEABLE != 0;
@@ -97,6 +93,13 @@ void refuseTracing(Filter& filter) {
   if (!kTraceable) filter.refuse(SCMP_SYS(ptrace), EPERM);
 }
 
+/** What attacks on the kernel begin with, and neither documents nor cards need. */
+void refuseKernelParts(Filter& filter) {
+  for (const int call : {SCMP_SYS(userfaultfd), SCMP_SYS(unshare), SCMP_SYS(bpf), SCMP_SYS(keyctl),
+                         SCMP_SYS(add_key), SCMP_SYS(request_key)})
+    filter.refuse(call, EPERM);
+}
+
 /** Whether the kernel refuses what the filter is to keep from the host: the proof of it. */
 bool isNetworkRefused() {
   const int descriptor = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
@@ -113,25 +116,20 @@ void forbidCoreDumps() {
 
 }  // namespace
 
-void enterSandbox() {
+std::string enterSandbox() {
   forbidCoreDumps();
   const bool networkAllowed = isNetworkAllowed();
   Filter filter;
   if (!networkAllowed) refuseNetwork(filter);
   refuseRings(filter);
   refuseTracing(filter);
-  const int fault = filter.load();
-  if (fault != 0) {
-    LOG4CPLUS_WARN(logger, "The kernel does not keep network and other processes from this one: "
-                               << std::generic_category().message(-fault));
-  } else if (networkAllowed) {
-    LOG4CPLUS_WARN(
-        logger, "VORN_ALLOW_NETWORK is set: the kernel keeps other processes, but no network from this one");
-  } else if (!isNetworkRefused()) {
-    LOG4CPLUS_WARN(logger, "The kernel has taken the rules against network use, and does not follow them");
-  } else {
-    LOG4CPLUS_INFO(logger, "The kernel keeps network and other processes from this one");
-  }
+  refuseKernelParts(filter);
+  if (const int fault = filter.load(); fault != 0)
+    return "The kernel does not keep network and other processes from this one: " +
+           std::generic_category().message(-fault);
+  if (networkAllowed)
+    return "VORN_ALLOW_NETWORK is set: the kernel keeps other processes, but no network from this one";
+  return isNetworkRefused() ? "" : "The kernel has taken the rules against network use, and does not follow them";
 }
 
 }  // namespace vorn

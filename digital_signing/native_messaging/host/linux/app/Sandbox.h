@@ -1,5 +1,7 @@
 #pragma once
 
+#include <string>
+
 namespace vorn {
 
 /**
@@ -14,8 +16,11 @@ namespace vorn {
  * - No look into other processes, and none by other processes of the user into this one: no tracing, no
  * reading of memory, no core dump.
  *
- * The log says whether that holds. Where the kernel cannot do it the host goes on, with a WARN.
+ * - No calls that the kernel offers to few and has been attacked by: userfaultfd, unshare, bpf, and those for its
+ * own keys.
+ *
+ * @return what of it does not hold, for the log; empty when all does. The process goes on either way.
  */
-void enterSandbox();
+std::string enterSandbox();
 
 }  // namespace vorn

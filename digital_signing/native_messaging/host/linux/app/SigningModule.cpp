@@ -1,8 +1,11 @@
 #include "linux/app/SigningModule.h"
 
 #include <dlfcn.h>
+#include <fcntl.h>
 #include <log4cplus/logger.h>
 #include <log4cplus/loggingmacros.h>
+
+#include <sys/stat.h>
 
 #include <cstdint>
 #include <new>
@@ -11,6 +14,7 @@
 #include <string_view>
 
 #include "linux/app/BuildId.h"
+#include "linux/keys/KeyChannel.h"
 #include "shared/Exceptions.h"
 #include "shared/Platform.h"
 #include "shared/Requester.h"
@@ -27,18 +31,46 @@ const log4cplus::Logger logger = log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("
   throw TechnicalException(message);
 }
 
+std::string folderOfHost() {
+  const std::string host = platform::installedPath();
+  return host.substr(0, host.rfind('/') + 1);
+}
+
+struct Files {
+  int module = -1;
+  int keys = -1;
+};
+Files files;
+
+/** By its own name for as long as that is still the file that was opened: debuggers know it by that. */
+std::string nameOf(int opened, const std::string& path) {
+  struct stat before{}, now{};
+  const bool isSame = fstat(opened, &before) != 0 ||
+                      (stat(path.c_str(), &now) == 0 && before.st_dev == now.st_dev && before.st_ino == now.st_ino);
+  return isSame ? path : "/proc/self/fd/" + std::to_string(opened);
+}
+
+/** Opens the stores while the module is loaded. */
+keys::KeyProgram startKeys() {
+  keys::KeyProgram program = keys::startKeyProgram(files.keys);
+  if (program.id > 0) keys::KeyChannel(program.socket).send(jsonxx::Object("question", "open"));
+  return program;
+}
+
 /** Never unloaded: the libraries behind it do not start a second time. */
 const SigningModule& loadModule() {
-  const std::string host = platform::installedPath();
-  const std::string path = host.substr(0, host.rfind('/') + 1) + kSigningModuleFile;
-  void* const library = dlopen(path.c_str(), RTLD_LAZY | RTLD_LOCAL);
+  if (files.keys < 0) files.keys = keys::openKeyProgram(folderOfHost().c_str());
+  static keys::KeyProgram keyProgram;
+  if (keyProgram.id <= 0 && files.keys >= 0) keyProgram = startKeys();
+  const std::string path = folderOfHost() + kSigningModuleFile;
+  void* const library = dlopen(nameOf(files.module, path).c_str(), RTLD_LAZY | RTLD_LOCAL);
   if (library == nullptr) failToLoad(dlerror());
   const auto* const module = static_cast<const SigningModule*>(dlsym(library, kSigningModuleSymbol));
   if (module == nullptr) failToLoad(path + " is not one");
   if (module->build != std::string_view(kBuildId))
     failToLoad(path + " is of another build: " + module->build);
   LOG4CPLUS_DEBUG(logger, "Signing module loaded");
-  module->watchRequester(requester::watched());
+  module->begin(requester::watched(), files.keys, keyProgram);
   return *module;
 }
 
@@ -89,6 +121,11 @@ void report(const SigningFailure& failure) {
 }
 
 }  // namespace
+
+void openSigningFiles() {
+  files = {open((folderOfHost() + kSigningModuleFile).c_str(), O_PATH | O_CLOEXEC),
+           keys::openKeyProgram(folderOfHost().c_str())};
+}
 
 namespace signing {
 

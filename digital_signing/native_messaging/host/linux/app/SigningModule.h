@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <string>
 
+#include "linux/keys/KeyProgram.h"
 #include "shared/Requester.h"
 #include "shared/SignatureAlgorithm.h"
 #include "shared/json/jsonxx.h"
@@ -27,11 +28,16 @@ struct SigningFailure {
  */
 struct SigningModule {
   const char* build;  // the same as the host's, or the module is refused and nothing behind this is read
-  void (*watchRequester)(const requester::Ends& ends) noexcept;  // called first
+  /** Called first. With the file of the process for keys, and that process if it was started. */
+  void (*begin)(const requester::Ends& ends, int keyFile, const keys::KeyProgram& keys) noexcept;
   SigningFailure (*selectCertificate)(const jsonxx::Object& userDetails, jsonxx::Object& response) noexcept;
   SigningFailure (*signDocuments)(const jsonxx::Array& xmlData, SignatureAlgorithm algorithm,
                                   jsonxx::Object& response) noexcept;
 };
+
+/** Opens the files beside the host's own that it starts and loads later: what takes their place meanwhile, in an
+ * upgrade, is of another build. */
+void openSigningFiles();
 
 inline constexpr const char* kSigningModuleFile = "vorn-signing-module.so";
 inline constexpr const char* kSigningModuleSymbol = "vornSigningModule";

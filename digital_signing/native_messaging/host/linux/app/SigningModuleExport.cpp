@@ -40,15 +40,13 @@ SigningFailure guarded(Call call) noexcept {
   }
 }
 
-void watchRequester(const requester::Ends& ends) noexcept {
+void begin(const requester::Ends& ends, int keyFile, const keys::KeyProgram& keys) noexcept {
   requester::watch(ends);
-  signing_session::begin();
+  signing_session::begin(keyFile, keys);
 }
 
 SigningFailure selectCertificate(const jsonxx::Object& userDetails, jsonxx::Object& response) noexcept {
-  SigningFailure failure = guarded([&] { signing::selectCertificate(userDetails, response); });
-  const SigningFailure logging = guarded(&signing_session::logStoreFaults);
-  return failure.kind == Kind::kNone ? logging : failure;
+  return guarded([&] { signing_session::selectCertificate(userDetails, response); });
 }
 
 SigningFailure signDocuments(const jsonxx::Array& xmlData, SignatureAlgorithm algorithm,
@@ -59,6 +57,6 @@ SigningFailure signDocuments(const jsonxx::Array& xmlData, SignatureAlgorithm al
 }  // namespace
 
 extern "C" __attribute__((visibility("default")))
-const SigningModule vornSigningModule = {kBuildId, &watchRequester, &selectCertificate, &signDocuments};
+const SigningModule vornSigningModule = {kBuildId, &begin, &selectCertificate, &signDocuments};
 
 }  // namespace vorn

@@ -7,14 +7,19 @@
 #include <set>
 #include <string>
 
-#include "linux/frameworks/Security/KeyStoreReport.h"
+#include "linux/frameworks/Security/KeyProcess.h"
 #include "linux/prompt/PromptLog.h"
-#include "linux/prompt/SigningRequest.h"
+#include "mac/app/CertificateSelection.h"
 #include "shared/Exceptions.h"
 #include "shared/Requester.h"
 
 namespace vorn::signing_session {
 namespace {
+
+using frameworks::KeyProcess;
+
+/** For a search that has to be made once more. */
+jsonxx::Object lastUser;
 
 void logPrompt(prompt::Weight weight, std::string_view text) {
   static const log4cplus::Logger logger = log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("PinPrompt"));
@@ -24,9 +29,18 @@ void logPrompt(prompt::Weight weight, std::string_view text) {
     LOG4CPLUS_INFO(logger, text);
 }
 
-/** For prompts: whoever closes the input waits for no person any more. */
-bool isBrowserGone() {
-  return requester::hasEndedInput() || requester::isGone();
+void logStoreFaults() {
+  static const log4cplus::Logger logger = log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("KeyStore"));
+  static auto* const logged = new std::set<std::string>;
+  for (const keys::StoreFault& fault : KeyProcess::instance().faults()) {
+    const std::string line = fault.place.string() + " is left out: " + fault.reason;
+    if (logged->insert(line).second) LOG4CPLUS_WARN(logger, line);
+  }
+}
+
+/** Whoever closes the input waits for no person any more. */
+bool isBrowserGone(bool isPersonAsked) {
+  return (isPersonAsked && requester::hasEndedInput()) || requester::isGone();
 }
 
 /** Where signature_record::setCaller has left it. */
@@ -36,29 +50,71 @@ std::string callerInLog() {
   return caller;
 }
 
-}  // namespace
-
-void begin() {
-  prompt::setLog(&logPrompt);
+/** What a person has to be told of modules comes before what the search or the signer knows to say. */
+template <typename Call>
+void withAdvice(Call call) {
+  try {
+    call();
+  } catch (const BaseException& failure) {
+    const KeyProcess& process = KeyProcess::instance();
+    if (process.isAbandoned()) throw RequesterGoneException();
+    const std::string advice = process.adviceOnModules();
+    const bool isOfKeys = failure.code() == TechnicalException::kCode ||
+                          failure.code() == CertificateNotFoundException::kCode ||
+                          failure.code() == CryptoException::kCode;
+    if (isOfKeys && !advice.empty()) throw TechnicalException(advice);
+    throw;
+  }
 }
 
-void logStoreFaults() {
-  static const log4cplus::Logger logger = log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("KeyStore"));
-  static auto* const logged = new std::set<std::string>;
-  for (const frameworks::StoreFault& fault : frameworks::storeFaults()) {
-    const std::string line = fault.place.string() + " is left out: " + fault.reason;
-    if (logged->insert(line).second) LOG4CPLUS_WARN(logger, line);
-  }
+struct Request {
+  explicit Request(std::size_t documents) { KeyProcess::instance().beginRequest(callerInLog(), documents); }
+  ~Request() { KeyProcess::instance().endRequest(); }
+  Request(const Request&) = delete;
+  Request& operator=(const Request&) = delete;
+};
+
+}  // namespace
+
+void begin(int keyFile, const keys::KeyProgram& keys) {
+  prompt::setLog(&logPrompt);
+  KeyProcess::instance().adopt(keyFile, keys);
+  KeyProcess::instance().abandonWhen(&isBrowserGone);
+}
+
+void selectCertificate(const jsonxx::Object& userDetails, jsonxx::Object& response) {
+  KeyProcess::instance().tryAllModules();
+  lastUser = userDetails;
+  withAdvice([&] {
+    try {
+      signing::selectCertificate(userDetails, response);
+    } catch (...) {
+      logStoreFaults();
+      throw;
+    }
+  });
+  logStoreFaults();
 }
 
 void signDocuments(const jsonxx::Array& xmlData, SignatureAlgorithm algorithm, jsonxx::Object& response) {
-  const prompt::SigningRequest request({callerInLog(), xmlData.size(), &isBrowserGone});
-  try {
+  const Request request(xmlData.size());
+  withAdvice([&] {
+    const bool hadModules = KeyProcess::instance().adviceOnModules().empty();
+    try {
+      return signing::signDocuments(xmlData, algorithm, response);
+    } catch (const CryptoException&) {
+      if (!hadModules || KeyProcess::instance().adviceOnModules().empty()) throw;
+    }
+    CertificateSelection::getInstance().reset();
+    try {
+      signing::selectCertificate(lastUser, response);
+    } catch (...) {
+      logStoreFaults();
+      throw;
+    }
+    logStoreFaults();
     signing::signDocuments(xmlData, algorithm, response);
-  } catch (const BaseException&) {
-    if (request.isAbandoned()) throw RequesterGoneException();
-    throw;
-  }
+  });
 }
 
 }  // namespace vorn::signing_session

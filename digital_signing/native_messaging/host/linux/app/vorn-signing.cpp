@@ -9,6 +9,7 @@
 #include "linux/app/FreedMemory.h"
 #include "linux/app/ProtocolChannel.h"
 #include "linux/app/Sandbox.h"
+#include "linux/app/SigningModule.h"
 #include "shared/IdleTimer.h"
 #include "shared/Logging.h"
 #include "shared/Requester.h"
@@ -40,10 +41,15 @@ int main(int argc, const char** argv) {
   requester::watch({descriptors.input, descriptors.output});
   ProtocolChannel channel(descriptors);
   keepFreedMemory();
+  openSigningFiles();
   logging::setUp();
   LOG4CPLUS_INFO(logger, "Executable launched");
   logArguments(argc, argv);
-  enterSandbox();
+  const std::string fault = enterSandbox();
+  if (fault.empty())
+    LOG4CPLUS_INFO(logger, "The kernel keeps network and other processes from this one");
+  else
+    LOG4CPLUS_WARN(logger, fault);
 
   MessageExchange exchange([&channel](std::string_view bytes) { channel.write(bytes); });
   IdleTimer& idleTimer = IdleTimer::getInstance();

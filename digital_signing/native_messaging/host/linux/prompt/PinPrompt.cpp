@@ -6,13 +6,7 @@
 #include <algorithm>
 #include <charconv>
 #include <chrono>
-#include <condition_variable>
-#include <cstdlib>
-#include <mutex>
-#include <optional>
-#include <stop_token>
 #include <system_error>
-#include <thread>
 #include <utility>
 
 #include "linux/prompt/PromptLog.h"
@@ -28,7 +22,6 @@ using Outcome = Answer::Outcome;
 
 constexpr std::chrono::seconds kPatience{240};
 constexpr std::chrono::seconds kLongestPatience{3600};
-constexpr std::chrono::milliseconds kSlice{100};
 constexpr std::size_t kLongestLine = 120;
 /** Of a line of the protocol, its end left out. */
 constexpr std::size_t kLongestCommand = 990;
@@ -79,10 +72,12 @@ gpg_error_t keep(void* secret, const void* bytes, std::size_t count) {
   return static_cast<Secret*>(secret)->append(bytes, count) ? 0 : gpg_error(GPG_ERR_TOO_LARGE);
 }
 
+}  // namespace
+
 /** A prompt that has been started, and the talk with it. All of the talk lies in locked memory. */
 class Dialogue {
  public:
-  Dialogue(const std::string& program, const IsAbandoned& isAbandoned) : process_(program, isAbandoned) {}
+  explicit Dialogue(const std::string& program) : process_(program) {}
   ~Dialogue() { assuan_release(context_); }
   Dialogue(const Dialogue&) = delete;
   Dialogue& operator=(const Dialogue&) = delete;
@@ -157,6 +152,8 @@ class Dialogue {
   bool hasAsked_ = false;
 };
 
+namespace {
+
 std::string inSeconds(std::chrono::seconds time) {
   return std::to_string(time.count()) + " seconds";
 }
@@ -169,7 +166,6 @@ Answer answerOf(gpg_error_t fault, Dialogue& dialogue, const std::string& progra
   const gpg_err_code_t code = gpg_err_code(fault);
   const PromptProcess::End end = dialogue.process().end();
   const std::string advice = "; see that it runs and has a display, or have VORN_PINENTRY name another";
-  if (end == PromptProcess::End::kAbandoned) return {Outcome::kAbandoned};
   if (end == PromptProcess::End::kLate && !dialogue.hasAsked())
     return {Outcome::kFailed, "the prompt " + program + " did not start" + advice};
   if (end == PromptProcess::End::kLate || code == GPG_ERR_TIMEOUT) return unanswered();
@@ -182,9 +178,8 @@ Answer answerOf(gpg_error_t fault, Dialogue& dialogue, const std::string& progra
                                 (hasDied ? "" : gpg_strerror(fault)) + advice};
 }
 
-Answer askWith(const std::string& program, const Question& question, Secret& secret,
-               const IsAbandoned& isAbandoned) {
-  Dialogue dialogue(program, isAbandoned);
+Answer askWith(const std::string& program, const Question& question, Secret& secret) {
+  Dialogue dialogue(program);
   gpg_error_t fault = dialogue.open();
   if (fault == 0) fault = dialogue.describe(question);
   if (fault == 0) fault = dialogue.getPin(secret);
@@ -197,68 +192,44 @@ void warnOfNoNotice(const std::string& reason) {
 
 }  // namespace
 
-Answer ask(const Question& question, Secret& secret, const IsAbandoned& isAbandoned) {
+Answer ask(const Question& question, Secret& secret) {
   secret.wipe();
   const PromptProgram program = findPromptProgram();
   Answer answer{Outcome::kFailed, program.fault};
   if (!program.path.empty()) {
     log(Weight::kInfo, "Asking with " + program.path);
     try {
-      answer = askWith(program.path, question, secret, isAbandoned);
+      answer = askWith(program.path, question, secret);
     } catch (const std::system_error& failure) {
       answer.reason = "the prompt " + program.path + " cannot be started: " + failure.what();
     }
   }
   if (answer.outcome != Outcome::kGiven) secret.wipe();
-  const std::string words[] = {"The prompt was answered", "The prompt was cancelled",
-                               "The prompt was closed: the browser has gone", "No answer: "};
+  const std::string words[] = {"The prompt was answered", "The prompt was cancelled", "No answer: "};
   log(Weight::kInfo, words[static_cast<int>(answer.outcome)] + answer.reason);
   return answer;
 }
 
-struct Notice::Parts {
-  explicit Parts(const IsAbandoned& isGone) : isAbandoned(isGone) {}
-  ~Parts() {
-    if (dialogue) dialogue->process().dismiss();
-  }
-
-  void watch(const std::stop_token& stop) {
-    std::mutex mutex;
-    std::unique_lock lock(mutex);
-    std::condition_variable_any wake;
-    while (!stop.stop_requested()) {
-      if (isAbandoned && isAbandoned()) {
-        log(Weight::kInfo, "The browser has gone while a reader waited for the PIN");
-        _exit(EXIT_SUCCESS);
-      }
-      wake.wait_for(lock, stop, kSlice, [] { return false; });
-    }
-  }
-
-  const IsAbandoned isAbandoned;
-  std::optional<Dialogue> dialogue;
-  std::jthread watcher{[this](const std::stop_token& stop) { watch(stop); }};
-};
-
-Notice::Notice(const Question& notice, const IsAbandoned& isAbandoned)
-    : parts_(std::make_unique<Parts>(isAbandoned)) {
+Notice::Notice(const Question& notice) {
   const PromptProgram program = findPromptProgram();
   if (program.path.empty()) {
     warnOfNoNotice(program.fault);
     return;
   }
   try {
-    Dialogue& dialogue = parts_->dialogue.emplace(program.path, isAbandoned);
-    gpg_error_t fault = dialogue.open();
-    if (fault == 0) fault = dialogue.describe(notice);
-    if (fault == 0) fault = dialogue.showMessage();
-    dialogue.process().allow(kLongestPatience);
-    if (fault != 0) warnOfNoNotice(answerOf(fault, dialogue, program.path).reason);
+    dialogue_ = std::make_unique<Dialogue>(program.path);
+    gpg_error_t fault = dialogue_->open();
+    if (fault == 0) fault = dialogue_->describe(notice);
+    if (fault == 0) fault = dialogue_->showMessage();
+    dialogue_->process().allow(kLongestPatience);
+    if (fault != 0) warnOfNoNotice(answerOf(fault, *dialogue_, program.path).reason);
   } catch (const std::system_error& failure) {
     warnOfNoNotice(failure.what());
   }
 }
 
-Notice::~Notice() = default;
+Notice::~Notice() {
+  if (dialogue_) dialogue_->process().dismiss();
+}
 
 }  // namespace vorn::prompt

@@ -54,19 +54,26 @@ extern "C" void endSession(int) {
   _exit(1);
 }
 
+std::atomic<pid_t> openPrompt = 0;
+
+void endByRequest(pid_t process) {
+  ::kill(-process, SIGTERM);
+  ::kill(process, SIGTERM);  // one that has not come to its own session yet
+}
+
 [[noreturn]] void fail(const char* what) {
   throw std::system_error(errno, std::generic_category(), what);
 }
 
 }  // namespace
 
-PromptProcess::PromptProcess(const std::string& program, IsAbandoned isAbandoned)
-    : isAbandoned_(std::move(isAbandoned)), deadline_(Clock::now() + kStart) {
+PromptProcess::PromptProcess(const std::string& program) : deadline_(Clock::now() + kStart) {
   int ends[2];
   if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) fail("no socket");
   const pid_t host = getpid();
   process_ = fork();
   if (process_ == 0) become(program.c_str(), ends[1], host);
+  openPrompt = process_;
   close(ends[1]);
   socket_ = ends[0];
   watchedSocket_ = fcntl(socket_, F_DUPFD_CLOEXEC, kFirstFreeDescriptor);
@@ -101,6 +108,7 @@ PromptProcess::~PromptProcess() {
 
 /** With all that it has started, and to the end. */
 void PromptProcess::kill() {
+  openPrompt = 0;
   if (process_ > 0) {
     ::kill(-process_, SIGKILL);
     ::kill(process_, SIGKILL);
@@ -113,8 +121,14 @@ void PromptProcess::kill() {
 }
 
 void PromptProcess::dismiss() const {
-  ::kill(-process_, SIGTERM);
-  ::kill(process_, SIGTERM);  // one that has not come to its own session yet
+  endByRequest(process_);
+}
+
+void PromptProcess::dismissOpen() {
+  const pid_t process = openPrompt;
+  if (process <= 0) return;
+  endByRequest(process);
+  std::this_thread::sleep_for(kSlice);
 }
 
 int PromptProcess::takeSocket() {
@@ -131,11 +145,8 @@ void PromptProcess::watch() {
   while (!isDone_) {
     wake_.wait_for(lock, kSlice);
     if (isDone_) return;
-    if (isAbandoned_ && isAbandoned_())
-      end_ = End::kAbandoned;
-    else if (Clock::now() > deadline_)
-      end_ = End::kLate;
-    if (end_ == End::kNone) continue;
+    if (Clock::now() <= deadline_) continue;
+    end_ = End::kLate;
     dismiss();
     shutdown(watchedSocket_, SHUT_RDWR);
     return;

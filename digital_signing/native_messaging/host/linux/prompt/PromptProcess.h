@@ -14,16 +14,16 @@
 namespace vorn::prompt {
 
 /**
- * The running program at the other end of a socket, in a session of its own. When nobody waits for the answer
- * any more, or its time is up, reading from the socket ends. With the object it is killed, and all that it
+ * The running program at the other end of a socket, in a session of its own. When its time
+ * is up, reading from the socket ends. With the object it is killed, and all that it
  * has started with it; so it is when this process dies.
  */
 class PromptProcess {
  public:
-  enum class End { kNone, kAbandoned, kLate };
+  enum class End { kNone, kLate };
 
   /** Throws std::system_error when it cannot be started. */
-  PromptProcess(const std::string& program, IsAbandoned isAbandoned);
+  explicit PromptProcess(const std::string& program);
   ~PromptProcess();
   PromptProcess(const PromptProcess&) = delete;
   PromptProcess& operator=(const PromptProcess&) = delete;
@@ -34,6 +34,8 @@ class PromptProcess {
   void allow(std::chrono::seconds time);
   /** Asks it to leave, with a terminal in order. */
   void dismiss() const;
+  /** Does so with the one that is open, if one is, and gives it time for that. From any thread. */
+  static void dismissOpen();
   /** Why it had to go, if it had. */
   End end() const { return end_; }
 
@@ -41,7 +43,6 @@ class PromptProcess {
   void watch();
   void kill();
 
-  const IsAbandoned isAbandoned_;
   int socket_ = -1;
   /** The same end once more, for the thread. */
   int watchedSocket_ = -1;

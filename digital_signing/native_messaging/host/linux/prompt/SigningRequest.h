@@ -17,8 +17,6 @@ class SigningRequest {
     /** The extension, as the browser names it; "none" when no browser has started the host. */
     std::string caller;
     std::size_t documents;
-    /** Whether nobody waits for the answer any more. Called from another thread too. */
-    bool (*isGone)();
   };
 
   explicit SigningRequest(Facts facts);
@@ -31,15 +29,11 @@ class SigningRequest {
   static SigningRequest* current();
 
   const Facts& facts() const { return facts_; }
-  /** Whether a question was given up because nobody waits for the answer. */
-  bool isAbandoned() const { return isAbandoned_; }
-  void abandon() { isAbandoned_ = true; }
   /** For what the request has opened or holds; must not throw. */
   void atEnd(std::function<void()> action) { actions_.push_back(std::move(action)); }
 
  private:
   const Facts facts_;
-  bool isAbandoned_ = false;
   std::vector<std::function<void()>> actions_;
 };
 

@@ -1,14 +1,14 @@
 #include "Security/SecIdentity.h"
 
+#include "linux/frameworks/Security/KeyStoreReport.h"
 #include "linux/frameworks/Security/SecObjects.h"
-#include "linux/frameworks/Security/TokenKey.h"
 
 namespace vorn::frameworks {
 
-Token tokenOf(SecIdentityRef identity) {
+keys::Token tokenOf(SecIdentityRef identity) {
   const auto* object = objectCast<Identity>(identity);
-  const TokenKey* key = object != nullptr ? object->key().tokenKey() : nullptr;
-  return key != nullptr ? key->token() : Token{};
+  const RemoteKey* key = object != nullptr ? object->key().remoteKey() : nullptr;
+  return key != nullptr ? key->token() : keys::Token{};
 }
 
 }  // namespace vorn::frameworks

@@ -1,17 +1,15 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
 
 #include "Security/SecBase.h"
 #include "Security/cssmtype.h"
 #include "linux/frameworks/CoreFoundation/CFInternal.h"
+#include "linux/frameworks/Security/RemoteKey.h"
 #include "linux/frameworks/Security/X509Certificate.h"
 
 /** The objects behind the mirrored types of Security. */
 namespace vorn::frameworks {
-
-class TokenKey;
 
 class Certificate final : public Object {
  public:
@@ -40,9 +38,7 @@ class Key : public Object {
   /** Null for a key that cannot be described so. */
   virtual const CSSM_KEY* cssmKey() const { return nullptr; }
   /** Null for a public key. */
-  virtual const TokenKey* tokenKey() const { return nullptr; }
-  /** The one that the private key was found with. */
-  virtual const Certificate* certificate() const { return nullptr; }
+  virtual const RemoteKey* remoteKey() const { return nullptr; }
 
  protected:
   Key() : Object(kType) {}
@@ -65,15 +61,12 @@ class PublicKey final : public Key {
 
 class PrivateKey final : public Key {
  public:
-  PrivateKey(std::shared_ptr<const TokenKey> key, Owned<Certificate> certificate)
-      : key_(std::move(key)), certificate_(std::move(certificate)) {}
+  explicit PrivateKey(const jsonxx::Object& identity) : key_(identity) {}
 
-  const TokenKey* tokenKey() const override { return key_.get(); }
-  const Certificate* certificate() const override { return certificate_.get(); }
+  const RemoteKey* remoteKey() const override { return &key_; }
 
  private:
-  const std::shared_ptr<const TokenKey> key_;
-  const Owned<Certificate> certificate_;
+  const RemoteKey key_;
 };
 
 class Identity final : public Object {

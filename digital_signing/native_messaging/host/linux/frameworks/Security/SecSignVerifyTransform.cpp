@@ -4,12 +4,12 @@
 
 #include "Security/SecDigestTransform.h"
 #include "linux/frameworks/Security/SecObjects.h"
-#include "linux/frameworks/Security/TokenKey.h"
 #include "linux/frameworks/Security/Transform.h"
 
 namespace vorn::frameworks {
 namespace {
 
+constexpr OSStatus kCssmInputLengthError = -2147415807;
 constexpr std::size_t kPkcs1PaddingLength = 11;
 
 // The DER of a DigestInfo up to the digest itself, which follows.
@@ -60,7 +60,7 @@ class SignTransform final : public Transform {
 /** The checks come in the order in which they can fail: algorithm, then input, then the key in its token. */
 Outcome SignTransform::run() {
   const auto* object = objectCast<Key>(attribute(keyAttributeName()));
-  const TokenKey* key = object != nullptr ? object->tokenKey() : nullptr;
+  const RemoteKey* key = object != nullptr ? object->remoteKey() : nullptr;
   if (key == nullptr || !key->isRsa())
     return transformError(kSecTransformErrorInvalidAlgorithm, "Expected key to be an RSA key that signs");
   const auto* input = objectCast<Data>(attribute(kSecTransformInputAttributeName));
@@ -78,10 +78,10 @@ Outcome SignTransform::run() {
   if (input->bytes().size() * kBitsPerOctet != static_cast<std::size_t>(digest->bits) ||
       bytes.size() + kPkcs1PaddingLength > key->modulusLength())
     return internalError(kCssmInputLengthError, "SecTransformExecute");
-  auto signature = key->sign(bytes, object->certificate()->fields());
-  if (const auto* error = std::get_if<NssError>(&signature)) {
-    if (!error->sentence.empty()) return makeError("Internal CSSM error", error->cssmCode, error->sentence);
-    return internalError(error->cssmCode, "SecTransformExecute (" + error->name + ")");
+  auto signature = key->sign(bytes);
+  if (const auto* refusal = std::get_if<RemoteKey::Refusal>(&signature)) {
+    if (!refusal->sentence.empty()) return makeError("Internal CSSM error", refusal->code, refusal->sentence);
+    return internalError(refusal->code, "SecTransformExecute (" + refusal->name + ")");
   }
   return Outcome(makeData(std::get<std::vector<std::uint8_t>>(signature)));
 }

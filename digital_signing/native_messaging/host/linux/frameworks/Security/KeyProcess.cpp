@@ -1,0 +1,210 @@
+#include "linux/frameworks/Security/KeyProcess.h"
+
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdint>
+#include <cstring>
+#include <system_error>
+#include <utility>
+
+#include "linux/prompt/PromptLog.h"
+
+namespace vorn::frameworks {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+
+/** For one call into a module; a signature may take a card longer than all else. */
+constexpr seconds kCallPatience{20};
+constexpr seconds kSignaturePatience{30};
+/** For a search, and for a process in which no call begins or returns. */
+constexpr seconds kPatience{60};
+constexpr milliseconds kSlice{100};
+/** For a prompt to leave a terminal in order. */
+constexpr milliseconds kFarewell{300};
+
+std::string textOf(const char* room, std::size_t size) {
+  return std::string(room, strnlen(room, size));
+}
+
+bool isReadable(int descriptor, milliseconds time) {
+  pollfd readable{descriptor, POLLIN, 0};
+  return poll(&readable, 1, static_cast<int>(time.count())) > 0;
+}
+
+}  // namespace
+
+KeyProcess& KeyProcess::instance() {
+  static auto* const process = new KeyProcess;
+  return *process;
+}
+
+void KeyProcess::adopt(int file, const keys::KeyProgram& started) {
+  file_ = file;
+  program_ = started;
+  if (program_.id <= 0) return;
+  ++generation_;
+  channel_ = std::make_unique<keys::KeyChannel>(program_.socket);
+}
+
+bool KeyProcess::start() {
+  if (channel_ != nullptr) return true;
+  if (file_ < 0) file_ = keys::openKeyProgram();
+  program_ = keys::startKeyProgram(file_);
+  if (program_.id <= 0) {
+    failure_ = "vorn-signing-keys cannot be started: " + std::generic_category().message(errno);
+    return false;
+  }
+  ++generation_;
+  channel_ = std::make_unique<keys::KeyChannel>(program_.socket);
+  forgotten_.reset();
+  return !request_ || channel_->send(*request_);
+}
+
+/** In order: with the time to take a prompt from the screen. */
+void KeyProcess::end(bool inOrder) {
+  if (inOrder && program_.id > 0) {
+    shutdown(program_.socket, SHUT_RDWR);
+    isReadable(program_.end, kFarewell);
+  }
+  channel_.reset();
+  keys::endKeyProgram(program_);
+}
+
+void KeyProcess::beginRequest(const std::string& caller, std::size_t documents) {
+  request_.emplace("question", "begin");
+  *request_ << "caller" << caller << "documents" << documents;
+  if (channel_ != nullptr) channel_->send(*request_);
+}
+
+void KeyProcess::endRequest() {
+  request_.reset();
+  if (channel_ != nullptr) channel_->send(jsonxx::Object("question", "end"));
+}
+
+void KeyProcess::forget(int generation, long key) {
+  if (generation == generation_) forgotten_ << jsonxx::Value(key);
+}
+
+bool KeyProcess::send(jsonxx::Object& question) {
+  jsonxx::Object without;
+  for (const auto& [library, reason] : leftOut_) without.import(library, reason);
+  question.import("without", std::move(without));
+  if (!forgotten_.empty()) question.import("forget", std::exchange(forgotten_, {}));
+  return channel_->send(question);
+}
+
+std::optional<jsonxx::Object> KeyProcess::ask(jsonxx::Object question) {
+  const auto deadline = Clock::now() + kPatience;
+  const bool isSignature = keys::textIn(question, "question") == "sign";
+  isAbandoned_ = false;
+  // Twice without a module to blame is once too often.
+  for (int unexplained = 0; unexplained < 2;) {
+    if (!start()) return std::nullopt;
+    jsonxx::Object answer;
+    const Outcome outcome = send(question) ? wait(isSignature, deadline, answer) : Outcome::kEnded;
+    if (outcome == Outcome::kAnswered) {
+      keepFaults(answer);
+      return answer;
+    }
+    if (outcome == Outcome::kAbandoned) {
+      end(true);
+      isAbandoned_ = true;
+      failure_ = "nobody waits for an answer";
+      return std::nullopt;
+    }
+    if (!blame(outcome, isSignature)) ++unexplained;
+    // The key that was to sign is known to the process that is gone.
+    if (isSignature) return std::nullopt;
+    if (Clock::now() >= deadline) break;
+  }
+  return std::nullopt;
+}
+
+/** Whether a call into a module, or the process as a whole, takes longer than anybody waits. */
+bool KeyProcess::hangs(bool isSignature, Clock::time_point& deadline, std::uint64_t& calls) const {
+  const keys::CallMark& mark = *program_.mark;
+  if (mark.waitsForPerson) {
+    deadline = std::max(deadline, Clock::now() + kCallPatience);
+    return false;
+  }
+  const auto patience = isSignature ? kSignaturePatience : kCallPatience;
+  const std::int64_t since = mark.since;
+  if (since != 0 && keys::steadyMilliseconds() - since > milliseconds(patience).count()) return true;
+  // Signing takes as long as it takes, as long as it goes on.
+  if (isSignature && std::exchange(calls, mark.calls) != mark.calls) deadline = Clock::now() + kPatience;
+  return Clock::now() >= deadline;
+}
+
+KeyProcess::Outcome KeyProcess::wait(bool isSignature, Clock::time_point deadline, jsonxx::Object& answer) {
+  std::uint64_t calls = 0;
+  while (true) {
+    pollfd ends[] = {{program_.socket, POLLIN, 0}, {program_.end, POLLIN, 0}};
+    const int ready = poll(ends, std::size(ends), static_cast<int>(kSlice.count()));
+    if (ready > 0 && ends[0].revents != 0) {
+      if (!channel_->receive()) return Outcome::kEnded;
+      while (auto message = channel_->next()) {
+        if (!message->has<jsonxx::String>("log")) {
+          answer = std::move(*message);
+          return Outcome::kAnswered;
+        }
+        prompt::log(keys::flagIn(*message, "warning") ? prompt::Weight::kWarning : prompt::Weight::kInfo,
+                    keys::textIn(*message, "log"));
+      }
+    } else if (ready > 0) {
+      return Outcome::kEnded;
+    }
+    if (isGone_ != nullptr && isGone_(program_.mark->waitsForPerson)) return Outcome::kAbandoned;
+    if (hangs(isSignature, deadline, calls)) return Outcome::kHangs;
+  }
+}
+
+/** Ends the process, and finds out whose fault that is. False when it is no module's, or one's that was left
+ * alone already. */
+bool KeyProcess::blame(Outcome outcome, bool isSignature) {
+  const keys::CallMark& mark = *program_.mark;
+  const std::string library = textOf(mark.library, sizeof mark.library);
+  const std::string function = textOf(mark.function, sizeof mark.function);
+  // The status of one that ended by itself is not that of the signal that would end it.
+  if (outcome == Outcome::kEnded) isReadable(program_.end, kSlice);
+  const bool wasAtWork = mark.since != 0;
+  const int status = keys::endKeyProgram(program_);
+  channel_.reset();
+  const auto patience = isSignature ? kSignaturePatience : kCallPatience;
+  std::string deed = "it ends the process that loads it";
+  if (outcome == Outcome::kHangs)
+    deed = wasAtWork ? "it does not answer within " + std::to_string(patience.count()) + " seconds"
+                     : "it does not come to an end within " + std::to_string(kPatience.count()) + " seconds";
+  else if (WIFSIGNALED(status) && WTERMSIG(status) != SIGKILL)
+    deed = "it crashes (signal " + std::to_string(WTERMSIG(status)) + ")";
+  const std::string reason = deed + ", in " + function;
+  failure_ = library.empty() ? "The process for keys has ended" : library + ": " + reason;
+  return !library.empty() && leftOut_.emplace(library, reason).second;
+}
+
+std::string KeyProcess::adviceOnModules() const {
+  if (leftOut_.empty()) return "";
+  const auto& [library, reason] = *leftOut_.begin();
+  return "The library of a card or token, " + library + ", cannot be used now: " + reason +
+         "; see that its device is connected and its service runs, take the card out and put it in again, "
+         "and "
+         "try once more";
+}
+
+void KeyProcess::keepFaults(const jsonxx::Object& answer) {
+  if (!answer.has<jsonxx::Array>("faults")) return;
+  faults_.clear();
+  constexpr long kLast = static_cast<long>(keys::StoreFault::Kind::kFile);
+  for (const jsonxx::Object* fault : keys::objectsIn(answer, "faults"))
+    faults_.push_back(
+        {static_cast<keys::StoreFault::Kind>(std::clamp(keys::numberIn(*fault, "kind"), 0L, kLast)),
+         keys::textIn(*fault, "place"), keys::textIn(*fault, "reason"),
+         keys::textIn(*fault, "registration")});
+}
+
+}  // namespace vorn::frameworks

@@ -1,0 +1,78 @@
+#pragma once
+
+#include <chrono>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "linux/keys/KeyChannel.h"
+#include "linux/keys/KeyProgram.h"
+#include "linux/keys/StoreFacts.h"
+
+namespace vorn::frameworks {
+
+/**
+ * The process for keys, as this one sees it: started when it is first needed, asked one question at a time, and
+ * waited for as long as the calls into its modules return. When one does not, or takes the process down, the
+ * process is started again without that module, which is left alone until `tryAllModules`. For the main thread.
+ */
+class KeyProcess {
+ public:
+  static KeyProcess& instance();
+
+  /** To go on with a program that has been opened, and may have been started, before. */
+  void adopt(int file, const keys::KeyProgram& started);
+  /** `isGone` says while an answer is waited for whether anybody still wants it; it is told whether a person is
+   * being asked. */
+  void abandonWhen(bool (*isGone)(bool isPersonAsked)) { isGone_ = isGone; }
+  /** Whether a question was given up because of that. The process has been ended then. */
+  bool isAbandoned() const { return isAbandoned_; }
+
+  /** Begins or ends what the user consents to with a PIN. */
+  void beginRequest(const std::string& caller, std::size_t documents);
+  void endRequest();
+
+  /** Nothing when there is no answer: `failure` says why. */
+  std::optional<jsonxx::Object> ask(jsonxx::Object question);
+  /** Of the last question that had no answer; for people. */
+  const std::string& failure() const { return failure_; }
+
+  /** What of the key store could not be used in the last search. */
+  const std::vector<keys::StoreFault>& faults() const { return faults_; }
+  /** Of the modules that are left alone, for people, with what to do; empty when there are none. */
+  std::string adviceOnModules() const;
+  void tryAllModules() { leftOut_.clear(); }
+
+  /** Numbers of keys are good for as long as this stays the same. */
+  int generation() const { return generation_; }
+  void forget(int generation, long key);
+
+ private:
+  enum class Outcome { kAnswered, kEnded, kHangs, kAbandoned };
+  using Clock = std::chrono::steady_clock;
+
+  bool start();
+  void end(bool inOrder);
+  bool send(jsonxx::Object& question);
+  Outcome wait(bool isSignature, Clock::time_point deadline, jsonxx::Object& answer);
+  bool hangs(bool isSignature, Clock::time_point& deadline, std::uint64_t& calls) const;
+  bool blame(Outcome outcome, bool isSignature);
+  void keepFaults(const jsonxx::Object& answer);
+
+  int file_ = -1;
+  keys::KeyProgram program_;
+  std::unique_ptr<keys::KeyChannel> channel_;
+  int generation_ = 0;
+  bool (*isGone_)(bool) = nullptr;
+  bool isAbandoned_ = false;
+  std::string failure_;
+  /** To be said again to a process that is started meanwhile. */
+  std::optional<jsonxx::Object> request_;
+  jsonxx::Array forgotten_;
+  std::map<std::string, std::string> leftOut_;
+  std::vector<keys::StoreFault> faults_;
+};
+
+}  // namespace vorn::frameworks

@@ -1,0 +1,61 @@
+#include "linux/frameworks/Security/RemoteKey.h"
+
+#include <cstdint>
+
+#include "linux/frameworks/Security/KeyProcess.h"
+
+namespace vorn::frameworks {
+namespace {
+
+using keys::flagIn;
+using keys::numberIn;
+using keys::textIn;
+
+constexpr OSStatus kCssmInternalError = -2147416063;
+
+}  // namespace
+
+RemoteKey::RemoteKey(const jsonxx::Object& identity)
+    : certificate_(textIn(identity, "certificate")),
+      token_{textIn(identity, "token"), flagIn(identity, "locked"), textIn(identity, "store")},
+      isRsa_(flagIn(identity, "rsa")),
+      modulusLength_(static_cast<std::size_t>(numberIn(identity, "octets"))),
+      generation_(KeyProcess::instance().generation()),
+      number_(numberIn(identity, "key")) {}
+
+RemoteKey::~RemoteKey() {
+  KeyProcess::instance().forget(generation_, number_);
+}
+
+/** In a process that was started since: the same certificate in the same token. */
+bool RemoteKey::findAgain() const {
+  const auto answer = KeyProcess::instance().ask(jsonxx::Object("question", "identities"));
+  if (!answer) return false;
+  for (const jsonxx::Object* identity : keys::objectsIn(*answer, "identities")) {
+    if (textIn(*identity, "certificate") != certificate_ || textIn(*identity, "store") != token_.store) continue;
+    generation_ = KeyProcess::instance().generation();
+    number_ = numberIn(*identity, "key");
+    return true;
+  }
+  return false;
+}
+
+std::variant<std::vector<std::uint8_t>, RemoteKey::Refusal> RemoteKey::sign(
+    const std::vector<std::uint8_t>& input) const {
+  KeyProcess& process = KeyProcess::instance();
+  for (int attempts = 0; attempts < 2; ++attempts) {
+    if (generation_ != process.generation() && !findAgain())
+      return Refusal{kCssmInternalError, "", "The key is not to be found any more"};
+    jsonxx::Object question("question", "sign");
+    question << "key" << number_ << "input" << keys::toHex(input);
+    const auto answer = process.ask(std::move(question));
+    if (answer && answer->has<jsonxx::String>("signature")) return keys::fromHex(textIn(*answer, "signature"));
+    if (answer)
+      return Refusal{static_cast<OSStatus>(numberIn(*answer, "code")), textIn(*answer, "name"),
+                     textIn(*answer, "sentence")};
+    if (process.isAbandoned() || !process.adviceOnModules().empty()) break;
+  }
+  return Refusal{kCssmInternalError, "", process.failure()};
+}
+
+}  // namespace vorn::frameworks

@@ -1,0 +1,123 @@
+#include "linux/keys/KeyStore.h"
+
+#include <algorithm>
+
+namespace vorn::keys {
+namespace {
+
+/**
+ * Those that can be used as they are come before those that ask for a password first; among each, cards
+ * before databases, as on the system whose order this keeps. Root lists hold no user's keys.
+ */
+std::vector<Slot> presentTokens() {
+  const OpenStores& stores = OpenStores::instance();
+  std::vector<Slot> tokens;
+  const SlotList list(PK11_GetAllTokens(CKM_INVALID_MECHANISM, PR_FALSE, PR_FALSE, nullptr));
+  if (list == nullptr) return tokens;
+  for (auto* element = PK11_GetFirstSafe(list.get()); element != nullptr;
+       element = PK11_GetNextSafe(list.get(), element, PR_FALSE))
+    if (stores.isUsable(element->slot) && PK11_IsPresent(element->slot) != PR_FALSE &&
+        PK11_HasRootCerts(element->slot) == PR_FALSE)
+      tokens.emplace_back(PK11_ReferenceSlot(element->slot));
+  const auto rank = [&stores](const Slot& slot) {
+    return std::pair(describeToken(slot.get()).locked, stores.rankOf(slot.get()));
+  };
+  std::stable_sort(tokens.begin(), tokens.end(),
+                   [&](const Slot& left, const Slot& right) { return rank(left) < rank(right); });
+  return tokens;
+}
+
+std::vector<TokenCertificate> certificatesIn(PK11SlotInfo* slot) {
+  std::vector<TokenCertificate> certificates;
+  const GenericObjects objects(PK11_FindGenericObjects(slot, CKO_CERTIFICATE));
+  for (auto* object = objects.get(); object != nullptr; object = PK11_GetNextGenericObject(object)) {
+    certificates.push_back({slot, readAttribute(PK11_TypeGeneric, object, CKA_VALUE),
+                            readAttribute(PK11_TypeGeneric, object, CKA_ID)});
+  }
+  return certificates;
+}
+
+using TokenKeys = std::vector<std::shared_ptr<const TokenKey>>;
+
+void appendVisibleKeys(PK11SlotInfo* slot, TokenKeys& keys) {
+  const PrivateKeyList list(PK11_ListPrivateKeysInSlot(slot));
+  if (list == nullptr) return;
+  for (auto* node = PRIVKEY_LIST_HEAD(list); !PRIVKEY_LIST_END(node, list); node = PRIVKEY_LIST_NEXT(node))
+    if (PrivateKeyHandle key{SECKEY_CopyPrivateKey(node->key)})
+      keys.push_back(std::make_shared<TokenKey>(Slot(PK11_ReferenceSlot(slot)), std::move(key)));
+}
+
+/**
+ * A token that is not logged in shows no private keys (NSS gives an empty list, not an error). The soft token
+ * writes a public key object beside each private key, under the same identifier, and shows that to everyone;
+ * cards do so too as a rule.
+ */
+void appendHiddenKeys(PK11SlotInfo* slot, TokenKeys& keys) {
+  const PublicKeyList list(PK11_ListPublicKeysInSlot(slot, nullptr));
+  if (list == nullptr) return;
+  for (auto* node = PUBKEY_LIST_HEAD(list); !PUBKEY_LIST_END(node, list); node = PUBKEY_LIST_NEXT(node)) {
+    auto hidden = std::make_shared<TokenKey>(Slot(PK11_ReferenceSlot(slot)), *node->key);
+    const auto isListed = [&hidden](const auto& key) { return key->isSameAs(*hidden); };
+    if (std::none_of(keys.begin(), keys.end(), isListed)) keys.push_back(std::move(hidden));
+  }
+}
+
+/**
+ * Of some cards nothing but the certificate is to be seen before the login: a key with its identifier is
+ * taken to be there. The soft token shows a public key for each of its own, and other people's certificates.
+ */
+void appendCertifiedKeys(PK11SlotInfo* slot, TokenKeys& keys) {
+  if (PK11_IsInternal(slot) != PR_FALSE) return;
+  for (const TokenCertificate& stored : certificatesIn(slot)) {
+    const auto certificate = x509::readCertificate(stored.der);
+    if (!certificate || stored.id.empty()) continue;
+    auto hidden = std::make_shared<TokenKey>(Slot(PK11_ReferenceSlot(slot)), stored.id, *certificate);
+    const auto isListed = [&hidden](const auto& key) { return key->isSameAs(*hidden); };
+    if (std::none_of(keys.begin(), keys.end(), isListed)) keys.push_back(std::move(hidden));
+  }
+}
+
+}  // namespace
+
+std::vector<TokenPlace> tokenPlaces() {
+  std::vector<TokenPlace> places;
+  for (const Slot& slot : OpenStores::instance().slots()) {
+    const Token token = describeToken(slot.get());
+    TokenPlace place{token.name, token.store, PK11_IsInternal(slot.get()) == PR_FALSE,
+                     PK11_IsPresent(slot.get()) != PR_FALSE, token.locked};
+    CK_TOKEN_INFO information{};
+    // Some modules have a place for a token that is yet to be made.
+    if (!place.isIn && PK11_IsRemovable(slot.get()) == PR_FALSE) continue;
+    if (!place.isIn) place.name = PK11_GetSlotName(slot.get());
+    if (place.isIn && place.isCard && PK11_GetTokenInfo(slot.get(), &information) == SECSuccess) {
+      if ((information.flags & CKF_TOKEN_INITIALIZED) == 0) continue;
+      place.isPinBlocked = (information.flags & CKF_USER_PIN_LOCKED) != 0;
+      place.isLastTry = (information.flags & CKF_USER_PIN_FINAL_TRY) != 0;
+    }
+    place.showsCertificate = place.isIn && !certificatesIn(slot.get()).empty();
+    places.push_back(std::move(place));
+  }
+  return places;
+}
+
+std::vector<TokenCertificate> listCertificates() {
+  std::vector<TokenCertificate> certificates;
+  for (const Slot& slot : presentTokens())
+    for (TokenCertificate& certificate : certificatesIn(slot.get()))
+      certificates.push_back(std::move(certificate));
+  return certificates;
+}
+
+std::vector<std::shared_ptr<const TokenKey>> listPrivateKeys() {
+  TokenKeys keys;
+  for (const Slot& slot : presentTokens()) {
+    appendVisibleKeys(slot.get(), keys);
+    if (describeToken(slot.get()).locked) {
+      appendHiddenKeys(slot.get(), keys);
+      appendCertifiedKeys(slot.get(), keys);
+    }
+  }
+  return keys;
+}
+
+}  // namespace vorn::keys

@@ -1,0 +1,45 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "linux/keys/NssError.h"
+#include "linux/keys/NssHandles.h"
+#include "linux/frameworks/Security/X509Certificate.h"
+#include "linux/prompt/PinPrompt.h"
+#include "linux/prompt/SigningRequest.h"
+
+namespace vorn::keys {
+
+/** The words for people of a login: the question, and what is said when it leads to nothing. */
+class LoginQuestion {
+ public:
+  LoginQuestion(PK11SlotInfo* slot, const CK_TOKEN_INFO& token, const x509::Certificate& certificate,
+                const prompt::SigningRequest::Facts& request);
+
+  prompt::Question question(const std::string& warning) const;
+  /** For a reader with keys of its own. */
+  prompt::Question notice(bool wasWrong) const;
+
+  /** What is to be known before the next try, as far as the token tells; may be empty. */
+  std::string warning(bool wasWrong) const;
+  /** Empty when a PIN of that length may be right. */
+  std::string wrongLength(std::size_t length) const;
+
+  NssError locked() const;
+  NssError expired() const;
+  NssError tooManyWrong() const;
+  NssError cancelled() const;
+  NssError unanswered(const std::string& reason) const;
+
+ private:
+  std::string tokenName() const;
+
+  /** "PIN", or "password" for a database. */
+  const std::string word_;
+  const std::string token_;
+  const CK_TOKEN_INFO info_;
+  const std::vector<std::string> lines_;
+};
+
+}  // namespace vorn::keys

@@ -1,0 +1,58 @@
+#pragma once
+
+#include <cert.h>
+#include <keyhi.h>
+#include <pk11pub.h>
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "linux/frameworks/Security/X509Certificate.h"
+
+/** Owners of what NSS hands out. */
+namespace vorn::keys {
+
+namespace der = frameworks::der;
+namespace x509 = frameworks::x509;
+
+template <auto release>
+struct NssRelease {
+  template <class T>
+  void operator()(T* object) const {
+    release(object);
+  }
+};
+
+using Slot = std::unique_ptr<PK11SlotInfo, NssRelease<PK11_FreeSlot>>;
+using SlotList = std::unique_ptr<PK11SlotList, NssRelease<PK11_FreeSlotList>>;
+using PrivateKeyHandle = std::unique_ptr<SECKEYPrivateKey, NssRelease<SECKEY_DestroyPrivateKey>>;
+using PrivateKeyList = std::unique_ptr<SECKEYPrivateKeyList, NssRelease<SECKEY_DestroyPrivateKeyList>>;
+using PublicKeyHandle = std::unique_ptr<SECKEYPublicKey, NssRelease<SECKEY_DestroyPublicKey>>;
+using PublicKeyList = std::unique_ptr<SECKEYPublicKeyList, NssRelease<SECKEY_DestroyPublicKeyList>>;
+using PublicKeyInfo =
+    std::unique_ptr<CERTSubjectPublicKeyInfo, NssRelease<SECKEY_DestroySubjectPublicKeyInfo>>;
+using GenericObjects = std::unique_ptr<PK11GenericObject, NssRelease<PK11_DestroyGenericObjects>>;
+
+inline der::Bytes bytesOf(const SECItem& item) {
+  return {item.data, item.len};
+}
+
+/** NSS takes its input as SECItem, which knows no const; nothing is written through it. */
+inline SECItem itemOf(der::Bytes bytes) {
+  return {siBuffer, const_cast<unsigned char*>(bytes.data()), static_cast<unsigned>(bytes.size())};
+}
+
+/** An attribute of a token's object; empty when it has none. `object` is what NSS has for that
+ * type of object. */
+inline std::vector<std::uint8_t> readAttribute(PK11ObjectType type, void* object,
+                                               CK_ATTRIBUTE_TYPE attribute) {
+  SECItem item{};
+  if (PK11_ReadRawAttribute(type, object, attribute, &item) != SECSuccess) return {};
+  const der::Bytes bytes = bytesOf(item);
+  std::vector<std::uint8_t> value(bytes.begin(), bytes.end());
+  SECITEM_FreeItem(&item, PR_FALSE);
+  return value;
+}
+
+}  // namespace vorn::keys

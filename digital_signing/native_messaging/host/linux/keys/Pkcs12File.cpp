@@ -1,0 +1,227 @@
+#include "linux/keys/Pkcs12File.h"
+
+#include <ciferfam.h>
+#include <nss.h>
+#include <p12.h>
+#include <p12plcy.h>
+#include <prerror.h>
+#include <secerr.h>
+#include <secport.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+
+#include "linux/keys/NssError.h"
+#include "linux/keys/NssHandles.h"
+
+namespace vorn::keys {
+namespace {
+
+namespace fs = std::filesystem;
+
+using Decoder = std::unique_ptr<SEC_PKCS12DecoderContext, NssRelease<SEC_PKCS12DecoderFinish>>;
+using CertificateHandle = std::unique_ptr<CERTCertificate, NssRelease<CERT_DestroyCertificate>>;
+
+/** NSS as one task has it, with the database in `folder`, or with none. */
+class Library {
+ public:
+  explicit Library(const fs::path& folder = {}) {
+    NSSInitParameters parameters{};
+    parameters.length = sizeof parameters;
+    const std::string place = folder.empty() ? "" : "sql:" + folder.string();
+    constexpr PRUint32 kNoDatabase = NSS_INIT_READONLY | NSS_INIT_NOCERTDB | NSS_INIT_NOMODDB;
+    context_ =
+        NSS_InitContext(place.c_str(), "", "", "", &parameters,
+                        NSS_INIT_NOROOTINIT | NSS_INIT_OPTIMIZESPACE | (folder.empty() ? kNoDatabase : 0));
+    // What authorities have used, old as it may be: the file is read, never written.
+    for (const long cipher :
+         {PKCS12_RC2_CBC_40, PKCS12_RC2_CBC_128, PKCS12_RC4_40, PKCS12_RC4_128, PKCS12_DES_56,
+          PKCS12_DES_EDE3_168, PKCS12_AES_CBC_128, PKCS12_AES_CBC_192, PKCS12_AES_CBC_256})
+      SEC_PKCS12EnableCipher(cipher, 1);
+  }
+  ~Library() {
+    if (context_ != nullptr) NSS_ShutdownContext(context_);
+  }
+  Library(const Library&) = delete;
+  Library& operator=(const Library&) = delete;
+
+  bool isOpen() const { return context_ != nullptr; }
+
+ private:
+  NSSInitContext* context_;
+};
+
+/** A password in the form of the standard: UTF-16, the higher byte first, with a zero at the end. Wiped. */
+class WidePassword {
+ public:
+  explicit WidePassword(std::string_view text) : bytes_(2 * text.size() + 2) {
+    unsigned length = 0;
+    PORT_UCS2_UTF8Conversion(PR_TRUE, reinterpret_cast<unsigned char*>(const_cast<char*>(text.data())),
+                             static_cast<unsigned>(text.size()), bytes_.data(),
+                             static_cast<unsigned>(bytes_.size()), &length);
+    item_ = {siBuffer, bytes_.data(), length + 2};
+  }
+  ~WidePassword() { explicit_bzero(bytes_.data(), bytes_.size()); }
+  WidePassword(const WidePassword&) = delete;
+  WidePassword& operator=(const WidePassword&) = delete;
+
+  SECItem* item() { return &item_; }
+  /** No password at all, which is not the same as an empty one. */
+  void makeNone() { item_.len = 0; }
+
+ private:
+  std::vector<unsigned char> bytes_;
+  SECItem item_{};
+};
+
+Pkcs12Result failure(Pkcs12Status status) {
+  return {status, lastNssError().name};
+}
+
+bool isOfPassword(PRErrorCode error) {
+  return error == SEC_ERROR_BAD_PASSWORD || error == SEC_ERROR_PKCS12_INVALID_MAC ||
+         error == SEC_ERROR_PKCS12_PRIVACY_PASSWORD_INCORRECT;
+}
+
+/** A file and the password that opens it, which the decoder goes on to use. */
+class OpenFile {
+ public:
+  /**
+   * The programs that write such files differ in how they take a password that is empty, or has other letters
+   * than those of ASCII, into account for the newer ciphers: the ways are tried one after another.
+   */
+  OpenFile(std::span<const std::uint8_t> file, std::string_view password, PK11SlotInfo* slot, void* argument)
+      : password_(password) {
+    for (const PRInt32 wideForAll : {0, 1}) {
+      NSS_OptionSet(__NSS_PKCS12_DECODE_FORCE_UNICODE, wideForAll);
+      if (decode(file, slot, argument) || !isOfPassword(PR_GetError())) return;
+    }
+    if (!password.empty()) return;
+    password_.makeNone();
+    decode(file, slot, argument);
+  }
+
+  /** Null with NSS's error set when the file could not be opened. */
+  SEC_PKCS12DecoderContext* decoder() const { return decoder_.get(); }
+
+ private:
+  bool decode(std::span<const std::uint8_t> file, PK11SlotInfo* slot, void* argument) {
+    decoder_.reset(SEC_PKCS12DecoderStart(password_.item(), slot, argument, nullptr, nullptr, nullptr,
+                                          nullptr, nullptr));
+    if (decoder_ == nullptr ||
+        SEC_PKCS12DecoderUpdate(decoder_.get(), const_cast<unsigned char*>(file.data()), file.size()) !=
+            SECSuccess ||
+        SEC_PKCS12DecoderVerify(decoder_.get()) != SECSuccess) {
+      const PRErrorCode error = PR_GetError();
+      decoder_.reset();
+      PR_SetError(error, 0);
+    }
+    return decoder_ != nullptr;
+  }
+
+  WidePassword password_;
+  Decoder decoder_;
+};
+
+Pkcs12Result unreadable() {
+  return failure(isOfPassword(PR_GetError()) ? Pkcs12Status::kWrongPassword : Pkcs12Status::kMalformed);
+}
+
+std::vector<Pkcs12Certificate> certificatesIn(SEC_PKCS12DecoderContext* decoder) {
+  std::vector<Pkcs12Certificate> certificates;
+  if (SEC_PKCS12DecoderIterateInit(decoder) != SECSuccess) return certificates;
+  const SEC_PKCS12DecoderItem* item = nullptr;
+  while (SEC_PKCS12DecoderIterateNext(decoder, &item) == SECSuccess) {
+    if (item->type != SEC_OID_PKCS12_V1_CERT_BAG_ID || item->der == nullptr) continue;
+    const der::Bytes bytes = bytesOf(*item->der);
+    certificates.push_back({{bytes.begin(), bytes.end()}, item->hasKey != PR_FALSE});
+  }
+  return certificates;
+}
+
+/** Asked when a nickname is another subject's already, or there is none: the subject's name with a number. */
+SECItem* PR_CALLBACK newNickname(SECItem* old, PRBool* cancel, void* argument) {
+  static unsigned count = 0;
+  *cancel = PR_FALSE;
+  const auto* certificate = static_cast<CERTCertificate*>(argument);
+  std::string name = old != nullptr && old->data != nullptr
+                         ? std::string(reinterpret_cast<const char*>(old->data),
+                                       strnlen(reinterpret_cast<const char*>(old->data), old->len))
+                         : "";
+  if (name.empty() && certificate != nullptr && certificate->subjectName != nullptr)
+    name = certificate->subjectName;
+  if (name.empty()) name = "certificate";
+  if (old != nullptr && old->data != nullptr) name += " #" + std::to_string(++count + 1);
+  SECItem* const nickname = SECITEM_AllocItem(nullptr, nullptr, static_cast<unsigned>(name.size() + 1));
+  if (nickname != nullptr) std::memcpy(nickname->data, name.c_str(), name.size() + 1);
+  return nickname;
+}
+
+char* PR_CALLBACK storePassword(PK11SlotInfo* /*slot*/, PRBool retry, void* argument) {
+  const auto& ask = *static_cast<const AskStorePassword*>(argument);
+  prompt::Secret password;
+  return ask(retry != PR_FALSE, password) ? PORT_Strdup(password.text()) : nullptr;  // NSS wipes it
+}
+
+/** A new database has no password until one is set, the empty one included. */
+bool isReady(PK11SlotInfo* slot, void* argument) {
+  if (PK11_NeedUserInit(slot) != PR_FALSE && PK11_InitPin(slot, nullptr, "") != SECSuccess) return false;
+  return PK11_NeedLogin(slot) == PR_FALSE || PK11_Authenticate(slot, PR_TRUE, argument) == SECSuccess;
+}
+
+bool holds(PK11SlotInfo* slot, const Pkcs12Certificate& certificate, void* argument) {
+  SECItem der = itemOf(certificate.der);
+  const CertificateHandle found(PK11_FindCertFromDERCertItem(slot, &der, argument));
+  if (found == nullptr) return false;
+  return !certificate.hasKey ||
+         PrivateKeyHandle(PK11_FindPrivateKeyFromCert(slot, found.get(), argument)) != nullptr;
+}
+
+Pkcs12Result importInto(PK11SlotInfo* slot, std::span<const std::uint8_t> file, std::string_view password,
+                        void* argument) {
+  const OpenFile open(file, password, slot, argument);
+  if (open.decoder() == nullptr) return unreadable();
+  std::vector<Pkcs12Certificate> certificates = certificatesIn(open.decoder());
+  const auto isThere = [&](const Pkcs12Certificate& certificate) {
+    return holds(slot, certificate, argument);
+  };
+  if (std::all_of(certificates.begin(), certificates.end(), isThere))
+    return {Pkcs12Status::kAlreadyThere, "", std::move(certificates)};
+  if (SEC_PKCS12DecoderValidateBags(open.decoder(), &newNickname) != SECSuccess ||
+      SEC_PKCS12DecoderImportBags(open.decoder()) != SECSuccess)
+    return failure(Pkcs12Status::kStoreFailed);
+  return {Pkcs12Status::kFine, "", std::move(certificates)};
+}
+
+}  // namespace
+
+Pkcs12Result readPkcs12(std::span<const std::uint8_t> file, std::string_view password) {
+  const Library library;
+  if (!library.isOpen()) return failure(Pkcs12Status::kStoreFailed);
+  const Slot slot(PK11_GetInternalKeySlot());
+  const OpenFile open(file, password, slot.get(), nullptr);
+  if (open.decoder() == nullptr) return unreadable();
+  return {Pkcs12Status::kFine, "", certificatesIn(open.decoder())};
+}
+
+Pkcs12Result importPkcs12(std::span<const std::uint8_t> file, std::string_view password,
+                          const fs::path& folder, const AskStorePassword& askStorePassword) {
+  const mode_t before = umask(S_IRWXG | S_IRWXO);
+  std::error_code impossible;
+  fs::create_directories(folder, impossible);
+  const Library library(folder);
+  umask(before);
+  if (impossible) return {Pkcs12Status::kStoreFailed, impossible.message()};
+  if (!library.isOpen()) return failure(Pkcs12Status::kStoreFailed);
+  void* const argument = const_cast<AskStorePassword*>(&askStorePassword);
+  const Slot slot(PK11_GetInternalKeySlot());
+  PK11_SetPasswordFunc(&storePassword);
+  Pkcs12Result result = isReady(slot.get(), argument) ? importInto(slot.get(), file, password, argument)
+                                                      : failure(Pkcs12Status::kStoreLocked);
+  PK11_SetPasswordFunc(nullptr);
+  return result;
+}
+
+}  // namespace vorn::keys

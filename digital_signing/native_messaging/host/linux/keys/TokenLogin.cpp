@@ -1,0 +1,130 @@
+#include "linux/keys/TokenLogin.h"
+
+#include <prerror.h>
+#include <secerr.h>
+
+#include <memory>
+#include <vector>
+
+#include "linux/keys/CallMark.h"
+#include "linux/keys/LoginQuestion.h"
+#include "linux/keys/WatchedModules.h"
+#include "linux/prompt/PromptLog.h"
+
+namespace vorn::keys {
+namespace {
+
+/** A token without a count of its own would let a program that answers the prompt try for ever. */
+constexpr int kMostQuestions = 5;
+
+std::vector<std::unique_ptr<TokenLogin>> logins;
+
+prompt::Answer askPerson(const prompt::Question& question, prompt::Secret& pin) {
+  const MarkedWait typing;
+  return prompt::ask(question, pin);
+}
+
+/** Whoever NSS is to be told a PIN by; it asks in other places too, and is told none there. */
+TokenLogin* speaker = nullptr;
+
+}  // namespace
+
+NssError lastErrorOf(PK11SlotInfo* slot) {
+  NssError error = lastNssError();
+  if (PR_GetError() == SEC_ERROR_NO_TOKEN)
+    error.sentence = std::string("The token \"") + PK11_GetTokenName(slot) +
+                     "\" is not in its reader; put the card in and sign again";
+  return error;
+}
+
+TokenLogin* TokenLogin::of(PK11SlotInfo* slot) {
+  prompt::SigningRequest* const request = prompt::SigningRequest::current();
+  if (request == nullptr) return nullptr;
+  for (const auto& login : logins)
+    if (login->slot_.get() == slot) return login.get();
+  PK11_SetPasswordFunc(&answerToNss);
+  if (logins.empty()) request->atEnd([] { logins.clear(); });
+  return logins.emplace_back(std::make_unique<TokenLogin>(slot, *request)).get();
+}
+
+TokenLogin::TokenLogin(PK11SlotInfo* slot, prompt::SigningRequest& request)
+    : slot_(PK11_ReferenceSlot(slot)), request_(request) {}
+
+TokenLogin::~TokenLogin() {
+  if (isLoggedIn_) PK11_Logout(slot_.get());
+}
+
+/** NSS wipes what it is given. It calls again when the PIN was wrong, some calls with the token's lock held:
+ * whoever called NSS looks then why, and asks. */
+char* TokenLogin::answerToNss(PK11SlotInfo* slot, PRBool retry, void* /*context*/) {
+  if (speaker == nullptr || speaker->slot_.get() != slot) return nullptr;
+  if (retry != PR_FALSE) speaker->isRefused_ = true;
+  // A module is given the PIN itself, of which NSS needs no copy then.
+  const bool forModule = PK11_IsInternal(slot) == PR_FALSE;
+  return retry != PR_FALSE ? nullptr : PORT_Strdup(forModule ? "" : speaker->pin_.text());
+}
+
+SECStatus TokenLogin::run(const std::function<SECStatus()>& use) {
+  isRefused_ = false;
+  speaker = this;
+  WatchedModules::usePin(pin_.text());
+  const SECStatus status = use();
+  WatchedModules::usePin(nullptr);
+  speaker = nullptr;
+  return status;
+}
+
+std::optional<NssError> TokenLogin::logIn(const x509::Certificate& certificate) {
+  const auto refusal =
+      withPin(certificate, [this] { return PK11_Authenticate(slot_.get(), PR_TRUE, nullptr); });
+  isLoggedIn_ = isLoggedIn_ || !refusal;
+  return refusal;
+}
+
+std::optional<NssError> TokenLogin::withPin(const x509::Certificate& certificate,
+                                            const std::function<SECStatus()>& use) {
+  for (bool wasWrong = false;; wasWrong = true) {
+    CK_TOKEN_INFO token{};
+    if (PK11_GetTokenInfo(slot_.get(), &token) != SECSuccess) return lastErrorOf(slot_.get());
+    const LoginQuestion question(slot_.get(), token, certificate, request_.facts());
+    if ((token.flags & CKF_USER_PIN_LOCKED) != 0) return question.locked();
+    std::optional<MarkedWait> typing;
+    std::optional<prompt::Notice> notice;
+    if ((token.flags & CKF_PROTECTED_AUTHENTICATION_PATH) != 0) {
+      if (++questions_ > kMostQuestions) return question.tooManyWrong();
+      typing.emplace();
+      notice.emplace(question.notice(wasWrong));
+    } else if (pin_.size() == 0 || (token.flags & CKF_USER_PIN_FINAL_TRY) != 0) {
+      // The last try is the user's: the PIN that is held is not used up on it.
+      if (auto refusal = ask(question, question.warning(wasWrong))) return refusal;
+    }
+    if (run(use) == SECSuccess) {
+      questions_ = 0;
+      return std::nullopt;
+    }
+    const PRErrorCode code = PR_GetError();
+    if (code == SEC_ERROR_LOCKED_PASSWORD) return question.locked();
+    if (code == SEC_ERROR_EXPIRED_PASSWORD) return question.expired();
+    if (!isRefused_ && code != SEC_ERROR_INVALID_PASSWORD) return lastErrorOf(slot_.get());
+    prompt::log(prompt::Weight::kWarning,
+                std::string("The token \"") + PK11_GetTokenName(slot_.get()) + "\" takes the PIN for wrong");
+    pin_.wipe();
+  }
+}
+
+/** Nothing when there is a PIN to try. */
+std::optional<NssError> TokenLogin::ask(const LoginQuestion& question, std::string warning) {
+  bool wasOdd = false;
+  while (true) {
+    if (++questions_ > kMostQuestions) return question.tooManyWrong();
+    const prompt::Answer answer = askPerson(question.question(warning), pin_);
+    if (answer.outcome == prompt::Answer::Outcome::kFailed) return question.unanswered(answer.reason);
+    if (answer.outcome != prompt::Answer::Outcome::kGiven) return question.cancelled();
+    // The token may count it as a try; but whoever insists may know the token better than it does itself.
+    warning = question.wrongLength(pin_.size());
+    if (warning.empty() || (wasOdd && pin_.size() > 0)) return std::nullopt;
+    wasOdd = wasOdd || pin_.size() > 0;
+  }
+}
+
+}  // namespace vorn::keys

@@ -1,0 +1,89 @@
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/prctl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <thread>
+
+#include "linux/app/Sandbox.h"
+#include "linux/keys/CallMark.h"
+#include "linux/keys/KeyChannel.h"
+#include "linux/keys/Questions.h"
+#include "linux/prompt/PromptLog.h"
+#include "linux/prompt/PromptProcess.h"
+
+/**
+ * The process for keys: it alone opens key stores, loads the libraries of tokens, asks for PINs and has keys
+ * sign. It is started with a socket as its standard input, over which it is asked: see Questions. Descriptor 3
+ * may be the page in which it says whom it waits for: see CallMark.
+ */
+using namespace vorn;
+
+namespace {
+
+constexpr int kMark = 3;
+/** Out of the way of those who close what they think is theirs. */
+constexpr int kHigh = 200;
+
+keys::KeyChannel* asker = nullptr;
+
+int moveAway(int descriptor) {
+  const int high = fcntl(descriptor, F_DUPFD_CLOEXEC, kHigh);
+  return high >= 0 ? high : fcntl(descriptor, F_DUPFD_CLOEXEC, kMark + 1);
+}
+
+void tell(prompt::Weight weight, std::string_view text) {
+  jsonxx::Object record("log", text);
+  record << "warning" << (weight == prompt::Weight::kWarning);
+  asker->send(record);
+}
+
+/** Whatever else the process does: it ends when nobody is at the other end any more. */
+void endWith(int socket) {
+  pollfd other{socket, POLLRDHUP, 0};
+  while (poll(&other, 1, -1) < 0) continue;
+  prompt::PromptProcess::dismissOpen();
+  _exit(EXIT_SUCCESS);
+}
+
+int answerUntilTheEnd(keys::KeyChannel& channel) {
+  keys::Questions questions;
+  while (channel.receive())
+    while (const auto question = channel.next())
+      if (const auto answer = questions.answer(*question); answer && !channel.send(*answer)) return EXIT_SUCCESS;
+  return EXIT_SUCCESS;
+}
+
+}  // namespace
+
+int main() {
+  struct stat input{};
+  if (fstat(STDIN_FILENO, &input) != 0 || !S_ISSOCK(input.st_mode)) {
+    std::fputs("vorn-signing-keys keeps keys and PINs for vorn-signing, which starts it\n", stderr);
+    return EXIT_FAILURE;
+  }
+  prctl(PR_SET_PDEATHSIG, SIGKILL);
+  for (const int ignored : {SIGPIPE, SIGXFSZ}) std::signal(ignored, SIG_IGN);
+  const int socket = moveAway(STDIN_FILENO);
+  keys::useCallMark(keys::mapCallMark(kMark));
+  close_range(kMark, kHigh - 1, 0);
+  const int nothing = open("/dev/null", O_RDONLY | O_CLOEXEC);
+  dup2(nothing, STDIN_FILENO);
+  close(nothing);
+  keys::KeyChannel channel(socket);
+  asker = &channel;
+  prompt::setLog(&tell);
+  enterSandbox();  // the host has a log, and says in it whether that succeeds
+  std::thread(&endWith, socket).detach();
+  try {
+    _exit(answerUntilTheEnd(channel));
+  } catch (const std::exception& failure) {
+    tell(prompt::Weight::kWarning, std::string("The process for keys fails: ") + failure.what());
+    _exit(EXIT_FAILURE);
+  }
+}
