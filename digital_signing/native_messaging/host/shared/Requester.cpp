@@ -34,13 +34,13 @@ const Ends& watched() {
   return ends;
 }
 
-bool hasEndedInput() {
+bool hasEndedInput(std::chrono::milliseconds ago) {
   if (!endOfInput && isClosed(ends.input)) endOfInput = Clock::now();
-  return endOfInput.has_value();
+  return endOfInput && Clock::now() - *endOfInput >= ago;
 }
 
 bool isGone() {
-  return isClosed(ends.output) || (hasEndedInput() && Clock::now() - *endOfInput > kPatience);
+  return isClosed(ends.output) || hasEndedInput(kPatience);
 }
 
 void requirePresent() {

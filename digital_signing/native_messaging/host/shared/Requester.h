@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <exception>
 
 namespace vorn {
@@ -27,8 +28,9 @@ void watch(const Ends& ends);
 /** What was given to `watch`; for code that waits for something else as well. */
 const Ends& watched();
 
-/** Whether nothing will ever follow the request: the other end of the input is closed. */
-bool hasEndedInput();
+/** Whether nothing will ever follow the request: the other end of the input has been closed since then, as
+ * far as it was looked for. */
+bool hasEndedInput(std::chrono::milliseconds ago = {});
 
 /**
  * Whether nobody waits for the answer: the output's reader has gone, or the input has been at its end for

@@ -4,6 +4,7 @@
 #include <log4cplus/loggingmacros.h>
 #include <log4cplus/mdc.h>
 
+#include <chrono>
 #include <set>
 #include <string>
 
@@ -38,9 +39,12 @@ void logStoreFaults() {
   }
 }
 
-/** Whoever closes the input waits for no person any more. */
+/** Whoever closes the input waits for no person any more, and for no card that hangs: browsers kill a host
+ * two seconds later. */
 bool isBrowserGone(bool isPersonAsked) {
-  return (isPersonAsked && requester::hasEndedInput()) || requester::isGone();
+  constexpr std::chrono::milliseconds kPatience{1500};
+  return requester::hasEndedInput(isPersonAsked ? std::chrono::milliseconds() : kPatience) ||
+         requester::isGone();
 }
 
 /** Where signature_record::setCaller has left it. */
