@@ -45,8 +45,9 @@ Files files;
 /** By its own name for as long as that is still the file that was opened: debuggers know it by that. */
 std::string nameOf(int opened, const std::string& path) {
   struct stat before{}, now{};
-  const bool isSame = fstat(opened, &before) != 0 ||
-                      (stat(path.c_str(), &now) == 0 && before.st_dev == now.st_dev && before.st_ino == now.st_ino);
+  const bool isSame =
+      fstat(opened, &before) != 0 ||
+      (stat(path.c_str(), &now) == 0 && before.st_dev == now.st_dev && before.st_ino == now.st_ino);
   return isSame ? path : "/proc/self/fd/" + std::to_string(opened);
 }
 

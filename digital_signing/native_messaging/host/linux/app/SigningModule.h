@@ -35,8 +35,8 @@ struct SigningModule {
                                   jsonxx::Object& response) noexcept;
 };
 
-/** Opens the files beside the host's own that it starts and loads later: what takes their place meanwhile, in an
- * upgrade, is of another build. */
+/** Opens the files beside the host's own that it starts and loads later: what takes their place meanwhile, in
+ * an upgrade, is of another build. */
 void openSigningFiles();
 
 inline constexpr const char* kSigningModuleFile = "vorn-signing-module.so";

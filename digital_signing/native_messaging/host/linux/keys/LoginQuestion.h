@@ -3,9 +3,9 @@
 #include <string>
 #include <vector>
 
+#include "linux/frameworks/Security/X509Certificate.h"
 #include "linux/keys/NssError.h"
 #include "linux/keys/NssHandles.h"
-#include "linux/frameworks/Security/X509Certificate.h"
 #include "linux/prompt/PinPrompt.h"
 #include "linux/prompt/SigningRequest.h"
 

@@ -5,10 +5,10 @@
 #include <optional>
 #include <variant>
 
-#include "linux/keys/StoreFacts.h"
+#include "linux/frameworks/Security/X509Certificate.h"
 #include "linux/keys/NssError.h"
 #include "linux/keys/NssHandles.h"
-#include "linux/frameworks/Security/X509Certificate.h"
+#include "linux/keys/StoreFacts.h"
 
 namespace vorn::keys {
 

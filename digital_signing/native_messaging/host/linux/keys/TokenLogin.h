@@ -4,9 +4,9 @@
 #include <optional>
 #include <string>
 
+#include "linux/frameworks/Security/X509Certificate.h"
 #include "linux/keys/NssError.h"
 #include "linux/keys/NssHandles.h"
-#include "linux/frameworks/Security/X509Certificate.h"
 #include "linux/prompt/LockedMemory.h"
 #include "linux/prompt/SigningRequest.h"
 

@@ -110,6 +110,7 @@ std::optional<jsonxx::Object> KeyProcess::ask(jsonxx::Object question) {
     const Outcome outcome = send(question) ? wait(isSignature, deadline, answer) : Outcome::kEnded;
     if (outcome == Outcome::kAnswered) {
       keepFaults(answer);
+      failure_.clear();
       return answer;
     }
     if (outcome == Outcome::kAbandoned) {
