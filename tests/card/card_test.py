@@ -25,6 +25,8 @@ PIN = "73915264"
 AGREEMENT = TESTS.parent / "examples/agreement.xml"
 USER = {**JANE, "aki": [aki_of(HOMES)]}
 
+# OpenSC 0.23 may wait for itself when a card leaves.
+OUT = "is not in its reader|opensc-pkcs11.so"
 FIND = json.dumps({"type": "version", "user_details": USER})
 
 
@@ -114,14 +116,14 @@ def check_moments(desk):
     desk.expect_found("finds the card that is put in later")
     desk.expect_signed("and signs with it")
     card.remove()
-    desk.expect_refused("says when it is out", "not in its reader|102", (102, 105))
+    desk.expect_refused("says when it is out", OUT, (100, 105))
     card.insert()
     desk.expect_signed("and signs when it is back")
 
     desk.answer("wait")
     leaving = threading.Thread(target=leave_prompt, args=(desk,))
     leaving.start()
-    desk.expect_refused("says that it left while the PIN was typed", "Jane Citizen|reader|card")
+    desk.expect_refused("says that it left while the PIN was typed", OUT, (100, 105))
     leaving.join()
     card.insert()
     desk.expect_signed("and signs when it is back")
@@ -132,7 +134,7 @@ def check_moments(desk):
         if moment != GET_DATA:
             desk.expect_found("finds it")
         card.leave_at(moment, after)
-        desk.expect_refused(f"says that it left while {name}", ".", (100, 102, 105))
+        desk.expect_refused(f"says that it left while {name}", OUT if after or moment != GET_DATA else "", (100, 102, 105))
         expect(card.tries == TRIES, "without a wrong PIN")
         card.insert()
         desk.expect_signed("and signs when it is back")

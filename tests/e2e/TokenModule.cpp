@@ -141,7 +141,7 @@ CK_RV misbehave(std::string_view function) {
       if (write(descriptor, noise.data(), noise.size()) < 0) continue;
   }
   if (deed == "close")
-    for (int descriptor = 0; descriptor < 64; ++descriptor) close(descriptor);
+    for (int descriptor = 0; descriptor < 1024; ++descriptor) close(descriptor);
   if (deed == "signals") {
     sigset_t all{};
     sigfillset(&all);

@@ -28,6 +28,10 @@ constexpr milliseconds kSlice{100};
 /** For a prompt to leave a terminal in order. */
 constexpr milliseconds kFarewell{300};
 
+seconds patienceFor(const std::string& function) {
+  return function.starts_with("C_Sign") ? kSignaturePatience : kCallPatience;
+}
+
 std::string textOf(const char* room, std::size_t size) {
   return std::string(room, strnlen(room, size));
 }
@@ -119,7 +123,7 @@ std::optional<jsonxx::Object> KeyProcess::ask(jsonxx::Object question) {
       failure_ = "nobody waits for an answer";
       return std::nullopt;
     }
-    if (!blame(outcome, isSignature)) ++unexplained;
+    if (!blame(outcome)) ++unexplained;
     // The key that was to sign is known to the process that is gone.
     if (isSignature) return std::nullopt;
     if (Clock::now() >= deadline) break;
@@ -134,7 +138,7 @@ bool KeyProcess::hangs(bool isSignature, Clock::time_point& deadline, std::uint6
     deadline = std::max(deadline, Clock::now() + kCallPatience);
     return false;
   }
-  const auto patience = isSignature ? kSignaturePatience : kCallPatience;
+  const auto patience = patienceFor(textOf(mark.function, sizeof mark.function));
   const std::int64_t since = mark.since;
   if (since != 0 && keys::steadyMilliseconds() - since > milliseconds(patience).count()) return true;
   // Signing takes as long as it takes, as long as it goes on.
@@ -167,7 +171,7 @@ KeyProcess::Outcome KeyProcess::wait(bool isSignature, Clock::time_point deadlin
 
 /** Ends the process, and finds out whose fault that is. False when it is no module's, or one's that was left
  * alone already. */
-bool KeyProcess::blame(Outcome outcome, bool isSignature) {
+bool KeyProcess::blame(Outcome outcome) {
   const keys::CallMark& mark = *program_.mark;
   const std::string library = textOf(mark.library, sizeof mark.library);
   const std::string function = textOf(mark.function, sizeof mark.function);
@@ -176,7 +180,7 @@ bool KeyProcess::blame(Outcome outcome, bool isSignature) {
   const bool wasAtWork = mark.since != 0;
   const int status = keys::endKeyProgram(program_);
   channel_.reset();
-  const auto patience = isSignature ? kSignaturePatience : kCallPatience;
+  const auto patience = patienceFor(function);
   std::string deed = "it ends the process that loads it";
   if (outcome == Outcome::kHangs)
     deed = wasAtWork ? "it does not answer within " + std::to_string(patience.count()) + " seconds"
