@@ -11,7 +11,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 // Chromium kills a host two seconds after it has closed its input, Firefox three.
-constexpr std::chrono::seconds kPatience{3};
+constexpr std::chrono::milliseconds kPatience{1500};
 
 requester::Ends ends;
 std::optional<Clock::time_point> endOfInput;
@@ -34,13 +34,13 @@ const Ends& watched() {
   return ends;
 }
 
-bool hasEndedInput(std::chrono::milliseconds ago) {
+bool hasEndedInput() {
   if (!endOfInput && isClosed(ends.input)) endOfInput = Clock::now();
-  return endOfInput && Clock::now() - *endOfInput >= ago;
+  return endOfInput.has_value();
 }
 
 bool isGone() {
-  return isClosed(ends.output) || hasEndedInput(kPatience);
+  return isClosed(ends.output) || (hasEndedInput() && Clock::now() - *endOfInput > kPatience);
 }
 
 void requirePresent() {

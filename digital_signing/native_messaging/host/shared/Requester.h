@@ -1,6 +1,5 @@
 #pragma once
 
-#include <chrono>
 #include <exception>
 
 namespace vorn {
@@ -28,9 +27,8 @@ void watch(const Ends& ends);
 /** What was given to `watch`; for code that waits for something else as well. */
 const Ends& watched();
 
-/** Whether nothing will ever follow the request: the other end of the input has been closed since then, as
- * far as it was looked for. */
-bool hasEndedInput(std::chrono::milliseconds ago = {});
+/** Whether nothing will ever follow the request: the other end of the input is closed. */
+bool hasEndedInput();
 
 /**
  * Whether nobody waits for the answer: the output's reader has gone, or the input has been at its end for

@@ -4,7 +4,6 @@
 #include <log4cplus/loggingmacros.h>
 #include <log4cplus/mdc.h>
 
-#include <chrono>
 #include <set>
 #include <string>
 
@@ -39,12 +38,9 @@ void logStoreFaults() {
   }
 }
 
-/** Whoever closes the input waits for no person any more, and for no card that hangs: browsers kill a host
- * two seconds later. */
+/** Whoever closes the input waits for no person any more. */
 bool isBrowserGone(bool isPersonAsked) {
-  constexpr std::chrono::milliseconds kPatience{1500};
-  return requester::hasEndedInput(isPersonAsked ? std::chrono::milliseconds() : kPatience) ||
-         requester::isGone();
+  return (isPersonAsked && requester::hasEndedInput()) || requester::isGone();
 }
 
 /** Where signature_record::setCaller has left it. */

@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
+#include <string_view>
 #include <system_error>
 #include <utility>
 
@@ -28,8 +29,9 @@ constexpr milliseconds kSlice{100};
 /** For a prompt to leave a terminal in order. */
 constexpr milliseconds kFarewell{300};
 
-seconds patienceFor(const std::string& function) {
-  return function.starts_with("C_Sign") ? kSignaturePatience : kCallPatience;
+/** How long the call at hand may take. */
+seconds patienceOf(const keys::CallMark& mark) {
+  return std::string_view(mark.function, 6) == "C_Sign" ? kSignaturePatience : kCallPatience;
 }
 
 std::string textOf(const char* room, std::size_t size) {
@@ -138,9 +140,8 @@ bool KeyProcess::hangs(bool isSignature, Clock::time_point& deadline, std::uint6
     deadline = std::max(deadline, Clock::now() + kCallPatience);
     return false;
   }
-  const auto patience = patienceFor(textOf(mark.function, sizeof mark.function));
   const std::int64_t since = mark.since;
-  if (since != 0 && keys::steadyMilliseconds() - since > milliseconds(patience).count()) return true;
+  if (since != 0 && keys::steadyMilliseconds() - since > milliseconds(patienceOf(mark)).count()) return true;
   // Signing takes as long as it takes, as long as it goes on.
   if (isSignature && std::exchange(calls, mark.calls) != mark.calls) deadline = Clock::now() + kPatience;
   return Clock::now() >= deadline;
@@ -178,13 +179,13 @@ bool KeyProcess::blame(Outcome outcome) {
   // The status of one that ended by itself is not that of the signal that would end it.
   if (outcome == Outcome::kEnded) isReadable(program_.end, kSlice);
   const bool wasAtWork = mark.since != 0;
+  const seconds patience = wasAtWork ? patienceOf(mark) : kPatience;
   const int status = keys::endKeyProgram(program_);
   channel_.reset();
-  const auto patience = patienceFor(function);
   std::string deed = "it ends the process that loads it";
   if (outcome == Outcome::kHangs)
-    deed = wasAtWork ? "it does not answer within " + std::to_string(patience.count()) + " seconds"
-                     : "it does not come to an end within " + std::to_string(kPatience.count()) + " seconds";
+    deed = (wasAtWork ? "it does not answer within " : "it does not come to an end within ") +
+           std::to_string(patience.count()) + " seconds";
   else if (WIFSIGNALED(status) && WTERMSIG(status) != SIGKILL)
     deed = "it crashes (signal " + std::to_string(WTERMSIG(status)) + ")";
   const std::string reason = deed + ", in " + function;
