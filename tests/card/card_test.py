@@ -7,6 +7,7 @@ import json
 import os
 import pathlib
 import re
+import subprocess
 import sys
 import tempfile
 import threading
@@ -66,6 +67,12 @@ class Desk:
         request = {"type": "sign", "user_details": USER, "xml_data": [{"id": str(i), "data": data} for i in range(documents)]}
         return json.loads((host or self.host).ask(json.dumps(request)))
 
+    def expect_doctor(self, text):
+        said = []
+        taken = seconds(lambda: said.append(subprocess.run([VORNCTL, "doctor"], env=self.environment, capture_output=True, text=True,
+                                                           check=False).stdout))
+        expect(re.search(text, said[0]) and taken < 30, f"doctor says {text}, after {taken:.1f} s", said[0])
+
     def expect_found(self, what):
         answer = self.find()
         expect(answer.get("error_code", 0) == 0, what, answer)
@@ -103,6 +110,7 @@ def check_pins(desk):
     asked = desk.questions()
     desk.expect_refused("and says so again", "locked|blocked")
     expect(card.tries == 0 and desk.questions() == asked, "without a question", desk.prompts())
+    desk.expect_doctor('PIN of the token "Jane Citizen" is blocked')
     card.tries = TRIES
 
 
@@ -112,6 +120,7 @@ def check_moments(desk):
     card.remove()
     desk.sit_down()
     expect(desk.find().get("error_code") == 102, "finds nothing in an empty reader")
+    desk.expect_doctor("there is no card in the reader .Virtual PCD")
     card.insert()
     desk.expect_found("finds the card that is put in later")
     desk.expect_signed("and signs with it")
@@ -181,6 +190,7 @@ def check_slowness(desk):
     taken = seconds(lambda: desk.expect_found("finds a slow card"))
     expect(taken <= 1.5 * expected + 0.5, f"in time, {taken:.1f} s beside {expected:.1f} s")
     desk.expect_signed("and signs with it")
+    desk.expect_doctor("1 of 1 identities can sign")
 
 
 def seconds(work):

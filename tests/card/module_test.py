@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""A token library with a fault, at each call that the host makes: module_test.py HOST MODULE HOMES
+"""A token library with a fault, at each call that the host makes: module_test.py HOST VORNCTL MODULE HOMES
 
 MODULE is the software token of tests/e2e. All cases run at the same time, as those of a library that hangs do nothing but wait.
 """
@@ -24,7 +24,7 @@ from helpers import JANE, aki_of, run
 from process import until
 from talk import Host
 
-HOST, MODULE, HOMES = [pathlib.Path(argument).resolve() for argument in sys.argv[1:4]]
+HOST, VORNCTL, MODULE, HOMES = [pathlib.Path(argument).resolve() for argument in sys.argv[1:]]
 DATA = base64.b64encode((TESTS.parent / "examples/agreement.xml").read_bytes()).decode()
 SIGN = json.dumps({"type": "sign", "user_details": {**JANE, "aki": [aki_of(HOMES)]}, "xml_data": [{"id": "1", "data": DATA}]})
 PATIENCE = 120
@@ -65,8 +65,9 @@ class Case:
         self.fault = home / "token.so.fault"
         self.fault.write_text(f"{function} {deed}")
         (home / "answers").write_text("73915264\n")
-        self.host = Quiet(HOST, {**os.environ, "HOME": str(home), "SOFTHSM2_CONF": str(home / "softhsm.conf"),
-                                "VORN_PINENTRY": str(TESTS / "e2e/scripted-pinentry")})
+        self.environment = {**os.environ, "HOME": str(home), "SOFTHSM2_CONF": str(home / "softhsm.conf"),
+                            "VORN_PINENTRY": str(TESTS / "e2e/scripted-pinentry")}
+        self.host = Quiet(HOST, self.environment)
 
     def run(self):
         patience = threading.Timer(PATIENCE, self.host.process.kill)
@@ -136,6 +137,29 @@ def is_alive(member):
         return False
 
 
+class Advice(Case):
+    """What people are told while the library hangs."""
+
+    def faults(self):
+        faults = []
+        said, taken = self.vornctl("doctor")
+        if not re.search(rf"token\.so.*{self.function}", said) or "remove" in said or "install it again" in said or taken > 30:
+            faults.append(f"the doctor says after {taken} seconds: {said}")
+        self.fault.unlink()
+        signed = self.home / "signed.xml"
+        signed.write_bytes(base64.b64decode(self.sign()["signed_data"][0]["data"]))
+        self.fault.write_text(f"{self.function} {self.deed}")
+        said, taken = self.vornctl("verify", "--trusted", HOMES / "main/certificates/Test Authority.pem", signed)
+        if not re.search("passed", said) or taken > 10:
+            faults.append(f"the verdict after {taken} seconds: {said}")
+        return faults
+
+    def vornctl(self, *arguments):
+        start = time.monotonic()
+        done = subprocess.run([VORNCTL, *arguments], capture_output=True, text=True, env=self.environment, check=False)
+        return done.stdout + done.stderr, time.monotonic() - start
+
+
 class Ending(Case):
     """Whoever asks goes while the library is in its call."""
 
@@ -168,6 +192,7 @@ def main():
         run(TESTS / "e2e/make-token", template, template / "token.so", HOMES / "main")
         cases = [Case(template, template.parent / str(number), *case) for number, case in enumerate(CASES)]
         cases += [Ending(template, template.parent / f"ending{number}", *case) for number, case in enumerate(ENDINGS)]
+        cases += [Advice(template, template.parent / function, function, "hang", False) for function in IN_SEARCH[2::3]]
         failed = False
         with concurrent.futures.ThreadPoolExecutor(len(cases)) as pool:
             for case, faults in zip(cases, pool.map(lambda case: case.run(), cases)):

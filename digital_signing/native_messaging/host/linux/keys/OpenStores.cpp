@@ -131,10 +131,16 @@ std::optional<std::string> OpenStores::load(const TokenModule& module) {
   return std::nullopt;
 }
 
-Failure OpenStores::open(const LeftOut& leftOut) {
+Failure OpenStores::openDatabases() {
   note(keyDatabases());
-  if (Failure failure = startLibrary(); failure.status != errSecSuccess) return failure;
-  for (Database& database : databases_) openDatabase(database);
+  Failure failure = startLibrary();
+  if (failure.status == errSecSuccess)
+    for (Database& database : databases_) openDatabase(database);
+  return failure;
+}
+
+Failure OpenStores::open(const LeftOut& leftOut) {
+  if (Failure failure = openDatabases(); failure.status != errSecSuccess) return failure;
   // Readers that were plugged in since.
   for (const Module& module : modules_) SECMOD_UpdateSlotList(module.get());
   moduleFaults_.clear();
