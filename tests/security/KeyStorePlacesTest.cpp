@@ -153,7 +153,7 @@ TEST(KeyStore, FilesThatAreNoneAreLeftOut) {
       inHome(stores.home(), [&] {
         EXPECT_EQ(CFArrayGetCount(search("Jane Citizen").get()), 3) << name;
         ASSERT_EQ(storeFaults().size(), 1U) << name;
-        const StoreFault fault = storeFaults()[0];
+        const keys::StoreFault fault = storeFaults()[0];
         EXPECT_NE((fault.place.string() + fault.reason).find(file.string()), std::string::npos)
             << fault.reason;
       });

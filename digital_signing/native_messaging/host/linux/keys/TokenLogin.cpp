@@ -29,17 +29,16 @@ prompt::Answer askPerson(const prompt::Question& question, prompt::Secret& pin) 
 /** Whoever NSS is to be told a PIN by; it asks in other places too, and is told none there. */
 TokenLogin* speaker = nullptr;
 
-/** Modules that fail because their card was pulled out may still say for a while that it is in. */
-bool hasLeft(PK11SlotInfo* slot) {
+}  // namespace
+
+bool isPresentSoon(PK11SlotInfo* slot, bool wanted) {
   constexpr int kTries = 15;
-  for (int i = 0; i < kTries && PK11_IsRemovable(slot) != PR_FALSE; ++i) {
-    if (PK11_IsPresent(slot) == PR_FALSE) return true;
+  for (int i = 0; i < kTries; ++i) {
+    if ((PK11_IsPresent(slot) != PR_FALSE) == wanted) return true;
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
   }
   return false;
 }
-
-}  // namespace
 
 NssError lastErrorOf(PK11SlotInfo* slot) {
   NssError error = lastNssError();
@@ -47,7 +46,8 @@ NssError lastErrorOf(PK11SlotInfo* slot) {
   const bool hasDeviceFailed = code == SEC_ERROR_PKCS11_GENERAL_ERROR ||
                                code == SEC_ERROR_PKCS11_FUNCTION_FAILED ||
                                code == SEC_ERROR_PKCS11_DEVICE_ERROR;
-  if (code == SEC_ERROR_NO_TOKEN || (hasDeviceFailed && hasLeft(slot)))
+  if (code == SEC_ERROR_NO_TOKEN ||
+      (hasDeviceFailed && PK11_IsRemovable(slot) != PR_FALSE && isPresentSoon(slot, false)))
     error.sentence = std::string("The token \"") + PK11_GetTokenName(slot) +
                      "\" is not in its reader; put the card in and sign again";
   return error;
