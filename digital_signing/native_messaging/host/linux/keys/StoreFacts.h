@@ -33,10 +33,10 @@ struct Token {
 
 /** A part of the key store that cannot be used, and why. */
 struct StoreFault {
-  enum class Kind { kDatabase, kModule };
+  enum class Kind { kDatabase, kModule, kFile };
 
   Kind kind;
-  /** The folder or the library. */
+  /** The folder, the library, or the file that was to say what stores there are. */
   std::filesystem::path place;
   std::string reason;
   /** The file that has the library used; empty for a database. */

@@ -98,7 +98,7 @@ void TokenKey::readFlags() const {
 
 /** Leaves the key in key_. Nothing when it is there, else why not. */
 std::optional<NssError> TokenKey::open(const x509::Certificate& certificate) const {
-  if (PK11_IsPresent(slot_.get()) == PR_FALSE) {
+  if (!isPresentSoon(slot_.get(), true)) {
     PR_SetError(SEC_ERROR_NO_TOKEN, 0);
     return lastErrorOf(slot_.get());
   }

@@ -3,7 +3,9 @@
 #include <prerror.h>
 #include <secerr.h>
 
+#include <chrono>
 #include <memory>
+#include <thread>
 #include <vector>
 
 #include "linux/keys/CallMark.h"
@@ -35,9 +37,23 @@ TokenLogin* speaker = nullptr;
 
 }  // namespace
 
+bool isPresentSoon(PK11SlotInfo* slot, bool wanted) {
+  constexpr int kTries = 15;
+  for (int i = 0; i < kTries; ++i) {
+    if ((PK11_IsPresent(slot) != PR_FALSE) == wanted) return true;
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  }
+  return false;
+}
+
 NssError lastErrorOf(PK11SlotInfo* slot) {
   NssError error = lastNssError();
-  if (PR_GetError() == SEC_ERROR_NO_TOKEN) {
+  const PRErrorCode code = PR_GetError();
+  const bool hasDeviceFailed = code == SEC_ERROR_PKCS11_GENERAL_ERROR ||
+                               code == SEC_ERROR_PKCS11_FUNCTION_FAILED ||
+                               code == SEC_ERROR_PKCS11_DEVICE_ERROR;
+  if (code == SEC_ERROR_NO_TOKEN ||
+      (hasDeviceFailed && PK11_IsRemovable(slot) != PR_FALSE && isPresentSoon(slot, false))) {
     error.reason = reason::kCardOut;
     error.sentence = std::string("The token \"") + PK11_GetTokenName(slot) +
                      "\" is not in its reader; put the card in and sign again";

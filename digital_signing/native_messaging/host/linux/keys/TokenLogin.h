@@ -56,6 +56,10 @@ class TokenLogin {
   bool isRefused_ = false;
 };
 
+/** Whether the token is there, or not there, as is wanted: readers notice within half a second what is done
+ * to them, and NSS asks them once a second. */
+bool isPresentSoon(PK11SlotInfo* slot, bool wanted);
+
 /** The last error of NSS; of a card that has left the reader it says what to do. */
 NssError lastErrorOf(PK11SlotInfo* slot);
 
