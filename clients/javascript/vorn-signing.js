@@ -329,6 +329,12 @@ export class SigningHost {
   async #exchange(request, expectedSize) {
     const host = this.#running();
     const answer = await host.ask({ ...request, max_answer: LARGEST_ANSWER }, expectedSize);
+    if (answer.error_code === 100 && /of another build/.test(answer.error_message)) {
+      // It was upgraded while it ran, and leaves. The next one is of one piece.
+      const replaced = new SigningError("host-ended", answer.error_message);
+      host.end(replaced);
+      throw replaced;
+    }
     if (answer.part !== 1) return answer;
     const texts = [answer.text];
     for (let part = 2; part <= answer.parts; ++part) {

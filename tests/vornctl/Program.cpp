@@ -19,7 +19,8 @@ class Installation {
   Installation() {
     std::string pattern = (fs::temp_directory_path() / "vorn-installed-XXXXXX").string();
     folder_ = mkdtemp(pattern.data());
-    for (const char* file : {VORNCTL, VORN_HOST, VORN_HOST "-module.so"}) fs::copy(file, folder_);
+    for (const char* file : {VORNCTL, VORN_HOST, VORN_HOST "-module.so", VORN_HOST "-keys"})
+      fs::copy(file, folder_);
   }
   ~Installation() { fs::remove_all(folder_); }
   Installation(const Installation&) = delete;

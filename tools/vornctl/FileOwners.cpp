@@ -82,7 +82,8 @@ std::optional<Fault> findForeignWriterOfHost(const fs::path& host) {
   std::error_code unreadable;
   const fs::path folder = fs::canonical(host, unreadable).parent_path();
   for (const auto& entry : fs::directory_iterator(folder, unreadable)) {
-    if (entry.path().filename().string().find(".so") == std::string::npos) continue;
+    const std::string name = entry.path().filename().string();
+    if (name.find(".so") == std::string::npos && !name.starts_with("vorn-signing")) continue;
     if (auto fault = findForeignWriter(entry.path())) return fault;
   }
   return std::nullopt;

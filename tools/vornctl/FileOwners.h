@@ -14,7 +14,7 @@ namespace vorn::vornctl {
  */
 std::optional<Fault> findForeignWriter(const std::filesystem::path& file);
 
-/** The same for a host and the libraries beside it, all of which it loads. */
+/** The same for a host and the libraries and programs beside it, all of which it uses. */
 std::optional<Fault> findForeignWriterOfHost(const std::filesystem::path& host);
 
 }  // namespace vorn::vornctl

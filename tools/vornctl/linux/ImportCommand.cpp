@@ -127,9 +127,9 @@ class Import {
   }
 
   int store() const {
-    const Pkcs12Result result = keys::importPkcs12(
-        bytesOf(file_), password_.text(), folder_,
-        [this](bool retry, prompt::Secret& asked) { return givePassword(retry, asked); });
+    const Pkcs12Result result =
+        keys::importPkcs12(bytesOf(file_), password_.text(), folder_,
+                           [this](bool retry, prompt::Secret& asked) { return givePassword(retry, asked); });
     switch (result.status) {
       case Pkcs12Status::kFine:
         std::cout << "Imported into " << printable(folder_.string())

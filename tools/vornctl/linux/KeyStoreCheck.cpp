@@ -38,7 +38,13 @@ class Check {
     try {
       identities = examineIdentities({});
     } catch (const KeyStoreError&) {
-      // What could not be read is among the faults of the stores.
+      // What could not be read is among the faults of the stores. The check of the host blames its
+      // installation.
+      if (const std::string failure = frameworks::keyProcessFailure(); !failure.empty()) {
+        add(Severity::kNote, "key-store-not-searched", "the key store was not looked into: " + failure,
+            "install the host again");
+        return std::move(findings_);
+      }
     }
     places_ = frameworks::tokenPlaces();
     for (const IdentityReport& identity : identities)

@@ -129,7 +129,8 @@ std::string enterSandbox() {
            std::generic_category().message(-fault);
   if (networkAllowed)
     return "VORN_ALLOW_NETWORK is set: the kernel keeps other processes, but no network from this one";
-  return isNetworkRefused() ? "" : "The kernel has taken the rules against network use, and does not follow them";
+  return isNetworkRefused() ? ""
+                            : "The kernel has taken the rules against network use, and does not follow them";
 }
 
 }  // namespace vorn

@@ -16,8 +16,8 @@ namespace vorn {
  * - No look into other processes, and none by other processes of the user into this one: no tracing, no
  * reading of memory, no core dump.
  *
- * - No calls that the kernel offers to few and has been attacked by: userfaultfd, unshare, bpf, and those for its
- * own keys.
+ * - No calls that the kernel offers to few and has been attacked by: userfaultfd, unshare, bpf, and those for
+ * its own keys.
  *
  * @return what of it does not hold, for the log; empty when all does. The process goes on either way.
  */

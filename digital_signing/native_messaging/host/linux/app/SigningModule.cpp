@@ -41,12 +41,14 @@ struct Files {
   int keys = -1;
 };
 Files files;
+bool isOfAnotherBuild = false;
 
 /** By its own name for as long as that is still the file that was opened: debuggers know it by that. */
 std::string nameOf(int opened, const std::string& path) {
   struct stat before{}, now{};
-  const bool isSame = fstat(opened, &before) != 0 ||
-                      (stat(path.c_str(), &now) == 0 && before.st_dev == now.st_dev && before.st_ino == now.st_ino);
+  const bool isSame =
+      fstat(opened, &before) != 0 ||
+      (stat(path.c_str(), &now) == 0 && before.st_dev == now.st_dev && before.st_ino == now.st_ino);
   return isSame ? path : "/proc/self/fd/" + std::to_string(opened);
 }
 
@@ -67,8 +69,10 @@ const SigningModule& loadModule() {
   if (library == nullptr) failToLoad(dlerror());
   const auto* const module = static_cast<const SigningModule*>(dlsym(library, kSigningModuleSymbol));
   if (module == nullptr) failToLoad(path + " is not one");
-  if (module->build != std::string_view(kBuildId))
+  if (module->build != std::string_view(kBuildId)) {
+    isOfAnotherBuild = true;
     failToLoad(path + " is of another build: " + module->build, reason::kRestart);
+  }
   LOG4CPLUS_DEBUG(logger, "Signing module loaded");
   module->begin(requester::watched(), files.keys, keyProgram);
   return *module;
@@ -103,6 +107,10 @@ void report(const SigningFailure& failure) {
 void openSigningFiles() {
   files = {open((folderOfHost() + kSigningModuleFile).c_str(), O_PATH | O_CLOEXEC),
            keys::openKeyProgram(folderOfHost().c_str())};
+}
+
+bool areSigningFilesOfAnotherBuild() {
+  return isOfAnotherBuild;
 }
 
 namespace signing {

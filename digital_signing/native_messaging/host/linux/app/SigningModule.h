@@ -36,9 +36,13 @@ struct SigningModule {
                                   jsonxx::Object& response) noexcept;
 };
 
-/** Opens the files beside the host's own that it starts and loads later: what takes their place meanwhile, in an
- * upgrade, is of another build. */
+/** Opens the files beside the host's own that it starts and loads later: what takes their place meanwhile, in
+ * an upgrade, is of another build. */
 void openSigningFiles();
+
+/** Whether they were overwritten after all, so that another host has to take over once this one has answered.
+ */
+bool areSigningFilesOfAnotherBuild();
 
 inline constexpr const char* kSigningModuleFile = "vorn-signing-module.so";
 inline constexpr const char* kSigningModuleSymbol = "vornSigningModule";

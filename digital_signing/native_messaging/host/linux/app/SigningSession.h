@@ -3,7 +3,8 @@
 #include "linux/keys/KeyProgram.h"
 #include "shared/Signing.h"
 
-/** What stands around the module's calls on this system: the process for keys, its log, and prompts for a PIN.
+/** What stands around the module's calls on this system: the process for keys, its log, and prompts for a
+ * PIN.
  */
 namespace vorn::signing_session {
 
@@ -11,15 +12,15 @@ namespace vorn::signing_session {
 void begin(int keyFile, const keys::KeyProgram& keys);
 
 /**
- * signing::selectCertificate, which logs what is wrong with key stores, each fault once. Where nothing fits and
- * a module had to be left alone it throws TechnicalException, with the name of that; RequesterGoneException when
- * the browser has gone meanwhile.
+ * signing::selectCertificate, which logs what is wrong with key stores, each fault once. Where nothing fits
+ * and a module had to be left alone it throws TechnicalException, with the name of that;
+ * RequesterGoneException when the browser has gone meanwhile.
  */
 void selectCertificate(const jsonxx::Object& userDetails, jsonxx::Object& response);
 
 /**
- * signing::signDocuments, with a person to ask for the key's PIN. When the key's module fails in the midst of it
- * another identity that fits signs, if there is one; otherwise it ends as above.
+ * signing::signDocuments, with a person to ask for the key's PIN. When the key's module fails in the midst of
+ * it another identity that fits signs, if there is one; otherwise it ends as above.
  */
 void signDocuments(const jsonxx::Array& xmlData, SignatureAlgorithm algorithm, jsonxx::Object& response);
 

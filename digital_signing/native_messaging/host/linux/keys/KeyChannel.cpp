@@ -71,7 +71,8 @@ std::string toHex(const std::vector<std::uint8_t>& bytes) {
 std::vector<std::uint8_t> fromHex(std::string_view digits) {
   std::vector<std::uint8_t> bytes(digits.size() / 2);
   for (std::size_t i = 0; i < bytes.size(); ++i)
-    if (std::from_chars(&digits[2 * i], &digits[2 * i] + 2, bytes[i], 16).ptr != &digits[2 * i] + 2) return {};
+    if (std::from_chars(&digits[2 * i], &digits[2 * i] + 2, bytes[i], 16).ptr != &digits[2 * i] + 2)
+      return {};
   return bytes;
 }
 

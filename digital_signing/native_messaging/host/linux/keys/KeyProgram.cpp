@@ -34,7 +34,8 @@ constexpr int kFile = 4;
  * else is handed on. */
 bool namesSecret(std::string_view variable) {
   const std::string_view name = variable.substr(0, variable.find('='));
-  constexpr std::string_view kWords[] = {"SECRET", "PASSWORD", "PASSWD", "API_KEY", "ACCESS_KEY", "CREDENTIAL"};
+  constexpr std::string_view kWords[] = {"SECRET",  "PASSWORD",   "PASSWD",
+                                         "API_KEY", "ACCESS_KEY", "CREDENTIAL"};
   return std::any_of(std::begin(kWords), std::end(kWords),
                      [name](std::string_view word) { return name.find(word) != std::string_view::npos; });
 }
@@ -76,7 +77,8 @@ int movedUp(int descriptor) {
 int openKeyProgram(const char* folder) {
   std::error_code unreadable;
   const fs::path here = fs::read_symlink("/proc/self/exe", unreadable).parent_path();
-  std::vector<fs::path> folders{here, here.parent_path() / "lib" / "vorn-signing", here.parent_path() / "libexec"};
+  std::vector<fs::path> folders{here, here.parent_path() / "lib" / "vorn-signing",
+                                here.parent_path() / "libexec"};
   if (*folder != '\0') folders = {folder};
   for (const fs::path& candidate : folders)
     if (const int file = open((candidate / kKeyProgramFile).c_str(), O_PATH | O_CLOEXEC); file >= 0)

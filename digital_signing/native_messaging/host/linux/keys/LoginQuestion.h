@@ -3,9 +3,9 @@
 #include <string>
 #include <vector>
 
+#include "linux/frameworks/Security/X509Certificate.h"
 #include "linux/keys/NssError.h"
 #include "linux/keys/NssHandles.h"
-#include "linux/frameworks/Security/X509Certificate.h"
 #include "linux/prompt/PinPrompt.h"
 #include "linux/prompt/SigningRequest.h"
 
@@ -26,6 +26,10 @@ class LoginQuestion {
   /** Empty when a PIN of that length may be right. */
   std::string wrongLength(std::size_t length) const;
 
+  /** For a key that signs without a PIN. */
+  prompt::Question confirmation() const;
+
+  NssError unconfirmed(const prompt::Answer& answer) const;
   NssError locked() const;
   NssError expired() const;
   NssError tooManyWrong() const;

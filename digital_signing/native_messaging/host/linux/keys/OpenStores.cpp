@@ -116,8 +116,7 @@ std::vector<TokenModule> OpenStores::newModules() {
 std::optional<std::string> OpenStores::load(const TokenModule& module) {
   std::string name;
   if (auto fault = WatchedModules::load(module, name)) return fault;
-  std::string configuration =
-      "library=" + quotedValue(name, '"') + " name=" + quotedValue(module.name, '"');
+  std::string configuration = "library=" + quotedValue(name, '"') + " name=" + quotedValue(module.name, '"');
   if (!module.parameters.empty()) configuration += " parameters=" + quotedValue(module.parameters, '"');
   if (!module.settings.empty()) configuration += " NSS=" + quotedValue(module.settings, '"');
   Module loaded(SECMOD_LoadUserModule(configuration.data(), nullptr, PR_FALSE));

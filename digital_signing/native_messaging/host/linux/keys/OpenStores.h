@@ -9,9 +9,9 @@
 #include <set>
 
 #include "linux/keys/KeyStoreLock.h"
-#include "linux/keys/StoreFacts.h"
 #include "linux/keys/NssError.h"
 #include "linux/keys/NssHandles.h"
+#include "linux/keys/StoreFacts.h"
 #include "linux/keys/TokenModules.h"
 
 namespace vorn::keys {

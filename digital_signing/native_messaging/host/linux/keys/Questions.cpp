@@ -40,8 +40,8 @@ jsonxx::Array faultsOfStores() {
   jsonxx::Array faults;
   for (const StoreFault& fault : OpenStores::instance().faults()) {
     jsonxx::Object member("place", fault.place.string());
-    member << "module" << (fault.kind == StoreFault::Kind::kModule) << "reason" << fault.reason << "registration"
-           << fault.registration.string();
+    member << "module" << (fault.kind == StoreFault::Kind::kModule) << "reason" << fault.reason
+           << "registration" << fault.registration.string();
     faults << jsonxx::Value(std::move(member));
   }
   return faults;
@@ -51,9 +51,9 @@ jsonxx::Object storesAnswer() {
   jsonxx::Array places;
   for (const TokenPlace& place : tokenPlaces()) {
     jsonxx::Object member("name", place.name);
-    member << "store" << place.store << "card" << place.isCard << "in" << place.isIn << "pin" << place.asksForPin
-           << "blocked" << place.isPinBlocked << "last_try" << place.isLastTry << "certificate"
-           << place.showsCertificate;
+    member << "store" << place.store << "card" << place.isCard << "in" << place.isIn << "pin"
+           << place.asksForPin << "blocked" << place.isPinBlocked << "last_try" << place.isLastTry
+           << "certificate" << place.showsCertificate;
     places << jsonxx::Value(std::move(member));
   }
   jsonxx::Object answer("places", std::move(places));
@@ -98,8 +98,9 @@ jsonxx::Object Questions::identities(const jsonxx::Object& question) {
       keys_[++lastNumber_] = {key, candidate.stored.der};
       const Token token = key->token();
       jsonxx::Object member("key", lastNumber_);
-      member << "certificate" << toHex(candidate.stored.der) << "token" << token.name << "store" << token.store
-             << "locked" << token.locked << "rsa" << key->isRsa() << "octets" << key->modulusLength();
+      member << "certificate" << toHex(candidate.stored.der) << "token" << token.name << "store"
+             << token.store << "locked" << token.locked << "rsa" << key->isRsa() << "octets"
+             << key->modulusLength();
       found << jsonxx::Value(std::move(member));
     }
   }
@@ -107,7 +108,8 @@ jsonxx::Object Questions::identities(const jsonxx::Object& question) {
                           : found.empty()     ? OpenStores::instance().statusOfNothingFound()
                                               : Failure{};
   jsonxx::Object answer("identities", std::move(found));
-  answer << "status" << outcome.status << "text" << outcome.text << "faults" << jsonxx::Value(faultsOfStores());
+  answer << "status" << outcome.status << "text" << outcome.text << "faults"
+         << jsonxx::Value(faultsOfStores());
   return answer;
 }
 

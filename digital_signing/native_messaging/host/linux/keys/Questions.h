@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <map>
 #include <memory>
 #include <optional>
@@ -24,8 +25,8 @@ namespace vorn::keys {
  * | begin | caller, documents | nothing: from now on a person may be asked for a PIN |
  * | end | | nothing: tokens that a PIN has opened are closed, and the PIN is forgotten |
  *
- * "without" has the libraries that are to be left alone, each with why. "forget" may stand in any message, with
- * the numbers of keys that nobody needs any more. Bytes are hexadecimal digits.
+ * "without" has the libraries that are to be left alone, each with why. "forget" may stand in any message,
+ * with the numbers of keys that nobody needs any more. Bytes are hexadecimal digits.
  */
 class Questions {
  public:

@@ -5,10 +5,10 @@
 #include <optional>
 #include <variant>
 
-#include "linux/keys/StoreFacts.h"
+#include "linux/frameworks/Security/X509Certificate.h"
 #include "linux/keys/NssError.h"
 #include "linux/keys/NssHandles.h"
-#include "linux/frameworks/Security/X509Certificate.h"
+#include "linux/keys/StoreFacts.h"
 
 namespace vorn::keys {
 
@@ -54,6 +54,7 @@ class TokenKey : public std::enable_shared_from_this<TokenKey> {
 
  private:
   void describe(const SECKEYPublicKey& publicHalf);
+  std::optional<NssError> confirm(const x509::Certificate& certificate) const;
   void readFlags() const;
   std::optional<NssError> open(const x509::Certificate& certificate) const;
   std::optional<NssError> logIn(const x509::Certificate& certificate) const;

@@ -41,7 +41,8 @@ struct Name {
 
 template <std::size_t index, auto member, Name name>
 struct Call;
-template <std::size_t index, typename... Arguments, CK_RV (*CK_FUNCTION_LIST::*member)(Arguments...), Name name>
+template <std::size_t index, typename... Arguments, CK_RV (*CK_FUNCTION_LIST::*member)(Arguments...),
+          Name name>
 struct Call<index, member, name> {
   static CK_RV run(Arguments... arguments) {
     const auto function = modules[index].functions->*member;
@@ -126,7 +127,8 @@ std::optional<std::string> WatchedModules::load(const TokenModule& module, std::
   std::string fault;
   CK_FUNCTION_LIST* const functions = functionsOf(library, fault);
   if (functions == nullptr) return fault;
-  const std::size_t index = known != modules.end() ? static_cast<std::size_t>(known - modules.begin()) : count++;
+  const std::size_t index =
+      known != modules.end() ? static_cast<std::size_t>(known - modules.begin()) : count++;
   Watched& watched = modules[index];
   watched.functions = functions;
   watched.library = library;

@@ -19,8 +19,8 @@
 
 /**
  * The process for keys: it alone opens key stores, loads the libraries of tokens, asks for PINs and has keys
- * sign. It is started with a socket as its standard input, over which it is asked: see Questions. Descriptor 3
- * may be the page in which it says whom it waits for: see CallMark.
+ * sign. It is started with a socket as its standard input, over which it is asked: see Questions. Descriptor
+ * 3 may be the page in which it says whom it waits for: see CallMark.
  */
 using namespace vorn;
 
@@ -55,7 +55,8 @@ int answerUntilTheEnd(keys::KeyChannel& channel) {
   keys::Questions questions;
   while (channel.receive())
     while (const auto question = channel.next())
-      if (const auto answer = questions.answer(*question); answer && !channel.send(*answer)) return EXIT_SUCCESS;
+      if (const auto answer = questions.answer(*question); answer && !channel.send(*answer))
+        return EXIT_SUCCESS;
   return EXIT_SUCCESS;
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 #include <map>
 #include <memory>
 #include <optional>
@@ -14,9 +15,10 @@
 namespace vorn::frameworks {
 
 /**
- * The process for keys, as this one sees it: started when it is first needed, asked one question at a time, and
- * waited for as long as the calls into its modules return. When one does not, or takes the process down, the
- * process is started again without that module, which is left alone until `tryAllModules`. For the main thread.
+ * The process for keys, as this one sees it: started when it is first needed, asked one question at a time,
+ * and waited for as long as the calls into its modules return. When one does not, or takes the process down,
+ * the process is started again without that module, which is left alone until `tryAllModules`. For the main
+ * thread.
  */
 class KeyProcess {
  public:
@@ -24,8 +26,8 @@ class KeyProcess {
 
   /** To go on with a program that has been opened, and may have been started, before. */
   void adopt(int file, const keys::KeyProgram& started);
-  /** `isGone` says while an answer is waited for whether anybody still wants it; it is told whether a person is
-   * being asked. */
+  /** `isGone` says while an answer is waited for whether anybody still wants it; it is told whether a person
+   * is being asked. */
   void abandonWhen(bool (*isGone)(bool isPersonAsked)) { isGone_ = isGone; }
   /** Whether a question was given up because of that. The process has been ended then. */
   bool isAbandoned() const { return isAbandoned_; }
@@ -58,7 +60,7 @@ class KeyProcess {
   bool send(jsonxx::Object& question);
   Outcome wait(bool isSignature, Clock::time_point deadline, jsonxx::Object& answer);
   bool hangs(bool isSignature, Clock::time_point& deadline, std::uint64_t& calls) const;
-  bool blame(Outcome outcome, bool isSignature);
+  bool blame(Outcome outcome);
   void keepFaults(const jsonxx::Object& answer);
 
   int file_ = -1;

@@ -12,6 +12,9 @@ keys::Token tokenOf(SecIdentityRef identity);
 /** The places that the last search has looked into. */
 std::vector<keys::TokenPlace> tokenPlaces();
 
+/** Why the process for keys gives no answers; empty when it does. */
+std::string keyProcessFailure();
+
 /** What the last search of this process has had to leave out. */
 const std::vector<keys::StoreFault>& storeFaults();
 

@@ -32,7 +32,8 @@ bool RemoteKey::findAgain() const {
   const auto answer = KeyProcess::instance().ask(jsonxx::Object("question", "identities"));
   if (!answer) return false;
   for (const jsonxx::Object* identity : keys::objectsIn(*answer, "identities")) {
-    if (textIn(*identity, "certificate") != certificate_ || textIn(*identity, "store") != token_.store) continue;
+    if (textIn(*identity, "certificate") != certificate_ || textIn(*identity, "store") != token_.store)
+      continue;
     generation_ = KeyProcess::instance().generation();
     number_ = numberIn(*identity, "key");
     return true;
@@ -49,7 +50,8 @@ std::variant<std::vector<std::uint8_t>, RemoteKey::Refusal> RemoteKey::sign(
     jsonxx::Object question("question", "sign");
     question << "key" << number_ << "input" << keys::toHex(input);
     const auto answer = process.ask(std::move(question));
-    if (answer && answer->has<jsonxx::String>("signature")) return keys::fromHex(textIn(*answer, "signature"));
+    if (answer && answer->has<jsonxx::String>("signature"))
+      return keys::fromHex(textIn(*answer, "signature"));
     if (answer)
       return Refusal{static_cast<OSStatus>(numberIn(*answer, "code")), textIn(*answer, "name"),
                      textIn(*answer, "sentence"), textIn(*answer, "reason")};
