@@ -145,6 +145,36 @@ TEST(Pin, PauseGrowsWithEachCancelInWhicheverHost) {
   EXPECT_FALSE(std::filesystem::exists(home.path() / "vorn-signing-cancelled"));
 }
 
+TEST(Pin, RequestsAreConfirmedWhereThatIsWanted) {
+  const Home home("main");
+  HostOptions options = installPrompt(home, "yes\ncancel");
+  const std::filesystem::path wish = home.path() / ".config/vorn-signing/confirm";
+  std::filesystem::create_directories(wish.parent_path());
+  writeFile(wish, "");
+  const std::string request = SignRequest{.documents = std::vector<Document>(10, Document{agreement()}),
+                                          .more = R"("reasons": true, )"}
+                                  .json();
+  const auto askHost = [&] { return HostProcess(home, options).ask(request); };
+  EXPECT_EQ(texts(askHost(), "data").size(), 10U);
+  EXPECT_EQ(countOf("CONFIRM", promptsOf(home)), 1U);
+  EXPECT_NE(promptsOf(home).find("SETDESC Sign 10 documents?%0AAsked for by: "), std::string::npos);
+  const std::string refused = askHost();
+  EXPECT_EQ(text(refused, "error_reason"), "confirm-refused") << refused;
+  EXPECT_EQ(errorCode(refused), 105);
+  options.environment.insert(options.environment.begin(), "VORN_PINENTRY=nothing");
+  EXPECT_EQ(text(askHost(), "error_reason"), "no-prompt");
+  std::filesystem::remove(wish);
+  EXPECT_EQ(errorCode(askHost()), 0);
+
+  const Home locked("locked");
+  std::filesystem::create_directories(locked.path() / ".config/vorn-signing");
+  writeFile(locked.path() / ".config/vorn-signing/confirm", "");
+  HostProcess host(locked, installPrompt(locked, "open sesame"));
+  EXPECT_EQ(errorCode(host.ask(signRequest(2, locked))), 0);
+  EXPECT_EQ(countOf("GETPIN", promptsOf(locked)), 1U);
+  EXPECT_EQ(countOf("CONFIRM", promptsOf(locked)), 0U) << "the PIN is consent enough";
+}
+
 TEST(Pin, LastTryIsNeverUsedUpSilently) {
   const Home home;
   HostProcess host(home, installToken(home, "00000000\n00000000\ncancel\n\n12\n11111111"));

@@ -105,6 +105,16 @@ std::optional<NssError> TokenLogin::logIn(const x509::Certificate& certificate) 
   return refusal;
 }
 
+std::optional<NssError> TokenLogin::confirm(const x509::Certificate& certificate) {
+  if (request_.hasConsent()) return std::nullopt;
+  const LoginQuestion question(slot_.get(), {}, certificate, request_.facts());
+  const MarkedWait thinking;
+  const prompt::Answer answer = prompt::confirm(question.confirmation());
+  if (answer.outcome != prompt::Answer::Outcome::kGiven) return question.unconfirmed(answer);
+  request_.consent();
+  return std::nullopt;
+}
+
 std::optional<NssError> TokenLogin::withPin(const x509::Certificate& certificate,
                                             const std::function<SECStatus()>& use) {
   for (bool wasWrong = false;; wasWrong = true) {
@@ -124,6 +134,7 @@ std::optional<NssError> TokenLogin::withPin(const x509::Certificate& certificate
     }
     if (run(use) == SECSuccess) {
       questions_ = 0;
+      request_.consent();
       return std::nullopt;
     }
     const PRErrorCode code = PR_GetError();
