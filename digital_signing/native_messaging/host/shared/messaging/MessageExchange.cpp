@@ -69,17 +69,21 @@ MessageExchange* MessageExchange::working_ = nullptr;
 MessageExchange::MessageExchange(Write write) : write_(std::move(write)) {}
 
 void MessageExchange::answerAndEnd() noexcept {
+  const std::exception_ptr failure = std::current_exception();  // held: what() is its own
   const char* what = "no exception";
   try {
-    if (std::current_exception()) throw;
-  } catch (const std::exception& failure) {
-    what = failure.what();
+    if (failure) std::rethrow_exception(failure);
+  } catch (const std::exception& thrown) {
+    what = thrown.what();
   } catch (...) {
     what = "unknown";
   }
   std::fprintf(stderr, "VORN Signing: ended by a failure that nothing could handle: %s\n", what);
-  if (working_ != nullptr) working_->answerWithoutMemory();
-  quietly([] { LOG4CPLUS_INFO(logger, "Executable removed"); });
+  // Before main there is no log to write to either.
+  if (working_ != nullptr) {
+    working_->answerWithoutMemory();
+    quietly([] { LOG4CPLUS_INFO(logger, "Executable removed"); });
+  }
   _exit(kFatalRequest);
 }
 
