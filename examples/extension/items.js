@@ -3,6 +3,7 @@
 import { review, visible } from "./review.js";
 
 const FIRST_LOOK = 20000;  // characters of a part that are shown until somebody asks for more
+const MOST_LINES = 10000;  // that are elements of the page; beyond it they are one text, whose lines do not break
 
 /** agreement.xml becomes agreement.signed.xml. */
 export const signedName = (name) => name.replace(/(\.xml)?$/i, ".signed.xml");
@@ -137,7 +138,10 @@ function partOf({ name, lines: read }) {
   if (size <= FIRST_LOOK) return block;
   const more = make("button", { type: "button", className: "quiet", textContent: `Show all ${size.toLocaleString()} characters` });
   more.addEventListener("click", () => {
-    content.replaceChildren(...lines.map(lineOf));
+    const all = read();
+    const isLong = all.length > MOST_LINES;
+    content.classList.toggle("long", isLong);
+    content.replaceChildren(...(isLong ? [all.map(({ depth, name, text }) => `${"  ".repeat(depth)}${name}${text}\n`).join("")] : all.map(lineOf)));
     content.focus();
     more.remove();
   });

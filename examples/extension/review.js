@@ -4,7 +4,6 @@ import { decode } from "./encoding.js";
 
 const PARTS = ["CounterpartData", "RenderedData"];
 const SIGNATURE = "http://www.w3.org/2000/09/xmldsig#";
-const TEXTS = [Node.TEXT_NODE, Node.CDATA_SECTION_NODE];
 
 const byNumber = (character) => `‹U+${character.codePointAt(0).toString(16).toUpperCase().padStart(4, "0")}›`;
 
@@ -15,9 +14,26 @@ export const visible = (text) => text.replace(
 const visibleValue = (value) => visible(value).replace(/[\t\n“”]/g, byNumber);
 
 /** Without the blanks that XML has around texts; others are shown. */
-const trimmed = (text) => text.replace(/^[ \t\r\n]+|[ \t\r\n]+$/g, "");
-const isText = (node) => TEXTS.includes(node?.nodeType);
+function trimmed(text) {
+  const isBlank = (at) => " \t\r\n".includes(text[at]);
+  let [start, end] = [0, text.length];
+  while (start < end && isBlank(start)) ++start;
+  while (start < end && isBlank(end - 1)) --end;
+  return text.slice(start, end);
+}
+
+const isText = (node) => node?.nodeType === Node.TEXT_NODE || node?.nodeType === Node.CDATA_SECTION_NODE;
 const isLeftOut = (node) => node?.nodeType === Node.COMMENT_NODE;
+
+/** The text of an element with nothing but text in it, joined across comments; null when there is more. */
+function textAlone(element) {
+  let text = "";
+  for (let child = element.firstChild; child; child = child.nextSibling) {
+    if (isText(child)) text += child.data;
+    else if (!isLeftOut(child)) return null;
+  }
+  return trimmed(text);
+}
 
 /**
  * One line { depth, name, text } for each element, with its attributes in `name`, and for each line of its own text. Text stands
@@ -31,15 +47,14 @@ function outline(part) {
   let depth = 0;
   for (let node = part; node;) {
     if (node.nodeType === Node.ELEMENT_NODE) {
-      const attributes = [...node.attributes].filter(({ name }) => !/^xmlns(:|$)/.test(name))
+      const attributes = [...(node.hasAttributes() ? node.attributes : [])].filter(({ name }) => !/^xmlns(:|$)/.test(name))
         .map(({ name, value }) => ` ${name}=“${visibleValue(value)}”`);
       // An element with nothing but text in it stands on one line with it.
-      const kept = [...node.childNodes].filter((child) => !isLeftOut(child));
-      const text = kept.every(isText) ? trimmed(kept.map(({ data }) => data).join("")) : "";
-      const isShort = text.length < 200 && !text.includes("\n");
+      const text = textAlone(node);
+      const isShort = text !== null && text.length < 200 && !text.includes("\n");
       add(depth, visible(node.nodeName) + attributes.join("") + (text && isShort ? ": " : ""), isShort ? text : "");
-      if (!isShort) addText(depth + 1, text);
-      if (!kept.every(isText)) {
+      if (text && !isShort) addText(depth + 1, text);
+      if (text === null) {
         node = node.firstChild;
         depth += 1;
         continue;

@@ -134,7 +134,7 @@ function verified(string $xml, string $authority): array
 }
 
 /** Ends with a status and one line. */
-function leave(int $status, string $text): never
+function leave(int $status, string $text): void
 {
     fwrite($status === 0 ? STDOUT : STDERR, preg_replace('/[\x00-\x20\x7f]+/', ' ', $text) . "\n");
     exit($status);

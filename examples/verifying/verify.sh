@@ -7,7 +7,7 @@
 set -Eeuo pipefail
 
 [[ $# == 2 ]] || { echo "usage: verify.sh DOCUMENT AUTHORITY.pem" >&2; exit 2; }
-document=$(realpath -- "$1") authority=$(realpath -- "$2")
+document=$(realpath -m -- "$1") authority=$(realpath -m -- "$2")
 [[ -f $document && -r $document ]] || { echo "$document: no file that can be read" >&2; exit 2; }
 openssl x509 -noout -in "$authority" 2> /dev/null || { echo "$authority: no certificate" >&2; exit 2; }
 TRANSFORMS="http://www.w3.org/2002/06/xmldsig-filter2 http://www.w3.org/2000/09/xmldsig#enveloped-signature"

@@ -141,6 +141,11 @@ std::string HostProcess::standardError() const {
   return readFile(errorFile_);
 }
 
+pid_t HostProcess::keysId() const {
+  const std::string self = std::to_string(id());
+  return static_cast<pid_t>(std::stol("0" + readFile("/proc/" + self + "/task/" + self + "/children")));
+}
+
 long HostProcess::memoryKiB(const std::string& kind) const {
   std::ifstream status("/proc/" + std::to_string(id()) + "/status");
   std::string name;

@@ -65,6 +65,8 @@ class HostProcess {
   /** What the host has printed on standard error. */
   std::string standardError() const;
   pid_t id() const { return child_.id(); }
+  /** The process for keys, once the host has started it. */
+  pid_t keysId() const;
   /** The memory of the running host: resident now, and the most so far. */
   long residentKiB() const { return memoryKiB("VmRSS"); }
   long peakKiB() const { return memoryKiB("VmHWM"); }

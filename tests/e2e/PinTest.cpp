@@ -83,7 +83,8 @@ TEST(Pin, OneConsentForEachRequestAndNothingLeft) {
                       promptsOf(home)),
               2 + wrong);
     EXPECT_EQ(home.log().find(row.pin), std::string::npos);
-    EXPECT_TRUE(geteuid() != 0 || copiesInMemory(host.id(), row.pin) == 0) << row.pin;
+    for (const pid_t process : {host.id(), host.keysId()})
+      EXPECT_TRUE(geteuid() != 0 || copiesInMemory(process, row.pin) == 0) << row.pin;
   }
 }
 
@@ -130,6 +131,48 @@ TEST(Pin, WhatBecomesOfEachAnswer) {
         << answer << promptsOf(home);
     EXPECT_EQ(countOf("GETPIN", promptsOf(home)), row.questions) << row.answers;
   }
+}
+
+TEST(Pin, PauseGrowsWithEachCancelInWhicheverHost) {
+  const Home home;
+  HostOptions options = installToken(home, "cancel\ncancel\n" + kPin);
+  options.environment.push_back("XDG_RUNTIME_DIR=" + home.path().string());
+  const auto start = Clock::now();
+  for (const int code : {105, 105, 0})
+    EXPECT_EQ(errorCode(HostProcess(home, options).ask(signRequest(1, home))), code);
+  EXPECT_GT(Clock::now() - start, std::chrono::seconds(2))
+      << "one second, then two, less what the file rounds";
+  EXPECT_FALSE(std::filesystem::exists(home.path() / "vorn-signing-cancelled"));
+}
+
+TEST(Pin, RequestsAreConfirmedWhereThatIsWanted) {
+  const Home home("main");
+  HostOptions options = installPrompt(home, "yes\ncancel");
+  const std::filesystem::path wish = home.path() / ".config/vorn-signing/confirm";
+  std::filesystem::create_directories(wish.parent_path());
+  writeFile(wish, "");
+  const std::string request = SignRequest{.documents = std::vector<Document>(10, Document{agreement()}),
+                                          .more = R"("reasons": true, )"}
+                                  .json();
+  const auto askHost = [&] { return HostProcess(home, options).ask(request); };
+  EXPECT_EQ(texts(askHost(), "data").size(), 10U);
+  EXPECT_EQ(countOf("CONFIRM", promptsOf(home)), 1U);
+  EXPECT_NE(promptsOf(home).find("SETDESC Sign 10 documents?%0AAsked for by: "), std::string::npos);
+  const std::string refused = askHost();
+  EXPECT_EQ(text(refused, "error_reason"), "confirm-refused") << refused;
+  EXPECT_EQ(errorCode(refused), 105);
+  options.environment.insert(options.environment.begin(), "VORN_PINENTRY=nothing");
+  EXPECT_EQ(text(askHost(), "error_reason"), "no-prompt");
+  std::filesystem::remove(wish);
+  EXPECT_EQ(errorCode(askHost()), 0);
+
+  const Home locked("locked");
+  std::filesystem::create_directories(locked.path() / ".config/vorn-signing");
+  writeFile(locked.path() / ".config/vorn-signing/confirm", "");
+  HostProcess host(locked, installPrompt(locked, "open sesame"));
+  EXPECT_EQ(errorCode(host.ask(signRequest(2, locked))), 0);
+  EXPECT_EQ(countOf("GETPIN", promptsOf(locked)), 1U);
+  EXPECT_EQ(countOf("CONFIRM", promptsOf(locked)), 0U) << "the PIN is consent enough";
 }
 
 TEST(Pin, LastTryIsNeverUsedUpSilently) {

@@ -8,6 +8,7 @@
 
 #include "e2e/HostProcess.h"
 #include "e2e/Messages.h"
+#include "e2e/Token.h"
 
 namespace e2e {
 namespace {
@@ -16,7 +17,10 @@ namespace {
 std::map<std::string, int> probe(const Home& home, const std::string& setting) {
   const std::string report = (home.path() / "report").string();
   const auto modules = home.path() / ".pki" / "nssdb" / "pkcs11.txt";
-  writeFile(modules, readFile(modules) + "\nlibrary=" VORN_PROBE_MODULE "\nname=probe\n");
+  const std::string library = (home.path() / "probe.so").string();
+  std::filesystem::copy(VORN_TOKEN_MODULE, library);
+  writeFile(library + ".fault", "C_GetFunctionList probe");
+  writeFile(modules, readFile(modules) + "\nlibrary=" + library + "\nname=probe\n");
   HostProcess host(home, {.environment = {"VORN_PROBE=" + report, setting}});
   const std::string answer = host.ask(SignRequest{.documents = {{agreement()}}}.json());
   EXPECT_EQ(errorCode(answer), 0) << answer;
@@ -26,6 +30,24 @@ std::map<std::string, int> probe(const Home& home, const std::string& setting) {
   std::string name;
   for (int error = 0; lines >> name >> error;) errors[name] = error;
   return errors;
+}
+
+TEST(Sandbox, NoProcessThatReadsADocumentHoldsAKey) {
+  const Home home;
+  HostProcess host(home, installToken(home, kPin));
+  EXPECT_EQ(errorCode(host.ask(SignRequest{.documents = {{agreement()}}}.json())), 0);
+  if (geteuid() != 0 && VORN_TRACEABLE == 0) GTEST_SKIP() << "only root may look into the processes";
+  const auto mapped = [](pid_t process, const char* library) {
+    return readFile("/proc/" + std::to_string(process) + "/maps").find(library) != std::string::npos;
+  };
+  for (const char* library : {"libxerces-c", "libxml-security-c", "libxalan-c"}) {
+    EXPECT_TRUE(mapped(host.id(), library)) << library;
+    EXPECT_FALSE(mapped(host.keysId(), library)) << library;
+  }
+  for (const char* library : {"libnss3", "libsoftokn3", "libsofthsm2", "token_module", "libassuan"}) {
+    EXPECT_FALSE(mapped(host.id(), library)) << library;
+    EXPECT_TRUE(mapped(host.keysId(), library)) << library;
+  }
 }
 
 TEST(Sandbox, KeepsNetworkAndOtherProcessesFromTheHost) {
@@ -52,6 +74,11 @@ TEST(Sandbox, KeepsNetworkAndOtherProcessesFromTheHost) {
                                                  {"memory", EPERM},
                                                  {"descriptor", EPERM},
                                                  {"ptrace", VORN_TRACEABLE != 0 ? ESRCH : EPERM},
+                                                 {"unshare", EPERM},
+                                                 {"faults", EPERM},
+                                                 {"programs", EPERM},
+                                                 {"keys", EPERM},
+                                                 {"key", EPERM},
                                                  {"threads", 0},
                                                  {"core", 0},
                                                  {"dumpable", VORN_TRACEABLE},

@@ -175,6 +175,33 @@ TEST(Faults, KeyStoreThatIsHeld) {
   }
 }
 
+TEST(Faults, UpgradeUnderARunningHost) {
+  Home home("main");
+  const fs::path host = home.path() / "vorn-signing";
+  const fs::path files[] = {host, host.string() + "-keys", host.string() + "-module.so"};
+  setenv("VORN_HOST", host.c_str(), 1);
+  for (const bool isInPlace : {false, true}) {
+    for (const fs::path& file : files)
+      fs::copy(fs::path(VORN_HOST).parent_path() / file.filename(), file,
+               fs::copy_options::overwrite_existing);
+    HostProcess running(home);
+    running.ask(kVersionRequest);
+    for (const fs::path& file : files) {
+      if (isInPlace && file == host) continue;  // the kernel lets nobody write to a program that runs
+      if (!isInPlace) fs::remove(file);
+      fs::copy(VORN_OTHER_MODULE, file, fs::copy_options::overwrite_existing);
+    }
+    const std::string answer = running.ask(jane().json());
+    if (!isInPlace) {
+      expectSigned(home, answer);
+      continue;
+    }
+    EXPECT_NE(answer.find("is of another build"), std::string::npos) << answer;
+    EXPECT_EQ(running.waitForExit(), 0) << "the next connection starts another";
+  }
+  unsetenv("VORN_HOST");
+}
+
 TEST(Faults, TokenThatIsRemovedAndComesBack) {
   Home home;
   const HostOptions options = installToken(home, kPin);

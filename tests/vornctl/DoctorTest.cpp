@@ -241,7 +241,7 @@ TEST(DoctorHome, ToldByRootIsWhoseHomeItIs) {
 TEST(DoctorHome, HostThatHangsIsTold) {
   const e2e::Home home;
   ASSERT_EQ(run(home, "printf \"#!/bin/sh\\nexec sleep 60\" > hang; chmod 755 hang").status, 0);
-  const auto findings = checkHost({home.path() / "hang", {}}, std::chrono::milliseconds(200));
+  const auto findings = checkHost({home.path() / "hang", {}}, true, std::chrono::milliseconds(200));
   ASSERT_EQ(findings.size(), 1U);
   EXPECT_EQ(findings[0].cause, "the host runs but does not answer in time");
 }

@@ -31,6 +31,7 @@ struct DoctorOptions {
 struct IdentitiesOptions {
   User user = {};
   bool json = false;
+  bool forPage = false; /**< one line, for a person to hand to a page */
 };
 
 struct ImportOptions {

@@ -65,6 +65,7 @@ struct Job {
   std::size_t position; /**< from 1, among all files */
   fs::path output = {};
   std::string document = {};
+  std::vector<SignatureWarning> warnings = {};
   std::unique_ptr<PendingFile> pending = {}; /**< none for standard output */
 };
 
@@ -80,7 +81,7 @@ class Batch {
     for (std::size_t i = 0; i < options_.files.size() && !givenUp_; ++i) {
       Job job{options_.files[i], i + 1};
       if (!prepare(job)) continue;
-      if (bytes + job.document.size() > kMostBytes || jobs.size() == kMostDocuments) {
+      if (!jobs.empty() && (bytes + job.document.size() > kMostBytes || jobs.size() == kMostDocuments)) {
         sign(std::exchange(jobs, {}));
         bytes = 0;
       }
@@ -107,6 +108,12 @@ class Batch {
     } catch (const InputFault& fault) {
       return complain(job, fault.what());
     }
+    job.warnings = warningsOfSigning(job.document, options_.algorithm);
+    const auto isSigned = [](const SignatureWarning& warning) {
+      return std::string_view(warning.code) == "signed-already";
+    };
+    if (!options_.overwrite && std::any_of(job.warnings.begin(), job.warnings.end(), isSigned))
+      return complain(job, "it is signed already, and a second signature breaks the first; --force signs it");
     try {
       if (!toStandardOutput_) job.pending = std::make_unique<PendingFile>(job.output, kind);
       return true;
@@ -196,7 +203,7 @@ class Batch {
 
   /** The host tells its log alone what verifiers will have against a document that it has signed. */
   void warn(const Job& job) {
-    for (const SignatureWarning& warning : warningsOfSigning(job.document, options_.algorithm)) {
+    for (const SignatureWarning& warning : job.warnings) {
       std::cerr << "vornctl: " << progress(job) << printable(job.file) << ": "
                 << coloured(Colour::kWarning, "warning") << ": " << printable(warning.text) << " ("
                 << warning.code << ")\n";
@@ -257,11 +264,23 @@ int runSign(const SignOptions& options) {
               << " would both become " << printable(output.string()) << "; nothing was signed\n";
     return kExitUsage;
   }
+  // Before anybody is asked for whom to sign.
+  std::string missing;
+  const auto isMissing = [&](const std::string& file) {
+    if (file == "-" || fs::exists(file, unreadable) || unreadable) return false;
+    missing += "vornctl: " + printable(file) + ": there is no such file\n";
+    return true;
+  };
+  const auto count = std::count_if(options.files.begin(), options.files.end(), isMissing);
+  if (static_cast<std::size_t>(count) == options.files.size()) {
+    std::cerr << missing;
+    return kExitProblems;
+  }
   SignOptions chosen = options;
   try {
     chosen.user = chooseSigner(options.user, options.serial);
   } catch (const ChoiceError& e) {
-    std::cerr << "vornctl: ";
+    std::cerr << missing << "vornctl: ";
     for (const char* line = e.what(); *line != '\0';) {
       const std::string_view text = std::string_view(line).substr(0, std::string_view(line).find('\n'));
       std::cerr << printable(text) << "\n";

@@ -53,7 +53,7 @@ class Check {
     if (!usable_.empty())
       praise(identities.size());
     else if (!identities.empty())
-      blame(identities);
+      blame(identities), explainCards();
     else
       missIdentity();
     checkFaults();
@@ -151,7 +151,8 @@ class Check {
     }
   }
 
-  void missIdentity() {
+  /** Whether something is amiss with the cards that explains why no identity is found there. */
+  bool explainCards() {
     bool isExplained = false;
     for (const TokenPlace& place : places_) {
       if (!place.isCard) continue;
@@ -172,9 +173,13 @@ class Check {
       }
       isExplained = true;
     }
-    if (isExplained) return;
-    const bool hasDatabase = !keys::keyDatabases().empty();
+    return isExplained;
+  }
+
+  void missIdentity() {
     const auto faults = frameworks::storeFaults();
+    if (explainCards() || std::any_of(faults.begin(), faults.end(), &hangs)) return;
+    const bool hasDatabase = !keys::keyDatabases().empty();
     // What cannot be read is blamed by itself.
     if (faults.empty() || (hasDatabase && faults.front().kind != StoreFault::Kind::kDatabase)) {
       add(Severity::kProblem, hasDatabase ? "no-identity" : "no-key-store",
@@ -203,6 +208,14 @@ class Check {
         checkModule(fault);
         continue;
       }
+      if (fault.kind == StoreFault::Kind::kFile) {
+        add(Severity::kNote, "store-list-unreadable",
+            fault.place.string() +
+                " cannot be used, and the key stores that it names are left out: " + fault.reason,
+            "remove what stands in its place, and have the program that it belongs to make it anew",
+            {fault.place.string()});
+        continue;
+      }
       const bool isFirefox = std::any_of(databases.begin(), databases.end(), [&](const auto& database) {
         return database.isFirefox && database.folder == fault.place;
       });
@@ -220,6 +233,11 @@ class Check {
            "\" succeeds; a damaged one has to come back from a copy, or its certificates from their files";
   }
 
+  /** As the process for keys says it of a library that it did not wait for. */
+  static bool hangs(const StoreFault& fault) {
+    return fault.kind == StoreFault::Kind::kModule && fault.reason.starts_with("it does not ");
+  }
+
   void checkModule(const StoreFault& fault) {
     std::error_code unreadable;
     const bool isMissing = fault.place.is_absolute() && !fs::exists(fault.place, unreadable);
@@ -232,6 +250,13 @@ class Check {
     if (isMissing)
       add(graded(), "module-missing", "the library of a token, " + library + ", is not there",
           "install the package that brings it again, or " + drop, {fault.registration.string()});
+    else if (hangs(fault))
+      add(graded(), kModuleHangs,
+          "the library of a token, " + library + ", is waited for in vain: " + fault.reason,
+          "take the card out and put it in again, see that the reader is connected and no other program "
+          "keeps "
+          "the card for itself, have its service start anew (sudo systemctl restart pcscd), and try again",
+          {fault.registration.string()});
     else
       add(graded(), "module-broken",
           "the library of a token cannot be used: " + library + ": " + fault.reason,

@@ -11,7 +11,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 // Chromium kills a host two seconds after it has closed its input, Firefox three.
-constexpr std::chrono::seconds kPatience{3};
+constexpr std::chrono::milliseconds kPatience{1500};
 
 requester::Ends ends;
 std::optional<Clock::time_point> endOfInput;

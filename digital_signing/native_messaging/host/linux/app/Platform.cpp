@@ -2,6 +2,7 @@
 
 #include <poll.h>
 #include <pwd.h>
+#include <sys/auxv.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <sys/utsname.h>
@@ -48,7 +49,11 @@ SystemVersion systemVersion() {
 
 std::string installedPath() {
   std::error_code failure;
-  return std::filesystem::read_symlink("/proc/self/exe", failure).string();
+  const std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe", failure);
+  if (!program.empty()) return program.string();
+  // Without /proc: what the kernel was told to execute.
+  const auto* const executed = reinterpret_cast<const char*>(getauxval(AT_EXECFN));
+  return executed != nullptr ? std::filesystem::canonical(executed, failure).string() : "";
 }
 
 void openSystemLog() {

@@ -41,6 +41,7 @@ struct Files {
   int keys = -1;
 };
 Files files;
+bool isOfAnotherBuild = false;
 
 /** By its own name for as long as that is still the file that was opened: debuggers know it by that. */
 std::string nameOf(int opened, const std::string& path) {
@@ -68,8 +69,10 @@ const SigningModule& loadModule() {
   if (library == nullptr) failToLoad(dlerror());
   const auto* const module = static_cast<const SigningModule*>(dlsym(library, kSigningModuleSymbol));
   if (module == nullptr) failToLoad(path + " is not one");
-  if (module->build != std::string_view(kBuildId))
+  if (module->build != std::string_view(kBuildId)) {
+    isOfAnotherBuild = true;
     failToLoad(path + " is of another build: " + module->build, reason::kRestart);
+  }
   LOG4CPLUS_DEBUG(logger, "Signing module loaded");
   module->begin(requester::watched(), files.keys, keyProgram);
   return *module;
@@ -104,6 +107,10 @@ void report(const SigningFailure& failure) {
 void openSigningFiles() {
   files = {open((folderOfHost() + kSigningModuleFile).c_str(), O_PATH | O_CLOEXEC),
            keys::openKeyProgram(folderOfHost().c_str())};
+}
+
+bool areSigningFilesOfAnotherBuild() {
+  return isOfAnotherBuild;
 }
 
 namespace signing {

@@ -40,6 +40,10 @@ struct SigningModule {
  * an upgrade, is of another build. */
 void openSigningFiles();
 
+/** Whether they were overwritten after all, so that another host has to take over once this one has answered.
+ */
+bool areSigningFilesOfAnotherBuild();
+
 inline constexpr const char* kSigningModuleFile = "vorn-signing-module.so";
 inline constexpr const char* kSigningModuleSymbol = "vornSigningModule";
 

@@ -67,6 +67,10 @@ prompt::Question LoginQuestion::notice(bool wasWrong) const {
   return {std::move(lines), warning(wasWrong), "", "Hide this"};
 }
 
+prompt::Question LoginQuestion::confirmation() const {
+  return {lines_, "", "", "Sign"};
+}
+
 std::string LoginQuestion::warning(bool wasWrong) const {
   const std::string start = wasWrong ? "Wrong " + word_ : "";
   if (has(info_, CKF_USER_PIN_FINAL_TRY))
@@ -94,6 +98,14 @@ std::string LoginQuestion::wrongLength(std::size_t length) const {
 
 std::string LoginQuestion::tokenName() const {
   return "the token \"" + token_ + "\"";
+}
+
+NssError LoginQuestion::unconfirmed(const prompt::Answer& answer) const {
+  if (answer.outcome == prompt::Answer::Outcome::kCancelled)
+    return refusal(errSecUserCanceled, kCssmUserCanceled, "The user does not want to have this signed",
+                   reason::kConfirmRefused);
+  return refusal(errSecInteractionNotAllowed, kCssmNoUserInteraction,
+                 "Signatures are to be confirmed, and " + answer.reason, reason::kNoPrompt);
 }
 
 NssError LoginQuestion::locked() const {

@@ -98,7 +98,7 @@ void TokenKey::readFlags() const {
 
 /** Leaves the key in key_. Nothing when it is there, else why not. */
 std::optional<NssError> TokenKey::open(const x509::Certificate& certificate) const {
-  if (PK11_IsPresent(slot_.get()) == PR_FALSE) {
+  if (!isPresentSoon(slot_.get(), true)) {
     PR_SetError(SEC_ERROR_NO_TOKEN, 0);
     return lastErrorOf(slot_.get());
   }
@@ -117,6 +117,14 @@ std::optional<NssError> TokenKey::open(const x509::Certificate& certificate) con
   error.sentence = "The token \"" + describeToken(slot_.get()).name +
                    "\" has no private key for the certificate (" + error.name + ")";
   return error;
+}
+
+/** Where requests are to be confirmed. Whoever is asked for a PIN confirms by that. */
+std::optional<NssError> TokenKey::confirm(const x509::Certificate& certificate) const {
+  if (wantsPinEachTime_ || presentConfirmationFiles().empty()) return std::nullopt;
+  TokenLogin* const login = TokenLogin::of(slot_.get());
+  if (login == nullptr) return logIn(certificate);
+  return describeToken(slot_.get()).locked ? login->logIn(certificate) : login->confirm(certificate);
 }
 
 std::optional<NssError> TokenKey::logIn(const x509::Certificate& certificate) const {
@@ -168,6 +176,7 @@ std::variant<std::vector<std::uint8_t>, NssError> TokenKey::sign(der::Bytes inpu
     return lastNssError();
   }
   if (auto refusal = open(certificate)) return *refusal;
+  if (auto refusal = confirm(certificate)) return *refusal;
   SECKEYPrivateKey* const key = quickKey();
   // The length is known: PK11_SignatureLen asks the token for the modulus.
   std::vector<std::uint8_t> signature(modulusLength_);

@@ -54,6 +54,7 @@ class TokenKey : public std::enable_shared_from_this<TokenKey> {
 
  private:
   void describe(const SECKEYPublicKey& publicHalf);
+  std::optional<NssError> confirm(const x509::Certificate& certificate) const;
   void readFlags() const;
   std::optional<NssError> open(const x509::Certificate& certificate) const;
   std::optional<NssError> logIn(const x509::Certificate& certificate) const;

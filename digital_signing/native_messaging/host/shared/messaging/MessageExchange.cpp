@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <exception>
 #include <utility>
 
 #include "shared/AnswerLimit.h"
@@ -68,7 +69,15 @@ MessageExchange* MessageExchange::working_ = nullptr;
 MessageExchange::MessageExchange(Write write) : write_(std::move(write)) {}
 
 void MessageExchange::answerAndEnd() noexcept {
-  std::fputs("VORN Signing: ended by a failure that nothing could handle\n", stderr);
+  const char* what = "no exception";
+  try {
+    if (std::current_exception()) throw;
+  } catch (const std::exception& failure) {
+    what = failure.what();
+  } catch (...) {
+    what = "unknown";
+  }
+  std::fprintf(stderr, "VORN Signing: ended by a failure that nothing could handle: %s\n", what);
   if (working_ != nullptr) working_->answerWithoutMemory();
   quietly([] { LOG4CPLUS_INFO(logger, "Executable removed"); });
   _exit(kFatalRequest);

@@ -108,9 +108,11 @@ bool isWellFormed(const X509& certificate, std::string_view der) {
 
 bool isForPersons(const X509& certificate) {
   using Uses = OpenSslHandle<EXTENDED_KEY_USAGE, &EXTENDED_KEY_USAGE_free>;
+  constexpr int kNone = -1;
+  int found = kNone;
   const Uses uses(
-      static_cast<EXTENDED_KEY_USAGE*>(X509_get_ext_d2i(&certificate, NID_ext_key_usage, nullptr, nullptr)));
-  if (!uses) return true;
+      static_cast<EXTENDED_KEY_USAGE*>(X509_get_ext_d2i(&certificate, NID_ext_key_usage, &found, nullptr)));
+  if (!uses) return found == kNone;
   for (int i = 0; i < sk_ASN1_OBJECT_num(uses.get()); ++i) {
     char text[80];
     OBJ_obj2txt(text, sizeof text, sk_ASN1_OBJECT_value(uses.get(), i), 1);

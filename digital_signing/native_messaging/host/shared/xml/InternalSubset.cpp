@@ -1,5 +1,6 @@
 #include "shared/xml/InternalSubset.h"
 
+#include <algorithm>
 #include <xercesc/framework/XMLBuffer.hpp>
 #include <xercesc/framework/XMLNotationDecl.hpp>
 #include <xercesc/util/PlatformUtils.hpp>
@@ -14,18 +15,18 @@ namespace {
 /** Between double quotes, with each of the `special` characters, and of those that XML 1.1 wants so, as a
  * reference. */
 std::u16string quoted(std::u16string_view text, std::u16string_view special) {
+  const auto needsReference = [&](char16_t c) {
+    return (c < 0x20 && c != u'\t' && c != u'\n') || (c >= 0x7F && c < 0xA0) || c == 0x2028 ||
+           special.find(c) != std::u16string_view::npos;
+  };
   std::u16string result = u"\"";
-  for (const char16_t c : text) {
-    const bool isControl = (c < 0x20 && c != u'\t' && c != u'\n') || (c >= 0x7F && c < 0xA0) || c == 0x2028;
-    if (!isControl && special.find(c) == std::u16string_view::npos) {
-      result += c;
-    } else {
-      result += u"&#";
-      result += toUtf16(std::to_string(static_cast<unsigned>(c)));
-      result += u';';
-    }
+  while (true) {
+    const auto next = std::find_if(text.begin(), text.end(), needsReference);
+    result.append(text.begin(), next);
+    if (next == text.end()) return result + u"\"";
+    result.append(u"&#").append(toUtf16(std::to_string(static_cast<unsigned>(*next)))).append(u";");
+    text.remove_prefix(static_cast<std::size_t>(next - text.begin()) + 1);
   }
-  return result + u"\"";
 }
 
 /** Between quotes that are not in it: it cannot hold both kinds. */

@@ -27,8 +27,8 @@ bool holdsZeroCharacter(std::string_view bytes, std::size_t size) {
 bool mayHoldControls(const DocumentEncoding& encoding) {
   if (encoding.unit() != 1) return true;
   const std::string_view bytes = encoding.text();
-  for (std::size_t at = bytes.find('\xC2'); at + 1 < bytes.size(); at = bytes.find('\xC2', at + 1))
-    if (static_cast<unsigned char>(bytes[at + 1]) < 0xA0) return true;
+  for (std::size_t at = bytes.find('\xC2'); at != std::string_view::npos; at = bytes.find('\xC2', at + 1))
+    if (at + 1 < bytes.size() && static_cast<unsigned char>(bytes[at + 1]) < 0xA0) return true;
   for (std::size_t at = bytes.find("&#"); at != std::string_view::npos; at = bytes.find("&#", at + 2)) {
     const bool isHexadecimal = bytes.substr(at + 2).starts_with('x');
     std::string_view number = bytes.substr(at + (isHexadecimal ? 3 : 2));

@@ -108,10 +108,13 @@ class PartReader {
   }
 
   void noteCharacters(std::u16string_view text) {
+    bool isReturn = false, isControl = false;
     for (const char16_t c : text) {
-      found_.hasCarriageReturn |= c == u'\r';
-      found_.hasControl |= c >= 0x80 && c < 0xA0;
+      isReturn |= c == u'\r';
+      isControl |= c >= 0x80 && c < 0xA0;
     }
+    found_.hasCarriageReturn |= isReturn;
+    found_.hasControl |= isControl;
   }
 
   void noteUri(std::u16string_view uri) {

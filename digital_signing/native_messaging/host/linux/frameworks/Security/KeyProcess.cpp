@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
+#include <string_view>
 #include <system_error>
 #include <utility>
 
@@ -27,6 +28,11 @@ constexpr seconds kPatience{60};
 constexpr milliseconds kSlice{100};
 /** For a prompt to leave a terminal in order. */
 constexpr milliseconds kFarewell{300};
+
+/** How long the call at hand may take. */
+seconds patienceOf(const keys::CallMark& mark) {
+  return std::string_view(mark.function, 6) == "C_Sign" ? kSignaturePatience : kCallPatience;
+}
 
 std::string textOf(const char* room, std::size_t size) {
   return std::string(room, strnlen(room, size));
@@ -119,7 +125,7 @@ std::optional<jsonxx::Object> KeyProcess::ask(jsonxx::Object question) {
       failure_ = "nobody waits for an answer";
       return std::nullopt;
     }
-    if (!blame(outcome, isSignature)) ++unexplained;
+    if (!blame(outcome)) ++unexplained;
     // The key that was to sign is known to the process that is gone.
     if (isSignature) return std::nullopt;
     if (Clock::now() >= deadline) break;
@@ -134,9 +140,8 @@ bool KeyProcess::hangs(bool isSignature, Clock::time_point& deadline, std::uint6
     deadline = std::max(deadline, Clock::now() + kCallPatience);
     return false;
   }
-  const auto patience = isSignature ? kSignaturePatience : kCallPatience;
   const std::int64_t since = mark.since;
-  if (since != 0 && keys::steadyMilliseconds() - since > milliseconds(patience).count()) return true;
+  if (since != 0 && keys::steadyMilliseconds() - since > milliseconds(patienceOf(mark)).count()) return true;
   // Signing takes as long as it takes, as long as it goes on.
   if (isSignature && std::exchange(calls, mark.calls) != mark.calls) deadline = Clock::now() + kPatience;
   return Clock::now() >= deadline;
@@ -167,20 +172,20 @@ KeyProcess::Outcome KeyProcess::wait(bool isSignature, Clock::time_point deadlin
 
 /** Ends the process, and finds out whose fault that is. False when it is no module's, or one's that was left
  * alone already. */
-bool KeyProcess::blame(Outcome outcome, bool isSignature) {
+bool KeyProcess::blame(Outcome outcome) {
   const keys::CallMark& mark = *program_.mark;
   const std::string library = textOf(mark.library, sizeof mark.library);
   const std::string function = textOf(mark.function, sizeof mark.function);
   // The status of one that ended by itself is not that of the signal that would end it.
   if (outcome == Outcome::kEnded) isReadable(program_.end, kSlice);
   const bool wasAtWork = mark.since != 0;
+  const seconds patience = wasAtWork ? patienceOf(mark) : kPatience;
   const int status = keys::endKeyProgram(program_);
   channel_.reset();
-  const auto patience = isSignature ? kSignaturePatience : kCallPatience;
   std::string deed = "it ends the process that loads it";
   if (outcome == Outcome::kHangs)
-    deed = wasAtWork ? "it does not answer within " + std::to_string(patience.count()) + " seconds"
-                     : "it does not come to an end within " + std::to_string(kPatience.count()) + " seconds";
+    deed = (wasAtWork ? "it does not answer within " : "it does not come to an end within ") +
+           std::to_string(patience.count()) + " seconds";
   else if (WIFSIGNALED(status) && WTERMSIG(status) != SIGKILL)
     deed = "it crashes (signal " + std::to_string(WTERMSIG(status)) + ")";
   const std::string reason = deed + ", in " + function;
@@ -200,9 +205,10 @@ std::string KeyProcess::adviceOnModules() const {
 void KeyProcess::keepFaults(const jsonxx::Object& answer) {
   if (!answer.has<jsonxx::Array>("faults")) return;
   faults_.clear();
+  constexpr long kLast = static_cast<long>(keys::StoreFault::Kind::kFile);
   for (const jsonxx::Object* fault : keys::objectsIn(answer, "faults"))
     faults_.push_back(
-        {keys::flagIn(*fault, "module") ? keys::StoreFault::Kind::kModule : keys::StoreFault::Kind::kDatabase,
+        {static_cast<keys::StoreFault::Kind>(std::clamp(keys::numberIn(*fault, "kind"), 0L, kLast)),
          keys::textIn(*fault, "place"), keys::textIn(*fault, "reason"),
          keys::textIn(*fault, "registration")});
 }

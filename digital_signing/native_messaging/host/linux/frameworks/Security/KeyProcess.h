@@ -60,7 +60,7 @@ class KeyProcess {
   bool send(jsonxx::Object& question);
   Outcome wait(bool isSignature, Clock::time_point deadline, jsonxx::Object& answer);
   bool hangs(bool isSignature, Clock::time_point& deadline, std::uint64_t& calls) const;
-  bool blame(Outcome outcome, bool isSignature);
+  bool blame(Outcome outcome);
   void keepFaults(const jsonxx::Object& answer);
 
   int file_ = -1;

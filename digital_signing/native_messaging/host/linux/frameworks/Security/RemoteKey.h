@@ -24,8 +24,8 @@ class RemoteKey {
   /** RSA only: octets in the modulus, which is the length of a signature. */
   std::size_t modulusLength() const { return modulusLength_; }
 
-  /** Why there is no signature: the code of an error in the domain "Internal CSSM error", and NSS's name for it,
-   * or, where more is known, a sentence for people and a word of ErrorReason.h. */
+  /** Why there is no signature: the code of an error in the domain "Internal CSSM error", and NSS's name for
+   * it, or, where more is known, a sentence for people and a word of ErrorReason.h. */
   struct Refusal {
     OSStatus code;
     std::string name;
