@@ -126,6 +126,18 @@ TEST(Pin, WhatBecomesOfEachAnswer) {
   }
 }
 
+TEST(Pin, PauseGrowsWithEachCancelInWhicheverHost) {
+  const Home home;
+  HostOptions options = installToken(home, "cancel\ncancel\n" + kPin);
+  options.environment.push_back("XDG_RUNTIME_DIR=" + home.path().string());
+  const auto start = Clock::now();
+  for (const int code : {105, 105, 0})
+    EXPECT_EQ(errorCode(HostProcess(home, options).ask(signRequest(1, home))), code);
+  EXPECT_GT(Clock::now() - start, std::chrono::seconds(2))
+      << "one second, then two, less what the file rounds";
+  EXPECT_FALSE(std::filesystem::exists(home.path() / "vorn-signing-cancelled"));
+}
+
 TEST(Pin, LastTryIsNeverUsedUpSilently) {
   const Home home;
   HostProcess host(home, installToken(home, "00000000\n00000000\ncancel\n\n12\n11111111"));

@@ -28,7 +28,10 @@ void vorn::signing::selectCertificate(const jsonxx::Object& userDetails, jsonxx:
   if (failure != kFailures.end()) failure->second();
 }
 
-void vorn::signing_session::begin(int, const keys::KeyProgram&) {}
+void vorn::signing_session::begin(const keys::KeyProgram&) {}
+bool vorn::signing_session::isOver() {
+  return false;
+}
 void vorn::signing_session::selectCertificate(const jsonxx::Object& userDetails, jsonxx::Object& response) {
   signing::selectCertificate(userDetails, response);
 }

@@ -116,6 +116,17 @@ void forbidCoreDumps() {
 
 }  // namespace
 
+std::string refuseToReaders() {
+  Filter filter;
+  for (const int call : {SCMP_SYS(socket), SCMP_SYS(socketpair), SCMP_SYS(bind), SCMP_SYS(listen),
+                         SCMP_SYS(accept), SCMP_SYS(accept4), SCMP_SYS(execve), SCMP_SYS(execveat)})
+    filter.refuse(call, EPERM);
+  const int fault = filter.load();
+  return fault == 0 ? ""
+                    : "The kernel does not keep sockets and programs from this process: " +
+                          std::generic_category().message(-fault);
+}
+
 std::string enterSandbox() {
   forbidCoreDumps();
   const bool networkAllowed = isNetworkAllowed();

@@ -23,4 +23,12 @@ namespace vorn {
  */
 std::string enterSandbox();
 
+/**
+ * Gives up what only the start of the process for keys has needed: no more sockets than there are, and no
+ * programs. For the process that reads documents.
+ *
+ * @return as above.
+ */
+std::string refuseToReaders();
+
 }  // namespace vorn

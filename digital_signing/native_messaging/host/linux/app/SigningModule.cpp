@@ -14,7 +14,7 @@
 #include <string_view>
 
 #include "linux/app/BuildId.h"
-#include "linux/keys/KeyChannel.h"
+#include "linux/app/Sandbox.h"
 #include "shared/Exceptions.h"
 #include "shared/Platform.h"
 #include "shared/Requester.h"
@@ -41,7 +41,7 @@ struct Files {
   int keys = -1;
 };
 Files files;
-bool isOfAnotherBuild = false;
+bool isOver = false;
 
 /** By its own name for as long as that is still the file that was opened: debuggers know it by that. */
 std::string nameOf(int opened, const std::string& path) {
@@ -52,29 +52,26 @@ std::string nameOf(int opened, const std::string& path) {
   return isSame ? path : "/proc/self/fd/" + std::to_string(opened);
 }
 
-/** Opens the stores while the module is loaded. */
-keys::KeyProgram startKeys() {
-  keys::KeyProgram program = keys::startKeyProgram(files.keys);
-  if (program.id > 0) keys::KeyChannel(program.socket).send(jsonxx::Object("question", "open"));
-  return program;
-}
-
 /** Never unloaded: the libraries behind it do not start a second time. */
 const SigningModule& loadModule() {
   if (files.keys < 0) files.keys = keys::openKeyProgram(folderOfHost().c_str());
+  // It opens the stores while the module is loaded.
   static keys::KeyProgram keyProgram;
-  if (keyProgram.id <= 0 && files.keys >= 0) keyProgram = startKeys();
+  if (keyProgram.id <= 0) {
+    keyProgram = keys::startKeyProgram(files.keys);
+    if (const std::string fault = refuseToReaders(); !fault.empty()) LOG4CPLUS_WARN(logger, fault);
+  }
   const std::string path = folderOfHost() + kSigningModuleFile;
   void* const library = dlopen(nameOf(files.module, path).c_str(), RTLD_LAZY | RTLD_LOCAL);
   if (library == nullptr) failToLoad(dlerror());
   const auto* const module = static_cast<const SigningModule*>(dlsym(library, kSigningModuleSymbol));
   if (module == nullptr) failToLoad(path + " is not one");
   if (module->build != std::string_view(kBuildId)) {
-    isOfAnotherBuild = true;
+    isOver = true;
     failToLoad(path + " is of another build: " + module->build);
   }
   LOG4CPLUS_DEBUG(logger, "Signing module loaded");
-  module->begin(requester::watched(), files.keys, keyProgram);
+  module->begin(requester::watched(), keyProgram);
   return *module;
 }
 
@@ -108,6 +105,7 @@ const SigningModule& module() {
 
 /** Throws in the host what was caught in the module. */
 void report(const SigningFailure& failure) {
+  isOver = isOver || failure.isLast;
   switch (failure.kind) {
     case SigningFailure::Kind::kNone:
       return;
@@ -131,8 +129,8 @@ void openSigningFiles() {
            keys::openKeyProgram(folderOfHost().c_str())};
 }
 
-bool areSigningFilesOfAnotherBuild() {
-  return isOfAnotherBuild;
+bool isSigningOver() {
+  return isOver;
 }
 
 namespace signing {

@@ -20,6 +20,8 @@ struct SigningFailure {
   Kind kind = Kind::kNone;
   std::uint32_t code = 0;  // of a BaseException
   std::string message = {};
+  /** Whether the process for keys is gone, and only another host can start another. */
+  bool isLast = false;
 };
 
 /**
@@ -28,8 +30,8 @@ struct SigningFailure {
  */
 struct SigningModule {
   const char* build;  // the same as the host's, or the module is refused and nothing behind this is read
-  /** Called first. With the file of the process for keys, and that process if it was started. */
-  void (*begin)(const requester::Ends& ends, int keyFile, const keys::KeyProgram& keys) noexcept;
+  /** Called first, with the process for keys, which was started meanwhile. */
+  void (*begin)(const requester::Ends& ends, const keys::KeyProgram& keys) noexcept;
   SigningFailure (*selectCertificate)(const jsonxx::Object& userDetails, jsonxx::Object& response) noexcept;
   SigningFailure (*signDocuments)(const jsonxx::Array& xmlData, SignatureAlgorithm algorithm,
                                   jsonxx::Object& response) noexcept;
@@ -39,8 +41,9 @@ struct SigningModule {
  * an upgrade, is of another build. */
 void openSigningFiles();
 
-/** Whether they were overwritten after all, so that another host has to take over once this one has answered. */
-bool areSigningFilesOfAnotherBuild();
+/** Whether another host has to take over once this one has answered: its files were overwritten after all, or
+ * the process for keys is gone. */
+bool isSigningOver();
 
 inline constexpr const char* kSigningModuleFile = "vorn-signing-module.so";
 inline constexpr const char* kSigningModuleSymbol = "vornSigningModule";

@@ -34,15 +34,17 @@ SigningFailure failureOf(Call call) {
 template <typename Call>
 SigningFailure guarded(Call call) noexcept {
   try {
-    return failureOf(call);
+    SigningFailure failure = failureOf(call);
+    failure.isLast = signing_session::isOver();
+    return failure;
   } catch (...) {
     return {Kind::kOutOfMemory};  // not even its message could be kept
   }
 }
 
-void begin(const requester::Ends& ends, int keyFile, const keys::KeyProgram& keys) noexcept {
+void begin(const requester::Ends& ends, const keys::KeyProgram& keys) noexcept {
   requester::watch(ends);
-  signing_session::begin(keyFile, keys);
+  signing_session::begin(keys);
 }
 
 SigningFailure selectCertificate(const jsonxx::Object& userDetails, jsonxx::Object& response) noexcept {

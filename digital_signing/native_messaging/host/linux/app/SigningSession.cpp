@@ -76,9 +76,13 @@ struct Request {
 
 }  // namespace
 
-void begin(int keyFile, const keys::KeyProgram& keys) {
+bool isOver() {
+  return KeyProcess::instance().isLost();
+}
+
+void begin(const keys::KeyProgram& keys) {
   prompt::setLog(&logPrompt);
-  KeyProcess::instance().adopt(keyFile, keys);
+  KeyProcess::instance().adopt(keys);
   KeyProcess::instance().abandonWhen(&isBrowserGone);
 }
 

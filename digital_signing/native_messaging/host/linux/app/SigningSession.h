@@ -9,7 +9,10 @@
 namespace vorn::signing_session {
 
 /** Once, before any other call. */
-void begin(int keyFile, const keys::KeyProgram& keys);
+void begin(const keys::KeyProgram& keys);
+
+/** Whether the process for keys is gone for good. */
+bool isOver();
 
 /**
  * signing::selectCertificate, which logs what is wrong with key stores, each fault once. Where nothing fits

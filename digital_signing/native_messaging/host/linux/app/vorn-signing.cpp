@@ -65,7 +65,7 @@ int main(int argc, const char** argv) {
     idleTimer.stop();
     if (input->empty()) break;
     if (const std::optional<int> status = exchange.deliver(*input)) return *status;
-  } while (!idleTimer.hasExpired() && !areSigningFilesOfAnotherBuild());
+  } while (!idleTimer.hasExpired() && !isSigningOver());
   LOG4CPLUS_INFO(logger, "Executable removed");
   return EXIT_SUCCESS;
 }

@@ -4,31 +4,28 @@
 #include <spawn.h>
 #include <sys/mman.h>
 #include <sys/socket.h>
-#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <chrono>
 #include <csignal>
-#include <cstdint>
 #include <filesystem>
 #include <iterator>
 #include <string>
 #include <string_view>
 #include <system_error>
-#include <thread>
 #include <vector>
+
+#include "linux/keys/KeyWorkers.h"
 
 namespace vorn::keys {
 namespace {
 
 namespace fs = std::filesystem;
 
-/** Where the program finds them: see its own main. */
-constexpr int kMark = 3;
-constexpr int kFile = 4;
+/** Where the new process has its own file, until it closes that. */
+constexpr int kFile = 3;
 
 /** What browsers and shells keep for other programs. A module's settings are nobody's to know, so that all
  * else is handed on. */
@@ -48,18 +45,16 @@ std::vector<char*> environmentForKeys() {
   return variables;
 }
 
-/** Its standard input is the socket, its descriptor 3 the page. */
-int spawn(int file, int socket, int mark, pid_t& id) {
+/** Its standard input is the socket. */
+int spawn(int file, int socket, pid_t& id) {
   posix_spawn_file_actions_t actions;
   if (const int fault = posix_spawn_file_actions_init(&actions)) return fault;
-  // None of them is one of the targets of another.
   posix_spawn_file_actions_adddup2(&actions, socket, STDIN_FILENO);
   posix_spawn_file_actions_adddup2(&actions, STDERR_FILENO, STDOUT_FILENO);
-  if (mark >= 0) posix_spawn_file_actions_adddup2(&actions, mark, kMark);
   posix_spawn_file_actions_adddup2(&actions, file, kFile);
   posix_spawn_file_actions_addclosefrom_np(&actions, kFile + 1);
   const std::string path = "/proc/self/fd/" + std::to_string(kFile);
-  char* const arguments[] = {const_cast<char*>(kKeyProgramFile), nullptr};
+  char* const arguments[] = {const_cast<char*>(kKeyProgramFile), const_cast<char*>(kServe), nullptr};
   const int fault = posix_spawn(&id, path.c_str(), &actions, nullptr, arguments, environmentForKeys().data());
   posix_spawn_file_actions_destroy(&actions);
   return fault;
@@ -70,6 +65,14 @@ int movedUp(int descriptor) {
   const int moved = fcntl(descriptor, F_DUPFD_CLOEXEC, kFile + 1);
   close(descriptor);
   return moved;
+}
+
+void forgetWorker(KeyProgram& program) {
+  for (const int descriptor : {program.socket, program.end})
+    if (descriptor >= 0) close(descriptor);
+  if (program.mark != nullptr && program.mark != &callMark()) munmap(program.mark, sizeof *program.mark);
+  program.socket = program.end = -1;
+  program.mark = nullptr;
 }
 
 }  // namespace
@@ -90,36 +93,32 @@ KeyProgram startKeyProgram(int file) {
   KeyProgram program;
   int ends[2];
   if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) return program;
+  program.control = movedUp(ends[0]);
   const int theirs = movedUp(ends[1]);
-  const int page = makeCallMark();
-  const int mark = page >= 0 ? movedUp(page) : page;
-  program.socket = movedUp(ends[0]);
-  program.mark = mapCallMark(mark);
-  if (const int fault = spawn(file, theirs, mark, program.id)) {
+  const int fault = spawn(file, theirs, program.id);
+  close(theirs);
+  if (fault != 0) {
+    program.id = -1;
     endKeyProgram(program);
     errno = fault;
-  } else {
-    // By its number: the function of glibc 2.36 is declared without C linkage.
-    program.end = static_cast<int>(syscall(SYS_pidfd_open, program.id, 0));
   }
-  for (const int descriptor : {theirs, mark})
-    if (descriptor >= 0) close(descriptor);
   return program;
 }
 
-int endKeyProgram(KeyProgram& program) {
-  int status = 0;
+bool nextWorker(KeyProgram& program, int& formerStatus) {
+  const bool isFirst = program.socket < 0;
+  forgetWorker(program);
+  return (isFirst || send(program.control, "", 1, MSG_NOSIGNAL) == 1) && takeWorker(program, formerStatus);
+}
+
+void endKeyProgram(KeyProgram& program) {
   if (program.id > 0) {
     kill(program.id, SIGKILL);
-    // A process that not even this ends waits for its device; nobody is to wait along with it.
-    for (int slices = 0; slices < 500 && waitpid(program.id, &status, WNOHANG) == 0; ++slices)
-      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    while (waitpid(program.id, nullptr, 0) < 0 && errno == EINTR) continue;
   }
-  for (const int descriptor : {program.socket, program.end})
-    if (descriptor >= 0) close(descriptor);
-  if (program.mark != nullptr && program.mark != &callMark()) munmap(program.mark, sizeof *program.mark);
+  forgetWorker(program);
+  if (program.control >= 0) close(program.control);
   program = {};
-  return status;
 }
 
 }  // namespace vorn::keys

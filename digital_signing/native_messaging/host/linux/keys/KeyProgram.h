@@ -12,8 +12,10 @@ inline constexpr const char* kKeyProgramFile = "vorn-signing-keys";
 /** A running one. It dies with the thread that has started it. */
 struct KeyProgram {
   pid_t id = -1;
+  /** Where it hands over its workers. */
+  int control = -1;
+  /** Of the worker at hand: where it is asked, what becomes readable when it ends, and its marks. */
   int socket = -1;
-  /** Becomes readable when it ends; -1 on kernels that have no such descriptors. */
   int end = -1;
   CallMark* mark = nullptr;
 };
@@ -27,12 +29,16 @@ int openKeyProgram(const char* folder = "");
 
 /**
  * Starts it with the environment of this process, but for what names a secret. It has no other descriptors
- * than the socket, and standard error for what modules print. `id` is negative, and errno set, when it
+ * than a socket, and standard error for what modules print. `id` is negative, and errno set, when it
  * cannot be started.
  */
 KeyProgram startKeyProgram(int file);
 
-/** Ends it at once, and gives what waitpid says of it. */
-int endKeyProgram(KeyProgram& program);
+/** Has it hand over a worker: the first, or another in the place of one, of which `formerStatus` becomes what
+ * waitpid said. False when it has ended. */
+bool nextWorker(KeyProgram& program, int& formerStatus);
+
+/** Ends it at once. */
+void endKeyProgram(KeyProgram& program);
 
 }  // namespace vorn::keys

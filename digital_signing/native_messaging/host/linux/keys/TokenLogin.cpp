@@ -11,6 +11,7 @@
 #include "linux/keys/CallMark.h"
 #include "linux/keys/LoginQuestion.h"
 #include "linux/keys/WatchedModules.h"
+#include "linux/prompt/CancelPause.h"
 #include "linux/prompt/PromptLog.h"
 
 namespace vorn::keys {
@@ -23,7 +24,11 @@ std::vector<std::unique_ptr<TokenLogin>> logins;
 
 prompt::Answer askPerson(const prompt::Question& question, prompt::Secret& pin) {
   const MarkedWait typing;
-  return prompt::ask(question, pin);
+  prompt::cancel_pause::keep();
+  prompt::Answer answer = prompt::ask(question, pin);
+  if (answer.outcome == prompt::Answer::Outcome::kCancelled) prompt::cancel_pause::noteCancelled();
+  if (answer.outcome == prompt::Answer::Outcome::kGiven) prompt::cancel_pause::noteAnswered();
+  return answer;
 }
 
 /** Whoever NSS is to be told a PIN by; it asks in other places too, and is told none there. */

@@ -8,25 +8,26 @@
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <string_view>
 #include <thread>
 
 #include "linux/app/Sandbox.h"
-#include "linux/keys/CallMark.h"
 #include "linux/keys/KeyChannel.h"
+#include "linux/keys/KeyWorkers.h"
 #include "linux/keys/Questions.h"
 #include "linux/prompt/PromptLog.h"
 #include "linux/prompt/PromptProcess.h"
 
 /**
  * The process for keys: it alone opens key stores, loads the libraries of tokens, asks for PINs and has keys
- * sign. It is started with a socket as its standard input, over which it is asked: see Questions. Descriptor
- * 3 may be the page in which it says whom it waits for: see CallMark.
+ * sign. It is started with a socket as its standard input, over which it is asked: see Questions. With
+ * --serve it hands the sockets of its workers over there, which are asked instead: see KeyWorkers.
  */
 using namespace vorn;
 
 namespace {
 
-constexpr int kMark = 3;
+constexpr int kFirstFree = 3;
 /** Out of the way of those who close what they think is theirs. */
 constexpr int kHigh = 200;
 
@@ -34,7 +35,7 @@ keys::KeyChannel* asker = nullptr;
 
 int moveAway(int descriptor) {
   const int high = fcntl(descriptor, F_DUPFD_CLOEXEC, kHigh);
-  return high >= 0 ? high : fcntl(descriptor, F_DUPFD_CLOEXEC, kMark + 1);
+  return high >= 0 ? high : fcntl(descriptor, F_DUPFD_CLOEXEC, kFirstFree);
 }
 
 void tell(prompt::Weight weight, std::string_view text) {
@@ -62,7 +63,7 @@ int answerUntilTheEnd(keys::KeyChannel& channel) {
 
 }  // namespace
 
-int main() {
+int main(int count, char** arguments) {
   struct stat input{};
   if (fstat(STDIN_FILENO, &input) != 0 || !S_ISSOCK(input.st_mode)) {
     std::fputs("vorn-signing-keys keeps keys and PINs for vorn-signing, which starts it\n", stderr);
@@ -70,16 +71,17 @@ int main() {
   }
   prctl(PR_SET_PDEATHSIG, SIGKILL);
   for (const int ignored : {SIGPIPE, SIGXFSZ}) std::signal(ignored, SIG_IGN);
-  const int socket = moveAway(STDIN_FILENO);
-  keys::useCallMark(keys::mapCallMark(kMark));
-  close_range(kMark, kHigh - 1, 0);
+  int socket = moveAway(STDIN_FILENO);
+  close_range(kFirstFree, kHigh - 1, 0);
   const int nothing = open("/dev/null", O_RDONLY | O_CLOEXEC);
   dup2(nothing, STDIN_FILENO);
   close(nothing);
+  enterSandbox();  // the host has a log, and says in it whether that succeeds
+  if (count > 1 && std::string_view(arguments[1]) == keys::kServe)
+    socket = moveAway(keys::serveWorkers(socket));
   keys::KeyChannel channel(socket);
   asker = &channel;
   prompt::setLog(&tell);
-  enterSandbox();  // the host has a log, and says in it whether that succeeds
   std::thread(&endWith, socket).detach();
   try {
     _exit(answerUntilTheEnd(channel));

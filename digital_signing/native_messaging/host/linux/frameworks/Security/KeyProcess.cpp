@@ -50,20 +50,16 @@ KeyProcess& KeyProcess::instance() {
   return *process;
 }
 
-void KeyProcess::adopt(int file, const keys::KeyProgram& started) {
-  file_ = file;
-  program_ = started;
-  if (program_.id <= 0) return;
-  ++generation_;
-  channel_ = std::make_unique<keys::KeyChannel>(program_.socket);
-}
-
 bool KeyProcess::start() {
   if (channel_ != nullptr) return true;
-  if (file_ < 0) file_ = keys::openKeyProgram();
-  program_ = keys::startKeyProgram(file_);
+  if (program_.id <= 0 && !isAdopted_) program_ = keys::startKeyProgram(keys::openKeyProgram());
   if (program_.id <= 0) {
     failure_ = "vorn-signing-keys cannot be started: " + std::generic_category().message(errno);
+    return false;
+  }
+  if (!keys::nextWorker(program_, formerStatus_)) {
+    failure_ = "vorn-signing-keys has ended";
+    keys::endKeyProgram(program_);
     return false;
   }
   ++generation_;
@@ -180,8 +176,8 @@ bool KeyProcess::blame(Outcome outcome) {
   if (outcome == Outcome::kEnded) isReadable(program_.end, kSlice);
   const bool wasAtWork = mark.since != 0;
   const seconds patience = wasAtWork ? patienceOf(mark) : kPatience;
-  const int status = keys::endKeyProgram(program_);
   channel_.reset();
+  const int status = start() ? formerStatus_ : 0;
   std::string deed = "it ends the process that loads it";
   if (outcome == Outcome::kHangs)
     deed = (wasAtWork ? "it does not answer within " : "it does not come to an end within ") +

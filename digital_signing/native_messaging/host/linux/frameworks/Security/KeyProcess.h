@@ -24,8 +24,13 @@ class KeyProcess {
  public:
   static KeyProcess& instance();
 
-  /** To go on with a program that has been opened, and may have been started, before. */
-  void adopt(int file, const keys::KeyProgram& started);
+  /** To go on with a program that has been started before, and with no other. */
+  void adopt(const keys::KeyProgram& started) {
+    program_ = started;
+    isAdopted_ = true;
+  }
+  /** Whether that has ended for good. */
+  bool isLost() const { return isAdopted_ && program_.id <= 0; }
   /** `isGone` says while an answer is waited for whether anybody still wants it; it is told whether a person
    * is being asked. */
   void abandonWhen(bool (*isGone)(bool isPersonAsked)) { isGone_ = isGone; }
@@ -63,7 +68,8 @@ class KeyProcess {
   bool blame(Outcome outcome);
   void keepFaults(const jsonxx::Object& answer);
 
-  int file_ = -1;
+  bool isAdopted_ = false;
+  int formerStatus_ = 0;
   keys::KeyProgram program_;
   std::unique_ptr<keys::KeyChannel> channel_;
   int generation_ = 0;
