@@ -226,9 +226,13 @@ class Check {
 
   static std::string remedyOf(const fs::path& database) {
     if (access(database.c_str(), R_OK | X_OK) != 0) return "chmod 700 " + database.string();
-    for (const char* const name : {"cert9.db", "key4.db"})
-      if (const fs::path file = database / name; access(file.c_str(), R_OK) != 0 && errno == EACCES)
-        return "chmod 600 " + file.string();
+    for (const char* const name : {"cert9.db", "key4.db"}) {
+      const fs::path file = database / name;
+      if (access(file.c_str(), R_OK) != 0 && errno == EACCES) return "chmod 600 " + file.string();
+      std::error_code unreadable;
+      if (fs::exists(file, unreadable) && !fs::is_regular_file(file, unreadable))
+        return "remove " + file.string() + ", and bring the database back from a copy";
+    }
     return "close other programs that use it, and see whether \"certutil -K -d sql:" + database.string() +
            "\" succeeds; a damaged one has to come back from a copy, or its certificates from their files";
   }

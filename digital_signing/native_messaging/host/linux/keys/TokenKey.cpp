@@ -3,6 +3,7 @@
 #include <prerror.h>
 #include <secerr.h>
 #include <secitem.h>
+#include <secmod.h>
 
 #include <algorithm>
 #include <cstdint>
@@ -98,10 +99,6 @@ void TokenKey::readFlags() const {
 
 /** Leaves the key in key_. Nothing when it is there, else why not. */
 std::optional<NssError> TokenKey::open(const x509::Certificate& certificate) const {
-  if (!isPresentSoon(slot_.get(), true)) {
-    PR_SetError(SEC_ERROR_NO_TOKEN, 0);
-    return lastErrorOf(slot_.get());
-  }
   // A card that was out has lost login and sessions, and may number its objects anew.
   if (const int series = PK11_GetSlotSeries(slot_.get()); series != series_) {
     forget();
@@ -167,8 +164,25 @@ SECKEYPrivateKey* TokenKey::quickKey() const {
   return copy_ != nullptr ? copy_.get() : key_.get();
 }
 
+/** A card that leaves within is looked for once more: its module may have lost the readers, all of them, by a
+ * service that was started anew, and finds them as it lists them. */
 std::variant<std::vector<std::uint8_t>, NssError> TokenKey::sign(der::Bytes input,
                                                                  const x509::Certificate& certificate) const {
+  for (bool again = false;; again = true) {
+    if (again || PK11_IsPresent(slot_.get()) == PR_FALSE)
+      SECMOD_UpdateSlotList(PK11_GetModule(slot_.get()));
+    if (!isPresentSoon(slot_.get(), true)) {
+      PR_SetError(SEC_ERROR_NO_TOKEN, 0);
+      return lastErrorOf(slot_.get());
+    }
+    auto result = signOnce(input, certificate);
+    const auto* const error = std::get_if<NssError>(&result);
+    if (again || error == nullptr || error->name != "SEC_ERROR_NO_TOKEN") return result;
+  }
+}
+
+std::variant<std::vector<std::uint8_t>, NssError> TokenKey::signOnce(
+    der::Bytes input, const x509::Certificate& certificate) const {
   // Some failures in NSS leave no error of their own, and an older one must not speak for them.
   PR_SetError(SEC_ERROR_LIBRARY_FAILURE, 0);
   if (!OpenStores::instance().waitUntilFree(slot_.get())) {

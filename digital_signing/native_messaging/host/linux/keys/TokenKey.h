@@ -53,6 +53,8 @@ class TokenKey : public std::enable_shared_from_this<TokenKey> {
                                                          const x509::Certificate& certificate) const;
 
  private:
+  std::variant<std::vector<std::uint8_t>, NssError> signOnce(der::Bytes input,
+                                                             const x509::Certificate& certificate) const;
   void describe(const SECKEYPublicKey& publicHalf);
   std::optional<NssError> confirm(const x509::Certificate& certificate) const;
   void readFlags() const;

@@ -47,13 +47,14 @@ bool isPresentSoon(PK11SlotInfo* slot, bool wanted) {
 }
 
 NssError lastErrorOf(PK11SlotInfo* slot) {
-  NssError error = lastNssError();
   const PRErrorCode code = PR_GetError();
   const bool hasDeviceFailed = code == SEC_ERROR_PKCS11_GENERAL_ERROR ||
                                code == SEC_ERROR_PKCS11_FUNCTION_FAILED ||
                                code == SEC_ERROR_PKCS11_DEVICE_ERROR;
-  if (code == SEC_ERROR_NO_TOKEN ||
-      (hasDeviceFailed && PK11_IsRemovable(slot) != PR_FALSE && isPresentSoon(slot, false))) {
+  const bool hasLeft = hasDeviceFailed && PK11_IsRemovable(slot) != PR_FALSE && isPresentSoon(slot, false);
+  PR_SetError(hasLeft ? SEC_ERROR_NO_TOKEN : code, 0);
+  NssError error = lastNssError();
+  if (PR_GetError() == SEC_ERROR_NO_TOKEN) {
     error.reason = reason::kCardOut;
     error.sentence = std::string("The token \"") + PK11_GetTokenName(slot) +
                      "\" is not in its reader; put the card in and sign again";
