@@ -184,6 +184,13 @@ TEST(SignAndVerify, SignRefusesAndGoesOn) {
   expectSays(run(home, "$vornctl sign a.xml -o - 2>said >c.xml " + user("Jane Citizen") +
                            " && $vornctl verify --no-chain c.xml"),
              3, "c.xml");
+  expectSays(run(home, "$vornctl sign c.xml " + user("Jane Citizen")), 1, "c.xml: it is signed already");
+  expectSays(run(home, "$vornctl sign none.xml"), 1, "none.xml: there is no such file");
+  expectSays(run(home, "$vornctl identities --for-page --name \"Jane Citizen\""), 0,
+             "{\"name\":\"Jane Citizen\",\"email\":\"Jane@Example.com\",\"abn\":\"12345678901\",\"aki\":[\"" +
+                 e2e::akiOf("main") + "\"]}\n");
+  expectSays(run(home, "$vornctl identities --for-page"), 1, "it is not clear who would sign");
+  expectSays(run(home, "$vornctl help sign"), 0, "vornctl sign agreement.xml");
   expectSays(run(home, "$vornctl regster"), 2, "did you mean \"register\"?");
   expectSays(run(home, "$vornctl --verison"), 2, "did you mean \"--version\"?");
   expectSays(run(home, "$vornctl sign"), 2, "Try: vornctl sign --help");

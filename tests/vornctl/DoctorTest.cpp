@@ -151,7 +151,7 @@ const PlantedFault kFaults[] = {
      "with the ABN"},
     {"ModuleMissing",
      "rm -r .pki; mkdir -p .config/pkcs11/modules; echo module: /none.so >.config/pkcs11/modules/x.module",
-     "module-missing key store", "/none.so, is not there", "x.module"},
+     "no-key-store key store", "there is no key store", "vornctl import"},
 };
 
 class Doctor : public testing::TestWithParam<PlantedFault> {};
@@ -288,6 +288,24 @@ TEST(DoctorHome, StateOfACardIsTold) {
     EXPECT_EQ((*found)["severity"], row.severity);
     EXPECT_EQ(found->contains("remedy"), row.severity != "ok");
   }
+}
+
+TEST(DoctorHome, NotesKeepNobodyFromSigning) {
+  const e2e::Home home("main");
+  fs::create_directories(home.path() / ".config/chromium");
+  const Result done =
+      run(home, kRegister +
+                    " && $vornctl confirm on >out && mkdir -p .config/pkcs11/modules && "
+                    "echo module: /none.so >.config/pkcs11/modules/x.module && " +
+                    kOnlyIdentity + "--abn 123 --to $(date -u -d \"+4 days\" +%Y%m%d%H%M%SZ) . >out");
+  ASSERT_EQ(done.status, 0) << done.output;
+  const std::string notes = testing::PrintToString(diagnosis(home, "note", 0));
+  for (const char* note : {"expires-soon key store: ", "expires in 4 days",
+                           "odd-abn key store: ", "eleven digits", "module-missing key store: "})
+    EXPECT_NE(notes.find(note), std::string::npos) << note << notes;
+  EXPECT_NE(run(home, "$vornctl doctor --root root").output.find("is to be confirmed"), std::string::npos);
+  EXPECT_NE(run(home, "$vornctl confirm off; $vornctl confirm").output.find("sign without a question"),
+            std::string::npos);
 }
 
 TEST(DoctorHome, LockedStoreAndSandboxesAreTold) {

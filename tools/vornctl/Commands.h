@@ -40,6 +40,11 @@ struct ImportOptions {
   std::string storePasswordFile = {}; /**< of the key store, if that has one; empty to ask */
 };
 
+struct ConfirmOptions {
+  std::string state = {}; /**< "on", "off", or empty to say which */
+  bool forAll = false;
+};
+
 struct SignOptions {
   std::vector<std::string> files = {};
   User user = {};          /**< what is left open is taken from the only identity that fits */
@@ -64,6 +69,7 @@ int runUnregister(const RegisterOptions& options);
 int runDoctor(const DoctorOptions& options);
 int runIdentities(const IdentitiesOptions& options);
 int runImport(const ImportOptions& options);
+int runConfirm(const ConfirmOptions& options);
 int runSign(const SignOptions& options);
 int runVerify(const VerifyOptions& options);
 

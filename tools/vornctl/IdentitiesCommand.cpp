@@ -70,9 +70,13 @@ void print(const IdentityReport& report, const User& user) {
   if (certificate.notYetValid)
     add("not before", certificate.start + " (not valid yet: whoever verifies a signature sees that)",
         Colour::kWarning);
+  const int days = daysUntil(certificate.expiry);
+  const bool isSoon = !certificate.expired && days < kDaysOfNotice;
   add("expires",
-      certificate.expiry + (certificate.expired ? " (expired: the host refuses to sign with it)" : ""),
-      certificate.expired ? Colour::kBad : Colour::kPlain);
+      certificate.expiry + (certificate.expired ? " (expired: the host refuses to sign with it)"
+                            : isSoon            ? " (" + inDays(days) + ": renew it in time)"
+                                                : ""),
+      certificate.expired ? Colour::kBad : (isSoon ? Colour::kWarning : Colour::kPlain));
   add("token", report.token + (report.locked ? " (asks for a PIN or password)" : ""));
   add("store", report.store);
   std::cout << table.text();

@@ -11,6 +11,7 @@
 #include "shared/Base64.h"
 #include "shared/text/LetterCase.h"
 #include "vornctl/AtomicFile.h"
+#include "vornctl/CertificateDescription.h"
 #include "vornctl/Commands.h"
 #include "vornctl/DocumentWarnings.h"
 #include "vornctl/ErrorWords.h"
@@ -199,6 +200,9 @@ class Batch {
           << printable(answer.get<jsonxx::String>("cert_serial")) << " of "
           << printable(answer.get<jsonxx::String>("cert_issuer")) << ", valid until "
           << printable(answer.get<jsonxx::String>("cert_expiry").substr(0, 10)) << "\n";
+    if (const int days = daysUntil(answer.get<jsonxx::String>("cert_expiry")); days < kDaysOfNotice)
+      std::cerr << "vornctl: " << coloured(Colour::kWarning, "warning") << ": the certificate expires "
+                << inDays(days) << "; renew it in time\n";
   }
 
   /** The host tells its log alone what verifiers will have against a document that it has signed. */
