@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
-"""A card with a PIN, from the page in Chromium to xmlsec1: pin_test.py HOST VORNCTL HOMES [PICTURE]
+"""A card with a PIN, from the page in Chromium to xmlsec1: pin_test.py HOST VORNCTL HOMES [--reader] [PICTURE]
 
-The desktop's own pinentry asks on a display without a screen, and xdotool types. PICTURE is where the prompt is saved as it
+The card is the software token or, with --reader, one in a card reader. The desktop's own pinentry asks on a display without a screen, and xdotool types. PICTURE is where the prompt is saved as it
 looks; that alone needs ImageMagick.
 """
 
@@ -11,14 +11,18 @@ import subprocess
 import sys
 import tempfile
 
-sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1]))
+TESTS = pathlib.Path(__file__).resolve().parents[1]
+sys.path[:0] = [str(TESTS), str(TESTS / "card")]
 import chromium
 from browser_test import AGREEMENT, Page, ROOT, document_of, expect_signed, extension, register
+from card import card_of
 from helpers import JANE, aki_of, expect, run
 from process import end_started, host_processes, start, until
+from reader import Service, run_alone
 
 HOST, VORNCTL, HOMES = sys.argv[1], sys.argv[2], pathlib.Path(sys.argv[3])
 PIN = "73915264"
+IN_READER = "--reader" in sys.argv
 
 
 def start_display(home):
@@ -38,7 +42,7 @@ def answer(*keys):
     """Types into the prompt once it is there, and waits until it has gone."""
     window = until(prompts, "the prompt")[0]
     run("xdotool", "windowfocus", "--sync", window)
-    if keys[0] == PIN and len(sys.argv) > 4:
+    if keys[0] == PIN and len(sys.argv) > 4 and not IN_READER:
         run("import", "-window", window, "-strip", sys.argv[4])
     for key in keys:
         run("xdotool", *(["type", key] if key.isdigit() else ["key", key]))
@@ -49,8 +53,10 @@ def check(browser, home):
     page = Page(browser)
     browser.open("page.html")
     page.fill(**JANE, aki=aki_of(HOMES))
+    browser.run("Date.now = () => Date.parse('2049-06-28');")
     page.click("check")
     until(lambda: page.text("progress").startswith("This certificate was found."), "the certificate")
+    expect(page.text("ending").startswith("This certificate ends in 2 days."), "says that it ends soon", page.text("ending"))
     expect(not prompts(), "finds the certificate without a question")
     second = document_of(home, "second.xml", 2000)
     page.choose(AGREEMENT, second)
@@ -64,18 +70,28 @@ def check(browser, home):
     page.choose(second)
     page.click("sign")
     answer("Escape")
-    expect(page.wait() == "Your key could not sign.", "says that nothing was signed when the person cancels", page.text("problem-title"))
+    expect(page.wait() == "You closed the question for your PIN, so nothing more was signed.", "says that nothing was signed when the person cancels", page.text("problem-title"))
     page.click("sign")
     until(prompts, "the prompt")
 
 
+def give_token(home):
+    if IN_READER:
+        Service(home / "pcscd.log")
+        card_of(HOMES / "main", home, PIN).insert()
+        return
+    run(ROOT / "tests/e2e/make-token", home, "/usr/lib/softhsm/libsofthsm2.so", HOMES / "main")
+    os.environ["SOFTHSM2_CONF"] = str(home / "softhsm.conf")
+
+
 def main():
+    if IN_READER:
+        run_alone()
     ids = extension()
     with tempfile.TemporaryDirectory(prefix="vorn-", ignore_cleanup_errors=True) as folder:
         home = pathlib.Path(folder).resolve()
         (home / "Downloads").mkdir()
-        run(ROOT / "tests/e2e/make-token", home, "/usr/lib/softhsm/libsofthsm2.so", HOMES / "main")
-        os.environ["SOFTHSM2_CONF"] = str(home / "softhsm.conf")
+        give_token(home)
         register(VORNCTL, HOST, home, ids)
         try:
             start_display(home)

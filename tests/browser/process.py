@@ -64,7 +64,7 @@ def tree_megabytes(pid):
         return 0
 
 
-def _die_with_the_test():
+def die_with_the_test():
     """Whatever ends the test, be it SIGKILL at the end of its time, ends the browser."""
     set_parent_death_signal = 1
     ctypes.CDLL(None).prctl(set_parent_death_signal, signal.SIGKILL)
@@ -76,7 +76,7 @@ def start(command, home, **options):
     log = open(home / "browser.log", "wb")  # what browsers say of a machine without a desktop is of no interest
     with log:
         started.append(subprocess.Popen(command, env={**environment, "HOME": str(home)}, stdin=subprocess.DEVNULL,
-                                        stdout=log, stderr=log, preexec_fn=_die_with_the_test, **options))
+                                        stdout=log, stderr=log, preexec_fn=die_with_the_test, **options))
     return started[-1]
 
 

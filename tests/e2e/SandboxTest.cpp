@@ -17,7 +17,10 @@ namespace {
 std::map<std::string, int> probe(const Home& home, const std::string& setting) {
   const std::string report = (home.path() / "report").string();
   const auto modules = home.path() / ".pki" / "nssdb" / "pkcs11.txt";
-  writeFile(modules, readFile(modules) + "\nlibrary=" VORN_PROBE_MODULE "\nname=probe\n");
+  const std::string library = (home.path() / "probe.so").string();
+  std::filesystem::copy(VORN_TOKEN_MODULE, library);
+  writeFile(library + ".fault", "C_GetFunctionList probe");
+  writeFile(modules, readFile(modules) + "\nlibrary=" + library + "\nname=probe\n");
   HostProcess host(home, {.environment = {"VORN_PROBE=" + report, setting}});
   const std::string answer = host.ask(SignRequest{.documents = {{agreement()}}}.json());
   EXPECT_EQ(errorCode(answer), 0) << answer;
@@ -44,7 +47,7 @@ TEST(Sandbox, NoProcessThatReadsADocumentHoldsAKey) {
     EXPECT_TRUE(mapped(host.id(), library)) << library;
     EXPECT_FALSE(mapped(host.keysId(), library)) << library;
   }
-  for (const char* library : {"libnss3", "libsoftokn3", "libsofthsm2", "card_module", "libassuan"}) {
+  for (const char* library : {"libnss3", "libsoftokn3", "libsofthsm2", "token_module", "libassuan"}) {
     EXPECT_FALSE(mapped(host.id(), library)) << library;
     EXPECT_TRUE(mapped(host.keysId(), library)) << library;
   }

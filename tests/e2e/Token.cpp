@@ -20,7 +20,8 @@ HostOptions installPrompt(const Home& home, const std::string& answers) {
 
 HostOptions installToken(const Home& home, const std::string& answers, const std::string& options) {
   const std::string command = VORN_TEST_SCRIPTS "/make-token '" + home.path().string() +
-                              "' " VORN_CARD_MODULE " " + (preparedHomes() / "main").string() + " " + options;
+                              "' " VORN_TOKEN_MODULE " " + (preparedHomes() / "main").string() + " " +
+                              options;
   if (std::system(command.c_str()) != 0) throw std::runtime_error("no token: " + command);
   writeFile(card(home), "3");
   return installPrompt(home, answers);

@@ -1,8 +1,10 @@
 #include <fcntl.h>
 #include <sys/prctl.h>
+#include <sys/stat.h>
 
 #include <chrono>
 #include <csignal>
+#include <cstdint>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -94,18 +96,19 @@ TEST(KeyStore, ModulesThatHangCrashOrFailAreLeftOut) {
   const fs::path registrations = stores.home() / ".config/pkcs11/modules";
   fs::create_directories(registrations);
   std::map<fs::path, std::string> expected;
-  const auto add = [&](const std::string& deed, const std::string& reason) {
+  const auto add = [&](const std::string& deed, const std::string& fault, const std::string& reason) {
     const fs::path library = stores.home() / (deed + ".so");
-    if (deed != "missing") fs::copy(VORN_FAULTY_MODULE, library);
+    if (deed != "missing") fs::copy(VORN_TOKEN_MODULE, library);
+    std::ofstream(library.string() + ".fault") << fault;
     std::ofstream(registrations / (deed + ".module"))
         << "# a comment\nenable-in: x, vorn-signing\nmodule: " << library.string() << "\n";
     expected[library] = reason;
   };
-  add("stalls", "it does not answer within 20 seconds, in C_GetTokenInfo");
-  add("crashes", "it crashes (signal 6), in C_Initialize");
-  add("exits", "it ends the process that loads it, in C_Initialize");
-  add("fails", "C_Initialize of the module fails (PKCS #11 error 0x30)");
-  add("missing", "No such file or directory");
+  add("stalls", "C_GetSlotList hang", "it does not answer within 20 seconds, in C_GetSlotList");
+  add("crashes", "C_Initialize crash", "it crashes (signal 6), in C_Initialize");
+  add("exits", "C_Initialize exit", "it ends the process that loads it, in C_Initialize");
+  add("fails", "C_Initialize fail", "C_Initialize of the module fails (PKCS #11 error 0x30)");
+  add("missing", "", "No such file or directory");
   // Nor is it asked for what is not registered for it, and for one library twice.
   std::ofstream(registrations / "other.module") << "module: /other.so\ndisable-in: x, p11-kit-proxy\n";
   std::ofstream(stores.home() / ".pki/nssdb/pkcs11.txt", std::ios::app)
@@ -122,6 +125,40 @@ TEST(KeyStore, ModulesThatHangCrashOrFailAreLeftOut) {
     }
     EXPECT_EQ(found.size(), 5U);
   });
+}
+
+TEST(KeyStore, FilesThatAreNoneAreLeftOut) {
+  const std::string second = ".local/share/pki/nssdb/";
+  const std::string files[] = {
+      ".mozilla/firefox/profiles.ini",   ".pki/nssdb/pkcs11.txt", ".config/pkcs11/pkcs11.conf",
+      ".config/pkcs11/modules/x.module", second + "cert9.db",     second + "key4.db",
+      second + "key4.db-journal"};
+  const std::function<void(const fs::path&)> makes[] = {
+      [](const fs::path& file) { EXPECT_EQ(mkfifo(file.c_str(), 0600), 0); },
+      [](const fs::path& file) { fs::create_symlink("/dev/zero", file); },
+      [](const fs::path& file) {
+        std::ofstream(file).close();
+        fs::resize_file(file, std::uintmax_t{1} << (file.extension() == ".db" ? 31 : 21));
+      }};
+  for (const std::string& name : files) {
+    for (const auto& make : makes) {
+      if (&make == &makes[2] && name.ends_with("-journal")) continue;
+      const bool isFirst = name.starts_with(".pki") && name.ends_with(".db");
+      const Stores stores(
+          {{".pki/nssdb", isFirst ? "empty" : "plain"}, {second, isFirst ? "plain" : "empty"}}, "");
+      const fs::path file = stores.home() / name;
+      fs::create_directories(file.parent_path());
+      fs::remove(file);
+      make(file);
+      inHome(stores.home(), [&] {
+        EXPECT_EQ(CFArrayGetCount(search("Jane Citizen").get()), 3) << name;
+        ASSERT_EQ(storeFaults().size(), 1U) << name;
+        const keys::StoreFault fault = storeFaults()[0];
+        EXPECT_NE((fault.place.string() + fault.reason).find(file.string()), std::string::npos)
+            << fault.reason;
+      });
+    }
+  }
 }
 
 TEST(KeyStore, DataFolderIsThatOfTheEnvironmentUnlessRelative) {

@@ -120,9 +120,11 @@ class Examination {
 
   /** Where no manifest leads to a host, the installed one is tried: unless it was blamed already. */
   void examineHosts(const std::vector<Finding>& keyStore) {
-    const bool isUnreadable = std::any_of(keyStore.begin(), keyStore.end(), [](const Finding& finding) {
-      return finding.code == "key-store-unreadable";
-    });
+    const auto has = [&keyStore](std::string_view code) {
+      return std::any_of(keyStore.begin(), keyStore.end(),
+                         [code](const Finding& finding) { return finding.code == code; });
+    };
+    const bool isUnreadable = has("key-store-unreadable");
     if (hosts_.empty()) {
       if (const auto fault = checkProgram(installedHost_, installedHost_)) {
         if (!isBlamed(*fault)) add({Severity::kProblem, fault->code, {"host"}, fault->cause, fault->remedy});
@@ -140,7 +142,7 @@ class Examination {
              {start.host.string()}});
         continue;
       }
-      for (Finding& finding : checkHost(start)) {
+      for (Finding& finding : checkHost(start, !has(kModuleHangs))) {
         if (finding.code == "host-silent" && start.host != installedHost_ &&
             !checkProgram(installedHost_, installedHost_))
           finding.remedy =

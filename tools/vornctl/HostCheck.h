@@ -15,9 +15,10 @@ struct HostStart {
   std::vector<std::string> arguments;
 };
 
-/** Starts the host, asks for its version, and has it open its signing module; each answer is waited for so
- * long. The user's log stays as it is. */
-std::vector<Finding> checkHost(const HostStart& start,
+/** Starts the host, asks for its version and, if it `searches`, has it look for a certificate, for which it
+ * opens its signing module and reads cards. The version is waited for so long, the search twice that. The
+ * user's log stays as it is. */
+std::vector<Finding> checkHost(const HostStart& start, bool searches = true,
                                std::chrono::milliseconds patience = std::chrono::seconds(10));
 
 }  // namespace vorn::vornctl

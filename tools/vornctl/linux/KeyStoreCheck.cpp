@@ -21,6 +21,7 @@ using keys::TokenPlace;
 
 constexpr const char* kImport =
     "bring your certificate with its private key in from its file: vornctl import FILE.p12";
+constexpr std::size_t kDigitsOfAbn = 11;
 constexpr const char* kReaderSocket = "/run/pcscd/pcscd.comm";
 
 std::string counted(std::size_t count, const std::string& one) {
@@ -53,11 +54,14 @@ class Check {
     if (!usable_.empty())
       praise(identities.size());
     else if (!identities.empty())
-      blame(identities);
+      blame(identities), explainCards();
     else
       missIdentity();
     checkFaults();
     checkPins();
+    for (const fs::path& file : keys::presentConfirmationFiles())
+      add(Severity::kFine, "confirmed",
+          "every request to sign is to be confirmed in a prompt, as this file is there", "", {file.string()});
     return std::move(findings_);
   }
 
@@ -103,10 +107,15 @@ class Check {
             described(identity) + " is not valid before " + identity.certificate.start,
             "wait until then, or sign with another: whoever verifies a signature of now refuses it");
       }
+      const int days = daysUntil(identity.certificate.expiry);
+      if (days < kDaysOfNotice)
+        add(Severity::kNote, "expires-soon", described(identity) + " expires " + inDays(days),
+            "renew the certificate in time, and import the new one");
       for (const std::string& abn : identity.certificate.abns)
-        if (abn != kUnreadable && abn.find_first_not_of("0123456789") != std::string::npos)
+        if (abn != kUnreadable &&
+            (abn.size() != kDigitsOfAbn || abn.find_first_not_of("0123456789") != std::string::npos))
           add(Severity::kNote, "odd-abn",
-              described(identity) + " has the ABN \"" + abn + "\", and pages ask for digits alone",
+              described(identity) + " has the ABN \"" + abn + "\", and pages ask for eleven digits",
               "ask \"" + identity.certificate.issuer + "\" for a certificate with the ABN in digits");
     }
     const bool hasLockedProfile =
@@ -151,7 +160,8 @@ class Check {
     }
   }
 
-  void missIdentity() {
+  /** Whether something is amiss with the cards that explains why no identity is found there. */
+  bool explainCards() {
     bool isExplained = false;
     for (const TokenPlace& place : places_) {
       if (!place.isCard) continue;
@@ -172,17 +182,25 @@ class Check {
       }
       isExplained = true;
     }
-    if (isExplained) return;
-    const bool hasDatabase = !keys::keyDatabases().empty();
+    return isExplained;
+  }
+
+  void missIdentity() {
     const auto faults = frameworks::storeFaults();
-    // What cannot be read is blamed by itself.
-    if (faults.empty() || (hasDatabase && faults.front().kind != StoreFault::Kind::kDatabase)) {
-      add(Severity::kProblem, hasDatabase ? "no-identity" : "no-key-store",
+    const bool isExplained = explainCards() || std::any_of(faults.begin(), faults.end(), &hangs);
+    const bool hasDatabase = !keys::keyDatabases().empty();
+    // A database that cannot be read is blamed by itself; a module or a reader may be of no concern.
+    const bool isUnreadable = std::any_of(faults.begin(), faults.end(), [](const StoreFault& fault) {
+      return fault.kind == StoreFault::Kind::kDatabase;
+    });
+    if (!isUnreadable) {
+      isStoreMissed_ = true;
+      add(isExplained ? Severity::kNote : Severity::kProblem, hasDatabase ? "no-identity" : "no-key-store",
           hasDatabase ? "no key store holds a certificate with its private key"
                       : "there is no key store, neither one of your own nor one of Firefox's, and no card",
           kImport);
     }
-    checkReaders();
+    if (!isExplained) checkReaders();
   }
 
   void checkReaders() {
@@ -203,6 +221,14 @@ class Check {
         checkModule(fault);
         continue;
       }
+      if (fault.kind == StoreFault::Kind::kFile) {
+        add(Severity::kNote, "store-list-unreadable",
+            fault.place.string() +
+                " cannot be used, and the key stores that it names are left out: " + fault.reason,
+            "remove what stands in its place, and have the program that it belongs to make it anew",
+            {fault.place.string()});
+        continue;
+      }
       const bool isFirefox = std::any_of(databases.begin(), databases.end(), [&](const auto& database) {
         return database.isFirefox && database.folder == fault.place;
       });
@@ -213,14 +239,24 @@ class Check {
 
   static std::string remedyOf(const fs::path& database) {
     if (access(database.c_str(), R_OK | X_OK) != 0) return "chmod 700 " + database.string();
-    for (const char* const name : {"cert9.db", "key4.db"})
-      if (const fs::path file = database / name; access(file.c_str(), R_OK) != 0 && errno == EACCES)
-        return "chmod 600 " + file.string();
+    for (const char* const name : {"cert9.db", "key4.db"}) {
+      const fs::path file = database / name;
+      if (access(file.c_str(), R_OK) != 0 && errno == EACCES) return "chmod 600 " + file.string();
+      std::error_code unreadable;
+      if (fs::exists(file, unreadable) && !fs::is_regular_file(file, unreadable))
+        return "remove " + file.string() + ", and bring the database back from a copy";
+    }
     return "close other programs that use it, and see whether \"certutil -K -d sql:" + database.string() +
            "\" succeeds; a damaged one has to come back from a copy, or its certificates from their files";
   }
 
+  /** As the process for keys says it of a library that it did not wait for. */
+  static bool hangs(const StoreFault& fault) {
+    return fault.kind == StoreFault::Kind::kModule && fault.reason.starts_with("it does not ");
+  }
+
   void checkModule(const StoreFault& fault) {
+    const Severity severity = isStoreMissed_ ? Severity::kNote : graded();
     std::error_code unreadable;
     const bool isMissing = fault.place.is_absolute() && !fs::exists(fault.place, unreadable);
     const std::string library = fault.place.string();
@@ -230,10 +266,17 @@ class Check {
                   " -list, then -delete NAME"
             : "remove " + fault.registration.string();
     if (isMissing)
-      add(graded(), "module-missing", "the library of a token, " + library + ", is not there",
+      add(severity, "module-missing", "the library of a token, " + library + ", is not there",
           "install the package that brings it again, or " + drop, {fault.registration.string()});
+    else if (hangs(fault))
+      add(graded(), kModuleHangs,
+          "the library of a token, " + library + ", is waited for in vain: " + fault.reason,
+          "take the card out and put it in again, see that the reader is connected and no other program "
+          "keeps "
+          "the card for itself, have its service start anew (sudo systemctl restart pcscd), and try again",
+          {fault.registration.string()});
     else
-      add(graded(), "module-broken",
+      add(severity, "module-broken",
           "the library of a token cannot be used: " + library + ": " + fault.reason,
           "see whether its device is connected and its service runs, install it again, or " + drop,
           {fault.registration.string()});
@@ -249,6 +292,7 @@ class Check {
             "look the PIN up before you sign", {place.store});
   }
 
+  bool isStoreMissed_ = false;
   std::vector<IdentityReport> usable_;
   std::vector<TokenPlace> places_;
   std::vector<Finding> findings_;

@@ -12,6 +12,8 @@ namespace {
 
 CallMark ownMark;
 CallMark* marked = &ownMark;
+/** A call that ends the process calls others: the first is to be known. */
+int depth = 0;
 
 }  // namespace
 
@@ -43,6 +45,7 @@ void useCallMark(CallMark* mark) {
 }
 
 MarkedCall::MarkedCall(const std::string& library, const char* function) {
+  if (depth++ > 0) return;
   std::strncpy(marked->library, library.c_str(), CallMark::kRoom - 1);
   std::strncpy(marked->function, function, sizeof marked->function - 1);
   ++marked->calls;
@@ -50,6 +53,7 @@ MarkedCall::MarkedCall(const std::string& library, const char* function) {
 }
 
 MarkedCall::~MarkedCall() {
+  if (--depth > 0) return;
   marked->since = 0;
   ++marked->calls;
 }

@@ -1,6 +1,6 @@
 #include "linux/keys/FirefoxProfiles.h"
 
-#include <fstream>
+#include <sstream>
 
 #include "linux/keys/KeyDatabases.h"
 
@@ -31,7 +31,7 @@ void readLine(const std::string& line, Section& section) {
 }
 
 void appendProfiles(const fs::path& root, std::vector<FirefoxProfile>& profiles) {
-  std::ifstream file(root / "profiles.ini");
+  std::istringstream file(textOfStoreFile(root / "profiles.ini"));
   Section section;
   const auto finish = [&] {
     if (section.isProfile && !section.path.empty())

@@ -1,10 +1,14 @@
 #include "linux/keys/KeyDatabases.h"
 
+#include <fcntl.h>
 #include <pwd.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
+#include <map>
 #include <system_error>
 
 #include "linux/keys/FirefoxProfiles.h"
@@ -13,6 +17,13 @@ namespace vorn::keys {
 namespace {
 
 namespace fs = std::filesystem;
+
+constexpr std::size_t kLargestText = 1 << 20;
+
+std::map<fs::path, std::string>& faultsByFile() {
+  static auto* const faults = new std::map<fs::path, std::string>;
+  return *faults;
+}
 
 std::string environment(const char* name) {
   const char* value = std::getenv(name);
@@ -44,6 +55,54 @@ fs::path homeFolder() {
 fs::path baseFolder(const char* variable, const fs::path& belowHome) {
   const fs::path folder = environment(variable);
   return folder.is_absolute() ? folder : homeFolder() / belowHome;
+}
+
+int openStoreFile(const fs::path& file, off_t bound, std::string& fault) {
+  const int descriptor = open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
+  struct stat status{};
+  if (descriptor < 0 || fstat(descriptor, &status) != 0) {
+    if (errno != ENOENT && errno != ENOTDIR) fault = std::generic_category().message(errno);
+    return descriptor;
+  }
+  if (S_ISREG(status.st_mode) && status.st_size <= bound) return descriptor;
+  fault = S_ISREG(status.st_mode) ? "it is larger than such files are" : "it is no regular file";
+  close(descriptor);
+  return -1;
+}
+
+std::string textOfStoreFile(const fs::path& file) {
+  std::string text;
+  std::string fault;
+  if (const int descriptor = openStoreFile(file, kLargestText, fault); descriptor >= 0) {
+    char part[4096];
+    ssize_t length = 0;
+    while (text.size() < kLargestText && (length = read(descriptor, part, sizeof part)) > 0)
+      text.append(part, static_cast<std::size_t>(length));
+    if (length < 0) fault = std::generic_category().message(errno);
+    close(descriptor);
+  }
+  faultsByFile().erase(file);
+  if (!fault.empty()) faultsByFile().emplace(file, fault);
+  return text;
+}
+
+std::vector<StoreFault> fileFaults() {
+  std::vector<StoreFault> faults;
+  for (const auto& [file, reason] : faultsByFile()) faults.push_back({StoreFault::Kind::kFile, file, reason});
+  return faults;
+}
+
+std::vector<fs::path> confirmationFiles() {
+  return {"/etc/vorn-signing/confirm", baseFolder("XDG_CONFIG_HOME", ".config") / "vorn-signing" / "confirm"};
+}
+
+std::vector<fs::path> presentConfirmationFiles() {
+  std::vector<fs::path> present;
+  for (const fs::path& file : confirmationFiles()) {
+    std::error_code failure;
+    if (fs::symlink_status(file, failure).type() != fs::file_type::not_found) present.push_back(file);
+  }
+  return present;
 }
 
 std::vector<fs::path> sharedDatabaseFolders() {

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <sys/types.h>
+
+#include <string>
 #include <vector>
 
 #include "linux/keys/StoreFacts.h"
@@ -12,5 +15,19 @@ std::filesystem::path homeFolder();
 /** The folder that the environment variable names, if it is absolute as the XDG Base Directory standard
  * demands; else the one below the home folder. */
 std::filesystem::path baseFolder(const char* variable, const std::filesystem::path& belowHome);
+
+/**
+ * Opens a file of a key store to be read, if it is a regular one of at most so many bytes. Never waits: what
+ * is a pipe or a device is refused. Returns -1, with the reason in `fault`, when it cannot be used; `fault`
+ * stays empty for what is not there.
+ */
+int openStoreFile(const std::filesystem::path& file, off_t bound, std::string& fault);
+
+/** The text of a file that says which stores there are; empty when it cannot be used, which `fileFaults`
+ * tells then. */
+std::string textOfStoreFile(const std::filesystem::path& file);
+
+/** What `textOfStoreFile` has last had to leave out. */
+std::vector<StoreFault> fileFaults();
 
 }  // namespace vorn::keys

@@ -11,10 +11,13 @@
 #include <system_error>
 #include <thread>
 
+#include "linux/keys/KeyDatabases.h"
+
 namespace vorn::keys {
 namespace {
 
 constexpr auto kPatience = std::chrono::seconds(2);
+constexpr off_t kLargest = off_t{1} << 30;
 constexpr auto kPause = std::chrono::milliseconds(10);
 
 // Where SQLite's file format has its locks: a writer takes the whole range for itself.
@@ -41,9 +44,16 @@ DatabaseFiles::DatabaseFiles(const std::filesystem::path& folder)
 void DatabaseFiles::open() {
   unreadable_.clear();
   for (File& file : files_) {
-    if (file.descriptor < 0) file.descriptor = ::open(file.path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (file.descriptor < 0 && unreadable_.empty())
-      unreadable_ = file.path.string() + ": " + std::generic_category().message(errno);
+    std::string fault;
+    if (file.descriptor < 0) file.descriptor = openStoreFile(file.path, kLargest, fault);
+    if (!fault.empty() && unreadable_.empty()) unreadable_ = file.path.string() + ": " + fault;
+    // Those that SQLite opens by itself: if they were closed here it would lose its locks on them.
+    for (const char* const ending : {"-journal", "-wal", "-shm"}) {
+      const std::string beside = file.path.string() + ending;
+      std::error_code failure;
+      const auto status = std::filesystem::status(beside, failure);
+      if (exists(status) && !is_regular_file(status)) unreadable_ = beside + ": it is no regular file";
+    }
   }
 }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 
+#include "linux/keys/KeyDatabases.h"
 #include "linux/keys/WatchedModules.h"
 #include "shared/text/Utf8.h"
 
@@ -65,7 +66,7 @@ Failure OpenStores::startLibrary() {
   parameters.length = sizeof parameters;
   Database* const first =
       databases_.empty() || databases_.front().place.isFirefox ? nullptr : &databases_.front();
-  if (first != nullptr && !first->files.isHeld()) {
+  if (first != nullptr && first->files.unreadable().empty() && !first->files.isHeld()) {
     context_ =
         NSS_InitContext(("sql:" + first->place.folder.string()).c_str(), "", "", "", &parameters, kReadOnly);
     if (context_ != nullptr) first->slot.reset(PK11_GetInternalKeySlot());
@@ -87,16 +88,18 @@ void OpenStores::openDatabase(Database& database) {
     return;
   }
   if (database.slot != nullptr) return;
+  const std::string& unreadable = database.files.unreadable();
   const std::string folder = database.place.folder.string();
-  database.slot.reset(SECMOD_OpenUserDB(
-      ("configdir=" + quotedValue("sql:" + folder, '\'') + " flags=readOnly tokenDescription=" +
-       quotedValue(std::string(cutUtf8(database.place.title, kTokenNameRoom)), '\''))
-          .c_str()));
+  if (unreadable.empty())
+    database.slot.reset(SECMOD_OpenUserDB(
+        ("configdir=" + quotedValue("sql:" + folder, '\'') + " flags=readOnly tokenDescription=" +
+         quotedValue(std::string(cutUtf8(database.place.title, kTokenNameRoom)), '\''))
+            .c_str()));
   if (database.slot != nullptr) return;
   const NssError error = lastNssError();
-  const std::string& unreadable = database.files.unreadable();
   // NSS says no more of it than that its module has failed.
-  database.status = error.status == errSecAllocate ? errSecAllocate : errSecNotAvailable;
+  database.status =
+      unreadable.empty() && error.status == errSecAllocate ? errSecAllocate : errSecNotAvailable;
   database.fault = "The key database " + folder + " cannot be opened (" +
                    (unreadable.empty() ? error.name : unreadable) + ")";
 }
@@ -128,10 +131,16 @@ std::optional<std::string> OpenStores::load(const TokenModule& module) {
   return std::nullopt;
 }
 
-Failure OpenStores::open(const LeftOut& leftOut) {
+Failure OpenStores::openDatabases() {
   note(keyDatabases());
-  if (Failure failure = startLibrary(); failure.status != errSecSuccess) return failure;
-  for (Database& database : databases_) openDatabase(database);
+  Failure failure = startLibrary();
+  if (failure.status == errSecSuccess)
+    for (Database& database : databases_) openDatabase(database);
+  return failure;
+}
+
+Failure OpenStores::open(const LeftOut& leftOut) {
+  if (Failure failure = openDatabases(); failure.status != errSecSuccess) return failure;
   // Readers that were plugged in since.
   for (const Module& module : modules_) SECMOD_UpdateSlotList(module.get());
   moduleFaults_.clear();
@@ -190,6 +199,7 @@ std::vector<StoreFault> OpenStores::faults() const {
   for (const Database& database : databases_)
     if (!database.fault.empty())
       faults.push_back({StoreFault::Kind::kDatabase, database.place.folder, database.fault});
+  for (const StoreFault& fault : fileFaults()) faults.push_back(fault);
   for (const auto& [library, fault] : moduleFaults_) faults.push_back(fault);
   return faults;
 }

@@ -29,8 +29,10 @@ class OpenStores {
   /** Libraries to leave alone, with why. */
   using LeftOut = std::map<std::filesystem::path, std::string>;
 
-  /** Opens what is there and is not open yet, read-only. What cannot be opened is in `faults`; an error is
-   * returned when the library itself cannot be started. */
+  /** Opens the databases that are there and not open yet, read-only. What cannot be opened is in `faults`; an
+   * error is returned when the library itself cannot be started. */
+  Failure openDatabases();
+  /** The same, and loads the modules that are not loaded yet. */
   Failure open(const LeftOut& leftOut);
 
   /** Whether the token's database could be read at the last `open`; true for what is no database. */

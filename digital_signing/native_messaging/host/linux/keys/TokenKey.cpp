@@ -3,6 +3,7 @@
 #include <prerror.h>
 #include <secerr.h>
 #include <secitem.h>
+#include <secmod.h>
 
 #include <algorithm>
 #include <cstdint>
@@ -98,10 +99,6 @@ void TokenKey::readFlags() const {
 
 /** Leaves the key in key_. Nothing when it is there, else why not. */
 std::optional<NssError> TokenKey::open(const x509::Certificate& certificate) const {
-  if (PK11_IsPresent(slot_.get()) == PR_FALSE) {
-    PR_SetError(SEC_ERROR_NO_TOKEN, 0);
-    return lastErrorOf(slot_.get());
-  }
   // A card that was out has lost login and sessions, and may number its objects anew.
   if (const int series = PK11_GetSlotSeries(slot_.get()); series != series_) {
     forget();
@@ -117,6 +114,14 @@ std::optional<NssError> TokenKey::open(const x509::Certificate& certificate) con
   error.sentence = "The token \"" + describeToken(slot_.get()).name +
                    "\" has no private key for the certificate (" + error.name + ")";
   return error;
+}
+
+/** Where requests are to be confirmed. Whoever is asked for a PIN confirms by that. */
+std::optional<NssError> TokenKey::confirm(const x509::Certificate& certificate) const {
+  if (wantsPinEachTime_ || presentConfirmationFiles().empty()) return std::nullopt;
+  TokenLogin* const login = TokenLogin::of(slot_.get());
+  if (login == nullptr) return logIn(certificate);
+  return describeToken(slot_.get()).locked ? login->logIn(certificate) : login->confirm(certificate);
 }
 
 std::optional<NssError> TokenKey::logIn(const x509::Certificate& certificate) const {
@@ -159,8 +164,25 @@ SECKEYPrivateKey* TokenKey::quickKey() const {
   return copy_ != nullptr ? copy_.get() : key_.get();
 }
 
+/** A card that leaves within is looked for once more: its module may have lost the readers, all of them, by a
+ * service that was started anew, and finds them as it lists them. */
 std::variant<std::vector<std::uint8_t>, NssError> TokenKey::sign(der::Bytes input,
                                                                  const x509::Certificate& certificate) const {
+  for (bool again = false;; again = true) {
+    if (again || PK11_IsPresent(slot_.get()) == PR_FALSE)
+      SECMOD_UpdateSlotList(PK11_GetModule(slot_.get()));
+    if (!isPresentSoon(slot_.get(), true)) {
+      PR_SetError(SEC_ERROR_NO_TOKEN, 0);
+      return lastErrorOf(slot_.get());
+    }
+    auto result = signOnce(input, certificate);
+    const auto* const error = std::get_if<NssError>(&result);
+    if (again || error == nullptr || error->name != "SEC_ERROR_NO_TOKEN") return result;
+  }
+}
+
+std::variant<std::vector<std::uint8_t>, NssError> TokenKey::signOnce(
+    der::Bytes input, const x509::Certificate& certificate) const {
   // Some failures in NSS leave no error of their own, and an older one must not speak for them.
   PR_SetError(SEC_ERROR_LIBRARY_FAILURE, 0);
   if (!OpenStores::instance().waitUntilFree(slot_.get())) {
@@ -168,6 +190,7 @@ std::variant<std::vector<std::uint8_t>, NssError> TokenKey::sign(der::Bytes inpu
     return lastNssError();
   }
   if (auto refusal = open(certificate)) return *refusal;
+  if (auto refusal = confirm(certificate)) return *refusal;
   SECKEYPrivateKey* const key = quickKey();
   // The length is known: PK11_SignatureLen asks the token for the modulus.
   std::vector<std::uint8_t> signature(modulusLength_);

@@ -3,7 +3,9 @@
 #include <prerror.h>
 #include <secerr.h>
 
+#include <chrono>
 #include <memory>
+#include <thread>
 #include <vector>
 
 #include "linux/keys/CallMark.h"
@@ -11,6 +13,7 @@
 #include "linux/keys/WatchedModules.h"
 #include "linux/prompt/CancelPause.h"
 #include "linux/prompt/PromptLog.h"
+#include "shared/ErrorReason.h"
 
 namespace vorn::keys {
 namespace {
@@ -34,11 +37,28 @@ TokenLogin* speaker = nullptr;
 
 }  // namespace
 
+bool isPresentSoon(PK11SlotInfo* slot, bool wanted) {
+  constexpr int kTries = 15;
+  for (int i = 0; i < kTries; ++i) {
+    if ((PK11_IsPresent(slot) != PR_FALSE) == wanted) return true;
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  }
+  return false;
+}
+
 NssError lastErrorOf(PK11SlotInfo* slot) {
+  const PRErrorCode code = PR_GetError();
+  const bool hasDeviceFailed = code == SEC_ERROR_PKCS11_GENERAL_ERROR ||
+                               code == SEC_ERROR_PKCS11_FUNCTION_FAILED ||
+                               code == SEC_ERROR_PKCS11_DEVICE_ERROR;
+  const bool hasLeft = hasDeviceFailed && PK11_IsRemovable(slot) != PR_FALSE && isPresentSoon(slot, false);
+  PR_SetError(hasLeft ? SEC_ERROR_NO_TOKEN : code, 0);
   NssError error = lastNssError();
-  if (PR_GetError() == SEC_ERROR_NO_TOKEN)
+  if (PR_GetError() == SEC_ERROR_NO_TOKEN) {
+    error.reason = reason::kCardOut;
     error.sentence = std::string("The token \"") + PK11_GetTokenName(slot) +
                      "\" is not in its reader; put the card in and sign again";
+  }
   return error;
 }
 
@@ -86,6 +106,16 @@ std::optional<NssError> TokenLogin::logIn(const x509::Certificate& certificate) 
   return refusal;
 }
 
+std::optional<NssError> TokenLogin::confirm(const x509::Certificate& certificate) {
+  if (request_.hasConsent()) return std::nullopt;
+  const LoginQuestion question(slot_.get(), {}, certificate, request_.facts());
+  const MarkedWait thinking;
+  const prompt::Answer answer = prompt::confirm(question.confirmation());
+  if (answer.outcome != prompt::Answer::Outcome::kGiven) return question.unconfirmed(answer);
+  request_.consent();
+  return std::nullopt;
+}
+
 std::optional<NssError> TokenLogin::withPin(const x509::Certificate& certificate,
                                             const std::function<SECStatus()>& use) {
   for (bool wasWrong = false;; wasWrong = true) {
@@ -105,6 +135,7 @@ std::optional<NssError> TokenLogin::withPin(const x509::Certificate& certificate
     }
     if (run(use) == SECSuccess) {
       questions_ = 0;
+      request_.consent();
       return std::nullopt;
     }
     const PRErrorCode code = PR_GetError();

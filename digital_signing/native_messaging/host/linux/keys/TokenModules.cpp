@@ -1,9 +1,8 @@
 #include "linux/keys/TokenModules.h"
 
 #include <algorithm>
-#include <fstream>
 #include <map>
-#include <set>
+#include <sstream>
 
 #include "linux/keys/KeyDatabases.h"
 
@@ -26,7 +25,7 @@ std::string trimmed(const std::string& text) {
 
 /** "key: value" lines; later ones count. */
 void readSettings(const fs::path& path, Settings& settings) {
-  std::ifstream file(path);
+  std::istringstream file(textOfStoreFile(path));
   for (std::string line; std::getline(file, line);) {
     const std::size_t separator = line.find(':');
     if (separator == std::string::npos || trimmed(line).starts_with('#')) continue;
@@ -114,7 +113,7 @@ std::vector<TokenModule> modulesOfSystem() {
 std::vector<TokenModule> modulesOfDatabase(const fs::path& folder) {
   std::vector<TokenModule> modules;
   const fs::path list = folder / "pkcs11.txt";
-  std::ifstream file(list);
+  std::istringstream file(textOfStoreFile(list));
   TokenModule module{{}, {}, list};
   const auto finish = [&] {
     const bool holdsRoots = module.library.filename().string().starts_with("libnssckbi");

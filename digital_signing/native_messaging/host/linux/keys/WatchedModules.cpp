@@ -29,7 +29,8 @@ struct Watched {
   PRStaticLinkTable symbols[2]{};
 };
 
-std::array<Watched, kMost> modules;
+/** Never destroyed: a library may call `exit`, which calls other libraries. */
+auto& modules = *new std::array<Watched, kMost>;
 std::size_t count = 0;
 const char* pinAtHand = nullptr;
 
@@ -104,12 +105,16 @@ Watched* find(const char* name) {
 
 /** The library's own table; null with `fault` set when it has none. */
 CK_FUNCTION_LIST* functionsOf(const std::string& library, std::string& fault) {
-  const MarkedCall call(library, "its start");
-  void* const handle = dlopen(library.c_str(), RTLD_NOW | RTLD_LOCAL);
+  void* handle = nullptr;
+  {
+    const MarkedCall call(library, "its start");
+    handle = dlopen(library.c_str(), RTLD_NOW | RTLD_LOCAL);
+  }
   const auto list = handle != nullptr
                         ? reinterpret_cast<CK_C_GetFunctionList>(dlsym(handle, "C_GetFunctionList"))
                         : nullptr;
   CK_FUNCTION_LIST* functions = nullptr;
+  const MarkedCall call(library, "C_GetFunctionList");
   if (handle == nullptr)
     fault = dlerror();
   else if (list == nullptr || list(&functions) != CKR_OK || functions == nullptr)

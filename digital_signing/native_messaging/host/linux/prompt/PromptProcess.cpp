@@ -45,6 +45,8 @@ extern "C" void endSession(int) {
   if (_Fork() == 0) guardSession(session);
   std::signal(SIGPIPE, SIG_DFL);
   std::signal(SIGXFSZ, SIG_DFL);
+  // A library may have closed the first three, whose numbers then were free for the socket.
+  socket = fcntl(socket, F_DUPFD_CLOEXEC, kFirstFreeDescriptor);
   dup2(socket, STDIN_FILENO);
   dup2(socket, STDOUT_FILENO);
   dup2(open("/dev/null", O_WRONLY | O_CLOEXEC), STDERR_FILENO);

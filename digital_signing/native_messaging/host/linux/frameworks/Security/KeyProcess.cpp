@@ -201,9 +201,10 @@ std::string KeyProcess::adviceOnModules() const {
 void KeyProcess::keepFaults(const jsonxx::Object& answer) {
   if (!answer.has<jsonxx::Array>("faults")) return;
   faults_.clear();
+  constexpr long kLast = static_cast<long>(keys::StoreFault::Kind::kFile);
   for (const jsonxx::Object* fault : keys::objectsIn(answer, "faults"))
     faults_.push_back(
-        {keys::flagIn(*fault, "module") ? keys::StoreFault::Kind::kModule : keys::StoreFault::Kind::kDatabase,
+        {static_cast<keys::StoreFault::Kind>(std::clamp(keys::numberIn(*fault, "kind"), 0L, kLast)),
          keys::textIn(*fault, "place"), keys::textIn(*fault, "reason"),
          keys::textIn(*fault, "registration")});
 }
