@@ -44,7 +44,9 @@ def run_once(command, environment=None, send=b""):
     if process.returncode != 0:
         raise RuntimeError(f"{command[0]} ended with status {process.returncode}")
     wall = time.perf_counter() - start
-    used = [usage] + [os.wait4(left, 0)[2] for left in children_of(os.getpid()) - before]
+    used = [usage]
+    while left := children_of(os.getpid()) - before:  # and what these leave behind
+        used += [os.wait4(process, 0)[2] for process in left]
     return Spent(sum(one.ru_utime + one.ru_stime for one in used), wall, sum(one.ru_maxrss for one in used) * 1024), output
 
 
@@ -99,7 +101,8 @@ class Host(Running):
         (length,) = struct.unpack("=I", self.process.stdout.read(4))
         answer = self.process.stdout.read(length)
         if len(self.processes) == 1:  # the one for keys is there from the first signature on
-            self.processes += children_of(self.process.pid)
+            for process in self.processes:  # grows meanwhile
+                self.processes += children_of(process)
         return answer
 
     def sign(self, document):

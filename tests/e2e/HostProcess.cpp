@@ -142,8 +142,13 @@ std::string HostProcess::standardError() const {
 }
 
 pid_t HostProcess::keysId() const {
-  const std::string self = std::to_string(id());
-  return static_cast<pid_t>(std::stol("0" + readFile("/proc/" + self + "/task/" + self + "/children")));
+  pid_t process = id();
+  // The host starts one that starts the one that keeps the keys.
+  for (int generation = 0; generation < 2; ++generation) {
+    const std::string name = std::to_string(process);
+    process = static_cast<pid_t>(std::stol("0" + readFile("/proc/" + name + "/task/" + name + "/children")));
+  }
+  return process;
 }
 
 long HostProcess::memoryKiB(const std::string& kind) const {

@@ -61,7 +61,7 @@ int serveWorkers(int control) {
   for (bool isFirst = true;; isFirst = false) {
     int ends[2];
     const int mark = makeCallMark();
-    if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0 || mark < 0) _exit(EXIT_FAILURE);
+    if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) _exit(EXIT_FAILURE);
     // What the first search would wait for is begun while nobody waits.
     if (isFirst) KeyChannel(ends[0]).send(jsonxx::Object("question", "open"));
     const pid_t self = getpid();
@@ -75,8 +75,8 @@ int serveWorkers(int control) {
     }
     // By its number: the function of glibc 2.36 is declared without C linkage.
     const int end = worker > 0 ? static_cast<int>(syscall(SYS_pidfd_open, worker, 0)) : -1;
-    // Without such descriptors the end of the socket has to do.
-    const int descriptors[] = {ends[0], mark, end >= 0 ? end : ends[0]};
+    // What there is not, as on old kernels or where no file may grow, the socket stands for.
+    const int descriptors[] = {ends[0], mark >= 0 ? mark : ends[0], end >= 0 ? end : ends[0]};
     if (worker < 0 || !handOver(control, status, descriptors)) _exit(EXIT_FAILURE);
     for (const int descriptor : {ends[0], ends[1], mark, end})
       if (descriptor >= 0) close(descriptor);

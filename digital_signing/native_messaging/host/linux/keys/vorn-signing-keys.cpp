@@ -35,7 +35,9 @@ keys::KeyChannel* asker = nullptr;
 
 int moveAway(int descriptor) {
   const int high = fcntl(descriptor, F_DUPFD_CLOEXEC, kHigh);
-  return high >= 0 ? high : fcntl(descriptor, F_DUPFD_CLOEXEC, kFirstFree);
+  const int moved = high >= 0 ? high : fcntl(descriptor, F_DUPFD_CLOEXEC, kFirstFree);
+  if (descriptor >= kFirstFree) close(descriptor);
+  return moved;
 }
 
 void tell(prompt::Weight weight, std::string_view text) {
