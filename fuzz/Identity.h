@@ -13,6 +13,6 @@ inline void startWithIdentity() {
   log4cplus::helpers::LogLog::getLogLog()->setQuietMode(true);
   const std::string folder = std::filesystem::temp_directory_path() / ("fuzz-" + std::to_string(getpid()));
   std::filesystem::create_directory(folder);
-  makeIdentity(folder, "-newkey rsa:1024");
+  makeIdentity(folder, "-newkey rsa:1024 -addext keyUsage=digitalSignature");
   std::filesystem::remove_all(folder);
 }

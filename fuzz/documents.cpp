@@ -84,14 +84,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   XMLSigner::getInstance().initialise(XMLSigner::RSA_SHA256);  // each input is a request of its own
   std::string why;
   const std::optional<std::string> once = sign(toBase64(view(data, size)), why);
-  if (once) {
-    try {
-      requireDigests(fromBase64(*once).value().view());
-    } catch (const InvalidXMLDataException& refusal) {
-      // A signature may pass the limit of depth; nothing else can be wrong with what has just been written.
-      require(refusal.message().find("nested too deeply") != std::string::npos, refusal.what());
-    }
-  }
+  // Nothing that was signed passes a limit when it is read again.
+  if (once) requireDigests(fromBase64(*once).value().view());
   require(testIdentity().keysAlive == 0, "all keys are given back");
   return 0;
 }

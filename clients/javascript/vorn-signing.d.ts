@@ -17,17 +17,45 @@ export type ErrorKind =
   | "certificate-expired"
   | "algorithm-unknown";
 
+/** Why, of a host that says so; a newer one may have more words. README.md says what each one means. */
+export type ErrorReason =
+  | "not-found"
+  | "expired"
+  | "prompt-cancelled"
+  | "pin-wrong"
+  | "pin-blocked"
+  | "card-out"
+  | "no-prompt"
+  | "module-hangs"
+  | "key-failed"
+  | "document-malformed"
+  | "document-invalid"
+  | "confirm-refused"
+  | "request-invalid"
+  | "algorithm-unknown"
+  | "store-unreadable"
+  | "restart"
+  | "internal";
+
 /** The one error that everything here throws or rejects with. */
 export class SigningError extends Error {
-  constructor(kind: ErrorKind, text: string, more?: { code?: number; certificate?: Certificate });
+  constructor(
+    kind: ErrorKind,
+    text: string,
+    more?: { code?: number; reason?: ErrorReason | (string & {}); certificate?: Certificate; cause?: unknown },
+  );
   readonly name: "SigningError";
   readonly kind: ErrorKind;
   /** The host's or the browser's own words, for a log. */
   readonly text: string;
   /** The host's code, when the host has answered. */
   readonly code?: number;
+  /** Finer than `kind`, when the host has answered and knows. */
+  readonly reason?: ErrorReason | (string & {});
   /** The certificate that has expired. */
   readonly certificate?: Certificate;
+  /** What a callback, an iterable or a document of the caller's threw. */
+  readonly cause?: unknown;
   /** Of `sign`: what was decided before it gave up. */
   results: Result[];
 }
@@ -49,12 +77,15 @@ export interface Certificate {
   expiry: Date;
 }
 
+/** Bytes in an ArrayBuffer, which is what a Blob takes; TypeScript before 5.7 tells no kinds apart. */
+export type Bytes = ReturnType<Uint8Array["slice"]>;
+
 export type Data = string | ArrayBuffer | ArrayBufferView | Blob;
 /** The XML, or an object of yours that holds it as `data`. Text becomes UTF-8, in its XML declaration too. */
 export type Document = Data | { data: Data };
 
 export type Result<D extends Document = Document> =
-  | { document: D; signed: Uint8Array; certificate: Certificate; error?: undefined }
+  | { document: D; signed: Bytes; certificate: Certificate; error?: undefined }
   | { document: D; signed?: undefined; certificate?: undefined; error: SigningError };
 
 export interface Progress<D extends Document = Document> {
@@ -100,9 +131,10 @@ export class SigningHost {
   /** The certificate that would sign for this user; whether its key can sign is known only afterwards. */
   certificate(user: User, options?: { signal?: AbortSignal }): Promise<Certificate>;
   /**
-   * One result for each document, in their order. Rejects when none of the rest can be signed, or nothing at all.
+   * One document, or those of an array, a FileList or any other iterable. One result for each, in their order. Rejects when none of the rest can be signed, or nothing at all.
    */
-  sign<D extends Document>(documents: readonly D[], user: User, options?: SignOptions<D>): Promise<Result<D>[]>;
+  sign<D extends Document>(document: D, user: User, options?: SignOptions<D>): Promise<Result<D>[]>;
+  sign<D extends Document>(documents: Iterable<D>, user: User, options?: SignOptions<D>): Promise<Result<D>[]>;
   /** Ends the host's process; a request that is under way is rejected with "cancelled". */
   close(): void;
 }
@@ -116,4 +148,4 @@ export function connect(options?: ConnectOptions): SigningHost;
 export function keyIdentifiers(text: string): string[];
 
 /** The bytes that text becomes as a document. */
-export function encodeText(xml: string): Uint8Array;
+export function encodeText(xml: string): Bytes;

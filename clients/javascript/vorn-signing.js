@@ -6,7 +6,8 @@ export const HOST_NAME = "vorn.signing";
 const LARGEST_REQUEST = 10485760;  // bytes of JSON text that the host takes
 const LARGEST_HOST_ANSWER = 67108864;  // bytes of JSON text that the host answers with, in all parts
 const LARGEST_BROWSER_ANSWER = 1048576;  // bytes of JSON text that browsers hand on
-const LARGEST_ANSWER = 1000000;  // what we ask for: longer answers come in parts
+/** Of every request: longer answers come in parts, and a failure says its reason. */
+const ALWAYS = { max_answer: 1000000, reasons: true };
 // Small documents share a request up to this size. More would save little time, and cost more when one of them fails.
 const SHARED_REQUEST = 1000000;
 const ROOM_FOR_DOCUMENT = 40;  // bytes of a request around the base64 of a document
@@ -34,19 +35,29 @@ const BROWSER_TEXTS = [
 
 /** Only these say something about one document; every other error would meet the next one too. */
 const OF_ONE_DOCUMENT = new Set(["document-unreadable", "document-unsuitable", "host-failed", "key-failed", "host-ended", "too-large"]);
+/** And of these only when the host gives no such reason: nobody who has said no to a PIN is asked for the next document. */
+const OF_EVERY_DOCUMENT = new Set(["prompt-cancelled", "pin-wrong", "pin-blocked", "card-out", "no-prompt", "module-hangs",
+  "confirm-refused", "store-unreadable", "restart"]);
 
 export class SigningError extends Error {
   /** `text` is the host's or the browser's own; a person is better served with words chosen by `kind`. */
-  constructor(kind, text, { code, certificate } = {}) {
-    super(text ? `${kind}: ${text}` : kind);
+  constructor(kind, text, { code, reason, certificate, cause } = {}) {
+    super(text ? `${kind}: ${text}` : kind, { cause });
     this.name = "SigningError";
     this.kind = kind;
     this.text = text;
     this.code = code;
+    this.reason = reason;
     this.certificate = certificate;
     this.results = [];
   }
 }
+
+/** Any error as one of ours: what a caller's own arguments and callbacks throw, and what a broken answer leads to. */
+const ours = (error, kind) =>
+  error instanceof SigningError ? error : new SigningError(kind, String(error?.message ?? error), { cause: error });
+
+const isOfOneDocument = ({ kind, reason }) => OF_ONE_DOCUMENT.has(kind) && !OF_EVERY_DOCUMENT.has(reason);
 
 function errorFromBrowser(text, expectedSize) {
   const kind = BROWSER_TEXTS.find(([pattern]) => pattern.test(text))?.[1];
@@ -58,7 +69,7 @@ function errorFromBrowser(text, expectedSize) {
 function certificateOf(answer) {
   if (!answer.cert_serial) return undefined;
   // Local time, in spite of the "Z".
-  return { serial: answer.cert_serial, issuer: answer.cert_issuer, expiry: new Date(answer.cert_expiry.replace(/Z$/, "")) };
+  return { serial: answer.cert_serial, issuer: answer.cert_issuer, expiry: new Date(String(answer.cert_expiry).replace(/Z$/, "")) };
 }
 
 /** The answer, unless it is an error. */
@@ -67,7 +78,19 @@ function accepted(answer) {
   const certificate = certificateOf(answer);
   // A host that has found one user's certificate before answers 107 when the next user has none.
   const kind = answer.error_code === 107 && !certificate ? "certificate-not-found" : KINDS[answer.error_code] ?? "host-failed";
-  throw new SigningError(kind, answer.error_message ?? "", { code: answer.error_code, certificate });
+  throw new SigningError(kind, answer.error_message ?? "", { code: answer.error_code, reason: answer.error_reason, certificate });
+}
+
+/** The certificate and the signed bytes of all documents, by their ids. */
+function signedIn(answer, count) {
+  try {
+    const signed = [];
+    for (const { id, data } of answer.signed_data) signed[Number(id)] = bytesOf(data);
+    for (let at = 0; at < count; ++at) if (!signed[at]) throw new Error(`document ${at} is missing in the answer`);
+    return [certificateOf(answer), signed];
+  } catch (error) {
+    throw ours(error, "host-failed");
+  }
 }
 
 const cancelled = () => new SigningError("cancelled", "");
@@ -77,6 +100,7 @@ const cancelled = () => new SigningError("cancelled", "");
  * Throws SigningError "invalid-request" for what is none.
  */
 export function keyIdentifiers(text) {
+  if (typeof text !== "string") throw new SigningError("invalid-request", "key identifiers are text");
   const identifiers = text.split(/[\n,;]/).map((line) => line.replace(/[\s:]/g, "").toLowerCase()).filter(Boolean);
   for (const identifier of identifiers) {
     if (!/^([0-9a-f]{2})+$/.test(identifier)) throw new SigningError("invalid-request", `"${identifier}" is no key identifier`);
@@ -90,11 +114,12 @@ function userDetails(user) {
     if (typeof user?.[member] !== "string") throw new SigningError("invalid-request", `the user's ${member} is missing`);
   }
   const { name, email, abn } = user;
-  return { name, email, abn, aki: keyIdentifiers([user.aki].flat().join("\n")) };
+  return { name, email, abn, aki: keyIdentifiers([user.aki].flat().map(String).join("\n")) };
 }
 
-/** Text as the bytes of a document in UTF-8, which its XML declaration says too then. */
+/** Text as the bytes of a document in UTF-8, which its XML declaration says then too. */
 export function encodeText(xml) {
+  if (typeof xml !== "string") throw new SigningError("invalid-request", "a document's text is a string");
   return new TextEncoder().encode(xml.replace(/^(<\?xml[^>]*?\sencoding\s*=\s*)(["'])[\w.-]+\2/, "$1$2UTF-8$2"));
 }
 
@@ -102,10 +127,16 @@ export function encodeText(xml) {
 function sourceOf(document) {
   const data = document?.data ?? document;
   if (typeof data === "string") return sourceOf(encodeText(data));
-  if (data instanceof Blob) return { size: data.size, read: async () => new Uint8Array(await data.arrayBuffer()) };
-  if (data instanceof ArrayBuffer) return sourceOf(new Uint8Array(data));
-  if (!ArrayBuffer.isView(data)) throw new SigningError("invalid-request", "a document is text, bytes or a Blob");
-  return { size: data.byteLength, read: async () => new Uint8Array(data.buffer, data.byteOffset, data.byteLength) };
+  if (typeof data?.arrayBuffer === "function") return { size: data.size, read: async () => new Uint8Array(await data.arrayBuffer()) };
+  if (Object.prototype.toString.call(data) === "[object ArrayBuffer]") return sourceOf(new Uint8Array(data));
+  if (ArrayBuffer.isView(data)) return { size: data.byteLength, read: async () => new Uint8Array(data.buffer, data.byteOffset, data.byteLength) };
+  throw new SigningError("invalid-request", "a document is a File, a Blob, bytes or text, or holds one of these as its data");
+}
+
+/** One document, or as many as there are in an array, a FileList or any other iterable. Text and bytes are iterable too. */
+function itemsOf(documents) {
+  const isOne = typeof documents === "string" || ArrayBuffer.isView(documents) || typeof documents?.[Symbol.iterator] !== "function";
+  return (isOne ? [documents] : [...documents]).map((document, index) => ({ document, index, ...sourceOf(document) }));
 }
 
 async function bytesToSign(item) {
@@ -121,7 +152,7 @@ async function bytesToSign(item) {
  * same, and nobody wants to be asked for a PIN once more for each.
  */
 function isHopeless(error, run) {
-  if (run.left === 0) return false;
+  if (run.left === 0 || error.reason === "document-invalid") return false;
   const again = run.lastFailure === error.kind;
   return error.kind === "key-failed" ? run.signed === 0 || again : error.kind === "host-ended" && again;
 }
@@ -159,8 +190,8 @@ class Process {
     this.#port.onMessage.addListener((answer) => {
       const waiting = this.#waiting;
       this.#waiting = null;
-      this.onRunning(true);
       waiting?.resolve(answer);
+      this.onRunning(true);
     });
     this.#port.onDisconnect.addListener(() => this.#lost((size) => errorFromBrowser(this.#lastError(), size)));
   }
@@ -190,8 +221,8 @@ class Process {
     const waiting = this.#waiting;
     this.#waiting = null;
     const error = errorFor(waiting?.expectedSize ?? 0);
-    this.onRunning(false);
     waiting?.reject(error);
+    this.onRunning(false);
   }
 }
 
@@ -200,42 +231,48 @@ export class SigningHost {
   #process = null;
   #queue = Promise.resolve();
 
-  constructor({ name = HOST_NAME, runtime = (globalThis.browser ?? globalThis.chrome)?.runtime, onRunning = () => {} } = {}) {
+  constructor(options) {
+    const { name = HOST_NAME, runtime = (globalThis.browser ?? globalThis.chrome)?.runtime, onRunning = () => {} } = options ?? {};
     this.#options = { name, runtime, onRunning };
   }
 
   /** The host's version answer. */
-  version({ signal } = {}) {
-    return this.#request({ type: "version" }, { signal });
+  version(options) {
+    return this.#request({ type: "version" }, options?.signal);
   }
 
   /** The certificate that would sign for this user. */
-  async certificate(user, { signal } = {}) {
-    return certificateOf(await this.#request({ type: "version", user_details: userDetails(user) }, { signal }));
+  async certificate(user, options) {
+    const request = { type: "version", user_details: userDetails(user) };
+    return certificateOf(await this.#request(request, options?.signal));
   }
 
   /**
-   * Signs what can be signed. Resolves with one result for each document, in their order: { document, signed,
-   * certificate } or { document, error }. Rejects when none of the rest can be signed; `results` of the error holds what
-   * was decided before.
+   * Signs what can be signed: one document or several. Resolves with one result for each, in their order: { document,
+   * signed, certificate } or { document, error }. Rejects when none of the rest can be signed; `results` of the error holds
+   * what was decided before.
    */
-  async sign(documents, user, { algorithm = "RSA_SHA256", onProgress = () => {}, signal } = {}) {
-    const request = { type: "sign", user_details: userDetails(user), signature_algorithm: algorithm, xml_data: [] };
-    const items = documents.map((document, index) => ({ document, index, ...sourceOf(document) }));
-    const results = new Array(items.length);
-    const run = { request, signal, left: items.length, signed: 0, lastFailure: null };
-    run.decide = (item, result) => {
-      results[item.index] = { document: item.document, ...result };
-      run.left -= 1;
-      onProgress({ done: items.length - run.left, total: items.length, index: item.index, result: results[item.index] });
-    };
+  async sign(documents, user, options) {
+    const results = [];
     try {
+      const { algorithm = "RSA_SHA256", onProgress, signal } = options ?? {};
+      const request = { type: "sign", user_details: userDetails(user), signature_algorithm: algorithm, xml_data: [] };
+      const items = itemsOf(documents);
+      const run = { request, signal, left: items.length, signed: 0, lastFailure: null };
+      run.decide = ({ document, index }, outcome) => {
+        const result = results[index] = { document, ...outcome };
+        run.left -= 1;
+        try {
+          onProgress?.({ done: items.length - run.left, total: items.length, index, result });
+        } catch (error) {
+          throw new SigningError("invalid-request", `onProgress failed: ${error?.message ?? error}`, { cause: error });
+        }
+      };
       for (const some of this.#packed(items, request)) await this.#signSome(some, run);
+      return results;
     } catch (error) {
-      error.results = results.filter(Boolean);
-      throw error;
+      throw Object.assign(ours(error, "invalid-request"), { results: results.filter(Boolean) });
     }
-    return results;
   }
 
   /** Ends the host's process. The next request starts it anew. */
@@ -245,7 +282,7 @@ export class SigningHost {
 
   /** Items that share a request, in their order; one that is too large for any request stands alone. */
   #packed(items, request) {
-    const around = new TextEncoder().encode(JSON.stringify({ ...request, max_answer: LARGEST_ANSWER })).length;
+    const around = new TextEncoder().encode(JSON.stringify({ ...request, ...ALWAYS })).length;
     const packed = [];
     let size = Infinity;
     let answer = 0;
@@ -270,14 +307,14 @@ export class SigningHost {
       try {
         return await this.#signTogether(some, run);
       } catch (error) {
-        if (!OF_ONE_DOCUMENT.has(error.kind)) throw error;
+        if (!isOfOneDocument(error)) throw error;
       }
     }
     for (const item of some) {
       try {
         await this.#signTogether([item], run);
       } catch (error) {
-        if (!OF_ONE_DOCUMENT.has(error.kind)) throw error;
+        if (!isOfOneDocument(error)) throw error;
         run.decide(item, { error });
         if (isHopeless(error, run)) throw error;
         run.lastFailure = error.kind;
@@ -293,48 +330,50 @@ export class SigningHost {
       data.push({ id: String(data.length), data: base64Of(await bytesToSign(item)) });
     }
     const expectedSize = some.reduce((sum, item) => sum + answerSize(item.size), 0);
-    const answer = await this.#request({ ...run.request, xml_data: data }, { signal: run.signal, expectedSize });
-    const certificate = certificateOf(answer);
+    const answer = await this.#request({ ...run.request, xml_data: data }, run.signal, expectedSize);
+    const [certificate, signed] = signedIn(answer, some.length);
     run.signed += some.length;
     run.lastFailure = null;
-    for (const { id, data: signed } of answer.signed_data) run.decide(some[Number(id)], { signed: bytesOf(signed), certificate });
+    some.forEach((item, at) => run.decide(item, { signed: signed[at], certificate }));
   }
 
   /** The whole answer, in its turn: between the parts of an answer there is no other request. */
-  #request(request, { signal, expectedSize = 0 }) {
+  #request(request, signal, expectedSize = 0) {
     const turn = this.#queue.then(async () => {
       const stop = () => this.#process?.end(cancelled());
-      if (signal?.aborted) throw cancelled();
-      signal?.addEventListener("abort", stop);
       try {
-        return accepted(await this.#answerTo(request, expectedSize));
+        if (signal?.aborted) throw cancelled();
+        if (signal && !signal.addEventListener) throw new SigningError("invalid-request", "this is no AbortSignal");
+        signal?.addEventListener("abort", stop);
+        return await this.#answerTo(request, expectedSize);
+      } catch (error) {
+        throw ours(error, "host-failed");
       } finally {
-        signal?.removeEventListener("abort", stop);
+        signal?.removeEventListener?.("abort", stop);
       }
     });
     this.#queue = turn.catch(() => {});
     return turn;
   }
 
-  /** A host leaves when it is idle, and may just do so: a request that it did not answer is sent once more. */
+  /**
+   * A host leaves when it is idle, and may just do so; one whose program was replaced by an upgrade has to be left. A
+   * request that it did not answer, or refused for that, is sent once more.
+   */
   async #answerTo(request, expectedSize) {
-    try {
-      return await this.#exchange(request, expectedSize);
-    } catch (error) {
-      if (error.kind !== "host-ended") throw error;
-      return await this.#exchange(request, expectedSize);
+    for (let isAgain = false; ; isAgain = true) {
+      try {
+        return accepted(await this.#exchange(request, expectedSize));
+      } catch (error) {
+        if (error.reason === "restart") this.#process.end(error);
+        if (isAgain || error.kind !== "host-ended" && error.reason !== "restart") throw error;
+      }
     }
   }
 
   async #exchange(request, expectedSize) {
     const host = this.#running();
-    const answer = await host.ask({ ...request, max_answer: LARGEST_ANSWER }, expectedSize);
-    if (answer.error_code === 100 && /of another build/.test(answer.error_message)) {
-      // It was upgraded while it ran, and leaves. The next one is of one piece.
-      const replaced = new SigningError("host-ended", answer.error_message);
-      host.end(replaced);
-      throw replaced;
-    }
+    const answer = await host.ask({ ...request, ...ALWAYS }, expectedSize);
     if (answer.part !== 1) return answer;
     const texts = [answer.text];
     for (let part = 2; part <= answer.parts; ++part) {

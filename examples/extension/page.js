@@ -4,6 +4,7 @@
 import { Items } from "./items.js";
 import { Person } from "./person.js";
 import { isRequested, pageRequest } from "./request.js";
+import { visible } from "./review.js";
 import { connect } from "./vorn-signing.js";
 import { wordsFor } from "./words.js";
 
@@ -13,6 +14,8 @@ const form = byId("form");
 const person = new Person(form);
 const items = new Items(byId("items"));
 const host = connect({ onRunning: showRunning });
+const MOMENT = 1000;  // milliseconds that a person needs to see what is new
+const SOON = 30;  // days before its end from which a certificate is to be renewed
 const extensionId = globalThis.browser?.runtime.getBrowserInfo
   ? api.runtime.getManifest().browser_specific_settings.gecko.id
   : api.runtime.id;
@@ -22,6 +25,8 @@ let request = null;  // of a web page
 let isFinished = false;  // with that
 let files = [];
 let canSign = true;
+let isLocked = false;
+let settling;  // runs while what is shown is too new to have been read
 
 function showRunning(running) {
   const state = byId("state");
@@ -29,19 +34,33 @@ function showRunning(running) {
   state.textContent = running ? "Running" : "Starts when needed";
 }
 
-function lock(isLocked) {
+function lock(locked) {
+  isLocked = locked;
   byId("fields").disabled = isLocked;
-  byId("sign").disabled = isLocked || !canSign;
+  byId("sign").disabled = isLocked || !canSign || settling !== undefined;
+}
+
+/** A click that was meant for what stood here a moment ago signs nothing. */
+function settle() {
+  const hadFocus = document.activeElement === byId("sign");
+  clearTimeout(settling);
+  settling = setTimeout(() => {
+    settling = undefined;
+    lock(isLocked);
+    if (hadFocus && document.activeElement === document.body) byId("sign").focus();
+  }, MOMENT);
+  lock(isLocked);
 }
 
 const say = (text) => byId("progress").textContent = text;
 
 function showProblem(error) {
-  const { title, remedy, commands, detail } = wordsFor(error, extensionId);
+  const { title, remedy, commands, detail, isChoice } = wordsFor(error, extensionId, person.typed);
   byId("problem-title").textContent = title;
   byId("problem-remedy").textContent = remedy;
   byId("problem-commands").replaceChildren(...commands.map(commandItem));
   byId("problem-detail").textContent = detail;
+  byId("problem").toggleAttribute("data-choice", isChoice);
   byId("problem").hidden = false;
   byId("problem").scrollIntoView({ block: "nearest" });
 }
@@ -52,8 +71,10 @@ function commandItem(command) {
   const copy = Object.assign(document.createElement("button"), { type: "button", className: "quiet", textContent: "Copy" });
   copy.setAttribute("aria-label", `Copy ${command}`);
   copy.addEventListener("click", async () => {
-    await navigator.clipboard.writeText(command);
-    copy.textContent = "Copied";
+    getSelection().selectAllChildren(code);
+    const isCopied = await navigator.clipboard.writeText(command).then(() => true, () => false);
+    copy.textContent = isCopied ? "Copied" : "Selected";
+    copy.setAttribute("aria-label", copy.textContent);
   });
   const item = document.createElement("li");
   item.append(code, copy);
@@ -65,6 +86,9 @@ function showCertificate(certificate) {
   byId("serial").textContent = certificate.serial;
   byId("issuer").textContent = certificate.issuer || "not named";
   byId("expiry").textContent = certificate.expiry.toLocaleString(undefined, { dateStyle: "long", timeStyle: "short" });
+  const days = Math.floor((certificate.expiry - Date.now()) / 86400000);
+  byId("ending").hidden = days < 0 || days >= SOON;
+  byId("ending").textContent = `This certificate ends ${days > 1 ? `in ${days} days` : "within two days"}. Have its authority renew it soon.`;
   byId("certificate").hidden = false;
 }
 
@@ -132,7 +156,7 @@ async function sign(signal) {
       items.signed(index, result.signed, !request);
       signed += 1;
     } else {
-      items.failed(index, wordsFor(result.error, extensionId));
+      items.failed(index, total > 1 && wordsFor(result.error, extensionId));
       if (total === 1) showProblem(result.error);
     }
     showProgress(done);
@@ -153,10 +177,17 @@ async function sign(signal) {
 const forPage = ({ document, signed, error }) =>
   signed ? { name: document.name, xml: new TextDecoder().decode(signed) } : { name: document.name, error: error.kind };
 
+/** Resolves with whether everything can be shown. Until a moment after that nobody signs. */
 async function showFiles(chosen) {
   files = chosen;
   byId("review").hidden = files.length === 0;
-  return await items.show(files);
+  canSign = false;
+  lock(isLocked);
+  const isShown = await items.show(files);
+  if (files !== chosen) return false;  // others were chosen meanwhile
+  canSign = true;
+  settle();
+  return isShown;
 }
 
 /** The form as the window of a web page's request: its documents, its name, and a way to say no. */
@@ -192,6 +223,7 @@ function finish(problem) {
 
 form.addEventListener("submit", async (event) => {
   event.preventDefault();
+  if (byId("sign").disabled) return;
   await busyWhile(sign);
   (items.firstDownload() ?? byId(isFinished ? "decline" : "sign")).focus();
 });
@@ -210,6 +242,20 @@ byId("documents").addEventListener("change", () => {
   clearOutcome();
   showFiles([...byId("documents").files]);
 });
+const showCommand = () => byId("setup-command").replaceChildren(commandItem(person.command));
+for (const field of ["name", "email"]) byId(field).addEventListener("input", showCommand);
+byId("pasted").addEventListener("input", ({ target }) => {
+  if (!target.value.trim()) return;
+  try {
+    person.fillFrom(target.value);
+    target.value = "";
+    byId("pasted-outcome").textContent = `Filled in for ${visible(person.typed.name)}.`;
+    showCommand();
+  } catch {
+    byId("pasted-outcome").textContent = "This is not the line that the command prints: it begins with { and ends with }. " +
+      "When the command says that it found nothing, compare your name and address with what it lists.";
+  }
+});
 byId("stop").addEventListener("click", () => stop?.abort());
 byId("decline").addEventListener("click", () => window.close());
 byId("retry").addEventListener("click", () => {
@@ -217,6 +263,9 @@ byId("retry").addEventListener("click", () => {
   showVersion();
 });
 
+window.addEventListener("focus", settle);
 byId("extension-id").textContent = extensionId;
+byId("setup").open = !person.isComplete;
+showCommand();
 if (isRequested) showRequest();
 showVersion();

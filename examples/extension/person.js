@@ -1,6 +1,7 @@
 // Who signs: the fields of the form, and what is remembered of them.
 
 import { keyIdentifiers } from "./vorn-signing.js";
+import { optionsFor } from "./words.js";
 
 const STORE = "who-signs";
 const FIELDS = ["name", "email", "abn", "aki", "algorithm"];
@@ -16,6 +17,34 @@ export class Person {
     form.elements.aki.addEventListener("input", () => this.#checkIdentifiers());
     form.elements.remember.addEventListener("change", () => this.remember());
     this.#checkIdentifiers();
+  }
+
+  /** What has been typed so far. */
+  get typed() {
+    const text = (name) => this.#form.elements[name].value.trim();
+    return { name: text("name"), email: text("email"), abn: text("abn"), aki: text("aki").split(/[\n,;]/).map((one) => one.trim()).filter(Boolean) };
+  }
+
+  /** Whether all is there that the program needs to find a certificate. */
+  get isComplete() {
+    const { name, email, abn, aki } = this.typed;
+    return Boolean(name && email && abn && aki.length);
+  }
+
+  /** The command that reads the rest out of the certificate, for those of name and address that are typed. */
+  get command() {
+    const { name, email } = this.typed;
+    return `vornctl identities --for-page${optionsFor({ name: name || undefined, email: email || undefined })}`;
+  }
+
+  /** Takes what the command has printed, in whatever was copied around it; throws an Error when it is not there. */
+  fillFrom(output) {
+    const { name, email, abn, aki } = JSON.parse(/\{.*\}/.exec(output.replace(/[\r\n]/g, ""))?.[0] ?? "");
+    const values = { name, email, abn, aki: keyIdentifiers(aki.join("\n")).join("\n") };
+    if (![name, email, abn].every((value) => typeof value === "string")) throw new Error("a detail is missing");
+    for (const [field, value] of Object.entries(values)) this.#form.elements[field].value = value;
+    this.#checkIdentifiers();
+    this.remember();
   }
 
   get algorithm() {
@@ -37,8 +66,7 @@ export class Person {
    * it mostly has none, and the program compares it letter by letter.
    */
   async find(host, signal) {
-    const text = (name) => this.#form.elements[name].value.trim();
-    const user = { name: text("name"), email: text("email"), abn: text("abn"), aki: keyIdentifiers(text("aki")) };
+    const user = { ...this.typed, aki: keyIdentifiers(this.#form.elements.aki.value) };
     try {
       return { user, certificate: await host.certificate(user, { signal }) };
     } catch (error) {

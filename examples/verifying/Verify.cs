@@ -1,8 +1,8 @@
 // Verifies a document with two signed parts: Verify.exe DOCUMENT AUTHORITY.pem
 //
-// Prints who signed and exits with 0, or says why not and exits with 1. Needs System.Security (the package
-// System.Security.Cryptography.Xml on .NET). SignedXml knows no XPath Filter 2.0, so the digests are computed here, with the
-// canonical form of the library. Read the document's data from what Verified() returns, and from nowhere else.
+// Prints who signed and exits with 0, or says why not and exits with 1; with 2 when a file cannot be read. Needs System.Security
+// (the package System.Security.Cryptography.Xml on .NET). SignedXml knows no XPath Filter 2.0, so the digests are computed here,
+// with the canonical form of the library. Read the document's data from what Verified() returns, and from nowhere else.
 
 using System;
 using System.Collections.Generic;
@@ -21,6 +21,7 @@ public static class Verify {
   const string Dsig = "http://www.w3.org/2000/09/xmldsig#";
   const string Filter = "http://www.w3.org/2002/06/xmldsig-filter2";
   const string C14n = "http://www.w3.org/TR/2001/REC-xml-c14n-20010315#WithComments";
+  const int DeepestElement = 1100;  // more than the host signs
   static readonly string[] Transforms = { Filter, Dsig + "enveloped-signature", C14n };
 
   static void Require(bool condition, string reason) {
@@ -117,11 +118,14 @@ public static class Verify {
   }
 
   /** The signer's certificate, and in `parts` the two elements that it signed. */
-  public static X509Certificate2 Verified(string file, X509Certificate2 authority, out List<XmlElement> parts) {
+  public static X509Certificate2 Verified(byte[] xml, X509Certificate2 authority, out List<XmlElement> parts) {
     var document = new XmlDocument { PreserveWhitespace = true, XmlResolver = null };
+    var strict = new XmlReaderSettings { DtdProcessing = DtdProcessing.Prohibit, XmlResolver = null };
     try {
-      using (var reader = XmlReader.Create(file, new XmlReaderSettings { DtdProcessing = DtdProcessing.Prohibit, XmlResolver = null }))
-        document.Load(reader);
+      // The library goes down into elements by recursion, and a stack that is full ends the program.
+      using (var reader = XmlReader.Create(new MemoryStream(xml), strict))
+        while (reader.Read()) Require(reader.Depth < DeepestElement, "elements are nested too deeply");
+      using (var reader = XmlReader.Create(new MemoryStream(xml), strict)) document.Load(reader);
     } catch (XmlException error) {
       throw new Refused("no XML without a document type: " + error.Message);
     }
@@ -132,14 +136,27 @@ public static class Verify {
     return signers[0];
   }
 
+  static int Leave(int status, string text) {
+    (status == 0 ? Console.Out : Console.Error).WriteLine(string.Concat(text.Select(c => char.IsControl(c) ? ' ' : c)));
+    return status;
+  }
+
   public static int Main(string[] arguments) {
+    if (arguments.Length != 2) return Leave(2, "usage: Verify.exe DOCUMENT AUTHORITY.pem");
+    byte[] xml;
+    X509Certificate2 authority;
+    try {
+      xml = File.ReadAllBytes(arguments[0]);
+      authority = new X509Certificate2(File.ReadAllBytes(arguments[1]));
+      if (authority.Subject == "") throw new CryptographicException("no certificate: " + arguments[1]);
+    } catch (Exception error) {
+      return Leave(2, error.Message);
+    }
     try {
       List<XmlElement> parts;
-      Console.WriteLine(Verified(arguments[0], new X509Certificate2(arguments[1]), out parts).Subject);
-      return 0;
-    } catch (Refused refusal) {
-      Console.Error.WriteLine("refused: " + refusal.Message);
-      return 1;
+      return Leave(0, Verified(xml, authority, out parts).Subject);
+    } catch (Exception error) {  // a Refused, or what the library throws at a document that is none of the host's
+      return Leave(1, "refused: " + error.Message);
     }
   }
 }

@@ -2,9 +2,9 @@
 /**
  * Verifies a document with two signed parts: verify.mjs DOCUMENT AUTHORITY.pem
  *
- * Prints who signed and exits with 0, or says why not and exits with 1. Needs Node.js and @xmldom/xmldom. JavaScript has no
- * library that knows XPath Filter 2.0, so the canonical form is written here. Read the document's data from the elements that
- * verified() returns, and from nowhere else.
+ * Prints who signed and exits with 0, or says why not and exits with 1; with 2 when a file cannot be read. Needs Node.js and
+ * @xmldom/xmldom. JavaScript has no library that knows XPath Filter 2.0, so the canonical form is written here. Read the
+ * document's data from the elements that verified() returns, and from nowhere else.
  */
 
 import { createHash, verify as rsaVerifies, X509Certificate } from "node:crypto";
@@ -155,14 +155,25 @@ export function verified(xml, authority, now = new Date()) {
   return { signer, parts };
 }
 
-if (import.meta.url === pathToFileURL(process.argv[1]).href) {
+const inOneLine = (text) => String(text).replace(/[\p{C}\s]+/gu, " ");
+
+function main(files) {
+  let document, authority;
   try {
-    const [, , document, authority] = process.argv;
-    const { signer } = verified(readFileSync(document, "utf8"), new X509Certificate(readFileSync(authority)));
-    console.log(signer.subject.replaceAll("\n", ", "));
+    if (files.length !== 2) throw new Error("usage: verify.mjs DOCUMENT AUTHORITY.pem");
+    document = readFileSync(files[0], "utf8");
+    authority = new X509Certificate(readFileSync(files[1]));
   } catch (error) {
-    if (!(error instanceof Refused)) throw error;
-    console.error(`refused: ${error.message}`);
-    process.exit(1);
+    console.error(inOneLine(error.message));
+    return 2;
+  }
+  try {
+    console.log(inOneLine(verified(document, authority).signer.subject.replaceAll("\n", ", ")));
+    return 0;
+  } catch (error) {  // a Refused, or what libraries throw at a document that is none of the host's
+    console.error(`refused: ${inOneLine(error.message)}`);
+    return 1;
   }
 }
+
+if (import.meta.url === pathToFileURL(process.argv[1]).href) process.exitCode = main(process.argv.slice(2));

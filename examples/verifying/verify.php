@@ -3,9 +3,9 @@
 /**
  * Verifies a document with two signed parts: verify.php DOCUMENT AUTHORITY.pem
  *
- * Prints who signed and exits with 0, or says why not and exits with 1. Needs the extensions dom and openssl. PHP knows no
- * XPath Filter 2.0, so the digests are computed here. Read the document's data from the elements that verified() returns, and
- * from nowhere else.
+ * Prints who signed and exits with 0, or says why not and exits with 1; with 2 when a file cannot be read. Needs the extensions
+ * dom and openssl. PHP knows no XPath Filter 2.0, so the digests are computed here. Read the document's data from the elements
+ * that verified() returns, and from nowhere else.
  */
 
 const DSIG = 'http://www.w3.org/2000/09/xmldsig#';
@@ -118,11 +118,11 @@ function verifiedSigner(DOMElement $part): string
 }
 
 /** @return array{string, DOMElement, DOMElement} the certificate as PEM, and the two elements that it signed */
-function verified(string $file, string $authority): array
+function verified(string $xml, string $authority): array
 {
     libxml_use_internal_errors(true);
     $document = new DOMDocument();
-    required($document->load($file, LIBXML_NONET), 'no XML');
+    required($xml !== '' && $document->loadXML($xml, LIBXML_NONET), 'no XML');
     required($document->doctype === null, 'a document type');
     $parts = [part($document, 'CounterpartData'), part($document, 'RenderedData')];
     [$signer, $other] = array_map('verifiedSigner', $parts);
@@ -133,9 +133,24 @@ function verified(string $file, string $authority): array
     return [$signer, ...$parts];
 }
 
+/** Ends with a status and one line. */
+function leave(int $status, string $text): void
+{
+    fwrite($status === 0 ? STDOUT : STDERR, preg_replace('/[\x00-\x20\x7f]+/', ' ', $text) . "\n");
+    exit($status);
+}
+
+// A warning of a library is a failure like any other.
+set_error_handler(fn (int $level, string $message) => throw new ErrorException($message));
 try {
-    echo openssl_x509_parse(verified($argv[1], $argv[2])[0])['name'], "\n";
-} catch (Refused $refusal) {
-    fwrite(STDERR, 'refused: ' . $refusal->getMessage() . "\n");
-    exit(1);
+    count($argv) === 3 || throw new Exception('usage: verify.php DOCUMENT AUTHORITY.pem');
+    $xml = file_get_contents($argv[1]);
+    openssl_x509_read(file_get_contents($argv[2])) || throw new Exception("$argv[2]: no certificate");
+} catch (Throwable $error) {
+    leave(2, $error->getMessage());
+}
+try {
+    leave(0, openssl_x509_parse(verified($xml, $argv[2])[0])['name']);
+} catch (Throwable $error) {
+    leave(1, 'refused: ' . $error->getMessage());
 }

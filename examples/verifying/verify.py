@@ -1,10 +1,11 @@
 #!/usr/bin/python3
 """Verifies a document with two signed parts: verify.py DOCUMENT AUTHORITY.pem
 
-Prints who signed and exits with 0, or says why not and exits with 1. Needs python3-lxml, python3-xmlsec and
-python3-cryptography. Read the document's data from what verified() returns, and from nowhere else.
+Prints who signed and exits with 0, or says why not and exits with 1; with 2 when a file cannot be read. Needs python3-lxml,
+python3-xmlsec and python3-cryptography. Read the document's data from what verified() returns, and from nowhere else.
 """
 
+import io
 import sys
 
 import xmlsec
@@ -88,8 +89,21 @@ def verified(document, authority):
     return certificates[0], parts
 
 
-if __name__ == "__main__":
+def main(files):
     try:
-        print(verified(sys.argv[1], sys.argv[2])[0].subject.rfc4514_string())
-    except Refused as refusal:
-        sys.exit(f"refused: {refusal}")
+        if len(files) != 2:
+            raise ValueError("usage: verify.py DOCUMENT AUTHORITY.pem")
+        contents = [open(name, "rb").read() for name in files]
+        x509.load_pem_x509_certificate(contents[1])
+    except (OSError, ValueError) as error:
+        return 2, str(error)
+    try:
+        return 0, verified(io.BytesIO(contents[0]), files[1])[0].subject.rfc4514_string()
+    except Exception as error:  # a Refused, or what libraries raise at a document that is none of the host's
+        return 1, f"refused: {error}"
+
+
+if __name__ == "__main__":
+    status, text = main(sys.argv[1:])
+    print(" ".join("".join(c if c.isprintable() else " " for c in text).split()), file=sys.stderr if status else sys.stdout)
+    sys.exit(status)

@@ -1,17 +1,22 @@
 #!/usr/bin/env bash
 # Verifies a document with two signed parts: verify.sh DOCUMENT AUTHORITY.pem
 #
-# Prints who signed and exits with 0, or says why not and exits with 1. Needs xmlsec1, xmllint (libxml2-utils) and openssl.
-# Read the document's data only from the two elements, and only by a parser that is told to refuse document types.
-set -euo pipefail
+# Prints who signed and exits with 0, or says why not and exits with 1; with 2 when a file cannot be read. Needs xmlsec1, xmllint
+# (libxml2-utils) and openssl. Read the document's data only from the two elements, and only by a parser that is told to refuse
+# document types.
+set -Eeuo pipefail
 
-document=$1 authority=$2
+[[ $# == 2 ]] || { echo "usage: verify.sh DOCUMENT AUTHORITY.pem" >&2; exit 2; }
+document=$(realpath -m -- "$1") authority=$(realpath -m -- "$2")
+[[ -f $document && -r $document ]] || { echo "$document: no file that can be read" >&2; exit 2; }
+openssl x509 -noout -in "$authority" 2> /dev/null || { echo "$authority: no certificate" >&2; exit 2; }
 TRANSFORMS="http://www.w3.org/2002/06/xmldsig-filter2 http://www.w3.org/2000/09/xmldsig#enveloped-signature"
 TRANSFORMS+=" http://www.w3.org/TR/2001/REC-xml-c14n-20010315#WithComments"
 refuse() {
   echo "refused: $1" >&2
   exit 1
 }
+trap 'refuse "not the form of a signed document"' ERR
 xpath() { xmllint --nonet --xpath "$1" "$document" 2> /dev/null; }
 
 text=$(xmllint --nonet --encode UTF-8 "$document" 2> /dev/null) || refuse "no XML"
@@ -40,6 +45,6 @@ for part in CounterpartData RenderedData; do
   certificates+=("$(xpath "string($signature//*[local-name()='X509Certificate'])" | tr -d ' \t\r\n')")
 done
 [[ ${certificates[0]} == "${certificates[1]}" ]] || refuse "two signers"
-certificate=$(base64 -d <<< "${certificates[0]}" | openssl x509 -inform DER)
-openssl x509 -noout -ext keyUsage <<< "$certificate" | grep -q 'Digital Signature' || refuse "the certificate is not for signing"
+certificate=$(base64 -d <<< "${certificates[0]}" 2> /dev/null | openssl x509 -inform DER 2> /dev/null) || refuse "no certificate"
+openssl x509 -noout -ext keyUsage <<< "$certificate" 2> /dev/null | grep -q 'Digital Signature' || refuse "the certificate is not for signing"
 openssl x509 -noout -subject <<< "$certificate"

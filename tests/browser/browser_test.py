@@ -66,6 +66,10 @@ class Page:
         until(lambda: self.browser.run(f"""const rows = [...document.querySelectorAll('#items > li')];
               return rows.length === {len(files)} && rows.every((row) => row.querySelector('.contents').hasChildNodes());"""),
               "what the files say")
+        self.wait_until_live()
+
+    def wait_until_live(self):
+        until(lambda: not self.browser.run("return document.getElementById('sign').disabled;"), "the button")
 
     def wait(self):
         """Returns when the signing is over: the problem that is then shown, or ""."""
@@ -75,6 +79,7 @@ class Page:
     def sign(self, *files):
         if files:
             self.choose(*files)
+        self.wait_until_live()
         self.click("sign")
         return self.wait()
 
@@ -137,21 +142,36 @@ def check_page(browser, page, home, homes, install, shoot):
 
     page.fill(**JANE, aki="zz")
     expect(not browser.run("return document.getElementById('aki').checkValidity();"), "takes no key identifier that is none")
-    page.fill(abn="12 345 678 901", aki=aki_of(homes).upper())
+    command = page.text("setup-command")
+    expect("vornctl identities --for-page --name='Jane Citizen' --email=jane@example.com" in command, "gives the command that fills in the rest", command)
+    page.fill(pasted="jane@pc:~$ " + command)
+    expect("not the line" in page.text("pasted-outcome"), "takes nothing else", page.text("pasted-outcome"))
+    page.fill(pasted="jane@pc:~$ ...\n" + json.dumps({**JANE, "abn": "12 345 678 901", "aki": [aki_of(homes).upper()]}) + "\njane@pc:~$")
+    expect(page.text("pasted-outcome") == "Filled in for Jane Citizen.", "takes what the command prints")
     browser.run("document.getElementById('remember').checked = true;")
     page.click("check")
     until(lambda: page.text("progress") == "This certificate was found.", "the certificate")
     odd = home / "odd.xml"
-    odd.write_text("<D xmlns='urn:d'><CounterpartData>\u202ecafé<!-- hidden --><a><Signature xmlns='http://www.w3.org/2000/09/xmldsig#'>"
+    odd.write_text("<!DOCTYPE D [<!ATTLIST a b CDATA 'c'>]><D xmlns='urn:d'><CounterpartData x='1&#10;B: “2”'>\u202ecafé<!-- hidden -->, joined"
+                   "<b>1&#10;Sum: 2\u3164</b><a><Signature xmlns='http://www.w3.org/2000/09/xmldsig#'>"
                    "and more</Signature></a></CounterpartData><RenderedData/></D>", encoding="utf-16")
     page.choose(odd)
     shown = page.text("items")
-    expect("‹U+202E›café" in shown and "default namespace" in shown and "hidden" not in shown, "shows every encoding as it is", shown)
-    expect("Signature: and more" in shown, "shows what an earlier signature holds, which the new one covers", shown)
+    expect("“‹U+202E›café, joined”" in shown and "default namespace" in shown and "hidden" not in shown, "shows every encoding as it is", shown)
+    expect(all(text in shown for text in ("x=“1‹U+000A›B: ‹U+201C›2‹U+201D›”", "“1”\n“Sum: 2‹U+3164›”\n", "document type")),
+           "shows no text or value that looks like an element", shown)
+    expect("Signature: “and more”" in shown, "shows what an earlier signature holds, which the new one covers", shown)
     page.choose(AGREEMENT)
     shown = page.text("items")
-    expect("Name: Wattlebird Equipment Hire Pty Ltd" in shown and "RenderedData" in shown, "shows what would be signed", shown)
+    expect("Name: “Wattlebird Equipment Hire Pty Ltd”" in shown and "RenderedData" in shown, "shows what would be signed", shown)
     shoot("ready")
+    moment = browser.run("""const sign = document.getElementById('sign'), start = performance.now();
+        document.getElementById('documents').dispatchEvent(new Event('change'));
+        await new Promise((done) => setTimeout(done, 500));
+        window.dispatchEvent(new Event('focus'));
+        while (sign.disabled) await new Promise((done) => setTimeout(done, 10));
+        return performance.now() - start;""")
+    expect(moment >= 1500, "lets nobody sign within a moment of what is new, or of coming back", moment)
     problem = page.sign()
     expect(problem == "", "signs", problem)
     expect(page.text("serial") == "1920354224474384430", "shows the certificate", page.text("serial"))
@@ -165,6 +185,7 @@ def check_page(browser, page, home, homes, install, shoot):
         page.fill(**{**JANE, field: other})
         problem = page.sign()
         expect(problem == "No certificate was found for these details.", f"says that no certificate fits the {field}", problem)
+        expect(f"--email={other}" in page.text("problem-commands") or f"--name='{other}'" in page.text("problem-commands"), "gives the command that says why")
         detail = page.text("problem-detail")
         expect(detail == f"Code {code}", "names the code", detail)
         expect(page.text("serial") == "" and page.outcomes() == [""], "shows nothing of the last signing")
@@ -173,6 +194,7 @@ def check_page(browser, page, home, homes, install, shoot):
 
     problem = page.sign(ROOT / "README.md")
     expect(problem == "The document could not be read.", "says that the document is no XML", problem)
+    expect(not browser.run("return document.querySelector('#items .remark').checkVisibility();"), "once")
     (host,) = host_processes(home)
     os.kill(host, signal.SIGKILL)
     until(lambda: page.text("state") == "Starts when needed", "the loss of the host")
@@ -184,7 +206,7 @@ def check_page(browser, page, home, homes, install, shoot):
 def check_large(browser, page, home, homes, shoot):
     def timed(what, *files):
         page.choose(*files)
-        expect("Sum: 12.50" in page.text("items") or len(files) > 3, f"shows {what}")
+        expect("Sum: “12.50”" in page.text("items"), f"shows {what}")
         start = time.monotonic()
         problem = page.sign()
         print(f"        {what}: {time.monotonic() - start:.1f} s, host's memory at most "
@@ -200,6 +222,7 @@ def check_large(browser, page, home, homes, shoot):
     good = batch[:17] + batch[18:]
     batch[17].write_text("<D><CounterpartData></D>")
     timed("a batch of thirty, of which one is broken", *batch)
+    expect(browser.run("return document.querySelectorAll('#items details[open]').length;") == 29, "all of them unfolded")
     expect(page.text("progress") == "29 of 30 documents are signed.", "tells how many", page.text("progress"))
     expect([number for number, outcome in enumerate(page.outcomes()) if outcome != "Signed"] == [17], "and which one is not")
     shoot("batch")

@@ -8,7 +8,7 @@ import path from "node:path";
 import { after, test } from "node:test";
 import { pathToFileURL } from "node:url";
 
-import { connect, keyIdentifiers, SigningError } from "../../clients/javascript/vorn-signing.js";
+import { connect, encodeText, keyIdentifiers, SigningError } from "../../clients/javascript/vorn-signing.js";
 import { refusingRuntime, runtimeOf } from "./host_port.mjs";
 
 const { VORN_HOST, VORN_TEST_HOMES } = process.env;
@@ -133,33 +133,88 @@ test("stops at once, and keeps what was signed", async () => {
 });
 
 test("tells a key that does not sign from a document that cannot be signed", async () => {
-  for (const [failing, kinds] of [
-    [["b"], ["signed", "key-failed", "signed", "signed"]],
-    [["b", "c"], ["signed", "key-failed", "key-failed"]],
-    [["a", "b", "c", "d"], ["key-failed"]],
+  const all = ["a", "b", "c", "d"];
+  for (const [documents, failing, kinds, asks, error_reason] of [
+    [all, ["b"], ["signed", "key-failed", "signed", "signed"], 5],
+    [all, ["b", "c"], ["signed", "key-failed", "key-failed"], 4, "a word of a newer host"],
+    [all, all, ["key-failed"], 2, "key-failed"],
+    [all, ["a", "b"], ["key-failed", "key-failed", "signed", "signed"], 5, "document-invalid"],
+    [all, all, [], 1, "prompt-cancelled"],
+    [all, ["b"], [], 2, "restart"],
+    [["a"], ["a"], ["key-failed"], 1],
   ]) {
-    let asked = 0;
+    const asked = [];
     const runtime = scripted((request) => {
-      asked += 1;
+      asked.push(request);
       const names = request.xml_data.map(({ data }) => atob(data));
-      if (names.some((name) => failing.includes(name))) return { result: "error", error_code: 105, error_message: "locked" };
-      return { result: "ok", cert_serial: "1", cert_issuer: "", cert_expiry: "2030-07-01T00:00:00.000Z",
-        signed_data: request.xml_data };
+      if (names.some((name) => failing.includes(name))) return { result: "error", error_code: 105, error_message: "locked", error_reason };
+      return { ...SIGNED, signed_data: request.xml_data };
     });
-    const results = await connect({ runtime }).sign(["a", "b", "c", "d"], jane).catch((error) => error.results);
+    let rejected = null;
+    const results = await connect({ runtime }).sign(documents, jane).catch((error) => (rejected = error).results);
+    assert.equal(Boolean(rejected), kinds.length < documents.length, "rejects when documents are left");
+    assert.equal(rejected?.reason, rejected ? error_reason : undefined);
     assert.deepEqual(results.map(({ error }) => error?.kind ?? "signed"), kinds);
-    assert.equal(asked, kinds.length + 1);
+    assert.equal(asked.length, asks);
+    assert.ok(asked.every(({ reasons }) => reasons === true));
   }
 });
 
-/** A runtime with a host that answers as told. */
+const SIGNED = { result: "ok", cert_serial: "1", cert_issuer: "", cert_expiry: "2030-07-01T00:00:00.000Z" };
+
+/** A runtime with a host that answers as told; `started` counts its processes. */
 function scripted(answerTo) {
-  return { connectNative: () => {
+  const runtime = { started: 0, connectNative: () => {
     const listeners = [];
+    runtime.started += 1;
     return { onMessage: { addListener: (listener) => listeners.push(listener) }, onDisconnect: { addListener() {} }, disconnect() {},
       postMessage: (request) => setTimeout(() => listeners.forEach((listener) => listener(answerTo(request)))) };
   } };
+  return runtime;
 }
+
+test("leaves a host that an upgrade has replaced, and takes an error in parts", async () => {
+  const replaced = { result: "error", error_code: 100, error_message: "replaced", error_reason: "restart" };
+  for (const [stale, started, kind] of [[1, 2, "document-unreadable"], [9, 2, "host-failed"]]) {
+    const text = JSON.stringify({ result: "error", error_code: 103, error_message: "x", error_reason: "document-malformed" });
+    const runtime = scripted(({ part = 1 }) => runtime.started <= stale ? replaced
+      : { result: "error", part, parts: 2, text: part === 1 ? text.slice(0, 30) : text.slice(30) });
+    await assert.rejects(connect({ runtime }).version(), { name: "SigningError", kind });
+    assert.equal(runtime.started, started);
+  }
+});
+
+test("takes one document or any that can be counted up, and throws its own error alone", async () => {
+  const runtime = scripted((request) => ({ ...SIGNED, signed_data: request.xml_data }));
+  const host = connect({ runtime });
+  const bytes = new TextEncoder().encode("<a/>");
+  const textsOf = (results) => results.map(({ signed }) => Buffer.from(signed).toString()).join();
+  for (const document of ["<a/>", bytes, new Uint16Array(bytes.buffer), bytes.buffer, new Blob([bytes]), new File([bytes], "a.xml"), { data: "<a/>" }]) {
+    assert.equal(textsOf(await host.sign(document, jane, null)), "<a/>");
+    for (const several of [[document, "<b/>"], new Set([document, "<b/>"]), (function* () { yield document; yield "<b/>"; })()]) {
+      assert.equal(textsOf(await host.sign(several, jane)), "<a/>,<b/>");
+    }
+  }
+  const thrown = new Error("from the caller");
+  const fail = () => { throw thrown; };
+  const answering = (answer) => connect({ runtime: scripted(() => answer) });
+  const data = btoa("<a/>");
+  for (const [act, kind, cause] of [
+    [() => host.sign(undefined, jane), "invalid-request"], [() => host.sign(5, jane), "invalid-request"], [() => host.sign(["<a/>", null], jane), "invalid-request"],
+    [() => host.sign({ [Symbol.iterator]: fail }, jane), "invalid-request", thrown],
+    [() => host.sign("<a/>", jane, { onProgress: fail }), "invalid-request", thrown],
+    [() => host.sign("<a/>", { ...jane, aki: Symbol("x") }), "invalid-request"], [() => host.sign("<a/>", null), "invalid-request"],
+    [() => host.version({ signal: 5 }), "invalid-request"], [() => host.certificate(), "invalid-request"],
+    [() => answering(null).version(), "host-failed"], [() => answering({ part: 1, parts: 1, text: "{" }).version(), "host-failed"],
+    [() => answering({ ...SIGNED, signed_data: [] }).sign("<a/>", jane).then(([{ error }]) => { throw error; }), "host-failed"],
+    [() => answering({ ...SIGNED, signed_data: [{ id: "0", data: "?" }, { id: "1", data }] }).sign(["<a/>", "<b/>"], jane)
+      .then((results) => { throw results[1].error; }), "host-failed"],
+    [async () => keyIdentifiers(), "invalid-request"], [async () => encodeText(5), "invalid-request"],
+  ]) {
+    await assert.rejects(act, (error) => (assert.ok(error instanceof SigningError, String(error)), assert.equal(error.kind, kind),
+      assert.equal(cause && error.cause, cause), true));
+  }
+});
 
 test("gives every refusal of the host and of the browsers a kind", async () => {
   const host = connect({ runtime: realRuntime() });
@@ -223,12 +278,74 @@ test("lets the sample extension work for its own pages alone", async () => {
   ]) assert.equal(allowedOrigin(sender), origin);
 });
 
+// What npm would pack, installed; by npm itself where it is there.
+{
+  const installed = path.join(home, "node_modules/vorn-signing");
+  fs.mkdirSync(installed, { recursive: true });
+  if (spawnSync("npm", ["pack", "--pack-destination", home], { cwd: CLIENT }).status === 0) {
+    const packed = fs.readdirSync(home).find((name) => name.endsWith(".tgz"));
+    spawnSync("tar", ["-xf", path.join(home, packed), "--strip-components=1", "-C", installed]);
+  } else {
+    const { files } = JSON.parse(fs.readFileSync(new URL("package.json", CLIENT)));
+    for (const name of ["package.json", "README.md", ...files]) fs.copyFileSync(new URL(name, CLIENT), path.join(installed, name));
+  }
+  assert.deepEqual(fs.readdirSync(installed).sort(), ["README.md", "package.json", "vorn-signing.d.ts", "vorn-signing.js"]);
+}
+
+const readme = fs.readFileSync(new URL("README.md", CLIENT), "utf8");
+const examples = [...readme.matchAll(/```js\n(.*?)```/gs)].map(([, code]) => code).join("\n").replace('"./vorn-signing.js"', '"vorn-signing"');
+const hasTypeScript = spawnSync("tsc", ["--version"]).status === 0;
+
+test("shows a document in the encoding in which the host signs it", async () => {
+  const { decode } = await ofExtension("encoding.js");
+  const host = connect({ runtime: realRuntime() });
+  const utf16 = (text) => Buffer.from(text, "utf16le");
+  for (const [bytes, shown] of [
+    [Buffer.from(`<?xml version="1.0"${" ".repeat(300)}encoding="windows-1251"?>${agreement("\xc2\xa3")}`, "latin1"), "ВЈ"],
+    [Buffer.from(`<?xml version="1.0" encoding='iso-8859-1'?>${agreement("\xa3")}`, "latin1"), "£"],
+    [Buffer.from(`<?xml version="1.0" standalone="no"?>${agreement(' encoding="utf-7"?')}`), ' encoding="utf-7"?'],
+    [utf16(`\ufeff${agreement("£")}`), "£"],
+    [utf16(`<?xml version="1.0" encoding="UTF-16LE"?>${agreement("£")}`), "£"],
+    [utf16(`<?xml version="1.0" encoding="UTF-16LE"?>${agreement("£")}`).swap16()],
+    [utf16(agreement("£"))],
+    [Buffer.from(`\ufeff<?xml version="1.0" encoding="windows-1251"?>${agreement("£")}`)],
+    ...["ISO-8859-1", "iso-8859-9", "ISO-8859-11", "us-ascii", "utf-8", "utf-16", "UTF-7", "gbk", "macintosh"].map((name) =>
+      [Buffer.from(`<?xml version="1.0" encoding="${name}"?>${agreement("10\x8200")}`, "latin1")]),
+  ]) {
+    if (!shown) assert.throws(() => decode(bytes), String(bytes));
+    else {
+      const [{ signed }] = await host.sign(bytes, jane);
+      for (const text of [decode(bytes), Buffer.from(signed).toString()]) assert.equal(/<CounterpartData>(.*?)</.exec(text)[1], shown);
+    }
+  }
+});
+
+test("is typed as its page shows", { skip: !hasTypeScript && "tsc is not installed" }, () => {
+  const file = path.join(home, "examples.mts");
+  fs.writeFileSync(file, `${examples}
+    declare const form: { aki: string }, input: HTMLInputElement, files: File[], canvas: HTMLCanvasElement;
+    declare function show(text: string): void; declare function offer(name: string, blob: Blob): void;
+    const [first] = await host.sign(input.files!, user);
+    const bytes: BlobPart = (await host.sign(new Set([new Uint8Array(5)]), user))[0]!.signed!;
+    show(first!.document.name + (await host.sign({ data: "<a/>", mine: 5 }, user))[0]!.document.mine + (error as SigningError).reason);
+    for (const one of ["<a/>", new ArrayBuffer(5), new Uint8Array(5), files[0]!]) await host.sign(one, user);
+    const word: SigningError["kind"] = "cancelled";
+    // @ts-expect-error
+    await host.sign(canvas, user);
+    // @ts-expect-error
+    await host.sign([5], user);
+    // @ts-expect-error
+    const none: SigningError["kind"] = "no kind";
+    // @ts-expect-error
+    host.sign(files, user, { algorithm: "MD5" });
+  `);
+  const { stdout } = spawnSync("tsc", ["--strict", "--noEmit", "--target", "es2022", "--module", "nodenext", file], { cwd: home });
+  assert.equal(String(stdout), "");
+});
+
 test("does what its page shows", async () => {
-  const page = fs.readFileSync(new URL("README.md", CLIENT), "utf8");
-  const examples = [...page.matchAll(/```js\n(.*?)```/gs)].map(([, code]) => code).join("\n");
   const file = path.join(home, "examples.mjs");
-  fs.writeFileSync(file, examples.replace('"./vorn-signing.js"', JSON.stringify(new URL("vorn-signing.js", CLIENT).href))
-    + "\nexport { version, serial };\n");
+  fs.writeFileSync(file, `${examples}\nexport { version, serial };\n`);
   const shown = [];
   const offered = [];
   Object.assign(globalThis, {
@@ -246,10 +363,17 @@ test("does what its page shows", async () => {
     "No certificate fits these details.", "cancelled, 0 done"]);
 
   const types = fs.readFileSync(new URL("vorn-signing.d.ts", CLIENT), "utf8");
-  const kinds = [...types.matchAll(/^  \| "(.*?)"/gm)].map(([, kind]) => kind);
-  assert.deepEqual([...page.matchAll(/^\| `(.*?)` \|/gm)].map(([, kind]) => kind), kinds, "page and types know the same kinds");
-  const { wordsFor } = await ofExtension("words.js");
-  for (const kind of kinds) assert.doesNotMatch(wordsFor({ kind }).title, /^Something/, `the sample has words for ${kind}`);
+  const words = [...types.matchAll(/^  \| "(.*?)"/gm)].map(([, word]) => word);
+  const told = [...readme.matchAll(/^\| (`.*?`) \|/gm)].map(([, cell]) => cell.match(/[a-z-]+/g));
+  assert.deepEqual(told.flat().sort(), words.sort(), "page and types know the same kinds and reasons");
+  const { optionsFor, wordsFor } = await ofExtension("words.js");
+  for (const [word] of told.filter((row) => row.length === 1)) {
+    assert.doesNotMatch(wordsFor({ kind: word, reason: word }).title, /^Something/, `the sample has words for ${word}`);
+  }
+  assert.equal(wordsFor({ kind: "key-failed", reason: "of a newer host" }).title, wordsFor({ kind: "key-failed" }).title);
+  const typed = { name: "-J. O'Hara $(id) `id` \\ \"x\" !1", email: "jane@example.com", abn: "", aki: ["5f1d", "ab"] };
+  const { stdout } = spawnSync("sh", ["-c", `printf '%s\n' ${optionsFor(typed)}`]);
+  assert.equal(String(stdout), `--name=${typed.name}\n--email=jane@example.com\n--abn=\n--aki=5f1d\n--aki=ab\n`, "a shell reads what was typed");
   const module = await import(new URL("vorn-signing.js", CLIENT));
   for (const name of Object.keys(module)) assert.match(types, new RegExp(`export (class|function|const) ${name}\\b`));
 });

@@ -95,7 +95,7 @@ std::string partRequest(const std::string& number) {
 TEST(Parts, MakeTheAnswerThatWouldHaveBeenSent) {
   Home home("main");
   HostProcess host(home);
-  const std::string limited = R"("max_answer": 100000, )";
+  const std::string limited = R"("max_answer": 100000, "verbose": "ON", )";
   for (SignRequest request :
        {SignRequest{.documents = {{agreement(std::string(2500000, 'x')), "\xe2\x82\xac"}}},
         SignRequest{.algorithm = std::string(300000, '/') + "\xe2\x82\xac", .documents = {{"x"}}}}) {
@@ -109,12 +109,16 @@ TEST(Parts, MakeTheAnswerThatWouldHaveBeenSent) {
         const std::string part = host.ask(partRequest(std::to_string(number)));
         EXPECT_LE(part.size() + 4, 100000U);
         EXPECT_TRUE(number > 1 || part == first);
+        EXPECT_EQ(text(part, "result"), text(whole, "result")) << "of the answer that the part is of";
         pieces[number - 1] = text(part, "text");
       }
     }
     std::string together;
     for (const std::string& piece : pieces) together += piece;
     EXPECT_TRUE(together == whole);
+    EXPECT_NE(home.log().find("RequestHandler - Request message = " + request.json().substr(0, 80)),
+              std::string::npos)
+        << "whoever fetches an answer leaves its log";
   }
   EXPECT_EQ(host.ask(R"({"type": "version", "max_answer": 4096})"), host.ask(kVersionRequest));
   EXPECT_EQ(host.ask(partRequest("2")), errorBody(101, "Unknown part")) << "the answer went with the next";

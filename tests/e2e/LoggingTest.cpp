@@ -1,8 +1,14 @@
 #include <algorithm>
+#include <functional>
 #include <regex>
+#include <thread>
 
 #include <gtest/gtest.h>
+#include <sched.h>
+#include <sys/mount.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 
 #include "e2e/HostProcess.h"
 #include "e2e/Messages.h"
@@ -111,6 +117,86 @@ TEST(Log, TellsOfEverySignature) {
   }
 }
 
+/** In the place of the system's log, which is this thread's own. */
+class Listener {
+ public:
+  Listener() {
+    constexpr sockaddr_un kPlace{AF_UNIX, "/dev/log"};
+    EXPECT_EQ(bind(socket_, reinterpret_cast<const sockaddr*>(&kPlace), sizeof kPlace), 0) << errno;
+  }
+  ~Listener() {
+    close(socket_);
+    fs::remove("/dev/log");
+  }
+
+  std::vector<std::string> heard() const {
+    std::vector<std::string> all;
+    char line[8192];
+    for (ssize_t size = 0; (size = recv(socket_, line, sizeof line, MSG_DONTWAIT)) > 0;)
+      all.emplace_back(line, static_cast<std::size_t>(size));
+    return all;
+  }
+
+ private:
+  const int socket_ = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+};
+
+/** Runs the deed where /dev is its own and nobody listens at /dev/log; false without the right to mount. */
+bool runWithOwnDevices(const std::function<void()>& deed) {
+  bool may = false;
+  std::thread([&] {
+    std::string devices = "/tmp/vorn-devices-XXXXXX";
+    if (mkdtemp(devices.data()) == nullptr || unshare(CLONE_NEWNS) != 0) return;
+    may = mount("", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+          mount("/dev", devices.c_str(), nullptr, MS_BIND | MS_REC, nullptr) == 0 &&
+          mount("tmpfs", "/dev", "tmpfs", 0, nullptr) == 0;
+    if (!may) return;
+    for (const auto& device : fs::directory_iterator(devices))
+      if (device.path().filename() != "log")
+        fs::create_symlink(device.path(), "/dev" / device.path().filename());
+    deed();
+    umount2(devices.c_str(), MNT_DETACH);
+    rmdir(devices.c_str());
+  }).join();
+  return may;
+}
+
+TEST(Log, TellsTheSystemOfEverySignature) {
+  const std::string id = R"(1, caller = chrome-extension://good/, document = \"2)";
+  const SignRequest request{.documents = {{agreement(), id + "\n"}, {agreement()}}};
+  const std::string warning = "WARN  VORNSigning - The system's log is not told of signatures: ";
+  const bool may = runWithOwnDevices([&] {
+    for (const bool reads : {true, false}) {
+      const Listener listener;
+      Home home("main");
+      HostProcess host(home, {.arguments = {"/manifest.json", "evil\", document = \""}});
+      const std::string answer = host.ask(request.json());
+      ASSERT_EQ(errorCode(answer), 0);
+      const SignRequest many{.documents = std::vector<Document>(150, {agreement()})};
+      const int code = reads ? 0 : errorCode(host.ask(many.json()));  // more lines than a queue takes
+      EXPECT_EQ(code, 0) << "a host that waits for its listener does not answer";
+      EXPECT_EQ(holds(home.log(), warning + "Resource temporarily unavailable\n"), !reads);
+      const std::vector<std::string> lines = listener.heard();
+      ASSERT_TRUE(reads ? lines.size() == 4 : lines.size() > 4) << lines.size();
+      const std::regex form(
+          R"-(<14>.* vorn-signing\[\d+\]: Signed <CounterpartData>: digest = [^ ]{44}, certificate = )-"
+          R"-(1920354224474384430, caller = "evil\\", document = \\"", document = )-"
+          R"-("1, caller = chrome-extension://good/, document = \\"2\\x0a")-");
+      EXPECT_TRUE(std::regex_match(lines[0], form)) << lines[0];
+      EXPECT_TRUE(lines[3].ends_with(R"(, document = "")")) << lines[3];
+      EXPECT_TRUE(
+          holds(home.log(), R"(, document = "1, caller = chrome-extension://good/, document = \"2\x0a")"));
+    }
+    Home home("main");
+    HostProcess host(home);
+    for (int time = 0; time < 2; ++time) EXPECT_EQ(errorCode(host.ask(request.json())), 0);
+    const std::string log = home.log();
+    EXPECT_EQ(log.find(warning), log.rfind(warning));
+    EXPECT_TRUE(holds(log, warning + "No such file or directory\n")) << log;
+  });
+  if (!may) GTEST_SKIP() << "no right to mount";
+}
+
 TEST(Log, HoldsNothingPersonalUnlessVerbose) {
   const std::vector<std::string> personal = {"Jane Citizen",
                                              "example.com",
@@ -140,6 +226,29 @@ TEST(Log, HoldsNothingPersonalUnlessVerbose) {
   request.name = "Nobody";
   EXPECT_EQ(errorCode(host.ask(request.json())), 102);
   EXPECT_FALSE(holds(home.log(), R"(RequestHandler - Request message = {"verbose": 1)")) << "for one alone";
+}
+
+/** Whatever is wrong with a document: names and addresses are quoted, and nothing else. */
+TEST(Log, QuotesNamesOfADocumentButNothingThatItSays) {
+  Home home("main");
+  HostProcess host(home);
+  std::string log;
+  for (const std::string fault :
+       {"</NAME>", "<NAME xmlns='NAME'/>", "<NAME:x/>", "&NAME;", "<a NAME=SECRET/>",
+        "<a b='SECRET' b='SECRET'/>", "<a b='SECRET<'/>", "<!-- SECRET -- -->", "SECRET]]>",
+        "<![CDATA[SECRET", "<?xml SECRET?>", "<?NAME:x SECRET?>", "&#x1;SECRET", "<a b='SECRET&NAME'/>",
+        "\xffSECRET", "<a xml:space='SECRET' xml:lang='SECRET'/>", "<RenderedData/>"}) {
+    for (const char* type : {"", "<!DOCTYPE A SYSTEM 'NAME'>", "<!DOCTYPE A [<!ENTITY e 'SECRET<'>]>",
+                             "<!DOCTYPE A [<!ENTITY e 'SECRET'><!ATTLIST A b CDATA 'SECRET'>]>"}) {
+      host.ask(
+          SignRequest{.documents = {{type + agreement("SECRET<a b='SECRET'/>" + fault + "&e;")}}}.json());
+      log += home.log();
+      fs::remove(home.logPath());
+    }
+  }
+  for (const char* part : {"'NAME'", "namespace-name", "Multiple <RenderedData>"})
+    EXPECT_TRUE(holds(log, part)) << part;
+  EXPECT_FALSE(holds(log, "SECRET")) << log.substr(std::max<std::size_t>(log.find("SECRET"), 200) - 200, 400);
 }
 
 }  // namespace

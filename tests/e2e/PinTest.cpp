@@ -93,20 +93,26 @@ TEST(Pin, WhatBecomesOfEachAnswer) {
     std::string answers;
     int code;
     std::size_t questions;
-    const char* text;                           // in the answer, or for a signature in the last warning
+    const char* text;  // in the answer, or for a signature in the last warning
+    const char* reason = "";
     std::vector<std::string> environment = {};  // instead of the scripted prompt
   } rows[] = {
       {"00000000\n" + kPin, 0, 2, "SETERROR Wrong PIN, few tries left"},
       {"1\n" + kPin, 0, 2, "SETERROR Too short: the PIN has 4 characters at least."},
       {"\n" + kPin, 0, 2, "SETERROR Nothing was typed."},
-      {"cancel", 105, 1, "prompt for the token \\\"jane\\\" was cancelled by the user"},
-      {"crash", 105, 1, "ended without an answer"},
-      {"silence", 105, 1, "nobody has answered the prompt for 1 seconds"},
-      {"1", 105, 5, "No right PIN for the token"},
-      {"", 105, 0, "install pinentry-gnome3 or pinentry-qt", {"VORN_PINENTRY=", "DISPLAY=:0"}},
-      {"", 105, 0, "there is no display to ask on", {"VORN_PINENTRY="}},
-      {"", 105, 0, "VORN_PINENTRY names nothing, which is no program", {"VORN_PINENTRY=nothing"}},
-      {"", 105, 0, "ended without an answer", {"VORN_PINENTRY=/bin/true"}},
+      {"cancel", 105, 1, "prompt for the token \\\"jane\\\" was cancelled by the user", "prompt-cancelled"},
+      {"crash", 105, 1, "ended without an answer", "no-prompt"},
+      {"silence", 105, 1, "nobody has answered the prompt for 1 seconds", "no-prompt"},
+      {"1", 105, 5, "No right PIN for the token", "pin-wrong"},
+      {"", 105, 0, "install pinentry-gnome3 or pinentry-qt", "no-prompt", {"VORN_PINENTRY=", "DISPLAY=:0"}},
+      {"", 105, 0, "there is no display to ask on", "no-prompt", {"VORN_PINENTRY="}},
+      {"",
+       105,
+       0,
+       "VORN_PINENTRY names nothing, which is no program",
+       "no-prompt",
+       {"VORN_PINENTRY=nothing"}},
+      {"", 105, 0, "ended without an answer", "no-prompt", {"VORN_PINENTRY=/bin/true"}},
   };
   const Home home;
   installToken(home, "");
@@ -118,8 +124,9 @@ TEST(Pin, WhatBecomesOfEachAnswer) {
     options.environment.insert(options.environment.begin(), row.environment.begin(), row.environment.end());
     if (!row.environment.empty()) options.searchPath = home.path();
     HostProcess host(home, options);
-    const std::string answer = host.ask(signRequest(1, home));
+    const std::string answer = host.ask(signRequest(1, home, R"("reasons": true, )"));
     EXPECT_EQ(errorCode(answer), row.code) << answer;
+    EXPECT_EQ(row.code == 0 ? "" : text(answer, "error_reason"), row.reason);
     EXPECT_NE((row.code == 0 ? promptsOf(home) : answer).find(row.text), std::string::npos)
         << answer << promptsOf(home);
     EXPECT_EQ(countOf("GETPIN", promptsOf(home)), row.questions) << row.answers;
@@ -138,6 +145,36 @@ TEST(Pin, PauseGrowsWithEachCancelInWhicheverHost) {
   EXPECT_FALSE(std::filesystem::exists(home.path() / "vorn-signing-cancelled"));
 }
 
+TEST(Pin, RequestsAreConfirmedWhereThatIsWanted) {
+  const Home home("main");
+  HostOptions options = installPrompt(home, "yes\ncancel");
+  const std::filesystem::path wish = home.path() / ".config/vorn-signing/confirm";
+  std::filesystem::create_directories(wish.parent_path());
+  writeFile(wish, "");
+  const std::string request = SignRequest{.documents = std::vector<Document>(10, Document{agreement()}),
+                                          .more = R"("reasons": true, )"}
+                                  .json();
+  const auto askHost = [&] { return HostProcess(home, options).ask(request); };
+  EXPECT_EQ(texts(askHost(), "data").size(), 10U);
+  EXPECT_EQ(countOf("CONFIRM", promptsOf(home)), 1U);
+  EXPECT_NE(promptsOf(home).find("SETDESC Sign 10 documents?%0AAsked for by: "), std::string::npos);
+  const std::string refused = askHost();
+  EXPECT_EQ(text(refused, "error_reason"), "confirm-refused") << refused;
+  EXPECT_EQ(errorCode(refused), 105);
+  options.environment.insert(options.environment.begin(), "VORN_PINENTRY=nothing");
+  EXPECT_EQ(text(askHost(), "error_reason"), "no-prompt");
+  std::filesystem::remove(wish);
+  EXPECT_EQ(errorCode(askHost()), 0);
+
+  const Home locked("locked");
+  std::filesystem::create_directories(locked.path() / ".config/vorn-signing");
+  writeFile(locked.path() / ".config/vorn-signing/confirm", "");
+  HostProcess host(locked, installPrompt(locked, "open sesame"));
+  EXPECT_EQ(errorCode(host.ask(signRequest(2, locked))), 0);
+  EXPECT_EQ(countOf("GETPIN", promptsOf(locked)), 1U);
+  EXPECT_EQ(countOf("CONFIRM", promptsOf(locked)), 0U) << "the PIN is consent enough";
+}
+
 TEST(Pin, LastTryIsNeverUsedUpSilently) {
   const Home home;
   HostProcess host(home, installToken(home, "00000000\n00000000\ncancel\n\n12\n11111111"));
@@ -146,7 +183,8 @@ TEST(Pin, LastTryIsNeverUsedUpSilently) {
   EXPECT_EQ(tries(), "1");
   EXPECT_NE(promptsOf(home).find("SETERROR Wrong PIN, 1 try left: "), std::string::npos);
   for (const std::size_t questions : {6U, 6U}) {
-    const std::string answer = host.ask(signRequest(1, home));
+    const std::string answer = host.ask(signRequest(1, home, R"("reasons": true, )"));
+    EXPECT_EQ(text(answer, "error_reason"), "pin-blocked");
     EXPECT_NE(answer.find("is locked after too many wrong ones"), std::string::npos) << answer;
     EXPECT_EQ(countOf("GETPIN", promptsOf(home)), questions) << "a locked token is no question";
   }

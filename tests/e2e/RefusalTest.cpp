@@ -75,8 +75,20 @@ TEST(Refusals, OtherFailuresLeaveTheHostAlive) {
     request.documents = {{agreement()}};
     EXPECT_EQ(host.ask(request.json()), errorBody(102, "Certificate not found")) << request.userDetails();
   }
-  host.closeInput();
-  EXPECT_EQ(host.waitForExit(), 0);
+  const std::pair<SignRequest, const char*> reasons[] = {{{.algorithm = "RSA"}, "algorithm-unknown"},
+                                                         {{.name = "Nobody"}, "not-found"},
+                                                         {{.name = "Late Larry"}, "expired"},
+                                                         {{.aki = akiOf("zoe")}, "not-found"},  // both 107
+                                                         {{.documents = {{"<a>"}}}, "document-malformed"},
+                                                         {{.documents = {{"<a/>"}}}, "document-invalid"}};
+  for (auto [request, reason] : reasons) {
+    if (request.documents.empty()) request.documents = {{agreement()}};
+    request.more = R"("reasons": true, )";
+    EXPECT_EQ(text(host.ask(request.json()), "error_reason"), reason);
+  }
+  host.send(R"({"type": "?", "reasons": true})");
+  EXPECT_EQ(text(host.read(), "error_reason"), "request-invalid");
+  EXPECT_EQ(host.waitForExit(), 1);
 }
 
 }  // namespace

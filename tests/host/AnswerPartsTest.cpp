@@ -31,16 +31,15 @@ TEST(AnswerPartsTest, piecesFillTheirFramesAndMakeTheAnswerAgain) {
   for (const std::string character : {"x", "/", "\"", "\xC3\xA9", "\xE2\x82\xAC", "\xF0\x9F\x99\x82",
                                       "a\xF0\x9F\x99\x82\"b\xC3\xA9/", "\n"}) {
     const std::string text = repeated(character, 70000);
-    for (std::size_t limit : {4096, 4097, 4098, 4099, 5000, 35000, 69000}) {
+    for (std::size_t limit : {4096u, 4097u, 4098u, 4099u, 5000u, 35000u, 69000u}) {
       AnswerParts parts;
-      std::string frame = parts.fit(text, limit);
+      std::string frame = parts.fit(text, limit, limit == 5000 ? "error" : "ok");
       const std::size_t count = static_cast<std::size_t>(parsed(frame).get<jsonxx::Number>("parts"));
       std::string together;
       for (std::size_t number = 1; number <= count; ++number) {
         jsonxx::Object response;
         parts.appendPart(number, response);
-        response << "result"
-                 << "ok";
+        EXPECT_EQ(response.get<jsonxx::String>("result"), limit == 5000 ? "error" : "ok");
         EXPECT_TRUE(number != 1 || response.json() == frame);
         frame = response.json();
         EXPECT_LE(frame.size() + kPrefix, limit);
@@ -58,13 +57,13 @@ TEST(AnswerPartsTest, handsOutOnlyWhatIsKept) {
   AnswerParts parts;
   jsonxx::Object response;
   const std::string text(9000, 'x');
-  EXPECT_EQ(parts.fit(text, 9000), text);
+  EXPECT_EQ(parts.fit(text, 9000 + kPrefix, "ok"), text);
   EXPECT_THROW(parts.appendPart(1, response), InvalidArgumentException) << "it was sent whole";
-  const std::string first = parts.fit(text, 8999);
+  const std::string first = parts.fit(text, 9000 + kPrefix - 1, "ok");
   for (const long double number : {0.0L, -1.0L, 1.5L, 3.0L, 1e300L, std::nanl(""), HUGE_VALL})
     EXPECT_THROW(parts.appendPart(number, response), InvalidArgumentException) << number;
-  EXPECT_EQ(parts.fit(first, 9000), first) << "a part is an answer like any other";
-  EXPECT_THROW(parts.fit(first, 4096), InvalidArgumentException) << "but is not cut again";
+  EXPECT_EQ(parts.fit(first, 9010, "ok"), first) << "a part is an answer like any other";
+  EXPECT_THROW(parts.fit(first, 4096, "ok"), InvalidArgumentException) << "but is not cut again";
   parts.appendPart(2, response);
   parts.drop();
   EXPECT_THROW(parts.appendPart(1, response), InvalidArgumentException);

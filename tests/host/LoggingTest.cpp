@@ -86,11 +86,34 @@ TEST_F(Logging, startsAFileAgainThatHasOutgrownItsLimitOrIsGone) {
     EXPECT_EQ(found, text().rfind("info after\n")) << "each set-up adds a line";
     EXPECT_EQ(fs::status(file()).permissions(), fs::perms(0600));
   }
-  fs::remove(file());
-  logging::setVerbose("");
-  log("anew");
-  EXPECT_NE(text().find("info anew\n"), std::string::npos);
-  EXPECT_EQ(fs::status(file()).permissions(), fs::perms(0600));
+  // Another host begins it anew, or somebody does away with it, at any time.
+  for (const bool another : {true, false}) {
+    fs::remove(file());
+    if (another) std::ofstream(file()) << "";
+    log("anew");
+    EXPECT_NE(text().find("info anew\n"), std::string::npos) << another;
+    EXPECT_EQ(fs::status(file()).permissions(), fs::perms(0600));
+  }
+  logging::setVerbose("ON");
+  for (const auto& [size, kept] :
+       {std::pair{std::uintmax_t{90} << 20, true}, {std::uintmax_t{97} << 20, false}}) {
+    fs::resize_file(file(), size);
+    logging::carryOn();
+    EXPECT_EQ(fs::file_size(file()) == size, kept) << size;
+    log("of a part");
+    EXPECT_NE(text().find("debug of a part\n"), std::string::npos) << "the level stays";
+  }
+}
+
+TEST_F(Logging, boundsWhatEachRequestLogsInFull) {
+  logging::setUp();
+  const std::string message(std::size_t{20} << 20, 'x');
+  for (int request = 0; request < 2; ++request) {
+    fs::remove(file());
+    logging::setVerbose("ON");
+    for (int record = 0; record < 3; ++record) LOG4CPLUS_DEBUG(logger_, message);
+    EXPECT_EQ(fs::file_size(file()) >> 20, 40U) << "two of three, in the request " << request;
+  }
 }
 
 TEST_F(Logging, neverWaitsForOrFailsOnWhatCannotBeWritten) {

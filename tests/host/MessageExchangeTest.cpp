@@ -14,6 +14,7 @@
 
 #include "Bytes.h"
 #include "host/TestPlatform.h"
+#include "shared/AnswerLimit.h"
 #include "shared/Exceptions.h"
 #include "shared/IdleTimer.h"
 #include "shared/Logging.h"
@@ -44,6 +45,9 @@ void signDocuments(const jsonxx::Array&, SignatureAlgorithm, jsonxx::Object&) {}
 namespace {
 
 using tests::frame;
+
+const std::string kAboutAnIdentity =
+    R"({"type":"version","user_details":{"name":"","email":"","abn":"","aki":[]}})";
 
 class MessageExchangeTest : public testing::Test {
  protected:
@@ -77,8 +81,7 @@ class MessageExchangeTest : public testing::Test {
 };
 
 TEST_F(MessageExchangeTest, tellsFailuresOfTheHostFromThoseThatEndIt) {
-  const std::string request =
-      frame("{\"type\":\"version\",\"user_details\":{\"name\":\"\",\"email\":\"\",\"abn\":\"\",\"aki\":[]}}");
+  const std::string request = frame(kAboutAnIdentity);
   scripted = [] { throw CertificateExpiredException(); };
   EXPECT_EQ(deliver(request), std::nullopt);
   const std::string expired = answers().at(0);
@@ -134,6 +137,12 @@ TEST_F(MessageExchangeTest, warnsOfAnAnswerThatBrowsersDrop) {
   EXPECT_FALSE(warned());
   EXPECT_EQ(answerInAFolderNamed(room + 1), kLimit + 1) << "it is sent all the same";
   EXPECT_TRUE(warned());
+  scripted = [] {};
+  testPlatform().installed = "/" + std::string(kLongestAnswer, 'x') + "/vorn-signing";
+  EXPECT_EQ(deliver(frame(kAboutAnIdentity)), std::nullopt);
+  EXPECT_EQ(answers().at(0),
+            "{\n\t\"cert_serial\": \"7\"," + errorText(100, "Response message is too long").substr(1))
+      << "an error like any other";
   testPlatform() = {};
   log4cplus::Logger::getRoot().removeAllAppenders();
   std::filesystem::remove(file);

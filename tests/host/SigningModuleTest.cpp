@@ -17,6 +17,7 @@ struct Caught {
   const std::type_info* type;
   std::uint32_t code;
   std::string message;
+  std::string reason = "";
 };
 
 template <typename Call>
@@ -25,7 +26,7 @@ Caught caughtFrom(Call call) {
     call();
   } catch (const BaseException& failure) {
     EXPECT_EQ(failure.what(), failure.message());
-    return {&typeid(failure), failure.code(), failure.message()};
+    return {&typeid(failure), failure.code(), failure.message(), failure.reason()};
   } catch (const std::bad_alloc& failure) {
     return {&typeid(failure), 1, ""};
   } catch (const std::runtime_error& failure) {
@@ -49,19 +50,19 @@ TEST(SigningModule, HandsOverWhatWasThrownBehindIt) {
   useModulesOf("foreign");
   const Caught refused = caughtFrom([] { fail(0); });
   EXPECT_EQ(refused.code, 100U);
+  EXPECT_EQ(refused.reason, "restart");
   EXPECT_NE(refused.message.find("is of another build: one of yesterday"), std::string::npos);
 
   useModulesOf("throwing");
   const std::pair<int, Caught> cases[] = {
-      {100, {&typeid(TechnicalException), 100, "one"}},
-      {101, {&typeid(InvalidArgumentException), 101, "two"}},
-      {102, {&typeid(CertificateNotFoundException), 102, "Certificate not found"}},
-      {103, {&typeid(XMLDataParsingException), 103, "four"}},
-      {104, {&typeid(InvalidXMLDataException), 104, "five"}},
-      {105, {&typeid(CryptoException), 105, "six"}},
-      {107, {&typeid(CertificateExpiredException), 107, "Certificate expired"}},
-      {108, {&typeid(InvalidSignatureAlgorithmException), 108, "nine"}},
-      {109, {&typeid(BaseException), 109, "of tomorrow"}},
+      {100, {&typeid(BaseException), 100, "one", "internal"}},
+      {101, {&typeid(InvalidArgumentException), 101, "two", "request-invalid"}},
+      {102, {&typeid(BaseException), 102, "Certificate not found", "not-found"}},
+      {103, {&typeid(BaseException), 103, "four", "document-malformed"}},
+      {104, {&typeid(BaseException), 104, "five", "document-invalid"}},
+      {105, {&typeid(BaseException), 105, "six", "card-out"}},
+      {107, {&typeid(BaseException), 107, "Certificate expired", "expired"}},
+      {108, {&typeid(BaseException), 108, "nine", "algorithm-unknown"}},
       {1, {&typeid(std::bad_alloc), 1, ""}},
       {2, {&typeid(std::runtime_error), 2, "stray"}},
       {3, {&typeid(std::runtime_error), 2, "Unknown failure"}},
@@ -72,13 +73,14 @@ TEST(SigningModule, HandsOverWhatWasThrownBehindIt) {
     EXPECT_EQ(*caught.type, *expected.type) << how;
     EXPECT_EQ(caught.code, expected.code) << how;
     EXPECT_EQ(caught.message, expected.message) << how;
+    EXPECT_EQ(caught.reason, expected.reason) << how;
   }
   jsonxx::Object response;
   const Caught other =
       caughtFrom([&] { signing::signDocuments({}, SignatureAlgorithm::RSA_SHA1, response); });
   EXPECT_EQ(other.message, "of the other function");
   jsonxx::Object kept;
-  EXPECT_THROW(signing::selectCertificate(jsonxx::Object("how", 107), kept), CertificateExpiredException);
+  EXPECT_THROW(signing::selectCertificate(jsonxx::Object("how", 107), kept), BaseException);
   EXPECT_EQ(kept.get<jsonxx::String>("cert_serial"), "7") << "what was appended before the failure stays";
 }
 

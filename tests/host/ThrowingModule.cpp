@@ -17,10 +17,9 @@ void vorn::signing::selectCertificate(const jsonxx::Object& userDetails, jsonxx:
       {102, [] { throw CertificateNotFoundException(); }},
       {103, [] { throw XMLDataParsingException("four"); }},
       {104, [] { throw InvalidXMLDataException("five"); }},
-      {105, [] { throw CryptoException("six"); }},
+      {105, [] { throw CryptoException("six", "card-out"); }},
       {107, [] { throw CertificateExpiredException(); }},
       {108, [] { throw InvalidSignatureAlgorithmException("nine"); }},
-      {109, [] { throw BaseException(109, "of tomorrow"); }},
       {1, [] { throw std::bad_alloc(); }},
       {2, [] { throw std::out_of_range("stray"); }},
       {3, [] { throw 5; }}};

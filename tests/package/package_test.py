@@ -6,6 +6,7 @@ unpacked, moved and used without any of the system's XML libraries.
 """
 
 import base64
+import gzip
 import json
 import os
 import pathlib
@@ -72,18 +73,39 @@ def try_debian_package(package, folder, home, homes):
     for library in ("libc6", "liblog4cplus", "libnss3", "libssl3", "libxalan-c", "libxerces-c", "libxml-security-c"):
         expect(library in depends, f"depends on {library}", depends)
     as_root = [] if os.geteuid() == 0 else ["unshare", "--map-root-user"]
-    dpkg = [*as_root, "dpkg", f"--root={root}", "--force-depends", "--force-confold", "--force-script-chrootless", f"--log={root}/var/log/dpkg.log"]
+    dpkg = [*as_root, "dpkg", f"--root={root}", "--force-depends", "--force-script-chrootless", f"--log={root}/var/log/dpkg.log"]
     run(*dpkg, "--install", package)
     expect(not [path for path in root.rglob("lib*.so*")], "brings no library of others")
     try_hardening(root, "the package's files", None)
     libraries = try_host(root / "usr/lib/vorn-signing/vorn-signing", home, homes, root / "usr/share/vorn-signing/agreement.xml")
     expect(str(root / "usr/lib/vorn-signing/vorn-signing-module.so") in libraries, "with its own module")
 
+    doc = root / "usr/share/doc/vorn-signing"
+    for page in doc.rglob("*.md"):
+        for link in re.findall(r"\]\((?!https?:)([^)#\s]+)", page.read_text()):
+            expect((page.parent / link).exists(), f"{page.name} leads to {link}")
+    control = root / "control"
+    run("dpkg-deb", "--control", package, control)
+    expect(not (control / "conffiles").exists(), "dpkg asks about no file")
+    shutil.rmtree(control)
+    version = run("dpkg-deb", "--field", package, "Version").strip()
+    expect(re.fullmatch(r"[\d.]+-\d+", version), "its version has a revision", version)
+    expect(f"({version})" in gzip.open(doc / "changelog.Debian.gz", "rt").readline(), "as its changelog says")
+
     manifests = {path.relative_to(root) for path in root.rglob("vorn.signing.json")}
     for manifest in manifests:
         path = json.loads((root / manifest).read_text())["path"]
         expect(path == "/usr/lib/vorn-signing/vorn-signing", f"/{manifest} names the installed host", path)
     expect(len(manifests) >= 4, "all browsers' folders have a manifest", manifests)
+
+    # One id that is none changes nothing; line ends of Windows are ends of lines.
+    ids = root / "etc/vorn-signing/extension-ids"
+    expect(ids.read_text().startswith("# ours"), "the administrator's file is left alone")
+    for text, count in (("abc\r\n", len(manifests)), (f"{IDS[1]}\r\n", 1)):
+        ids.write_text(text, newline="")
+        run(*dpkg, "--install", package)
+        left = [path for path in root.rglob("vorn.signing.json") if path != foreign]
+        expect(len(left) >= count if count > 1 else all("mozilla" in str(path) for path in left), "registered anew", left)
 
     foreign.write_text('{"path": "/opt/another/host"}')
     run(*dpkg, "--purge", "vorn-signing")

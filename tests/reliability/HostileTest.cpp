@@ -116,6 +116,7 @@ TEST(HostileBodies, ManyDocumentsThatGrow) {
   const std::string wide(1 << 16, 'a');
   const std::pair<std::string, int> cases[] = {
       {document("<!ENTITY a '" + wide + "'>", fill("&a;", 3 * 48)), 103},
+      {document("<!ENTITY a '" + wide + "'>", fill("<a b='&a;'/>", 13 * 48)), 103},
       {document("<!ATTLIST a b CDATA '" + wide + "'>", fill("<a/>", 4 * 200)), 100}};
   for (const auto& [growing, code] : cases) {
     Home home("main");

@@ -54,6 +54,7 @@ TEST(Canonicaliser, KnownAnswers) {
       // Text, line ends and what is not text.
       {"<e a='&amp;&lt;>&quot;&apos;&#13;&#10;&#9;\r\n\t '/>",
        R"(<e a="&amp;&lt;>&quot;'&#xD;&#xA;&#x9;   "></e>)"},
+      {"<e>of forty plain characters, one > is not</e>", "<e>of forty plain characters, one &gt; is not</e>"},
       {"<e>a<![CDATA[<&>\r\n]]><!--x-->b<?p?><?p   d & < ?></e>",
        "<e>a&lt;&amp;&gt;\nb<?p?><?p d & < ?></e>"},
       {"<!DOCTYPE r [<!ENTITY t 'a&#38;lt;&#13;<f/>'><!ATTLIST f b NMTOKENS ' x  y ' xmlns:p CDATA "

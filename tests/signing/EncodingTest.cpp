@@ -35,6 +35,9 @@ TEST_F(Encoding, IsOneOfTheListAndAgreesWithTheBytes) {
   const auto contradicts = [](const std::string& is, const std::string& says) {
     return "103 Request XML data is in " + is + ", but declares the encoding '" + says + "'";
   };
+  const auto shown = [](const std::string& as, const std::string& says) {
+    return "103 Request XML data holds characters of " + as + ", but declares the encoding '" + says + "'";
+  };
   std::pair<std::string, std::string> cases[] = {
       {bare, "signed"},
       {kMark + bare, "signed"},
@@ -47,6 +50,12 @@ TEST_F(Encoding, IsOneOfTheListAndAgreesWithTheBytes) {
       {declared("us-ascii"), "signed"},
       {declared("ISO-8859-16", "\xA4"), "signed"},
       {declared("WINDOWS-1252", "\x80"), "signed"},
+      {declared("ISO-8859-1", "\xA0"), "signed"},
+      {declared("ISO-8859-2", "\x80"), "signed"},
+      // What everybody shows as something else.
+      {declared("ISO-8859-1", "\x80"), shown("windows-1252", "ISO-8859-1")},
+      {declared("iso-8859-9", "\x9F"), shown("windows-1254", "iso-8859-9")},
+      {declared("ISO-8859-11", "\x82"), shown("windows-874", "ISO-8859-11")},
       // Not on the list, whatever the parser's library knows.
       {declared("UTF-7", "+ADw-/CounterpartData+AD4-"), refused("UTF-7")},
       {declared("UTF8"), refused("UTF8")},

@@ -170,6 +170,13 @@ TEST(SignAndVerify, SignRefusesAndGoesOn) {
   expectSays(run(home, "$vornctl sign -o one.xml a.xml b.xml " + user("Nobody")), 2, "folder");
   expectSays(run(home, "$vornctl sign -f a.xml out/../a.xml -o out " + user("Jane Citizen")), 2,
              "would both become out/a.signed.xml; nothing was signed");
+  expectSays(run(home, "$vornctl sign -f a.xml ./a.xml " + user("Jane Citizen")), 2,
+             "both become a.signed.xml");
+  expectSays(
+      run(home, "mkfifo p; truncate -s 11M long; $vornctl sign p /dev/zero long " + user("Jane Citizen")), 1,
+      "p: this is not a file but a folder, device or pipe\n"
+      "vornctl: [2/3] /dev/zero: this is not a file but a folder, device or pipe\n"
+      "vornctl: [3/3] long: the file is too long\n");
   expectSays(run(home, "rm vorn-signing.log; $vornctl sign a.xml -o none/a.xml " + user("Jane Citizen")), 1,
              "none/a.xml cannot be written");
   EXPECT_EQ(e2e::readFile(home.path() / "vorn-signing.log").find("Signature"), std::string::npos)
@@ -177,7 +184,15 @@ TEST(SignAndVerify, SignRefusesAndGoesOn) {
   expectSays(run(home, "$vornctl sign a.xml -o - 2>said >c.xml " + user("Jane Citizen") +
                            " && $vornctl verify --no-chain c.xml"),
              3, "c.xml");
+  expectSays(run(home, "$vornctl sign c.xml " + user("Jane Citizen")), 1, "c.xml: it is signed already");
+  expectSays(run(home, "$vornctl sign none.xml"), 1, "none.xml: there is no such file");
+  expectSays(run(home, "$vornctl identities --for-page --name \"Jane Citizen\""), 0,
+             "{\"name\":\"Jane Citizen\",\"email\":\"Jane@Example.com\",\"abn\":\"12345678901\",\"aki\":[\"" +
+                 e2e::akiOf("main") + "\"]}\n");
+  expectSays(run(home, "$vornctl identities --for-page"), 1, "it is not clear who would sign");
+  expectSays(run(home, "$vornctl help sign"), 0, "vornctl sign agreement.xml");
   expectSays(run(home, "$vornctl regster"), 2, "did you mean \"register\"?");
+  expectSays(run(home, "$vornctl --verison"), 2, "did you mean \"--version\"?");
   expectSays(run(home, "$vornctl sign"), 2, "Try: vornctl sign --help");
   expectSays(run(home, "$vornctl sign -f a.xml b.xml " + user("Nobody")), 1, "given up, 1 more");
   expectSays(run(home, "$vornctl sign -f a.xml " + user("Late Larry")), 1,
@@ -197,17 +212,30 @@ TEST(CommandLine, ManualAndCompletionNameEveryOption) {
   const e2e::Home home;
   std::string manual = e2e::readFile(VORN_SOURCES "/man/vornctl.1");
   manual.erase(std::remove(manual.begin(), manual.end(), '\\'), manual.end());
-  for (const std::string command :
-       {"register", "unregister", "doctor", "identities", "import", "sign", "verify"}) {
+  std::istringstream words(run(home, "$vornctl complete-words -- | cut -f 1 | grep -v -e -- -e help").output);
+  std::size_t count = 0;
+  for (std::string command; words >> command; ++count) {
     EXPECT_NE(manual.find(".SS " + command + "\n"), std::string::npos) << command;
-    const Result completion = run(home, ". " VORN_SOURCES "/completions/vornctl; COMP_WORDS=(vornctl " +
-                                            command + " --); COMP_CWORD=2; _vornctl vornctl -- " + command +
-                                            "; printf \"%s \" \"${COMPREPLY[@]}\"");
-    const auto options = optionsOf(run(home, "$vornctl " + command + " --help").output);
-    EXPECT_EQ(optionsOf(completion.output), options) << completion.output;
-    for (const std::string& option : options)
+    const std::string help = run(home, "$vornctl help " + command).output;
+    for (const std::string& line : e2e::lines(help)) EXPECT_LE(line.size(), 100U) << line;
+    const Result completion = run(home, "$vornctl complete-words -- " + command);
+    EXPECT_EQ(optionsOf(std::regex_replace(completion.output, std::regex("\t.*"), "")), optionsOf(help));
+    for (const std::string& option : optionsOf(help))
       EXPECT_TRUE(option == "--help" || manual.find(option) != std::string::npos) << command << " " << option;
   }
+  EXPECT_GE(count, 7U);
+  const std::string bash =
+      ". " VORN_SOURCES
+      "/completions/vornctl; complete_it() { COMP_WORDS=(\"$@\"); COMP_CWORD=$(($# - 1)); "
+      "_vornctl $vornctl \"${COMP_WORDS[-1]}\"; echo \"${COMPREPLY[*]}\"; }; compopt() { :; }; touch "
+      "fox.xml; ";
+  const std::pair<const char*, const char*> rows[] = {{"reg", "register\n"},
+                                                      {"sign fo", "fox.xml\n"},
+                                                      {"sign --algorithm RSA_SHA2", "RSA_SHA256\n"},
+                                                      {"verify --no-c", "--no-chain\n"},
+                                                      {"import --password-file fo", "fox.xml\n"}};
+  for (const auto& [line, completed] : rows)
+    EXPECT_EQ(run(home, bash + "complete_it vornctl " + line).output, completed) << line;
 }
 
 }  // namespace

@@ -127,8 +127,17 @@ const PlantedFault kFaults[] = {
     {"WritableFolder",
      "mkdir -m 777 open && mkdir open/a && cp $host* open/a && ln -s open/a/vorn-signing; " + kHostAtHome,
      "foreign-writer host", "/open can be written by everybody; it was not started", "chmod o-w"},
+    {"WritableOnTheWay", "mkdir -m 777 open && mv .config open && ln -s open/.config",
+     "foreign-writer Chromium", "/open can be written by everybody", "chmod o-w"},
     {"WritableManifest", "chmod g+w " + kChromiumFile + " && chgrp 65534 " + kChromiumFile,
      "foreign-writer Chromium", "vorn.signing.json can be written by a group", "chmod g-w"},
+    {"WritableByList",
+     "chgrp $(id -g) " + kChromiumFile +
+         " && python3 -c \"import os, sys; os.setxattr(*sys.argv[1:3], bytes.fromhex(sys.argv[3]))\" " +
+         kChromiumFile +
+         " system.posix_acl_access "
+         "0200000001000600ffffffff02000600feff000004000400ffffffff10000600ffffffff20000400ffffffff",
+     "foreign-writer Chromium", "can be written by whom its access list names", "setfacl -b"},
     {"NoDatabase", "rm -r .pki", "no-key-store key store", "there is no key store", "vornctl import"},
     {"EmptyDatabase", "rm -r .pki; mkdir -p .pki/nssdb; certutil -N -d sql:.pki/nssdb --empty-password",
      "no-identity key store", "no key store holds a certificate with its private key", "vornctl import"},
@@ -142,7 +151,7 @@ const PlantedFault kFaults[] = {
      "with the ABN"},
     {"ModuleMissing",
      "rm -r .pki; mkdir -p .config/pkcs11/modules; echo module: /none.so >.config/pkcs11/modules/x.module",
-     "module-missing key store", "/none.so, is not there", "x.module"},
+     "no-key-store key store", "there is no key store", "vornctl import"},
 };
 
 class Doctor : public testing::TestWithParam<PlantedFault> {};
@@ -279,6 +288,24 @@ TEST(DoctorHome, StateOfACardIsTold) {
     EXPECT_EQ((*found)["severity"], row.severity);
     EXPECT_EQ(found->contains("remedy"), row.severity != "ok");
   }
+}
+
+TEST(DoctorHome, NotesKeepNobodyFromSigning) {
+  const e2e::Home home("main");
+  fs::create_directories(home.path() / ".config/chromium");
+  const Result done =
+      run(home, kRegister +
+                    " && $vornctl confirm on >out && mkdir -p .config/pkcs11/modules && "
+                    "echo module: /none.so >.config/pkcs11/modules/x.module && " +
+                    kOnlyIdentity + "--abn 123 --to $(date -u -d \"+4 days\" +%Y%m%d%H%M%SZ) . >out");
+  ASSERT_EQ(done.status, 0) << done.output;
+  const std::string notes = testing::PrintToString(diagnosis(home, "note", 0));
+  for (const char* note : {"expires-soon key store: ", "expires in 4 days",
+                           "odd-abn key store: ", "eleven digits", "module-missing key store: "})
+    EXPECT_NE(notes.find(note), std::string::npos) << note << notes;
+  EXPECT_NE(run(home, "$vornctl doctor --root root").output.find("is to be confirmed"), std::string::npos);
+  EXPECT_NE(run(home, "$vornctl confirm off; $vornctl confirm").output.find("sign without a question"),
+            std::string::npos);
 }
 
 TEST(DoctorHome, LockedStoreAndSandboxesAreTold) {

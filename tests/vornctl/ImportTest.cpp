@@ -26,6 +26,16 @@ TEST(Import, TakesWhatCanSignAndSaysWhyNotOtherwise) {
   const std::string again = "openssl pkcs12 -export -in k.pem -out k.p12 -passout pass:";
   const std::string database = "mkdir -p .pki/nssdb && certutil -N -d sql:.pki/nssdb ";
   const std::string import = "$vornctl import k.p12 --password-file pw";
+  const auto withRounds = [](const std::string& count) {
+    return "echo x >pw && printf "
+           "\"asn1=SEQ:p\\n[p]\\nv=INT:3\\ns=SEQ:s\\nm=SEQ:m\\n[s]\\nt=OID:1.2.840.113549.1.7.1\\n"
+           "c=EXP:0,FORMAT:HEX,OCT:3000\\n[m]\\nd=SEQ:d\\nx=OCT:salt\\nn=INT:" +
+           count +
+           "\\n[d]\\na=SEQ:a\\nh=OCT:12345678901234567890\\n[a]\\no=OID:1.3.14.3.2.26\\nu=NULL\\n\" >c && "
+           "openssl asn1parse -genconf c -noout -out k.p12 && ";
+  };
+  const std::string inPieces =
+      "echo x >pw; printf \"\\044\\200\\004\\003\\060\\200\\004\\004\\012\\001x\\002\\004";
   const struct {
     std::string name;
     std::string deed;
@@ -41,6 +51,15 @@ TEST(Import, TakesWhatCanSignAndSaysWhyNotOtherwise) {
        1},
       {"Jane Citizen", again + " && $vornctl import k.p12", 0,
        "ABN 12345678901\n  issued by Test Authority, AKI", 1},
+      {"Jane Citizen", withRounds("2147483647") + import, 1, "more than 10,000,000 rounds", 0},
+      {"Jane Citizen", withRounds("1") + import, 1, "the password is wrong", 0},
+      // The same in a string of two pieces, without an end, and one less than too many.
+      {"Jane Citizen", inPieces + "\\000\\230\\226\\201\" >k.p12; " + import, 1, "10,000,000 rounds", 0},
+      {"Jane Citizen", inPieces + "\\000\\230\\226\\200\" >k.p12; " + import, 1, "is no PKCS #12 file", 0},
+      {"Jane Citizen", "mkfifo pw; (sleep 0.1; echo x) >pw & " + import, 0, "Imported into", 1},
+      {"Jane Citizen", "echo x >pw; $vornctl import k.p12 --password-file /dev/zero", 1,
+       "/dev/zero: too long for a password", 0},
+      {"Jane Citizen", "echo x >pw; $vornctl import /dev/zero --password-file pw", 1, "device or pipe", 0},
       {"Jane Citizen", "echo X >pw && " + import, 1, "the password is wrong", 0},
       {"Jane Citizen",
        "printf \"wrong\\nx\" >answers && VORN_PINENTRY=" VORN_SOURCES

@@ -111,6 +111,13 @@ TEST_F(Registration, WritesNothingForBrowsersWithoutAnExtension) {
             Lines({"Chrome skipped", "Chrome Beta skipped", "Chrome Dev skipped", "Firefox written"}));
 }
 
+TEST_F(Registration, AChromiumWithAFolderOfItsOwnIsAsked) {
+  const RegistrationRequest request{.dataFolder = (home_.path() / "data").string()};
+  EXPECT_EQ(brief(add(request)), Lines({"Chromium written"}));
+  EXPECT_EQ(files(), Lines({"data/NativeMessagingHosts/vorn.signing.json"}));
+  EXPECT_EQ(brief(unregisterHost(places_, request)), Lines({"Chromium removed"}));
+}
+
 TEST_F(Registration, AFailureIsOneBrowsersOnly) {
   make(".config/chromium");
   make(".mozilla");

@@ -95,6 +95,13 @@ TEST_F(Verify, AttacksAndWhatIsSaidOfThem) {
   const std::string rendered = "<RenderedData" + between(xml, "<RenderedData", "</RenderedData>");
   const std::string judy =
       e2e::toBase64(replaced(e2e::fromBase64(certificate), "Jane Citizen", "Judge Judy!!"));
+  const std::string der = e2e::fromBase64(certificate);
+  const auto withDer = [&](std::size_t at, std::size_t size, const std::string& bytes) {
+    return replaced(xml, certificate, e2e::toBase64(std::string(der).replace(at, size, bytes)));
+  };
+  const int longer = static_cast<unsigned char>(der[2]) * 256 + static_cast<unsigned char>(der[3]) + 1;
+  const std::size_t version = der.find("\xA0\x03\x02\x01\x02");
+  const std::string stray = value.substr(0, 341) + static_cast<char>(value[341] + 1) + "==";
   std::string manyNames;
   for (int i = 0; i < 9999; ++i) manyNames += " xmlns:a" + std::to_string(i) + "='urn:a'";
   const std::string format = "failed FORMAT_FAILURE", crypto = "failed CRYPTO_CONSTRAINTS_FAILURE";
@@ -129,6 +136,12 @@ TEST_F(Verify, AttacksAndWhatIsSaidOfThem) {
       {replaced(xml, value, value.substr(0, 64) + "\n" + value.substr(64)), "passed"},
       {replaced(xml, certificate, certificate + "junk"), format},
       {replaced(xml, certificate, e2e::toBase64(e2e::fromBase64(certificate) + "junk")), format},
+      {replaced(xml, value, stray), format},
+      {withDer(1, 1, std::string("\x83\0", 2)), format},
+      {withDer(2, 4, {static_cast<char>(longer >> 8), static_cast<char>(longer), '\x30', '\x83', '\0'}),
+       format},
+      {withDer(version + 4, 1, "\4"), format},
+      {withDer(version + 4, 1, std::string(1, '\0')), format},
       // A name that anybody can type in, and an authority that anybody can make.
       {replaced(replaced(xml, certificate, judy), certificate, judy),
        "indeterminate CERTIFICATE_CHAIN_GENERAL_FAILURE"},
@@ -153,7 +166,7 @@ TEST_F(Verify, AttacksAndWhatIsSaidOfThem) {
 TEST_F(Verify, TellsWhatIsSignedAndWhere) {
   const std::string xml =
       replaced(sign(sign("<A><CounterpartData>25<!-- -->00</CounterpartData><RenderedData/></A>")), "<A>",
-               "<A x='y'><Rejected><p:CounterpartData xmlns:p='urn:p'/>text");
+               "<A x='y'><Rejected><p:CounterpartData xmlns:p='urn:p'/><![CDATA[text]]>");
   write(replaced(xml, "</A>", "</Rejected><?pi?></A>"));
   const nlohmann::json file = verify("--trusted authority.pem t.xml")[0];
   EXPECT_EQ(textOf(file), "passed");
@@ -179,8 +192,28 @@ TEST_F(Verify, PrintsJsonThatCommandsNoTerminal) {
 
 TEST_F(Verify, WhomItBelieves) {
   write(sign(e2e::agreement()));
+  // Another certificate for the authority, from above.
+  const auto between = [](const std::string& extension, const std::string& options = "",
+                          const char* root = "root") {
+    const std::string above(root);
+    return "openssl req -new -key authority.key -subj \"/O=Example/CN=Test Authority\" | openssl x509 -req "
+           "-CA " +
+           above + ".pem -CAkey " + above + ".key -out between.pem " + options +
+           " -extfile <(printf \"basicConstraints=CA:TRUE\\nsubjectKeyIdentifier=hash\\n" + extension + "\")";
+  };
+  const auto known = [&](const std::string& extension, const std::string& options = "",
+                         const char* root = "root") {
+    return between(extension, options, root) +
+           " && { certutil -D -d sql:.pki/nssdb -n between; "
+           "certutil -A -d sql:.pki/nssdb -n between -i between.pem -t ,,; }";
+  };
+  const char* const constraints = "indeterminate CHAIN_CONSTRAINTS_FAILURE";
+  const auto root = [](const std::string& name, const std::string& bits) {
+    return "openssl req -x509 -newkey rsa:" + bits + " -nodes -subj /CN=Root" + bits + " -keyout " + name +
+           ".key -out " + name + ".pem && ";
+  };
   const struct {
-    const char* preparation;
+    std::string preparation;
     const char* options;
     const char* verdict;
   } rows[] = {
@@ -191,12 +224,14 @@ TEST_F(Verify, WhomItBelieves) {
       {"true", "--trusted trusted --time 2049-06-30", "passed"},
       {"true", "--trusted trusted --time 2049-06-30T14:00:01Z", "indeterminate OUT_OF_BOUNDS_NO_POE"},
       {"true", "--trusted trusted --time 2019-12-31", "indeterminate OUT_OF_BOUNDS_NO_POE"},
-      {"openssl req -x509 -newkey rsa:2048 -nodes -subj /CN=Root -keyout root.key -out root.pem && "
-       "openssl req -new -key authority.key -subj \"/O=Example/CN=Test Authority\" | "
-       "openssl x509 -req -CA root.pem -CAkey root.key -out between.pem -extfile "
-       "<(printf \"basicConstraints=CA:TRUE\\nsubjectKeyIdentifier=hash\")",
-       "--trusted root.pem", "indeterminate NO_CERTIFICATE_CHAIN_FOUND"},
-      {"certutil -A -d sql:.pki/nssdb -n between -i between.pem -t ,,", "--trusted root.pem", "passed"},
+      {root("root", "2048") + between(""), "--trusted root.pem", "indeterminate NO_CERTIFICATE_CHAIN_FOUND"},
+      {"true", "--trusted between.pem", "passed"},
+      {known("extendedKeyUsage=critical,serverAuth"), "--trusted root.pem", constraints},
+      {known("extendedKeyUsage=1.2.3"), "--trusted root.pem", constraints},
+      {known("policyConstraints=critical,requireExplicitPolicy:0"), "--trusted root.pem", constraints},
+      {known("", "-sha1"), "--trusted root.pem", "indeterminate CRYPTO_CONSTRAINTS_FAILURE"},
+      {root("weak", "1024") + known("", "", "weak"), "--trusted weak.pem", "passed weak-key"},
+      {known("extendedKeyUsage=serverAuth,clientAuth"), "--trusted root.pem", "passed"},
       {"certutil -D -d sql:.pki/nssdb -n between; mkdir roots; cp root.pem between.pem roots",
        "--trusted roots", "passed"},
       {"openssl req -x509 -newkey rsa:2048 -nodes -subj \"$(openssl x509 -in authority.pem -noout -subject "
@@ -208,16 +243,20 @@ TEST_F(Verify, WhomItBelieves) {
       {"certutil -M -d sql:.pki/nssdb -n authority -t C,,", "", "indeterminate NO_CERTIFICATE_CHAIN_FOUND"},
       {"certutil -M -d sql:.pki/nssdb -n authority -t T,,", "", "passed"},
       {"certutil -M -d sql:.pki/nssdb -n authority -t ,C,", "", "passed"},
-      {"certutil -M -d sql:.pki/nssdb -n authority -t p,p,p", "", "failed PROHIBITED_CERTIFICATE"},
+      {"certutil -M -d sql:.pki/nssdb -n authority -t ,P,P", "", "indeterminate NO_CERTIFICATE_CHAIN_FOUND"},
+      {"certutil -M -d sql:.pki/nssdb -n authority -t ,p,", "", "failed PROHIBITED_CERTIFICATE"},
       {"true", "--trusted authority.pem", "failed PROHIBITED_CERTIFICATE"},
+      {"certutil -D -d sql:.pki/nssdb -n authority; certutil -M -d sql:.pki/nssdb -n \"Jane Citizen\" -t ,P,",
+       "", "passed"},
   };
   for (const auto& row : rows) {
     ASSERT_EQ(run(home_, row.preparation).status, 0) << row.preparation;
     const nlohmann::json file = verify("t.xml " + std::string(row.options))[0];
-    const std::string verdict = textOf(file);
-    EXPECT_EQ(verdict, row.verdict) << row.preparation << " " << row.options;
+    std::string verdict = textOf(file);
     EXPECT_EQ(file["signer"].contains("name"), verdict == "passed");
-    EXPECT_EQ(file["chain"].size() > 1, verdict == "passed");
+    EXPECT_NE(file["chain"].empty(), verdict == "passed");
+    for (const auto& warning : file["warnings"]) verdict += " " + std::string(warning["code"]);
+    EXPECT_EQ(verdict, row.verdict) << row.preparation << " " << row.options;
   }
   ASSERT_EQ(run(home_, "{ cat root.pem; sed 5d authority.pem; cat root.pem; } > damaged.pem").status, 0);
   for (const char* options : {"--trusted damaged.pem", "--time yesterday", "--time 2030-02-30",

@@ -20,23 +20,6 @@ namespace fs = std::filesystem;
   throw std::system_error(errno, std::generic_category(), path.string());
 }
 
-class Descriptor {
- public:
-  explicit Descriptor(int descriptor) : descriptor_(descriptor) {}
-  ~Descriptor() { close(); }
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-
-  int get() const { return descriptor_; }
-  bool close() {
-    const int descriptor = std::exchange(descriptor_, -1);
-    return descriptor < 0 || ::close(descriptor) == 0;
-  }
-
- private:
-  int descriptor_;
-};
-
 bool writeAll(int descriptor, std::string_view bytes) {
   while (!bytes.empty()) {
     const ssize_t written = write(descriptor, bytes.data(), bytes.size());
@@ -46,8 +29,6 @@ bool writeAll(int descriptor, std::string_view bytes) {
   }
   return true;
 }
-
-constexpr mode_t kRights = S_IRWXU | S_IRWXG | S_IRWXO;
 
 /** The rights that a new file gets. */
 mode_t newFileMode() {
@@ -61,28 +42,11 @@ bool renameIfFree(const std::string& from, const fs::path& to) {
   if (link(from.c_str(), to.c_str()) == 0) return unlink(from.c_str()) == 0;
   if (errno == EEXIST) return false;
   // A file system without links: the name is taken first.
-  Descriptor placeholder(open(to.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR));
-  return placeholder.get() >= 0 && std::rename(from.c_str(), to.c_str()) == 0;
+  const int placeholder = open(to.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR);
+  return placeholder >= 0 && close(placeholder) == 0 && std::rename(from.c_str(), to.c_str()) == 0;
 }
 
 }  // namespace
-
-std::optional<std::string> readFile(const fs::path& path, mode_t* mode) {
-  Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
-  if (file.get() < 0 && (errno == ENOENT || errno == ENOTDIR)) return std::nullopt;
-  if (file.get() < 0) fail(path);
-  struct stat status{};
-  if (mode != nullptr && fstat(file.get(), &status) == 0) *mode = status.st_mode & kRights;
-  std::string bytes;
-  char buffer[65536];
-  while (true) {
-    const ssize_t count = read(file.get(), buffer, sizeof buffer);
-    if (count < 0 && errno == EINTR) continue;
-    if (count < 0) fail(path);
-    if (count == 0) return bytes;
-    bytes.append(buffer, static_cast<std::size_t>(count));
-  }
-}
 
 PendingFile::PendingFile(const fs::path& path, const NewFile& kind)
     : path_(path),

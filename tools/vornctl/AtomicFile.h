@@ -8,10 +8,6 @@
 
 namespace vorn::vornctl {
 
-/** The bytes of a file; none when there is no such file. Throws std::system_error when it cannot be read.
- * `mode` gets the file's permissions. */
-std::optional<std::string> readFile(const std::filesystem::path& path, mode_t* mode = nullptr);
-
 struct NewFile {
   bool mayReplace = true;          /**< otherwise a file that is there is std::errc::file_exists */
   std::optional<mode_t> mode = {}; /**< none for those of any new file, 0644 less the umask */

@@ -1,5 +1,7 @@
 #include "vornctl/BrowserCheck.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <iterator>
 #include <optional>
@@ -90,12 +92,26 @@ class Examination {
         manifests_.push_back({scope, file, std::move(*check)});
       }
     }
+    passOverUnreachable();
     if (ignored_.empty() || !manifests_.empty()) return;
     report_.registered = true;
     add(Severity::kProblem, "policy-user-hosts",
         "the policy \"" + ignoring->policy + "\" lets no user register a host",
         "register for all users: run \"sudo vornctl register --system --extension-id ID\"",
         {ignoring->file.string(), ignored_.front().string()});
+  }
+
+  /** Chromium takes a manifest in a folder that it may not enter for absent, and goes on to the next. */
+  void passOverUnreachable() {
+    const auto isUnreachable = [](const Manifest& manifest) {
+      return access(manifest.file.parent_path().c_str(), X_OK) != 0;
+    };
+    if (browser_.family != Family::kChromium || manifests_.size() < 2 || !isUnreachable(manifests_.front()))
+      return;
+    const Fault& fault = manifests_.front().check.refusals.front();
+    add(Severity::kNote, fault.code, fault.cause + "; the browser passes over it", fault.remedy,
+        {manifests_.front().file.string()});
+    manifests_.erase(manifests_.begin());
   }
 
   void checkPolicies() {

@@ -7,8 +7,8 @@
 #include <utility>
 #include <vector>
 
-#include "vornctl/AtomicFile.h"
 #include "vornctl/HostManifest.h"
+#include "vornctl/InputFile.h"
 
 namespace vorn::vornctl {
 namespace {
@@ -24,7 +24,7 @@ constexpr const char* kTypes = "allowed_types";
 /** The text of a file; empty where it cannot be read, which browsers pass over too. */
 std::string contentsOf(const fs::path& file) {
   try {
-    return readFile(file).value_or("");
+    return readIfThere(file).value_or("");
   } catch (const std::system_error&) {
     return "";
   }

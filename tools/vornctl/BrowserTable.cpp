@@ -78,7 +78,7 @@ constexpr Browser kLinux[] = {
    {}},
   {System::kLinux, Family::kChromium, "opera", "Opera",
    {"~/.config/opera"},
-   {"/usr/lib/x86_64-linux-gnu/opera", "/usr/bin/opera"},
+   {"/usr/lib/x86_64-linux-gnu/opera", "/usr/lib/aarch64-linux-gnu/opera", "/usr/bin/opera"},
    {"~/.config/google-chrome/NativeMessagingHosts"},
    {"/etc/opt/chrome/native-messaging-hosts"},
    {}},

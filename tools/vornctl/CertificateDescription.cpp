@@ -1,5 +1,9 @@
 #include "vornctl/CertificateDescription.h"
 
+#include <cmath>
+#include <cstdio>
+#include <ctime>
+
 #include "mac/app/CFValues.h"
 #include "mac/app/CertificateDetails.h"
 #include "mac/app/CertificateMatching.h"
@@ -69,6 +73,23 @@ CertificateDescription describe(SecCertificateRef certificate) {
   description.isRsa = hasRsaKey(certificate);
   description.maySign = isSigningCertificate(values.get());
   return description;
+}
+
+int daysUntil(const std::string& localTime) {
+  constexpr int kFar = 1 << 20;
+  constexpr double kSecondsOfDay = 86400;
+  std::tm day{};
+  if (std::sscanf(localTime.c_str(), "%d-%d-%d", &day.tm_year, &day.tm_mon, &day.tm_mday) != 3) return kFar;
+  day.tm_year -= 1900;
+  day.tm_mon -= 1;
+  day.tm_isdst = -1;
+  const double days = std::difftime(std::mktime(&day), std::time(nullptr)) / kSecondsOfDay;
+  return days > kFar ? kFar : static_cast<int>(std::ceil(days));
+}
+
+std::string inDays(int days) {
+  if (days < 1) return "today";
+  return "in " + std::to_string(days) + (days == 1 ? " day" : " days");
 }
 
 std::string listed(const std::vector<std::string>& texts) {

@@ -23,6 +23,15 @@ struct CertificateDescription {
   bool isRsa = false;
 };
 
+/** A certificate that ends so soon is worth a word. */
+inline constexpr int kDaysOfNotice = 30;
+
+/** Whole days from now until the local time that begins with "2030-07-01"; a large number for what is none.
+ */
+int daysUntil(const std::string& localTime);
+/** "today", "in 1 day", "in 12 days". */
+std::string inDays(int days);
+
 /** What stands among the ABNs for one of an odd form. */
 inline constexpr const char* kUnreadable = "unreadable";
 

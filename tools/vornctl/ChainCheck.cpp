@@ -10,6 +10,7 @@
 #include <system_error>
 
 #include "shared/OpenSslHandle.h"
+#include "shared/verification/SignerCertificate.h"
 #include "vornctl/InputFile.h"
 #include "vornctl/KeyStoreView.h"
 
@@ -32,6 +33,9 @@ constexpr std::size_t kLargestFile = std::size_t{4} << 20;
 // The level of OpenSSL at which RSA keys have 1,024 bits at least, and no certificate is signed by way of
 // MD5 or SHA-1.
 constexpr int kSecurityLevel = 1;
+
+constexpr std::string_view kConstraints = "CHAIN_CONSTRAINTS_FAILURE";
+constexpr std::string_view kGeneralFailure = "CERTIFICATE_CHAIN_GENERAL_FAILURE";
 
 Certificate readDer(const std::string& der) {
   const auto* bytes = reinterpret_cast<const unsigned char*>(der.data());
@@ -77,15 +81,15 @@ bool contains(const Certificates& certificates, const std::string& der) {
   return std::find(certificates.begin(), certificates.end(), der) != certificates.end();
 }
 
-Store makeStore(const Authorities& authorities, std::time_t time) {
+Store makeStore(const Certificates& trusted, std::time_t time) {
   Store store(X509_STORE_new());
-  for (const std::string& der : authorities.trusted)
+  for (const std::string& der : trusted)
     if (const Certificate certificate = readDer(der)) X509_STORE_add_cert(store.get(), certificate.get());
   X509_VERIFY_PARAM* const parameters = X509_STORE_get0_param(store.get());
   X509_VERIFY_PARAM_set_time(parameters, time);
   X509_VERIFY_PARAM_set_auth_level(parameters, kSecurityLevel);
   // Whoever is trusted need not be at the top of a chain.
-  X509_VERIFY_PARAM_set_flags(parameters, X509_V_FLAG_PARTIAL_CHAIN);
+  X509_VERIFY_PARAM_set_flags(parameters, X509_V_FLAG_PARTIAL_CHAIN | X509_V_FLAG_POLICY_CHECK);
   return store;
 }
 
@@ -117,9 +121,11 @@ std::string_view codeOf(int error) {
     case X509_V_ERR_EXCLUDED_VIOLATION:
     case X509_V_ERR_KEYUSAGE_NO_CERTSIGN:
     case X509_V_ERR_UNHANDLED_CRITICAL_EXTENSION:
-      return "CHAIN_CONSTRAINTS_FAILURE";
+    case X509_V_ERR_INVALID_POLICY_EXTENSION:
+    case X509_V_ERR_NO_EXPLICIT_POLICY:
+      return kConstraints;
     default:
-      return "CERTIFICATE_CHAIN_GENERAL_FAILURE";
+      return kGeneralFailure;
   }
 }
 
@@ -130,9 +136,33 @@ Certificates chainOf(X509_STORE_CTX* context) {
   return chain;
 }
 
+/** What OpenSSL does not look at in the authorities between the signer and the one who is trusted. */
+std::optional<Fault> faultOfAuthorities(const Certificates& chain) {
+  for (std::size_t i = 1; i + 1 < chain.size(); ++i) {
+    const Certificate authority = readDer(chain[i]);
+    if (!verification::isWellFormed(*authority, chain[i]))
+      return Fault{kGeneralFailure, "the certificate of an authority is not written as the standard has it"};
+    if (!verification::isForPersons(*authority))
+      return Fault{kConstraints, "the certificate of an authority is to vouch for others than persons"};
+  }
+  return std::nullopt;
+}
+
+int weakKeyBitsOf(const Certificates& chain) {
+  constexpr int kStrong = 112;  // bits of security, as RSA keys of 2,048 bits have
+  for (std::size_t i = 1; i < chain.size(); ++i) {
+    const Certificate authority = readDer(chain[i]);
+    const EVP_PKEY* const key = X509_get0_pubkey(authority.get());
+    if (EVP_PKEY_get_security_bits(key) < kStrong) return EVP_PKEY_get_bits(key);
+  }
+  return 0;
+}
+
 ChainResult buildChain(const std::string& certificate, const Authorities& authorities, std::time_t time) {
   const Certificate signer = readDer(certificate);
-  const Store store = makeStore(authorities, time);
+  Certificates trusted = authorities.trusted;
+  if (contains(authorities.peers, certificate)) trusted.push_back(certificate);
+  const Store store = makeStore(trusted, time);
   const Stack known = makeStack(authorities.known);
   const Context context(X509_STORE_CTX_new());
   if (!signer || !context || X509_STORE_CTX_init(context.get(), store.get(), signer.get(), known.get()) != 1)
@@ -140,7 +170,12 @@ ChainResult buildChain(const std::string& certificate, const Authorities& author
   const bool good = X509_verify_cert(context.get()) == 1;
   ERR_clear_error();
   const int error = X509_STORE_CTX_get_error(context.get());
-  if (good && error == X509_V_OK) return {.chain = chainOf(context.get())};
+  if (good && error == X509_V_OK) {
+    Certificates chain = chainOf(context.get());
+    if (const auto fault = faultOfAuthorities(chain)) return {.fault = fault};
+    const int weakKeyBits = weakKeyBitsOf(chain);
+    return {.chain = std::move(chain), .weakKeyBits = weakKeyBits};
+  }
   if (codeOf(error) == kNoChain) {
     return {.fault = Fault{kNoChain,
                            "nobody who is trusted vouches for the signer's certificate; --trusted "
@@ -163,6 +198,10 @@ Authorities authoritiesOfKeyStore() {
         break;
       case Trust::kForbidden:
         authorities.prohibited.push_back(std::move(stored.der));
+        break;
+      case Trust::kForItself:
+        authorities.peers.push_back(stored.der);
+        authorities.known.push_back(std::move(stored.der));
         break;
       case Trust::kForOtherPurposes:
         authorities.forOtherPurposes.push_back(stored.der);

@@ -19,6 +19,7 @@ using Certificates = std::vector<std::string>;
 /** Whom to believe who a signer is. */
 struct Authorities {
   Certificates trusted = {};          /**< a chain that leads to one of them is good */
+  Certificates peers = {};            /**< trusted for themselves: nobody whom one of them vouches for */
   Certificates known = {};            /**< others that may stand on the way */
   Certificates prohibited = {};       /**< no chain with one of them is good */
   Certificates forOtherPurposes = {}; /**< trusted, but not to say who signs */
@@ -36,6 +37,7 @@ void addTrusted(const std::filesystem::path& path, Authorities& authorities);
 struct ChainResult {
   std::optional<verification::Fault> fault = {}; /**< none: the chain leads to one who is trusted */
   Certificates chain = {};       /**< from the signer's to the trusted one; empty with a fault */
+  int weakKeyBits = 0;           /**< of an authority's key that is weak; 0 when none of the chain is */
   bool isBySomebodyElse = false; /**< the fault: a namesake of the authority did not sign the certificate */
 };
 

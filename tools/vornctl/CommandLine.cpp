@@ -10,6 +10,7 @@
 #include "shared/Version.h"
 #include "vornctl/CertificateDescription.h"
 #include "vornctl/Commands.h"
+#include "vornctl/HelpText.h"
 #include "vornctl/SignerChoice.h"
 #include "vornctl/SubcommandOptions.h"
 #include "vornctl/SystemCommands.h"
@@ -21,9 +22,9 @@ namespace {
 const std::map<std::string, System> kSystems = {{"linux", System::kLinux}, {"macos", System::kMacOS}};
 
 constexpr const char* kFooter =
-    "Exit status: 0 fine, 1 a problem was found or something failed, 2 wrong usage; of verify also 3,\n"
-    "nothing is wrong but it is not certain who signed.\n"
-    "Every command has its own help: vornctl COMMAND --help. More in the manual: man vornctl.";
+    "Exit status: 0 fine, 1 a problem was found or something failed, 2 wrong usage.\n"
+    "Every command has its own help, with examples: vornctl help COMMAND. The manual: man vornctl.";
+constexpr const char* kImages = "For packages and images";
 
 void addPlaces(CLI::App& command, RegisterOptions& options) {
   command
@@ -36,18 +37,25 @@ void addPlaces(CLI::App& command, RegisterOptions& options) {
       "--system", [&options] { options.request.scope = Scope::kSystem; },
       "For all users of this computer instead of you");
   command.add_flag("-n,--dry-run", options.request.dryRun, "Show what would be done, and do nothing");
-  command.add_option("--root", options.root, "Folder that stands for / (to put a package together)")
+  command
+      .add_option("--user-data-dir", options.request.dataFolder,
+                  "Only the Chromium, or relative of it, that is started with this --user-data-dir")
       ->type_name("FOLDER");
+  command.add_option("--root", options.root, "The folder that stands for /")
+      ->type_name("FOLDER")
+      ->group(kImages);
   command.add_option("--target-system", options.system, "Use the folders of linux or macos")
       ->transform(CLI::CheckedTransformer(kSystems).description(""))
-      ->type_name("SYSTEM");
+      ->type_name("SYSTEM")
+      ->group(kImages);
 }
 
 void addRegistration(CLI::App& app, int& status) {
   CLI::App* command = nullptr;
   auto options =
-      addCommand(app, command, "register", "Make the host known to the browsers", runRegister, status);
-  addPlaces(*command, *options);
+      addCommand(app, command, "register", "Make the host known to the browsers", runRegister, status,
+                 "vornctl register -e abcdefghijklmnopabcdefghijklmnop -e signing@example.com\n"
+                 "sudo vornctl register --system");
   command
       ->add_option(
           "-e,--extension-id", options->extensionIds,
@@ -55,23 +63,34 @@ void addRegistration(CLI::App& app, int& status) {
           "name@domain or {GUID} for Firefox")
       ->type_name("ID")
       ->allow_extra_args(false);
+  addPlaces(*command, *options);
   command->add_option("--host", options->host, "The host's program file")->type_name("FILE");
   command->add_flag("--all", options->request.evenIfMissing, "Also for browsers that are not found");
 
-  options = addCommand(app, command, "unregister", "Remove what register wrote", runUnregister, status);
+  options = addCommand(app, command, "unregister", "Remove what register wrote", runUnregister, status,
+                       "vornctl unregister --browser firefox");
   addPlaces(*command, *options);
   command->add_option("--host", options->host, "Only manifests of this program file")->type_name("FILE");
 }
 
 void addUser(CLI::App& command, User& user) {
-  command.add_option("--name", user.name, "Common name of the certificate's subject")->type_name("TEXT");
-  command.add_option("--email", user.email, "E-mail address in the certificate")->type_name("ADDRESS");
-  command.add_option("--abn", user.abn, "Australian Business Number in the certificate")->type_name("NUMBER");
+  constexpr const char* kGroup = "Whose certificate";
+  command.add_option("--name", user.name, "The name in the certificate (its subject's common name), exactly")
+      ->type_name("TEXT")
+      ->group(kGroup);
+  command.add_option("--email", user.email, "E-mail address in the certificate")
+      ->type_name("ADDRESS")
+      ->group(kGroup);
+  command.add_option("--abn", user.abn, "Australian Business Number in the certificate")
+      ->type_name("NUMBER")
+      ->group(kGroup);
   command
-      .add_option("--aki", user.akis,
-                  "Key identifier of the authority, in hexadecimal, colons or not (repeatable)")
+      .add_option(
+          "--aki", user.akis,
+          "Key identifier of the authority that issued it, in hexadecimal, colons or not (repeatable)")
       ->transform(&plainKeyIdentifier, "")
       ->type_name("HEX")
+      ->group(kGroup)
       ->allow_extra_args(false);
 }
 
@@ -79,7 +98,7 @@ void addDiagnosis(CLI::App& app, int& status) {
   CLI::App* command = nullptr;
   const auto doctor =
       addCommand(app, command, "doctor", "Look for what keeps pages from signing, and say what to do",
-                 runDoctor, status);
+                 runDoctor, status, "vornctl doctor -e abcdefghijklmnopabcdefghijklmnop");
   command->add_flag("--json", doctor->json, "Answer in JSON");
   command
       ->add_option("-e,--extension-id", doctor->extensionIds,
@@ -91,11 +110,13 @@ void addDiagnosis(CLI::App& app, int& status) {
                    "Folder that stands for / where browsers and manifests are looked for")
       ->type_name("FOLDER");
 
-  const auto identities = addCommand(app, command, "identities",
-                                     "List the identities of the key store, and why each would sign or not",
-                                     runIdentities, status);
+  const auto identities = addCommand(
+      app, command, "identities", "List the identities of the key store, and why each would sign or not",
+      runIdentities, status, "vornctl identities --name \"Jane Citizen\" --email jane@example.com");
   addUser(*command, identities->user);
   command->add_flag("--json", identities->json, "Answer in JSON");
+  command->add_flag("--for-page", identities->forPage,
+                    "One line that a page takes: the details of the identity that would sign");
 }
 
 std::vector<std::string> algorithmNames() {
@@ -106,7 +127,8 @@ std::vector<std::string> algorithmNames() {
 
 void addDocuments(CLI::App& app, int& status) {
   CLI::App* command = nullptr;
-  const auto sign = addCommand(app, command, "sign", "Sign documents through the host", runSign, status);
+  const auto sign = addCommand(app, command, "sign", "Sign documents through the host", runSign, status,
+                               "vornctl sign agreement.xml\nvornctl sign -o signed/ *.xml");
   command->add_option("FILE", sign->files, "The documents")->required();
   addUser(*command, sign->user);
   command->add_option("--serial", sign->serial, "Serial number of the certificate to sign with")
@@ -120,11 +142,15 @@ void addDocuments(CLI::App& app, int& status) {
       ->add_option("-o,--output", sign->output,
                    "Where to write: a file, a folder (NAME.signed.xml), or - for standard output")
       ->type_name("PATH");
-  command->add_flag("-f,--force", sign->overwrite, "Overwrite files that are there");
+  command->add_flag("-f,--force", sign->overwrite,
+                    "Overwrite files that are there, and sign what is signed already once more");
   command->add_option("--host", sign->host, "The host's program file")->type_name("PROGRAM");
 
   const auto verify = addCommand(app, command, "verify", "Check both signatures of documents, and who signed",
-                                 runVerify, status);
+                                 runVerify, status,
+                                 "vornctl verify --trusted authority.pem agreement.signed.xml\n\n"
+                                 "Exit status: 0 all passed, 1 one failed, 3 nothing is wrong, but it is not "
+                                 "certain who signed.");
   command->add_option("FILE", verify->files, "The documents")->required();
   command
       ->add_option("-t,--trusted", verify->trusted,
@@ -160,15 +186,17 @@ std::size_t distance(std::string_view one, std::string_view other) {
  * meant. */
 bool isCommandOf(const CLI::App& app, const std::string& first) {
   constexpr std::size_t kAlike = 2;
+  std::vector<std::string> words = {"help", "-h", "--help", "--version"};
+  for (const CLI::App* const command : app.get_subcommands([](const CLI::App*) { return true; }))
+    words.push_back(command->get_name());
   std::string meant;
-  for (const CLI::App* const command : app.get_subcommands([](const CLI::App*) { return true; })) {
-    if (first == command->get_name()) return true;
-    if (distance(first, command->get_name()) <= kAlike)
-      meant += "; did you mean \"" + command->get_name() + "\"?";
+  for (const std::string& word : words) {
+    if (first == word) return true;
+    if (distance(first, word) <= kAlike && word.size() > kAlike) meant += "; did you mean \"" + word + "\"?";
   }
-  if (first.empty() || first.front() == '-') return true;
-  std::cerr << "vornctl: there is no command \"" << printable(first) << "\"" << meant
-            << "\nTry: vornctl --help\n";
+  if (first.empty()) return true;
+  std::cerr << "vornctl: there is no " << (first.front() == '-' ? "option" : "command") << " \""
+            << printable(first) << "\"" << meant << "\nTry: vornctl --help\n";
   return false;
 }
 
@@ -179,6 +207,7 @@ int runCommandLine(int count, char** arguments) {
                "vornctl");
   app.set_version_flag("--version", std::string("vornctl ") + version::kFull);
   app.require_subcommand(1);
+  app.formatter(std::make_shared<HelpText>());
   app.footer(kFooter);
   app.failure_message([](const CLI::App* at, const CLI::Error& error) {
     std::string command = at->get_name();
@@ -190,9 +219,20 @@ int runCommandLine(int count, char** arguments) {
   addDiagnosis(app, status);
   addSystemCommands(app, status);
   addDocuments(app, status);
-  if (!isCommandOf(app, count > 1 ? arguments[1] : "")) return kExitUsage;
+  std::vector<std::string> words(arguments + std::min(count, 1), arguments + count);
+  if (words.size() > 1 && words.front() == "complete-words") {
+    std::cout << completionsOf(app, {words.begin() + 2, words.end()});
+    return kExitFine;
+  }
+  if (!isCommandOf(app, words.empty() ? "" : words.front())) return kExitUsage;
+  if (!words.empty() && words.front() == "help") {
+    words.erase(words.begin());
+    if (!isCommandOf(app, words.empty() ? "" : words.front())) return kExitUsage;
+    words.emplace_back("--help");
+  }
+  std::reverse(words.begin(), words.end());
   try {
-    app.parse(count, arguments);
+    app.parse(std::move(words));
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? kExitFine : kExitUsage;
   }

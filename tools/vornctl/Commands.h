@@ -31,12 +31,18 @@ struct DoctorOptions {
 struct IdentitiesOptions {
   User user = {};
   bool json = false;
+  bool forPage = false; /**< one line, for a person to hand to a page */
 };
 
 struct ImportOptions {
   std::string file = {};
   std::string passwordFile = {};      /**< empty to ask at the terminal */
   std::string storePasswordFile = {}; /**< of the key store, if that has one; empty to ask */
+};
+
+struct ConfirmOptions {
+  std::string state = {}; /**< "on", "off", or empty to say which */
+  bool forAll = false;
 };
 
 struct SignOptions {
@@ -63,6 +69,7 @@ int runUnregister(const RegisterOptions& options);
 int runDoctor(const DoctorOptions& options);
 int runIdentities(const IdentitiesOptions& options);
 int runImport(const ImportOptions& options);
+int runConfirm(const ConfirmOptions& options);
 int runSign(const SignOptions& options);
 int runVerify(const VerifyOptions& options);
 

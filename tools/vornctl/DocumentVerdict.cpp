@@ -126,6 +126,8 @@ class Judgement {
     ChainResult result = checkChain(verdict_.signer, *rules_.authorities, rules_.time);
     verdict_.isTrusted = !result.fault;
     verdict_.chain = std::move(result.chain);
+    if (result.weakKeyBits != 0)
+      warn({"weak-key", "an authority's key of " + std::to_string(result.weakKeyBits) + " bits is weak"});
     if (!result.fault) return;
     lower(result.fault->code == kProhibited ? Indication::kFailed : Indication::kIndeterminate,
           {std::string(result.fault->code), result.fault->message});

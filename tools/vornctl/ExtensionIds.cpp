@@ -5,8 +5,8 @@
 #include <sstream>
 
 #include "shared/text/LetterCase.h"
-#include "vornctl/AtomicFile.h"
 #include "vornctl/BuildSettings.h"
+#include "vornctl/InputFile.h"
 
 namespace vorn::vornctl {
 namespace {
@@ -72,7 +72,7 @@ ExtensionIds readExtensionIds(const std::vector<std::string>& given) {
 
 ExtensionIds configuredExtensionIds(const Places& places) {
   const std::filesystem::path file = places.resolve("/etc/vorn-signing/extension-ids");
-  if (const auto text = readFile(file)) {
+  if (const auto text = readIfThere(file)) {
     try {
       return readList(*text);
     } catch (const BadExtensionId& e) {

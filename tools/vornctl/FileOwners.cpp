@@ -44,7 +44,10 @@ std::optional<Fault> faultOf(const fs::path& path, const struct stat& status) {
   if (S_ISLNK(status.st_mode) || (S_ISDIR(status.st_mode) && (status.st_mode & S_ISVTX) != 0))
     return std::nullopt;
   if ((status.st_mode & S_IWOTH) != 0) return faultOf(path, "can be written by everybody", "chmod o-w");
-  if ((status.st_mode & S_IWGRP) != 0 && !isOwnersAlone(status.st_gid, status.st_uid))
+  if ((status.st_mode & S_IWGRP) == 0) return std::nullopt;
+  // With an access list these bits are no group's, but the most that anybody of the list may do.
+  if (hasAccessList(path)) return faultOf(path, "can be written by whom its access list names", "setfacl -b");
+  if (!isOwnersAlone(status.st_gid, status.st_uid))
     return faultOf(path, "can be written by a group", "chmod g-w");
   return std::nullopt;
 }

@@ -3,7 +3,7 @@
 #include <nlohmann/json.hpp>
 #include <system_error>
 
-#include "vornctl/AtomicFile.h"
+#include "vornctl/InputFile.h"
 
 namespace vorn::vornctl {
 namespace {
@@ -48,7 +48,7 @@ std::string manifestText(Family family, const std::filesystem::path& host,
 std::optional<ManifestContents> readManifest(const std::filesystem::path& file, Family family) {
   std::optional<std::string> text;
   try {
-    text = readFile(file);
+    text = readIfThere(file);
   } catch (const std::system_error&) {
     return std::nullopt;
   }

@@ -1,7 +1,9 @@
 #include <algorithm>
 #include <iostream>
+#include <nlohmann/json.hpp>
 
 #include "shared/json/jsonxx.h"
+#include "shared/text/LetterCase.h"
 #include "vornctl/Commands.h"
 #include "vornctl/Terminal.h"
 
@@ -68,9 +70,13 @@ void print(const IdentityReport& report, const User& user) {
   if (certificate.notYetValid)
     add("not before", certificate.start + " (not valid yet: whoever verifies a signature sees that)",
         Colour::kWarning);
+  const int days = daysUntil(certificate.expiry);
+  const bool isSoon = !certificate.expired && days < kDaysOfNotice;
   add("expires",
-      certificate.expiry + (certificate.expired ? " (expired: the host refuses to sign with it)" : ""),
-      certificate.expired ? Colour::kBad : Colour::kPlain);
+      certificate.expiry + (certificate.expired ? " (expired: the host refuses to sign with it)"
+                            : isSoon            ? " (" + inDays(days) + ": renew it in time)"
+                                                : ""),
+      certificate.expired ? Colour::kBad : (isSoon ? Colour::kWarning : Colour::kPlain));
   add("token", report.token + (report.locked ? " (asks for a PIN or password)" : ""));
   add("store", report.store);
   std::cout << table.text();
@@ -116,10 +122,66 @@ void printEmpty() {
          "was looked, \"vornctl import\" brings one in from a file.\n";
 }
 
+/** What is known of the user, with all that the identities that fit agree on; none when they do not. */
+std::optional<User> completed(const User& known, const std::vector<IdentityReport>& reports) {
+  User user = known;
+  for (const IdentityReport& report : reports) {
+    const CertificateDescription& certificate = report.certificate;
+    if (!report.reasons.empty()) continue;
+    const auto fill = [](std::string& text, const std::vector<std::string>& own) {
+      if (text.empty()) text = own.front();
+      return std::any_of(own.begin(), own.end(), [&](const std::string& other) {
+        return vorn::asciiLowerCase(other) == vorn::asciiLowerCase(text);
+      });
+    };
+    if (!fill(user.name, {certificate.name}) || !fill(user.email, certificate.emails) ||
+        !fill(user.abn, certificate.abns))
+      return std::nullopt;
+    if (known.akis.empty())
+      user.akis.insert(user.akis.end(), certificate.akis.begin(), certificate.akis.end());
+  }
+  std::sort(user.akis.begin(), user.akis.end());
+  user.akis.erase(std::unique(user.akis.begin(), user.akis.end()), user.akis.end());
+  return user.isComplete() ? std::optional(user) : std::nullopt;
+}
+
+/** In one line, which survives a clipboard. */
+int printForPage(const std::optional<User>& user, std::vector<IdentityReport> reports) {
+  if (user) reports = examineIdentities(*user);
+  const auto selected = std::find_if(reports.begin(), reports.end(),
+                                     [](const IdentityReport& report) { return report.signs(); });
+  if (user && selected != reports.end()) {
+    const nlohmann::ordered_json line = {{"name", user->name},
+                                         {"email", user->email},
+                                         {"abn", user->abn},
+                                         {"aki", selected->certificate.akis}};
+    std::cout << printable(line.dump(-1, ' ', true, nlohmann::json::error_handler_t::replace)) << "\n";
+    return kExitFine;
+  }
+  std::cerr << "vornctl: "
+            << (reports.empty()
+                    ? "there is no certificate with a private key; \"vornctl import FILE.p12\" brings one in"
+                    : "it is not clear who would sign; name one with --name, --email and --abn:")
+            << "\n";
+  for (const IdentityReport& report : reports)
+    std::cerr << "  " << printable(report.certificate.name) << ", "
+              << printable(listed(report.certificate.emails)) << ", ABN "
+              << printable(listed(report.certificate.abns))
+              << (report.reasons.empty() ? "" : ": " + printable(report.reasons.front().cause)) << "\n";
+  return kExitProblems;
+}
+
 }  // namespace
 
-int runIdentities(const IdentitiesOptions& options) {
-  const std::vector<IdentityReport> reports = examineIdentities(options.user);
+int runIdentities(const IdentitiesOptions& given) {
+  IdentitiesOptions options = given;
+  std::vector<IdentityReport> reports = examineIdentities(options.user);
+  const std::optional<User> known = completed(options.user, reports);
+  if (options.forPage) return printForPage(known, std::move(reports));
+  if (!options.json && known && !options.user.isEmpty() && !options.user.isComplete()) {
+    options.user = *known;
+    reports = examineIdentities(options.user);
+  }
   if (options.json) {
     jsonxx::Array array;
     for (const IdentityReport& report : reports) array << jsonxx::Value(jsonOf(report, options.user));

@@ -21,7 +21,8 @@ KeyPlace placeOfKey(SecIdentityRef identity);
 
 enum class Trust {
   kNone,
-  kForSignatures,    /**< to vouch for persons: an authority for e-mail, clients or objects, or a peer */
+  kForSignatures,    /**< to vouch for persons: an authority for e-mail, clients or objects */
+  kForItself,        /**< a peer for e-mail or objects */
   kForOtherPurposes, /**< as an authority for web sites only */
   kForbidden,
 };

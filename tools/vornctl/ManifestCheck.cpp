@@ -1,6 +1,7 @@
 #include "vornctl/ManifestCheck.h"
 
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <unistd.h>
 
 #include <nlohmann/json.hpp>
@@ -8,10 +9,10 @@
 #include <system_error>
 #include <utility>
 
-#include "vornctl/AtomicFile.h"
 #include "vornctl/ExtensionIds.h"
 #include "vornctl/FileOwners.h"
 #include "vornctl/HostManifest.h"
+#include "vornctl/InputFile.h"
 
 namespace vorn::vornctl {
 namespace {
@@ -149,6 +150,12 @@ class Check {
   ManifestCheck result_;
 };
 
+/** For a command that changes what may be somebody else's. */
+std::string sudoFor(const fs::path& path) {
+  struct stat status{};
+  return stat(path.c_str(), &status) == 0 && status.st_uid == geteuid() ? "" : "sudo ";
+}
+
 /** What on the way to the file keeps the user from reading it. */
 Fault unreadable(const fs::path& file, const std::error_code& error) {
   const std::string cause = "the manifest cannot be read: " + error.message();
@@ -157,10 +164,8 @@ Fault unreadable(const fs::path& file, const std::error_code& error) {
     way /= part;
     const bool isFile = way == file;
     if (access(way.c_str(), isFile ? R_OK : X_OK) == 0) continue;
-    struct stat status{};
-    const bool isOwn = stat(way.c_str(), &status) == 0 && status.st_uid == geteuid();
     return {"manifest-unreadable", cause,
-            std::string(isOwn ? "" : "sudo ") + (isFile ? "chmod 644 " : "chmod 755 ") + way.string()};
+            sudoFor(way) + (isFile ? "chmod 644 " : "chmod 755 ") + way.string()};
   }
   return {"manifest-unreadable", cause, "remove " + file.string() + ", then run \"vornctl register\""};
 }
@@ -170,9 +175,16 @@ Fault unreadable(const fs::path& file, const std::error_code& error) {
 std::optional<Fault> checkProgram(const fs::path& program, const fs::path& installedHost) {
   if (isStartable(program)) return std::nullopt;
   std::error_code unreadable;
-  if (fs::is_regular_file(program, unreadable))
+  if (fs::is_regular_file(program, unreadable)) {
+    struct statvfs system{};
+    if (statvfs(program.c_str(), &system) == 0 && (system.f_flag & ST_NOEXEC) != 0)
+      return Fault{
+          "host-not-executable",
+          "the host " + program.string() + " is on a file system whose programs may not be started (noexec)",
+          "have it mounted without noexec, or install the host elsewhere"};
     return Fault{"host-not-executable", "the host " + program.string() + " is not executable",
-                 "chmod 755 " + program.string()};
+                 sudoFor(program) + "chmod 755 " + program.string()};
+  }
   if (program != installedHost && isStartable(installedHost)) {
     return Fault{"manifest-stale",
                  "the manifest is stale: it names the host " + program.string() +
@@ -186,7 +198,7 @@ std::optional<Fault> checkProgram(const fs::path& program, const fs::path& insta
 std::optional<ManifestCheck> checkManifest(const fs::path& file, Family family,
                                            const fs::path& installedHost) {
   try {
-    const auto text = readFile(file);
+    const auto text = readIfThere(file);
     if (!text) return std::nullopt;
     ManifestCheck result = Check(family, installedHost).run(*text);
     if (auto fault = findForeignWriter(file)) result.faults.push_back(std::move(*fault));

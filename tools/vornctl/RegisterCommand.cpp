@@ -28,12 +28,18 @@ Colour colourOf(Action action) {
 
 void print(const std::vector<Outcome>& outcomes, bool dryRun) {
   Table table;
+  std::string missing;
   for (const Outcome& outcome : outcomes) {
+    if (outcome.isMissing) {
+      missing += (missing.empty() ? "" : ", ") + outcome.browser;
+      continue;
+    }
     std::string last = outcome.file.string();
     if (!outcome.reason.empty()) last += (last.empty() ? "" : ": ") + outcome.reason;
     table.add({{outcome.browser}, {wordFor(outcome.action, dryRun), colourOf(outcome.action)}, {last}});
   }
   std::cout << table.text();
+  if (!missing.empty()) std::cout << "Not found: " << missing << "; --all registers there, too\n";
 }
 
 /** Whoever registers a host should know for whom. */

@@ -9,6 +9,7 @@
 
 #include "vornctl/AtomicFile.h"
 #include "vornctl/HostManifest.h"
+#include "vornctl/InputFile.h"
 
 namespace vorn::vornctl {
 namespace {
@@ -58,7 +59,8 @@ Action writeManifest(const fs::path& file, const std::string& text, const Regist
   NewFile kind;
   if (request.scope == Scope::kSystem) kind.mode = kFileForAll;
   mode_t mode = 0;
-  if (readFile(file, &mode) == text && kind.mode.value_or(mode) == mode) return Action::kUnchanged;
+  if (readIfThere(file, kMostOfFile, &mode) == text && kind.mode.value_or(mode) == mode)
+    return Action::kUnchanged;
   if (!request.dryRun) {
     createFolders(file.parent_path(), request.scope);
     writeFileAtomically(file, text, kind);
@@ -69,6 +71,16 @@ Action writeManifest(const fs::path& file, const std::string& text, const Regist
 std::string missingReason(const Places& places, const Browser& browser) {
   return "not found: no " + places.resolve(browser.profiles.front()).string() +
          ", and not installed; --all writes it anyway";
+}
+
+constexpr const char* kNoExtension =
+    "no extension for it was given with --extension-id, registered before or configured";
+
+/** One with a folder of its own, as developers and test drivers start it. */
+constexpr Browser kOwnChromium{System::kLinux, Family::kChromium, "chromium", "Chromium", {}, {}, {}, {}, {}};
+
+fs::path manifestIn(const std::string& dataFolder) {
+  return fs::absolute(dataFolder) / "NativeMessagingHosts" / kManifestFile;
 }
 
 /** Those folders of the browser that are to hold a manifest. */
@@ -143,18 +155,30 @@ std::vector<Outcome> registerHost(const Places& places, const RegistrationReques
     if (given.replace || !given.ids.of(family).empty()) return given.ids.of(family);
     return idsOfOthers(places, family, request.scope);
   };
+  if (!request.dataFolder.empty()) {
+    const fs::path file = manifestIn(request.dataFolder);
+    const std::vector<std::string> ids = idsFor(file, kOwnChromium.family);
+    if (ids.empty()) return {{kOwnChromium.title.data(), Action::kSkipped, {}, kNoExtension}};
+    Outcome outcome = attempt(kOwnChromium, file, Scope::kUser, [&] {
+      return writeManifest(file, manifestText(kOwnChromium.family, host, ids), request);
+    });
+    outcome.ids = ids;
+    return {outcome};
+  }
   const bool everywhere = request.evenIfMissing || request.scope == Scope::kSystem;
   for (const Browser& browser : browsersOf(places.system())) {
     if (!isRequested(browser, request)) continue;
     if (!everywhere && !places.has(browser)) {
-      if (!browser.isChannel()) skip(browser, missingReason(places, browser));
+      if (browser.isChannel()) continue;
+      skip(browser, missingReason(places, browser));
+      outcomes.back().isMissing = true;
       continue;
     }
     for (const fs::path& folder : foldersToWrite(places, browser, request.scope)) {
       const fs::path file = folder / kManifestFile;
       const std::vector<std::string> ids = idsFor(file, browser.family);
       if (ids.empty()) {
-        skip(browser, "no extension for it was given with --extension-id, registered before or configured");
+        skip(browser, kNoExtension);
         break;
       }
       outcomes.push_back(attempt(browser, file, request.scope, [&] {
@@ -168,6 +192,15 @@ std::vector<Outcome> registerHost(const Places& places, const RegistrationReques
 
 std::vector<Outcome> unregisterHost(const Places& places, const RegistrationRequest& request) {
   std::vector<Outcome> outcomes;
+  if (!request.dataFolder.empty()) {
+    const fs::path file = manifestIn(request.dataFolder);
+    if (isThere(file))
+      outcomes.push_back(attempt(kOwnChromium, file, Scope::kUser, [&] {
+        if (!request.dryRun) fs::remove(file);
+        return Action::kRemoved;
+      }));
+    return outcomes;
+  }
   std::set<fs::path> seen;
   for (const Browser& browser : browsersOf(places.system())) {
     if (!isRequested(browser, request)) continue;

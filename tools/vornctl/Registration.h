@@ -21,6 +21,7 @@ struct Outcome {
   std::filesystem::path file;        /**< empty when no file is concerned */
   std::string reason;                /**< why it was skipped, kept or failed; else empty */
   std::vector<std::string> ids = {}; /**< that the manifest names now */
+  bool isMissing = false;            /**< skipped, as there is no such browser */
 };
 
 /** The extensions that are to start the host. */
@@ -35,6 +36,8 @@ struct RegistrationRequest {
   std::vector<std::string> browsers = {}; /**< names of the table; empty for all of them */
   bool evenIfMissing = false;             /**< browsers, too, that are not there */
   bool dryRun = false;
+  /** What a Chromium is started with as --user-data-dir: that one alone is concerned then. */
+  std::string dataFolder = {};
   /** Only manifests of this host are removed; empty for those of any. */
   std::filesystem::path onlyOfHost = {};
 };

@@ -11,11 +11,13 @@
 #include "shared/Base64.h"
 #include "shared/text/LetterCase.h"
 #include "vornctl/AtomicFile.h"
+#include "vornctl/CertificateDescription.h"
 #include "vornctl/Commands.h"
 #include "vornctl/DocumentWarnings.h"
 #include "vornctl/ErrorWords.h"
 #include "vornctl/Host.h"
 #include "vornctl/HostConversation.h"
+#include "vornctl/InputFile.h"
 #include "vornctl/PromptTerminal.h"
 #include "vornctl/SignerChoice.h"
 #include "vornctl/Terminal.h"
@@ -55,6 +57,8 @@ fs::path outputFor(const SignOptions& options, const std::string& file) {
 // the host's limit of 10 MiB, and a person who has to type a PIN types it once for most lists of files.
 constexpr std::size_t kMostBytes = std::size_t{4} << 20;
 constexpr std::size_t kMostDocuments = 100;
+// No longer one fits into a request at all.
+constexpr std::size_t kMostOfDocument = std::size_t{10} << 20;
 
 /** A file that is to be signed. */
 struct Job {
@@ -62,6 +66,7 @@ struct Job {
   std::size_t position; /**< from 1, among all files */
   fs::path output = {};
   std::string document = {};
+  std::vector<SignatureWarning> warnings = {};
   std::unique_ptr<PendingFile> pending = {}; /**< none for standard output */
 };
 
@@ -77,7 +82,7 @@ class Batch {
     for (std::size_t i = 0; i < options_.files.size() && !givenUp_; ++i) {
       Job job{options_.files[i], i + 1};
       if (!prepare(job)) continue;
-      if (bytes + job.document.size() > kMostBytes || jobs.size() == kMostDocuments) {
+      if (!jobs.empty() && (bytes + job.document.size() > kMostBytes || jobs.size() == kMostDocuments)) {
         sign(std::exchange(jobs, {}));
         bytes = 0;
       }
@@ -100,12 +105,16 @@ class Batch {
       // Asked again when the file is written; but nobody should type a PIN for nothing.
       if (!toStandardOutput_ && !options_.overwrite && fs::exists(job.output, unreadable))
         return complainOfExisting(job);
-      std::optional<std::string> document = readFile(job.file, &kind.mode.emplace());
-      if (!document) return complain(job, "there is no such file");
-      job.document = std::move(*document);
-    } catch (const std::system_error& e) {
-      return complain(job, e.code().message());
+      job.document = readInput(job.file, kMostOfDocument, &kind.mode.emplace());
+    } catch (const InputFault& fault) {
+      return complain(job, fault.what());
     }
+    job.warnings = warningsOfSigning(job.document, options_.algorithm);
+    const auto isSigned = [](const SignatureWarning& warning) {
+      return std::string_view(warning.code) == "signed-already";
+    };
+    if (!options_.overwrite && std::any_of(job.warnings.begin(), job.warnings.end(), isSigned))
+      return complain(job, "it is signed already, and a second signature breaks the first; --force signs it");
     try {
       if (!toStandardOutput_) job.pending = std::make_unique<PendingFile>(job.output, kind);
       return true;
@@ -191,11 +200,14 @@ class Batch {
           << printable(answer.get<jsonxx::String>("cert_serial")) << " of "
           << printable(answer.get<jsonxx::String>("cert_issuer")) << ", valid until "
           << printable(answer.get<jsonxx::String>("cert_expiry").substr(0, 10)) << "\n";
+    if (const int days = daysUntil(answer.get<jsonxx::String>("cert_expiry")); days < kDaysOfNotice)
+      std::cerr << "vornctl: " << coloured(Colour::kWarning, "warning") << ": the certificate expires "
+                << inDays(days) << "; renew it in time\n";
   }
 
   /** The host tells its log alone what verifiers will have against a document that it has signed. */
   void warn(const Job& job) {
-    for (const SignatureWarning& warning : warningsOfSigning(job.document, options_.algorithm)) {
+    for (const SignatureWarning& warning : job.warnings) {
       std::cerr << "vornctl: " << progress(job) << printable(job.file) << ": "
                 << coloured(Colour::kWarning, "warning") << ": " << printable(warning.text) << " ("
                 << warning.code << ")\n";
@@ -256,11 +268,23 @@ int runSign(const SignOptions& options) {
               << " would both become " << printable(output.string()) << "; nothing was signed\n";
     return kExitUsage;
   }
+  // Before anybody is asked for whom to sign.
+  std::string missing;
+  const auto isMissing = [&](const std::string& file) {
+    if (file == "-" || fs::exists(file, unreadable) || unreadable) return false;
+    missing += "vornctl: " + printable(file) + ": there is no such file\n";
+    return true;
+  };
+  const auto count = std::count_if(options.files.begin(), options.files.end(), isMissing);
+  if (static_cast<std::size_t>(count) == options.files.size()) {
+    std::cerr << missing;
+    return kExitProblems;
+  }
   SignOptions chosen = options;
   try {
     chosen.user = chooseSigner(options.user, options.serial);
   } catch (const ChoiceError& e) {
-    std::cerr << "vornctl: ";
+    std::cerr << missing << "vornctl: ";
     for (const char* line = e.what(); *line != '\0';) {
       const std::string_view text = std::string_view(line).substr(0, std::string_view(line).find('\n'));
       std::cerr << printable(text) << "\n";

@@ -83,8 +83,9 @@ User chooseSigner(const User& given, const std::string& serial) {
   if (given.isComplete()) return user;
   for (const IdentityReport& report : examineIdentities(user))
     if (report.selected && report.certificate.serial != certificate.serial)
-      throw ChoiceError("another identity of the same user goes before serial " + certificate.serial +
-                        ", as it is valid for longer:" + listOf({report}, "\n  "));
+      throw ChoiceError(
+          "another identity of the same user goes before serial " + certificate.serial +
+          ", as it is valid for longer or, with the same end, found first:" + listOf({report}, "\n  "));
   return user;
 }
 

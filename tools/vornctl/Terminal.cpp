@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <nlohmann/json.hpp>
 #include <utility>
 
 #include "shared/text/HarmlessText.h"
@@ -57,7 +58,7 @@ std::string printable(std::string_view text) {
 
 std::string printableJson(const std::string& json) {
   std::string result;
-  const std::string text = replaceInvalidUtf8(json);
+  const std::string text = nlohmann::json::parse(replaceInvalidUtf8(json)).dump(2);
   // The layout's own line ends and tabs stay; the writer has escaped all others.
   constexpr std::string_view kAlone = "\n\t\x7f";
   for (std::size_t start = 0; start < text.size();) {

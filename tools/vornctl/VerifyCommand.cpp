@@ -147,7 +147,9 @@ std::string textOf(const DocumentVerdict& verdict) {
   Table table;
   for (const PartVerdict& part : verdict.parts) {
     table.add({{"  " + part.elementName},
-               {part.isIntact ? "intact" : (part.isSigned ? "NOT INTACT" : "not signed"),
+               {part.isIntact       ? "intact"
+                : part.path.empty() ? "missing"
+                                    : (part.isSigned ? "NOT INTACT" : "not signed"),
                 part.isIntact ? Colour::kPlain : Colour::kBad},
                {part.algorithm.empty() ? "-" : shortAlgorithm(part.algorithm)},
                {part.path.empty() ? "-" : part.path}});

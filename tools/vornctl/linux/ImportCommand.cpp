@@ -6,9 +6,9 @@
 #include "linux/frameworks/Security/KeyStoreReport.h"
 #include "linux/keys/Pkcs12File.h"
 #include "mac/app/CFRef.h"
-#include "vornctl/AtomicFile.h"
 #include "vornctl/Commands.h"
 #include "vornctl/Fitness.h"
+#include "vornctl/InputFile.h"
 #include "vornctl/Terminal.h"
 #include "vornctl/linux/PasswordInput.h"
 
@@ -41,11 +41,8 @@ fs::path targetFolder() {
 
 class Import {
  public:
-  explicit Import(const ImportOptions& options) : options_(options), folder_(targetFolder()) {
-    const auto file = readFile(options.file);
-    if (!file) throw ImportError("there is no such file");
-    file_ = *file;
-  }
+  explicit Import(const ImportOptions& options)
+      : options_(options), folder_(targetFolder()), file_(readInput(options.file, kMostOfFile)) {}
 
   int run() {
     open();
@@ -74,6 +71,9 @@ class Import {
     for (int attempt = 0;; ++attempt) {
       const Pkcs12Result result = keys::readPkcs12(bytesOf(file_), password_.text());
       if (result.status == Pkcs12Status::kFine) return keep(result);
+      if (result.status == Pkcs12Status::kTooSlow)
+        throw ImportError(
+            "asks for more than 10,000,000 rounds for each try of its password; ask for it once more");
       if (result.status != Pkcs12Status::kWrongPassword)
         throw ImportError("is no PKCS #12 file (.p12, .pfx), or is damaged (" + result.detail + ")");
       if (!options_.passwordFile.empty() || attempt == kAttempts)
@@ -167,7 +167,7 @@ class Import {
 
   const ImportOptions& options_;
   fs::path folder_;
-  std::string file_;
+  const std::string file_;
   prompt::Secret password_; /**< of the file */
   std::vector<Identity> identities_;
 };
@@ -179,7 +179,7 @@ int runImport(const ImportOptions& options) {
     return Import(options).run();
   } catch (const std::system_error& e) {
     std::cerr << "vornctl: " << printable(options.file) << ": " << printable(e.code().message()) << "\n";
-  } catch (const ImportError& e) {
+  } catch (const std::runtime_error& e) {
     std::cerr << "vornctl: " << printable(options.file) << ": " << printable(e.what()) << "\n";
   }
   return kExitProblems;

@@ -21,6 +21,7 @@ using keys::TokenPlace;
 
 constexpr const char* kImport =
     "bring your certificate with its private key in from its file: vornctl import FILE.p12";
+constexpr std::size_t kDigitsOfAbn = 11;
 constexpr const char* kReaderSocket = "/run/pcscd/pcscd.comm";
 
 std::string counted(std::size_t count, const std::string& one) {
@@ -58,6 +59,9 @@ class Check {
       missIdentity();
     checkFaults();
     checkPins();
+    for (const fs::path& file : keys::presentConfirmationFiles())
+      add(Severity::kFine, "confirmed",
+          "every request to sign is to be confirmed in a prompt, as this file is there", "", {file.string()});
     return std::move(findings_);
   }
 
@@ -103,10 +107,15 @@ class Check {
             described(identity) + " is not valid before " + identity.certificate.start,
             "wait until then, or sign with another: whoever verifies a signature of now refuses it");
       }
+      const int days = daysUntil(identity.certificate.expiry);
+      if (days < kDaysOfNotice)
+        add(Severity::kNote, "expires-soon", described(identity) + " expires " + inDays(days),
+            "renew the certificate in time, and import the new one");
       for (const std::string& abn : identity.certificate.abns)
-        if (abn != kUnreadable && abn.find_first_not_of("0123456789") != std::string::npos)
+        if (abn != kUnreadable &&
+            (abn.size() != kDigitsOfAbn || abn.find_first_not_of("0123456789") != std::string::npos))
           add(Severity::kNote, "odd-abn",
-              described(identity) + " has the ABN \"" + abn + "\", and pages ask for digits alone",
+              described(identity) + " has the ABN \"" + abn + "\", and pages ask for eleven digits",
               "ask \"" + identity.certificate.issuer + "\" for a certificate with the ABN in digits");
     }
     const bool hasLockedProfile =
@@ -178,16 +187,20 @@ class Check {
 
   void missIdentity() {
     const auto faults = frameworks::storeFaults();
-    if (explainCards() || std::any_of(faults.begin(), faults.end(), &hangs)) return;
+    const bool isExplained = explainCards() || std::any_of(faults.begin(), faults.end(), &hangs);
     const bool hasDatabase = !keys::keyDatabases().empty();
-    // What cannot be read is blamed by itself.
-    if (faults.empty() || (hasDatabase && faults.front().kind != StoreFault::Kind::kDatabase)) {
-      add(Severity::kProblem, hasDatabase ? "no-identity" : "no-key-store",
+    // A database that cannot be read is blamed by itself; a module or a reader may be of no concern.
+    const bool isUnreadable = std::any_of(faults.begin(), faults.end(), [](const StoreFault& fault) {
+      return fault.kind == StoreFault::Kind::kDatabase;
+    });
+    if (!isUnreadable) {
+      isStoreMissed_ = true;
+      add(isExplained ? Severity::kNote : Severity::kProblem, hasDatabase ? "no-identity" : "no-key-store",
           hasDatabase ? "no key store holds a certificate with its private key"
                       : "there is no key store, neither one of your own nor one of Firefox's, and no card",
           kImport);
     }
-    checkReaders();
+    if (!isExplained) checkReaders();
   }
 
   void checkReaders() {
@@ -243,6 +256,7 @@ class Check {
   }
 
   void checkModule(const StoreFault& fault) {
+    const Severity severity = isStoreMissed_ ? Severity::kNote : graded();
     std::error_code unreadable;
     const bool isMissing = fault.place.is_absolute() && !fs::exists(fault.place, unreadable);
     const std::string library = fault.place.string();
@@ -252,7 +266,7 @@ class Check {
                   " -list, then -delete NAME"
             : "remove " + fault.registration.string();
     if (isMissing)
-      add(graded(), "module-missing", "the library of a token, " + library + ", is not there",
+      add(severity, "module-missing", "the library of a token, " + library + ", is not there",
           "install the package that brings it again, or " + drop, {fault.registration.string()});
     else if (hangs(fault))
       add(graded(), kModuleHangs,
@@ -262,7 +276,7 @@ class Check {
           "the card for itself, have its service start anew (sudo systemctl restart pcscd), and try again",
           {fault.registration.string()});
     else
-      add(graded(), "module-broken",
+      add(severity, "module-broken",
           "the library of a token cannot be used: " + library + ": " + fault.reason,
           "see whether its device is connected and its service runs, install it again, or " + drop,
           {fault.registration.string()});
@@ -278,6 +292,7 @@ class Check {
             "look the PIN up before you sign", {place.store});
   }
 
+  bool isStoreMissed_ = false;
   std::vector<IdentityReport> usable_;
   std::vector<TokenPlace> places_;
   std::vector<Finding> findings_;

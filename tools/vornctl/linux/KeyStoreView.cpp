@@ -12,6 +12,8 @@ Trust trustOf(keys::Trust trust) {
   switch (trust) {
     case keys::Trust::kForSignatures:
       return Trust::kForSignatures;
+    case keys::Trust::kForItself:
+      return Trust::kForItself;
     case keys::Trust::kForOtherPurposes:
       return Trust::kForOtherPurposes;
     case keys::Trust::kProhibited:

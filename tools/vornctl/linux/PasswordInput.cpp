@@ -1,15 +1,15 @@
 #include "vornctl/linux/PasswordInput.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <termios.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <cstring>
+#include <cerrno>
 #include <system_error>
 
 #include "linux/prompt/PinPrompt.h"
-#include "vornctl/AtomicFile.h"
+#include "vornctl/InputFile.h"
 
 namespace vorn::vornctl {
 namespace {
@@ -58,12 +58,22 @@ class SilentTerminal {
 }  // namespace
 
 void readPassword(const std::string& file, prompt::Secret& password) {
-  std::optional<std::string> text = readFile(file);
-  if (!text) throw std::system_error(std::make_error_code(std::errc::no_such_file_or_directory), file);
   password.wipe();
-  const bool fits = password.append(text->data(), std::min(text->find_first_of("\r\n"), text->size()));
-  explicit_bzero(text->data(), text->size());
-  if (!fits) throw std::system_error(std::make_error_code(std::errc::file_too_large), file);
+  const int input = open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+  std::string fault = input < 0 ? std::generic_category().message(errno) : "";
+  // A pipe may be another program's answer. Of one without an end, or such a device, no more is read than a
+  // secret has room for, and no other copy is made.
+  char letter = 0;
+  while (fault.empty()) {
+    const ssize_t count = read(input, &letter, 1);
+    pollfd more{input, POLLIN, 0};
+    if (count == 0 || (count > 0 && (letter == '\n' || letter == '\r'))) break;
+    if (count > 0 && !password.append(&letter, 1)) fault = "too long for a password";
+    if (count < 0 && errno != EAGAIN && errno != EINTR) fault = std::generic_category().message(errno);
+    if (count < 0 && fault.empty()) poll(&more, 1, -1);
+  }
+  if (input >= 0) close(input);
+  if (!fault.empty()) throw InputFault(file + ": " + fault);
 }
 
 bool askForPassword(const std::string& question, prompt::Secret& password) {

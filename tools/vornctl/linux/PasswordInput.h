@@ -6,7 +6,7 @@
 
 namespace vorn::vornctl {
 
-/** Reads the first line of the file. Throws std::system_error when it cannot be read. */
+/** Reads the first line of the file or pipe. Throws an InputFault when it cannot be read. */
 void readPassword(const std::string& file, prompt::Secret& password);
 
 /**

@@ -9,15 +9,21 @@ void addSystemCommands(CLI::App& app, int& status) {
   CLI::App* command = nullptr;
   const auto import =
       addCommand(app, command, "import", "Put the key and certificate of a .p12 file into the key store",
-                 runImport, status);
+                 runImport, status, "vornctl import jane.p12");
   command->add_option("FILE", import->file, "The file, .p12 or .pfx")->required();
   command
       ->add_option("--password-file", import->passwordFile, "A file whose first line is the password of FILE")
-      ->type_name("TEXT");
+      ->type_name("FILE");
   command
       ->add_option("--store-password-file", import->storePasswordFile,
                    "A file whose first line is the password of the key store, if that has one")
-      ->type_name("TEXT");
+      ->type_name("FILE");
+  const auto confirm = addCommand(
+      app, command, "confirm", "Have every request to sign confirmed in a prompt, or say whether it is",
+      runConfirm, status, "vornctl confirm on\nsudo vornctl confirm off --system");
+  command->add_option("STATE", confirm->state, "on or off; without it nothing is changed")
+      ->check(CLI::IsMember({"on", "off"}).description(""));
+  command->add_flag("--system", confirm->forAll, "For all users of this computer instead of you");
 }
 
 }  // namespace vorn::vornctl

@@ -3,6 +3,9 @@
 #include <cstdint>
 #include <stdexcept>
 #include <string>
+#include <utility>
+
+#include "shared/ErrorReason.h"
 
 namespace vorn {
 
@@ -13,14 +16,17 @@ namespace vorn {
  */
 class BaseException : public std::runtime_error {
  public:
-  BaseException(std::uint32_t code, const std::string& message)
-      : std::runtime_error(message), message_(message), code_(code) {}
+  BaseException(std::uint32_t code, const std::string& message, std::string reason = reason::kInternal)
+      : std::runtime_error(message), message_(message), reason_(std::move(reason)), code_(code) {}
 
   const std::string& message() const { return message_; }
+  /** A word of ErrorReason.h. */
+  const std::string& reason() const { return reason_; }
   std::uint32_t code() const { return code_; }
 
  private:
   std::string message_;
+  std::string reason_;
   std::uint32_t code_;
 };
 
@@ -28,7 +34,8 @@ class BaseException : public std::runtime_error {
 class TechnicalException : public BaseException {
  public:
   static constexpr std::uint32_t kCode = 100;
-  explicit TechnicalException(const std::string& message) : BaseException(kCode, message) {}
+  explicit TechnicalException(const std::string& message, const std::string& reason = reason::kInternal)
+      : BaseException(kCode, message, reason) {}
 };
 
 /**
@@ -37,46 +44,52 @@ class TechnicalException : public BaseException {
 class InvalidArgumentException : public BaseException {
  public:
   static constexpr std::uint32_t kCode = 101;
-  explicit InvalidArgumentException(const std::string& message) : BaseException(kCode, message) {}
+  explicit InvalidArgumentException(const std::string& message)
+      : BaseException(kCode, message, reason::kRequestInvalid) {}
 };
 
 class CertificateNotFoundException : public BaseException {
  public:
   static constexpr std::uint32_t kCode = 102;
-  CertificateNotFoundException() : BaseException(kCode, "Certificate not found") {}
+  CertificateNotFoundException() : BaseException(kCode, "Certificate not found", reason::kNotFound) {}
 };
 
 /** The document is not well-formed XML, or not base64 of any. */
 class XMLDataParsingException : public BaseException {
  public:
   static constexpr std::uint32_t kCode = 103;
-  explicit XMLDataParsingException(const std::string& message) : BaseException(kCode, message) {}
+  explicit XMLDataParsingException(const std::string& message)
+      : BaseException(kCode, message, reason::kDocumentMalformed) {}
 };
 
 /** The document is XML, but what has to be signed is not in it once. */
 class InvalidXMLDataException : public BaseException {
  public:
   static constexpr std::uint32_t kCode = 104;
-  explicit InvalidXMLDataException(const std::string& message) : BaseException(kCode, message) {}
+  explicit InvalidXMLDataException(const std::string& message)
+      : BaseException(kCode, message, reason::kDocumentInvalid) {}
 };
 
 /** The signature could not be made. */
 class CryptoException : public BaseException {
  public:
   static constexpr std::uint32_t kCode = 105;
-  explicit CryptoException(const std::string& message) : BaseException(kCode, message) {}
+  explicit CryptoException(const std::string& message, const std::string& reason = reason::kKeyFailed)
+      : BaseException(kCode, message, reason) {}
 };
 
 class CertificateExpiredException : public BaseException {
  public:
   static constexpr std::uint32_t kCode = 107;
-  CertificateExpiredException() : BaseException(kCode, "Certificate expired") {}
+  explicit CertificateExpiredException(const std::string& reason = reason::kExpired)
+      : BaseException(kCode, "Certificate expired", reason) {}
 };
 
 class InvalidSignatureAlgorithmException : public BaseException {
  public:
   static constexpr std::uint32_t kCode = 108;
-  explicit InvalidSignatureAlgorithmException(const std::string& message) : BaseException(kCode, message) {}
+  explicit InvalidSignatureAlgorithmException(const std::string& message)
+      : BaseException(kCode, message, reason::kAlgorithmUnknown) {}
 };
 
 }  // namespace vorn

@@ -10,6 +10,10 @@ namespace vorn {
  */
 namespace logging {
 
+/** The logger whose records are lines of the system's own log (syslog), where no later request reaches them.
+ */
+inline constexpr const char* kSystemLog = "SystemLog";
+
 /** Called once, before anything is logged. */
 void setUp();
 
@@ -18,10 +22,13 @@ void configure(const std::string& path);
 
 /**
  * Sets the level for the request at hand: DEBUG when `verbose` is "ON", or empty while VORN_VERBOSE_LOGGING
- * is "ON" in the environment; INFO otherwise. A file that has outgrown the level's limit, or that
- * somebody has deleted, is started again. What a request has logged in full is bounded, whatever it holds.
+ * is "ON" in the environment; INFO otherwise. A file that has outgrown the level's limit is started again.
+ * What a request has logged in full is bounded, whatever it holds.
  */
 void setVerbose(const std::string& verbose);
+
+/** For a request that goes on with the one before: leaves level and file as they are, within reason. */
+void carryOn();
 
 }  // namespace logging
 

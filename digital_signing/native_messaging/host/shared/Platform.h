@@ -28,6 +28,13 @@ SystemVersion systemVersion();
  */
 std::string installedPath();
 
+/** To be called once, before the process gives up making sockets. */
+void openSystemLog();
+
+/** Gives the system's own log a line, with one of the levels of syslog.h, and says why it was not taken, or
+ * nothing. Waits for nobody. */
+std::string tellSystemLog(int level, const std::string& line);
+
 }  // namespace platform
 
 }  // namespace vorn

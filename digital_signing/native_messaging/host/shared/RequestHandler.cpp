@@ -22,6 +22,8 @@ namespace {
 
 const log4cplus::Logger logger = log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("RequestHandler"));
 
+const char* const kPart = "part";
+
 /** 3600000 as it stands here; a stream would cut it to six digits. */
 std::string inAllDigits(long double number) {
   char text[64];
@@ -43,7 +45,7 @@ jsonxx::Object RequestHandler::handleRequest() {
     throw;
   } catch (const BaseException& failure) {
     LOG4CPLUS_ERROR(logger, "Request failed with code " << failure.code() << ": " << failure.message());
-    appendError(response_, failure.code(), failure.message());
+    appendError(response_, failure.code(), failure.message(), wantsReasons_ ? failure.reason() : "");
   }
   if (!response_.has<jsonxx::String>("result")) {
     response_ << "result"
@@ -55,12 +57,18 @@ jsonxx::Object RequestHandler::handleRequest() {
 void RequestHandler::parse() {
   if (!isValidUtf8(message_) || !request_.parse(message_))
     throw InvalidArgumentException("Failed to parse request message");
+  wantsReasons_ = request_.has<jsonxx::Boolean>("reasons") && request_.get<jsonxx::Boolean>("reasons");
   if (!request_.has<jsonxx::String>("type"))
     throw InvalidArgumentException("Request type is missing from the request message");
 }
 
 void RequestHandler::applySettings() {
-  logging::setVerbose(request_.has<jsonxx::String>("verbose") ? request_.get<jsonxx::String>("verbose") : "");
+  type_ = asciiLowerCase(request_.get<jsonxx::String>("type"));
+  if (type_ == kPart)
+    logging::carryOn();  // or an answer that is fetched would take away what the log tells of it
+  else
+    logging::setVerbose(request_.has<jsonxx::String>("verbose") ? request_.get<jsonxx::String>("verbose")
+                                                                : "");
   LOG4CPLUS_DEBUG(logger, "Request message = " << message_);
   std::string().swap(message_);  // it may be 10 MiB, and all of it is in the request now
   if (request_.has<jsonxx::Number>("idle_timeout")) {
@@ -72,13 +80,12 @@ void RequestHandler::applySettings() {
 }
 
 void RequestHandler::dispatch() {
-  const std::string type = asciiLowerCase(request_.get<jsonxx::String>("type"));
-  LOG4CPLUS_INFO(logger, "Request type = " << type);
-  if (type == "part") return handlePartRequest();
+  LOG4CPLUS_INFO(logger, "Request type = " << type_);
+  if (type_ == kPart) return handlePartRequest();
   if (parts_ != nullptr) parts_->drop();
-  if (type == "version")
+  if (type_ == "version")
     handleVersionRequest();
-  else if (type == "sign")
+  else if (type_ == "sign")
     handleSignRequest();
   else
     throw InvalidArgumentException("Unknown request type");

@@ -25,6 +25,9 @@ class RequestHandler {
   /** How many bytes the caller takes at once, once the request is handled; nothing when it did not say. */
   std::optional<std::size_t> largestAnswer() const { return largestAnswer_; }
 
+  /** Whether the caller wants to have a failure's reason, as far as the request has been read. */
+  bool wantsReasons() const { return wantsReasons_; }
+
  private:
   void parse();
   void applySettings();
@@ -34,8 +37,10 @@ class RequestHandler {
   void handleSignRequest();
 
   std::string message_;
+  std::string type_; /**< in lower case */
   AnswerParts* parts_;
   std::optional<std::size_t> largestAnswer_;
+  bool wantsReasons_ = false;
   jsonxx::Object request_;
   jsonxx::Object response_;
 };

@@ -5,9 +5,9 @@
 namespace vorn {
 
 /**
- * The log's account of who had what signed: one line at INFO for every signature, without anything of the
- * content. Caller, certificate and document lie in the log's diagnostic context, so that none of the classes
- * on the way has to know them.
+ * The account of who had what signed: for every signature one line at INFO in the log's file, and one in the
+ * system's log with what comes from outside in quotes, without anything of the content. Caller, certificate
+ * and document lie in the log's diagnostic context, so that none of the classes on the way has to know them.
  */
 namespace signature_record {
 

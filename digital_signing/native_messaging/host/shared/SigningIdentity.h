@@ -2,6 +2,8 @@
 
 #include <memory>
 #include <string>
+#include <utility>
+#include <xsec/enc/XSECCryptoException.hpp>
 #include <xsec/enc/XSECCryptoKeyRSA.hpp>
 
 namespace vorn {
@@ -15,6 +17,18 @@ class PublicKeyText {
   virtual ~PublicKeyText() = default;
   virtual std::string getModulusBase64() const = 0;
   virtual std::string getExponentBase64() const = 0;
+};
+
+/** The key store has not signed, and it is known why: a word of ErrorReason.h. */
+class KeyRefusedException : public XSECCryptoException {
+ public:
+  KeyRefusedException(const std::string& message, std::string reason)
+      : XSECCryptoException(RSAError, message.c_str()), reason_(std::move(reason)) {}
+
+  const std::string& reason() const { return reason_; }
+
+ private:
+  std::string reason_;
 };
 
 /** A key for one signature. */

@@ -2,7 +2,10 @@
 
 #include <log4cplus/logger.h>
 #include <log4cplus/loggingmacros.h>
+#include <openssl/evp.h>
 
+#include <algorithm>
+#include <iterator>
 #include <memory>
 #include <new>
 #include <stdexcept>
@@ -36,7 +39,10 @@
 #include "shared/xml/DocumentSerialiser.h"
 #include "shared/xml/ParsedDocument.h"
 #include "shared/xml/ParserCheck.h"
+#include "shared/xml/ParserErrors.h"
+#include "shared/xml/PartFindings.h"
 #include "shared/xml/SignatureBuilder.h"
+#include "shared/xml/SignatureElements.h"
 #include "shared/xml/SignatureWarnings.h"
 #include "shared/xml/SignedInfoHandler.h"
 #include "shared/xml/XmlText.h"
@@ -58,10 +64,10 @@ struct Release {
 };
 
 /** Logs the message and throws it. */
-template <typename Exception>
-[[noreturn]] void fail(const std::string& message) {
+template <typename Exception, typename... Reason>
+[[noreturn]] void fail(const std::string& message, const Reason&... reason) {
   LOG4CPLUS_ERROR(logger, message);
-  throw Exception(message);
+  throw Exception(message, reason...);
 }
 
 /** The library's own handler ends the process. */
@@ -113,10 +119,44 @@ bool mayReadDifferently(const xercesc::DOMDocument& document) {
   return document.getDoctype() != nullptr || viewOf(document.getXmlVersion()) == u"1.1";
 }
 
-/** That what is handed out verifies, as it stands there. */
-void requireVerifies(const std::string& signedXml) {
-  const auto fault = verification::faultOfFinished(signedXml, signing_identity::encodedCertificate());
-  if (fault) fail<CryptoException>("The signed document does not verify: " + fault->message);
+/** Refuses what would pass the limits once it is signed, as whoever reads it then does. */
+void requireRoomForSignatures(const ParsedDocument& parsed) {
+  const ElementIndex& index = parsed.names();
+  std::size_t names =
+      parsed.nameCount() + std::size(kElementsOfSignature) + std::size(kAttributesOfSignature);
+  if (names > ParserLimits::kMaximumNames) {
+    index.forEach([&names](std::u16string_view name, const NamedElements&) {
+      names -= static_cast<std::size_t>(
+          std::count(std::begin(kElementsOfSignature), std::end(kElementsOfSignature), name) +
+          std::count(std::begin(kAttributesOfSignature), std::end(kAttributesOfSignature), name));
+    });
+  }
+  if (names > ParserLimits::kMaximumNames) fail<XMLDataParsingException>("The document has too many names");
+  for (const char* part : {"CounterpartData", "RenderedData"}) {
+    const NamedElements found = index.find(part);
+    if (found.count == 1 && levelOf(*found.first) + kLevelsOfSignature > ParserLimits::kMaximumElementDepth)
+      fail<InvalidXMLDataException>("Request XML data is invalid. Elements are nested too deeply");
+  }
+}
+
+std::string digestOf(const xercesc::DOMDocument& document) {
+  return verification::digestElement(*document.getDocumentElement(), nullptr, EVP_sha256());
+}
+
+/** That who reads what is handed out sees what was signed. */
+void requireReadsAs(const std::string& digest, const std::string& signedXml) {
+  std::string fault = "it reads differently";
+  try {
+    ParsedDocument parsed(signedXml);
+    if (digestOf(parsed.document()) == digest) return;
+  } catch (const BaseException& e) {
+    fault = e.message();
+  } catch (...) {
+    const auto description = describeParserException();
+    if (!description) throw;
+    fault = *description;
+  }
+  fail<CryptoException>("The signed document does not verify: " + fault, reason::kDocumentInvalid);
 }
 
 /**
@@ -125,6 +165,7 @@ void requireVerifies(const std::string& signedXml) {
  */
 template <typename Step>
 auto reportingAs(const std::string& stepName, Step step) {
+  const std::string caughtCrypto = "Caught XSECCryptoException " + stepName + ". Exception message = ";
   try {
     return step();
   } catch (const std::bad_alloc&) {
@@ -132,11 +173,14 @@ auto reportingAs(const std::string& stepName, Step step) {
   } catch (const xercesc::OutOfMemoryException&) {
     throw;
   } catch (const XSECException& e) {
-    fail<CryptoException>("Caught XSECException " + stepName + ". Exception message = " + toUtf8(e.getMsg()));
+    fail<CryptoException>("Caught XSECException " + stepName + ". Exception message = " + toUtf8(e.getMsg()),
+                          reason::kInternal);
+  } catch (const KeyRefusedException& e) {
+    fail<CryptoException>(caughtCrypto + e.getMsg(), e.reason());
   } catch (const XSECCryptoException& e) {
-    fail<CryptoException>("Caught XSECCryptoException " + stepName + ". Exception message = " + e.getMsg());
+    fail<CryptoException>(caughtCrypto + e.getMsg());
   } catch (...) {
-    fail<CryptoException>("Caught unknown exception " + stepName);
+    fail<CryptoException>("Caught unknown exception " + stepName, reason::kInternal);
   }
 }
 
@@ -171,7 +215,7 @@ void XMLSigner::initialise(SignatureAlgorithm algorithm) {
     fail<TechnicalException>("Caught XMLException initialising XML system libraries. Exception message = " +
                              toUtf8(e.getMessage()));
   } catch (const BaseException& e) {
-    throw BaseException(e.code(), e.message());
+    throw BaseException(e.code(), e.message(), e.reason());
   }
   expansions_ = {};
   switch (algorithm) {
@@ -188,15 +232,15 @@ void XMLSigner::initialise(SignatureAlgorithm algorithm) {
 
 std::string XMLSigner::sign(const std::string& base64Xml) {
   LOG4CPLUS_INFO(logger, "Signing XML data");
-  bool mustVerify = false;
-  const std::string signedXml = signDocument(base64Xml, mustVerify);
-  if (mustVerify) requireVerifies(signedXml);
+  std::string digest;
+  const std::string signedXml = signDocument(base64Xml, digest);
+  if (!digest.empty()) requireReadsAs(digest, signedXml);
   LOG4CPLUS_DEBUG(logger, "Signed XML = " << signedXml);
   return toBase64(signedXml);
 }
 
 /** All that the document takes is given back at the end; the result is encoded after that. */
-std::string XMLSigner::signDocument(const std::string& base64Xml, bool& mustVerify) {
+std::string XMLSigner::signDocument(const std::string& base64Xml, std::string& digest) {
   ParsedDocument parsed = [this, &base64Xml] {
     const auto xml = fromBase64(base64Xml);
     if (!xml) fail<XMLDataParsingException>("Request XML data is not valid base64");
@@ -204,11 +248,12 @@ std::string XMLSigner::signDocument(const std::string& base64Xml, bool& mustVeri
     return parse(xml->view(), expansions_);
   }();
   const std::vector<SignatureWarning> warnings = warningsOf(parsed, SigningStage::kBefore, algorithm_);
+  requireRoomForSignatures(parsed);
   generateSignature(parsed.document(), "CounterpartData");
   generateSignature(parsed.document(), "RenderedData");
   for (const SignatureWarning& warning : warnings) logWarning(warning);
   LOG4CPLUS_INFO(logger, "Finished signing XML");
-  mustVerify = mayReadDifferently(parsed.document());
+  if (mayReadDifferently(parsed.document())) digest = digestOf(parsed.document());
   return serialiseDocument(parsed.document());
 }
 

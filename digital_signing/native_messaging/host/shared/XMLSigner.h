@@ -52,8 +52,9 @@ class XMLSigner {
  private:
   XMLSigner() = default;
 
-  /** `mustVerify` tells whether the result has to be checked before anybody gets it. */
-  std::string signDocument(const std::string& base64Xml, bool& mustVerify);
+  /** `digest` is that of the whole document where others could read another one; then it has to be looked at.
+   */
+  std::string signDocument(const std::string& base64Xml, std::string& digest);
   /** Adds the signature of the only element with the name. */
   void generateSignature(xercesc::DOMDocument& document, const std::string& elementName);
   /** The document as UTF-8. */

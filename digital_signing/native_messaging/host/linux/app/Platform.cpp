@@ -1,15 +1,28 @@
 #include "shared/Platform.h"
 
+#include <poll.h>
 #include <pwd.h>
+#include <sys/auxv.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <sys/utsname.h>
+#include <syslog.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
 #include <filesystem>
 #include <system_error>
+#include <utility>
 
 namespace vorn {
+namespace {
+
+int systemLog = -1;
+
+}  // namespace
 
 namespace platform {
 
@@ -36,7 +49,40 @@ SystemVersion systemVersion() {
 
 std::string installedPath() {
   std::error_code failure;
-  return std::filesystem::read_symlink("/proc/self/exe", failure).string();
+  const std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe", failure);
+  if (!program.empty()) return program.string();
+  // Without /proc: what the kernel was told to execute.
+  const auto* const executed = reinterpret_cast<const char*>(getauxval(AT_EXECFN));
+  return executed != nullptr ? std::filesystem::canonical(executed, failure).string() : "";
+}
+
+void openSystemLog() {
+  systemLog = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+}
+
+// What syslog(3) does, which is of no use here: after a failure it makes a new socket, which the sandbox may
+// refuse, it tells nobody of it, and it waits for a listener that does not read.
+std::string tellSystemLog(int level, const std::string& line) {
+  const std::time_t now = std::time(nullptr);
+  std::tm local{};
+  localtime_r(&now, &local);
+  char time[32] = "";
+  std::strftime(time, sizeof time, "%b %e %T", &local);
+  const std::string message = "<" + std::to_string(LOG_USER | level) + ">" + time + " vorn-signing[" +
+                              std::to_string(getpid()) + "]: " + line;
+  const auto isTaken = [&message] {
+    return send(systemLog, message.data(), message.size(), MSG_DONTWAIT | MSG_NOSIGNAL) >= 0;
+  };
+  // Whoever listens may have been started anew since the last line.
+  constexpr sockaddr_un kListener{AF_UNIX, _PATH_LOG};
+  const auto isConnected = [&kListener] {
+    return connect(systemLog, reinterpret_cast<const sockaddr*>(&kListener), sizeof kListener) == 0;
+  };
+  if (isTaken() || (errno != EAGAIN && isConnected() && isTaken())) return "";
+  static int patience = 1000;  // in milliseconds, once for all
+  pollfd room{systemLog, POLLOUT, 0};
+  if (errno == EAGAIN && poll(&room, 1, std::exchange(patience, 0)) > 0 && isTaken()) return "";
+  return std::generic_category().message(errno);
 }
 
 }  // namespace platform

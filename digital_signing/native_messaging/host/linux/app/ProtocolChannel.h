@@ -14,7 +14,7 @@ class ProtocolChannel {
 
   /**
    * Waits at most `milliseconds` for input. Nothing when none came; empty at the end of input; otherwise what
-   * could be read at once, valid until the next call.
+   * could be read at once, valid until the next call. Throws std::system_error when no wait is possible.
    */
   std::optional<std::string_view> read(int milliseconds);
 

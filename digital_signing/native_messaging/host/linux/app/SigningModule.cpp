@@ -25,10 +25,10 @@ namespace {
 
 const log4cplus::Logger logger = log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("VORNSigning"));
 
-[[noreturn]] void failToLoad(const std::string& reason) {
-  const std::string message = "Failed to load the signing module: " + reason;
+[[noreturn]] void failToLoad(const std::string& cause, const char* reason = reason::kInternal) {
+  const std::string message = "Failed to load the signing module: " + cause;
   LOG4CPLUS_ERROR(logger, message);
-  throw TechnicalException(message);
+  throw TechnicalException(message, reason);
 }
 
 std::string folderOfHost() {
@@ -68,7 +68,7 @@ const SigningModule& loadModule() {
   if (module == nullptr) failToLoad(path + " is not one");
   if (module->build != std::string_view(kBuildId)) {
     isOver = true;
-    failToLoad(path + " is of another build: " + module->build);
+    failToLoad(path + " is of another build: " + module->build, reason::kRestart);
   }
   LOG4CPLUS_DEBUG(logger, "Signing module loaded");
   module->begin(requester::watched(), keyProgram);
@@ -80,29 +80,6 @@ const SigningModule& module() {
   return loaded;
 }
 
-[[noreturn]] void throwAgain(std::uint32_t code, const std::string& message) {
-  switch (code) {
-    case TechnicalException::kCode:
-      throw TechnicalException(message);
-    case InvalidArgumentException::kCode:
-      throw InvalidArgumentException(message);
-    case CertificateNotFoundException::kCode:
-      throw CertificateNotFoundException();
-    case XMLDataParsingException::kCode:
-      throw XMLDataParsingException(message);
-    case InvalidXMLDataException::kCode:
-      throw InvalidXMLDataException(message);
-    case CryptoException::kCode:
-      throw CryptoException(message);
-    case CertificateExpiredException::kCode:
-      throw CertificateExpiredException();
-    case InvalidSignatureAlgorithmException::kCode:
-      throw InvalidSignatureAlgorithmException(message);
-    default:
-      throw BaseException(code, message);
-  }
-}
-
 /** Throws in the host what was caught in the module. */
 void report(const SigningFailure& failure) {
   isOver = isOver || failure.isLast;
@@ -110,7 +87,8 @@ void report(const SigningFailure& failure) {
     case SigningFailure::Kind::kNone:
       return;
     case SigningFailure::Kind::kHost:
-      throwAgain(failure.code, failure.message);
+      if (failure.code == InvalidArgumentException::kCode) throw InvalidArgumentException(failure.message);
+      throw BaseException(failure.code, failure.message, failure.reason);
     case SigningFailure::Kind::kRequesterGone:
       throw RequesterGoneException();
     case SigningFailure::Kind::kOutOfMemory:

@@ -20,6 +20,7 @@ struct SigningFailure {
   Kind kind = Kind::kNone;
   std::uint32_t code = 0;  // of a BaseException
   std::string message = {};
+  std::string reason = {};
   /** Whether the process for keys is gone, and only another host can start another. */
   bool isLast = false;
 };

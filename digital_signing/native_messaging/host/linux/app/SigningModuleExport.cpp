@@ -19,7 +19,7 @@ SigningFailure failureOf(Call call) {
     call();
     return {};
   } catch (const BaseException& failure) {
-    return {Kind::kHost, failure.code(), failure.message()};
+    return {Kind::kHost, failure.code(), failure.message(), failure.reason()};
   } catch (const RequesterGoneException&) {
     return {Kind::kRequesterGone};
   } catch (const std::bad_alloc&) {

@@ -62,7 +62,7 @@ void withAdvice(Call call) {
     const bool isOfKeys = failure.code() == TechnicalException::kCode ||
                           failure.code() == CertificateNotFoundException::kCode ||
                           failure.code() == CryptoException::kCode;
-    if (isOfKeys && !advice.empty()) throw TechnicalException(advice);
+    if (isOfKeys && !advice.empty()) throw TechnicalException(advice, reason::kModuleHangs);
     throw;
   }
 }

@@ -27,8 +27,9 @@ Trust trustOf(const CERTCertificate& certificate) {
   const unsigned sites = trust.sslFlags, mail = trust.emailFlags, objects = trust.objectSigningFlags;
   if (isProhibition(sites) || isProhibition(mail) || isProhibition(objects)) return Trust::kProhibited;
   if (holds(sites, CERTDB_TRUSTED_CLIENT_CA) || holds(mail, CERTDB_TRUSTED_CA) ||
-      holds(objects, CERTDB_TRUSTED_CA) || isTrustedPeer(mail) || isTrustedPeer(objects))
+      holds(objects, CERTDB_TRUSTED_CA))
     return Trust::kForSignatures;
+  if (isTrustedPeer(mail) || isTrustedPeer(objects)) return Trust::kForItself;
   return holds(sites, CERTDB_TRUSTED_CA) ? Trust::kForOtherPurposes : Trust::kNone;
 }
 

@@ -92,6 +92,19 @@ std::vector<StoreFault> fileFaults() {
   return faults;
 }
 
+std::vector<fs::path> confirmationFiles() {
+  return {"/etc/vorn-signing/confirm", baseFolder("XDG_CONFIG_HOME", ".config") / "vorn-signing" / "confirm"};
+}
+
+std::vector<fs::path> presentConfirmationFiles() {
+  std::vector<fs::path> present;
+  for (const fs::path& file : confirmationFiles()) {
+    std::error_code failure;
+    if (fs::symlink_status(file, failure).type() != fs::file_type::not_found) present.push_back(file);
+  }
+  return present;
+}
+
 std::vector<fs::path> sharedDatabaseFolders() {
   return {homeFolder() / ".pki" / "nssdb", baseFolder("XDG_DATA_HOME", ".local/share") / "pki" / "nssdb"};
 }

@@ -5,6 +5,7 @@
 #include <cstdio>
 
 #include "Security/SecBase.h"
+#include "shared/ErrorReason.h"
 
 namespace vorn::keys {
 namespace {
@@ -42,8 +43,8 @@ bool has(const CK_TOKEN_INFO& token, CK_FLAGS flag) {
   return (token.flags & flag) != 0;
 }
 
-NssError refusal(OSStatus status, OSStatus code, std::string sentence) {
-  return {status, code, "", std::move(sentence)};
+NssError refusal(OSStatus status, OSStatus code, std::string sentence, const char* reason = "") {
+  return {status, code, "", std::move(sentence), reason};
 }
 
 }  // namespace
@@ -64,6 +65,10 @@ prompt::Question LoginQuestion::notice(bool wasWrong) const {
   std::vector<std::string> lines = lines_;
   lines.push_back("Type the PIN on the keys of the card reader.");
   return {std::move(lines), warning(wasWrong), "", "Hide this"};
+}
+
+prompt::Question LoginQuestion::confirmation() const {
+  return {lines_, "", "", "Sign"};
 }
 
 std::string LoginQuestion::warning(bool wasWrong) const {
@@ -95,17 +100,27 @@ std::string LoginQuestion::tokenName() const {
   return "the token \"" + token_ + "\"";
 }
 
+NssError LoginQuestion::unconfirmed(const prompt::Answer& answer) const {
+  if (answer.outcome == prompt::Answer::Outcome::kCancelled)
+    return refusal(errSecUserCanceled, kCssmUserCanceled, "The user does not want to have this signed",
+                   reason::kConfirmRefused);
+  return refusal(errSecInteractionNotAllowed, kCssmNoUserInteraction,
+                 "Signatures are to be confirmed, and " + answer.reason, reason::kNoPrompt);
+}
+
 NssError LoginQuestion::locked() const {
   return refusal(errSecAuthFailed, kCssmOperationAuthDenied,
                  "The " + word_ + " of " + tokenName() +
                      " is locked after too many wrong ones; unblock it with the software of the card, or ask "
-                     "whoever has issued it");
+                     "whoever has issued it",
+                 reason::kPinBlocked);
 }
 
 NssError LoginQuestion::expired() const {
   return refusal(
       errSecAuthFailed, kCssmOperationAuthDenied,
-      "The " + word_ + " of " + tokenName() + " has expired; change it with the software of the card");
+      "The " + word_ + " of " + tokenName() + " has expired; change it with the software of the card",
+      reason::kKeyFailed);
 }
 
 NssError LoginQuestion::tooManyWrong() const {

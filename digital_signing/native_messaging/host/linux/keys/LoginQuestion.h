@@ -26,6 +26,10 @@ class LoginQuestion {
   /** Empty when a PIN of that length may be right. */
   std::string wrongLength(std::size_t length) const;
 
+  /** For a key that signs without a PIN. */
+  prompt::Question confirmation() const;
+
+  NssError unconfirmed(const prompt::Answer& answer) const;
   NssError locked() const;
   NssError expired() const;
   NssError tooManyWrong() const;

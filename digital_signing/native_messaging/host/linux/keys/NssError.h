@@ -16,6 +16,8 @@ struct NssError {
   std::string name;
   /** For people, where more is known than the name; else empty. */
   std::string sentence = "";
+  /** A word of ErrorReason.h, where more is known than the code; only with a sentence. */
+  std::string reason = "";
 };
 
 /** The codes of the domain "Internal CSSM error" that this layer itself has a reason for. */

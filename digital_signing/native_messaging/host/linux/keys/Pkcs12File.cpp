@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <new>
 
 #include "linux/keys/NssError.h"
 #include "linux/keys/NssHandles.h"
@@ -53,17 +54,20 @@ class Library {
   NSSInitContext* context_;
 };
 
-/** A password in the form of the standard: UTF-16, the higher byte first, with a zero at the end. Wiped. */
+/** A password in the form of the standard: UTF-16, the higher byte first, with a zero at the end. In locked
+ * memory. */
 class WidePassword {
  public:
-  explicit WidePassword(std::string_view text) : bytes_(2 * text.size() + 2) {
+  explicit WidePassword(std::string_view text) {
+    const auto room = static_cast<unsigned>(2 * text.size() + 2);
+    if (bytes_ = static_cast<unsigned char*>(prompt::allocateLocked(room)); bytes_ == nullptr)
+      throw std::bad_alloc();
     unsigned length = 0;
     PORT_UCS2_UTF8Conversion(PR_TRUE, reinterpret_cast<unsigned char*>(const_cast<char*>(text.data())),
-                             static_cast<unsigned>(text.size()), bytes_.data(),
-                             static_cast<unsigned>(bytes_.size()), &length);
-    item_ = {siBuffer, bytes_.data(), length + 2};
+                             static_cast<unsigned>(text.size()), bytes_, room, &length);
+    item_ = {siBuffer, bytes_, length + 2};
   }
-  ~WidePassword() { explicit_bzero(bytes_.data(), bytes_.size()); }
+  ~WidePassword() { prompt::freeLocked(bytes_); }
   WidePassword(const WidePassword&) = delete;
   WidePassword& operator=(const WidePassword&) = delete;
 
@@ -72,7 +76,7 @@ class WidePassword {
   void makeNone() { item_.len = 0; }
 
  private:
-  std::vector<unsigned char> bytes_;
+  unsigned char* bytes_ = nullptr;
   SECItem item_{};
 };
 
@@ -141,6 +145,15 @@ std::vector<Pkcs12Certificate> certificatesIn(SEC_PKCS12DecoderContext* decoder)
   return certificates;
 }
 
+/** Whether a key that is encrypted once more, within what was, asks for too many rounds. */
+bool hidesSlowKey(SEC_PKCS12DecoderContext* decoder) {
+  if (SEC_PKCS12DecoderIterateInit(decoder) != SECSuccess) return false;
+  const SEC_PKCS12DecoderItem* item = nullptr;
+  while (SEC_PKCS12DecoderIterateNext(decoder, &item) == SECSuccess)
+    if (item->shroudAlg != nullptr && asksForTooManyRounds(bytesOf(item->shroudAlg->parameters))) return true;
+  return false;
+}
+
 /** Asked when a nickname is another subject's already, or there is none: the subject's name with a number. */
 SECItem* PR_CALLBACK newNickname(SECItem* old, PRBool* cancel, void* argument) {
   static unsigned count = 0;
@@ -198,11 +211,13 @@ Pkcs12Result importInto(PK11SlotInfo* slot, std::span<const std::uint8_t> file, 
 }  // namespace
 
 Pkcs12Result readPkcs12(std::span<const std::uint8_t> file, std::string_view password) {
+  if (asksForTooManyRounds(file)) return {Pkcs12Status::kTooSlow};
   const Library library;
   if (!library.isOpen()) return failure(Pkcs12Status::kStoreFailed);
   const Slot slot(PK11_GetInternalKeySlot());
   const OpenFile open(file, password, slot.get(), nullptr);
   if (open.decoder() == nullptr) return unreadable();
+  if (hidesSlowKey(open.decoder())) return {Pkcs12Status::kTooSlow};
   return {Pkcs12Status::kFine, "", certificatesIn(open.decoder())};
 }
 

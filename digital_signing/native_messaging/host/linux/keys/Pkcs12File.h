@@ -24,6 +24,8 @@ enum class Pkcs12Status {
   kWrongPassword,
   /** It is no such file, or a damaged one. */
   kMalformed,
+  /** A try of its password would take minutes, or years. */
+  kTooSlow,
   /** The key store takes it as it is no more: it wants a password that was not given, or cannot be written.
    */
   kStoreLocked,
@@ -37,6 +39,10 @@ struct Pkcs12Result {
   std::string detail = {};
   std::vector<Pkcs12Certificate> certificates = {};
 };
+
+/** Whether the rounds of hashing, which make passwords hard to guess, are more than a person waits for; in
+ * all that is not encrypted. */
+bool asksForTooManyRounds(std::span<const std::uint8_t> file);
 
 /** Decrypts the file. `password` is UTF-8. Nothing is kept of either. */
 Pkcs12Result readPkcs12(std::span<const std::uint8_t> file, std::string_view password);

@@ -73,7 +73,7 @@ jsonxx::Object trustAnswer() {
 
 jsonxx::Object refusalOf(const NssError& error) {
   jsonxx::Object answer("code", error.cssmCode);
-  answer << "name" << error.name << "sentence" << error.sentence;
+  answer << "name" << error.name << "sentence" << error.sentence << "reason" << error.reason;
   return answer;
 }
 

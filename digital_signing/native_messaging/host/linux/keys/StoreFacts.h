@@ -23,6 +23,11 @@ std::vector<std::filesystem::path> sharedDatabaseFolders();
 /** The databases that are there, each once: the shared ones, then those of Firefox's profiles. */
 std::vector<KeyDatabase> keyDatabases();
 
+/** The files, of the computer and of the user, that have each request confirmed by being there. */
+std::vector<std::filesystem::path> confirmationFiles();
+/** Those that are there, or cannot be seen not to be. */
+std::vector<std::filesystem::path> presentConfirmationFiles();
+
 struct Token {
   std::string name;
   /** Whether it wants a password before any key in it can be used. */
@@ -62,7 +67,8 @@ struct TokenPlace {
 
 enum class Trust {
   kNone,
-  kForSignatures,    /**< to vouch for persons: an authority for e-mail, clients or objects, or a peer */
+  kForSignatures,    /**< to vouch for persons: an authority for e-mail, clients or objects */
+  kForItself,        /**< a peer for e-mail or objects */
   kForOtherPurposes, /**< as an authority for web sites only */
   kProhibited,
 };

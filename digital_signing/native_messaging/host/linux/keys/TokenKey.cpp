@@ -116,6 +116,14 @@ std::optional<NssError> TokenKey::open(const x509::Certificate& certificate) con
   return error;
 }
 
+/** Where requests are to be confirmed. Whoever is asked for a PIN confirms by that. */
+std::optional<NssError> TokenKey::confirm(const x509::Certificate& certificate) const {
+  if (wantsPinEachTime_ || presentConfirmationFiles().empty()) return std::nullopt;
+  TokenLogin* const login = TokenLogin::of(slot_.get());
+  if (login == nullptr) return logIn(certificate);
+  return describeToken(slot_.get()).locked ? login->logIn(certificate) : login->confirm(certificate);
+}
+
 std::optional<NssError> TokenKey::logIn(const x509::Certificate& certificate) const {
   if (TokenLogin* const login = TokenLogin::of(slot_.get())) return login->logIn(certificate);
   PR_SetError(SEC_ERROR_BAD_PASSWORD, 0);
@@ -181,6 +189,7 @@ std::variant<std::vector<std::uint8_t>, NssError> TokenKey::signOnce(
     return lastNssError();
   }
   if (auto refusal = open(certificate)) return *refusal;
+  if (auto refusal = confirm(certificate)) return *refusal;
   SECKEYPrivateKey* const key = quickKey();
   // The length is known: PK11_SignatureLen asks the token for the modulus.
   std::vector<std::uint8_t> signature(modulusLength_);

@@ -56,6 +56,7 @@ class TokenKey : public std::enable_shared_from_this<TokenKey> {
   std::variant<std::vector<std::uint8_t>, NssError> signOnce(der::Bytes input,
                                                              const x509::Certificate& certificate) const;
   void describe(const SECKEYPublicKey& publicHalf);
+  std::optional<NssError> confirm(const x509::Certificate& certificate) const;
   void readFlags() const;
   std::optional<NssError> open(const x509::Certificate& certificate) const;
   std::optional<NssError> logIn(const x509::Certificate& certificate) const;

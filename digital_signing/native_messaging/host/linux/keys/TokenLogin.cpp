@@ -13,6 +13,7 @@
 #include "linux/keys/WatchedModules.h"
 #include "linux/prompt/CancelPause.h"
 #include "linux/prompt/PromptLog.h"
+#include "shared/ErrorReason.h"
 
 namespace vorn::keys {
 namespace {
@@ -53,9 +54,11 @@ NssError lastErrorOf(PK11SlotInfo* slot) {
   const bool hasLeft = hasDeviceFailed && PK11_IsRemovable(slot) != PR_FALSE && isPresentSoon(slot, false);
   PR_SetError(hasLeft ? SEC_ERROR_NO_TOKEN : code, 0);
   NssError error = lastNssError();
-  if (PR_GetError() == SEC_ERROR_NO_TOKEN)
+  if (PR_GetError() == SEC_ERROR_NO_TOKEN) {
+    error.reason = reason::kCardOut;
     error.sentence = std::string("The token \"") + PK11_GetTokenName(slot) +
                      "\" is not in its reader; put the card in and sign again";
+  }
   return error;
 }
 
@@ -103,6 +106,16 @@ std::optional<NssError> TokenLogin::logIn(const x509::Certificate& certificate) 
   return refusal;
 }
 
+std::optional<NssError> TokenLogin::confirm(const x509::Certificate& certificate) {
+  if (request_.hasConsent()) return std::nullopt;
+  const LoginQuestion question(slot_.get(), {}, certificate, request_.facts());
+  const MarkedWait thinking;
+  const prompt::Answer answer = prompt::confirm(question.confirmation());
+  if (answer.outcome != prompt::Answer::Outcome::kGiven) return question.unconfirmed(answer);
+  request_.consent();
+  return std::nullopt;
+}
+
 std::optional<NssError> TokenLogin::withPin(const x509::Certificate& certificate,
                                             const std::function<SECStatus()>& use) {
   for (bool wasWrong = false;; wasWrong = true) {
@@ -122,6 +135,7 @@ std::optional<NssError> TokenLogin::withPin(const x509::Certificate& certificate
     }
     if (run(use) == SECSuccess) {
       questions_ = 0;
+      request_.consent();
       return std::nullopt;
     }
     const PRErrorCode code = PR_GetError();

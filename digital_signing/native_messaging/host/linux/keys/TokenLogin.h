@@ -31,6 +31,9 @@ class TokenLogin {
   /** Asks for the PIN, and opens the token with it. Nothing when it is open then, else why not. */
   std::optional<NssError> logIn(const x509::Certificate& certificate);
 
+  /** Has the user confirm the request, unless a PIN has done that. Nothing when it is, else why not. */
+  std::optional<NssError> confirm(const x509::Certificate& certificate);
+
   /**
    * Calls `use`, in which the token wants its PIN, with the PIN that is held, or that is asked for; again
    * while it is wrong. `use` returns what NSS does. Nothing on success, else why not.

@@ -124,6 +124,12 @@ class Dialogue {
     return transact("GETPIN", &secret);
   }
 
+  gpg_error_t getConsent() {
+    hasAsked_ = true;
+    process_.allow(patience() + std::chrono::seconds(1));
+    return transact("CONFIRM", nullptr);
+  }
+
   gpg_error_t showMessage() {
     hasAsked_ = true;
     return assuan_write_line(context_, "MESSAGE");
@@ -178,22 +184,15 @@ Answer answerOf(gpg_error_t fault, Dialogue& dialogue, const std::string& progra
                                 (hasDied ? "" : gpg_strerror(fault)) + advice};
 }
 
-Answer askWith(const std::string& program, const Question& question, Secret& secret) {
+Answer askWith(const std::string& program, const Question& question, Secret* secret) {
   Dialogue dialogue(program);
   gpg_error_t fault = dialogue.open();
   if (fault == 0) fault = dialogue.describe(question);
-  if (fault == 0) fault = dialogue.getPin(secret);
+  if (fault == 0) fault = secret != nullptr ? dialogue.getPin(*secret) : dialogue.getConsent();
   return answerOf(fault, dialogue, program);
 }
 
-void warnOfNoNotice(const std::string& reason) {
-  log(Weight::kWarning, "No notice can be shown: " + reason);
-}
-
-}  // namespace
-
-Answer ask(const Question& question, Secret& secret) {
-  secret.wipe();
+Answer askOf(const Question& question, Secret* secret) {
   const PromptProgram program = findPromptProgram();
   Answer answer{Outcome::kFailed, program.fault};
   if (!program.path.empty()) {
@@ -204,10 +203,26 @@ Answer ask(const Question& question, Secret& secret) {
       answer.reason = "the prompt " + program.path + " cannot be started: " + failure.what();
     }
   }
-  if (answer.outcome != Outcome::kGiven) secret.wipe();
   const std::string words[] = {"The prompt was answered", "The prompt was cancelled", "No answer: "};
   log(Weight::kInfo, words[static_cast<int>(answer.outcome)] + answer.reason);
   return answer;
+}
+
+void warnOfNoNotice(const std::string& reason) {
+  log(Weight::kWarning, "No notice can be shown: " + reason);
+}
+
+}  // namespace
+
+Answer ask(const Question& question, Secret& secret) {
+  secret.wipe();
+  Answer answer = askOf(question, &secret);
+  if (answer.outcome != Outcome::kGiven) secret.wipe();
+  return answer;
+}
+
+Answer confirm(const Question& question) {
+  return askOf(question, nullptr);
 }
 
 Notice::Notice(const Question& notice) {

@@ -34,6 +34,8 @@ struct Answer {
  * has started it.
  */
 Answer ask(const Question& question, Secret& secret);
+/** The same for a word of consent, without a field to type in. */
+Answer confirm(const Question& question);
 
 /**
  * Shows a text for as long as the object lives, while something else waits for the user: a reader with keys

@@ -29,11 +29,15 @@ class SigningRequest {
   static SigningRequest* current();
 
   const Facts& facts() const { return facts_; }
+  /** Whether the user has agreed to the request, by a PIN or by word. */
+  bool hasConsent() const { return hasConsent_; }
+  void consent() { hasConsent_ = true; }
   /** For what the request has opened or holds; must not throw. */
   void atEnd(std::function<void()> action) { actions_.push_back(std::move(action)); }
 
  private:
   const Facts facts_;
+  bool hasConsent_ = false;
   std::vector<std::function<void()>> actions_;
 };
 

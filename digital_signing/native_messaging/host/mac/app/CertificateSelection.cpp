@@ -74,7 +74,7 @@ CFRef<CFTypeRef> findIdentities(const std::string& name) {
     LOG4CPLUS_ERROR(logger, message);
     const auto reason = CFRef<CFStringRef>::adopt(SecCopyErrorMessageString(status, nullptr));
     if (const auto text = utf8Text(reason.get())) LOG4CPLUS_ERROR(logger, *text);
-    throw TechnicalException(message);
+    throw TechnicalException(message, reason::kStoreUnreadable);
   }
   return identities;
 }

@@ -10,9 +10,3 @@
  * - Gestalt tells the version as the three numbers that pages are told (10.8).
  */
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
-
-namespace vorn {
-
-namespace vorn {}  // namespace vorn
-
-}  // namespace vorn

@@ -16,6 +16,7 @@
 #include "mac/app/DeprecatedCalls.h"
 #include "mac/app/SignatureCheck.h"
 #include "shared/Base64.h"
+#include "shared/ErrorReason.h"
 #include "shared/SignatureAlgorithm.h"
 
 namespace vorn {
@@ -38,13 +39,40 @@ constexpr auto kProviderName = [] {
                             ("KeychainCryptoKeyRSA::" + operation + "() is not implemented").c_str());
 }
 
-[[noreturn]] void fail(const std::string& message) {
-  throw XSECCryptoException(XSECCryptoException::RSAError, ("KeychainCryptoKeyRSA - " + message).c_str());
+[[noreturn]] void fail(const std::string& message, const std::string& reason = reason::kKeyFailed) {
+  throw KeyRefusedException("KeychainCryptoKeyRSA - " + message, reason);
+}
+
+/**
+ * Transforms hand on the codes of the key's own process, other calls those of Security. Either way a Keychain
+ * tells no more of a password than that it would not do.
+ */
+std::string reasonOf(CFErrorRef error) {
+  constexpr CFIndex kCssmUserCanceled = -2147415839;
+  constexpr CFIndex kCssmNoUserInteraction = -2147415840;
+  constexpr CFIndex kCssmOperationAuthDenied = -2147416032;
+  const auto details = CFRef<CFDictionaryRef>::adopt(CFErrorCopyUserInfo(error));
+  const CFRef<CFStringRef> key = makeCFString("VORNErrorReason");  // a key store of our own knows the word
+  const void* word = details ? CFDictionaryGetValue(details.get(), key.get()) : nullptr;
+  if (const auto text = utf8Text(ofType<CFStringRef>(word, CFStringGetTypeID()))) return *text;
+  switch (CFErrorGetCode(error)) {
+    case errSecUserCanceled:
+    case kCssmUserCanceled:
+      return reason::kPromptCancelled;
+    case errSecInteractionNotAllowed:
+    case kCssmNoUserInteraction:
+      return reason::kNoPrompt;
+    case errSecAuthFailed:
+    case kCssmOperationAuthDenied:
+      return reason::kPinWrong;
+    default:
+      return reason::kKeyFailed;
+  }
 }
 
 /** The error object decides over failure, not what the function returned. */
 void failOn(const CFRef<CFErrorRef>& error, const char* message) {
-  if (error) fail(message + describeError(error.get()));
+  if (error) fail(message + describeError(error.get()), reasonOf(error.get()));
 }
 
 void setAttribute(SecTransformRef transform, CFStringRef name, CFTypeRef value, const char* failure) {

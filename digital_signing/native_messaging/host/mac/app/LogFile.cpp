@@ -58,6 +58,22 @@ LogFile::LogFile(const std::string& path) {
   fault_ = descriptor_ < 0 ? causeOf(errno) : faultOfFile(descriptor_);
 }
 
+bool LogFile::isAt(const std::string& path) const {
+  struct stat named{};
+  struct stat held{};
+  return descriptor_ >= 0 && lstat(path.c_str(), &named) == 0 && fstat(descriptor_, &held) == 0 &&
+         named.st_dev == held.st_dev && named.st_ino == held.st_ino;
+}
+
+std::string LogFile::append(std::string_view line) {
+  while (!line.empty()) {
+    const ssize_t count = write(descriptor_, line.data(), line.size());
+    if (count < 0 && errno != EINTR) return causeOf(errno);
+    if (count > 0) line.remove_prefix(static_cast<std::size_t>(count));
+  }
+  return "";
+}
+
 LogFile::~LogFile() {
   if (descriptor_ >= 0) close(descriptor_);
 }

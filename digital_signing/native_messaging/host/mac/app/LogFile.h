@@ -1,11 +1,11 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 namespace vorn {
 
-/** The log's file, open for appending: held by its descriptor, so that no later change of the
- * name leads elsewhere. */
+/** The log's file, open for appending. */
 class LogFile {
  public:
   /**
@@ -20,8 +20,10 @@ class LogFile {
 
   /** Why there is no file, which is left as it was then; empty when it can be written. */
   const std::string& fault() const { return fault_; }
-  /** A name by which this process, and no other, opens this very file again. */
-  std::string ownName() const { return "/dev/fd/" + std::to_string(descriptor_); }
+  /** Whether `path` leads to this very file by now, and not to another one or to none. */
+  bool isAt(const std::string& path) const;
+  /** By one call of the system, so that lines of two hosts do not mix. Says why not, or nothing. */
+  std::string append(std::string_view line);
 
  private:
   int descriptor_ = -1;

@@ -1,14 +1,16 @@
 #include "shared/Logging.h"
 
-#include <log4cplus/fileappender.h>
+#include <log4cplus/appender.h>
 #include <log4cplus/helpers/loglog.h>
 #include <log4cplus/initializer.h>
 #include <log4cplus/logger.h>
+#include <log4cplus/loggingmacros.h>
+#include <log4cplus/spi/loggingevent.h>
 #include <sys/stat.h>
+#include <syslog.h>
 #include <unistd.h>
 #include <log4cplus/config.hxx>
 
-#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <iostream>
@@ -25,33 +27,88 @@ namespace {
 
 const char* const kAppenderName = "VORNSigning";
 
-// In bytes: a quiet log keeps some 60 requests, a verbose one a few whole messages.
+const log4cplus::Logger logger = log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("VORNSigning"));
+
+// In bytes: a quiet log keeps some nine requests to sign, a verbose one a few whole messages.
 constexpr off_t kNormalLimit = 12600;
 constexpr off_t kVerboseLimit = 549000;
+// More than one request can have logged: a host that is asked for parts without end does not fill the disk.
+constexpr off_t kLimitForParts = 2 * off_t{HarmlessLayout::kBudget};
 
 std::string logFilePath() {
   const std::string home = platform::homeFolder();
   return home.empty() ? home : home + "/vorn-signing.log";
 }
 
-/** Holds the file for as long as log4cplus writes to it, and opens it by its own name alone. */
-class LogFileAppender : public log4cplus::FileAppender {
- public:
-  explicit LogFileAppender(std::unique_ptr<LogFile> file)
-      : FileAppender(file->ownName(), std::ios_base::app, /*immediateFlush=*/true, /*createDirs=*/false),
-        file_(std::move(file)) {}
-
- private:
-  std::unique_ptr<LogFile> file_;
-};
-
 /** The one word on a log that there is not: nobody would look for it in vain. */
 void reportMissing(const std::string& path, const std::string& fault) {
   static bool reported = false;
-  if (!std::exchange(reported, true)) {
-    std::cerr << "vorn-signing: no log is written to " << vorn::harmlessText(path) << ": " << fault
-              << std::endl;
+  if (std::exchange(reported, true)) return;
+  const std::string report = "no log is written to " + vorn::harmlessText(path) + ": " + fault;
+  std::cerr << "vorn-signing: " << report << std::endl;
+  platform::tellSystemLog(LOG_WARNING, report);
+}
+
+/** Writes to the file that has the log's name by now: another host may have begun it anew. */
+class LogFileAppender : public log4cplus::Appender {
+ public:
+  explicit LogFileAppender(const std::string& path) : path_(path) { openAgain(); }
+  ~LogFileAppender() override { destructorImpl(); }
+  void close() override { closed = true; }
+
+ protected:
+  void append(const log4cplus::spi::InternalLoggingEvent& event) override {
+    if (!file_->isAt(path_)) openAgain();
+    if (!file_->fault().empty()) return;
+    const std::string fault = file_->append(formatEvent(event));
+    if (!fault.empty()) reportMissing(path_, fault);
   }
+
+ private:
+  void openAgain() {
+    file_ = std::make_unique<LogFile>(path_);
+    if (!file_->fault().empty()) reportMissing(path_, file_->fault());
+  }
+
+  const std::string path_;
+  std::unique_ptr<LogFile> file_;
+};
+
+/** Each record is a line of the system's log. */
+class SystemLogAppender : public log4cplus::Appender {
+ public:
+  ~SystemLogAppender() override { destructorImpl(); }
+  void close() override { closed = true; }
+
+ protected:
+  void append(const log4cplus::spi::InternalLoggingEvent& event) override {
+    const std::string fault = platform::tellSystemLog(LOG_INFO, vorn::harmlessText(event.getMessage()));
+    if (!fault.empty() && !std::exchange(warned_, true))
+      LOG4CPLUS_WARN(logger, "The system's log is not told of signatures: " << fault);
+  }
+
+ private:
+  bool warned_ = false;
+};
+
+void openSystemLog() {
+  platform::openSystemLog();
+  log4cplus::Logger records = log4cplus::Logger::getInstance(LOG4CPLUS_TEXT(logging::kSystemLog));
+  records.setAdditivity(false);
+  records.removeAllAppenders();
+  records.addAppender(log4cplus::SharedAppenderPtr(new SystemLogAppender));
+}
+
+/** Starts the file again if it is longer than so many bytes. */
+void restartAbove(off_t limit) {
+  const std::string path = logFilePath();
+  struct stat status{};
+  if (path.empty() || lstat(path.c_str(), &status) != 0 || status.st_size <= limit) return;
+  // What LogFile would not write to is not ours to start again either.
+  if (!S_ISREG(status.st_mode) || status.st_uid != geteuid() || status.st_nlink != 1) return;
+  log4cplus::Logger::getRoot().removeAppender(LOG4CPLUS_TEXT(kAppenderName));
+  std::remove(path.c_str());
+  logging::configure(path);
 }
 
 bool isVerbose(const std::string& verbose) {
@@ -67,9 +124,10 @@ namespace logging {
 void setUp() {
   // log4cplus itself would complain on standard error about every record that finds no appender.
   log4cplus::helpers::LogLog::getLogLog()->setQuietMode(true);
+  log4cplus::initialize();
+  openSystemLog();
   const std::string path = logFilePath();
   if (path.empty()) return;
-  log4cplus::initialize();
   configure(path);
   log4cplus::Logger::getRoot().setLogLevel(log4cplus::INFO_LOG_LEVEL);
 }
@@ -77,12 +135,7 @@ void setUp() {
 void configure(const std::string& path) {
   log4cplus::Logger root = log4cplus::Logger::getRoot();
   root.removeAppender(LOG4CPLUS_TEXT(kAppenderName));
-  auto file = std::make_unique<LogFile>(path);
-  if (!file->fault().empty()) {
-    reportMissing(path, file->fault());
-    return;
-  }
-  log4cplus::SharedAppenderPtr appender(new LogFileAppender(std::move(file)));
+  log4cplus::SharedAppenderPtr appender(new LogFileAppender(path));
   appender->setLayout(
       std::make_unique<HarmlessLayout>(LOG4CPLUS_TEXT("%D{%d-%m-%Y %H:%M:%S.%q} [%i] %-5p %c - %m%n")));
   appender->setName(LOG4CPLUS_TEXT(kAppenderName));
@@ -92,19 +145,12 @@ void configure(const std::string& path) {
 void setVerbose(const std::string& verbose) {
   HarmlessLayout::renewBudget();
   const bool on = isVerbose(verbose);
-  const std::string path = logFilePath();
-  struct stat status{};
-  const bool isThere = path.empty() || lstat(path.c_str(), &status) == 0;
-  const bool isGone = !isThere && errno == ENOENT;
-  // What LogFile would not write to is not ours to start again either.
-  const bool isOurs = S_ISREG(status.st_mode) && status.st_uid == geteuid() && status.st_nlink == 1;
-  const bool isTooLong = isOurs && status.st_size > (on ? kVerboseLimit : kNormalLimit);
-  if (isGone || isTooLong) {
-    log4cplus::Logger::getRoot().removeAppender(LOG4CPLUS_TEXT(kAppenderName));
-    std::remove(path.c_str());
-    configure(path);
-  }
+  restartAbove(on ? kVerboseLimit : kNormalLimit);
   log4cplus::Logger::getRoot().setLogLevel(on ? log4cplus::DEBUG_LOG_LEVEL : log4cplus::INFO_LOG_LEVEL);
+}
+
+void carryOn() {
+  restartAbove(kLimitForParts);
 }
 
 }  // namespace logging

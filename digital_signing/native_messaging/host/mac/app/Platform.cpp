@@ -2,6 +2,7 @@
 
 #include <CoreFoundation/CoreFoundation.h>
 #include <CoreServices/CoreServices.h>
+#include <syslog.h>
 
 #include <array>
 
@@ -43,6 +44,15 @@ std::string installedPath() {
       !CFURLGetFileSystemRepresentation(url.get(), true, path.data(), static_cast<CFIndex>(path.size())))
     return "";
   return reinterpret_cast<const char*>(path.data());
+}
+
+void openSystemLog() {
+  openlog("vorn-signing", LOG_PID | LOG_NDELAY, LOG_USER);
+}
+
+std::string tellSystemLog(int level, const std::string& line) {
+  syslog(level, "%s", line.c_str());
+  return "";
 }
 
 }  // namespace platform

@@ -40,7 +40,11 @@ void selectCertificate(const jsonxx::Object& userDetails, jsonxx::Object& respon
   response << "cert_issuer" << selection.getCertificateIssuer();
   response << "cert_serial" << selection.getCertificateSerial();
   signature_record::setCertificate(selection.getCertificateSerial());
-  if (selection.isExpired()) throw CertificateExpiredException();
+  // An earlier certificate that is kept by a search without a winner counts as expired, and has no details.
+  // A search without a winner leaves an earlier certificate in place, but none of its details.
+  const bool isFound = !selection.getCertificateSerial().empty();
+  if (selection.isExpired())
+    throw CertificateExpiredException(isFound ? reason::kExpired : reason::kNotFound);
 }
 
 void signDocuments(const jsonxx::Array& xmlData, SignatureAlgorithm algorithm, jsonxx::Object& response) try {

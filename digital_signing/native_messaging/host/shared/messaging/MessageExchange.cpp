@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <exception>
 #include <utility>
 
 #include "shared/AnswerLimit.h"
@@ -35,10 +36,21 @@ std::string rendered(const jsonxx::Object& response) {
   return replaceInvalidUtf8(response.json());
 }
 
-std::string errorText(std::uint32_t code, const std::string& message) {
+std::string errorText(std::uint32_t code, const std::string& message, const std::string& reason) {
   jsonxx::Object response;
-  appendError(response, code, message);
+  appendError(response, code, message, reason);
   return rendered(response);
+}
+
+/** An error keeps the members that were ready before; here all but the documents, which are too long. */
+jsonxx::Object tooLongOf(const jsonxx::Object& response, bool wantsReasons) {
+  jsonxx::Object left;
+  for (const char* member : {"cert_expiry", "cert_issuer", "cert_serial"})
+    if (response.has<jsonxx::String>(member)) left << member << response.get<jsonxx::String>(member);
+  const AnswerTooLongException tooLong;
+  LOG4CPLUS_ERROR(logger, tooLong.message());
+  appendError(left, tooLong.code(), tooLong.message(), wantsReasons ? tooLong.reason() : "");
+  return left;
 }
 
 /** For records whose loss is better than a second answer, or none. */
@@ -57,8 +69,21 @@ MessageExchange* MessageExchange::working_ = nullptr;
 MessageExchange::MessageExchange(Write write) : write_(std::move(write)) {}
 
 void MessageExchange::answerAndEnd() noexcept {
-  std::fputs("VORN Signing: ended by a failure that nothing could handle\n", stderr);
-  if (working_ != nullptr) working_->answerWithoutMemory();
+  const std::exception_ptr failure = std::current_exception();  // held: what() is its own
+  const char* what = "no exception";
+  try {
+    if (failure) std::rethrow_exception(failure);
+  } catch (const std::exception& thrown) {
+    what = thrown.what();
+  } catch (...) {
+    what = "unknown";
+  }
+  std::fprintf(stderr, "VORN Signing: ended by a failure that nothing could handle: %s\n", what);
+  // Before main there is no log to write to either.
+  if (working_ != nullptr) {
+    working_->answerWithoutMemory();
+    quietly([] { LOG4CPLUS_INFO(logger, "Executable removed"); });
+  }
   _exit(kFatalRequest);
 }
 
@@ -72,6 +97,7 @@ std::optional<int> MessageExchange::deliver(std::string_view bytes) noexcept {
 std::optional<int> MessageExchange::answer(std::string_view bytes) {
   try {
     isAnswerDue_ = true;
+    wantsReasons_ = false;
     frames_.append(bytes);
     answerCompleteMessages();
     return std::nullopt;
@@ -80,11 +106,11 @@ std::optional<int> MessageExchange::answer(std::string_view bytes) {
     quietly([] { LOG4CPLUS_INFO(logger, "Executable removed"); });
     return 0;
   } catch (const InvalidArgumentException& invalid) {
-    return fail(invalid.code(), invalid.what());
+    return fail(invalid.code(), invalid.what(), reason::kRequestInvalid);
   } catch (const std::exception& stray) {
-    return fail(TechnicalException::kCode, stray.what());
+    return fail(TechnicalException::kCode, stray.what(), reason::kInternal);
   } catch (...) {
-    return fail(TechnicalException::kCode, "Unknown failure");
+    return fail(TechnicalException::kCode, "Unknown failure", reason::kInternal);
   }
 }
 
@@ -94,27 +120,33 @@ void MessageExchange::answerCompleteMessages() {
     sendMessage(answerTo(std::move(*message)));
     IdleTimer::getInstance().start();
     isAnswerDue_ = true;
+    wantsReasons_ = false;
   }
 }
 
 std::string MessageExchange::answerTo(std::string message) {
   RequestHandler handler(std::move(message), &parts_);
-  std::string text = rendered(handler.handleRequest());
-  if (text.size() > kLongestAnswer) {
-    const AnswerTooLongException tooLong;
-    LOG4CPLUS_ERROR(logger, tooLong.message());
-    text = errorText(tooLong.code(), tooLong.message());
+  jsonxx::Object response;
+  try {
+    response = handler.handleRequest();
+  } catch (...) {
+    wantsReasons_ = handler.wantsReasons();
+    throw;
   }
+  std::string text = rendered(response);
+  if (text.size() > kLongestAnswer) text = rendered(response = tooLongOf(response, handler.wantsReasons()));
+  const std::string result = response.get<jsonxx::String>("result");
+  response = {};  // it may be as long, and all of it is in the text now
   if (const std::optional<std::size_t> limit = handler.largestAnswer())
-    text = parts_.fit(std::move(text), *limit);
+    text = parts_.fit(std::move(text), *limit, result);
   return text;
 }
 
-int MessageExchange::fail(std::uint32_t code, const char* message) {
+int MessageExchange::fail(std::uint32_t code, const char* message, const char* reason) {
   quietly([&] { LOG4CPLUS_ERROR(logger, message); });
   int status = kFatalRequest;
   try {
-    sendMessage(errorText(code, message));
+    sendMessage(errorText(code, message, wantsReasons_ ? reason : ""));
   } catch (const OutputClosedException& closed) {
     quietly([&] { LOG4CPLUS_ERROR(logger, "The error could not be sent: " << closed.what()); });
     status = 0;

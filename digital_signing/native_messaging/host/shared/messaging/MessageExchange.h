@@ -50,7 +50,7 @@ class MessageExchange {
   std::optional<int> answer(std::string_view bytes);
   void answerCompleteMessages();
   std::string answerTo(std::string message);
-  int fail(std::uint32_t code, const char* message);
+  int fail(std::uint32_t code, const char* message, const char* reason);
   int answerWithoutMemory() noexcept;
   void sendMessage(const std::string& text);
   void writeFrame(std::string_view text);
@@ -59,6 +59,7 @@ class MessageExchange {
 
   Write write_;
   bool isAnswerDue_ = false;
+  bool wantsReasons_ = false;  // whoever is owed the answer
   FrameAssembler frames_;
   AnswerParts parts_;
 };

@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 
 #include "shared/Version.h"
 
@@ -22,7 +23,12 @@ void fillClosedDescriptors() {
 }
 
 int moveAway(int descriptor) {
-  return fcntl(descriptor, F_DUPFD_CLOEXEC, kFirstFreeDescriptor);
+  const int moved = fcntl(descriptor, F_DUPFD_CLOEXEC, kFirstFreeDescriptor);
+  if (moved < 0) {
+    std::perror("VORN Signing: no room for the browser's pipes among the files that this process may open");
+    _exit(EXIT_FAILURE);
+  }
+  return moved;
 }
 
 }  // namespace

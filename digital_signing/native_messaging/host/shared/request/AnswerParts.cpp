@@ -10,23 +10,21 @@
 namespace vorn {
 namespace {
 
-void appendMembers(jsonxx::Object& response, std::size_t part, std::size_t parts, std::string piece) {
+constexpr std::size_t kPrefix = sizeof(std::uint32_t);
+
+void appendMembers(jsonxx::Object& response, std::size_t part, std::size_t parts, std::string piece,
+                   const std::string& result) {
   response << "part" << part;
   response << "parts" << parts;
   response << "text" << std::move(piece);
+  response << "result" << result;
 }
 
-std::string succeeded(jsonxx::Object response) {
-  response << "result"
-           << "ok";
-  return response.json();
-}
-
-/** Bytes of a part's whole frame around its piece, the numbers taken at their longest. */
+/** Bytes of a part's whole frame around its piece, all members taken at their longest. */
 std::size_t bytesAroundPiece() {
   jsonxx::Object response;
-  appendMembers(response, kLongestAnswer, kLongestAnswer, "");
-  return sizeof(std::uint32_t) + succeeded(std::move(response)).size();
+  appendMembers(response, kLongestAnswer, kLongestAnswer, "", "error");
+  return kPrefix + response.json().size();
 }
 
 bool beginsCharacter(char byte) {
@@ -35,14 +33,15 @@ bool beginsCharacter(char byte) {
 
 }  // namespace
 
-std::string AnswerParts::fit(std::string text, std::size_t limit) {
-  if (text.size() <= limit) return text;
+std::string AnswerParts::fit(std::string text, std::size_t limit, const std::string& result) {
+  if (kPrefix + text.size() <= limit) return text;
   if (!ends_.empty()) throw InvalidArgumentException("Part is longer than max_answer");
   text_ = std::move(text);
+  result_ = result;
   cut(limit - bytesAroundPiece());
   jsonxx::Object response;
   appendPart(1, response);
-  return succeeded(std::move(response));
+  return response.json();
 }
 
 /** Fills each piece as far as whole characters and the escapes that they are written with allow. */
@@ -72,7 +71,7 @@ void AnswerParts::appendPart(jsonxx::Number number, jsonxx::Object& response) co
   const auto part = static_cast<std::size_t>(number);
   if (static_cast<jsonxx::Number>(part) != number) throw InvalidArgumentException("Unknown part");
   const std::size_t begin = part == 1 ? 0 : ends_[part - 2];
-  appendMembers(response, part, ends_.size(), text_.substr(begin, ends_[part - 1] - begin));
+  appendMembers(response, part, ends_.size(), text_.substr(begin, ends_[part - 1] - begin), result_);
 }
 
 void AnswerParts::drop() {

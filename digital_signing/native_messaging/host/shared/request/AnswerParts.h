@@ -19,13 +19,14 @@ class AnswerParts {
 
   /**
    * What to send in place of the answer `text`, which is valid UTF-8 and not longer than kLongestAnswer, to a
-   * caller that takes `limit` bytes, not less than kLeastLimit: the text itself where it is no longer;
-   * otherwise the text is kept and the first part comes back. Throws InvalidArgumentException when `text` is
-   * itself a part, which is not cut again.
+   * caller that takes frames of `limit` bytes, not less than kLeastLimit: the text itself where its frame is
+   * no longer; otherwise the text is kept, with the "result" that it has, and the first part comes back.
+   * Throws InvalidArgumentException when `text` is itself a part, which is not cut again.
    */
-  std::string fit(std::string text, std::size_t limit);
+  std::string fit(std::string text, std::size_t limit, const std::string& result);
 
-  /** Appends "part", "parts" and "text". Throws InvalidArgumentException when there is no part `number`. */
+  /** Appends "part", "parts", "text" and "result". Throws InvalidArgumentException when there is no part
+   * `number`. */
   void appendPart(jsonxx::Number number, jsonxx::Object& response) const;
 
   /** Forgets what is kept, and gives its memory back. */
@@ -35,6 +36,7 @@ class AnswerParts {
   void cut(std::size_t room);
 
   std::string text_;
+  std::string result_;
   std::vector<std::size_t> ends_;  // of each piece in the text
 };
 

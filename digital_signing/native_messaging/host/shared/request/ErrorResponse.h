@@ -7,7 +7,11 @@
 
 namespace vorn {
 
-/** Appends "result": "error", "error_code" and "error_message" to an answer; what it holds already stays. */
-void appendError(jsonxx::Object& response, std::uint32_t code, const std::string& message);
+/**
+ * Appends "result": "error", "error_code" and "error_message" to an answer, and "error_reason" unless the
+ * reason is empty; what it holds already stays.
+ */
+void appendError(jsonxx::Object& response, std::uint32_t code, const std::string& message,
+                 const std::string& reason);
 
 }  // namespace vorn

@@ -1,6 +1,8 @@
 #include "shared/text/HarmlessText.h"
 
+#include <algorithm>
 #include <cstdint>
+#include <iterator>
 
 #include "shared/text/Utf8.h"
 
@@ -29,23 +31,34 @@ Character firstCharacter(std::string_view text) {
   return {code, size, true};
 }
 
-bool isBetween(std::uint32_t code, std::uint32_t first, std::uint32_t last) {
-  return code >= first && code <= last;
-}
+struct Range {
+  std::uint32_t first;
+  std::uint32_t last;
+};
+
+// In order: controls, separators of lines and paragraphs, and whatever shows as nothing, which is all that
+// Unicode has viewers ignore (Default_Ignorable_Code_Point; the controls of direction are among it), marks of
+// annotation, and the Braille pattern without a dot.
+constexpr Range kHarmful[] = {{0x0000, 0x001F}, {0x007F, 0x009F},   {0x00AD, 0x00AD},   {0x034F, 0x034F},
+                              {0x061C, 0x061C}, {0x115F, 0x1160},   {0x17B4, 0x17B5},   {0x180B, 0x180F},
+                              {0x200B, 0x200F}, {0x2028, 0x202E},   {0x2060, 0x206F},   {0x2800, 0x2800},
+                              {0x3164, 0x3164}, {0xFE00, 0xFE0F},   {0xFEFF, 0xFEFF},   {0xFFA0, 0xFFA0},
+                              {0xFFF0, 0xFFFB}, {0x1BCA0, 0x1BCA3}, {0x1D173, 0x1D17A}, {0xE0000, 0xE0FFF}};
 
 bool isHarmful(const Character& character) {
-  const std::uint32_t code = character.code;
-  if (!character.valid || code < 0x20 || isBetween(code, 0x7F, 0x9F)) return true;
-  return isBetween(code, 0x2028, 0x202E) ||
-         isBetween(code, 0x2066, 0x2069) ||                   // separators, embeddings, isolates
-         code == 0x200E || code == 0x200F || code == 0x061C;  // marks of direction
+  const auto* const range =
+      std::upper_bound(std::begin(kHarmful), std::end(kHarmful), character.code,
+                       [](std::uint32_t code, const Range& one) { return code <= one.last; });
+  return !character.valid || (range != std::end(kHarmful) && character.code >= range->first);
 }
 
 void appendEscape(std::string& result, const Character& character) {
   constexpr char kDigits[] = "0123456789abcdef";
   const bool isByte = !character.valid || character.code < 0x80;
-  result += isByte ? "\\x" : "\\u";
-  for (int shift = isByte ? 4 : 12; shift >= 0; shift -= 4) result += kDigits[character.code >> shift & 0xFU];
+  const bool isLong = character.code > 0xFFFF;
+  result += isByte ? "\\x" : isLong ? "\\U" : "\\u";
+  for (int shift = isByte ? 4 : isLong ? 28 : 12; shift >= 0; shift -= 4)
+    result += kDigits[character.code >> shift & 0xFU];
 }
 
 /** How many bytes from `position` on are harmless. */

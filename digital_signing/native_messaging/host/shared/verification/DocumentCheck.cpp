@@ -14,8 +14,6 @@
 #include "shared/verification/SignerCertificate.h"
 #include "shared/xml/Canonicaliser.h"
 #include "shared/xml/DocumentElements.h"
-#include "shared/xml/ParsedDocument.h"
-#include "shared/xml/ParserErrors.h"
 #include "shared/xml/SignatureElements.h"
 #include "shared/xml/XmlText.h"
 
@@ -42,20 +40,6 @@ const EVP_MD* digestOf(SignatureAlgorithm algorithm) {
 
 const unsigned char* bytesOf(const std::string& text) {
   return reinterpret_cast<const unsigned char*>(text.data());
-}
-
-/** The digest of the element's canonical form, less one node. */
-std::string digestElement(const DOMElement& element, const DOMNode* omitted, const EVP_MD* algorithm) {
-  const DigestContext context(EVP_MD_CTX_new());
-  bool good = context && EVP_DigestInit_ex(context.get(), algorithm, nullptr) == 1;
-  Canonicaliser canonical(element, omitted);
-  for (std::string_view run = canonical.next(); good && !run.empty(); run = canonical.next())
-    good = EVP_DigestUpdate(context.get(), run.data(), run.size()) == 1;
-  unsigned char digest[EVP_MAX_MD_SIZE];
-  unsigned length = 0;
-  if (!good || EVP_DigestFinal_ex(context.get(), digest, &length) != 1)
-    throw TechnicalException("The digest of <" + toUtf8(element.getNodeName()) + "> cannot be computed");
-  return {reinterpret_cast<const char*>(digest), length};
 }
 
 bool isSignatureOf(const std::string& digest, const EVP_MD* algorithm, const std::string& signature,
@@ -113,29 +97,21 @@ PartCheck checkPart(const xercesc::DOMDocument& document, const std::string& nam
 
 }  // namespace
 
-PartChecks checkDocument(const xercesc::DOMDocument& document) {
-  return {checkPart(document, "CounterpartData"), checkPart(document, "RenderedData")};
+std::string digestElement(const DOMElement& element, const DOMNode* omitted, const EVP_MD* algorithm) {
+  const DigestContext context(EVP_MD_CTX_new());
+  bool good = context && EVP_DigestInit_ex(context.get(), algorithm, nullptr) == 1;
+  Canonicaliser canonical(element, omitted);
+  for (std::string_view run = canonical.next(); good && !run.empty(); run = canonical.next())
+    good = EVP_DigestUpdate(context.get(), run.data(), run.size()) == 1;
+  unsigned char digest[EVP_MAX_MD_SIZE];
+  unsigned length = 0;
+  if (!good || EVP_DigestFinal_ex(context.get(), digest, &length) != 1)
+    throw TechnicalException("The digest of <" + toUtf8(element.getNodeName()) + "> cannot be computed");
+  return {reinterpret_cast<const char*>(digest), length};
 }
 
-std::optional<Fault> faultOfFinished(std::string_view xml, const std::string& certificate) try {
-  const std::string signer = decodeStrictly(certificate, "X509Certificate");
-  ParsedDocument parsed(xml);
-  for (PartCheck& part : checkDocument(parsed.document())) {
-    if (!part.isIntact()) return Fault{part.fault->code, part.elementName + ": " + part.fault->message};
-    if (part.certificate != signer)
-      return Fault{kSignatureFailure, part.elementName + ": the certificate in it is another one"};
-  }
-  return std::nullopt;
-} catch (const Fault& fault) {
-  return fault;
-} catch (const XMLDataParsingException& e) {
-  return Fault{kFormatFailure, e.message()};
-} catch (const InvalidXMLDataException& e) {
-  return Fault{kFormatFailure, e.message()};
-} catch (...) {
-  const auto description = describeParserException();
-  if (!description) throw;
-  return Fault{kFormatFailure, *description};
+PartChecks checkDocument(const xercesc::DOMDocument& document) {
+  return {checkPart(document, "CounterpartData"), checkPart(document, "RenderedData")};
 }
 
 }  // namespace vorn::verification

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <openssl/types.h>
+
 #include <array>
 #include <optional>
 #include <string>
@@ -12,6 +14,7 @@
 XERCES_CPP_NAMESPACE_BEGIN
 class DOMDocument;
 class DOMElement;
+class DOMNode;
 XERCES_CPP_NAMESPACE_END
 
 namespace vorn::verification {
@@ -42,11 +45,8 @@ using PartChecks = std::array<PartCheck, 2>;
  */
 PartChecks checkDocument(const xercesc::DOMDocument& document);
 
-/**
- * What stands against a document that has just been signed with this certificate (base64 of its DER bytes):
- * a part that is not intact or has another certificate, or bytes that cannot be read again. None if it is as
- * it should be.
- */
-std::optional<Fault> faultOfFinished(std::string_view xml, const std::string& certificate);
+/** The digest of the element's canonical form, less one node, which may be null. */
+std::string digestElement(const xercesc::DOMElement& element, const xercesc::DOMNode* omitted,
+                          const EVP_MD* algorithm);
 
 }  // namespace vorn::verification

@@ -77,6 +77,17 @@ bool isValidUtf16(std::string_view text, bool isBigEndian) {
   return true;
 }
 
+/** What browsers take the encoding for, which has other characters from 0x80 to 0x9F; null if they do not. */
+const char* shownInstead(std::string_view name) {
+  if (name == "iso-8859-1") return "windows-1252";
+  if (name == "iso-8859-9") return "windows-1254";
+  return name == "iso-8859-11" ? "windows-874" : nullptr;
+}
+
+bool holdsControls(std::string_view text) {
+  return std::any_of(text.begin(), text.end(), [](char byte) { return (byte & 0xE0) == 0x80; });
+}
+
 }  // namespace
 
 DocumentEncoding::DocumentEncoding(std::string_view bytes) {
@@ -127,6 +138,10 @@ void DocumentEncoding::acceptBytes() {
         std::all_of(text_.begin(), text_.end(), [](char byte) { return (byte & 0x80) == 0; });
     if (!isValid) refuseBytes(declared_);
     return;
+  }
+  if (const char* const shown = shownInstead(name); shown != nullptr && holdsControls(text_)) {
+    throw XMLDataParsingException("Request XML data holds characters of " + std::string(shown) +
+                                  ", but declares the encoding '" + declared_ + "'");
   }
   std::optional<std::string> converted = utf8FromSingleBytes(text_, *single);
   if (!converted) refuseBytes(declared_);

@@ -10,6 +10,7 @@
 #include <xercesc/validators/DTD/DTDElementDecl.hpp>
 #include <xercesc/validators/DTD/DTDEntityDecl.hpp>
 
+#include "shared/xml/SignatureElements.h"
 #include "shared/xml/XmlText.h"
 
 namespace vorn {
@@ -20,16 +21,10 @@ struct ScannerFlags : xercesc::XMLScanner {
   static constexpr bool xercesc::XMLScanner::* kStandalone = &ScannerFlags::fStandalone;
 };
 
-/** Whether our signatures have elements of this name: with an attribute more they would not be what was
- * signed. */
+/** With an attribute more, an element of a signature would not be what was signed. */
 bool isOfSignature(std::u16string_view name) {
-  constexpr std::u16string_view kNames[] = {u"Signature",       u"SignedInfo",     u"CanonicalizationMethod",
-                                            u"SignatureMethod", u"Reference",      u"Transforms",
-                                            u"Transform",       u"XPath",          u"DigestMethod",
-                                            u"DigestValue",     u"SignatureValue", u"KeyInfo",
-                                            u"KeyValue",        u"RSAKeyValue",    u"Modulus",
-                                            u"Exponent",        u"X509Data",       u"X509Certificate"};
-  return std::find(std::begin(kNames), std::end(kNames), name) != std::end(kNames);
+  return std::find(std::begin(kElementsOfSignature), std::end(kElementsOfSignature), name) !=
+         std::end(kElementsOfSignature);
 }
 
 }  // namespace

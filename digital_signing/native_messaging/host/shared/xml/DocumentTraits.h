@@ -6,7 +6,10 @@ namespace vorn {
 struct DocumentTraits {
   unsigned depth = 0; /**< levels of elements */
   bool declaresNamespacesBelowRoot = false;
-  bool mayHoldCarriageReturns = false; /**< as references, which alone come through as what they are */
+  bool mayHoldControls =
+      false; /**< carriage returns as references, which alone come through, or U+0080 to U+009F */
+  bool hasLongTarget = false;  /**< of a processing instruction, as isLong has it */
+  bool hasLaterTarget = false; /**< not of the fourth edition */
 };
 
 }  // namespace vorn

@@ -1,5 +1,6 @@
 #include "shared/xml/InternalSubset.h"
 
+#include <algorithm>
 #include <xercesc/framework/XMLBuffer.hpp>
 #include <xercesc/framework/XMLNotationDecl.hpp>
 #include <xercesc/util/PlatformUtils.hpp>
@@ -11,19 +12,21 @@
 namespace vorn {
 namespace {
 
-/** Between double quotes, with each of the `special` characters as a character reference. */
+/** Between double quotes, with each of the `special` characters, and of those that XML 1.1 wants so, as a
+ * reference. */
 std::u16string quoted(std::u16string_view text, std::u16string_view special) {
+  const auto needsReference = [&](char16_t c) {
+    return (c < 0x20 && c != u'\t' && c != u'\n') || (c >= 0x7F && c < 0xA0) || c == 0x2028 ||
+           special.find(c) != std::u16string_view::npos;
+  };
   std::u16string result = u"\"";
-  for (const char16_t c : text) {
-    if (special.find(c) == std::u16string_view::npos) {
-      result += c;
-    } else {
-      result += u"&#";
-      result += toUtf16(std::to_string(static_cast<unsigned>(c)));
-      result += u';';
-    }
+  while (true) {
+    const auto next = std::find_if(text.begin(), text.end(), needsReference);
+    result.append(text.begin(), next);
+    if (next == text.end()) return result + u"\"";
+    result.append(u"&#").append(toUtf16(std::to_string(static_cast<unsigned>(*next)))).append(u";");
+    text.remove_prefix(static_cast<std::size_t>(next - text.begin()) + 1);
   }
-  return result + u"\"";
 }
 
 /** Between quotes that are not in it: it cannot hold both kinds. */
@@ -53,7 +56,7 @@ std::u16string entityDeclarationText(const xercesc::DTDEntityDecl& declaration) 
   }
   if (!declaration.isExternal()) {
     // The value that is kept is the replacement text: one more reading of it must not expand anything in it.
-    text.append(u" ").append(quoted(viewOf(declaration.getValue()), u"&%\"\r\u0085\u2028"));
+    text.append(u" ").append(quoted(viewOf(declaration.getValue()), u"&%\""));
   }
   return text + u">";
 }
@@ -81,8 +84,7 @@ std::u16string attributeDefinitionText(const xercesc::DTDAttDef& attribute) {
   if (kind == XMLAttDef::Required) text += u" #REQUIRED";
   if (kind == XMLAttDef::Implied) text += u" #IMPLIED";
   if (kind == XMLAttDef::Fixed) text += u" #FIXED";
-  if (attribute.getValue() != nullptr)
-    text.append(u" ").append(quoted(attribute.getValue(), u"&<\"\t\n\r\u0085\u2028"));
+  if (attribute.getValue() != nullptr) text.append(u" ").append(quoted(attribute.getValue(), u"&<\"\t\n"));
   return text;
 }
 

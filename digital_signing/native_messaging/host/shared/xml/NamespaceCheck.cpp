@@ -33,7 +33,9 @@ class NamespaceCheck {
     for (XMLSize_t i = 0; i < count; ++i) {
       const DOMNode& attribute = *attributes.item(i);
       const QualifiedName name(viewOf(attribute.getNodeName()));
-      if (name.isDeclaration()) declare(name.declaredPrefix(), valueOf(attribute));
+      if (!name.isDeclaration()) continue;
+      checkForm(name);
+      declare(name.declaredPrefix(), valueOf(attribute));
     }
     checkName(QualifiedName(viewOf(element.getNodeName())));
     expanded_.clear();
@@ -53,16 +55,12 @@ class NamespaceCheck {
 
   void leave() { scope_.close(); }
 
-  void checkTarget(std::u16string_view target) {
-    if (target.find(u':') != std::u16string_view::npos)
-      note([&] { return "the processing instruction '" + excerptOf(target) + "' has a colon in its name"; });
-  }
-
   NamespaceFaults faults() && { return std::move(faults_); }
 
  private:
   void declare(std::u16string_view prefix, std::u16string_view uri) {
     faults_.hasAmpersand = faults_.hasAmpersand || uri.find(u'&') != std::u16string_view::npos;
+    faults_.hasLongUri = faults_.hasLongUri || isLong(uri);
     if (faults_.oddUri.empty() && !uri.empty() && !isAbsoluteUri(uri)) faults_.oddUri = excerptOf(uri);
     if (isLegalDeclaration(prefix, uri))
       scope_.declare({prefix, uri});
@@ -70,11 +68,14 @@ class NamespaceCheck {
       note([&] { return "the prefix '" + excerptOf(prefix) + "' is declared as '" + excerptOf(uri) + "'"; });
   }
 
+  void checkForm(const QualifiedName& name) {
+    if (!name.isWellFormed())
+      note([&] { return "'" + excerptOf(name.whole) + "' has a colon where none can be"; });
+  }
+
   void checkName(const QualifiedName& name) {
-    if (name.whole.find(u':') == std::u16string_view::npos) return;
-    if (name.prefix.empty() || name.local.find(u':') != std::u16string_view::npos)
-      note([&] { return "'" + excerptOf(name.whole) + "' has a colon too many"; });
-    else if (!name.isXml() && scope_.find(name.prefix).empty())
+    checkForm(name);
+    if (!name.prefix.empty() && !name.isXml() && scope_.find(name.prefix).empty())
       note([&] { return "the prefix '" + excerptOf(name.prefix) + "' is not declared"; });
   }
 
@@ -94,8 +95,6 @@ class NamespaceCheck {
 NamespaceFaults checkNamespaces(const xercesc::DOMElement& root, NamespaceRange range) {
   NamespaceCheck check;
   for (TreeWalk<const DOMNode> walk(&root); walk.node() != nullptr; walk.advance()) {
-    if (walk.node()->getNodeType() == DOMNode::PROCESSING_INSTRUCTION_NODE)
-      check.checkTarget(viewOf(walk.node()->getNodeName()));
     if (walk.node()->getNodeType() != DOMNode::ELEMENT_NODE) continue;
     walk.leaving() ? check.leave() : check.enter(*walk.node());
     if (range == NamespaceRange::kElement) break;

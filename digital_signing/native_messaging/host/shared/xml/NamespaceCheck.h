@@ -14,6 +14,7 @@ struct NamespaceFaults {
   std::string malformed;     /**< why it is not namespace-well-formed, for people; empty if it is */
   std::string oddUri;        /**< a namespace name that is relative, or no URI; empty if there is none */
   bool hasAmpersand = false; /**< in a namespace name, anywhere */
+  bool hasLongUri = false;   /**< as isLong has it */
 };
 
 /** How much is looked at. */

@@ -1,6 +1,7 @@
 #include "shared/xml/ParsedDocument.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cstddef>
 #include <xercesc/dom/DOMDocument.hpp>
 #include <xercesc/framework/MemBufInputSource.hpp>
@@ -22,16 +23,20 @@ bool holdsZeroCharacter(std::string_view bytes, std::size_t size) {
   return false;
 }
 
-/** Whether some reference to a character may be one to the carriage return. */
-bool mayHoldCarriageReturns(const DocumentEncoding& encoding) {
+/** Whether there may be U+0080 to U+009F, or a reference to one or to the carriage return. */
+bool mayHoldControls(const DocumentEncoding& encoding) {
   if (encoding.unit() != 1) return true;
   const std::string_view bytes = encoding.text();
+  for (std::size_t at = bytes.find('\xC2'); at != std::string_view::npos; at = bytes.find('\xC2', at + 1))
+    if (at + 1 < bytes.size() && static_cast<unsigned char>(bytes[at + 1]) < 0xA0) return true;
   for (std::size_t at = bytes.find("&#"); at != std::string_view::npos; at = bytes.find("&#", at + 2)) {
-    std::string_view number = bytes.substr(at + 2, bytes.find(';', at) - at - 2);
-    const bool isHexadecimal = number.starts_with('x');
-    if (isHexadecimal) number.remove_prefix(1);
+    const bool isHexadecimal = bytes.substr(at + 2).starts_with('x');
+    std::string_view number = bytes.substr(at + (isHexadecimal ? 3 : 2));
     number.remove_prefix(std::min(number.find_first_not_of('0'), number.size()));
-    if (isHexadecimal ? number == "D" || number == "d" : number == "13") return true;
+    unsigned character = 0;
+    std::from_chars(number.data(), number.data() + std::min<std::size_t>(number.size(), 4), character,
+                    isHexadecimal ? 16 : 10);
+    if (character == u'\r' || (character >= 0x80 && character < 0xA0)) return true;
   }
   return false;
 }
@@ -66,8 +71,8 @@ ParsedDocument::ParsedDocument(std::string_view bytes, ExpansionBudget& budget)
   parser_.parse(source);
   encoding.requireCharacters();
   requireDeclared(document(), encoding.declared());
-  traits_ = {parser_.used().deepestElement(), parser_.declaresNamespacesBelowRoot(),
-             mayHoldCarriageReturns(encoding)};
+  traits_ = parser_.traits();
+  traits_.mayHoldControls = mayHoldControls(encoding);
   budget.charge(parser_.used().expandedCharacters());
 }
 

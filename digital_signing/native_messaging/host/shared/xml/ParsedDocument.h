@@ -24,6 +24,8 @@ class ParsedDocument {
 
   xercesc::DOMDocument& document() { return *parser_.getDocument(); }
   const ElementIndex& names() const { return parser_.index(); }
+  /** With those that a document type declares. */
+  std::size_t nameCount() const { return parser_.nameCount(); }
   const DocumentTraits& traits() const { return traits_; }
 
  private:

@@ -15,9 +15,6 @@ namespace {
 constexpr XMLSize_t kMaximumExpansions = 50000;
 // Every level costs the library one more walk through all that stands below.
 constexpr unsigned kMaximumEntityDepth = 20;
-// The tree keeps all names in a table of 257 chains: a million names took more than two minutes, these take
-// 60 ms.
-constexpr std::size_t kMaximumNames = 50000;
 // The tree sorts the attributes of an element by insertion.
 constexpr XMLSize_t kMaximumAttributes = 10000;
 // Each attribute-list declaration copies all attributes that its element has so far.
@@ -47,6 +44,7 @@ void ParserLimits::enterEntity(XMLSize_t length) {
   if (++entityDepth_ > kMaximumEntityDepth) refuse("Entities are nested too deeply");
   expandedContent_ += length;
   ++expansionsInContent_;
+  limitExpansions();
 }
 
 std::size_t ParserLimits::expandedCharacters() const {
@@ -56,13 +54,21 @@ std::size_t ParserLimits::expandedCharacters() const {
   return expandedContent_ + elsewhere * longestEntity_;
 }
 
-/** The library limits the number of expansions; this makes it a limit of expanded text as well. */
 void ParserLimits::declareEntity(XMLSize_t length) {
   longestEntity_ = std::max(longestEntity_, length);
-  const XMLSize_t limit = std::min(kMaximumExpansions, expandable_ / std::max<XMLSize_t>(longestEntity_, 1));
-  memory_.limitExpansions(limit);
-  expansions_.setEntityExpansionLimit(limit);
-  scanner_.setSecurityManager(&expansions_);
+  limitExpansions();
+}
+
+/**
+ * Makes the limit of how often entities are expanded one of expanded text as well: those in content by their
+ * own length, all others, which have none that is told, as the longest. The next one may be of content, and
+ * is looked at when that is known.
+ */
+void ParserLimits::limitExpansions() {
+  if (expandedCharacters() > expandable_) refuse("The document expands too many or too large entities");
+  const XMLSize_t left = expandable_ - expandedContent_;
+  const XMLSize_t others = left / std::max<XMLSize_t>(longestEntity_, 1);
+  memory_.limitExpansions(std::min(kMaximumExpansions, expansionsInContent_ + others + 1));
 }
 
 void ParserLimits::declareAttribute() {

@@ -44,10 +44,6 @@ std::u16string_view namespaceOf(const DOMNode& node, std::u16string_view prefix)
   return {};
 }
 
-bool holdsCarriageReturn(std::u16string_view text) {
-  return text.find(u'\r') != std::u16string_view::npos;
-}
-
 class PartReader {
  public:
   explicit PartReader(const DOMNode& part) : part_(part) {
@@ -69,7 +65,10 @@ class PartReader {
     switch (node.getNodeType()) {
       case DOMNode::TEXT_NODE:
       case DOMNode::CDATA_SECTION_NODE:
-        found_.hasCarriageReturn = found_.hasCarriageReturn || holdsCarriageReturn(textOf(node));
+        noteCharacters(textOf(node));
+        break;
+      case DOMNode::PROCESSING_INSTRUCTION_NODE:
+        noteCharacters(viewOf(node.getNodeValue()));
         break;
       case DOMNode::ELEMENT_NODE:
         enterElement(node);
@@ -94,7 +93,7 @@ class PartReader {
     own_.clear();
     forEachAttribute(element, [this](const QualifiedName& name, const DOMNode& attribute) {
       const std::u16string_view value = valueOf(attribute);
-      found_.hasCarriageReturn = found_.hasCarriageReturn || holdsCarriageReturn(value);
+      noteCharacters(value);
       if (name.isDeclaration()) noteUri(value);
       if (name.isXml()) own_.push_back(name.whole);
     });
@@ -106,6 +105,16 @@ class PartReader {
       if (!std::binary_search(own_.begin(), own_.end(), name)) noteXmlAttribute(name);
     }
     for (const std::u16string_view name : own_) ++inScope_[name];
+  }
+
+  void noteCharacters(std::u16string_view text) {
+    bool isReturn = false, isControl = false;
+    for (const char16_t c : text) {
+      isReturn |= c == u'\r';
+      isControl |= c >= 0x80 && c < 0xA0;
+    }
+    found_.hasCarriageReturn |= isReturn;
+    found_.hasControl |= isControl;
   }
 
   void noteUri(std::u16string_view uri) {

@@ -19,6 +19,7 @@ struct PartFindings {
   std::string xmlAttribute;
   std::string ampersandUri; /**< a namespace name in scope that holds "&" */
   bool hasCarriageReturn = false;
+  bool hasControl = false; /**< U+0080 to U+009F */
 };
 
 /** One pass over the element and what is inside, without recursion. */

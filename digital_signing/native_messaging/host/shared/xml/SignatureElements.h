@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <string_view>
 #include <xercesc/util/XercesDefs.hpp>
 
 XERCES_CPP_NAMESPACE_BEGIN
@@ -8,6 +9,18 @@ class DOMElement;
 XERCES_CPP_NAMESPACE_END
 
 namespace vorn {
+
+/** The elements that our signatures are made of, and their attributes. */
+inline constexpr std::u16string_view kElementsOfSignature[] = {
+    u"Signature",       u"SignedInfo",     u"CanonicalizationMethod",
+    u"SignatureMethod", u"Reference",      u"Transforms",
+    u"Transform",       u"XPath",          u"DigestMethod",
+    u"DigestValue",     u"SignatureValue", u"KeyInfo",
+    u"KeyValue",        u"RSAKeyValue",    u"Modulus",
+    u"Exponent",        u"X509Data",       u"X509Certificate"};
+inline constexpr std::u16string_view kAttributesOfSignature[] = {u"xmlns", u"Algorithm", u"URI", u"Filter"};
+/** From the signed element down to the XPath element of its signature. */
+inline constexpr unsigned kLevelsOfSignature = 6;
 
 /** The XML signatures among the children of an element. */
 struct SignatureElements {

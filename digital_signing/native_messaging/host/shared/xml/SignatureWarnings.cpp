@@ -23,10 +23,6 @@ namespace {
 
 // Of libxml2 unless it is told to be patient: lxml, PHP and xmlsec 1.3 leave it so.
 constexpr unsigned kDeepestOfLibxml2 = 256;
-// From the signed element down to the XPath element of its signature.
-constexpr unsigned kLevelsOfSignature = 6;
-// Of the JDK.
-constexpr std::size_t kLongestNameOfJdk = 1000;
 
 constexpr const char* kParts[] = {"CounterpartData", "RenderedData"};
 
@@ -34,17 +30,19 @@ constexpr const char* kParts[] = {"CounterpartData", "RenderedData"};
 struct NamesSeen {
   bool xmlAttributes = false; /**< xml:lang and its like */
   bool signatures = false;
-  bool overlong = false; /**< of elements */
+  bool overlong = false;
+  bool later = false; /**< not of the fourth edition */
   bool withPrefix = false;
 };
 
 NamesSeen namesOf(const ElementIndex& index) {
   NamesSeen seen;
-  index.forEach([&seen](std::u16string_view whole, const NamedElements& elements) {
+  index.forEach([&seen](std::u16string_view whole, const NamedElements&) {
     const QualifiedName name(whole);
     seen.xmlAttributes = seen.xmlAttributes || name.isXml();
     seen.signatures = seen.signatures || name.local == u"Signature";
-    seen.overlong = seen.overlong || (elements.count > 0 && whole.size() > kLongestNameOfJdk);
+    seen.overlong = seen.overlong || isLong(name.prefix) || isLong(name.local);
+    seen.later = seen.later || !isOfFourthEdition(whole);
     seen.withPrefix = seen.withPrefix || whole.find(u':') != std::u16string_view::npos;
   });
   return seen;
@@ -60,9 +58,13 @@ class Warnings {
       add("document-type", "The document has a document type: verifiers that guard themselves refuse it");
     if (viewOf(document_.getXmlVersion()) == u"1.1")
       add("xml-1.1", "The document is XML 1.1: .NET and others cannot read it");
-    if (names_.overlong)
-      add("long-name", "The name of an element is longer than 1,000 characters: the JDK refuses it");
+    else if (names_.later || parsed_.traits().hasLaterTarget)
+      add("name-characters",
+          "A name has characters that XML allows since its fifth edition alone: the JDK and others cannot "
+          "read it");
     ofNamespaces();
+    if (names_.overlong || namespaces_.hasLongUri || parsed_.traits().hasLongTarget)
+      add("long-name", "A name is longer than 1,000 characters: the JDK refuses it");
     ofDepth();
   }
 
@@ -78,8 +80,8 @@ class Warnings {
     if (name == "RenderedData" && isInside(element, u"CounterpartData"))
       add("nested-parts", "<RenderedData> lies inside <CounterpartData>: its signature breaks the first one");
     ofSignaturesInside(element, part);
-    const bool mayHoldReturns = parsed_.traits().mayHoldCarriageReturns || document_.getDoctype() != nullptr;
-    if (!names_.xmlAttributes && !namespaces_.hasAmpersand && !mayHoldReturns) return;
+    const bool mayHoldControls = parsed_.traits().mayHoldControls || document_.getDoctype() != nullptr;
+    if (!names_.xmlAttributes && !namespaces_.hasAmpersand && !mayHoldControls) return;
     const PartFindings inside = findingsIn(element);
     if (!inside.xmlAttribute.empty()) {
       add("xml-attributes", inside.xmlAttribute + " is in scope around or inside " + part +
@@ -93,6 +95,9 @@ class Warnings {
       add("carriage-return",
           part + " holds a carriage return: .NET, and whoever writes the document anew, loses it");
     }
+    if (inside.hasControl)
+      add("control-characters",
+          part + " holds control characters, U+0080 to U+009F: viewers differ in what they show");
   }
 
   void ofAlgorithm(SignatureAlgorithm algorithm) {
@@ -135,9 +140,9 @@ class Warnings {
     bool all = true;
     parsed_.names().forEach([&](std::u16string_view whole, const NamedElements&) {
       const QualifiedName name(whole);
-      if (name.isDeclaration() || name.isXml() || whole.find(u':') == std::u16string_view::npos) return;
-      all = all && !name.prefix.empty() && name.local.find(u':') == std::u16string_view::npos &&
-            declared.contains(name.prefix);
+      if (name.isDeclaration()) return;
+      const bool isKnown = name.prefix.empty() || name.isXml() || declared.contains(name.prefix);
+      all = all && isKnown && name.isWellFormed();
     });
     return all;
   }

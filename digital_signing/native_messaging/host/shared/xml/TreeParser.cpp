@@ -14,6 +14,7 @@
 
 #include "shared/xml/NodeLinks.h"
 #include "shared/xml/ParserMemory.h"
+#include "shared/xml/QualifiedName.h"
 #include "shared/xml/XmlText.h"
 
 namespace vorn {
@@ -44,7 +45,8 @@ void TreeParser::startElement(const xercesc::XMLElementDecl& declaration, unsign
                               const XMLCh* prefix, const xercesc::RefVectorOf<xercesc::XMLAttr>& attributes,
                               XMLSize_t attributeCount, bool isEmpty, bool isRoot) {
   limits_.enterElement(attributeCount);
-  if (!isRoot && !declaresBelowRoot_) declaresBelowRoot_ = declaresNamespace(attributes, attributeCount);
+  if (!isRoot && !traits_.declaresNamespacesBelowRoot)
+    traits_.declaresNamespacesBelowRoot = declaresNamespace(attributes, attributeCount);
   addText();
   xercesc::DOMElementImpl* const parent = currentElement();
   if (parent == nullptr || declaration.hasAttDefs()) {
@@ -152,17 +154,25 @@ xercesc::DOMAttr* TreeParser::createAttr(const XMLCh* name) {
 
 NamedElements& TreeParser::noteName(const XMLCh* pooledName) {
   NamedElements& elements = index_.at(pooledName);
-  limits_.countNames(index_.size() + declaredNames_);
+  limits_.countNames(nameCount());
   return elements;
 }
 
 void TreeParser::noteDeclaredName() {
   ++declaredNames_;
-  limits_.countNames(index_.size() + declaredNames_);
+  limits_.countNames(nameCount());
+}
+
+DocumentTraits TreeParser::traits() const {
+  DocumentTraits traits = traits_;
+  traits.depth = limits_.deepestElement();
+  return traits;
 }
 
 void TreeParser::docPI(const XMLCh* target, const XMLCh* data) {
   addText();
+  traits_.hasLongTarget = traits_.hasLongTarget || isLong(viewOf(target));
+  traits_.hasLaterTarget = traits_.hasLaterTarget || !isOfFourthEdition(viewOf(target));
   // A carriage return can come in through an entity, but cannot be written
   // where no character reference can stand.
   std::u16string lines(viewOf(data));

@@ -5,6 +5,7 @@
 #include <xercesc/parsers/XercesDOMParser.hpp>
 
 #include "shared/xml/DocumentElements.h"
+#include "shared/xml/DocumentTraits.h"
 #include "shared/xml/ParserLimits.h"
 
 XERCES_CPP_NAMESPACE_BEGIN
@@ -41,8 +42,10 @@ class TreeParser : public xercesc::XercesDOMParser {
   /** The names of elements and attributes that the document has, and the elements of each. */
   const ElementIndex& index() const { return index_; }
   const ParserLimits& used() const { return limits_; }
-  /** Whether another element than the root declares a namespace. */
-  bool declaresNamespacesBelowRoot() const { return declaresBelowRoot_; }
+  /** What was noticed, but for what the bytes alone tell. */
+  DocumentTraits traits() const;
+  /** How many different names there are, those that are declared included. */
+  std::size_t nameCount() const { return index_.size() + declaredNames_; }
 
  protected:
   xercesc::DOMElement* createElement(const XMLCh* name) override;
@@ -64,7 +67,7 @@ class TreeParser : public xercesc::XercesDOMParser {
   ParserLimits limits_;
   ElementIndex index_;
   std::size_t declaredNames_ = 0;
-  bool declaresBelowRoot_ = false;
+  DocumentTraits traits_;
   // Text that has come since the last node; the scanner hands it over in pieces.
   std::u16string text_;
 };

@@ -60,7 +60,8 @@ inline Owned<Array> makeArray(std::vector<Owned<>> elements) {
 inline Owned<Dictionary> makeDictionary(std::vector<Entry> entries) {
   return Owned<Dictionary>(new Dictionary(std::move(entries)));
 }
-Owned<Error> makeError(std::string_view domain, CFIndex code, std::string_view description);
+Owned<Error> makeError(std::string_view domain, CFIndex code, std::string_view description,
+                       std::string reason = {});
 
 /** The text, valid as long as the object; empty for null and for what is not a string. */
 std::string_view utf8Of(CFTypeRef string);

@@ -143,15 +143,18 @@ class Dictionary final : public Object {
 class Error final : public Object {
  public:
   static constexpr CFTypeID kType = kTypeError;
-  Error(CFIndex code, std::string description)
-      : Object(kType), code_(code), description_(std::move(description)) {}
+  Error(CFIndex code, std::string description, std::string reason = {})
+      : Object(kType), code_(code), description_(std::move(description)), reason_(std::move(reason)) {}
 
   CFIndex code() const { return code_; }
   const std::string& description() const { return description_; }
+  /** A word for programs; empty where the code says all that is known. */
+  const std::string& reason() const { return reason_; }
 
  private:
   const CFIndex code_;
   const std::string description_;
+  const std::string reason_;
 };
 
 }  // namespace vorn::frameworks

@@ -54,7 +54,7 @@ std::variant<std::vector<std::uint8_t>, RemoteKey::Refusal> RemoteKey::sign(
       return keys::fromHex(textIn(*answer, "signature"));
     if (answer)
       return Refusal{static_cast<OSStatus>(numberIn(*answer, "code")), textIn(*answer, "name"),
-                     textIn(*answer, "sentence")};
+                     textIn(*answer, "sentence"), textIn(*answer, "reason")};
     if (process.isAbandoned() || !process.adviceOnModules().empty()) break;
   }
   return Refusal{kCssmInternalError, "", process.failure()};

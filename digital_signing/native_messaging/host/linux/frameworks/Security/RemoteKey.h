@@ -25,11 +25,12 @@ class RemoteKey {
   std::size_t modulusLength() const { return modulusLength_; }
 
   /** Why there is no signature: the code of an error in the domain "Internal CSSM error", and NSS's name for
-   * it, or, where more is known, a sentence for people. */
+   * it, or, where more is known, a sentence for people and a word of ErrorReason.h. */
   struct Refusal {
     OSStatus code;
     std::string name;
     std::string sentence;
+    std::string reason = "";
   };
   /** The signature over `input` as it stands, padded by PKCS#1 v1.5 but not digested. Where the token wants
    * its PIN the user is asked for it. */

@@ -80,7 +80,8 @@ Outcome SignTransform::run() {
     return internalError(kCssmInputLengthError, "SecTransformExecute");
   auto signature = key->sign(bytes);
   if (const auto* refusal = std::get_if<RemoteKey::Refusal>(&signature)) {
-    if (!refusal->sentence.empty()) return makeError("Internal CSSM error", refusal->code, refusal->sentence);
+    if (!refusal->sentence.empty())
+      return makeError("Internal CSSM error", refusal->code, refusal->sentence, refusal->reason);
     return internalError(refusal->code, "SecTransformExecute (" + refusal->name + ")");
   }
   return Outcome(makeData(std::get<std::vector<std::uint8_t>>(signature)));
