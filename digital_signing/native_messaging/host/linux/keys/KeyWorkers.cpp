@@ -56,14 +56,14 @@ int endOf(pid_t worker) {
 
 }  // namespace
 
-int serveWorkers(int control) {
+int serveWorkers(int control, bool opensAtOnce) {
   int status = 0;
   for (bool isFirst = true;; isFirst = false) {
     int ends[2];
     const int mark = makeCallMark();
     if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) _exit(EXIT_FAILURE);
     // What the first search would wait for is begun while nobody waits.
-    if (isFirst) KeyChannel(ends[0]).send(jsonxx::Object("question", "open"));
+    if (isFirst && opensAtOnce) KeyChannel(ends[0]).send(jsonxx::Object("question", "open"));
     const pid_t self = getpid();
     const pid_t worker = fork();
     if (worker == 0) {

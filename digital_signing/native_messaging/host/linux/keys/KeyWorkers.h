@@ -10,12 +10,15 @@
 namespace vorn::keys {
 
 inline constexpr const char* kServe = "--serve";
+/** Behind it: a search will follow, and what it needs is opened at once. */
+inline constexpr const char* kOpen = "--open";
 
 /**
- * Starts a worker at once, and another in its place for each byte that comes from the control socket; hands
- * each over there. Returns in the worker, with its end of the socket; never in the process that was called.
+ * Starts a worker at once, which may open key stores at once, and another in its place for each byte that
+ * comes from the control socket; hands each over there. Returns in the worker, with its end of the socket;
+ * never in the process that was called.
  */
-int serveWorkers(int control);
+int serveWorkers(int control, bool opensAtOnce);
 
 /**
  * Takes what was handed over into `program`, whose former worker has ended then. Waits for it.

@@ -80,7 +80,7 @@ int main(int count, char** arguments) {
   close(nothing);
   enterSandbox();  // the host has a log, and says in it whether that succeeds
   if (count > 1 && std::string_view(arguments[1]) == keys::kServe)
-    socket = moveAway(keys::serveWorkers(socket));
+    socket = moveAway(keys::serveWorkers(socket, count > 2));
   keys::KeyChannel channel(socket);
   asker = &channel;
   prompt::setLog(&tell);
