@@ -96,5 +96,28 @@ TEST(Import, TakesWhatCanSignAndSaysWhyNotOtherwise) {
   }
 }
 
+TEST(StoreChanges, SayWhatTheyWillDoAndAskFirst) {
+  const e2e::Home home;
+  const Result made = run(home, VORN_SOURCES "/examples/make-identity . >id && . ./id && echo $serial");
+  ASSERT_EQ(made.status, 0) << made.output;
+  const std::string serial = made.output.substr(0, made.output.find('\n'));
+  const std::pair<std::string, std::string> rows[] = {
+      {"echo n | $vornctl remove " + serial, "with its private key"},
+      {"$vornctl identities", "=> can sign"},
+      {"$vornctl trust -y " VORN_TEST_HOMES
+       "/main/certificates/Test*Authority.pem; certutil -L -d sql:.pki/nssdb",
+       ",C,"},
+      {"$vornctl trust --remove -y " VORN_TEST_HOMES
+       "/main/certificates/Test*Authority.pem; certutil -L -d sql:.pki/nssdb",
+       ",,  "},
+      {"$vornctl remove -y " + serial, "Done."},
+      {"$vornctl identities", "No key store and no card holds"},
+      {"certutil -K -d sql:.pki/nssdb", "no keys found"}};
+  for (const auto& [line, text] : rows) {
+    const Result result = run(home, line);
+    EXPECT_NE(result.output.find(text), std::string::npos) << line << result.output;
+  }
+}
+
 }  // namespace
 }  // namespace vorn::vornctl

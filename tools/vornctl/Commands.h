@@ -45,6 +45,17 @@ struct ConfirmOptions {
   bool forAll = false;
 };
 
+struct RemoveOptions {
+  std::string serial = {};
+  bool isAgreed = false; /**< nobody is asked */
+};
+
+struct TrustOptions {
+  std::string file = {};
+  bool remove = false;
+  bool isAgreed = false;
+};
+
 struct SignOptions {
   std::vector<std::string> files = {};
   User user = {};          /**< what is left open is taken from the only identity that fits */
@@ -70,6 +81,8 @@ int runDoctor(const DoctorOptions& options);
 int runIdentities(const IdentitiesOptions& options);
 int runImport(const ImportOptions& options);
 int runConfirm(const ConfirmOptions& options);
+int runRemove(const RemoveOptions& options);
+int runTrust(const TrustOptions& options);
 int runSign(const SignOptions& options);
 int runVerify(const VerifyOptions& options);
 

@@ -98,6 +98,7 @@ class Examination {
     IdentityReport report{describe(certificate), std::move(place.token), std::move(place.store),
                           place.locked};
     const std::string encoded = encodeCertificate(certificate);
+    report.encoded = encoded;
     if (!user_.isEmpty()) {
       report.reasons = reasons(report.certificate, certificate, encoded);
       report.named = named_.count(encoded) > 0;

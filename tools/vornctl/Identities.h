@@ -28,8 +28,9 @@ struct IdentityReport {
   bool locked = false; /**< its PIN or password is asked for at each request */
   /** Why it would not sign for the user, or for anybody; empty when all tests pass. */
   std::vector<Fault> reasons = {};
-  bool named = false;    /**< it has the name that the user asks for */
-  bool selected = false; /**< the host would take this one */
+  std::string encoded = {}; /**< the certificate's bytes in base64 */
+  bool named = false;       /**< it has the name that the user asks for */
+  bool selected = false;    /**< the host would take this one */
 
   /** Whether the host would sign with it: it takes an expired one too, and then fails. */
   bool signs() const { return selected && reasons.empty(); }

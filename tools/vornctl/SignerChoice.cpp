@@ -23,13 +23,6 @@ std::string plainSerial(const std::string& shown) {
   return digits.substr(std::min(digits.find_first_not_of('0'), digits.size()));
 }
 
-/** As vornctl shows it, or in hexadecimal as other programs do. */
-bool isSerial(const std::string& asked, const std::string& shown) {
-  const std::string plain = plainKeyIdentifier(asked);
-  return asked == shown ||
-         plain.substr(std::min(plain.find_first_not_of('0'), plain.size())) == plainSerial(shown);
-}
-
 std::string listOf(const std::vector<IdentityReport>& reports, const std::string& separator) {
   std::string list;
   for (const IdentityReport& report : reports)
@@ -51,6 +44,13 @@ std::string listOf(const std::vector<IdentityReport>& reports, const std::string
 }
 
 }  // namespace
+
+/** As vornctl shows it, or in hexadecimal as other programs do. */
+bool isSerial(const std::string& asked, const std::string& shown) {
+  const std::string plain = plainKeyIdentifier(asked);
+  return asked == shown ||
+         plain.substr(std::min(plain.find_first_not_of('0'), plain.size())) == plainSerial(shown);
+}
 
 std::string plainKeyIdentifier(const std::string& text) {
   std::string plain = vorn::asciiLowerCase(text);

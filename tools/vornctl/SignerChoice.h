@@ -19,6 +19,9 @@ class ChoiceError : public std::runtime_error {
  */
 User chooseSigner(const User& given, const std::string& serial);
 
+/** Whether a serial number as people have it is the one that is shown. */
+bool isSerial(const std::string& asked, const std::string& shown);
+
 /** A key identifier as requests name it: without the colons or blanks with which programs show it. */
 std::string plainKeyIdentifier(const std::string& text);
 

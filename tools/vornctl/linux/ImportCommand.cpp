@@ -31,18 +31,10 @@ std::span<const std::uint8_t> bytesOf(const std::string& file) {
   return {reinterpret_cast<const std::uint8_t*>(file.data()), file.size()};
 }
 
-/** The first of the shared databases that is there, else the first place for one. */
-fs::path targetFolder() {
-  const auto databases = keys::keyDatabases();
-  const auto shared = std::find_if(databases.begin(), databases.end(),
-                                   [](const auto& database) { return !database.isFirefox; });
-  return shared != databases.end() ? shared->folder : keys::sharedDatabaseFolders().front();
-}
-
 class Import {
  public:
   explicit Import(const ImportOptions& options)
-      : options_(options), folder_(targetFolder()), file_(readInput(options.file, kMostOfFile)) {}
+      : options_(options), folder_(keys::sharedDatabaseForWriting()), file_(readInput(options.file, kMostOfFile)) {}
 
   int run() {
     open();

@@ -127,4 +127,10 @@ std::vector<KeyDatabase> keyDatabases() {
   return databases;
 }
 
+fs::path sharedDatabaseForWriting() {
+  for (const KeyDatabase& database : keyDatabases())
+    if (!database.isFirefox) return database.folder;
+  return sharedDatabaseFolders().front();
+}
+
 }  // namespace vorn::keys

@@ -208,6 +208,47 @@ Pkcs12Result importInto(PK11SlotInfo* slot, std::span<const std::uint8_t> file, 
   return {Pkcs12Status::kFine, "", std::move(certificates)};
 }
 
+Pkcs12Result changeIn(PK11SlotInfo* slot, Change change, std::span<const std::uint8_t> certificate,
+                      void* argument) {
+  SECItem der = itemOf(certificate);
+  CertificateHandle found(PK11_FindCertFromDERCertItem(slot, &der, argument));
+  const auto result = [](bool isDone) {
+    return isDone ? Pkcs12Result{} : failure(Pkcs12Status::kStoreFailed);
+  };
+  if (change == Change::kRemoveWithKey)
+    return result(found != nullptr && PK11_DeleteTokenCertAndKey(found.get(), argument) == SECSuccess);
+  if (found == nullptr) {
+    if (change == Change::kTrustNoMore) return {Pkcs12Status::kAlreadyThere};
+    found.reset(CERT_NewTempCertificate(CERT_GetDefaultCertDB(), &der, nullptr, PR_FALSE, PR_TRUE));
+    if (found == nullptr) return failure(Pkcs12Status::kMalformed);
+    const std::string name = std::string(found->subjectName);
+    if (PK11_ImportCert(slot, found.get(), CK_INVALID_HANDLE, name.c_str(), PR_FALSE) != SECSuccess)
+      return failure(Pkcs12Status::kStoreFailed);
+  }
+  CERTCertTrust trust{};
+  CERT_DecodeTrustString(&trust, change == Change::kTrust ? ",C," : ",,");
+  return result(CERT_ChangeCertTrust(CERT_GetDefaultCertDB(), found.get(), &trust) == SECSuccess);
+}
+
+/** In the database of that folder, opened for writing, with its password if it has one. */
+Pkcs12Result inStore(const fs::path& folder, const AskStorePassword& askStorePassword,
+                     const std::function<Pkcs12Result(PK11SlotInfo* slot, void* argument)>& action) {
+  const mode_t before = umask(S_IRWXG | S_IRWXO);
+  std::error_code impossible;
+  fs::create_directories(folder, impossible);
+  const Library library(folder);
+  umask(before);
+  if (impossible) return {Pkcs12Status::kStoreFailed, impossible.message()};
+  if (!library.isOpen()) return failure(Pkcs12Status::kStoreFailed);
+  void* const argument = const_cast<AskStorePassword*>(&askStorePassword);
+  const Slot slot(PK11_GetInternalKeySlot());
+  PK11_SetPasswordFunc(&storePassword);
+  Pkcs12Result result =
+      isReady(slot.get(), argument) ? action(slot.get(), argument) : failure(Pkcs12Status::kStoreLocked);
+  PK11_SetPasswordFunc(nullptr);
+  return result;
+}
+
 }  // namespace
 
 Pkcs12Result readPkcs12(std::span<const std::uint8_t> file, std::string_view password) {
@@ -223,20 +264,16 @@ Pkcs12Result readPkcs12(std::span<const std::uint8_t> file, std::string_view pas
 
 Pkcs12Result importPkcs12(std::span<const std::uint8_t> file, std::string_view password,
                           const fs::path& folder, const AskStorePassword& askStorePassword) {
-  const mode_t before = umask(S_IRWXG | S_IRWXO);
-  std::error_code impossible;
-  fs::create_directories(folder, impossible);
-  const Library library(folder);
-  umask(before);
-  if (impossible) return {Pkcs12Status::kStoreFailed, impossible.message()};
-  if (!library.isOpen()) return failure(Pkcs12Status::kStoreFailed);
-  void* const argument = const_cast<AskStorePassword*>(&askStorePassword);
-  const Slot slot(PK11_GetInternalKeySlot());
-  PK11_SetPasswordFunc(&storePassword);
-  Pkcs12Result result = isReady(slot.get(), argument) ? importInto(slot.get(), file, password, argument)
-                                                      : failure(Pkcs12Status::kStoreLocked);
-  PK11_SetPasswordFunc(nullptr);
-  return result;
+  return inStore(folder, askStorePassword, [&](PK11SlotInfo* slot, void* argument) {
+    return importInto(slot, file, password, argument);
+  });
+}
+
+Pkcs12Result changeStore(Change change, std::span<const std::uint8_t> certificate, const fs::path& folder,
+                         const AskStorePassword& askStorePassword) {
+  return inStore(folder, askStorePassword, [&](PK11SlotInfo* slot, void* argument) {
+    return changeIn(slot, change, certificate, argument);
+  });
 }
 
 }  // namespace vorn::keys

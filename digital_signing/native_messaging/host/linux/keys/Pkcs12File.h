@@ -10,7 +10,8 @@
 
 #include "linux/prompt/LockedMemory.h"
 
-/** PKCS #12 files, in which authorities hand out a key with its certificates. */
+/** What is written into key stores; and PKCS #12 files, in which authorities hand out a key with its
+ * certificates. */
 namespace vorn::keys {
 
 struct Pkcs12Certificate {
@@ -57,5 +58,16 @@ using AskStorePassword = std::function<bool(bool retry, prompt::Secret& password
  */
 Pkcs12Result importPkcs12(std::span<const std::uint8_t> file, std::string_view password,
                           const std::filesystem::path& folder, const AskStorePassword& askStorePassword);
+
+/** What is to become of a certificate in a database. */
+enum class Change {
+  kRemoveWithKey,
+  kTrust, /**< its flags make it an authority that vouches for persons; it is put there if need be */
+  kTrustNoMore,
+};
+
+/** Only databases are changed so, never a card. Asks and needs as importPkcs12. */
+Pkcs12Result changeStore(Change change, std::span<const std::uint8_t> certificate,
+                         const std::filesystem::path& folder, const AskStorePassword& askStorePassword);
 
 }  // namespace vorn::keys

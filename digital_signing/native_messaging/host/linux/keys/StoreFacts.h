@@ -28,6 +28,9 @@ std::vector<std::filesystem::path> confirmationFiles();
 /** Those that are there, or cannot be seen not to be. */
 std::vector<std::filesystem::path> presentConfirmationFiles();
 
+/** The first of the shared databases that is there, else the first place for one. */
+std::filesystem::path sharedDatabaseForWriting();
+
 struct Token {
   std::string name;
   /** Whether it wants a password before any key in it can be used. */
