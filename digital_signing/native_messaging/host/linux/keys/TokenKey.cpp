@@ -169,8 +169,7 @@ SECKEYPrivateKey* TokenKey::quickKey() const {
 std::variant<std::vector<std::uint8_t>, NssError> TokenKey::sign(der::Bytes input,
                                                                  const x509::Certificate& certificate) const {
   for (bool again = false;; again = true) {
-    if (again || PK11_IsPresent(slot_.get()) == PR_FALSE)
-      SECMOD_UpdateSlotList(PK11_GetModule(slot_.get()));
+    if (again || PK11_IsPresent(slot_.get()) == PR_FALSE) SECMOD_UpdateSlotList(PK11_GetModule(slot_.get()));
     if (!isPresentSoon(slot_.get(), true)) {
       PR_SetError(SEC_ERROR_NO_TOKEN, 0);
       return lastErrorOf(slot_.get());
