@@ -294,7 +294,7 @@ TEST(DoctorHome, NotesKeepNobodyFromSigning) {
   const e2e::Home home("main");
   fs::create_directories(home.path() / ".config/chromium");
   const Result done =
-      run(home, kRegister +
+      run(home, std::string(kRegister) +
                     " && $vornctl confirm on >out && mkdir -p .config/pkcs11/modules && "
                     "echo module: /none.so >.config/pkcs11/modules/x.module && " +
                     kOnlyIdentity + "--abn 123 --to $(date -u -d \"+4 days\" +%Y%m%d%H%M%SZ) . >out");
