@@ -1,7 +1,6 @@
 #include "vornctl/ManifestCheck.h"
 
 #include <sys/stat.h>
-#include <sys/statvfs.h>
 #include <unistd.h>
 
 #include <nlohmann/json.hpp>
@@ -176,8 +175,8 @@ std::optional<Fault> checkProgram(const fs::path& program, const fs::path& insta
   if (isStartable(program)) return std::nullopt;
   std::error_code unreadable;
   if (fs::is_regular_file(program, unreadable)) {
-    struct statvfs system{};
-    if (statvfs(program.c_str(), &system) == 0 && (system.f_flag & ST_NOEXEC) != 0)
+    constexpr fs::perms kForAll = fs::perms::owner_exec | fs::perms::group_exec | fs::perms::others_exec;
+    if ((fs::status(program, unreadable).permissions() & kForAll) == kForAll)
       return Fault{
           "host-not-executable",
           "the host " + program.string() + " is on a file system whose programs may not be started (noexec)",

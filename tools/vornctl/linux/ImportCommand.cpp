@@ -34,7 +34,9 @@ std::span<const std::uint8_t> bytesOf(const std::string& file) {
 class Import {
  public:
   explicit Import(const ImportOptions& options)
-      : options_(options), folder_(keys::sharedDatabaseForWriting()), file_(readInput(options.file, kMostOfFile)) {}
+      : options_(options),
+        folder_(keys::sharedDatabaseForWriting()),
+        file_(readInput(options.file, kMostOfFile)) {}
 
   int run() {
     open();
