@@ -232,6 +232,7 @@ TEST(Faults, OutputThatIsClosedInMidAnswer) {
 TEST(Faults, BrowserThatGoesBetweenTwoDocuments) {
   Home home("main");
   HostProcess reader(home, leakChecked(home));
+  reader.ask(SignRequest{.documents = {{agreement()}}}.json());  // all is loaded then
   reader.send(SignRequest{.documents = {{agreement()}, {agreement()}}}.json());
   reader.closeInput();
   EXPECT_EQ(texts(reader.read(), "data").size(), 2U) << "who reads on is answered";

@@ -15,7 +15,6 @@
 #include <ctime>
 #include <filesystem>
 #include <system_error>
-#include <utility>
 
 namespace vorn {
 namespace {
@@ -79,9 +78,15 @@ std::string tellSystemLog(int level, const std::string& line) {
     return connect(systemLog, reinterpret_cast<const sockaddr*>(&kListener), sizeof kListener) == 0;
   };
   if (isTaken() || (errno != EAGAIN && isConnected() && isTaken())) return "";
-  static int patience = 1000;  // in milliseconds, once for all
+  // In milliseconds: for one that has fallen behind, and not for each line to one that never reads.
+  constexpr int kPatience = 1000;
+  static int patience = kPatience;
   pollfd room{systemLog, POLLOUT, 0};
-  if (errno == EAGAIN && poll(&room, 1, std::exchange(patience, 0)) > 0 && isTaken()) return "";
+  if (errno == EAGAIN && poll(&room, 1, patience) > 0 && isTaken()) {
+    patience = kPatience;
+    return "";
+  }
+  if (errno == EAGAIN) patience = 0;
   return std::generic_category().message(errno);
 }
 

@@ -50,20 +50,28 @@ std::string callerInLog() {
   return caller;
 }
 
-/** What a person has to be told of modules comes before what the search or the signer knows to say. */
 template <typename Call>
-void withAdvice(Call call) {
+void unlessAbandoned(Call call) {
   try {
     call();
-  } catch (const BaseException& failure) {
-    const KeyProcess& process = KeyProcess::instance();
-    if (process.isAbandoned()) throw RequesterGoneException();
-    const std::string advice = process.adviceOnModules();
-    const bool isOfKeys = failure.code() == TechnicalException::kCode ||
-                          failure.code() == CertificateNotFoundException::kCode ||
-                          failure.code() == CryptoException::kCode;
-    if (isOfKeys && !advice.empty()) throw TechnicalException(advice, reason::kModuleHangs);
+  } catch (const BaseException&) {
+    if (KeyProcess::instance().isAbandoned()) throw RequesterGoneException();
     throw;
+  }
+}
+
+/** Where a module was left out, that comes before whatever else a search that fails has to say; the next
+ * request searches anew. */
+void select(const jsonxx::Object& userDetails, jsonxx::Object& response) {
+  try {
+    signing::selectCertificate(userDetails, response);
+    logStoreFaults();
+  } catch (const BaseException&) {
+    logStoreFaults();
+    const std::string advice = KeyProcess::instance().adviceOnModules();
+    if (advice.empty() || KeyProcess::instance().isAbandoned()) throw;
+    CertificateSelection::getInstance().reset();
+    throw TechnicalException(advice, reason::kModuleHangs);
   }
 }
 
@@ -89,35 +97,23 @@ void begin(const keys::KeyProgram& keys) {
 void selectCertificate(const jsonxx::Object& userDetails, jsonxx::Object& response) {
   KeyProcess::instance().tryAllModules();
   lastUser = userDetails;
-  withAdvice([&] {
-    try {
-      signing::selectCertificate(userDetails, response);
-    } catch (...) {
-      logStoreFaults();
-      throw;
-    }
-  });
-  logStoreFaults();
+  unlessAbandoned([&] { select(userDetails, response); });
 }
 
 void signDocuments(const jsonxx::Array& xmlData, SignatureAlgorithm algorithm, jsonxx::Object& response) {
   const Request request(xmlData.size());
-  withAdvice([&] {
-    const bool hadModules = KeyProcess::instance().adviceOnModules().empty();
-    try {
-      return signing::signDocuments(xmlData, algorithm, response);
-    } catch (const CryptoException&) {
-      if (!hadModules || KeyProcess::instance().adviceOnModules().empty()) throw;
+  unlessAbandoned([&] {
+    while (true) {
+      const std::size_t leftOut = KeyProcess::instance().leftOutCount();
+      try {
+        return signing::signDocuments(xmlData, algorithm, response);
+      } catch (const CryptoException&) {
+        if (KeyProcess::instance().leftOutCount() == leftOut) throw;
+      }
+      // The module of that key has failed: whoever else fits signs.
+      CertificateSelection::getInstance().reset();
+      select(lastUser, response);
     }
-    CertificateSelection::getInstance().reset();
-    try {
-      signing::selectCertificate(lastUser, response);
-    } catch (...) {
-      logStoreFaults();
-      throw;
-    }
-    logStoreFaults();
-    signing::signDocuments(xmlData, algorithm, response);
   });
 }
 

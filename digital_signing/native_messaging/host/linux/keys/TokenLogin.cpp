@@ -23,10 +23,12 @@ constexpr int kMostQuestions = 5;
 
 std::vector<std::unique_ptr<TokenLogin>> logins;
 
-prompt::Answer askPerson(const prompt::Question& question, prompt::Secret& pin) {
-  const MarkedWait typing;
+/** A pause grows with each question that is cancelled. */
+template <typename Ask>
+prompt::Answer askPerson(Ask ask) {
+  const MarkedWait answering;
   prompt::cancel_pause::keep();
-  prompt::Answer answer = prompt::ask(question, pin);
+  prompt::Answer answer = ask();
   if (answer.outcome == prompt::Answer::Outcome::kCancelled) prompt::cancel_pause::noteCancelled();
   if (answer.outcome == prompt::Answer::Outcome::kGiven) prompt::cancel_pause::noteAnswered();
   return answer;
@@ -76,6 +78,7 @@ TokenLogin::TokenLogin(PK11SlotInfo* slot, prompt::SigningRequest& request)
     : slot_(PK11_ReferenceSlot(slot)), request_(request) {}
 
 TokenLogin::~TokenLogin() {
+  pin_.wipe();  // first: a module may never return from what follows
   if (isLoggedIn_) PK11_Logout(slot_.get());
 }
 
@@ -109,8 +112,7 @@ std::optional<NssError> TokenLogin::logIn(const x509::Certificate& certificate) 
 std::optional<NssError> TokenLogin::confirm(const x509::Certificate& certificate) {
   if (request_.hasConsent()) return std::nullopt;
   const LoginQuestion question(slot_.get(), {}, certificate, request_.facts());
-  const MarkedWait thinking;
-  const prompt::Answer answer = prompt::confirm(question.confirmation());
+  const prompt::Answer answer = askPerson([&] { return prompt::confirm(question.confirmation()); });
   if (answer.outcome != prompt::Answer::Outcome::kGiven) return question.unconfirmed(answer);
   request_.consent();
   return std::nullopt;
@@ -153,7 +155,7 @@ std::optional<NssError> TokenLogin::ask(const LoginQuestion& question, std::stri
   bool wasOdd = false;
   while (true) {
     if (++questions_ > kMostQuestions) return question.tooManyWrong();
-    const prompt::Answer answer = askPerson(question.question(warning), pin_);
+    const prompt::Answer answer = askPerson([&] { return prompt::ask(question.question(warning), pin_); });
     if (answer.outcome == prompt::Answer::Outcome::kFailed) return question.unanswered(answer.reason);
     if (answer.outcome != prompt::Answer::Outcome::kGiven) return question.cancelled();
     // The token may count it as a try; but whoever insists may know the token better than it does itself.

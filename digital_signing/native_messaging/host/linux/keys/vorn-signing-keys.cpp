@@ -74,7 +74,7 @@ int main(int count, char** arguments) {
   prctl(PR_SET_PDEATHSIG, SIGKILL);
   for (const int ignored : {SIGPIPE, SIGXFSZ}) std::signal(ignored, SIG_IGN);
   int socket = moveAway(STDIN_FILENO);
-  close_range(kFirstFree, kHigh - 1, 0);
+  if (socket > kFirstFree) close_range(kFirstFree, static_cast<unsigned>(socket) - 1, 0);
   const int nothing = open("/dev/null", O_RDONLY | O_CLOEXEC);
   dup2(nothing, STDIN_FILENO);
   close(nothing);

@@ -41,10 +41,13 @@ extern "C" void endSession(int) {
 [[noreturn]] void become(const char* program, int socket, pid_t host) {
   prctl(PR_SET_PDEATHSIG, SIGKILL);
   if (getppid() != host) _exit(1);  // it has died meanwhile
+  // A library may have changed them, and the guard is told by a signal.
+  for (int signal = 1; signal < NSIG; ++signal) std::signal(signal, SIG_DFL);
+  sigset_t none;
+  sigemptyset(&none);
+  sigprocmask(SIG_SETMASK, &none, nullptr);
   const pid_t session = setsid();
   if (_Fork() == 0) guardSession(session);
-  std::signal(SIGPIPE, SIG_DFL);
-  std::signal(SIGXFSZ, SIG_DFL);
   // A library may have closed the first three, whose numbers then were free for the socket.
   socket = fcntl(socket, F_DUPFD_CLOEXEC, kFirstFreeDescriptor);
   dup2(socket, STDIN_FILENO);

@@ -102,7 +102,8 @@ bool KeyProcess::send(jsonxx::Object& question) {
 }
 
 std::optional<jsonxx::Object> KeyProcess::ask(jsonxx::Object question) {
-  const auto deadline = Clock::now() + kPatience;
+  auto deadline = Clock::now() + kPatience;
+  bool isLastTime = false;
   const bool isSignature = keys::textIn(question, "question") == "sign";
   isAbandoned_ = false;
   // Twice without a module to blame is once too often.
@@ -121,10 +122,14 @@ std::optional<jsonxx::Object> KeyProcess::ask(jsonxx::Object question) {
       failure_ = "nobody waits for an answer";
       return std::nullopt;
     }
-    if (!blame(outcome)) ++unexplained;
+    const bool isBlamed = blame(outcome);
+    if (!isBlamed) ++unexplained;
     // The key that was to sign is known to the process that is gone.
     if (isSignature) return std::nullopt;
-    if (Clock::now() >= deadline) break;
+    if (Clock::now() < deadline) continue;
+    // What is left may well hold an identity that fits.
+    if (!isBlamed || std::exchange(isLastTime, true)) break;
+    deadline = Clock::now() + kCallPatience;
   }
   return std::nullopt;
 }
@@ -178,11 +183,17 @@ bool KeyProcess::blame(Outcome outcome) {
   const seconds patience = wasAtWork ? patienceOf(mark) : kPatience;
   channel_.reset();
   const int status = start() ? formerStatus_ : 0;
+  // By a stranger's hand, for want of memory for instance.
+  const bool wasKilled = WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL;
+  if (outcome == Outcome::kEnded && !wasAtWork && wasKilled) {
+    failure_ = "The process for keys has been killed";
+    return false;
+  }
   std::string deed = "it ends the process that loads it";
   if (outcome == Outcome::kHangs)
     deed = (wasAtWork ? "it does not answer within " : "it does not come to an end within ") +
            std::to_string(patience.count()) + " seconds";
-  else if (WIFSIGNALED(status) && WTERMSIG(status) != SIGKILL)
+  else if (WIFSIGNALED(status) && !wasKilled)
     deed = "it crashes (signal " + std::to_string(WTERMSIG(status)) + ")";
   const std::string reason = deed + ", in " + function;
   failure_ = library.empty() ? "The process for keys has ended" : library + ": " + reason;
@@ -193,9 +204,8 @@ std::string KeyProcess::adviceOnModules() const {
   if (leftOut_.empty()) return "";
   const auto& [library, reason] = *leftOut_.begin();
   return "The library of a card or token, " + library + ", cannot be used now: " + reason +
-         "; see that its device is connected and its service runs, take the card out and put it in again, "
-         "and "
-         "try once more";
+         "; see that its device is connected and its service runs, take the card out and put it in "
+         "again, and try once more";
 }
 
 void KeyProcess::keepFaults(const jsonxx::Object& answer) {

@@ -50,6 +50,7 @@ class KeyProcess {
   const std::vector<keys::StoreFault>& faults() const { return faults_; }
   /** Of the modules that are left alone, for people, with what to do; empty when there are none. */
   std::string adviceOnModules() const;
+  std::size_t leftOutCount() const { return leftOut_.size(); }
   void tryAllModules() { leftOut_.clear(); }
 
   /** Numbers of keys are good for as long as this stays the same. */
