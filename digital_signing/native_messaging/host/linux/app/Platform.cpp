@@ -77,12 +77,12 @@ std::string tellSystemLog(int level, const std::string& line) {
   const auto isConnected = [&kListener] {
     return connect(systemLog, reinterpret_cast<const sockaddr*>(&kListener), sizeof kListener) == 0;
   };
-  if (isTaken() || (errno != EAGAIN && isConnected() && isTaken())) return "";
   // In milliseconds: for one that has fallen behind, and not for each line to one that never reads.
   constexpr int kPatience = 1000;
   static int patience = kPatience;
   pollfd room{systemLog, POLLOUT, 0};
-  if (errno == EAGAIN && poll(&room, 1, patience) > 0 && isTaken()) {
+  if (isTaken() || (errno != EAGAIN && isConnected() && isTaken()) ||
+      (errno == EAGAIN && poll(&room, 1, patience) > 0 && isTaken())) {
     patience = kPatience;
     return "";
   }

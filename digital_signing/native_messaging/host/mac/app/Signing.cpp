@@ -41,7 +41,6 @@ void selectCertificate(const jsonxx::Object& userDetails, jsonxx::Object& respon
   response << "cert_serial" << selection.getCertificateSerial();
   signature_record::setCertificate(selection.getCertificateSerial());
   // An earlier certificate that is kept by a search without a winner counts as expired, and has no details.
-  // A search without a winner leaves an earlier certificate in place, but none of its details.
   const bool isFound = !selection.getCertificateSerial().empty();
   if (selection.isExpired())
     throw CertificateExpiredException(isFound ? reason::kExpired : reason::kNotFound);
