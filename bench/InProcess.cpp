@@ -17,7 +17,7 @@
 #include <string>
 #include <vector>
 
-#include "shared/Base64.h"
+#include "shared/base/Base64.h"
 #include "shared/json/jsonxx.h"
 
 using namespace vorn;

@@ -14,7 +14,7 @@
 #include <vector>
 
 #include "fuzz/Require.h"
-#include "shared/Exceptions.h"
+#include "shared/base/Exceptions.h"
 #include "shared/xml/Canonicaliser.h"
 #include "shared/xml/DocumentSerialiser.h"
 #include "shared/xml/ParsedDocument.h"

@@ -10,8 +10,8 @@
 
 #include "fuzz/Identity.h"
 #include "fuzz/Require.h"
-#include "shared/Base64.h"
-#include "shared/Exceptions.h"
+#include "shared/base/Base64.h"
+#include "shared/base/Exceptions.h"
 #include "shared/XMLSigner.h"
 #include "shared/xml/Canonicaliser.h"
 #include "shared/xml/ParsedDocument.h"

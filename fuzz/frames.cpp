@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "fuzz/Require.h"
-#include "shared/Exceptions.h"
+#include "shared/base/Exceptions.h"
 #include "shared/messaging/FrameAssembler.h"
 
 using namespace vorn;

@@ -10,8 +10,8 @@
 #include <string>
 
 #include "fuzz/Require.h"
-#include "shared/Exceptions.h"
-#include "shared/Signing.h"
+#include "shared/base/Exceptions.h"
+#include "shared/base/Signing.h"
 #include "shared/json/jsonxx.h"
 #include "shared/messaging/FrameAssembler.h"
 #include "shared/messaging/MessageExchange.h"

@@ -12,8 +12,8 @@
 #include "fuzz/Identity.h"
 #include "fuzz/Libxmlsec.h"
 #include "fuzz/Require.h"
-#include "shared/Base64.h"
-#include "shared/Exceptions.h"
+#include "shared/base/Base64.h"
+#include "shared/base/Exceptions.h"
 #include "shared/XMLSigner.h"
 #include "shared/verification/Coverage.h"
 #include "shared/verification/DocumentCheck.h"
@@ -22,7 +22,7 @@
 #include "shared/xml/ParserErrors.h"
 #include "shared/xml/SignatureWarnings.h"
 #include "signing/TestIdentity.h"
-#include "vornctl/DocumentVerdict.h"
+#include "vornctl/verdict/DocumentVerdict.h"
 
 using namespace vorn;
 

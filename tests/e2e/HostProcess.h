@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "e2e/Home.h"
-#include "vornctl/ChildProcess.h"
+#include "vornctl/base/ChildProcess.h"
 
 namespace e2e {
 

@@ -6,7 +6,7 @@
 
 #include "e2e/HostProcess.h"
 #include "e2e/Messages.h"
-#include "shared/Version.h"
+#include "shared/base/Version.h"
 
 namespace e2e {
 namespace {

@@ -5,7 +5,7 @@
 #include <cmath>
 #include <string>
 
-#include "shared/Exceptions.h"
+#include "shared/base/Exceptions.h"
 #include "shared/text/Utf8.h"
 
 using namespace vorn;

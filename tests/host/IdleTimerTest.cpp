@@ -1,4 +1,4 @@
-#include "shared/IdleTimer.h"
+#include "shared/base/IdleTimer.h"
 
 #include <gtest/gtest.h>
 

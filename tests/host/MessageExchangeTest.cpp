@@ -14,12 +14,12 @@
 
 #include "Bytes.h"
 #include "host/TestPlatform.h"
-#include "shared/AnswerLimit.h"
-#include "shared/Exceptions.h"
-#include "shared/IdleTimer.h"
-#include "shared/Logging.h"
-#include "shared/Signing.h"
-#include "shared/Version.h"
+#include "shared/base/AnswerLimit.h"
+#include "shared/base/Exceptions.h"
+#include "shared/base/IdleTimer.h"
+#include "shared/base/Logging.h"
+#include "shared/base/Signing.h"
+#include "shared/base/Version.h"
 
 using namespace vorn;
 

@@ -6,8 +6,8 @@
 #include <typeinfo>
 
 #include "host/TestPlatform.h"
-#include "shared/Exceptions.h"
-#include "shared/Signing.h"
+#include "shared/base/Exceptions.h"
+#include "shared/base/Signing.h"
 
 using namespace vorn;
 

@@ -1,6 +1,6 @@
 #include "host/TestPlatform.h"
 
-#include "shared/Platform.h"
+#include "shared/base/Platform.h"
 
 using namespace vorn;
 

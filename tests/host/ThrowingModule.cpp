@@ -3,8 +3,8 @@
 #include <stdexcept>
 
 #include "linux/app/SigningSession.h"
-#include "shared/Exceptions.h"
-#include "shared/Signing.h"
+#include "shared/base/Exceptions.h"
+#include "shared/base/Signing.h"
 
 using namespace vorn;
 

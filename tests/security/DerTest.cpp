@@ -3,7 +3,7 @@
 #include <cstdint>
 
 #include "linux/frameworks/Security/CertificateProperties.h"
-#include "linux/frameworks/Security/DerText.h"
+#include "linux/x509/DerText.h"
 #include "security/CertificateFiles.h"
 
 namespace security_test {

@@ -4,8 +4,8 @@
 #include <cstdint>
 
 #include "linux/frameworks/Security/CertificateProperties.h"
-#include "linux/frameworks/Security/DerText.h"
-#include "linux/frameworks/Security/X509Time.h"
+#include "linux/x509/DerText.h"
+#include "linux/x509/X509Time.h"
 #include "security/CertificateFiles.h"
 
 namespace security_test {

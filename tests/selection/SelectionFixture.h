@@ -8,7 +8,7 @@
 
 #include "mac/app/CertificateSelection.h"
 #include "selection/ScriptedSecurity.h"
-#include "shared/Exceptions.h"
+#include "shared/base/Exceptions.h"
 #include "shared/json/jsonxx.h"
 
 using namespace vorn;

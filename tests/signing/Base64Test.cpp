@@ -1,4 +1,4 @@
-#include "shared/Base64.h"
+#include "shared/base/Base64.h"
 
 #include <gtest/gtest.h>
 

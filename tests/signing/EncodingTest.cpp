@@ -1,6 +1,6 @@
 #include <algorithm>
 
-#include "shared/Base64.h"
+#include "shared/base/Base64.h"
 #include "shared/xml/XmlText.h"
 #include "signing/SigningFixture.h"
 

@@ -9,7 +9,7 @@
 #include <xsec/utils/XSECPlatformUtils.hpp>
 #include <xsec/utils/XSECSafeBuffer.hpp>
 
-#include "shared/Exceptions.h"
+#include "shared/base/Exceptions.h"
 #include "shared/xml/ParserCheck.h"
 #include "shared/xml/XmlText.h"
 #include "signing/Parsed.h"

@@ -6,8 +6,8 @@
 #include <filesystem>
 #include <memory>
 
-#include "shared/Base64.h"
-#include "shared/Exceptions.h"
+#include "shared/base/Base64.h"
+#include "shared/base/Exceptions.h"
 #include "shared/XMLSigner.h"
 #include "shared/xml/ParserErrors.h"
 #include "signing/TestIdentity.h"

@@ -12,8 +12,8 @@
 #include <xsec/enc/OpenSSL/OpenSSLCryptoKeyRSA.hpp>
 
 #include "Bytes.h"
-#include "shared/Base64.h"
-#include "shared/SigningIdentity.h"
+#include "shared/base/Base64.h"
+#include "shared/base/SigningIdentity.h"
 
 using namespace vorn;
 

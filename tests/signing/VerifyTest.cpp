@@ -1,6 +1,6 @@
 #include <algorithm>
 
-#include "shared/Base64.h"
+#include "shared/base/Base64.h"
 #include "shared/XMLSigner.h"
 #include "shared/verification/DocumentCheck.h"
 #include "shared/xml/ParsedDocument.h"

@@ -11,8 +11,8 @@
 #include <xsec/enc/XSECCryptoException.hpp>
 #include <xsec/framework/XSECException.hpp>
 
-#include "shared/Base64.h"
-#include "shared/SignatureRecord.h"
+#include "shared/base/Base64.h"
+#include "shared/base/SignatureRecord.h"
 #include "shared/xml/XmlText.h"
 #include "signing/SigningFixture.h"
 #include "signing/TestIdentity.h"

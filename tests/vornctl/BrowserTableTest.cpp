@@ -1,4 +1,4 @@
-#include "vornctl/BrowserTable.h"
+#include "vornctl/browsers/BrowserTable.h"
 
 #include <gtest/gtest.h>
 #include <pwd.h>
@@ -7,7 +7,7 @@
 #include <cstdlib>
 
 #include "e2e/Home.h"
-#include "vornctl/ExtensionIds.h"
+#include "vornctl/browsers/ExtensionIds.h"
 
 namespace vorn::vornctl {
 namespace {

@@ -8,7 +8,7 @@
 #include <system_error>
 
 #include "e2e/Messages.h"
-#include "vornctl/AtomicFile.h"
+#include "vornctl/base/AtomicFile.h"
 #include "vornctl/Program.h"
 
 namespace vorn::vornctl {

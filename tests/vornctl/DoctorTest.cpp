@@ -7,8 +7,8 @@
 #include <regex>
 
 #include "e2e/Token.h"
-#include "vornctl/BrowserPolicies.h"
-#include "vornctl/HostCheck.h"
+#include "vornctl/browsers/BrowserPolicies.h"
+#include "vornctl/doctor/HostCheck.h"
 #include "vornctl/Program.h"
 
 namespace vorn::vornctl {

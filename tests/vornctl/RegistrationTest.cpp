@@ -1,4 +1,4 @@
-#include "vornctl/Registration.h"
+#include "vornctl/browsers/Registration.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -7,8 +7,8 @@
 #include <system_error>
 
 #include "e2e/Home.h"
-#include "vornctl/AtomicFile.h"
-#include "vornctl/HostManifest.h"
+#include "vornctl/base/AtomicFile.h"
+#include "vornctl/browsers/HostManifest.h"
 
 namespace vorn::vornctl {
 namespace {

@@ -1,4 +1,4 @@
-#include "shared/Logging.h"
+#include "shared/base/Logging.h"
 
 #include <fstream>
 

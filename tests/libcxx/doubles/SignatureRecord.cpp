@@ -1,4 +1,4 @@
-#include "shared/SignatureRecord.h"
+#include "shared/base/SignatureRecord.h"
 
 namespace vorn::signature_record {
 

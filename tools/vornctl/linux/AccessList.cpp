@@ -1,6 +1,6 @@
 #include <sys/xattr.h>
 
-#include "vornctl/FileOwners.h"
+#include "vornctl/doctor/FileOwners.h"
 
 namespace vorn::vornctl {
 

@@ -2,10 +2,10 @@
 #include <iostream>
 #include <system_error>
 
-#include "linux/keys/StoreFacts.h"
-#include "vornctl/AtomicFile.h"
-#include "vornctl/Commands.h"
-#include "vornctl/Terminal.h"
+#include "linux/processes/StoreFacts.h"
+#include "vornctl/base/AtomicFile.h"
+#include "vornctl/commands/Commands.h"
+#include "vornctl/base/Terminal.h"
 
 namespace vorn::vornctl {
 

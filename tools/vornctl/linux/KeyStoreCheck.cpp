@@ -1,4 +1,4 @@
-#include "vornctl/KeyStoreCheck.h"
+#include "vornctl/doctor/KeyStoreCheck.h"
 
 #include <unistd.h>
 
@@ -9,8 +9,8 @@
 
 #include "linux/frameworks/Security/KeyStoreReport.h"
 #include "linux/prompt/PromptProgram.h"
-#include "vornctl/Fitness.h"
-#include "vornctl/Identities.h"
+#include "vornctl/identities/Fitness.h"
+#include "vornctl/identities/Identities.h"
 
 namespace vorn::vornctl {
 namespace {

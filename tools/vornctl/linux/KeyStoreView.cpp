@@ -1,4 +1,4 @@
-#include "vornctl/KeyStoreView.h"
+#include "vornctl/identities/KeyStoreView.h"
 
 #include <algorithm>
 #include <utility>

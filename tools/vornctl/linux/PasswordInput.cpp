@@ -9,7 +9,7 @@
 #include <system_error>
 
 #include "linux/prompt/PinPrompt.h"
-#include "vornctl/InputFile.h"
+#include "vornctl/base/InputFile.h"
 
 namespace vorn::vornctl {
 namespace {

@@ -4,13 +4,13 @@
 #include <stdexcept>
 
 #include "linux/keys/Pkcs12File.h"
-#include "linux/keys/StoreFacts.h"
+#include "linux/processes/StoreFacts.h"
 #include "mac/app/CFRef.h"
-#include "shared/Base64.h"
-#include "vornctl/ChainCheck.h"
-#include "vornctl/Commands.h"
-#include "vornctl/SignerChoice.h"
-#include "vornctl/Terminal.h"
+#include "shared/base/Base64.h"
+#include "vornctl/verdict/ChainCheck.h"
+#include "vornctl/commands/Commands.h"
+#include "vornctl/identities/SignerChoice.h"
+#include "vornctl/base/Terminal.h"
 #include "vornctl/linux/PasswordInput.h"
 
 namespace vorn::vornctl {

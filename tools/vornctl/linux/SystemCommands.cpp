@@ -1,7 +1,7 @@
-#include "vornctl/SystemCommands.h"
+#include "vornctl/commands/SystemCommands.h"
 
-#include "vornctl/Commands.h"
-#include "vornctl/SubcommandOptions.h"
+#include "vornctl/commands/Commands.h"
+#include "vornctl/commands/SubcommandOptions.h"
 
 namespace vorn::vornctl {
 

@@ -1,4 +1,4 @@
-#include "vornctl/FileOwners.h"
+#include "vornctl/doctor/FileOwners.h"
 
 namespace vorn::vornctl {
 

@@ -1,8 +1,8 @@
-#include "vornctl/Host.h"
+#include "vornctl/doctor/Host.h"
 
 #include <system_error>
 
-#include "shared/Platform.h"
+#include "shared/base/Platform.h"
 
 namespace vorn::vornctl {
 

@@ -1,8 +1,8 @@
-#include "vornctl/KeyStoreCheck.h"
+#include "vornctl/doctor/KeyStoreCheck.h"
 
 #include <algorithm>
 
-#include "vornctl/Identities.h"
+#include "vornctl/identities/Identities.h"
 
 namespace vorn::vornctl {
 namespace {

@@ -1,4 +1,4 @@
-#include "vornctl/KeyStoreView.h"
+#include "vornctl/identities/KeyStoreView.h"
 
 #include <CoreFoundation/CoreFoundation.h>
 

@@ -1,4 +1,4 @@
-#include "vornctl/SystemCommands.h"
+#include "vornctl/commands/SystemCommands.h"
 
 namespace vorn::vornctl {
 

@@ -7,10 +7,10 @@
 #include <limits>
 #include <utility>
 
-#include "shared/Exceptions.h"
-#include "shared/IdleTimer.h"
-#include "shared/Logging.h"
-#include "shared/Signing.h"
+#include "shared/base/Exceptions.h"
+#include "shared/base/IdleTimer.h"
+#include "shared/base/Logging.h"
+#include "shared/base/Signing.h"
 #include "shared/request/ErrorResponse.h"
 #include "shared/request/RequestValidation.h"
 #include "shared/request/VersionResponse.h"

@@ -30,10 +30,10 @@
 #include <xsec/framework/XSECException.hpp>
 #include <xsec/utils/XSECPlatformUtils.hpp>
 
-#include "shared/Base64.h"
-#include "shared/Exceptions.h"
-#include "shared/SignatureRecord.h"
-#include "shared/SigningIdentity.h"
+#include "shared/base/Base64.h"
+#include "shared/base/Exceptions.h"
+#include "shared/base/SignatureRecord.h"
+#include "shared/base/SigningIdentity.h"
 #include "shared/verification/DocumentCheck.h"
 #include "shared/xml/DocumentElements.h"
 #include "shared/xml/DocumentSerialiser.h"

@@ -4,7 +4,7 @@
 #include <string>
 #include <xercesc/util/XercesDefs.hpp>
 
-#include "shared/SignatureAlgorithm.h"
+#include "shared/base/SignatureAlgorithm.h"
 #include "shared/xml/ParserLimits.h"
 
 XERCES_CPP_NAMESPACE_BEGIN
@@ -17,7 +17,7 @@ namespace vorn {
 /**
  * Turns an XML document into the same document with two enveloped signatures: one over its single
  * CounterpartData element, one over its single RenderedData element. The key and the certificate are those of
- * the selected identity: shared/SigningIdentity.h.
+ * the selected identity: shared/base/SigningIdentity.h.
  *
  * Owns the start of the XML libraries. One instance for the process, never deleted; one thread.
  */

@@ -1,4 +1,4 @@
-#include "shared/Platform.h"
+#include "shared/base/Platform.h"
 
 #include <poll.h>
 #include <pwd.h>

@@ -14,11 +14,11 @@
 #include <string_view>
 
 #include "linux/app/BuildId.h"
-#include "linux/app/Sandbox.h"
-#include "shared/Exceptions.h"
-#include "shared/Platform.h"
-#include "shared/Requester.h"
-#include "shared/Signing.h"
+#include "linux/processes/Sandbox.h"
+#include "shared/base/Exceptions.h"
+#include "shared/base/Platform.h"
+#include "shared/base/Requester.h"
+#include "shared/base/Signing.h"
 
 namespace vorn {
 namespace {

@@ -3,9 +3,9 @@
 #include <cstdint>
 #include <string>
 
-#include "linux/keys/KeyProgram.h"
-#include "shared/Requester.h"
-#include "shared/SignatureAlgorithm.h"
+#include "linux/processes/KeyProgram.h"
+#include "shared/base/Requester.h"
+#include "shared/base/SignatureAlgorithm.h"
 #include "shared/json/jsonxx.h"
 
 namespace vorn {

@@ -4,9 +4,9 @@
 #include "linux/app/BuildId.h"
 #include "linux/app/SigningModule.h"
 #include "linux/app/SigningSession.h"
-#include "shared/Exceptions.h"
-#include "shared/Requester.h"
-#include "shared/Signing.h"
+#include "shared/base/Exceptions.h"
+#include "shared/base/Requester.h"
+#include "shared/base/Signing.h"
 
 namespace vorn {
 namespace {

@@ -10,8 +10,8 @@
 #include "linux/frameworks/Security/KeyProcess.h"
 #include "linux/prompt/PromptLog.h"
 #include "mac/app/CertificateSelection.h"
-#include "shared/Exceptions.h"
-#include "shared/Requester.h"
+#include "shared/base/Exceptions.h"
+#include "shared/base/Requester.h"
 
 namespace vorn::signing_session {
 namespace {

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "linux/keys/KeyProgram.h"
-#include "shared/Signing.h"
+#include "linux/processes/KeyProgram.h"
+#include "shared/base/Signing.h"
 
 /** What stands around the module's calls on this system: the process for keys, its log, and prompts for a
  * PIN.

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "linux/keys/StoreFacts.h"
+#include "linux/processes/StoreFacts.h"
 
 namespace vorn::keys {
 

@@ -5,7 +5,7 @@
 #include <cstdio>
 
 #include "Security/SecBase.h"
-#include "shared/ErrorReason.h"
+#include "shared/base/ErrorReason.h"
 
 namespace vorn::keys {
 namespace {

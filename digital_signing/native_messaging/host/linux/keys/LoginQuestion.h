@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "linux/frameworks/Security/X509Certificate.h"
+#include "linux/x509/X509Certificate.h"
 #include "linux/keys/NssError.h"
 #include "linux/keys/NssHandles.h"
 #include "linux/prompt/PinPrompt.h"

@@ -8,13 +8,11 @@
 #include <memory>
 #include <vector>
 
-#include "linux/frameworks/Security/X509Certificate.h"
+#include "linux/x509/X509Certificate.h"
 
 /** Owners of what NSS hands out. */
 namespace vorn::keys {
 
-namespace der = frameworks::der;
-namespace x509 = frameworks::x509;
 
 template <auto release>
 struct NssRelease {

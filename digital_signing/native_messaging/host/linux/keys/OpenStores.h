@@ -11,7 +11,7 @@
 #include "linux/keys/KeyStoreLock.h"
 #include "linux/keys/NssError.h"
 #include "linux/keys/NssHandles.h"
-#include "linux/keys/StoreFacts.h"
+#include "linux/processes/StoreFacts.h"
 #include "linux/keys/TokenModules.h"
 
 namespace vorn::keys {

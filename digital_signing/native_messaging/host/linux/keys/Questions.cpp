@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <set>
 
-#include "linux/keys/KeyChannel.h"
+#include "linux/processes/KeyChannel.h"
 
 namespace vorn::keys {
 namespace {

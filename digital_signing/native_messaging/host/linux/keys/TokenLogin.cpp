@@ -8,12 +8,12 @@
 #include <thread>
 #include <vector>
 
-#include "linux/keys/CallMark.h"
+#include "linux/processes/CallMark.h"
 #include "linux/keys/LoginQuestion.h"
 #include "linux/keys/WatchedModules.h"
 #include "linux/prompt/CancelPause.h"
 #include "linux/prompt/PromptLog.h"
-#include "shared/ErrorReason.h"
+#include "shared/base/ErrorReason.h"
 
 namespace vorn::keys {
 namespace {

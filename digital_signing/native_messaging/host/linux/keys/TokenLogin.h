@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-#include "linux/frameworks/Security/X509Certificate.h"
+#include "linux/x509/X509Certificate.h"
 #include "linux/keys/NssError.h"
 #include "linux/keys/NssHandles.h"
 #include "linux/prompt/LockedMemory.h"

@@ -11,7 +11,7 @@
 #include <sstream>
 #include <utility>
 
-#include "linux/keys/CallMark.h"
+#include "linux/processes/CallMark.h"
 #include "linux/keys/TokenModules.h"
 
 namespace vorn::keys {

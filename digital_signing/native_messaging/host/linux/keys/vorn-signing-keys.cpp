@@ -11,9 +11,9 @@
 #include <string_view>
 #include <thread>
 
-#include "linux/app/Sandbox.h"
-#include "linux/keys/KeyChannel.h"
-#include "linux/keys/KeyWorkers.h"
+#include "linux/processes/Sandbox.h"
+#include "linux/processes/KeyChannel.h"
+#include "linux/processes/KeyWorkers.h"
 #include "linux/keys/Questions.h"
 #include "linux/prompt/PromptLog.h"
 #include "linux/prompt/PromptProcess.h"

@@ -11,7 +11,7 @@
 #include "mac/app/CFValues.h"
 #include "mac/app/CertificateValues.h"
 #include "mac/app/DeprecatedCalls.h"
-#include "shared/Exceptions.h"
+#include "shared/base/Exceptions.h"
 
 namespace vorn {
 namespace {

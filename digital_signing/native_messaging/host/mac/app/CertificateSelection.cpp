@@ -11,7 +11,7 @@
 #include "mac/app/CFValues.h"
 #include "mac/app/CertificateDetails.h"
 #include "mac/app/CertificateValues.h"
-#include "shared/Exceptions.h"
+#include "shared/base/Exceptions.h"
 #include "shared/json/jsonxx.h"
 #include "shared/text/LetterCase.h"
 

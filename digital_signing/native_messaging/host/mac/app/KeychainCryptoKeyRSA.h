@@ -10,7 +10,7 @@
 #include <xsec/enc/XSECCryptoKeyRSA.hpp>
 
 #include "mac/app/CFRef.h"
-#include "shared/SigningIdentity.h"
+#include "shared/base/SigningIdentity.h"
 
 namespace vorn {
 

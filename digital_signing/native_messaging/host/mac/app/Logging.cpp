@@ -1,4 +1,4 @@
-#include "shared/Logging.h"
+#include "shared/base/Logging.h"
 
 #include <log4cplus/appender.h>
 #include <log4cplus/helpers/loglog.h>
@@ -19,7 +19,7 @@
 
 #include "mac/app/HarmlessLayout.h"
 #include "mac/app/LogFile.h"
-#include "shared/Platform.h"
+#include "shared/base/Platform.h"
 #include "shared/text/HarmlessText.h"
 
 namespace vorn {

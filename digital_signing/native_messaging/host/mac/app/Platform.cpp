@@ -1,4 +1,4 @@
-#include "shared/Platform.h"
+#include "shared/base/Platform.h"
 
 #include <CoreFoundation/CoreFoundation.h>
 #include <CoreServices/CoreServices.h>

@@ -11,8 +11,8 @@
 #include <memory>
 #include <vector>
 
-#include "shared/OpenSslHandle.h"
-#include "shared/SignatureAlgorithm.h"
+#include "shared/base/OpenSslHandle.h"
+#include "shared/base/SignatureAlgorithm.h"
 
 namespace vorn {
 namespace {

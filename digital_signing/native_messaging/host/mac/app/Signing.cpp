@@ -1,4 +1,4 @@
-#include "shared/Signing.h"
+#include "shared/base/Signing.h"
 
 #include <new>
 #include <optional>
@@ -7,10 +7,10 @@
 #include <xercesc/util/OutOfMemoryException.hpp>
 
 #include "mac/app/CertificateSelection.h"
-#include "shared/AnswerLimit.h"
-#include "shared/Exceptions.h"
-#include "shared/Requester.h"
-#include "shared/SignatureRecord.h"
+#include "shared/base/AnswerLimit.h"
+#include "shared/base/Exceptions.h"
+#include "shared/base/Requester.h"
+#include "shared/base/SignatureRecord.h"
 #include "shared/XMLSigner.h"
 #include "shared/xml/ParserErrors.h"
 

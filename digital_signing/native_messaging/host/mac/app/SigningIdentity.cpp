@@ -1,4 +1,4 @@
-#include "shared/SigningIdentity.h"
+#include "shared/base/SigningIdentity.h"
 
 #include "mac/app/CertificateSelection.h"
 #include "mac/app/KeychainCryptoKeyRSA.h"

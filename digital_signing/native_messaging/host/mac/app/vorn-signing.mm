@@ -6,9 +6,9 @@
 #include <cstdlib>
 #include <exception>
 
-#include "shared/IdleTimer.h"
-#include "shared/Logging.h"
-#include "shared/Requester.h"
+#include "shared/base/IdleTimer.h"
+#include "shared/base/Logging.h"
+#include "shared/base/Requester.h"
 #include "shared/messaging/Arguments.h"
 #include "shared/messaging/MessageExchange.h"
 #include "shared/messaging/ProtocolDescriptors.h"

@@ -3,7 +3,7 @@
 #include <log4cplus/logger.h>
 #include <log4cplus/loggingmacros.h>
 
-#include "shared/SignatureRecord.h"
+#include "shared/base/SignatureRecord.h"
 
 namespace vorn {
 namespace {

@@ -7,7 +7,7 @@
 #include <cstring>
 #include <utility>
 
-#include "shared/Exceptions.h"
+#include "shared/base/Exceptions.h"
 
 namespace vorn {
 namespace {

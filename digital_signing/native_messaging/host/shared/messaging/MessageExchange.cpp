@@ -10,9 +10,9 @@
 #include <exception>
 #include <utility>
 
-#include "shared/AnswerLimit.h"
-#include "shared/Exceptions.h"
-#include "shared/IdleTimer.h"
+#include "shared/base/AnswerLimit.h"
+#include "shared/base/Exceptions.h"
+#include "shared/base/IdleTimer.h"
 #include "shared/RequestHandler.h"
 #include "shared/request/ErrorResponse.h"
 #include "shared/text/Utf8.h"

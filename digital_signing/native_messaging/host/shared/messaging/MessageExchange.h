@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "shared/Requester.h"
+#include "shared/base/Requester.h"
 #include "shared/messaging/FrameAssembler.h"
 #include "shared/request/AnswerParts.h"
 

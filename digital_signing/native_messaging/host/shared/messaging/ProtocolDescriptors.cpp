@@ -8,7 +8,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "shared/Version.h"
+#include "shared/base/Version.h"
 
 namespace vorn {
 namespace {

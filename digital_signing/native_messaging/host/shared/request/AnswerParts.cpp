@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <utility>
 
-#include "shared/AnswerLimit.h"
-#include "shared/Exceptions.h"
+#include "shared/base/AnswerLimit.h"
+#include "shared/base/Exceptions.h"
 #include "shared/json/JsonWriter.h"
 
 namespace vorn {

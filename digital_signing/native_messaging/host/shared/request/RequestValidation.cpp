@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <string>
 
-#include "shared/Exceptions.h"
+#include "shared/base/Exceptions.h"
 #include "shared/request/AnswerParts.h"
 
 namespace vorn {

@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <optional>
 
-#include "shared/SignatureAlgorithm.h"
+#include "shared/base/SignatureAlgorithm.h"
 #include "shared/json/jsonxx.h"
 
 namespace vorn {

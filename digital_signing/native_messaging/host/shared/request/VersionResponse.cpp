@@ -4,9 +4,9 @@
 
 #include <string>
 
-#include "shared/Exceptions.h"
-#include "shared/Platform.h"
-#include "shared/Version.h"
+#include "shared/base/Exceptions.h"
+#include "shared/base/Platform.h"
+#include "shared/base/Version.h"
 
 namespace vorn {
 namespace {

@@ -8,8 +8,8 @@
 #include <xercesc/dom/DOMDocument.hpp>
 #include <xercesc/dom/DOMElement.hpp>
 
-#include "shared/Exceptions.h"
-#include "shared/OpenSslHandle.h"
+#include "shared/base/Exceptions.h"
+#include "shared/base/OpenSslHandle.h"
 #include "shared/verification/SignatureReader.h"
 #include "shared/verification/SignerCertificate.h"
 #include "shared/xml/Canonicaliser.h"

@@ -8,7 +8,7 @@
 #include <string_view>
 #include <xercesc/util/XercesDefs.hpp>
 
-#include "shared/SignatureAlgorithm.h"
+#include "shared/base/SignatureAlgorithm.h"
 #include "shared/verification/Fault.h"
 
 XERCES_CPP_NAMESPACE_BEGIN

@@ -10,7 +10,7 @@
 #include <xercesc/dom/DOMNamedNodeMap.hpp>
 #include <xsec/dsig/DSIGConstants.hpp>
 
-#include "shared/Base64.h"
+#include "shared/base/Base64.h"
 #include "shared/verification/Fault.h"
 #include "shared/xml/NodeText.h"
 #include "shared/xml/XmlText.h"

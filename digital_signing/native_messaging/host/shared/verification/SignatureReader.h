@@ -3,7 +3,7 @@
 #include <string>
 #include <xercesc/util/XercesDefs.hpp>
 
-#include "shared/SignatureAlgorithm.h"
+#include "shared/base/SignatureAlgorithm.h"
 
 XERCES_CPP_NAMESPACE_BEGIN
 class DOMElement;

@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "shared/OpenSslHandle.h"
+#include "shared/base/OpenSslHandle.h"
 
 namespace vorn::verification {
 

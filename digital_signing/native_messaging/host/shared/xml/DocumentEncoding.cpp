@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "shared/Exceptions.h"
+#include "shared/base/Exceptions.h"
 #include "shared/text/LetterCase.h"
 #include "shared/text/SingleByteEncodings.h"
 #include "shared/text/Utf8.h"

@@ -6,7 +6,7 @@
 #include <xercesc/dom/DOMDocument.hpp>
 #include <xercesc/framework/MemBufInputSource.hpp>
 
-#include "shared/Exceptions.h"
+#include "shared/base/Exceptions.h"
 #include "shared/text/LetterCase.h"
 #include "shared/xml/DocumentEncoding.h"
 #include "shared/xml/XmlText.h"

@@ -3,7 +3,7 @@
 #include <string_view>
 #include <xercesc/framework/MemBufInputSource.hpp>
 
-#include "shared/Exceptions.h"
+#include "shared/base/Exceptions.h"
 #include "shared/xml/DocumentParser.h"
 #include "shared/xml/ParserMemory.h"
 

@@ -4,7 +4,7 @@
 #include <xercesc/internal/XMLScanner.hpp>
 #include <xercesc/sax/SAXParseException.hpp>
 
-#include "shared/Exceptions.h"
+#include "shared/base/Exceptions.h"
 #include "shared/xml/ParserMemory.h"
 #include "shared/xml/XmlText.h"
 

@@ -15,7 +15,7 @@
 #include <xsec/dsig/DSIGXPathFilterExpr.hpp>
 #include <xsec/enc/XSECCryptoKey.hpp>
 
-#include "shared/Base64.h"
+#include "shared/base/Base64.h"
 #include "shared/xml/ElementDigestTransform.h"
 #include "shared/xml/XmlText.h"
 

@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "shared/SignatureAlgorithm.h"
+#include "shared/base/SignatureAlgorithm.h"
 
 namespace vorn {
 

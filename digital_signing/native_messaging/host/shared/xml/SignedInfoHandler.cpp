@@ -7,7 +7,7 @@
 #include <xsec/transformers/TXFMChain.hpp>
 #include <xsec/utils/XSECPlatformUtils.hpp>
 
-#include "shared/SignatureAlgorithm.h"
+#include "shared/base/SignatureAlgorithm.h"
 #include "shared/xml/CanonicalBytes.h"
 
 namespace vorn {

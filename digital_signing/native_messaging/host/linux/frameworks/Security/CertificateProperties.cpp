@@ -4,7 +4,7 @@
 
 #include "Security/SecCertificate.h"
 #include "Security/SecCertificateOIDs.h"
-#include "linux/frameworks/Security/DerText.h"
+#include "linux/x509/DerText.h"
 
 namespace vorn::frameworks {
 namespace {

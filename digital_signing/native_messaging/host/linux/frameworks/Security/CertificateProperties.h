@@ -3,7 +3,7 @@
 #include <string_view>
 
 #include "linux/frameworks/CoreFoundation/CFInternal.h"
-#include "linux/frameworks/Security/X509Certificate.h"
+#include "linux/x509/X509Certificate.h"
 
 /** The items of a certificate as property dictionaries, with the entries that are read of them. */
 namespace vorn::frameworks {

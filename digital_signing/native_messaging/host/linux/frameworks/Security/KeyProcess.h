@@ -8,9 +8,9 @@
 #include <string>
 #include <vector>
 
-#include "linux/keys/KeyChannel.h"
-#include "linux/keys/KeyProgram.h"
-#include "linux/keys/StoreFacts.h"
+#include "linux/processes/KeyChannel.h"
+#include "linux/processes/KeyProgram.h"
+#include "linux/processes/StoreFacts.h"
 
 namespace vorn::frameworks {
 

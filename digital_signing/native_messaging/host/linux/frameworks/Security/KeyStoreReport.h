@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Security/SecBase.h"
-#include "linux/keys/StoreFacts.h"
+#include "linux/processes/StoreFacts.h"
 
 /** What people want to know of the key store and no function of the mirrored interface tells. */
 namespace vorn::frameworks {

@@ -6,7 +6,7 @@
 #include "Security/cssmtype.h"
 #include "linux/frameworks/CoreFoundation/CFInternal.h"
 #include "linux/frameworks/Security/RemoteKey.h"
-#include "linux/frameworks/Security/X509Certificate.h"
+#include "linux/x509/X509Certificate.h"
 
 /** The objects behind the mirrored types of Security. */
 namespace vorn::frameworks {

@@ -1,0 +1,61 @@
+#include "linux/processes/CallMark.h"
+
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdint>
+#include <cstring>
+
+namespace vorn::keys {
+namespace {
+
+CallMark ownMark;
+CallMark* marked = &ownMark;
+/** A call that ends the process calls others: the first is to be known. */
+int depth = 0;
+
+}  // namespace
+
+int makeCallMark() {
+  const int descriptor = memfd_create("vorn-signing-keys", MFD_CLOEXEC);
+  if (descriptor >= 0 && ftruncate(descriptor, sizeof(CallMark)) != 0) {
+    close(descriptor);
+    return -1;
+  }
+  return descriptor;
+}
+
+CallMark* mapCallMark(int descriptor) {
+  void* const page = mmap(nullptr, sizeof(CallMark), PROT_READ | PROT_WRITE, MAP_SHARED, descriptor, 0);
+  return page != MAP_FAILED ? static_cast<CallMark*>(page) : &ownMark;
+}
+
+std::int64_t steadyMilliseconds() {
+  using namespace std::chrono;
+  return duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count();
+}
+
+CallMark& callMark() {
+  return *marked;
+}
+
+void useCallMark(CallMark* mark) {
+  marked = mark;
+}
+
+MarkedCall::MarkedCall(const std::string& library, const char* function) {
+  if (depth++ > 0) return;
+  std::strncpy(marked->library, library.c_str(), CallMark::kRoom - 1);
+  std::strncpy(marked->function, function, sizeof marked->function - 1);
+  ++marked->calls;
+  marked->since = steadyMilliseconds();
+}
+
+MarkedCall::~MarkedCall() {
+  if (--depth > 0) return;
+  marked->since = 0;
+  ++marked->calls;
+}
+
+}  // namespace vorn::keys

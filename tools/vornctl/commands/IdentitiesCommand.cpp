@@ -1,0 +1,200 @@
+#include <algorithm>
+#include <iostream>
+#include <nlohmann/json.hpp>
+
+#include "shared/json/jsonxx.h"
+#include "shared/text/LetterCase.h"
+#include "vornctl/commands/Commands.h"
+#include "vornctl/base/Terminal.h"
+
+namespace vorn::vornctl {
+namespace {
+
+jsonxx::Array arrayOf(const std::vector<std::string>& texts) {
+  jsonxx::Array array;
+  for (const std::string& text : texts) array << jsonxx::Value(text);
+  return array;
+}
+
+jsonxx::Array arrayOf(const std::vector<Fault>& reasons) {
+  jsonxx::Array array;
+  for (const Fault& reason : reasons) {
+    jsonxx::Object object("code", reason.code);
+    object.import("cause", reason.cause);
+    object.import("remedy", reason.remedy);
+    array << jsonxx::Value(std::move(object));
+  }
+  return array;
+}
+
+jsonxx::Object jsonOf(const IdentityReport& report, const User& user) {
+  const CertificateDescription& certificate = report.certificate;
+  jsonxx::Object object;
+  object.import("name", certificate.name);
+  object.import("emails", arrayOf(certificate.emails));
+  object.import("abns", arrayOf(certificate.abns));
+  object.import("akis", arrayOf(certificate.akis));
+  object.import("serial", certificate.serial);
+  object.import("issuer", certificate.issuer);
+  object.import("start", certificate.start);
+  object.import("not_yet_valid", certificate.notYetValid);
+  object.import("expiry", certificate.expiry);
+  object.import("expired", certificate.expired);
+  object.import("may_sign", certificate.maySign);
+  object.import("token", report.token);
+  object.import("store", report.store);
+  object.import("asks_for_pin", report.locked);
+  object.import("reasons", arrayOf(report.reasons));
+  if (user.isComplete()) object.import("signs", report.signs());
+  return object;
+}
+
+const char* verdict(const User& user) {
+  if (user.isEmpty()) return "=> can sign";
+  return user.isComplete() ? "=> signs" : "=> matches";
+}
+
+void print(const IdentityReport& report, const User& user) {
+  const CertificateDescription& certificate = report.certificate;
+  std::cout << coloured(Colour::kStrong, printable(certificate.name.empty() ? "(no name)" : certificate.name))
+            << "\n";
+  Table table;
+  const auto add = [&table](const char* label, const std::string& text, Colour colour = Colour::kPlain) {
+    table.add({{std::string("  ") + label, Colour::kFaint}, {printable(text), colour}});
+  };
+  add("e-mail", listed(certificate.emails));
+  add("ABN", listed(certificate.abns));
+  add("AKI", listed(certificate.akis));
+  add("serial", certificate.serial);
+  add("issuer", certificate.issuer);
+  if (certificate.notYetValid)
+    add("not before", certificate.start + " (not valid yet: whoever verifies a signature sees that)",
+        Colour::kWarning);
+  const int days = daysUntil(certificate.expiry);
+  const bool isSoon = !certificate.expired && days < kDaysOfNotice;
+  add("expires",
+      certificate.expiry + (certificate.expired ? " (expired: the host refuses to sign with it)"
+                            : isSoon            ? " (" + inDays(days) + ": renew it in time)"
+                                                : ""),
+      certificate.expired ? Colour::kBad : (isSoon ? Colour::kWarning : Colour::kPlain));
+  add("token", report.token + (report.locked ? " (asks for a PIN or password)" : ""));
+  add("store", report.store);
+  std::cout << table.text();
+  if (report.reasons.empty()) std::cout << "  " << coloured(Colour::kGood, verdict(user)) << "\n";
+  for (const Fault& reason : report.reasons)
+    std::cout << "  "
+              << coloured(Colour::kWarning, reason.code == kPinBlocked
+                                                ? "=> cannot sign until its PIN is unblocked"
+                                                : "=> does not sign: " + printable(reason.cause))
+              << "\n";
+  std::cout << "\n";
+}
+
+/** What a complete user should do when nobody signs. */
+void printConclusion(const std::vector<IdentityReport>& reports, const User& user) {
+  const auto selected = std::find_if(reports.begin(), reports.end(),
+                                     [](const IdentityReport& report) { return report.selected; });
+  if (selected != reports.end()) {
+    if (selected->signs()) return;
+    std::cout << coloured(Colour::kBad,
+                          "The host would take " + printable(selected->certificate.name) + " and fail")
+              << ": " << printable(selected->reasons.front().cause) << "\n-> "
+              << printable(selected->reasons.front().remedy) << "\n";
+    return;
+  }
+  std::cout << coloured(Colour::kBad, "The host would sign with none of them.");
+  const IdentityReport* const nearest = nearestMiss(reports);
+  if (nearest == nullptr) {
+    std::cout << " None has the name \"" << printable(user.name)
+              << "\".\n-> ask for the name exactly as a certificate has it, or "
+              << "import the certificate with its private key\n";
+    return;
+  }
+  std::cout << " Nearest is " << printable(nearest->certificate.name) << ", serial "
+            << printable(nearest->certificate.serial) << ":\n";
+  for (const Fault& reason : nearest->reasons)
+    std::cout << printable(reason.cause) << "\n-> " << printable(reason.remedy) << "\n";
+}
+
+void printEmpty() {
+  std::cout
+      << "No key store and no card holds a certificate with a private key. \"vornctl doctor\" tells where "
+         "was looked, \"vornctl import\" brings one in from a file.\n";
+}
+
+/** What is known of the user, with all that the identities that fit agree on; none when they do not. */
+std::optional<User> completed(const User& known, const std::vector<IdentityReport>& reports) {
+  User user = known;
+  for (const IdentityReport& report : reports) {
+    const CertificateDescription& certificate = report.certificate;
+    if (!report.reasons.empty()) continue;
+    const auto fill = [](std::string& text, const std::vector<std::string>& own) {
+      if (text.empty()) text = own.front();
+      return std::any_of(own.begin(), own.end(), [&](const std::string& other) {
+        return vorn::asciiLowerCase(other) == vorn::asciiLowerCase(text);
+      });
+    };
+    if (!fill(user.name, {certificate.name}) || !fill(user.email, certificate.emails) ||
+        !fill(user.abn, certificate.abns))
+      return std::nullopt;
+    if (known.akis.empty())
+      user.akis.insert(user.akis.end(), certificate.akis.begin(), certificate.akis.end());
+  }
+  std::sort(user.akis.begin(), user.akis.end());
+  user.akis.erase(std::unique(user.akis.begin(), user.akis.end()), user.akis.end());
+  return user.isComplete() ? std::optional(user) : std::nullopt;
+}
+
+/** In one line, which survives a clipboard. */
+int printForPage(const std::optional<User>& user, std::vector<IdentityReport> reports) {
+  if (user) reports = examineIdentities(*user);
+  const auto selected = std::find_if(reports.begin(), reports.end(),
+                                     [](const IdentityReport& report) { return report.signs(); });
+  if (user && selected != reports.end()) {
+    const nlohmann::ordered_json line = {{"name", user->name},
+                                         {"email", user->email},
+                                         {"abn", user->abn},
+                                         {"aki", selected->certificate.akis}};
+    std::cout << printable(line.dump(-1, ' ', true, nlohmann::json::error_handler_t::replace)) << "\n";
+    return kExitFine;
+  }
+  std::cerr << "vornctl: "
+            << (reports.empty()
+                    ? "there is no certificate with a private key; \"vornctl import FILE.p12\" brings one in"
+                    : "it is not clear who would sign; name one with --name, --email and --abn:")
+            << "\n";
+  for (const IdentityReport& report : reports)
+    std::cerr << "  " << printable(report.certificate.name) << ", "
+              << printable(listed(report.certificate.emails)) << ", ABN "
+              << printable(listed(report.certificate.abns))
+              << (report.reasons.empty() ? "" : ": " + printable(report.reasons.front().cause)) << "\n";
+  return kExitProblems;
+}
+
+}  // namespace
+
+int runIdentities(const IdentitiesOptions& given) {
+  IdentitiesOptions options = given;
+  std::vector<IdentityReport> reports = examineIdentities(options.user);
+  const std::optional<User> known = completed(options.user, reports);
+  if (options.forPage) return printForPage(known, std::move(reports));
+  if (!options.json && known && !options.user.isEmpty() && !options.user.isComplete()) {
+    options.user = *known;
+    reports = examineIdentities(options.user);
+  }
+  if (options.json) {
+    jsonxx::Array array;
+    for (const IdentityReport& report : reports) array << jsonxx::Value(jsonOf(report, options.user));
+    std::cout << printableJson(jsonxx::Object("identities", std::move(array)).json()) << "\n";
+  } else {
+    for (const IdentityReport& report : reports) print(report, options.user);
+    if (reports.empty()) printEmpty();
+  }
+  if (!options.json && options.user.isComplete() && !reports.empty()) printConclusion(reports, options.user);
+  const bool found = std::any_of(reports.begin(), reports.end(), [&](const IdentityReport& report) {
+    return options.user.isComplete() ? report.signs() : report.reasons.empty();
+  });
+  return found ? kExitFine : kExitProblems;
+}
+
+}  // namespace vorn::vornctl

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "vornctl/browsers/BrowserTable.h"
+#include "vornctl/browsers/ExtensionIds.h"
+
+/** Looks for what keeps a page from having a document signed. */
+namespace vorn::vornctl {
+
+enum class Severity { kFine, kNote, kProblem };
+
+struct Finding {
+  Severity severity;
+  std::string code;                  /**< as in Fault */
+  std::vector<std::string> subjects; /**< the browsers, or other parts, that it concerns */
+  std::string cause;                 /**< or, if fine, what was found */
+  std::string remedy = {};           /**< empty if fine */
+  std::vector<std::string> files = {};
+  std::vector<std::string> extensions = {}; /**< that may start the host */
+};
+
+/**
+ * Checks the registration with every browser that is there, starts the host as the browsers would, and looks
+ * into the key store. What merely follows from another finding is left out, and one cause is one finding,
+ * however many browsers it concerns. `wanted` are the extensions that the user wants to sign with. Writes
+ * nothing, not even into the host's log.
+ */
+std::vector<Finding> examine(const Places& places, const std::filesystem::path& installedHost,
+                             const ExtensionIds& wanted);
+
+}  // namespace vorn::vornctl

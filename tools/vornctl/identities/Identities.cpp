@@ -1,0 +1,194 @@
+#include "vornctl/identities/Identities.h"
+
+#include <algorithm>
+#include <iterator>
+#include <set>
+#include <utility>
+
+#include "mac/app/CFValues.h"
+#include "mac/app/CertificateDetails.h"
+#include "mac/app/CertificateMatching.h"
+#include "mac/app/CertificateSelection.h"
+#include "mac/app/CertificateValues.h"
+#include "shared/base/Exceptions.h"
+#include "shared/json/jsonxx.h"
+#include "shared/text/LetterCase.h"
+#include "vornctl/identities/Fitness.h"
+#include "vornctl/identities/KeyStoreView.h"
+
+namespace vorn::vornctl {
+namespace {
+
+/** The host's search; without a name, or without the demand that the key may sign, if so asked. */
+CFRef<CFTypeRef> search(const std::string& name, bool mustSign) {
+  const CFRef<CFStringRef> subject = makeCFString(name);
+  const void* keys[] = {kSecClass, kSecAttrCanSign, kSecMatchLimit, kSecReturnRef,
+                        kSecMatchSubjectWholeString};
+  const void* values[] = {kSecClassIdentity, mustSign ? kCFBooleanTrue : kCFBooleanFalse, kSecMatchLimitAll,
+                          kCFBooleanTrue, subject.get()};
+  const auto count = static_cast<CFIndex>(std::size(keys)) - (name.empty() ? 1 : 0);
+  const auto query = CFRef<CFDictionaryRef>::adopt(
+      CFDictionaryCreate(kCFAllocatorDefault, keys, values, count, nullptr, nullptr));
+  CFRef<CFTypeRef> identities;
+  const OSStatus status = subject ? SecItemCopyMatching(query.get(), identities.out()) : errSecItemNotFound;
+  if (status != errSecSuccess && status != errSecItemNotFound)
+    throw KeyStoreError("the key store cannot be searched, system error code " + std::to_string(status));
+  return identities;
+}
+
+template <typename Visit>
+void forEachCertificate(const CFRef<CFTypeRef>& identities, Visit visit) {
+  const auto* const array = ofType<CFArrayRef>(identities.get(), CFArrayGetTypeID());
+  for (CFIndex i = 0; i < countOf(array); ++i) {
+    const auto identity = static_cast<SecIdentityRef>(const_cast<void*>(CFArrayGetValueAtIndex(array, i)));
+    CFRef<SecCertificateRef> certificate;
+    if (SecIdentityCopyCertificate(identity, certificate.out()) == errSecSuccess)
+      visit(identity, certificate.get());
+  }
+}
+
+/** The certificates that the search gives, in base64. */
+std::set<std::string> certificatesFound(const std::string& name, bool mustSign) {
+  std::set<std::string> found;
+  forEachCertificate(search(name, mustSign), [&found](SecIdentityRef, SecCertificateRef certificate) {
+    found.insert(encodeCertificate(certificate));
+  });
+  return found;
+}
+
+/** The certificate that the host would take, in base64; empty when it would take none. */
+std::string selectedCertificate(const User& user) {
+  jsonxx::Array akis;
+  for (const std::string& aki : user.akis) akis << jsonxx::Value(aki);
+  jsonxx::Object details;
+  details.import("name", user.name);
+  details.import("email", user.email);
+  details.import("abn", user.abn);
+  details.import("aki", std::move(akis));
+  CertificateSelection& selection = CertificateSelection::getInstance();
+  selection.reset();
+  try {
+    selection.initialise(details);
+  } catch (const CertificateNotFoundException&) {
+    return "";
+  } catch (const BaseException& e) {
+    throw KeyStoreError(e.message());
+  }
+  return selection.getEncodedCertificate();
+}
+
+/** The user as the host compares it. */
+SelectionCriteria criteriaOf(const User& user) {
+  SelectionCriteria criteria{user.name, vorn::asciiLowerCase(user.email), user.abn, {}};
+  for (const std::string& aki : user.akis) criteria.akis.push_back(vorn::asciiLowerCase(aki));
+  return criteria;
+}
+
+class Examination {
+ public:
+  explicit Examination(const User& user)
+      : user_(user),
+        criteria_(criteriaOf(user)),
+        named_(certificatesFound(user.name, false)),
+        signing_(certificatesFound("", true)),
+        selected_(user.isComplete() ? selectedCertificate(user) : "") {}
+
+  IdentityReport examine(SecIdentityRef identity, SecCertificateRef certificate) const {
+    KeyPlace place = placeOfKey(identity);
+    IdentityReport report{describe(certificate), std::move(place.token), std::move(place.store),
+                          place.locked};
+    const std::string encoded = encodeCertificate(certificate);
+    report.encoded = encoded;
+    if (!user_.isEmpty()) {
+      report.reasons = reasons(report.certificate, certificate, encoded);
+      report.named = named_.count(encoded) > 0;
+      report.selected = report.reasons.empty() && !selected_.empty() && encoded == selected_;
+      if (report.reasons.empty() && user_.isComplete() && !report.selected)
+        report.reasons.push_back({"another-preferred",
+                                  "it matches, but the host takes another that matches: that is valid for "
+                                  "longer or, with the same end, found first",
+                                  "nothing needs to be done: that other one signs for the same user"});
+    }
+    addUnlessKnown(report.reasons, whyItNeverSigns(report.certificate));
+    if (place.isPinBlocked)
+      report.reasons.push_back({kPinBlocked,
+                                "the PIN of the token \"" + report.token + "\" is blocked after wrong ones",
+                                "unblock it with its PUK, by the program of whoever issued it"});
+    return report;
+  }
+
+ private:
+  /** What a request would notice is the same fault as what is wrong in any case: "aki" and "no-aki". */
+  static void addUnlessKnown(std::vector<Fault>& reasons, std::vector<Fault> faults) {
+    for (Fault& fault : faults) {
+      const bool isKnown = std::any_of(reasons.begin(), reasons.end(), [&](const Fault& reason) {
+        return fault.code == reason.code || fault.code == "no-" + reason.code ||
+               fault.code == "odd-" + reason.code;
+      });
+      if (!isKnown) reasons.push_back(std::move(fault));
+    }
+  }
+
+  std::vector<Fault> reasons(const CertificateDescription& own, SecCertificateRef certificate,
+                             const std::string& encoded) const {
+    const CFRef<CFDictionaryRef> values = copySelectionValues(certificate);
+    if (!values)
+      return {
+          {"certificate-unreadable", "its certificate cannot be read", "have the certificate issued again"}};
+    std::vector<Fault> found;
+    const auto require = [&found](bool passed, const char* code, const std::string& cause,
+                                  const std::string& remedy) {
+      if (!passed) found.push_back({code, cause, remedy});
+    };
+    require(named_.count(encoded) > 0, "name", "its name is \"" + own.name + "\", not \"" + user_.name + "\"",
+            "ask for the name exactly as the certificate has it");
+    require(user_.email.empty() || certificateEmailMatches(certificate, criteria_.email), "email",
+            own.emails.empty() ? "it has no e-mail address"
+                               : "its e-mail address is " + listed(own.emails) + ", not " + user_.email,
+            "ask for the address that the certificate has");
+    require(user_.abn.empty() || certificateABNMatches(values.get(), criteria_.abn), "abn",
+            own.abns.empty() ? "it has no ABN" : "its ABN is " + listed(own.abns) + ", not " + user_.abn,
+            "ask for the ABN of the certificate, or import the certificate for that ABN");
+    require(user_.akis.empty() || certificateAKIMatches(values.get(), criteria_.akis), "aki",
+            own.akis.empty() ? "it has no authority key identifier (AKI)"
+                             : "its authority key identifier (AKI) is " + listed(own.akis) +
+                                   ", which is not among those that are asked for: " + listed(criteria_.akis),
+            "the page has to accept this authority, \"" + own.issuer +
+                "\", or you need a certificate of one that it accepts");
+    require(isSigningCertificate(values.get()), "key-usage",
+            "its key usage does not include digital signatures", "have a certificate issued that does");
+    require(signing_.count(encoded) > 0, "key-may-not-sign", "its private key may not sign",
+            "import a key that may");
+    return found;
+  }
+
+  const User& user_;
+  SelectionCriteria criteria_;
+  std::set<std::string> named_;
+  std::set<std::string> signing_;
+  std::string selected_;
+};
+
+}  // namespace
+
+std::vector<IdentityReport> examineIdentities(const User& user) {
+  std::vector<IdentityReport> reports;
+  const CFRef<CFTypeRef> all = search("", false);
+  const Examination examination(user);
+  forEachCertificate(all, [&](SecIdentityRef identity, SecCertificateRef certificate) {
+    reports.push_back(examination.examine(identity, certificate));
+  });
+  return reports;
+}
+
+const IdentityReport* nearestMiss(const std::vector<IdentityReport>& reports) {
+  const IdentityReport* nearest = nullptr;
+  for (const IdentityReport& report : reports) {
+    if (report.selected) return nullptr;
+    if (report.named && (nearest == nullptr || report.reasons.size() < nearest->reasons.size()))
+      nearest = &report;
+  }
+  return nearest;
+}
+
+}  // namespace vorn::vornctl

@@ -1,0 +1,57 @@
+#pragma once
+
+#include <ctime>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "shared/verification/Coverage.h"
+#include "vornctl/verdict/ChainCheck.h"
+
+namespace vorn::vornctl {
+
+/** The indications of ETSI EN 319 102-1, the better first. */
+enum class Indication { kPassed, kIndeterminate, kFailed };
+
+/** "passed", "indeterminate", "failed" */
+const char* nameOf(Indication indication);
+
+/** Something that is to be said of a document. The code keeps its meaning. */
+struct Remark {
+  std::string code;
+  std::string message;
+  std::string part = {}; /**< the element that it is about; empty for the whole document */
+};
+
+struct PartVerdict {
+  std::string elementName;
+  std::string path; /**< where it stands; empty unless it is there once */
+  std::string algorithm;
+  bool isIntact = false;
+  bool isSigned = true;
+};
+
+struct DocumentVerdict {
+  Indication indication = Indication::kFailed;
+  std::vector<Remark> reasons = {}; /**< against a better verdict; none when it is passed */
+  std::vector<Remark> warnings = {};
+  std::vector<PartVerdict> parts = {};
+  /** DER; of the certificate that both intact parts were signed with, or the only intact one. */
+  std::string signer = {};
+  bool isTrusted = false; /**< whether the signer's chain leads to one who is trusted */
+  Certificates chain = {};
+  verification::Uncovered uncovered = {}; /**< when both parts are intact */
+};
+
+struct VerdictRules {
+  std::optional<Authorities> authorities = {}; /**< none to leave chains alone: nothing can pass then */
+  std::time_t time = 0;                        /**< as of which certificates have to be valid */
+};
+
+/**
+ * Judges a document. What cannot be read is a failed document. The XML libraries have to be started:
+ * XMLSigner::initialise.
+ */
+DocumentVerdict judge(const std::string& xml, const VerdictRules& rules);
+
+}  // namespace vorn::vornctl
