@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "linux/frameworks/CoreFoundation/CFObject.h"
+#include "linux/frameworks/CoreFoundation/CFObjects.h"
 
 namespace {
 

@@ -1,5 +1,3 @@
-#include "CoreFoundation/CFDateFormatter.h"
-
 #include <time.h>
 
 #include <cmath>

@@ -1,5 +1,3 @@
-#include "CoreFoundation/CFNumber.h"
-
 #include <cmath>
 #include <cstdint>
 #include <cstring>

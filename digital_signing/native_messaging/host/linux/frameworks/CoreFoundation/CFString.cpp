@@ -1,5 +1,3 @@
-#include "CoreFoundation/CFString.h"
-
 #include <cstring>
 #include <limits>
 #include <map>

@@ -1,9 +1,6 @@
 #pragma once
 
-#include <CoreFoundation/CFArray.h>
-#include <CoreFoundation/CFData.h>
-#include <CoreFoundation/CFDictionary.h>
-#include <CoreFoundation/CFError.h>
+#include <CoreFoundation/CoreFoundation.h>
 #include <Security/SecBase.h>
 
 extern "C" {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <CoreFoundation/CFBase.h>
+#include <CoreFoundation/CoreFoundation.h>
 
 extern "C" {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <CoreFoundation/CFError.h>
+#include <CoreFoundation/CoreFoundation.h>
 #include <Security/SecBase.h>
 
 extern "C" {
