@@ -10,9 +10,9 @@
 
 #include "fuzz/Identity.h"
 #include "fuzz/Require.h"
+#include "shared/XMLSigner.h"
 #include "shared/base/Base64.h"
 #include "shared/base/Exceptions.h"
-#include "shared/XMLSigner.h"
 #include "shared/xml/Canonicaliser.h"
 #include "shared/xml/ParsedDocument.h"
 #include "shared/xml/ParserErrors.h"

@@ -6,9 +6,9 @@
 #include <filesystem>
 #include <memory>
 
+#include "shared/XMLSigner.h"
 #include "shared/base/Base64.h"
 #include "shared/base/Exceptions.h"
-#include "shared/XMLSigner.h"
 #include "shared/xml/ParserErrors.h"
 #include "signing/TestIdentity.h"
 

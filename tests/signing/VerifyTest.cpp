@@ -1,7 +1,7 @@
 #include <algorithm>
 
-#include "shared/base/Base64.h"
 #include "shared/XMLSigner.h"
+#include "shared/base/Base64.h"
 #include "shared/verification/DocumentCheck.h"
 #include "shared/xml/ParsedDocument.h"
 #include "signing/RandomDocument.h"

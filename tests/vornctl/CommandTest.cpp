@@ -8,8 +8,8 @@
 #include <system_error>
 
 #include "e2e/Messages.h"
-#include "vornctl/base/AtomicFile.h"
 #include "vornctl/Program.h"
+#include "vornctl/base/AtomicFile.h"
 
 namespace vorn::vornctl {
 namespace {

@@ -7,9 +7,9 @@
 #include <regex>
 
 #include "e2e/Token.h"
+#include "vornctl/Program.h"
 #include "vornctl/browsers/BrowserPolicies.h"
 #include "vornctl/doctor/HostCheck.h"
-#include "vornctl/Program.h"
 
 namespace vorn::vornctl {
 namespace {

@@ -3,9 +3,9 @@
 #include <exception>
 #include <iostream>
 
+#include "vornctl/base/Terminal.h"
 #include "vornctl/commands/CommandLine.h"
 #include "vornctl/commands/Commands.h"
-#include "vornctl/base/Terminal.h"
 
 int main(int count, char** arguments) {
   try {

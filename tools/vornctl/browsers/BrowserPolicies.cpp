@@ -7,8 +7,8 @@
 #include <utility>
 #include <vector>
 
-#include "vornctl/browsers/HostManifest.h"
 #include "vornctl/base/InputFile.h"
+#include "vornctl/browsers/HostManifest.h"
 
 namespace vorn::vornctl {
 namespace {

@@ -8,8 +8,8 @@
 #include <system_error>
 
 #include "vornctl/base/AtomicFile.h"
-#include "vornctl/browsers/HostManifest.h"
 #include "vornctl/base/InputFile.h"
+#include "vornctl/browsers/HostManifest.h"
 
 namespace vorn::vornctl {
 namespace {

@@ -8,13 +8,13 @@
 
 #include "shared/base/SignatureAlgorithm.h"
 #include "shared/base/Version.h"
-#include "vornctl/identities/CertificateDescription.h"
+#include "vornctl/base/Terminal.h"
 #include "vornctl/commands/Commands.h"
 #include "vornctl/commands/HelpText.h"
-#include "vornctl/identities/SignerChoice.h"
 #include "vornctl/commands/SubcommandOptions.h"
 #include "vornctl/commands/SystemCommands.h"
-#include "vornctl/base/Terminal.h"
+#include "vornctl/identities/CertificateDescription.h"
+#include "vornctl/identities/SignerChoice.h"
 
 namespace vorn::vornctl {
 namespace {

@@ -3,8 +3,8 @@
 #include <string>
 #include <vector>
 
-#include "vornctl/identities/Identities.h"
 #include "vornctl/browsers/Registration.h"
+#include "vornctl/identities/Identities.h"
 
 /** What the subcommands do, once the command line has been read. Each returns the exit status. */
 namespace vorn::vornctl {

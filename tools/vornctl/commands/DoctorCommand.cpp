@@ -3,11 +3,11 @@
 #include <system_error>
 
 #include "shared/json/jsonxx.h"
+#include "vornctl/base/Terminal.h"
+#include "vornctl/browsers/ExtensionIds.h"
 #include "vornctl/commands/Commands.h"
 #include "vornctl/doctor/Doctor.h"
-#include "vornctl/browsers/ExtensionIds.h"
 #include "vornctl/doctor/Host.h"
-#include "vornctl/base/Terminal.h"
 
 namespace vorn::vornctl {
 namespace {

@@ -4,8 +4,8 @@
 
 #include "shared/json/jsonxx.h"
 #include "shared/text/LetterCase.h"
-#include "vornctl/commands/Commands.h"
 #include "vornctl/base/Terminal.h"
+#include "vornctl/commands/Commands.h"
 
 namespace vorn::vornctl {
 namespace {

@@ -4,10 +4,10 @@
 #include <cstdlib>
 #include <iostream>
 
-#include "vornctl/identities/CertificateDescription.h"
+#include "vornctl/base/Terminal.h"
 #include "vornctl/commands/Commands.h"
 #include "vornctl/doctor/Host.h"
-#include "vornctl/base/Terminal.h"
+#include "vornctl/identities/CertificateDescription.h"
 
 namespace vorn::vornctl {
 namespace {

@@ -11,16 +11,16 @@
 #include "shared/base/Base64.h"
 #include "shared/text/LetterCase.h"
 #include "vornctl/base/AtomicFile.h"
-#include "vornctl/identities/CertificateDescription.h"
+#include "vornctl/base/InputFile.h"
+#include "vornctl/base/Terminal.h"
 #include "vornctl/commands/Commands.h"
-#include "vornctl/verdict/DocumentWarnings.h"
 #include "vornctl/commands/ErrorWords.h"
+#include "vornctl/commands/PromptTerminal.h"
 #include "vornctl/doctor/Host.h"
 #include "vornctl/doctor/HostConversation.h"
-#include "vornctl/base/InputFile.h"
-#include "vornctl/commands/PromptTerminal.h"
+#include "vornctl/identities/CertificateDescription.h"
 #include "vornctl/identities/SignerChoice.h"
-#include "vornctl/base/Terminal.h"
+#include "vornctl/verdict/DocumentWarnings.h"
 
 namespace vorn::vornctl {
 namespace {

@@ -6,11 +6,11 @@
 #include "mac/app/CFRef.h"
 #include "shared/XMLSigner.h"
 #include "shared/json/jsonxx.h"
-#include "vornctl/identities/CertificateDescription.h"
-#include "vornctl/commands/Commands.h"
-#include "vornctl/verdict/DocumentVerdict.h"
 #include "vornctl/base/InputFile.h"
 #include "vornctl/base/Terminal.h"
+#include "vornctl/commands/Commands.h"
+#include "vornctl/identities/CertificateDescription.h"
+#include "vornctl/verdict/DocumentVerdict.h"
 
 namespace vorn::vornctl {
 namespace {

@@ -8,9 +8,9 @@
 #include <utility>
 
 #include "vornctl/browsers/BrowserPolicies.h"
-#include "vornctl/identities/CertificateDescription.h"
 #include "vornctl/browsers/HostManifest.h"
 #include "vornctl/doctor/ManifestCheck.h"
+#include "vornctl/identities/CertificateDescription.h"
 
 namespace vorn::vornctl {
 namespace {

@@ -8,10 +8,10 @@
 #include <system_error>
 #include <utility>
 
-#include "vornctl/browsers/ExtensionIds.h"
-#include "vornctl/doctor/FileOwners.h"
-#include "vornctl/browsers/HostManifest.h"
 #include "vornctl/base/InputFile.h"
+#include "vornctl/browsers/ExtensionIds.h"
+#include "vornctl/browsers/HostManifest.h"
+#include "vornctl/doctor/FileOwners.h"
 
 namespace vorn::vornctl {
 namespace {

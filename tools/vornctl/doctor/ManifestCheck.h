@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "vornctl/browsers/BrowserTable.h"
 #include "vornctl/base/Fault.h"
+#include "vornctl/browsers/BrowserTable.h"
 
 namespace vorn::vornctl {
 

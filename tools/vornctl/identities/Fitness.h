@@ -2,8 +2,8 @@
 
 #include <vector>
 
-#include "vornctl/identities/CertificateDescription.h"
 #include "vornctl/base/Fault.h"
+#include "vornctl/identities/CertificateDescription.h"
 
 namespace vorn::vornctl {
 

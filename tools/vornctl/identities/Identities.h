@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "vornctl/identities/CertificateDescription.h"
 #include "vornctl/base/Fault.h"
+#include "vornctl/identities/CertificateDescription.h"
 
 /** The identities of the key store, and how the host would choose among them. */
 namespace vorn::vornctl {

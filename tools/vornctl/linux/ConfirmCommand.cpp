@@ -4,8 +4,8 @@
 
 #include "linux/processes/StoreFacts.h"
 #include "vornctl/base/AtomicFile.h"
-#include "vornctl/commands/Commands.h"
 #include "vornctl/base/Terminal.h"
+#include "vornctl/commands/Commands.h"
 
 namespace vorn::vornctl {
 

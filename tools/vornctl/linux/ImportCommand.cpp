@@ -6,10 +6,10 @@
 #include "linux/frameworks/Security/KeyStoreReport.h"
 #include "linux/keys/Pkcs12File.h"
 #include "mac/app/CFRef.h"
-#include "vornctl/commands/Commands.h"
-#include "vornctl/identities/Fitness.h"
 #include "vornctl/base/InputFile.h"
 #include "vornctl/base/Terminal.h"
+#include "vornctl/commands/Commands.h"
+#include "vornctl/identities/Fitness.h"
 #include "vornctl/linux/PasswordInput.h"
 
 namespace vorn::vornctl {

@@ -7,11 +7,11 @@
 #include "linux/processes/StoreFacts.h"
 #include "mac/app/CFRef.h"
 #include "shared/base/Base64.h"
-#include "vornctl/verdict/ChainCheck.h"
+#include "vornctl/base/Terminal.h"
 #include "vornctl/commands/Commands.h"
 #include "vornctl/identities/SignerChoice.h"
-#include "vornctl/base/Terminal.h"
 #include "vornctl/linux/PasswordInput.h"
+#include "vornctl/verdict/ChainCheck.h"
 
 namespace vorn::vornctl {
 namespace {

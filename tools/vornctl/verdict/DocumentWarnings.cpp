@@ -2,8 +2,8 @@
 
 #include <optional>
 
-#include "shared/base/Exceptions.h"
 #include "shared/XMLSigner.h"
+#include "shared/base/Exceptions.h"
 #include "shared/xml/ParsedDocument.h"
 #include "shared/xml/ParserErrors.h"
 

@@ -8,8 +8,8 @@
 
 #include "linux/app/FreedMemory.h"
 #include "linux/app/ProtocolChannel.h"
-#include "linux/processes/Sandbox.h"
 #include "linux/app/SigningModule.h"
+#include "linux/processes/Sandbox.h"
 #include "shared/base/IdleTimer.h"
 #include "shared/base/Logging.h"
 #include "shared/base/Requester.h"

@@ -3,11 +3,11 @@
 #include <string>
 #include <vector>
 
-#include "linux/x509/X509Certificate.h"
 #include "linux/keys/NssError.h"
 #include "linux/keys/NssHandles.h"
 #include "linux/prompt/PinPrompt.h"
 #include "linux/prompt/SigningRequest.h"
+#include "linux/x509/X509Certificate.h"
 
 namespace vorn::keys {
 

@@ -13,7 +13,6 @@
 /** Owners of what NSS hands out. */
 namespace vorn::keys {
 
-
 template <auto release>
 struct NssRelease {
   template <class T>

@@ -11,8 +11,8 @@
 #include "linux/keys/KeyStoreLock.h"
 #include "linux/keys/NssError.h"
 #include "linux/keys/NssHandles.h"
-#include "linux/processes/StoreFacts.h"
 #include "linux/keys/TokenModules.h"
+#include "linux/processes/StoreFacts.h"
 
 namespace vorn::keys {
 

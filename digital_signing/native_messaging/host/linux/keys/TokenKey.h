@@ -5,10 +5,10 @@
 #include <optional>
 #include <variant>
 
-#include "linux/x509/X509Certificate.h"
 #include "linux/keys/NssError.h"
 #include "linux/keys/NssHandles.h"
 #include "linux/processes/StoreFacts.h"
+#include "linux/x509/X509Certificate.h"
 
 namespace vorn::keys {
 

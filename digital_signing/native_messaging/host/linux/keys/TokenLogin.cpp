@@ -8,9 +8,9 @@
 #include <thread>
 #include <vector>
 
-#include "linux/processes/CallMark.h"
 #include "linux/keys/LoginQuestion.h"
 #include "linux/keys/WatchedModules.h"
+#include "linux/processes/CallMark.h"
 #include "linux/prompt/CancelPause.h"
 #include "linux/prompt/PromptLog.h"
 #include "shared/base/ErrorReason.h"

@@ -4,11 +4,11 @@
 #include <optional>
 #include <string>
 
-#include "linux/x509/X509Certificate.h"
 #include "linux/keys/NssError.h"
 #include "linux/keys/NssHandles.h"
 #include "linux/prompt/LockedMemory.h"
 #include "linux/prompt/SigningRequest.h"
+#include "linux/x509/X509Certificate.h"
 
 namespace vorn::keys {
 

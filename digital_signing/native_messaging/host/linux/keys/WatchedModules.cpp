@@ -11,8 +11,8 @@
 #include <sstream>
 #include <utility>
 
-#include "linux/processes/CallMark.h"
 #include "linux/keys/TokenModules.h"
+#include "linux/processes/CallMark.h"
 
 namespace vorn::keys {
 namespace {

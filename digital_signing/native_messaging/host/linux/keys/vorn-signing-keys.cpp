@@ -11,10 +11,10 @@
 #include <string_view>
 #include <thread>
 
-#include "linux/processes/Sandbox.h"
+#include "linux/keys/Questions.h"
 #include "linux/processes/KeyChannel.h"
 #include "linux/processes/KeyWorkers.h"
-#include "linux/keys/Questions.h"
+#include "linux/processes/Sandbox.h"
 #include "linux/prompt/PromptLog.h"
 #include "linux/prompt/PromptProcess.h"
 

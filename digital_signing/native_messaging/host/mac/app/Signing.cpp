@@ -7,11 +7,11 @@
 #include <xercesc/util/OutOfMemoryException.hpp>
 
 #include "mac/app/CertificateSelection.h"
+#include "shared/XMLSigner.h"
 #include "shared/base/AnswerLimit.h"
 #include "shared/base/Exceptions.h"
 #include "shared/base/Requester.h"
 #include "shared/base/SignatureRecord.h"
-#include "shared/XMLSigner.h"
 #include "shared/xml/ParserErrors.h"
 
 namespace vorn {

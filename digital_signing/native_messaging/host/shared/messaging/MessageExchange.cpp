@@ -10,10 +10,10 @@
 #include <exception>
 #include <utility>
 
+#include "shared/RequestHandler.h"
 #include "shared/base/AnswerLimit.h"
 #include "shared/base/Exceptions.h"
 #include "shared/base/IdleTimer.h"
-#include "shared/RequestHandler.h"
 #include "shared/request/ErrorResponse.h"
 #include "shared/text/Utf8.h"
 

@@ -3,9 +3,9 @@
 #include <stdint.h>
 
 /**
- * The types of macOS's framework, and what their objects answer to. Names, values and rules are those of the macOS framework;
- * only what the host calls is declared. Who calls a Create or Copy function owns what it returns and releases
- * it; what a Get function returns stays with the object it was taken from.
+ * The types of macOS's framework, and what their objects answer to. Names, values and rules are those of the
+ * macOS framework; only what the host calls is declared. Who calls a Create or Copy function owns what it
+ * returns and releases it; what a Get function returns stays with the object it was taken from.
  *
  * A null or foreign reference makes a function return null, 0 or false, unless its contract says otherwise.
  * Lack of memory makes Create and Copy functions return null. No C++ exception comes out of any function.

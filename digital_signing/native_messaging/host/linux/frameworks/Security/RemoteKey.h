@@ -4,8 +4,8 @@
 #include <variant>
 
 #include "Security/SecBase.h"
-#include "linux/x509/Der.h"
 #include "linux/processes/StoreFacts.h"
+#include "linux/x509/Der.h"
 #include "shared/json/jsonxx.h"
 
 namespace vorn::frameworks {
