@@ -1,8 +1,8 @@
 # Request handling: all of the host that runs without a key store and without XML.
 set(shared ${CMAKE_CURRENT_LIST_DIR})
-add_library(requester STATIC ${shared}/Requester.cpp)
+add_library(requester STATIC ${shared}/base/Requester.cpp)
 add_library(host STATIC
-  ${shared}/IdleTimer.cpp
+  ${shared}/base/IdleTimer.cpp
   ${shared}/messaging/Arguments.cpp
   ${shared}/messaging/FrameAssembler.cpp
   ${shared}/messaging/MessageExchange.cpp
