@@ -58,7 +58,7 @@ const SigningModule& loadModule() {
   // It opens the stores while the module is loaded.
   static keys::KeyProgram keyProgram;
   if (keyProgram.id <= 0) {
-    keyProgram = keys::startKeyProgram(files.keys, true);
+    keyProgram = keys::startKeyProgram(files.keys, kBuildId);
     if (const std::string fault = refuseToReaders(); !fault.empty()) LOG4CPLUS_WARN(logger, fault);
   }
   const std::string path = folderOfHost() + kSigningModuleFile;
