@@ -11,6 +11,7 @@
 #include <dlfcn.h>
 #include <linux/netlink.h>
 #include <pkcs11.h>
+#include <sched.h>
 #include <sys/prctl.h>
 #include <sys/ptrace.h>
 #include <sys/resource.h>
@@ -108,6 +109,10 @@ void probe(std::ostream& report) {
          << "memory " << errorOf(syscall(SYS_process_vm_readv, kNobody, nullptr, 0, nullptr, 0, 0)) << "\n"
          << "descriptor " << errorOf(syscall(SYS_pidfd_getfd, -1, 0, 0)) << "\n"
          << "unshare " << errorOf(syscall(SYS_unshare, -1)) << "\n"
+         << "clone " << errorOf(syscall(SYS_clone, CLONE_NEWUSER | CLONE_FS, nullptr, nullptr, nullptr, 0))
+         << "\n"
+         << "clone3 " << errorOf(syscall(SYS_clone3, nullptr, 0)) << "\n"
+         << "setns " << errorOf(syscall(SYS_setns, -1, 0)) << "\n"
          << "faults " << errorOf(syscall(SYS_userfaultfd, -1)) << "\n"
          << "programs " << errorOf(syscall(SYS_bpf, -1, nullptr, 0)) << "\n"
          << "keys " << errorOf(syscall(SYS_keyctl, -1)) << "\n"

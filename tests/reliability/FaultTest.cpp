@@ -11,6 +11,7 @@
 #include "e2e/HostProcess.h"
 #include "e2e/Messages.h"
 #include "e2e/Token.h"
+#include "linux/processes/BuildId.h"
 #include "reliability/HostileBodies.h"
 #include "reliability/LeakCheck.h"
 
@@ -180,23 +181,32 @@ TEST(Faults, UpgradeUnderARunningHost) {
   const fs::path host = home.path() / "vorn-signing";
   const fs::path files[] = {host, host.string() + "-keys", host.string() + "-module.so"};
   setenv("VORN_HOST", host.c_str(), 1);
-  for (const bool isInPlace : {false, true}) {
+  enum class Way { kRenamed, kInPlace, kKeysInPlace };
+  for (const Way way : {Way::kRenamed, Way::kInPlace, Way::kKeysInPlace}) {
     for (const fs::path& file : files)
       fs::copy(fs::path(VORN_HOST).parent_path() / file.filename(), file,
                fs::copy_options::overwrite_existing);
     HostProcess running(home);
     running.ask(kVersionRequest);
+    if (way == Way::kKeysInPlace) {
+      std::string program = readFile(files[1]);
+      program.replace(program.find(kBuildId), 1, "x");
+      writeFile(files[1], program);
+    }
     for (const fs::path& file : files) {
-      if (isInPlace && file == host) continue;  // the kernel lets nobody write to a program that runs
-      if (!isInPlace) fs::remove(file);
+      if (way == Way::kKeysInPlace) break;
+      if (way == Way::kInPlace && file == host)
+        continue;  // the kernel lets nobody write to a program that runs
+      if (way == Way::kRenamed) fs::remove(file);
       fs::copy(VORN_OTHER_MODULE, file, fs::copy_options::overwrite_existing);
     }
     const std::string answer = running.ask(jane().json());
-    if (!isInPlace) {
+    if (way == Way::kRenamed) {
       expectSigned(home, answer);
       continue;
     }
-    EXPECT_NE(answer.find("is of another build"), std::string::npos) << answer;
+    EXPECT_EQ(errorCode(answer), 100) << answer;
+    EXPECT_EQ(answer.find("is of another build") != std::string::npos, way == Way::kInPlace) << answer;
     EXPECT_EQ(running.waitForExit(), 0) << "the next connection starts another";
   }
   unsetenv("VORN_HOST");

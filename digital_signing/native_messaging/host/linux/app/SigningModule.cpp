@@ -13,7 +13,7 @@
 #include <string>
 #include <string_view>
 
-#include "linux/app/BuildId.h"
+#include "linux/processes/BuildId.h"
 #include "linux/processes/Sandbox.h"
 #include "shared/base/Exceptions.h"
 #include "shared/base/Platform.h"
@@ -58,7 +58,7 @@ const SigningModule& loadModule() {
   // It opens the stores while the module is loaded.
   static keys::KeyProgram keyProgram;
   if (keyProgram.id <= 0) {
-    keyProgram = keys::startKeyProgram(files.keys, true);
+    keyProgram = keys::startKeyProgram(files.keys, kBuildId);
     if (const std::string fault = refuseToReaders(); !fault.empty()) LOG4CPLUS_WARN(logger, fault);
   }
   const std::string path = folderOfHost() + kSigningModuleFile;

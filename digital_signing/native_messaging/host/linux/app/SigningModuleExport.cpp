@@ -1,7 +1,7 @@
 #include <exception>
 #include <new>
 
-#include "linux/app/BuildId.h"
+#include "linux/processes/BuildId.h"
 #include "linux/app/SigningModule.h"
 #include "linux/app/SigningSession.h"
 #include "shared/base/Exceptions.h"

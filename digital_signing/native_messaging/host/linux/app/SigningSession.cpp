@@ -29,12 +29,14 @@ void logPrompt(prompt::Weight weight, std::string_view text) {
     LOG4CPLUS_INFO(logger, text);
 }
 
+/** What was said of the search at hand. */
+std::set<std::string> logged;
+
 void logStoreFaults() {
   static const log4cplus::Logger logger = log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("KeyStore"));
-  static auto* const logged = new std::set<std::string>;
   for (const keys::StoreFault& fault : KeyProcess::instance().faults()) {
     const std::string line = fault.place.string() + " is left out: " + fault.reason;
-    if (logged->insert(line).second) LOG4CPLUS_WARN(logger, line);
+    if (logged.insert(line).second) LOG4CPLUS_WARN(logger, line);
   }
 }
 
@@ -96,6 +98,7 @@ void begin(const keys::KeyProgram& keys) {
 
 void selectCertificate(const jsonxx::Object& userDetails, jsonxx::Object& response) {
   KeyProcess::instance().tryAllModules();
+  logged.clear();
   lastUser = userDetails;
   unlessAbandoned([&] { select(userDetails, response); });
 }

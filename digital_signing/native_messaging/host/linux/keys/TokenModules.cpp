@@ -84,11 +84,13 @@ std::map<std::string, Registration> registrations() {
   std::map<std::string, Registration> found;
   for (const fs::path& folder : registrationFolders()) {
     std::error_code failure;
-    for (const auto& entry : fs::directory_iterator(folder, failure)) {
-      if (entry.path().extension() != ".module") continue;
-      Registration& registration = found[entry.path().stem().string()];
-      readSettings(entry.path(), registration.settings);
-      registration.file = entry.path();
+    for (fs::directory_iterator entry(folder, failure), end; !failure && entry != end;
+         entry.increment(failure)) {
+      const fs::path& file = entry->path();
+      if (file.extension() != ".module") continue;
+      Registration& registration = found[file.stem().string()];
+      readSettings(file, registration.settings);
+      registration.file = file;
     }
   }
   return found;

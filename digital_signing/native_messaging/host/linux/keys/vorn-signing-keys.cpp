@@ -12,6 +12,7 @@
 #include <thread>
 
 #include "linux/keys/Questions.h"
+#include "linux/processes/BuildId.h"
 #include "linux/processes/KeyChannel.h"
 #include "linux/processes/KeyWorkers.h"
 #include "linux/processes/Sandbox.h"
@@ -79,6 +80,8 @@ int main(int count, char** arguments) {
   dup2(nothing, STDIN_FILENO);
   close(nothing);
   enterSandbox();  // the host has a log, and says in it whether that succeeds
+  // Whoever has started the file that stood here before cannot know what this one says.
+  if (count > 2 && std::string_view(arguments[2]) != kBuildId) return EXIT_FAILURE;
   if (count > 1 && std::string_view(arguments[1]) == keys::kServe)
     socket = moveAway(keys::serveWorkers(socket, count > 2));
   keys::KeyChannel channel(socket);

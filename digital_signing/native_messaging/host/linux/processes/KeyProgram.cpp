@@ -46,7 +46,7 @@ std::vector<char*> environmentForKeys() {
 }
 
 /** Its standard input is the socket. */
-int spawn(int file, int socket, pid_t& id, bool opensAtOnce) {
+int spawn(int file, int socket, pid_t& id, const char* build) {
   posix_spawn_file_actions_t actions;
   if (const int fault = posix_spawn_file_actions_init(&actions)) return fault;
   posix_spawn_file_actions_adddup2(&actions, socket, STDIN_FILENO);
@@ -55,7 +55,7 @@ int spawn(int file, int socket, pid_t& id, bool opensAtOnce) {
   posix_spawn_file_actions_addclosefrom_np(&actions, kFile + 1);
   const std::string path = "/proc/self/fd/" + std::to_string(kFile);
   char* const arguments[] = {const_cast<char*>(kKeyProgramFile), const_cast<char*>(kServe),
-                             opensAtOnce ? const_cast<char*>(kOpen) : nullptr, nullptr};
+                             const_cast<char*>(build), nullptr};
   const int fault = posix_spawn(&id, path.c_str(), &actions, nullptr, arguments, environmentForKeys().data());
   posix_spawn_file_actions_destroy(&actions);
   return fault;
@@ -90,13 +90,13 @@ int openKeyProgram(const char* folder) {
   return -1;
 }
 
-KeyProgram startKeyProgram(int file, bool opensAtOnce) {
+KeyProgram startKeyProgram(int file, const char* build) {
   KeyProgram program;
   int ends[2];
   if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) return program;
   program.control = movedUp(ends[0]);
   const int theirs = movedUp(ends[1]);
-  const int fault = spawn(file, theirs, program.id, opensAtOnce);
+  const int fault = spawn(file, theirs, program.id, build);
   close(theirs);
   if (fault != 0) {
     program.id = -1;

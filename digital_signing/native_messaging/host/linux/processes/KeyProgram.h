@@ -30,9 +30,10 @@ int openKeyProgram(const char* folder = "");
 /**
  * Starts it with the environment of this process, but for what names a secret. It has no other descriptors
  * than a socket, and standard error for what modules print. `id` is negative, and errno set, when it
- * cannot be started. With `opensAtOnce` it opens what a search will need before it is asked.
+ * cannot be started. With a `build` it ends when it is of another, and opens what a search will need before
+ * it is asked.
  */
-KeyProgram startKeyProgram(int file, bool opensAtOnce = false);
+KeyProgram startKeyProgram(int file, const char* build = nullptr);
 
 /** Has it hand over a worker: the first, or another in the place of one, of which `formerStatus` becomes what
  * waitpid said. False when it has ended. */

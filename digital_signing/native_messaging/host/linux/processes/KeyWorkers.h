@@ -9,9 +9,9 @@
  */
 namespace vorn::keys {
 
+/** Behind it stands of which build it has to be: a search will follow, and what it needs is opened at once.
+ */
 inline constexpr const char* kServe = "--serve";
-/** Behind it: a search will follow, and what it needs is opened at once. */
-inline constexpr const char* kOpen = "--open";
 
 /**
  * Starts a worker at once, which may open key stores at once, and another in its place for each byte that

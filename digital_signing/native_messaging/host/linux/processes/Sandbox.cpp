@@ -1,6 +1,7 @@
 #include "linux/processes/Sandbox.h"
 
 #include <linux/netlink.h>
+#include <sched.h>
 #include <seccomp.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
@@ -95,9 +96,12 @@ void refuseTracing(Filter& filter) {
 
 /** What attacks on the kernel begin with, and neither documents nor cards need. */
 void refuseKernelParts(Filter& filter) {
-  for (const int call : {SCMP_SYS(userfaultfd), SCMP_SYS(unshare), SCMP_SYS(bpf), SCMP_SYS(keyctl),
-                         SCMP_SYS(add_key), SCMP_SYS(request_key)})
+  for (const int call : {SCMP_SYS(userfaultfd), SCMP_SYS(unshare), SCMP_SYS(setns), SCMP_SYS(bpf),
+                         SCMP_SYS(keyctl), SCMP_SYS(add_key), SCMP_SYS(request_key)})
     filter.refuse(call, EPERM);
+  filter.refuse(SCMP_SYS(clone), EPERM, SCMP_A0(SCMP_CMP_MASKED_EQ, CLONE_NEWUSER, CLONE_NEWUSER));
+  // Its flags lie in memory, where no filter looks; the C library goes on with clone.
+  filter.refuse(SCMP_SYS(clone3), ENOSYS);
 }
 
 /** Whether the kernel refuses what the filter is to keep from the host: the proof of it. */

@@ -3,6 +3,7 @@
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -23,6 +24,8 @@ using std::chrono::seconds;
 /** For one call into a module; a signature may take a card longer than all else. */
 constexpr seconds kCallPatience{20};
 constexpr seconds kSignaturePatience{30};
+/** For a PIN that is typed on the reader itself: as long as for a prompt. */
+constexpr seconds kPersonPatience{240};
 /** For a search, and for a process in which no call begins or returns. */
 constexpr seconds kPatience{60};
 constexpr milliseconds kSlice{100};
@@ -52,10 +55,15 @@ KeyProcess& KeyProcess::instance() {
 
 bool KeyProcess::start() {
   if (channel_ != nullptr) return true;
-  if (program_.id <= 0 && !isAdopted_) program_ = keys::startKeyProgram(keys::openKeyProgram());
-  if (program_.id <= 0) {
-    failure_ = "vorn-signing-keys cannot be started: " + std::generic_category().message(errno);
-    return false;
+  if (program_.id <= 0 && !isAdopted_) {
+    const int file = keys::openKeyProgram();
+    program_ = keys::startKeyProgram(file);
+    const int cause = file >= 0 ? errno : ENOENT;
+    if (file >= 0) close(file);
+    if (program_.id <= 0) {
+      failure_ = "vorn-signing-keys cannot be started: " + std::generic_category().message(cause);
+      return false;
+    }
   }
   if (!keys::nextWorker(program_, formerStatus_)) {
     failure_ = "vorn-signing-keys has ended";
@@ -137,12 +145,15 @@ std::optional<jsonxx::Object> KeyProcess::ask(jsonxx::Object question) {
 /** Whether a call into a module, or the process as a whole, takes longer than anybody waits. */
 bool KeyProcess::hangs(bool isSignature, Clock::time_point& deadline, std::uint64_t& calls) const {
   const keys::CallMark& mark = *program_.mark;
-  if (mark.waitsForPerson) {
+  // A search asks nobody, whatever a module has written there.
+  const bool isPersonAsked = isSignature && mark.waitsForPerson;
+  const std::int64_t since = mark.since;
+  const seconds patience = isPersonAsked ? kPersonPatience : patienceOf(mark);
+  if (since != 0 && keys::steadyMilliseconds() - since > milliseconds(patience).count()) return true;
+  if (isPersonAsked) {
     deadline = std::max(deadline, Clock::now() + kCallPatience);
     return false;
   }
-  const std::int64_t since = mark.since;
-  if (since != 0 && keys::steadyMilliseconds() - since > milliseconds(patienceOf(mark)).count()) return true;
   // Signing takes as long as it takes, as long as it goes on.
   if (isSignature && std::exchange(calls, mark.calls) != mark.calls) deadline = Clock::now() + kPatience;
   return Clock::now() >= deadline;
@@ -179,8 +190,10 @@ bool KeyProcess::blame(Outcome outcome) {
   const std::string function = textOf(mark.function, sizeof mark.function);
   // The status of one that ended by itself is not that of the signal that would end it.
   if (outcome == Outcome::kEnded) isReadable(program_.end, kSlice);
-  const bool wasAtWork = mark.since != 0;
-  const seconds patience = wasAtWork ? patienceOf(mark) : kPatience;
+  const std::int64_t since = mark.since;
+  const bool wasAtWork = since != 0;
+  const std::int64_t taken = (keys::steadyMilliseconds() - since) / 1000;
+  const bool isCallTooLong = wasAtWork && taken >= patienceOf(mark).count();
   channel_.reset();
   const int status = start() ? formerStatus_ : 0;
   // By a stranger's hand, for want of memory for instance.
@@ -191,8 +204,9 @@ bool KeyProcess::blame(Outcome outcome) {
   }
   std::string deed = "it ends the process that loads it";
   if (outcome == Outcome::kHangs)
-    deed = (wasAtWork ? "it does not answer within " : "it does not come to an end within ") +
-           std::to_string(patience.count()) + " seconds";
+    deed = isCallTooLong
+               ? "it does not answer within " + std::to_string(taken) + " seconds"
+               : "it does not come to an end within " + std::to_string(kPatience.count()) + " seconds";
   else if (WIFSIGNALED(status) && !wasKilled)
     deed = "it crashes (signal " + std::to_string(WTERMSIG(status)) + ")";
   const std::string reason = deed + ", in " + function;
