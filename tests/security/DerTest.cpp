@@ -9,7 +9,7 @@
 namespace security_test {
 namespace {
 
-using namespace vorn::frameworks;
+using namespace vorn;
 using ByteVector = std::vector<std::uint8_t>;
 
 TEST(Der, RefusesWhatIsNoDefiniteMinimalElement) {

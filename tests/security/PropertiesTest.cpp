@@ -11,6 +11,7 @@
 namespace security_test {
 namespace {
 
+using namespace vorn;
 using namespace vorn::frameworks;
 
 /** Properties as a line: type or label, then value; arrays in brackets. */

@@ -37,7 +37,7 @@ std::vector<TokenCertificate> certificatesIn(PK11SlotInfo* slot) {
   return certificates;
 }
 
-using TokenKeys = std::vector<std::shared_ptr<const TokenKey>>;
+using TokenKeys = std::vector<std::shared_ptr<TokenKey>>;
 
 void appendVisibleKeys(PK11SlotInfo* slot, TokenKeys& keys) {
   const PrivateKeyList list(PK11_ListPrivateKeysInSlot(slot));
@@ -108,7 +108,7 @@ std::vector<TokenCertificate> listCertificates() {
   return certificates;
 }
 
-std::vector<std::shared_ptr<const TokenKey>> listPrivateKeys() {
+std::vector<std::shared_ptr<TokenKey>> listPrivateKeys() {
   TokenKeys keys;
   for (const Slot& slot : presentTokens()) {
     appendVisibleKeys(slot.get(), keys);

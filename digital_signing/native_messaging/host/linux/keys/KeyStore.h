@@ -12,7 +12,7 @@ std::vector<TokenCertificate> listCertificates();
 
 /** All private keys, in the same order, those included that only show their public half. Needs open stores.
  */
-std::vector<std::shared_ptr<const TokenKey>> listPrivateKeys();
+std::vector<std::shared_ptr<TokenKey>> listPrivateKeys();
 
 /** The places that the last search has looked into. */
 std::vector<TokenPlace> tokenPlaces();

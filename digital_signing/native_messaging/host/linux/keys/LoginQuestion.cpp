@@ -28,7 +28,7 @@ std::string dateOf(double time) {
 }
 
 std::vector<std::string> linesFor(const std::string& token, const x509::Certificate& certificate,
-                                  const prompt::SigningRequest::Facts& request) {
+                                  const Consent::Request& request) {
   const bool isBrowser = request.caller != "none" && !request.caller.empty();
   return {request.documents == 1 ? std::string("Sign 1 document?")
                                  : "Sign " + std::to_string(request.documents) + " documents?",
@@ -50,8 +50,7 @@ NssError refusal(OSStatus status, OSStatus code, std::string sentence, const cha
 }  // namespace
 
 LoginQuestion::LoginQuestion(PK11SlotInfo* slot, const CK_TOKEN_INFO& token,
-                             const x509::Certificate& certificate,
-                             const prompt::SigningRequest::Facts& request)
+                             const x509::Certificate& certificate, const Consent::Request& request)
     : word_(PK11_IsInternal(slot) != PR_FALSE ? "password" : "PIN"),
       token_(PK11_GetTokenName(slot)),
       info_(token),

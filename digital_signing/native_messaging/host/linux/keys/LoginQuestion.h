@@ -3,10 +3,10 @@
 #include <string>
 #include <vector>
 
+#include "linux/keys/Consent.h"
 #include "linux/keys/NssError.h"
 #include "linux/keys/NssHandles.h"
 #include "linux/prompt/PinPrompt.h"
-#include "linux/prompt/SigningRequest.h"
 #include "linux/x509/X509Certificate.h"
 
 namespace vorn::keys {
@@ -15,7 +15,7 @@ namespace vorn::keys {
 class LoginQuestion {
  public:
   LoginQuestion(PK11SlotInfo* slot, const CK_TOKEN_INFO& token, const x509::Certificate& certificate,
-                const prompt::SigningRequest::Facts& request);
+                const Consent::Request& request);
 
   prompt::Question question(const std::string& warning) const;
   /** For a reader with keys of its own. */

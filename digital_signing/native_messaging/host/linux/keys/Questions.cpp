@@ -117,7 +117,7 @@ jsonxx::Object Questions::sign(const jsonxx::Object& question) const {
   const auto key = keys_.find(numberIn(question, "key"));
   if (key == keys_.end()) return refusalOf({0, 0, "", "There is no such key"});
   const auto fields = x509::readCertificate(key->second.certificate);
-  const auto signature = key->second.key->sign(fromHex(textIn(question, "input")), *fields);
+  const auto signature = key->second.key->sign(fromHex(textIn(question, "input")), *fields, consent_.get());
   if (const auto* const error = std::get_if<NssError>(&signature)) return refusalOf(*error);
   return jsonxx::Object("signature", toHex(std::get<std::vector<std::uint8_t>>(signature)));
 }
@@ -130,9 +130,9 @@ std::optional<jsonxx::Object> Questions::answer(const jsonxx::Object& question) 
   if (name == "identities") return identities(question);
   if (name == "sign") return sign(question);
   if (name == "begin" || name == "end") {
-    request_.reset();
+    consent_.reset();
     if (name == "begin")
-      request_ = std::make_unique<prompt::SigningRequest>(prompt::SigningRequest::Facts{
+      consent_ = std::make_unique<Consent>(Consent::Request{
           textIn(question, "caller"), static_cast<std::size_t>(numberIn(question, "documents"))});
     return std::nullopt;
   }

@@ -5,8 +5,8 @@
 #include <memory>
 #include <optional>
 
+#include "linux/keys/Consent.h"
 #include "linux/keys/KeyStore.h"
-#include "linux/prompt/SigningRequest.h"
 #include "shared/json/jsonxx.h"
 
 namespace vorn::keys {
@@ -35,7 +35,7 @@ class Questions {
 
  private:
   struct Key {
-    std::shared_ptr<const TokenKey> key;
+    std::shared_ptr<TokenKey> key;
     std::vector<std::uint8_t> certificate;
   };
 
@@ -44,7 +44,7 @@ class Questions {
 
   std::map<long, Key> keys_;
   long lastNumber_ = 0;
-  std::unique_ptr<prompt::SigningRequest> request_;
+  std::unique_ptr<Consent> consent_;
 };
 
 }  // namespace vorn::keys

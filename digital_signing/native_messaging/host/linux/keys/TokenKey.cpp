@@ -8,8 +8,8 @@
 #include <algorithm>
 #include <cstdint>
 
+#include "linux/keys/Consent.h"
 #include "linux/keys/OpenStores.h"
-#include "linux/keys/TokenLogin.h"
 
 namespace vorn::keys {
 namespace {
@@ -92,13 +92,13 @@ bool TokenKey::belongsTo(const TokenCertificate& certificate, der::Bytes publicK
   return !id_.empty() && slot_.get() == certificate.slot && id_ == certificate.id;
 }
 
-void TokenKey::readFlags() const {
+void TokenKey::readFlags() {
   cacheFlags(key_);
   wantsPinEachTime_ = hasAttribute(slot_.get(), key_->pkcs11ID, CKA_ALWAYS_AUTHENTICATE);
 }
 
 /** Leaves the key in key_. Nothing when it is there, else why not. */
-std::optional<NssError> TokenKey::open(const x509::Certificate& certificate) const {
+std::optional<NssError> TokenKey::open(const x509::Certificate& certificate, Consent* consent) {
   // A card that was out has lost login and sessions, and may number its objects anew.
   if (const int series = PK11_GetSlotSeries(slot_.get()); series != series_) {
     forget();
@@ -107,8 +107,8 @@ std::optional<NssError> TokenKey::open(const x509::Certificate& certificate) con
   const bool isLocked = describeToken(slot_.get()).locked;
   if (isLocked && isHidden_) forget();
   if (isLocked && (isHidden_ || wantsPinEachTime_))
-    if (auto refusal = logIn(certificate)) return refusal;
-  if (key_ == nullptr) find();
+    if (auto refusal = logIn(certificate, consent)) return refusal;
+  if (key_ == nullptr) find(consent);
   if (key_ != nullptr) return std::nullopt;
   NssError error = lastNssError();
   error.sentence = "The token \"" + describeToken(slot_.get()).name +
@@ -117,34 +117,30 @@ std::optional<NssError> TokenKey::open(const x509::Certificate& certificate) con
 }
 
 /** Where requests are to be confirmed. Whoever is asked for a PIN confirms by that. */
-std::optional<NssError> TokenKey::confirm(const x509::Certificate& certificate) const {
+std::optional<NssError> TokenKey::confirm(const x509::Certificate& certificate, Consent* consent) {
   if (wantsPinEachTime_ || presentConfirmationFiles().empty()) return std::nullopt;
-  TokenLogin* const login = TokenLogin::of(slot_.get());
-  if (login == nullptr) return logIn(certificate);
-  return describeToken(slot_.get()).locked ? login->logIn(certificate) : login->confirm(certificate);
+  if (consent == nullptr || describeToken(slot_.get()).locked) return logIn(certificate, consent);
+  return consent->loginTo(slot_.get()).confirm(certificate);
 }
 
-std::optional<NssError> TokenKey::logIn(const x509::Certificate& certificate) const {
-  if (TokenLogin* const login = TokenLogin::of(slot_.get())) return login->logIn(certificate);
+std::optional<NssError> TokenKey::logIn(const x509::Certificate& certificate, Consent* consent) {
+  if (consent != nullptr) return consent->loginTo(slot_.get()).logIn(certificate);
   PR_SetError(SEC_ERROR_BAD_PASSWORD, 0);
   return lastNssError();
 }
 
 /** In a token that is open. What is found lasts no longer than the consent: the token closes then. */
-void TokenKey::find() const {
+void TokenKey::find(Consent* consent) {
   SECItem id = itemOf(id_);
   key_.reset(PK11_FindKeyByKeyID(slot_.get(), &id, nullptr));
   if (key_ == nullptr) return;
   readFlags();
-  if (TokenLogin* const login = TokenLogin::of(slot_.get()); login != nullptr && !wantsPinEachTime_)
-    login->forgetPin();
-  if (auto* const request = prompt::SigningRequest::current())
-    request->atEnd([weak = weak_from_this()] {
-      if (const auto key = weak.lock()) key->forget();
-    });
+  if (consent == nullptr) return;
+  if (!wantsPinEachTime_) consent->loginTo(slot_.get()).forgetPin();
+  consent->closeAtEnd(weak_from_this());
 }
 
-void TokenKey::forget() const {
+void TokenKey::forget() {
   copy_.reset();
   key_.reset();
 }
@@ -153,7 +149,7 @@ void TokenKey::forget() const {
  * The soft token reads a key of its database, and decrypts it, for each signature; a copy among the objects
  * of its memory it has at hand. Cards are left alone. Once the database has changed, what it says now counts.
  */
-SECKEYPrivateKey* TokenKey::quickKey() const {
+SECKEYPrivateKey* TokenKey::quickKey() {
   if (wantsPinEachTime_ || PK11_IsInternal(slot_.get()) == PR_FALSE) return key_.get();
   if (std::vector<std::int64_t> state = OpenStores::instance().stateOf(slot_.get());
       copy_ == nullptr || copiedFrom_ != state) {
@@ -167,47 +163,51 @@ SECKEYPrivateKey* TokenKey::quickKey() const {
 /** A card that leaves within is looked for once more: its module may have lost the readers, all of them, by a
  * service that was started anew, and finds them as it lists them. */
 std::variant<std::vector<std::uint8_t>, NssError> TokenKey::sign(der::Bytes input,
-                                                                 const x509::Certificate& certificate) const {
+                                                                 const x509::Certificate& certificate,
+                                                                 Consent* consent) {
   for (bool again = false;; again = true) {
     if (again || PK11_IsPresent(slot_.get()) == PR_FALSE) SECMOD_UpdateSlotList(PK11_GetModule(slot_.get()));
     if (!isPresentSoon(slot_.get(), true)) {
       PR_SetError(SEC_ERROR_NO_TOKEN, 0);
       return lastErrorOf(slot_.get());
     }
-    auto result = signOnce(input, certificate);
+    auto result = signOnce(input, certificate, consent);
     const auto* const error = std::get_if<NssError>(&result);
     if (again || error == nullptr || error->name != "SEC_ERROR_NO_TOKEN") return result;
   }
 }
 
-std::variant<std::vector<std::uint8_t>, NssError> TokenKey::signOnce(
-    der::Bytes input, const x509::Certificate& certificate) const {
+std::variant<std::vector<std::uint8_t>, NssError> TokenKey::signOnce(der::Bytes input,
+                                                                     const x509::Certificate& certificate,
+                                                                     Consent* consent) {
   // Some failures in NSS leave no error of their own, and an older one must not speak for them.
   PR_SetError(SEC_ERROR_LIBRARY_FAILURE, 0);
   if (!OpenStores::instance().waitUntilFree(slot_.get())) {
     PR_SetError(SEC_ERROR_BAD_DATABASE, 0);
     return lastNssError();
   }
-  if (auto refusal = open(certificate)) return *refusal;
-  if (auto refusal = confirm(certificate)) return *refusal;
+  if (auto refusal = open(certificate, consent)) return *refusal;
+  if (auto refusal = confirm(certificate, consent)) return *refusal;
   SECKEYPrivateKey* const key = quickKey();
   // The length is known: PK11_SignatureLen asks the token for the modulus.
   std::vector<std::uint8_t> signature(modulusLength_);
   SECItem output = itemOf(signature);
   const SECItem data = itemOf(input);
-  const auto use = [&] {
+  const auto use = [&](void* context) {
     output.len = static_cast<unsigned>(signature.size());
-    return PK11_Sign(key, &output, &data);
+    key->wincx = context;
+    const SECStatus status = PK11_Sign(key, &output, &data);
+    key->wincx = nullptr;
+    return status;
   };
-  TokenLogin* const login = wantsPinEachTime_ ? TokenLogin::of(slot_.get()) : nullptr;
-  if (login != nullptr) {
-    if (auto refusal = login->withPin(certificate, use)) return *refusal;
-  } else if (use() != SECSuccess) {
+  if (wantsPinEachTime_ && consent != nullptr) {
+    if (auto refusal = consent->loginTo(slot_.get()).withPin(certificate, use)) return *refusal;
+  } else if (use(nullptr) != SECSuccess) {
     // One that shows its keys to everyone, and uses them for its owner alone.
     if (PR_GetError() != SEC_ERROR_TOKEN_NOT_LOGGED_IN || !describeToken(slot_.get()).locked)
       return lastErrorOf(slot_.get());
-    if (auto refusal = logIn(certificate)) return *refusal;
-    if (use() != SECSuccess) return lastErrorOf(slot_.get());
+    if (auto refusal = logIn(certificate, consent)) return *refusal;
+    if (use(nullptr) != SECSuccess) return lastErrorOf(slot_.get());
   }
   signature.resize(output.len);
   return signature;

@@ -12,6 +12,8 @@
 
 namespace vorn::keys {
 
+class Consent;
+
 /** A certificate as a token holds it. */
 struct TokenCertificate {
   const PK11SlotInfo* slot;
@@ -47,33 +49,36 @@ class TokenKey : public std::enable_shared_from_this<TokenKey> {
 
   /**
    * RSA only: the signature over `input` as it stands, padded by PKCS#1 v1.5 but not digested. Where the
-   * token wants its PIN the user is asked for it, and told of the certificate: see TokenLogin.
+   * token wants its PIN the user is asked for it, and told of the certificate; without a consent nobody is.
    */
   std::variant<std::vector<std::uint8_t>, NssError> sign(der::Bytes input,
-                                                         const x509::Certificate& certificate) const;
+                                                         const x509::Certificate& certificate,
+                                                         Consent* consent);
+  /** Until the token is open again. */
+  void forget();
 
  private:
   std::variant<std::vector<std::uint8_t>, NssError> signOnce(der::Bytes input,
-                                                             const x509::Certificate& certificate) const;
+                                                             const x509::Certificate& certificate,
+                                                             Consent* consent);
   void describe(const SECKEYPublicKey& publicHalf);
-  std::optional<NssError> confirm(const x509::Certificate& certificate) const;
-  void readFlags() const;
-  std::optional<NssError> open(const x509::Certificate& certificate) const;
-  std::optional<NssError> logIn(const x509::Certificate& certificate) const;
-  void find() const;
-  void forget() const;
-  SECKEYPrivateKey* quickKey() const;
+  std::optional<NssError> confirm(const x509::Certificate& certificate, Consent* consent);
+  void readFlags();
+  std::optional<NssError> open(const x509::Certificate& certificate, Consent* consent);
+  std::optional<NssError> logIn(const x509::Certificate& certificate, Consent* consent);
+  void find(Consent* consent);
+  SECKEYPrivateKey* quickKey();
 
   Slot slot_;
   /** Counts how often a card has come into the slot. */
-  mutable int series_ = PK11_GetSlotSeries(slot_.get());
+  int series_ = PK11_GetSlotSeries(slot_.get());
   /** Whether the token shows it only while it is open. */
   bool isHidden_ = true;
-  mutable bool wantsPinEachTime_ = false;
-  mutable PrivateKeyHandle key_;
+  bool wantsPinEachTime_ = false;
+  PrivateKeyHandle key_;
   /** The same key as an object of the soft token's memory, and what its database was then. */
-  mutable PrivateKeyHandle copy_;
-  mutable std::vector<std::int64_t> copiedFrom_;
+  PrivateKeyHandle copy_;
+  std::vector<std::int64_t> copiedFrom_;
   bool isRsa_;
   bool canSign_;
   std::vector<std::uint8_t> id_;

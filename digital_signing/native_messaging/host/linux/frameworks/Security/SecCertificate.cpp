@@ -9,13 +9,13 @@ namespace vorn::frameworks {
 
 /** The fields are views: they stay good because moving a vector leaves its bytes where they are. */
 Owned<Certificate> Certificate::make(std::vector<std::uint8_t> der) {
-  auto fields = x509::readCertificate(der);
+  auto fields = vorn::x509::readCertificate(der);
   return Owned<Certificate>(fields ? new Certificate(std::move(der), std::move(*fields)) : nullptr);
 }
 
 namespace {
 
-Owned<Dictionary> values(const x509::Certificate& certificate, CFArrayRef keys) {
+Owned<Dictionary> values(const vorn::x509::Certificate& certificate, CFArrayRef keys) {
   std::vector<Entry> entries;
   for (CFIndex index = 0; index < CFArrayGetCount(keys); ++index) {
     const void* key = CFArrayGetValueAtIndex(keys, index);
@@ -56,7 +56,7 @@ OSStatus SecCertificateCopyCommonName(SecCertificateRef certificate, CFStringRef
   const auto* object = objectCast<Certificate>(certificate);
   if (object == nullptr) return errSecParam;
   *commonName = guarded([&]() -> CFStringRef {
-    const auto name = x509::commonName(object->fields());
+    const auto name = vorn::x509::commonName(object->fields());
     return name ? handOver<CFStringRef>(makeString(*name)) : nullptr;
   });
   return *commonName != nullptr ? errSecSuccess : errSecInternal;
@@ -66,7 +66,7 @@ OSStatus SecCertificateCopyEmailAddresses(SecCertificateRef certificate, CFArray
   const auto* object = objectCast<Certificate>(certificate);
   if (object == nullptr) return errSecParam;
   *emailAddresses =
-      guarded([&] { return handOver<CFArrayRef>(texts(x509::emailAddresses(object->fields()))); });
+      guarded([&] { return handOver<CFArrayRef>(texts(vorn::x509::emailAddresses(object->fields()))); });
   return *emailAddresses != nullptr ? errSecSuccess : errSecAllocate;
 }
 

@@ -1,29 +1,58 @@
 #pragma once
 
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "linux/keys/NssError.h"
 #include "linux/keys/NssHandles.h"
 #include "linux/prompt/LockedMemory.h"
-#include "linux/prompt/SigningRequest.h"
 #include "linux/x509/X509Certificate.h"
 
 namespace vorn::keys {
 
 class LoginQuestion;
+class TokenKey;
+class TokenLogin;
 
 /**
- * What the user consents to with the PIN of one token: to have the documents of the request at hand signed,
- * and nothing else. The token is logged out, and the PIN wiped, when the request ends.
+ * What the user agrees to by a PIN or by word: to have the documents of the request at hand signed, and
+ * nothing else. Without one nobody is asked. Tokens that were opened for it close with it.
  */
+class Consent {
+ public:
+  struct Request {
+    /** The extension, as the browser names it; "none" when no browser has started the host. */
+    std::string caller;
+    std::size_t documents;
+  };
+
+  explicit Consent(Request request) : request_(std::move(request)) {}
+  ~Consent();
+  Consent(const Consent&) = delete;
+  Consent& operator=(const Consent&) = delete;
+
+  const Request& request() const { return request_; }
+  bool isGiven() const { return isGiven_; }
+  void give() { isGiven_ = true; }
+  TokenLogin& loginTo(PK11SlotInfo* slot);
+  /** The key shows itself only while its token is open: it is forgotten when that closes. */
+  void closeAtEnd(std::weak_ptr<TokenKey> key) { opened_.push_back(std::move(key)); }
+
+ private:
+  const Request request_;
+  bool isGiven_ = false;
+  std::vector<std::unique_ptr<TokenLogin>> logins_;
+  std::vector<std::weak_ptr<TokenKey>> opened_;
+};
+
+/** The consent as it concerns one token, with the PIN. The token is logged out, and the PIN wiped, when it
+ * ends. */
 class TokenLogin {
  public:
-  /** For the request at hand and this token; null when there is no request, and so nobody to ask. */
-  static TokenLogin* of(PK11SlotInfo* slot);
-
-  TokenLogin(PK11SlotInfo* slot, prompt::SigningRequest& request);
+  TokenLogin(PK11SlotInfo* slot, Consent& consent);
   ~TokenLogin();
   TokenLogin(const TokenLogin&) = delete;
   TokenLogin& operator=(const TokenLogin&) = delete;
@@ -36,21 +65,23 @@ class TokenLogin {
 
   /**
    * Calls `use`, in which the token wants its PIN, with the PIN that is held, or that is asked for; again
-   * while it is wrong. `use` returns what NSS does. Nothing on success, else why not.
+   * while it is wrong. `use` hands NSS the context that it is given, and returns what NSS does. Nothing on
+   * success, else why not.
    */
   std::optional<NssError> withPin(const x509::Certificate& certificate,
-                                  const std::function<SECStatus()>& use);
+                                  const std::function<SECStatus(void* context)>& use);
 
   /** For when no key is used that wants the PIN again. */
   void forgetPin() { pin_.wipe(); }
+  bool isTo(const PK11SlotInfo* slot) const { return slot_.get() == slot; }
 
  private:
   static char* answerToNss(PK11SlotInfo* slot, PRBool retry, void* context);
   std::optional<NssError> ask(const LoginQuestion& question, std::string warning);
-  SECStatus run(const std::function<SECStatus()>& use);
+  SECStatus run(const std::function<SECStatus(void*)>& use);
 
   const Slot slot_;
-  prompt::SigningRequest& request_;
+  Consent& consent_;
   prompt::Secret pin_;
   bool isLoggedIn_ = false;
   /** In a row, without one that was right. */

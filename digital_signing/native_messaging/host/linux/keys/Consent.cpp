@@ -1,4 +1,4 @@
-#include "linux/keys/TokenLogin.h"
+#include "linux/keys/Consent.h"
 
 #include <prerror.h>
 #include <secerr.h>
@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "linux/keys/LoginQuestion.h"
+#include "linux/keys/TokenKey.h"
 #include "linux/keys/WatchedModules.h"
 #include "linux/processes/CallMark.h"
 #include "linux/prompt/CancelPause.h"
@@ -21,8 +22,6 @@ namespace {
 /** A token without a count of its own would let a program that answers the prompt try for ever. */
 constexpr int kMostQuestions = 5;
 
-std::vector<std::unique_ptr<TokenLogin>> logins;
-
 /** A pause grows with each question that is cancelled. */
 template <typename Ask>
 prompt::Answer askPerson(Ask ask) {
@@ -33,9 +32,6 @@ prompt::Answer askPerson(Ask ask) {
   if (answer.outcome == prompt::Answer::Outcome::kGiven) prompt::cancel_pause::noteAnswered();
   return answer;
 }
-
-/** Whoever NSS is to be told a PIN by; it asks in other places too, and is told none there. */
-TokenLogin* speaker = nullptr;
 
 }  // namespace
 
@@ -64,66 +60,69 @@ NssError lastErrorOf(PK11SlotInfo* slot) {
   return error;
 }
 
-TokenLogin* TokenLogin::of(PK11SlotInfo* slot) {
-  prompt::SigningRequest* const request = prompt::SigningRequest::current();
-  if (request == nullptr) return nullptr;
-  for (const auto& login : logins)
-    if (login->slot_.get() == slot) return login.get();
-  PK11_SetPasswordFunc(&answerToNss);
-  if (logins.empty()) request->atEnd([] { logins.clear(); });
-  return logins.emplace_back(std::make_unique<TokenLogin>(slot, *request)).get();
+Consent::~Consent() {
+  for (const auto& key : opened_)
+    if (const auto alive = key.lock()) alive->forget();
 }
 
-TokenLogin::TokenLogin(PK11SlotInfo* slot, prompt::SigningRequest& request)
-    : slot_(PK11_ReferenceSlot(slot)), request_(request) {}
+TokenLogin& Consent::loginTo(PK11SlotInfo* slot) {
+  for (const auto& login : logins_)
+    if (login->isTo(slot)) return *login;
+  return *logins_.emplace_back(std::make_unique<TokenLogin>(slot, *this));
+}
+
+TokenLogin::TokenLogin(PK11SlotInfo* slot, Consent& consent)
+    : slot_(PK11_ReferenceSlot(slot)), consent_(consent) {
+  PK11_SetPasswordFunc(&answerToNss);
+}
 
 TokenLogin::~TokenLogin() {
   pin_.wipe();  // first: a module may never return from what follows
   if (isLoggedIn_) PK11_Logout(slot_.get());
 }
 
-/** NSS wipes what it is given. It calls again when the PIN was wrong, some calls with the token's lock held:
- * whoever called NSS looks then why, and asks. */
-char* TokenLogin::answerToNss(PK11SlotInfo* slot, PRBool retry, void* /*context*/) {
-  if (speaker == nullptr || speaker->slot_.get() != slot) return nullptr;
-  if (retry != PR_FALSE) speaker->isRefused_ = true;
+/** NSS asks in other places too, with no login for a context, and is told nothing there. It wipes what it is
+ * given. It calls again when the PIN was wrong, some calls with the token's lock held: whoever called NSS
+ * looks then why, and asks. */
+char* TokenLogin::answerToNss(PK11SlotInfo* slot, PRBool retry, void* context) {
+  auto* const login = static_cast<TokenLogin*>(context);
+  if (login == nullptr || !login->isTo(slot)) return nullptr;
+  if (retry != PR_FALSE) login->isRefused_ = true;
   // A module is given the PIN itself, of which NSS needs no copy then.
   const bool forModule = PK11_IsInternal(slot) == PR_FALSE;
-  return retry != PR_FALSE ? nullptr : PORT_Strdup(forModule ? "" : speaker->pin_.text());
+  return retry != PR_FALSE ? nullptr : PORT_Strdup(forModule ? "" : login->pin_.text());
 }
 
-SECStatus TokenLogin::run(const std::function<SECStatus()>& use) {
+SECStatus TokenLogin::run(const std::function<SECStatus(void*)>& use) {
   isRefused_ = false;
-  speaker = this;
   WatchedModules::usePin(pin_.text());
-  const SECStatus status = use();
+  const SECStatus status = use(this);
   WatchedModules::usePin(nullptr);
-  speaker = nullptr;
   return status;
 }
 
 std::optional<NssError> TokenLogin::logIn(const x509::Certificate& certificate) {
-  const auto refusal =
-      withPin(certificate, [this] { return PK11_Authenticate(slot_.get(), PR_TRUE, nullptr); });
+  const auto refusal = withPin(
+      certificate, [this](void* context) { return PK11_Authenticate(slot_.get(), PR_TRUE, context); });
   isLoggedIn_ = isLoggedIn_ || !refusal;
   return refusal;
 }
 
 std::optional<NssError> TokenLogin::confirm(const x509::Certificate& certificate) {
-  if (request_.hasConsent()) return std::nullopt;
-  const LoginQuestion question(slot_.get(), {}, certificate, request_.facts());
+  if (consent_.isGiven()) return std::nullopt;
+  const LoginQuestion question(slot_.get(), {}, certificate, consent_.request());
   const prompt::Answer answer = askPerson([&] { return prompt::confirm(question.confirmation()); });
   if (answer.outcome != prompt::Answer::Outcome::kGiven) return question.unconfirmed(answer);
-  request_.consent();
+  consent_.give();
   return std::nullopt;
 }
 
 std::optional<NssError> TokenLogin::withPin(const x509::Certificate& certificate,
-                                            const std::function<SECStatus()>& use) {
+                                            const std::function<SECStatus(void*)>& use) {
   for (bool wasWrong = false;; wasWrong = true) {
     CK_TOKEN_INFO token{};
     if (PK11_GetTokenInfo(slot_.get(), &token) != SECSuccess) return lastErrorOf(slot_.get());
-    const LoginQuestion question(slot_.get(), token, certificate, request_.facts());
+    const LoginQuestion question(slot_.get(), token, certificate, consent_.request());
     if ((token.flags & CKF_USER_PIN_LOCKED) != 0) return question.locked();
     std::optional<MarkedWait> typing;
     std::optional<prompt::Notice> notice;
@@ -137,7 +136,7 @@ std::optional<NssError> TokenLogin::withPin(const x509::Certificate& certificate
     }
     if (run(use) == SECSuccess) {
       questions_ = 0;
-      request_.consent();
+      consent_.give();
       return std::nullopt;
     }
     const PRErrorCode code = PR_GetError();
