@@ -22,12 +22,12 @@ Pipe makePipe();
 struct ChildStart {
   std::filesystem::path program;
   std::vector<std::string> arguments = {};
-  /** Of the form NAME=value; this program's own when there is none. */
+  /** The child's environment, as NAME=value; this program's own when there is none. */
   std::optional<std::vector<std::string>> environment = {};
   std::filesystem::path folder = ".";
   Pipe input = makePipe();
   Pipe output = makePipe();
-  /** Where standard error goes: this program's own when there is none, closed when it is negative. */
+  /** The descriptor for standard error: this program's own when there is none, closed when it is negative. */
   std::optional<int> errors = {};
   /** How long a child that still runs is given from the end of its input, when the object goes. */
   std::chrono::milliseconds farewell{2000};
@@ -54,7 +54,7 @@ class ChildProcess {
   void closeOutput();
 
   bool hasExitedWithin(std::chrono::milliseconds patience);
-  /** As wait() reports it, of a child that has exited. */
+  /** The status that wait() reports of a child that has exited. */
   int status() const { return status_; }
   pid_t id() const { return process_; }
   int input() const { return input_; }

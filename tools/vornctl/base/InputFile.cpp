@@ -12,7 +12,7 @@ namespace {
 
 enum Misfit { kNoFile, kTooLong };
 
-/** For what the system has no words. */
+/** The reasons for which the system has no words. */
 class MisfitCategory : public std::error_category {
  public:
   const char* name() const noexcept override { return "input file"; }

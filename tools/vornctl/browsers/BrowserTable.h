@@ -7,12 +7,12 @@
 #include <string_view>
 #include <vector>
 
-/** Where each browser, on each system, looks for the manifests of native-messaging hosts. */
+/** The folders in which each browser, on each system, looks for the manifests of native-messaging hosts. */
 namespace vorn::vornctl {
 
 enum class System { kLinux, kMacOS };
 enum class Scope { kUser, kSystem };
-/** What a browser descends from: the form of the manifest and the rules of the search follow from it. */
+/** The browser's ancestor, which decides on the form of the manifest and the rules of the search. */
 enum class Family { kChromium, kFirefox };
 
 /** The system that this program was built for. */
@@ -66,13 +66,13 @@ class Places {
    */
   Places(System system, std::filesystem::path home, std::filesystem::path config, std::filesystem::path root);
 
-  /** For the user who runs the program: HOME (or the user's entry) and XDG_CONFIG_HOME. */
+  /** The places of the user who runs the program: HOME (or the user's entry) and XDG_CONFIG_HOME. */
   static Places ofUser(System system, const std::filesystem::path& root = "/");
 
   System system() const { return system_; }
   const std::filesystem::path& home() const { return home_; }
   std::filesystem::path resolve(std::string_view tablePath) const;
-  /** Those of the places that are used. */
+  /** The browser's folders that are used on this system. */
   std::vector<std::filesystem::path> resolve(std::span<const std::string_view> tablePaths) const;
   std::vector<std::filesystem::path> manifestFolders(const Browser& browser, Scope scope) const;
   std::vector<std::filesystem::path> policyFolders(const Browser& browser) const;

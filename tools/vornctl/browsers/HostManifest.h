@@ -9,7 +9,7 @@
 
 namespace vorn::vornctl {
 
-/** What extensions call the host by. Browsers demand small letters, digits, dots and underscores. */
+/** The name by which extensions call the host. */
 inline constexpr const char* kHostName = "vorn.signing";
 
 /** The name of the manifest in any of the folders. */
@@ -25,7 +25,7 @@ inline constexpr std::string_view kChromiumScheme = "chrome-extension://";
 std::string manifestText(Family family, const std::filesystem::path& host,
                          const std::vector<std::string>& ids);
 
-/** What can be made out of a manifest, be it good or not. */
+/** The members of a manifest that can be read, whether it is good or not. */
 struct ManifestContents {
   std::string host = {};             /**< empty where there is none */
   std::vector<std::string> ids = {}; /**< those that are well-formed */

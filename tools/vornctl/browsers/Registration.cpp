@@ -44,7 +44,7 @@ Outcome attempt(const Browser& browser, const fs::path& file, Scope scope, Step 
   }
 }
 
-/** What everybody's browser reads must not depend on the umask of whoever writes it. */
+/** A file for every user's browser must not depend on the umask of whoever writes it. */
 constexpr mode_t kFileForAll = 0644;
 constexpr fs::perms kFolderForAll = fs::perms(0755);
 
@@ -83,7 +83,7 @@ fs::path manifestIn(const std::string& dataFolder) {
   return fs::absolute(dataFolder) / "NativeMessagingHosts" / kManifestFile;
 }
 
-/** Those folders of the browser that are to hold a manifest. */
+/** The browser's folders in which a manifest is written. */
 std::vector<fs::path> foldersToWrite(const Places& places, const Browser& browser, Scope scope) {
   const std::vector<fs::path> all = places.manifestFolders(browser, scope);
   std::vector<fs::path> folders;
@@ -104,14 +104,14 @@ const Browser* otherReader(const Places& places, const RegistrationRequest& requ
   return nullptr;
 }
 
-/** Those that were made for the manifest alone: a browser that has run has more in them. */
+/** Removes folders that were made for the manifest alone: a browser that has run has more in them. */
 void removeEmptyFolders(const Places& places, fs::path folder) {
   std::error_code notEmpty;
   while (!places.isCommon(folder) && folder.has_relative_path() && fs::remove(folder, notEmpty))
     folder = folder.parent_path();
 }
 
-/** Those of the manifests that the family's browsers have, for one that has none yet. */
+/** The extensions that the family's other manifests allow, for a browser that has none yet. */
 std::vector<std::string> idsOfOthers(const Places& places, Family family, Scope scope) {
   ExtensionIds ids;
   for (const Browser& browser : browsersOf(places.system())) {

@@ -36,7 +36,7 @@ struct RegistrationRequest {
   std::vector<std::string> browsers = {}; /**< names of the table; empty for all of them */
   bool evenIfMissing = false;             /**< browsers, too, that are not there */
   bool dryRun = false;
-  /** What a Chromium is started with as --user-data-dir: that one alone is concerned then. */
+  /** The folder that Chromium is started with as --user-data-dir: only that one is registered then. */
   std::string dataFolder = {};
   /** Only manifests of this host are removed; empty for those of any. */
   std::filesystem::path onlyOfHost = {};

@@ -6,7 +6,7 @@
 #include "vornctl/browsers/Registration.h"
 #include "vornctl/identities/Identities.h"
 
-/** What the subcommands do, once the command line has been read. Each returns the exit status. */
+/** The subcommands, called once the command line has been read. Each returns the exit status. */
 namespace vorn::vornctl {
 
 inline constexpr int kExitFine = 0;

@@ -6,7 +6,7 @@
 
 namespace vorn::vornctl {
 
-/** What an error code of the host means, for people. */
+/** Words for people about an error code of the host. */
 struct ErrorWords {
   std::uint32_t code;
   bool concernsAll; /**< the next document would fail alike */
@@ -17,7 +17,7 @@ struct ErrorWords {
 /** The text of an answer as people know the things on this system: the Keychain is macOS's. */
 std::string wordsHere(std::string text);
 
-/** For a code that is unknown here, words that say so. */
+/** An unknown code gets words that say so. */
 const ErrorWords& wordsFor(std::uint32_t code);
 
 }  // namespace vorn::vornctl

@@ -42,7 +42,7 @@ void print(const std::vector<Outcome>& outcomes, bool dryRun) {
   if (!missing.empty()) std::cout << "Not found: " << missing << "; --all registers there, too\n";
 }
 
-/** Whoever registers a host should know for whom. */
+/** Says for which extensions the host is registered. */
 void printExtensions(const std::vector<Outcome>& outcomes) {
   ExtensionIds ids;
   for (const Outcome& outcome : outcomes)

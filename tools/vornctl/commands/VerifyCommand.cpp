@@ -45,7 +45,7 @@ std::time_t timeOf(const std::string& text) {
     const char* const end = strptime(text.c_str(), format, &fields);
     if (end == nullptr || *end != '\0') continue;
     const std::time_t time = timegm(&fields);
-    // What there is no such day of becomes another one.
+    // timegm makes 2 March of 30 February: such a day is refused.
     if (utcText(time).starts_with(text.substr(0, sizeof "2030-07-01" - 1))) return time;
   }
   throw std::invalid_argument("--time " + text + ": write it as 2030-07-01 or 2030-07-01T12:00:00Z");

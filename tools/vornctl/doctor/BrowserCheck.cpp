@@ -27,7 +27,7 @@ bool has(const std::vector<std::string>& texts, const std::string& text) {
   return std::find(texts.begin(), texts.end(), text) != texts.end();
 }
 
-/** Those of the first that are not among the second. */
+/** The extensions in the first list that are missing in the second. */
 std::vector<std::string> without(const std::vector<std::string>& texts,
                                  const std::vector<std::string>& others) {
   std::vector<std::string> left;
@@ -77,7 +77,7 @@ class Examination {
     return command + "\"";
   }
 
-  /** Those that are there, in the order in which the browser looks; of some it takes no notice. */
+  /** The manifests that are there, in the order in which the browser looks; some it ignores. */
   void readManifests() {
     const auto ignoring = policies_.ignoringUserManifests();
     for (const Scope scope : {Scope::kUser, Scope::kSystem}) {

@@ -10,7 +10,7 @@
 
 namespace vorn::vornctl {
 
-/** What one browser makes of its manifests and of an administrator's policies. */
+/** The result of checking how one browser reads its manifests and an administrator's policies. */
 struct BrowserReport {
   bool registered = false; /**< it finds a manifest, be that good or not */
   std::vector<Finding> findings = {};

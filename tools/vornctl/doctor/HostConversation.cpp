@@ -15,7 +15,7 @@
 namespace vorn::vornctl {
 namespace {
 
-/** What browsers accept; the host itself would send more. */
+/** The longest answer that browsers accept; the host itself would send more. */
 constexpr std::uint32_t kLongestAnswer = 1U << 30;
 constexpr std::chrono::milliseconds kFarewell{2000};
 

@@ -7,7 +7,7 @@
 
 namespace vorn::vornctl {
 
-/** What people want to know of a certificate, in the form in which the host compares and reports it. */
+/** The texts of a certificate for people, in the form in which the host compares and reports them. */
 struct CertificateDescription {
   std::string name; /**< the subject's common name */
   std::vector<std::string> emails = {};
@@ -32,7 +32,7 @@ int daysUntil(const std::string& localTime);
 /** "today", "in 1 day", "in 12 days". */
 std::string inDays(int days);
 
-/** What stands among the ABNs for one of an odd form. */
+/** Stands in the list of ABNs for one of an odd form. */
 inline constexpr const char* kUnreadable = "unreadable";
 
 CertificateDescription describe(SecCertificateRef certificate);

@@ -118,7 +118,7 @@ class Examination {
   }
 
  private:
-  /** What a request would notice is the same fault as what is wrong in any case: "aki" and "no-aki". */
+  /** A request's fault and the general one are the same: "aki" and "no-aki". */
   static void addUnlessKnown(std::vector<Fault>& reasons, std::vector<Fault> faults) {
     for (Fault& fault : faults) {
       const bool isKnown = std::any_of(reasons.begin(), reasons.end(), [&](const Fault& reason) {

@@ -5,8 +5,7 @@
 #include <string>
 #include <vector>
 
-/** What people want to know of the key store and the host does not ask. Each system has an implementation of
- * its own. */
+/** Tells people what the host never asks of the key store. Each system has an implementation of its own. */
 namespace vorn::vornctl {
 
 struct KeyPlace {

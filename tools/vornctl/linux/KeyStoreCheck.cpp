@@ -39,8 +39,7 @@ class Check {
     try {
       identities = examineIdentities({});
     } catch (const KeyStoreError&) {
-      // What could not be read is among the faults of the stores. The check of the host blames its
-      // installation.
+      // Stores that could not be read are among the faults.
       if (const std::string failure = frameworks::keyProcessFailure(); !failure.empty()) {
         add(Severity::kNote, "key-store-not-searched", "the key store was not looked into: " + failure,
             "install the host again");

@@ -43,7 +43,8 @@ struct Files {
 Files files;
 bool isOver = false;
 
-/** By its own name for as long as that is still the file that was opened: debuggers know it by that. */
+/** The module's path while that still leads to the file that was opened, as debuggers find symbols by it;
+ * else a name for the open file. */
 std::string nameOf(int opened, const std::string& path) {
   struct stat before{}, now{};
   const bool isSame =
@@ -55,7 +56,7 @@ std::string nameOf(int opened, const std::string& path) {
 /** Never unloaded: the libraries behind it do not start a second time. */
 const SigningModule& loadModule() {
   if (files.keys < 0) files.keys = keys::openKeyProgram(folderOfHost().c_str());
-  // It opens the stores while the module is loaded.
+  // The process for keys opens the stores while this one loads the module.
   static keys::KeyProgram keyProgram;
   if (keyProgram.id <= 0) {
     keyProgram = keys::startKeyProgram(files.keys, kBuildId);

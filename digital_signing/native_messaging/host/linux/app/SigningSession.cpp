@@ -18,7 +18,7 @@ namespace {
 
 using frameworks::KeyProcess;
 
-/** For a search that has to be made once more. */
+/** The user of the last search, which is repeated when a module fails while it signs. */
 jsonxx::Object lastUser;
 
 void logPrompt(prompt::Weight weight, std::string_view text) {
@@ -29,7 +29,7 @@ void logPrompt(prompt::Weight weight, std::string_view text) {
     LOG4CPLUS_INFO(logger, text);
 }
 
-/** What was said of the search at hand. */
+/** The lines that this search has logged, so that none is logged twice. */
 std::set<std::string> logged;
 
 void logStoreFaults() {
@@ -40,12 +40,12 @@ void logStoreFaults() {
   }
 }
 
-/** Whoever closes the input waits for no person any more. */
+/** A browser that has closed its input does not wait until a person has answered. */
 bool isBrowserGone(bool isPersonAsked) {
   return (isPersonAsked && requester::hasEndedInput()) || requester::isGone();
 }
 
-/** Where signature_record::setCaller has left it. */
+/** The extension's name, which signature_record::setCaller keeps in the log's context. */
 std::string callerInLog() {
   std::string caller;
   log4cplus::getMDC().get(&caller, "caller");
@@ -62,8 +62,8 @@ void unlessAbandoned(Call call) {
   }
 }
 
-/** Where a module was left out, that comes before whatever else a search that fails has to say; the next
- * request searches anew. */
+/** Throws the advice on a module that was left out before any other failure of the search: an identity may be
+ * on its card. The next request searches anew. */
 void select(const jsonxx::Object& userDetails, jsonxx::Object& response) {
   try {
     signing::selectCertificate(userDetails, response);

@@ -3,12 +3,10 @@
 #include "linux/processes/KeyProgram.h"
 #include "shared/base/Signing.h"
 
-/** What stands around the module's calls on this system: the process for keys, its log, and prompts for a
- * PIN.
- */
+/** Connects the calls of the signing module to the process for keys, its log and its prompts. */
 namespace vorn::signing_session {
 
-/** Once, before any other call. */
+/** Has to be called once, before the other functions. */
 void begin(const keys::KeyProgram& keys);
 
 /** Whether the process for keys is gone for good. */

@@ -149,7 +149,7 @@ std::optional<NssError> TokenLogin::withPin(const x509::Certificate& certificate
   }
 }
 
-/** Nothing when there is a PIN to try. */
+/** Asks until a PIN is typed that may be right. Returns nothing then, or else why the user gave none. */
 std::optional<NssError> TokenLogin::ask(const LoginQuestion& question, std::string warning) {
   bool wasOdd = false;
   while (true) {

@@ -71,7 +71,7 @@ class TokenLogin {
   std::optional<NssError> withPin(const x509::Certificate& certificate,
                                   const std::function<SECStatus(void* context)>& use);
 
-  /** For when no key is used that wants the PIN again. */
+  /** Wipes the PIN early: the login lasts, and no key wants the PIN again. */
   void forgetPin() { pin_.wipe(); }
   bool isTo(const PK11SlotInfo* slot) const { return slot_.get() == slot; }
 

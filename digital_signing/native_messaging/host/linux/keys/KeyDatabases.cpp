@@ -30,14 +30,14 @@ std::string environment(const char* name) {
   return value != nullptr ? value : "";
 }
 
-/** What may not be looked into is there: to take it for absent would be to say that nobody has a certificate.
- */
+/** A path that may not be looked into counts as present: to call it absent would be to say that nobody has a
+ * certificate. */
 bool holdsDatabase(const fs::path& folder) {
   std::error_code failure;
   return fs::exists(folder / "cert9.db", failure) || failure;
 }
 
-/** As people write it: with ~ for the home folder. */
+/** The path as people write it, with ~ for the home folder. */
 std::string shortened(const fs::path& folder, const fs::path& home) {
   const std::string path = folder.string();
   const std::string prefix = home.string() + "/";

@@ -27,7 +27,7 @@ int openStoreFile(const std::filesystem::path& file, off_t bound, std::string& f
  * tells then. */
 std::string textOfStoreFile(const std::filesystem::path& file);
 
-/** What `textOfStoreFile` has last had to leave out. */
+/** The files that `textOfStoreFile` refused when it last read them. */
 std::vector<StoreFault> fileFaults();
 
 }  // namespace vorn::keys

@@ -20,7 +20,7 @@ constexpr auto kPatience = std::chrono::seconds(2);
 constexpr off_t kLargest = off_t{1} << 30;
 constexpr auto kPause = std::chrono::milliseconds(10);
 
-// Where SQLite's file format has its locks: a writer takes the whole range for itself.
+// SQLite locks these bytes of its file: a writer takes the whole range for itself.
 constexpr off_t kLockStart = 0x40000000;
 constexpr off_t kLockLength = 512;
 

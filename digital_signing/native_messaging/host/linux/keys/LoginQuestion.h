@@ -18,15 +18,15 @@ class LoginQuestion {
                 const Consent::Request& request);
 
   prompt::Question question(const std::string& warning) const;
-  /** For a reader with keys of its own. */
+  /** The message for a reader on which the PIN is typed. */
   prompt::Question notice(bool wasWrong) const;
 
-  /** What is to be known before the next try, as far as the token tells; may be empty. */
+  /** Warns of what the token tells before the next try; may be empty. */
   std::string warning(bool wasWrong) const;
   /** Empty when a PIN of that length may be right. */
   std::string wrongLength(std::size_t length) const;
 
-  /** For a key that signs without a PIN. */
+  /** The question for a key that signs without a PIN. */
   prompt::Question confirmation() const;
 
   NssError unconfirmed(const prompt::Answer& answer) const;

@@ -17,8 +17,7 @@ struct Translation {
   OSStatus cssmCode;
 };
 
-/** Where a wrong password was given it is asked for again: "bad password" means that nobody was there to type
- * one. */
+/** A wrong password is asked for again, so that "bad password" means that nobody was there to type one. */
 constexpr Translation kTranslations[] = {
     {SEC_ERROR_BAD_PASSWORD, errSecInteractionNotAllowed, kCssmNoUserInteraction},
     {SEC_ERROR_TOKEN_NOT_LOGGED_IN, errSecInteractionNotAllowed, kCssmNoUserInteraction},

@@ -6,7 +6,7 @@
 
 namespace vorn::keys {
 
-/** What went wrong in NSS, in the terms of the mirrored interface. */
+/** A failure of NSS in the terms of the mirrored interface. */
 struct NssError {
   /** The status of a mirrored function. */
   OSStatus status;
@@ -14,7 +14,7 @@ struct NssError {
   OSStatus cssmCode;
   /** NSS's own name, SEC_ERROR_BAD_PASSWORD for instance. */
   std::string name;
-  /** For people, where more is known than the name; else empty. */
+  /** A sentence for people where more is known than the name; else empty. */
   std::string sentence = "";
   /** A word of ErrorReason.h, where more is known than the code; only with a sentence. */
   std::string reason = "";

@@ -17,7 +17,7 @@ constexpr PRUint32 kReadOnly =
 
 constexpr const char* kHeld = "Another process holds the key database for itself";
 
-/** As a value of NSS's configuration language, in which `quote` ends it. */
+/** Quotes a value for NSS's configuration language, in which `quote` ends it. */
 std::string quotedValue(const std::string& text, char quote) {
   std::string value(1, quote);
   for (const char c : text) {
@@ -27,7 +27,7 @@ std::string quotedValue(const std::string& text, char quote) {
   return value + quote;
 }
 
-// What a token's name has room for.
+// The length of a token's name in PKCS #11.
 constexpr std::size_t kTokenNameRoom = 32;
 
 /** One library may be registered several times, by links too. */

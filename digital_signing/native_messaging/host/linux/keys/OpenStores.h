@@ -46,9 +46,9 @@ class OpenStores {
   /** The folder of the token's database, or the library that brings it. */
   std::string placeOf(PK11SlotInfo* slot) const;
 
-  /** Those of the modules, and those of the databases that are open. */
+  /** The slots of the modules, then those of the databases that are open. */
   std::vector<Slot> slots() const;
-  /** What could not be used at the last `open`, databases first. */
+  /** The stores that the last `open` could not use, databases first. */
   std::vector<StoreFault> faults() const;
   /** The status of a search that has found nothing: an error, with its text, when a database that belongs to
    * no program alone could not be read. */

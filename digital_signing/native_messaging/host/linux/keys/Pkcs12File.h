@@ -10,8 +10,8 @@
 
 #include "linux/prompt/LockedMemory.h"
 
-/** What is written into key stores; and PKCS #12 files, in which authorities hand out a key with its
- * certificates. */
+/** Writing into key databases; and PKCS #12 files, in which authorities hand out a key with its certificates.
+ */
 namespace vorn::keys {
 
 struct Pkcs12Certificate {
@@ -27,8 +27,7 @@ enum class Pkcs12Status {
   kMalformed,
   /** A try of its password would take minutes, or years. */
   kTooSlow,
-  /** The key store takes it as it is no more: it wants a password that was not given, or cannot be written.
-   */
+  /** The key store wants a password that was not given, or cannot be written. */
   kStoreLocked,
   kStoreFailed,
   kAlreadyThere,
@@ -59,7 +58,7 @@ using AskStorePassword = std::function<bool(bool retry, prompt::Secret& password
 Pkcs12Result importPkcs12(std::span<const std::uint8_t> file, std::string_view password,
                           const std::filesystem::path& folder, const AskStorePassword& askStorePassword);
 
-/** What is to become of a certificate in a database. */
+/** How a certificate in a database is changed. */
 enum class Change {
   kRemoveWithKey,
   kTrust, /**< its flags make it an authority that vouches for persons; it is put there if need be */

@@ -30,7 +30,7 @@ namespace vorn::keys {
  */
 class Questions {
  public:
-  /** Nothing when no answer is due. */
+  /** The answer, or nothing where the question has none. */
   std::optional<jsonxx::Object> answer(const jsonxx::Object& question);
 
  private:

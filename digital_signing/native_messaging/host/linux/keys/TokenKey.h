@@ -54,7 +54,7 @@ class TokenKey : public std::enable_shared_from_this<TokenKey> {
   std::variant<std::vector<std::uint8_t>, NssError> sign(der::Bytes input,
                                                          const x509::Certificate& certificate,
                                                          Consent* consent);
-  /** Until the token is open again. */
+  /** Drops the key, which shows itself again when its token is open. */
   void forget();
 
  private:

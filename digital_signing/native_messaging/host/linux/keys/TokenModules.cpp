@@ -52,7 +52,8 @@ bool isWanted(const Settings& settings) {
   return settings.count("enable-in") > 0 ? names("enable-in") : !names("disable-in");
 }
 
-/** Where p11-kit looks for a library that is named without its folder: never in the current one. */
+/** The path at which p11-kit looks for a library that is named without its folder: never in the current one.
+ */
 fs::path located(const fs::path& library) {
   const fs::path usual = "/usr/lib/" VORN_LIBRARY_ARCHITECTURE "/pkcs11";
   std::error_code failure;

@@ -12,7 +12,7 @@ struct TokenModule {
   std::string name;
   /** The file that names it. */
   std::filesystem::path registration;
-  /** What the library is to be given at its start, and NSS to be told of it; usually empty. */
+  /** The parameters for the library's start, and settings for NSS; usually empty. */
   std::string parameters = {};
   std::string settings = {};
 };

@@ -17,7 +17,8 @@
 namespace vorn::keys {
 namespace {
 
-/** Each has functions of its own, as those of PKCS #11 are not told whose they are. */
+/** The most modules at once. Each has functions of its own, as PKCS #11 does not tell a function whose it is.
+ */
 constexpr std::size_t kMost = 16;
 
 struct Watched {

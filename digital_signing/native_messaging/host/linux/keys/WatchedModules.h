@@ -21,7 +21,7 @@ class WatchedModules {
   /** What the library has said to its start, for people; empty when it started. */
   static std::string startFault(const char* name);
 
-  /** Given to modules, in their login, in the place of what NSS has for the PIN; null for nothing. Lent. */
+  /** Hands modules this PIN, in C_Login, instead of the one that NSS has; null for none. Borrowed. */
   static void usePin(const char* pin);
 };
 

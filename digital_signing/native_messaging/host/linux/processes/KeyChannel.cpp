@@ -11,7 +11,7 @@
 namespace vorn::keys {
 namespace {
 
-/** Of a frame: more than all the certificates that anybody has. */
+/** The longest frame: more than all the certificates that anybody has. */
 constexpr std::uint32_t kLongest = 64U << 20;
 
 template <typename T>

@@ -24,10 +24,10 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/** Where the new process has its own file, until it closes that. */
+/** The descriptor at which the new process finds its own file, which it closes. */
 constexpr int kFile = 3;
 
-/** What browsers and shells keep for other programs. A module's settings are nobody's to know, so that all
+/** Whether the variable holds a secret of another program. A module may need any other variable, so that all
  * else is handed on. */
 bool namesSecret(std::string_view variable) {
   const std::string_view name = variable.substr(0, variable.find('='));

@@ -12,7 +12,7 @@ inline constexpr const char* kKeyProgramFile = "vorn-signing-keys";
 /** A running one. It dies with the thread that has started it. */
 struct KeyProgram {
   pid_t id = -1;
-  /** Where it hands over its workers. */
+  /** The socket over which it hands over its workers. */
   int control = -1;
   /** Of the worker at hand: where it is asked, what becomes readable when it ends, and its marks. */
   int socket = -1;

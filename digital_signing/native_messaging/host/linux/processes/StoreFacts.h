@@ -11,12 +11,12 @@ namespace vorn::keys {
 /** A folder with certificates and keys in NSS's form. */
 struct KeyDatabase {
   std::filesystem::path folder;
-  /** How people know it. */
+  /** The name by which people know the database. */
   std::string title;
   bool isFirefox = false;
 };
 
-/** Where a database is looked for that belongs to no program alone, the one that `vornctl import` makes
+/** The folders in which a database is looked for that belongs to no program alone; `vornctl import` makes the
  * first. */
 std::vector<std::filesystem::path> sharedDatabaseFolders();
 
@@ -25,7 +25,7 @@ std::vector<KeyDatabase> keyDatabases();
 
 /** The files, of the computer and of the user, that have each request confirmed by being there. */
 std::vector<std::filesystem::path> confirmationFiles();
-/** Those that are there, or cannot be seen not to be. */
+/** The confirmation files that are there, or that may not be looked for. */
 std::vector<std::filesystem::path> presentConfirmationFiles();
 
 /** The first of the shared databases that is there, else the first place for one. */

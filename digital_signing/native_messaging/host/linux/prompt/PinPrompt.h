@@ -11,7 +11,7 @@ namespace vorn::prompt {
 /** What a prompt shows. Texts from outside need no care: each line is made harmless, and cut, here. */
 struct Question {
   std::vector<std::string> lines;
-  /** What went wrong before, or is at stake now; shown in a place of its own. Empty when there is nothing. */
+  /** The warning of what went wrong before, or is at stake now, shown in a place of its own; may be empty. */
   std::string warning = "";
   /** Before the field. */
   std::string label = "PIN:";
@@ -23,7 +23,7 @@ struct Answer {
   enum class Outcome { kGiven, kCancelled, kFailed };
 
   Outcome outcome = Outcome::kGiven;
-  /** Of kFailed, for people: why nobody could be asked, or did not answer, and what to do. */
+  /** With kFailed, says for people why nobody could be asked, or did not answer, and what to do. */
   std::string reason = "";
 };
 

@@ -19,7 +19,7 @@ using Clock = std::chrono::steady_clock;
 /** A desktop under load may take its time to show a first window. */
 constexpr std::chrono::seconds kStart{30};
 constexpr std::chrono::milliseconds kSlice{100};
-/** To leave by itself, and leave a terminal in order, once it has answered. */
+/** Lets the prompt end by itself, and restore its terminal, once it has answered. */
 constexpr std::chrono::milliseconds kFarewell{500};
 constexpr int kFirstFreeDescriptor = 3;
 

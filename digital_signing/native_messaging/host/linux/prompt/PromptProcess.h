@@ -30,13 +30,13 @@ class PromptProcess {
 
   /** Our end of the socket, which becomes the caller's. */
   int takeSocket();
-  /** From now on it has so long. */
+  /** Gives the prompt so long from now on. */
   void allow(std::chrono::seconds time);
   /** Asks it to leave, with a terminal in order. */
   void dismiss() const;
   /** Does so with the one that is open, if one is, and gives it time for that. From any thread. */
   static void dismissOpen();
-  /** Why it had to go, if it had. */
+  /** Why the prompt was ended, if it was. */
   End end() const { return end_; }
 
  private:

@@ -9,7 +9,7 @@
 
 namespace vorn {
 
-/** What the host reports of a certificate and puts into signatures. */
+/** The texts of a certificate that the host reports and puts into signatures. */
 
 /** The base64 text of the DER bytes; empty, and logged, when there is none. Throws as base64Encode. */
 std::string encodeCertificate(SecCertificateRef certificate);

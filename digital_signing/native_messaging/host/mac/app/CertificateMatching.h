@@ -15,7 +15,7 @@ namespace vorn {
  * match. `values` is what SecCertificateCopyValues gave for the certificate.
  */
 
-/** What a request asks of a certificate. */
+/** The criteria by which a request chooses a certificate. */
 struct SelectionCriteria {
   std::string name;
   std::string email;

@@ -12,7 +12,7 @@ namespace vorn {
 
 namespace {
 
-// Of a message that the budget does not allow for.
+// So much of a message is kept when the budget is used up.
 constexpr std::size_t kBeginning = 1000;
 
 std::atomic<std::size_t> left = HarmlessLayout::kBudget;

@@ -24,7 +24,7 @@ struct Ends {
 
 /** To be called once, before the first request; until then nobody is watched, and nobody is ever gone. */
 void watch(const Ends& ends);
-/** What was given to `watch`; for code that waits for something else as well. */
+/** The descriptors that `watch` was given, for code that polls more than these. */
 const Ends& watched();
 
 /** Whether nothing will ever follow the request: the other end of the input is closed. */

@@ -11,16 +11,16 @@ namespace vorn {
  */
 namespace signature_record {
 
-/** For all signatures to come: the extension that started the host, as the browser names it. */
+/** Names the extension that started the host, as the browser does, in all records to come. */
 void setCaller(const std::string& caller);
 
-/** For the signatures to come: the serial number of the certificate. */
+/** Sets the serial number of the certificate for the records to come. */
 void setCertificate(const std::string& serial);
 
-/** For the signatures to come: the id that the page gave the document. */
+/** Sets the page's id of the document for the records to come. */
 void setDocument(const std::string& id);
 
-/** What `setDocument` was given last, cut where it is too long to be told. */
+/** The id that `setDocument` was given last, cut where it is too long for a record. */
 std::string document();
 
 /** To be called when a signature has been made; the digest as it stands in it. */

@@ -19,8 +19,7 @@ const char* findByte(const char* begin, const char* end, char byte) {
   return found == nullptr ? end : static_cast<const char*>(found);
 }
 
-/** What the stream extraction of a decimal int takes from so few characters. False when there is no number.
- */
+/** Reads a decimal int of few characters as a stream would. False when there is no number. */
 bool extractInteger(const char* begin, const char* end, int& integer) {
   begin = std::find_if_not(begin, end, isSpace);
   const bool plus = begin != end && *begin == '+';

@@ -48,8 +48,7 @@ class JsonReader {
   const char* end_;
   /** The values being read: each is, once complete, an item of the one before it. */
   std::vector<std::unique_ptr<Value>> open_;
-  /** For each object among them, but for one that waits for its next key: the key of the member being read.
-   */
+  /** The key of the member being read, for each open object but one that waits for its next key. */
   std::vector<String> keys_;
 };
 

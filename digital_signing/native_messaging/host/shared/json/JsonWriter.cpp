@@ -9,7 +9,7 @@
 namespace jsonxx {
 namespace {
 
-/** What a byte is written as. */
+/** How each byte is written. */
 struct EscapeText {
   char text[7];
   unsigned char length;

@@ -24,7 +24,7 @@ const log4cplus::Logger logger = log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("
 
 constexpr int kFatalRequest = 1;
 
-/** What would be rendered, if there were memory for it. */
+/** The answer to send when there is no memory to render another. */
 constexpr std::string_view kOutOfMemory =
     "{\n\t\"error_code\": 100,\n\t\"error_message\": \"std::bad_alloc\",\n\t\"result\": \"error\" \n} \n";
 

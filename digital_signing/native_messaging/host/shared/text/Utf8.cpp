@@ -21,7 +21,7 @@ std::size_t skipAscii(std::string_view text, std::size_t at) {
 }
 
 struct Sequence {
-  /** Of the whole sequence, or of as much of it as is well-formed; at least 1. */
+  /** The length of the whole sequence, or of its well-formed beginning; at least 1. */
   std::size_t length;
   bool valid;
 };

@@ -18,7 +18,7 @@ namespace vorn::verification {
  */
 std::string pathOf(const xercesc::DOMElement& element);
 
-/** What nobody has signed. */
+/** The content of a document that no signature covers. */
 struct Uncovered {
   std::vector<std::string> places; /**< the first of them, as XPaths */
   std::size_t more = 0;            /**< how many others there are */

@@ -19,7 +19,7 @@ XERCES_CPP_NAMESPACE_END
 
 namespace vorn::verification {
 
-/** What a check of one of the two signatures of a document found. */
+/** The result of checking one of the two signatures of a document. */
 struct PartCheck {
   std::string elementName;
   const xercesc::DOMElement* element = nullptr; /**< null unless there is exactly one */

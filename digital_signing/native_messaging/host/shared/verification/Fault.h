@@ -15,7 +15,7 @@ struct Fault {
 };
 
 inline constexpr std::string_view kNotSigned = "NOT_SIGNED";
-/** What should be there is not, or is in another form than the one that the host makes. */
+/** An element is missing, or has another form than the one that the host makes. */
 inline constexpr std::string_view kFormatFailure = "FORMAT_FAILURE";
 inline constexpr std::string_view kHashFailure = "HASH_FAILURE";
 inline constexpr std::string_view kSignatureFailure = "SIG_CRYPTO_FAILURE";

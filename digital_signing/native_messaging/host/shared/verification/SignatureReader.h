@@ -11,7 +11,7 @@ XERCES_CPP_NAMESPACE_END
 
 namespace vorn::verification {
 
-/** What a signature says, each value as its bytes. */
+/** The values in a signature, each as its bytes. */
 struct SignatureFields {
   const xercesc::DOMElement* signedInfo;
   SignatureAlgorithm algorithm;

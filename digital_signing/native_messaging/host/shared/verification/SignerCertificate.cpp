@@ -13,7 +13,7 @@ namespace vorn::verification {
 namespace {
 
 constexpr int kSmallestKey = 1024;
-// What OpenSSL computes with.
+// The largest RSA key that OpenSSL verifies with.
 constexpr int kLargestKey = 16384;
 constexpr std::size_t kLongestExponent = 8;
 

@@ -13,7 +13,7 @@ namespace vorn {
  */
 class CanonicalBytes : public TXFMBase {
  public:
-  /** As Canonicaliser. */
+  /** The node and what to omit, as for Canonicaliser. */
   CanonicalBytes(const xercesc::DOMElement& element, const xercesc::DOMNode* omitted);
 
   void setInput(TXFMBase* newInput) override;

@@ -22,13 +22,13 @@ class DocumentEncoding {
   DocumentEncoding(const DocumentEncoding&) = delete;
   DocumentEncoding& operator=(const DocumentEncoding&) = delete;
 
-  /** With the byte order mark, if there is one. */
+  /** The document's bytes, with the byte order mark if there is one. */
   std::string_view text() const { return text_; }
   /** Of `text`: UTF-8, UTF-16LE or UTF-16BE. */
   const XMLCh* name() const;
   /** Bytes to a unit of `text`: one or two. */
   std::size_t unit() const { return form_ == Form::kBytes ? 1 : 2; }
-  /** What the declaration names; empty if there is none. */
+  /** The encoding that the declaration names; empty if it names none. */
   const std::string& declared() const { return declared_; }
 
   /**

@@ -21,7 +21,8 @@ struct ScannerFlags : xercesc::XMLScanner {
   static constexpr bool xercesc::XMLScanner::* kStandalone = &ScannerFlags::fStandalone;
 };
 
-/** With an attribute more, an element of a signature would not be what was signed. */
+/** A declared default would add an attribute to an element of a signature, which is then not what was signed.
+ */
 bool isOfSignature(std::u16string_view name) {
   return std::find(std::begin(kElementsOfSignature), std::end(kElementsOfSignature), name) !=
          std::end(kElementsOfSignature);

@@ -2,7 +2,7 @@
 
 namespace vorn {
 
-/** What was noticed of a document while it was read, so that nobody need walk through it for that. */
+/** Traits of a document that the parser notices, so that nobody has to walk through it for them. */
 struct DocumentTraits {
   unsigned depth = 0; /**< levels of elements */
   bool declaresNamespacesBelowRoot = false;

@@ -9,7 +9,7 @@ XERCES_CPP_NAMESPACE_END
 
 namespace vorn {
 
-/** What readers with namespace processing have against a document; of each kind the first, as UTF-8. */
+/** The faults that a reader with namespace processing finds; the first of each kind, as UTF-8. */
 struct NamespaceFaults {
   std::string malformed;     /**< why it is not namespace-well-formed, for people; empty if it is */
   std::string oddUri;        /**< a namespace name that is relative, or no URI; empty if there is none */

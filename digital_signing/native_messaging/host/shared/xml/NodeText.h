@@ -7,13 +7,13 @@
 
 namespace vorn {
 
-/** What a text or CDATA section says; the node knows how long it is. */
+/** The text of a text node or CDATA section, whose length the node knows. */
 inline std::u16string_view textOf(const xercesc::DOMNode& node) {
   const auto& text = static_cast<const xercesc::DOMCharacterData&>(node);
   return {text.getData(), text.getLength()};
 }
 
-/** What the attribute's own value function gives, but that casts its way to a text that is the only child. */
+/** The attribute's value as its own function gives it, but without a copy where a text is the only child. */
 inline std::u16string_view valueOf(const xercesc::DOMNode& attribute) {
   const xercesc::DOMNode* child = attribute.getFirstChild();
   const bool isPlain = child != nullptr && child->getNodeType() == xercesc::DOMNode::TEXT_NODE &&

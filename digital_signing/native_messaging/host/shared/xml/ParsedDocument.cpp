@@ -51,7 +51,7 @@ void requireNoZeroCharacter(const DocumentEncoding& encoding) {
     throw XMLDataParsingException("Request XML data holds a character U+0000");
 }
 
-/** That the parser has read the same declaration. */
+/** Checks that the parser has read the same declaration as we did. */
 void requireDeclared(const xercesc::DOMDocument& document, const std::string& encoding) {
   if (asciiLowerCase(toUtf8(document.getXmlEncoding())) != asciiLowerCase(encoding))
     throw XMLDataParsingException("Request XML data declares its encoding in a way that is not accepted");

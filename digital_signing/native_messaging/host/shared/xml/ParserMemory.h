@@ -25,7 +25,7 @@ class ParserMemory : public xercesc::MemoryManager {
 
   void onExcess(Refusal refusal) { refuse_ = std::move(refusal); }
   void limitExpansions(std::size_t count) { maximumExpansions_ = count; }
-  /** Those since the first limit was set. */
+  /** The expansions since the first limit was set. */
   std::size_t expansions() const { return expansions_; }
 
   void* allocate(XMLSize_t size) override;

@@ -37,7 +37,7 @@ const DOMNode* declarationOn(const DOMNode& node, std::u16string_view prefix) {
   return declaration;
 }
 
-/** What the prefix stands for on the node, by a declaration there or above; empty if there is none. */
+/** The namespace that the prefix stands for on the node, declared there or above; empty if none is. */
 std::u16string_view namespaceOf(const DOMNode& node, std::u16string_view prefix) {
   for (const DOMNode* at = &node; at != nullptr; at = at->getParentNode())
     if (const DOMNode* declaration = declarationOn(*at, prefix)) return valueOf(*declaration);

@@ -10,7 +10,8 @@ XERCES_CPP_NAMESPACE_END
 
 namespace vorn {
 
-/** What some verifiers stumble over in a signed element or around it; of each kind the first, as UTF-8. */
+/** The findings in or around a signed element at which some verifiers stumble; the first of each kind, as
+ * UTF-8. */
 struct PartFindings {
   /**
    * An attribute like xml:lang that the JDK inherits wrongly: with different values on two of the element and

@@ -42,7 +42,7 @@ class TreeParser : public xercesc::XercesDOMParser {
   /** The names of elements and attributes that the document has, and the elements of each. */
   const ElementIndex& index() const { return index_; }
   const ParserLimits& used() const { return limits_; }
-  /** What was noticed, but for what the bytes alone tell. */
+  /** The traits that the parser noticed, without those that only the bytes tell. */
   DocumentTraits traits() const;
   /** How many different names there are, those that are declared included. */
   std::size_t nameCount() const { return index_.size() + declaredNames_; }

@@ -80,7 +80,7 @@ bool readAuthorityKeyIdentifier(der::Bytes extension, std::vector<Owned<>>& prop
   return issuer.has_value() == serial.has_value();
 }
 
-/** What every certificate has, and what therefore comes before an extension with the same identifier. */
+/** The fields that every certificate has; they come before an extension with the same identifier. */
 const struct {
   CFStringRef key;
   Owned<> (*build)(const x509::Certificate&);

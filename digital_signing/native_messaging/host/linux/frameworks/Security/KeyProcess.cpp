@@ -21,15 +21,15 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::seconds;
 
-/** For one call into a module; a signature may take a card longer than all else. */
+/** Bounds one call into a module; a card may take longer to sign than for anything else. */
 constexpr seconds kCallPatience{20};
 constexpr seconds kSignaturePatience{30};
-/** For a PIN that is typed on the reader itself: as long as for a prompt. */
+/** Bounds the typing of a PIN on the reader itself, like a prompt. */
 constexpr seconds kPersonPatience{240};
-/** For a search, and for a process in which no call begins or returns. */
+/** Bounds a whole search, and a process in which no call begins or returns. */
 constexpr seconds kPatience{60};
 constexpr milliseconds kSlice{100};
-/** For a prompt to leave a terminal in order. */
+/** Lets a prompt restore its terminal. */
 constexpr milliseconds kFarewell{300};
 
 /** How long the call at hand may take. */

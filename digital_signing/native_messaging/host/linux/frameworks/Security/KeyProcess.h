@@ -24,17 +24,17 @@ class KeyProcess {
  public:
   static KeyProcess& instance();
 
-  /** To go on with a program that has been started before, and with no other. */
+  /** Uses a program that the host has started, and starts no other. */
   void adopt(const keys::KeyProgram& started) {
     program_ = started;
     isAdopted_ = true;
   }
-  /** Whether that has ended for good. */
+  /** Whether the adopted program has ended, so that only another host can search again. */
   bool isLost() const { return isAdopted_ && program_.id <= 0; }
-  /** `isGone` says while an answer is waited for whether anybody still wants it; it is told whether a person
-   * is being asked. */
+  /** `isGone` is called while an answer is waited for, and says whether the browser has gone; it is told
+   * whether a person is being asked. */
   void abandonWhen(bool (*isGone)(bool isPersonAsked)) { isGone_ = isGone; }
-  /** Whether a question was given up because of that. The process has been ended then. */
+  /** Whether the last question was given up because the browser had gone. The process has been ended then. */
   bool isAbandoned() const { return isAbandoned_; }
 
   /** Begins or ends what the user consents to with a PIN. */
@@ -43,17 +43,17 @@ class KeyProcess {
 
   /** Nothing when there is no answer: `failure` says why. */
   std::optional<jsonxx::Object> ask(jsonxx::Object question);
-  /** Of the last question that had no answer; for people. */
+  /** Says, for people, why the last question had no answer. */
   const std::string& failure() const { return failure_; }
 
-  /** What of the key store could not be used in the last search. */
+  /** The stores that the last search could not use. */
   const std::vector<keys::StoreFault>& faults() const { return faults_; }
-  /** Of the modules that are left alone, for people, with what to do; empty when there are none. */
+  /** Says, for people, which module is left out and what to do; empty when none is. */
   std::string adviceOnModules() const;
   std::size_t leftOutCount() const { return leftOut_.size(); }
   void tryAllModules() { leftOut_.clear(); }
 
-  /** Numbers of keys are good for as long as this stays the same. */
+  /** Changes whenever another process is started, which knows none of the numbers of keys. */
   int generation() const { return generation_; }
   void forget(int generation, long key);
 
@@ -77,7 +77,7 @@ class KeyProcess {
   bool (*isGone_)(bool) = nullptr;
   bool isAbandoned_ = false;
   std::string failure_;
-  /** To be said again to a process that is started meanwhile. */
+  /** The request at hand, which a process that is started meanwhile is told as well. */
   std::optional<jsonxx::Object> request_;
   jsonxx::Array forgotten_;
   std::map<std::string, std::string> leftOut_;

@@ -3,7 +3,7 @@
 #include "Security/SecBase.h"
 #include "linux/processes/StoreFacts.h"
 
-/** What people want to know of the key store and no function of the mirrored interface tells. */
+/** Tells people what no function of the mirrored interface tells of the key store. */
 namespace vorn::frameworks {
 
 /** The token that holds the identity's private key; without a name when `identity` is none. */
@@ -15,7 +15,7 @@ std::vector<keys::TokenPlace> tokenPlaces();
 /** Why the process for keys gives no answers; empty when it does. */
 std::string keyProcessFailure();
 
-/** What the last search of this process has had to leave out. */
+/** The stores that the last search of this process left out. */
 const std::vector<keys::StoreFault>& storeFaults();
 
 /**
