@@ -30,9 +30,9 @@ class BrowserPolicies {
 
   /** The policy for which no extension may start the host; none when there is none. */
   std::optional<PolicySource> forbiddingHost() const;
-  /** The extensions for which only the manifests of all users count. */
+  /** The policy by which only the manifests of all users count; none when there is none. */
   std::optional<PolicySource> ignoringUserManifests() const;
-  /** The extensions that may not be installed, or may not talk to hosts. */
+  /** The policy by which the extension may not be installed, or may not talk to hosts. */
   std::optional<PolicySource> forbiddingExtension(const std::string& id) const;
   /** Below which a version of the extension is not run; empty when each is. */
   std::string leastVersion(const std::string& id) const;

@@ -72,7 +72,7 @@ class Places {
   System system() const { return system_; }
   const std::filesystem::path& home() const { return home_; }
   std::filesystem::path resolve(std::string_view tablePath) const;
-  /** The browser's folders that are used on this system. */
+  /** The folders that the table's paths name, without those that are not used. */
   std::vector<std::filesystem::path> resolve(std::span<const std::string_view> tablePaths) const;
   std::vector<std::filesystem::path> manifestFolders(const Browser& browser, Scope scope) const;
   std::vector<std::filesystem::path> policyFolders(const Browser& browser) const;
