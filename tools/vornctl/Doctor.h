@@ -6,6 +6,7 @@
 
 #include "vornctl/BrowserTable.h"
 #include "vornctl/ExtensionIds.h"
+#include "vornctl/Fault.h"
 
 /** Looks for what keeps a page from having a document signed. */
 namespace vorn::vornctl {
@@ -14,7 +15,7 @@ enum class Severity { kFine, kNote, kProblem };
 
 struct Finding {
   Severity severity;
-  std::string code;                  /**< as in Fault */
+  Code code;
   std::vector<std::string> subjects; /**< the browsers, or other parts, that it concerns */
   std::string cause;                 /**< or, if fine, what was found */
   std::string remedy = {};           /**< empty if fine */
