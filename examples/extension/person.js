@@ -37,9 +37,9 @@ export class Person {
     return `vornctl identities --for-page${optionsFor({ name: name || undefined, email: email || undefined })}`;
   }
 
-  /** Takes what the command has printed, in whatever was copied around it; throws an Error when it is not there. */
+  /** Takes what the command has printed last, in whatever was copied around it; throws an Error when it is not there. */
   fillFrom(output) {
-    const { name, email, abn, aki } = JSON.parse(/\{.*\}/.exec(output.replace(/[\r\n]/g, ""))?.[0] ?? "");
+    const { name, email, abn, aki } = JSON.parse(output.replace(/[\r\n]/g, "").match(/\{"name":.*?"aki":\[[^\]]*\]\}/g)?.at(-1) ?? "");
     const values = { name, email, abn, aki: keyIdentifiers(aki.join("\n")).join("\n") };
     if (![name, email, abn].every((value) => typeof value === "string")) throw new Error("a detail is missing");
     for (const [field, value] of Object.entries(values)) this.#form.elements[field].value = value;

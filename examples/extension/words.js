@@ -43,7 +43,7 @@ const REASONS = {
   "pin-blocked": ["Your PIN is blocked: it was wrong too often.",
     "Whoever issued your card or key can unblock it, mostly with a second number, the PUK."],
   "card-out": ["Your card or key is not there.", "Put it in, wait for a moment, and press “Sign” again."],
-  "no-prompt": ["Your PIN could not be asked for, or nobody answered in time.",
+  "no-prompt": ["You could not be asked for your PIN or your consent, or nobody answered in time.",
     "Press “Sign” again and look for a window that asks. If there is none, this command says what is missing.", DOCTOR],
   "module-hangs": ["The software of your card reader does not answer.",
     "Take the card or key out, put it in again, and press “Sign” once more. If that does not help, this command says which software it is.", DOCTOR],

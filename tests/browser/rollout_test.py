@@ -57,6 +57,7 @@ MANIFESTS = [
     ({USER: STALE, SYSTEM: GOOD}, "manifest-stale"), ({USER: manifest(ID, path="vorn-signing")}, "manifest-path"),
     ({USER: manifest(ID, type="pipe")}, "manifest-type"), ({USER: manifest(ID, "*")}, "manifest-bad-extension"),
     ({USER: GOOD[:-1] + ",}"}, "manifest-syntax"), ({USER: "\ufeff" + GOOD}, None),
+    ({USER: manifest(ID, path="/mnt/vorn-signing")}, "host-not-executable"),
 ]
 CASES = {
     "chromium": [(planted, code) for planted, code in [
@@ -95,6 +96,8 @@ CASES = {
 def stand_apart(folder):
     """Gives this process, which alone sees the mounts that it makes, copies of the folders that it is going to change."""
     run("mount", "-t", "tmpfs", "none", folder)
+    run("mount", "-t", "tmpfs", "-o", "noexec", "none", "/mnt")
+    shutil.copy(HOST, "/mnt")
     for place in ("/etc", "/usr/lib/mozilla", os.path.realpath("/usr/lib/firefox-esr/distribution")):
         if os.path.isdir(place):
             copy = folder / place[1:].replace("/", "-")

@@ -265,6 +265,25 @@ function ofExtension(name) {
   return import(`data:text/javascript,${encodeURIComponent(code)}`);
 }
 
+test("takes who signs from what vornctl has printed, whatever was copied with it", async () => {
+  const extension = path.join(home, "extension");
+  fs.cpSync(new URL("../../examples/extension", import.meta.url), extension, { recursive: true });
+  fs.writeFileSync(path.join(extension, "package.json"), '{"type": "module"}');
+  globalThis.localStorage = { getItem: () => null, removeItem() {} };
+  const { Person } = await import(pathToFileURL(path.join(extension, "person.js")));
+  const field = () => ({ value: "", addEventListener() {}, setCustomValidity() {} });
+  const names = ["name", "email", "abn", "aki", "algorithm", "remember"];
+  for (const name of ["Jane Citizen", "Zo\u00eb O'Hara, \"J} {\" \\ 5", '","aki":[]}']) {
+    const elements = Object.fromEntries(names.map((one) => [one, field()]));
+    const person = new Person({ elements });
+    assert.throws(() => person.fillFrom("$ vornctl identities --for-page\n{}"));
+    const line = (aki) => JSON.stringify({ name, email: "a@b", abn: "1 2", aki });
+    const wrapped = line(["AB:CD", "01"]).replace(/(.{20})/g, "$1\r\n");
+    person.fillFrom(`{venv} $ vornctl identities --for-page\n${line(["ff"])}\n{venv} $ again {x}\n${wrapped}\n{venv} $ ["aki":[1]}`);
+    assert.deepEqual(person.typed, { name, email: "a@b", abn: "1 2", aki: ["abcd", "01"] });
+  }
+});
+
 test("lets the sample extension work for its own pages alone", async () => {
   const { allowedOrigin } = await ofExtension("origins.js");
   for (const [sender, origin] of [

@@ -100,6 +100,7 @@ def try_debian_package(package, folder, home, homes):
 
     # One id that is none changes nothing; line ends of Windows are ends of lines.
     ids = root / "etc/vorn-signing/extension-ids"
+    (root / "etc/vorn-signing/confirm").touch()
     expect(ids.read_text().startswith("# ours"), "the administrator's file is left alone")
     for text, count in (("abc\r\n", len(manifests) - 1), (f"{IDS[1]}\r\n", 1)):
         ids.write_text(text, newline="")

@@ -60,7 +60,7 @@ TEST(KeyStore, EveryStoreIsReadAndWhatLiesInSeveralIsOneIdentity) {
   const std::string profile = ".mozilla/firefox/a'b \\]>.default";
   const std::string list =
       "[Install1]\nDefault=x\n[Profile0]\nName=\xc3\xa4 name that is longer than names may be\n"
-      "IsRelative=1\r\nPath=a'b \\]>.default\n[Profile1]\nIsRelative=0\nPath=HOME/far\n";
+      "IsRelative=1\nPath=a'b \\]>.default\r\n[Profile1]\nIsRelative=0\nPath=HOME/far\n";
   const struct {
     std::vector<std::pair<std::string, std::string>> databases;
     CFIndex count;     /**< identities of the name */

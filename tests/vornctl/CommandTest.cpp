@@ -32,23 +32,25 @@ TEST(Identities, SayWhyEachWouldSignOrNot) {
     std::string user;
     std::string name;
     std::string serial; /**< empty for any */
-    std::string reason; /**< of the only reason; empty for the one that signs */
+    std::string reason; /**< code and cause of the only one; empty for the one that signs */
   } rows[] = {
       {user("Jane Citizen"), "Jane Citizen", "", ""},
-      {user("jane citizen"), "Jane Citizen", "", "its name is \"Jane Citizen\", not \"jane citizen\""},
+      {user("Jane Citizen", "main", "jane@example.com", "\"12 345 678 901\""), "Jane Citizen", "", ""},
+      {user("jane citizen"), "Jane Citizen", "", "name: its name is \"Jane Citizen\", not \"jane citizen\""},
       {user("Jane Citizen", "main", "jane@example.com", "12345678902"), "Jane Citizen", "",
-       "its ABN is 12345678901, not 12345678902"},
+       "abn: its ABN is 12345678901, not 12345678902"},
       {user("Jane Citizen", "main", "bob@example.com"), "Jane Citizen", "",
-       "its e-mail address is Jane@Example.com, not bob@example.com"},
+       "email: its e-mail address is Jane@Example.com, not bob@example.com"},
       {user("Jane Citizen", "zoe"), "Jane Citizen", "",
-       "its authority key identifier (AKI) is " + e2e::akiOf("main")},
-      {user("Zoë Müller"), "Zoë Müller", "", "its authority key identifier (AKI) is " + e2e::akiOf("zoe")},
-      {user("Max Several"), "Max Several", "2", "the host takes another that matches"},
+       "aki: its authority key identifier (AKI) is " + e2e::akiOf("main")},
+      {user("Zoë Müller"), "Zoë Müller", "",
+       "aki: its authority key identifier (AKI) is " + e2e::akiOf("zoe")},
+      {user("Max Several"), "Max Several", "2", "another-preferred: it matches, but"},
       {user("Max Several"), "Max Several", "3", ""},
-      {user("Max Several"), "Max Several", "4", "key usage"},
-      {user("No ABN"), "No ABN", "", "it has no ABN"},
-      {user("No AKI"), "No AKI", "", "it has no authority key identifier"},
-      {user("No Usage"), "No Usage", "", "key usage"},
+      {user("Max Several"), "Max Several", "4", "key-usage: its key usage"},
+      {user("No ABN"), "No ABN", "", "abn: it has no ABN"},
+      {user("No AKI"), "No AKI", "", "aki: it has no authority key identifier"},
+      {user("No Usage"), "No Usage", "", "key-usage: its"},
   };
   for (const auto& row : rows) {
     const Result result = run(home, "$vornctl identities --json " + row.user);
@@ -60,8 +62,10 @@ TEST(Identities, SayWhyEachWouldSignOrNot) {
       EXPECT_EQ(identity["signs"], row.reason.empty()) << row.user;
       ASSERT_EQ(identity["reasons"].size(), row.reason.empty() ? 0U : 1U) << identity;
       if (row.reason.empty()) continue;
-      EXPECT_NE(std::string(identity["reasons"][0]["cause"]).find(row.reason), std::string::npos) << identity;
-      EXPECT_FALSE(std::string(identity["reasons"][0]["remedy"]).empty());
+      const auto& reason = identity["reasons"][0];
+      EXPECT_EQ((std::string(reason["code"]) + ": " + std::string(reason["cause"])).find(row.reason), 0U)
+          << reason;
+      EXPECT_FALSE(std::string(reason["remedy"]).empty());
     }
     EXPECT_EQ(seen, 1U) << row.user;
   }
@@ -139,6 +143,7 @@ TEST(SignAndVerify, SignerIsTheOnlyOneThatFits) {
       {"--aki " + colons, 0, "Signing as Zoë Müller"},
       {"--serial 1AA677FE:20b7682e", 0, "Signing as Jane Citizen"},
       {"--serial 1920354224474384430 --abn 12345678901", 0, "Signing as Jane Citizen"},
+      {"--abn \"12 345 678 901\" --name \"Jane Citizen\"", 0, "Signing as Jane Citizen"},
       {"--serial 3", 0, "Signing as Max Several"},
       {"--serial 2", 1, "another identity of the same user goes before serial 2"},
       {"--serial 4", 1, "serial 4: its key usage does not include"},
@@ -153,14 +158,17 @@ TEST(SignAndVerify, SignRefusesAndGoesOn) {
   const e2e::Home home("main");
   for (const char* name : {"a.xml", "b.xml"}) e2e::writeFile(home.path() / name, e2e::agreement());
   e2e::writeFile(home.path() / "bad.xml", "<a>");
+  e2e::writeFile(home.path() / "odd.xml", "<a/>");
   e2e::writeFile(home.path() / "b.signed.xml", "precious");
   fs::create_directories(home.path() / "out");
 
-  const Result several = run(home, "$vornctl sign a.xml bad.xml b.xml none.xml " + user("Jane Citizen"));
-  expectSays(several, 1, "[1/4] signed  a.xml");
+  const Result several =
+      run(home, "$vornctl sign a.xml bad.xml b.xml none.xml odd.xml " + user("Jane Citizen"));
+  expectSays(several, 1, "[1/5] signed  a.xml");
   for (const char* text :
-       {"[2/4] bad.xml: the document is not well-formed XML (103, ",
-        "[3/4] b.xml: b.signed.xml is there already; --force", "none.xml: there is no such file"})
+       {"[2/5] bad.xml: the document is not well-formed XML (103, ",
+        "[5/5] odd.xml: the document is not of the kind that can be signed (104, ",
+        "[3/5] b.xml: b.signed.xml is there already; --force", "none.xml: there is no such file"})
     EXPECT_NE(several.output.find(text), std::string::npos) << several.output;
   EXPECT_EQ(e2e::readFile(home.path() / "b.signed.xml"), "precious");
 
@@ -190,6 +198,15 @@ TEST(SignAndVerify, SignRefusesAndGoesOn) {
              "{\"name\":\"Jane Citizen\",\"email\":\"Jane@Example.com\",\"abn\":\"12345678901\",\"aki\":[\"" +
                  e2e::akiOf("main") + "\"]}\n");
   expectSays(run(home, "$vornctl identities --for-page"), 1, "it is not clear who would sign");
+  expectSays(run(home, "$vornctl identities --for-page --name \"Late Larry\""), 1,
+             "none of the certificates that are here would sign:\n"
+             "  Late Larry, jane@example.com, ABN 12345678901: it has expired on 2011-02-03\n    -> renew");
+  expectSays(
+      run(e2e::Home("locked"), "echo \"<a><CounterpartData/><RenderedData/></a>\" >a; $vornctl sign a"), 1,
+      "a: nobody could be asked for a PIN or a confirmation, or nobody answered in time (105, ");
+  expectSays(run(home, "$vornctl help sign --x"), 2, "the name of one command alone");
+  expectSays(run(home, "$vornctl register -n -e a@b --user-data-dir \"\""), 2, "no folder is named");
+  expectSays(run(home, "$vornctl register -n -e a@b --user-data-dir x --system"), 2, "--system excludes");
   expectSays(run(home, "$vornctl help sign"), 0, "vornctl sign agreement.xml");
   expectSays(run(home, "$vornctl regster"), 2, "did you mean \"register\"?");
   expectSays(run(home, "$vornctl --verison"), 2, "did you mean \"--version\"?");
@@ -233,6 +250,8 @@ TEST(CommandLine, ManualAndCompletionNameEveryOption) {
                                                       {"sign fo", "fox.xml\n"},
                                                       {"sign --algorithm RSA_SHA2", "RSA_SHA256\n"},
                                                       {"verify --no-c", "--no-chain\n"},
+                                                      {"confirm o", "on off\n"},
+                                                      {"confirm on o", "\n"},
                                                       {"import --password-file fo", "fox.xml\n"}};
   for (const auto& [line, completed] : rows)
     EXPECT_EQ(run(home, bash + "complete_it vornctl " + line).output, completed) << line;

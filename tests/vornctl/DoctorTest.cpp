@@ -5,6 +5,7 @@
 #include <fstream>
 #include <ostream>
 #include <regex>
+#include <sstream>
 
 #include "e2e/Token.h"
 #include "vornctl/Program.h"
@@ -77,6 +78,8 @@ const PlantedFault kFaults[] = {
      "--extension-id"},
     {"Wildcard", edit(kFirefoxFile, "s#signing@example.com#*#"), "manifest-bad-extension Firefox",
      "wildcards", "--extension-id"},
+    {"NoExtension", edit(kFirefoxFile, "s#\\\"signing@example.com\\\"##"), "manifest-no-extension Firefox",
+     "names no extension", "--extension-id"},
     {"OtherName", edit(kChromiumFile, "s#\\\"vorn.signing#\\\"vorn.other#"), "manifest-name Chromium",
      "\"name\" is \"vorn.other\"", "vornctl register"},
     {"TrailingComma", edit(kChromiumFile, "s#stdio\\\"#stdio\\\",#"), "manifest-syntax Chromium",
@@ -187,7 +190,11 @@ TEST(DoctorPolicies, AreWeighedAsTheBrowserWeighsThem) {
     std::string file;
     std::string text; /**< with ID for the extension's */
     std::string forbidding;
+    std::string before = {}; /**< of another file, which is read first */
   } rows[] = {
+      {chromium, R"({"ExtensionInstallBlocklist": ["x"]})", "", R"({"ExtensionInstallBlocklist": ["ID"]})"},
+      {chromium, R"({"ExtensionSettings": {"x,ID,y": {"installation_mode": "removed"}}})",
+       "ExtensionSettings"},
       {chromium, R"({"ExtensionAllowedTypes": ["theme"], "ExtensionInstallForcelist": ["ID;x"]})",
        "ExtensionAllowedTypes"},
       {chromium, R"({"ExtensionAllowedTypes": ["theme", "extension"]})", ""},
@@ -233,17 +240,25 @@ TEST(DoctorPolicies, AreWeighedAsTheBrowserWeighsThem) {
 TEST(DoctorHome, ToldByRootIsWhoseHomeItIs) {
   const e2e::Home home("main");
   ASSERT_EQ(run(home, "mkdir .mozilla; " + std::string(kRegister)).status, 0);
-  const Result result = run(home, "SUDO_USER=jane $vornctl doctor --root root");
-  const bool isTold = result.output.find("root, not about those of jane") != std::string::npos;
+  const Result result = run(home, "SUDO_USER=jane $vornctl doctor --json --root root");
+  const bool isTold = result.output.find("\"examines-root\"") != std::string::npos &&
+                      result.output.find("root, not about those of jane") != std::string::npos;
   EXPECT_EQ(isTold, geteuid() == 0) << result.output;
 }
 
-TEST(DoctorHome, HostThatHangsIsTold) {
+TEST(DoctorHome, HostThatHangsOrIsOlderIsTold) {
   const e2e::Home home;
   ASSERT_EQ(run(home, "printf \"#!/bin/sh\\nexec sleep 60\" > hang; chmod 755 hang").status, 0);
   const auto findings = checkHost({home.path() / "hang", {}}, true, std::chrono::milliseconds(200));
   ASSERT_EQ(findings.size(), 1U);
   EXPECT_EQ(findings[0].cause, "the host runs but does not answer in time");
+  e2e::writeFile(home.path() / "hang", R"(#!/bin/sh
+printf '\037\0\0\0{"result":"ok","version":"0.1"}'
+cat)");
+  const auto older = checkHost({home.path() / "hang", {}}, false, std::chrono::seconds(5));
+  ASSERT_EQ(older.size(), 2U);
+  EXPECT_EQ(older[0].code.word(), "host-answers");
+  EXPECT_EQ(older[1].code.word(), "host-version");
 }
 
 TEST(DoctorHome, RemovedHostIsOneCauseForAllBrowsers) {
@@ -256,6 +271,9 @@ TEST(DoctorHome, RemovedHostIsOneCauseForAllBrowsers) {
   const std::string ids = "-e abcdefghijklmnopabcdefghijklmnop -e signing@example.com --root root";
   ASSERT_EQ(run(home, "bin/vornctl register " + ids).status, 0);
   fs::remove(home.path() / "bin/vorn-signing");
+  const std::string codes = run(home, "bin/vornctl doctor --root root --json").output;
+  EXPECT_NE(codes.find("\"host-missing\""), std::string::npos) << codes;
+  EXPECT_NE(codes.find("\"key-store-not-searched\""), std::string::npos) << codes;
   const Result result = run(home, "bin/vornctl doctor --root root");
   EXPECT_EQ(result.status, 1);
   EXPECT_NE(result.output.find("problem  Chromium, Firefox: the host " +
@@ -279,6 +297,10 @@ TEST(DoctorHome, StateOfACardIsTold) {
       {"echo 1 >card", "pin-last-try", "note"},
       {"echo 0 >card", "pin-blocked", "problem"},
       {"rm card", "card-out", "problem"},
+      {"echo 3 >card; rm $(grep -l \"Example Traders\" tokens/*/*)", "token-hides-certificate", "problem"},
+      {"cp $(cut -d \" \" -f 2 .config/pkcs11/modules/token.module) m.so; echo module: $PWD/m.so "
+       ">.config/pkcs11/modules/token.module; echo C_GetSlotList hang >m.so.fault",
+       "module-hangs", "problem"},
   };
   for (const auto& row : rows) {
     const auto report = nlohmann::json::parse(run(home, row.deed + "; " + doctor).output);
@@ -288,6 +310,61 @@ TEST(DoctorHome, StateOfACardIsTold) {
     EXPECT_EQ((*found)["severity"], row.severity);
     EXPECT_EQ(found->contains("remedy"), row.severity != "ok");
   }
+}
+
+// What the others do not come by, most of it no problem.
+TEST(DoctorHome, EveryKindOfFindingHasItsCode) {
+  const bool hasReaders = fs::exists("/run/pcscd/pcscd.comm");
+  const struct {
+    std::string deed;
+    std::string command;
+    std::string codes;
+  } rows[] = {
+      {"rm -r .mozilla .config", "doctor --root root", "no-browser key-stores"},
+      {"$vornctl confirm on >out; mkdir -p .mozilla/firefox/profiles.ini .config/pkcs11/modules; touch x.so; "
+       "echo module: $PWD/x.so >.config/pkcs11/modules/x.module",
+       "doctor --root root", "store-list-unreadable module-broken confirmed"},
+      {"mkdir b; cp $host* b; $vornctl register --system -e abcdefghijklmnopabcdefghijklmnop --root root "
+       "--host b/vorn-signing >out; " +
+           policy("{\\\"ExtensionSettings\\\": {\\\"abcdefghijklmnopabcdefghijklmnop\\\": "
+                  "{\\\"minimum_version_required\\\": \\\"2\\\"}}}"),
+       "doctor --root root", "manifest-unused policy-minimum-version"},
+      {"rm -r .pki", "doctor --root root", hasReaders ? "no-key-store" : "no-key-store reader-daemon"},
+      {"openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:P-256 -noenc -subj /O=x -keyout k -out c "
+       "2>out; "
+       "openssl pkcs12 -export -passout pass: -inkey k -in c -out p; "
+       "pk12util -d sql:.pki/nssdb -K \"\" -W \"\" -i p >out",
+       "identities", "key-no-rsa no-name no-email no-aki key-usage"},
+      {"python3 -c \"import sqlite3; d = sqlite3.connect(\\\".pki/nssdb/key4.db\\\"); "
+       "d.execute(\\\"update nssPrivate set a108 = zeroblob(1)\\\"); d.commit()\"",
+       "identities --name Jane", "key-may-not-sign"},
+  };
+  for (const auto& row : rows) {
+    const e2e::Home home("main");
+    ASSERT_EQ(run(home, "mkdir -p .mozilla .config/chromium; " + std::string(kRegister)).status, 0);
+    const Result result = run(home, row.deed + "; $vornctl " + row.command + " --json");
+    std::istringstream codes(row.codes);
+    for (std::string code; codes >> code;)
+      EXPECT_NE(result.output.find("\"code\": \"" + code + "\""), std::string::npos) << code << result.output;
+  }
+}
+
+TEST(DoctorHome, ChromiumPassesOverAFolderThatItMayNotEnter) {
+  const e2e::Home home("main");
+  const std::string asAnother =
+      geteuid() != 0 ? "" : "chown -R 65534:65534 .; setpriv --reuid=65534 --regid=65534 --clear-groups ";
+  const std::string doctor = run(home,
+                                 "mkdir -p .config/chromium; cp $vornctl $host* .; for scope in \"\" "
+                                 "--system; do ./vornctl register "
+                                 "-e abcdefghijklmnopabcdefghijklmnop --root root $scope >out; done; "
+                                 "chmod 0 .config/chromium/NativeMessagingHosts; " +
+                                     asAnother + "./vornctl doctor --root root")
+                                 .output;
+  EXPECT_NE(
+      doctor.find("note     Chromium: the manifest cannot be read: Permission denied; the browser passes "),
+      std::string::npos)
+      << doctor;
+  EXPECT_EQ(doctor.find("problem  Chromium"), std::string::npos) << doctor;
 }
 
 TEST(DoctorHome, NotesKeepNobodyFromSigning) {

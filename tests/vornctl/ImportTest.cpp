@@ -104,14 +104,19 @@ TEST(StoreChanges, SayWhatTheyWillDoAndAskFirst) {
   const std::pair<std::string, std::string> rows[] = {
       {"echo n | $vornctl remove " + serial, "with its private key"},
       {"$vornctl identities", "=> can sign"},
+      {"echo n | $vornctl trust " VORN_TEST_HOMES "/main/certificates/Test*Authority.pem",
+       "/.pki/nssdb, which Chromium and \"vornctl verify\" read,\ntrust Test Authority, serial "},
       {"$vornctl trust -y " VORN_TEST_HOMES
        "/main/certificates/Test*Authority.pem; certutil -L -d sql:.pki/nssdb",
        ",C,"},
       {"$vornctl trust --remove -y " VORN_TEST_HOMES
        "/main/certificates/Test*Authority.pem; certutil -L -d sql:.pki/nssdb",
        ",,  "},
-      {"$vornctl remove -y " + serial, "Done."},
-      {"$vornctl identities", "No key store and no card holds"},
+      {"mkdir -p .mozilla/firefox/p; cp .pki/nssdb/* .mozilla/firefox/p; "
+       "printf \"[Profile0]\\nName=mine\\nPath=p\\n\" >.mozilla/firefox/profiles.ini; $vornctl remove -y " +
+           serial,
+       "Done.\nIt is also in Firefox: mine ("},
+      {"rm -r .mozilla; $vornctl identities", "No key store and no card holds"},
       {"certutil -K -d sql:.pki/nssdb", "no keys found"}};
   for (const auto& [line, text] : rows) {
     const Result result = run(home, line);

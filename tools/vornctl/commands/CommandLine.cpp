@@ -27,20 +27,22 @@ constexpr const char* kFooter =
 constexpr const char* kImages = "For packages and images";
 
 void addPlaces(CLI::App& command, RegisterOptions& options) {
-  command
-      .add_option("-b,--browser", options.request.browsers,
-                  "Only this browser (repeatable): chrome, chromium, ...")
-      ->check(CLI::IsMember(browserNames()).description(""))
-      ->type_name("NAME")
-      ->allow_extra_args(false);
-  command.add_flag_callback(
+  CLI::Option* const browser = command
+                                   .add_option("-b,--browser", options.request.browsers,
+                                               "Only this browser (repeatable): chrome, chromium, ...")
+                                   ->check(CLI::IsMember(browserNames()).description(""))
+                                   ->type_name("NAME")
+                                   ->allow_extra_args(false);
+  CLI::Option* const system = command.add_flag_callback(
       "--system", [&options] { options.request.scope = Scope::kSystem; },
       "For all users of this computer instead of you");
   command.add_flag("-n,--dry-run", options.request.dryRun, "Show what would be done, and do nothing");
   command
       .add_option("--user-data-dir", options.request.dataFolder,
                   "Only the Chromium, or relative of it, that is started with this --user-data-dir")
-      ->type_name("FOLDER");
+      ->check([](const std::string& folder) { return folder.empty() ? "no folder is named" : ""; })
+      ->type_name("FOLDER")
+      ->excludes(browser, system);
   command.add_option("--root", options.root, "The folder that stands for /")
       ->type_name("FOLDER")
       ->group(kImages);
@@ -228,6 +230,11 @@ int runCommandLine(int count, char** arguments) {
   if (!words.empty() && words.front() == "help") {
     words.erase(words.begin());
     if (!isCommandOf(app, words.empty() ? "" : words.front())) return kExitUsage;
+    if (words.size() > 1) {
+      std::cerr << "vornctl: help takes the name of one command alone\nTry: vornctl help " << words.front()
+                << "\n";
+      return kExitUsage;
+    }
     words.emplace_back("--help");
   }
   std::reverse(words.begin(), words.end());

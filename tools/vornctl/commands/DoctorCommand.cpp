@@ -38,7 +38,7 @@ jsonxx::Array arrayOf(const std::vector<std::string>& texts) {
 jsonxx::Object jsonOf(const Finding& finding) {
   jsonxx::Object object;
   object.import("severity", appearanceOf(finding.severity).word);
-  object.import("code", finding.code);
+  object.import("code", finding.code.text());
   object.import("subjects", arrayOf(finding.subjects));
   object.import("files", arrayOf(finding.files));
   if (!finding.extensions.empty()) object.import("extensions", arrayOf(finding.extensions));
@@ -82,7 +82,7 @@ int runDoctor(const DoctorOptions& options) {
   std::vector<Finding> findings = examine(places, installedHost(), wanted);
   if (!badFile.empty())
     findings.push_back({Severity::kProblem,
-                        "configured-ids-bad",
+                        code::kConfiguredIdsBad,
                         {"extensions"},
                         badFile,
                         "have the administrator correct the file: one id in a line, \"#\" before remarks, "

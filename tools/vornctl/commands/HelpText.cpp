@@ -41,6 +41,7 @@ std::string inColumns(const std::string& name, const std::string& text, std::siz
 std::vector<std::string> valuesOf(const CLI::Option& option) {
   if (option.check_lname("browser")) return browserNames();
   if (option.check_lname("target-system")) return {"linux", "macos"};
+  if (option.get_name() == "STATE") return {"on", "off"};
   std::vector<std::string> names;
   if (option.check_lname("algorithm"))
     for (const NamedAlgorithm& known : kSignatureAlgorithms) names.emplace_back(known.name);
@@ -108,6 +109,9 @@ std::string completionsOf(const CLI::App& app, const std::vector<std::string>& w
     return option->get_positional() && isPath(*option);
   });
   if (takesFiles) lines += "FILES\n";
+  for (const CLI::Option* const option : options)
+    if (option->get_positional() && words.size() == 1)
+      for (const std::string& value : valuesOf(*option)) add(value, "");
   for (const CLI::Option* const option : options)
     if (!option->get_positional() && !option->get_lnames().empty())
       add("--" + option->get_lnames().front(), option->get_description());

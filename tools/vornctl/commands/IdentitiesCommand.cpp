@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <functional>
 #include <iostream>
 #include <nlohmann/json.hpp>
 
@@ -19,7 +20,7 @@ jsonxx::Array arrayOf(const std::vector<std::string>& texts) {
 jsonxx::Array arrayOf(const std::vector<Fault>& reasons) {
   jsonxx::Array array;
   for (const Fault& reason : reasons) {
-    jsonxx::Object object("code", reason.code);
+    jsonxx::Object object("code", reason.code.text());
     object.import("cause", reason.cause);
     object.import("remedy", reason.remedy);
     array << jsonxx::Value(std::move(object));
@@ -83,7 +84,7 @@ void print(const IdentityReport& report, const User& user) {
   if (report.reasons.empty()) std::cout << "  " << coloured(Colour::kGood, verdict(user)) << "\n";
   for (const Fault& reason : report.reasons)
     std::cout << "  "
-              << coloured(Colour::kWarning, reason.code == kPinBlocked
+              << coloured(Colour::kWarning, reason.code == code::kPinBlocked
                                                 ? "=> cannot sign until its PIN is unblocked"
                                                 : "=> does not sign: " + printable(reason.cause))
               << "\n";
@@ -158,16 +159,25 @@ int printForPage(const std::optional<User>& user, std::vector<IdentityReport> re
     std::cout << printable(line.dump(-1, ' ', true, nlohmann::json::error_handler_t::replace)) << "\n";
     return kExitFine;
   }
+  const bool canAny = std::any_of(reports.begin(), reports.end(),
+                                  [](const IdentityReport& report) { return report.reasons.empty(); });
   std::cerr << "vornctl: "
             << (reports.empty()
                     ? "there is no certificate with a private key; \"vornctl import FILE.p12\" brings one in"
-                    : "it is not clear who would sign; name one with --name, --email and --abn:")
+                : canAny ? "it is not clear who would sign; name one with --name, --email and --abn:"
+                         : "none of the certificates that are here would sign:")
             << "\n";
-  for (const IdentityReport& report : reports)
+  const auto isNamed = [](const IdentityReport& report) { return report.named; };
+  if (std::any_of(reports.begin(), reports.end(), isNamed)) std::erase_if(reports, std::not_fn(isNamed));
+  for (const IdentityReport& report : reports) {
     std::cerr << "  " << printable(report.certificate.name) << ", "
               << printable(listed(report.certificate.emails)) << ", ABN "
-              << printable(listed(report.certificate.abns))
-              << (report.reasons.empty() ? "" : ": " + printable(report.reasons.front().cause)) << "\n";
+              << printable(listed(report.certificate.abns));
+    if (!report.reasons.empty())
+      std::cerr << ": " << printable(report.reasons.front().cause) << "\n    -> "
+                << printable(report.reasons.front().remedy);
+    std::cerr << "\n";
+  }
   return kExitProblems;
 }
 
@@ -175,6 +185,7 @@ int printForPage(const std::optional<User>& user, std::vector<IdentityReport> re
 
 int runIdentities(const IdentitiesOptions& given) {
   IdentitiesOptions options = given;
+  options.user.abn = abnOfCertificates(given.user.abn);
   std::vector<IdentityReport> reports = examineIdentities(options.user);
   const std::optional<User> known = completed(options.user, reports);
   if (options.forPage) return printForPage(known, std::move(reports));

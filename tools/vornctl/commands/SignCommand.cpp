@@ -134,7 +134,7 @@ class Batch {
         return;
       }
       // One document that cannot be signed keeps all of its request from it.
-      if (jobs.size() > 1 && !wordsFor(codeOf(answer)).concernsAll) return signEach(std::move(jobs));
+      if (jobs.size() > 1 && !wordsOf(answer).concernsAll) return signEach(std::move(jobs));
       complainOf(jobs.front(), answer);
     } catch (const HostError& e) {
       givenUp_ = true;
@@ -164,6 +164,7 @@ class Batch {
       documents << jsonxx::Value(jsonxx::Object("data", vorn::toBase64(job.document)));
     jsonxx::Object request;
     request.import("type", "sign");
+    request.import("reasons", true);
     request.import("signature_algorithm", options_.algorithm);
     request.import("user_details", std::move(user));
     request.import("xml_data", std::move(documents));
@@ -231,14 +232,19 @@ class Batch {
                : 0;
   }
 
+  static std::string textIn(const jsonxx::Object& answer, const char* member) {
+    return answer.has<jsonxx::String>(member) ? answer.get<jsonxx::String>(member) : "";
+  }
+
+  static const ErrorWords& wordsOf(const jsonxx::Object& answer) {
+    return wordsFor(codeOf(answer), textIn(answer, "error_reason"));
+  }
+
   void complainOf(const Job& job, const jsonxx::Object& answer) {
-    const std::uint32_t code = codeOf(answer);
-    const ErrorWords& words = wordsFor(code);
+    const ErrorWords& words = wordsOf(answer);
     givenUp_ = words.concernsAll;
-    const std::string detail =
-        answer.has<jsonxx::String>("error_message") ? answer.get<jsonxx::String>("error_message") : "";
-    complain(job, std::string(words.cause) + " (" + std::to_string(code) + ", " + wordsHere(detail) + "); " +
-                      std::string(words.remedy));
+    complain(job, std::string(words.cause) + " (" + std::to_string(codeOf(answer)) + ", " +
+                      wordsHere(textIn(answer, "error_message")) + "); " + std::string(words.remedy));
   }
 
   const SignOptions& options_;

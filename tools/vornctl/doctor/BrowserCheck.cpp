@@ -59,7 +59,7 @@ class Examination {
   }
 
  private:
-  void add(Severity severity, const std::string& code, const std::string& cause, const std::string& remedy,
+  void add(Severity severity, Code code, const std::string& cause, const std::string& remedy,
            std::vector<std::string> files = {}) {
     report_.findings.push_back(
         {severity, code, {std::string(browser_.title)}, cause, remedy, std::move(files)});
@@ -95,7 +95,7 @@ class Examination {
     passOverUnreachable();
     if (ignored_.empty() || !manifests_.empty()) return;
     report_.registered = true;
-    add(Severity::kProblem, "policy-user-hosts",
+    add(Severity::kProblem, code::kPolicyUserHosts,
         "the policy \"" + ignoring->policy + "\" lets no user register a host",
         "register for all users: run \"sudo vornctl register --system --extension-id ID\"",
         {ignoring->file.string(), ignored_.front().string()});
@@ -116,7 +116,7 @@ class Examination {
 
   void checkPolicies() {
     if (const auto source = policies_.forbiddingHost()) {
-      add(Severity::kProblem, "policy-host-blocked",
+      add(Severity::kProblem, code::kPolicyHostBlocked,
           "the policy \"" + source->policy + "\" forbids all extensions to start the host",
           std::string("ask the administrator to name \"") + kHostName +
               "\" in the policy \"NativeMessagingAllowlist\"",
@@ -170,7 +170,7 @@ class Examination {
     for (const Fault& fault : manifest.check.oddities)
       add(Severity::kNote, fault.code, fault.cause, fault.remedy, {manifest.file.string()});
     if (!manifest.check.isGood()) return;
-    add(Severity::kFine, "registered", "registered; may sign: " + listed(manifest.check.extensions), "",
+    add(Severity::kFine, code::kRegistered, "registered; may sign: " + listed(manifest.check.extensions), "",
         {manifest.file.string()});
     report_.findings.back().extensions = manifest.check.extensions;
     HostStart start{manifest.check.host, {}};
@@ -192,12 +192,12 @@ class Examination {
       const std::string why = other.check.refusals.empty()
                                   ? first.file.string() + " comes before it"
                                   : "the browser passes over it: " + other.check.refusals.front().cause;
-      add(Severity::kNote, "manifest-unused", other.file.string() + " is not used, " + why,
+      add(Severity::kNote, code::kManifestUnused, other.file.string() + " is not used, " + why,
           "if it is not wanted, run " + unregisterCommand(other.scope), {other.file.string()});
     }
     for (const fs::path& file : ignored_) {
       if (manifests_.empty()) break;
-      add(Severity::kNote, "manifest-unused",
+      add(Severity::kNote, code::kManifestUnused,
           file.string() + " is not used, a policy lets those of all users alone count",
           "if it is not wanted, run " + unregisterCommand(Scope::kUser), {file.string()});
     }
@@ -207,7 +207,7 @@ class Examination {
   bool hides(const Manifest& first, const Manifest& other) {
     const auto lost = without(other.check.extensions, registered_);
     if (lost.empty() || !other.check.isGood()) return false;
-    add(Severity::kProblem, "manifest-hides",
+    add(Severity::kProblem, code::kManifestHides,
         first.file.string() + " hides " + other.file.string() + ": the extension " + listed(lost) +
             ", which may sign by that, may not start the host",
         "run " + unregisterCommand(first.scope), {first.file.string(), other.file.string()});
@@ -221,7 +221,7 @@ class Examination {
     std::vector<std::string> ids = registered_;
     for (const std::string& id : without(without(wanted_, registered_), hidden_)) {
       ids.push_back(id);
-      add(Severity::kProblem, "extension-not-registered",
+      add(Severity::kProblem, code::kExtensionNotRegistered,
           "the extension " + id + " may not start the host; those that may: " + listed(registered_),
           "run " + registerCommand(used.scope, ids), {used.file.string()});
     }
@@ -229,13 +229,13 @@ class Examination {
     for (const std::string& id : registered_) blocked += policies_.forbiddingExtension(id) ? 1 : 0;
     for (const std::string& id : registered_) {
       if (const std::string version = policies_.leastVersion(id); !version.empty())
-        add(Severity::kNote, "policy-minimum-version",
+        add(Severity::kNote, code::kPolicyMinimumVersion,
             "a policy runs the extension " + id + " from version " + version + " on",
             "see in the browser which version is installed");
       const auto source = policies_.forbiddingExtension(id);
       if (!source) continue;
       add(blocked == registered_.size() || has(wanted_, id) ? Severity::kProblem : Severity::kNote,
-          "policy-extension-blocked", "the policy \"" + source->policy + "\" forbids the extension " + id,
+          code::kPolicyExtensionBlocked, "the policy \"" + source->policy + "\" forbids the extension " + id,
           "ask the administrator to allow it", {source->file.string()});
     }
   }

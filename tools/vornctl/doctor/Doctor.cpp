@@ -56,8 +56,8 @@ class Examination {
     append(same->files, finding.files);
   }
 
-  void addNote(const char* code, const std::string& subject, const std::string& cause,
-               const std::string& remedy, std::vector<std::string> files = {}) {
+  void addNote(Code code, const std::string& subject, const std::string& cause, const std::string& remedy,
+               std::vector<std::string> files = {}) {
     add({Severity::kNote, code, {subject}, cause, remedy, std::move(files)});
   }
 
@@ -65,7 +65,7 @@ class Examination {
   void noteForeignHome() {
     const char* const person = std::getenv("SUDO_USER");
     if (geteuid() != 0 || person == nullptr) return;
-    addNote("examines-root", "user",
+    addNote(code::kExaminesRoot, "user",
             "this is about the browsers and the key store of root, not about those of " + std::string(person),
             "run \"vornctl doctor\" without sudo");
   }
@@ -90,13 +90,13 @@ class Examination {
   /** Not to be registered with one browser of several may be what the user wants; with none it is not. */
   void noteUnregistered() {
     if (browsers_ == 0) {
-      addNote("no-browser", "browsers", "no browser of those that are supported was found for this user",
+      addNote(code::kNoBrowser, "browsers", "no browser of those that are supported was found for this user",
               "start the browser once; then run " + registerCommand());
       return;
     }
     if (unregistered_.empty()) return;
     const bool none = unregistered_.size() == browsers_;
-    add({none ? Severity::kProblem : Severity::kNote, "not-registered", unregistered_,
+    add({none ? Severity::kProblem : Severity::kNote, code::kNotRegistered, unregistered_,
          "the host is not registered", "run " + registerCommand()});
   }
 
@@ -111,7 +111,7 @@ class Examination {
         remedy.replace(at, placeholder.size(), kHostName);
       const bool onlyThis = !browser.reachesHost && browsers_ == 0;
       add({onlyThis ? Severity::kProblem : Severity::kNote,
-           "browser-sandboxed",
+           code::kBrowserSandboxed,
            {std::string(browser.title)},
            browser.reachesHost ? "runs in a sandbox" : "runs in a sandbox and cannot start the host",
            remedy});
@@ -120,11 +120,11 @@ class Examination {
 
   /** Where no manifest leads to a host, the installed one is tried: unless it was blamed already. */
   void examineHosts(const std::vector<Finding>& keyStore) {
-    const auto has = [&keyStore](std::string_view code) {
+    const auto has = [&keyStore](Code code) {
       return std::any_of(keyStore.begin(), keyStore.end(),
                          [code](const Finding& finding) { return finding.code == code; });
     };
-    const bool isUnreadable = has("key-store-unreadable");
+    const bool isUnreadable = has(code::kKeyStoreUnreadable);
     if (hosts_.empty()) {
       if (const auto fault = checkProgram(installedHost_, installedHost_)) {
         if (!isBlamed(*fault)) add({Severity::kProblem, fault->code, {"host"}, fault->cause, fault->remedy});
@@ -142,14 +142,14 @@ class Examination {
              {start.host.string()}});
         continue;
       }
-      for (Finding& finding : checkHost(start, !has(kModuleHangs))) {
-        if (finding.code == "host-silent" && start.host != installedHost_ &&
+      for (Finding& finding : checkHost(start, !has(code::kModuleHangs))) {
+        if (finding.code == code::kHostSilent && start.host != installedHost_ &&
             !checkProgram(installedHost_, installedHost_))
           finding.remedy =
               "run \"vornctl register\" (for all users: \"sudo vornctl register --system\"), which "
               "registers " +
               installedHost_.string();
-        if (!isUnreadable || finding.code != "host-search-failed") add(std::move(finding));
+        if (!isUnreadable || finding.code != code::kHostSearchFailed) add(std::move(finding));
       }
     }
   }

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "vornctl/base/Fault.h"
 #include "vornctl/browsers/BrowserTable.h"
 #include "vornctl/browsers/ExtensionIds.h"
 
@@ -14,7 +15,7 @@ enum class Severity { kFine, kNote, kProblem };
 
 struct Finding {
   Severity severity;
-  std::string code;                  /**< as in Fault */
+  Code code;
   std::vector<std::string> subjects; /**< the browsers, or other parts, that it concerns */
   std::string cause;                 /**< or, if fine, what was found */
   std::string remedy = {};           /**< empty if fine */

@@ -34,7 +34,7 @@ bool isOwnersAlone(gid_t group, uid_t owner) {
 }
 
 Fault faultOf(const fs::path& path, const std::string& who, const std::string& command) {
-  return {"foreign-writer", "others can change what runs as the host: " + path.string() + " " + who,
+  return {code::kForeignWriter, "others can change what runs as the host: " + path.string() + " " + who,
           command + " " + path.string()};
 }
 

@@ -29,7 +29,7 @@ jsonxx::Object requestForNobody() {
 
 std::vector<Finding> checkHost(const HostStart& start, bool searches, std::chrono::milliseconds patience) {
   const std::string host = start.host.string();
-  const auto problem = [&host](const char* code, const std::string& cause, const std::string& remedy) {
+  const auto problem = [&host](Code code, const std::string& cause, const std::string& remedy) {
     return Finding{Severity::kProblem, code, {"host"}, cause, remedy, {host}};
   };
   std::vector<Finding> findings;
@@ -39,10 +39,10 @@ std::vector<Finding> checkHost(const HostStart& start, bool searches, std::chron
     const jsonxx::Object answer = process.ask(jsonxx::Object("type", "version"), patience);
     const std::string version = textOf(answer, "version");
     findings.push_back(
-        {Severity::kFine, "host-answers", {"host"}, "answers, version " + version, "", {host}});
+        {Severity::kFine, code::kHostAnswers, {"host"}, "answers, version " + version, "", {host}});
     if (version != version::kFull) {
       findings.push_back({Severity::kNote,
-                          "host-version",
+                          code::kHostVersion,
                           {"host"},
                           "the host has version " + version + ", this program " + version::kFull,
                           "install both from one package",
@@ -54,12 +54,12 @@ std::vector<Finding> checkHost(const HostStart& start, bool searches, std::chron
                           search.get<jsonxx::Number>("error_code") == CertificateNotFoundException::kCode;
     if (!searched) {
       findings.push_back(problem(
-          "host-search-failed",
+          code::kHostSearchFailed,
           "the host cannot search for certificates: " + home.withoutTrace(textOf(search, "error_message")),
           "install the host again; vorn-signing.log in your home folder may tell more"));
     }
   } catch (const HostError& e) {
-    findings.push_back(problem("host-silent", home.withoutTrace(e.what()), "install the host again"));
+    findings.push_back(problem(code::kHostSilent, home.withoutTrace(e.what()), "install the host again"));
   }
   return findings;
 }

@@ -57,7 +57,7 @@ std::optional<Fault> checkLog(const fs::path& home) {
   if (reason.cause.empty() && isFull(home))
     reason = {std::generic_category().message(ENOSPC), "make room on its file system"};
   if (reason.cause.empty()) return std::nullopt;
-  return Fault{"log-not-writable", "the host cannot write its log, " + file.string() + ": " + reason.cause,
+  return Fault{code::kLogNotWritable, "the host cannot write its log, " + file.string() + ": " + reason.cause,
                reason.remedy};
 }
 

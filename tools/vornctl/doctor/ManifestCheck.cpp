@@ -41,11 +41,11 @@ class Check {
     try {
       manifest = json::parse(text, nullptr, true, /*ignore_comments=*/family_ == Family::kChromium);
     } catch (const json::parse_error& e) {
-      blame("manifest-syntax", std::string("the manifest is no valid JSON (") + e.what() + ")");
+      blame(code::kManifestSyntax, std::string("the manifest is no valid JSON (") + e.what() + ")");
       return result_;
     }
     if (!manifest.is_object()) {
-      blame("manifest-syntax", "the manifest is no JSON object");
+      blame(code::kManifestSyntax, "the manifest is no JSON object");
       return result_;
     }
     checkTexts(manifest);
@@ -56,30 +56,30 @@ class Check {
   }
 
  private:
-  void blame(const char* code, const std::string& cause, const std::string& remedy = {}) {
+  void blame(Code code, const std::string& cause, const std::string& remedy = {}) {
     result_.refusals.push_back({code, cause, remedy});
   }
 
   void checkTexts(const json& manifest) {
     const std::string* const name = textOf(manifest, "name");
     if (name == nullptr || *name != kHostName) {
-      blame("manifest-name", "the manifest's \"name\" is " +
-                                 (name == nullptr ? "missing" : "\"" + *name + "\"") +
-                                 ", not the name of its file, \"" + kHostName + "\"");
+      blame(code::kManifestName, "the manifest's \"name\" is " +
+                                     (name == nullptr ? "missing" : "\"" + *name + "\"") +
+                                     ", not the name of its file, \"" + kHostName + "\"");
     }
     const std::string* const description = textOf(manifest, "description");
     if (description == nullptr || (description->empty() && family_ == Family::kChromium))
-      blame("manifest-description", "the manifest has no \"description\"");
+      blame(code::kManifestDescription, "the manifest has no \"description\"");
     const std::string* const type = textOf(manifest, "type");
     if (type == nullptr || *type != "stdio")
-      blame("manifest-type", "the manifest's \"type\" is not \"stdio\"");
+      blame(code::kManifestType, "the manifest's \"type\" is not \"stdio\"");
   }
 
   void checkPath(const json& manifest) {
     const std::string* const path = textOf(manifest, "path");
-    if (path == nullptr) return blame("manifest-path", "the manifest has no \"path\" of the host");
+    if (path == nullptr) return blame(code::kManifestPath, "the manifest has no \"path\" of the host");
     if (!fs::path(*path).is_absolute())
-      return blame("manifest-path", "the manifest's \"path\" is not absolute: \"" + *path + "\"");
+      return blame(code::kManifestPath, "the manifest's \"path\" is not absolute: \"" + *path + "\"");
     result_.host = *path;
     if (const auto fault = checkProgram(*path, installedHost_)) result_.faults.push_back(*fault);
   }
@@ -88,13 +88,13 @@ class Check {
     const char* const member = family_ == Family::kChromium ? "allowed_origins" : "allowed_extensions";
     const auto allowed = manifest.find(member);
     if (allowed == manifest.end() || !allowed->is_array() || allowed->empty()) {
-      return blame("manifest-no-extension",
+      return blame(code::kManifestNoExtension,
                    std::string("the manifest names no extension in \"") + member + "\"", kGiveId);
     }
     for (const json& entry : *allowed) {
       const std::string text = entry.is_string() ? entry.get<std::string>() : "";
       if (const std::string reason = refusalOf(text); !reason.empty()) {
-        blame("manifest-bad-extension",
+        blame(code::kManifestBadExtension,
               "one bad entry in \"" + std::string(member) +
                   "\" makes browsers refuse the whole manifest: " + entry.dump() + ": " + reason,
               kGiveId);
@@ -130,8 +130,8 @@ class Check {
     const bool isOrigin = family_ == Family::kChromium;
     const std::string id = isOrigin ? chromiumIdOf(entry.substr(kChromiumScheme.size())) : entry;
     if (const std::string fault = faultOfId(id); !fault.empty()) {
-      result_.oddities.push_back(
-          {"manifest-odd-extension", "an entry of the manifest stands for no extension: " + fault, kGiveId});
+      result_.oddities.push_back({code::kManifestOddExtension,
+                                  "an entry of the manifest stands for no extension: " + fault, kGiveId});
     } else {
       result_.extensions.push_back(id);
     }
@@ -141,7 +141,7 @@ class Check {
     static const std::set<std::string> kKnown = {"name", "description", "path", "type", "allowed_extensions"};
     for (const auto& [member, value] : manifest.items())
       if (kKnown.count(member) == 0)
-        blame("manifest-member", "Firefox refuses a manifest with the member \"" + member + "\"");
+        blame(code::kManifestMember, "Firefox refuses a manifest with the member \"" + member + "\"");
   }
 
   Family family_;
@@ -163,10 +163,10 @@ Fault unreadable(const fs::path& file, const std::error_code& error) {
     way /= part;
     const bool isFile = way == file;
     if (access(way.c_str(), isFile ? R_OK : X_OK) == 0) continue;
-    return {"manifest-unreadable", cause,
+    return {code::kManifestUnreadable, cause,
             sudoFor(way) + (isFile ? "chmod 644 " : "chmod 755 ") + way.string()};
   }
-  return {"manifest-unreadable", cause, "remove " + file.string() + ", then run \"vornctl register\""};
+  return {code::kManifestUnreadable, cause, "remove " + file.string() + ", then run \"vornctl register\""};
 }
 
 }  // namespace
@@ -178,19 +178,20 @@ std::optional<Fault> checkProgram(const fs::path& program, const fs::path& insta
     constexpr fs::perms kForAll = fs::perms::owner_exec | fs::perms::group_exec | fs::perms::others_exec;
     if ((fs::status(program, unreadable).permissions() & kForAll) == kForAll)
       return Fault{
-          "host-not-executable",
+          code::kHostNotExecutable,
           "the host " + program.string() + " is on a file system whose programs may not be started (noexec)",
           "have it mounted without noexec, or install the host elsewhere"};
-    return Fault{"host-not-executable", "the host " + program.string() + " is not executable",
+    return Fault{code::kHostNotExecutable, "the host " + program.string() + " is not executable",
                  sudoFor(program) + "chmod 755 " + program.string()};
   }
   if (program != installedHost && isStartable(installedHost)) {
-    return Fault{"manifest-stale",
+    return Fault{code::kManifestStale,
                  "the manifest is stale: it names the host " + program.string() +
                      ", which is no longer there; the host is " + installedHost.string(),
                  ""};
   }
-  return Fault{"host-missing", "the host " + program.string() + " is missing: it has been removed or moved",
+  return Fault{code::kHostMissing,
+               "the host " + program.string() + " is missing: it has been removed or moved",
                "install the host again, then run \"vornctl register\""};
 }
 

@@ -104,14 +104,14 @@ class Examination {
       report.named = named_.count(encoded) > 0;
       report.selected = report.reasons.empty() && !selected_.empty() && encoded == selected_;
       if (report.reasons.empty() && user_.isComplete() && !report.selected)
-        report.reasons.push_back({"another-preferred",
+        report.reasons.push_back({code::kAnotherPreferred,
                                   "it matches, but the host takes another that matches: that is valid for "
                                   "longer or, with the same end, found first",
                                   "nothing needs to be done: that other one signs for the same user"});
     }
     addUnlessKnown(report.reasons, whyItNeverSigns(report.certificate));
     if (place.isPinBlocked)
-      report.reasons.push_back({kPinBlocked,
+      report.reasons.push_back({code::kPinBlocked,
                                 "the PIN of the token \"" + report.token + "\" is blocked after wrong ones",
                                 "unblock it with its PUK, by the program of whoever issued it"});
     return report;
@@ -122,8 +122,9 @@ class Examination {
   static void addUnlessKnown(std::vector<Fault>& reasons, std::vector<Fault> faults) {
     for (Fault& fault : faults) {
       const bool isKnown = std::any_of(reasons.begin(), reasons.end(), [&](const Fault& reason) {
-        return fault.code == reason.code || fault.code == "no-" + reason.code ||
-               fault.code == "odd-" + reason.code;
+        const std::string_view word = fault.code.word();
+        return fault.code == reason.code || word == "no-" + reason.code.text() ||
+               word == "odd-" + reason.code.text();
       });
       if (!isKnown) reasons.push_back(std::move(fault));
     }
@@ -133,31 +134,32 @@ class Examination {
                              const std::string& encoded) const {
     const CFRef<CFDictionaryRef> values = copySelectionValues(certificate);
     if (!values)
-      return {
-          {"certificate-unreadable", "its certificate cannot be read", "have the certificate issued again"}};
+      return {{code::kCertificateUnreadable, "its certificate cannot be read",
+               "have the certificate issued again"}};
     std::vector<Fault> found;
-    const auto require = [&found](bool passed, const char* code, const std::string& cause,
+    const auto require = [&found](bool passed, Code code, const std::string& cause,
                                   const std::string& remedy) {
       if (!passed) found.push_back({code, cause, remedy});
     };
-    require(named_.count(encoded) > 0, "name", "its name is \"" + own.name + "\", not \"" + user_.name + "\"",
+    require(named_.count(encoded) > 0, code::kName,
+            "its name is \"" + own.name + "\", not \"" + user_.name + "\"",
             "ask for the name exactly as the certificate has it");
-    require(user_.email.empty() || certificateEmailMatches(certificate, criteria_.email), "email",
+    require(user_.email.empty() || certificateEmailMatches(certificate, criteria_.email), code::kEmail,
             own.emails.empty() ? "it has no e-mail address"
                                : "its e-mail address is " + listed(own.emails) + ", not " + user_.email,
             "ask for the address that the certificate has");
-    require(user_.abn.empty() || certificateABNMatches(values.get(), criteria_.abn), "abn",
+    require(user_.abn.empty() || certificateABNMatches(values.get(), criteria_.abn), code::kAbn,
             own.abns.empty() ? "it has no ABN" : "its ABN is " + listed(own.abns) + ", not " + user_.abn,
             "ask for the ABN of the certificate, or import the certificate for that ABN");
-    require(user_.akis.empty() || certificateAKIMatches(values.get(), criteria_.akis), "aki",
+    require(user_.akis.empty() || certificateAKIMatches(values.get(), criteria_.akis), code::kAki,
             own.akis.empty() ? "it has no authority key identifier (AKI)"
                              : "its authority key identifier (AKI) is " + listed(own.akis) +
                                    ", which is not among those that are asked for: " + listed(criteria_.akis),
             "the page has to accept this authority, \"" + own.issuer +
                 "\", or you need a certificate of one that it accepts");
-    require(isSigningCertificate(values.get()), "key-usage",
+    require(isSigningCertificate(values.get()), code::kKeyUsage,
             "its key usage does not include digital signatures", "have a certificate issued that does");
-    require(signing_.count(encoded) > 0, "key-may-not-sign", "its private key may not sign",
+    require(signing_.count(encoded) > 0, code::kKeyMayNotSign, "its private key may not sign",
             "import a key that may");
     return found;
   }
@@ -179,6 +181,18 @@ std::vector<IdentityReport> examineIdentities(const User& user) {
     reports.push_back(examination.examine(identity, certificate));
   });
   return reports;
+}
+
+std::string abnOfCertificates(const std::string& typed) {
+  std::string plain = typed;
+  std::erase(plain, ' ');
+  if (plain == typed) return typed;
+  const std::vector<IdentityReport> reports = examineIdentities({});
+  const bool isThere = std::any_of(reports.begin(), reports.end(), [&](const IdentityReport& report) {
+    const std::vector<std::string>& abns = report.certificate.abns;
+    return std::find(abns.begin(), abns.end(), typed) != abns.end();
+  });
+  return isThere ? typed : plain;
 }
 
 const IdentityReport* nearestMiss(const std::vector<IdentityReport>& reports) {

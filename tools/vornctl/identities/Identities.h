@@ -36,9 +36,6 @@ struct IdentityReport {
   bool signs() const { return selected && reasons.empty(); }
 };
 
-/** The code of the reason that goes by itself once the PIN is unblocked. */
-inline constexpr const char* kPinBlocked = "pin-blocked";
-
 /** The key store cannot be searched. */
 class KeyStoreError : public std::runtime_error {
  public:
@@ -51,6 +48,12 @@ class KeyStoreError : public std::runtime_error {
  * store, or an empty one, is an empty list.
  */
 std::vector<IdentityReport> examineIdentities(const User& user);
+
+/**
+ * An ABN that was typed in groups, as people write it, without blanks unless a certificate has it so: the
+ * host compares letter by letter. Throws KeyStoreError.
+ */
+std::string abnOfCertificates(const std::string& typed);
 
 /**
  * The one of the user's name with the fewest reasons against it; null when

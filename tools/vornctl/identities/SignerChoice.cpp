@@ -59,7 +59,8 @@ std::string plainKeyIdentifier(const std::string& text) {
   return plain;
 }
 
-User chooseSigner(const User& given, const std::string& serial) {
+User chooseSigner(User given, const std::string& serial) {
+  given.abn = abnOfCertificates(given.abn);
   if (given.isComplete() && serial.empty()) return given;
   const std::vector<IdentityReport> all = examineIdentities(given);
   std::vector<IdentityReport> fitting;

@@ -17,7 +17,7 @@ class ChoiceError : public std::runtime_error {
  * The user for a request, with what `given` leaves open taken from the only identity that can sign and fits
  * it, and `serial` if that is not empty. Throws ChoiceError, and KeyStoreError.
  */
-User chooseSigner(const User& given, const std::string& serial);
+User chooseSigner(User given, const std::string& serial);
 
 /** Whether a serial number as people have it is the one that is shown. */
 bool isSerial(const std::string& asked, const std::string& shown);

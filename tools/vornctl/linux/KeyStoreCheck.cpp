@@ -41,7 +41,7 @@ class Check {
     } catch (const KeyStoreError&) {
       // Stores that could not be read are among the faults.
       if (const std::string failure = frameworks::keyProcessFailure(); !failure.empty()) {
-        add(Severity::kNote, "key-store-not-searched", "the key store was not looked into: " + failure,
+        add(Severity::kNote, code::kKeyStoreNotSearched, "the key store was not looked into: " + failure,
             "install the host again");
         return std::move(findings_);
       }
@@ -59,13 +59,13 @@ class Check {
     checkFaults();
     checkPins();
     for (const fs::path& file : keys::presentConfirmationFiles())
-      add(Severity::kFine, "confirmed",
+      add(Severity::kFine, code::kConfirmed,
           "every request to sign is to be confirmed in a prompt, as this file is there", "", {file.string()});
     return std::move(findings_);
   }
 
  private:
-  void add(Severity severity, const std::string& code, const std::string& cause, const std::string& remedy,
+  void add(Severity severity, Code code, const std::string& cause, const std::string& remedy,
            std::vector<std::string> files = {}) {
     findings_.push_back({severity, code, {"key store"}, cause, remedy, std::move(files)});
   }
@@ -88,13 +88,13 @@ class Check {
     for (const TokenPlace& place : places_)
       if (place.isCard) modules.insert(place.store);
     for (const std::string& module : modules) stores += (stores.empty() ? "" : ", ") + module;
-    if (!stores.empty()) add(Severity::kFine, "key-stores", "looked into " + stores, "");
+    if (!stores.empty()) add(Severity::kFine, code::kKeyStores, "looked into " + stores, "");
   }
 
   void praise(std::size_t total) {
     const auto asking = std::count_if(usable_.begin(), usable_.end(),
                                       [](const IdentityReport& identity) { return identity.locked; });
-    add(Severity::kFine, "identities",
+    add(Severity::kFine, code::kIdentities,
         std::to_string(usable_.size()) + " of " + std::to_string(total) + " identities can sign" +
             (asking > 0 ? ", " + std::to_string(asking) + " of them with a PIN or password" : "") +
             "; \"vornctl identities\" shows them",
@@ -102,18 +102,18 @@ class Check {
     for (const IdentityReport& identity : usable_) {
       if (identity.certificate.notYetValid) {
         const bool isOnly = usable_.size() == 1;
-        add(isOnly ? Severity::kProblem : Severity::kNote, "not-valid-yet",
+        add(isOnly ? Severity::kProblem : Severity::kNote, code::kNotValidYet,
             described(identity) + " is not valid before " + identity.certificate.start,
             "wait until then, or sign with another: whoever verifies a signature of now refuses it");
       }
       const int days = daysUntil(identity.certificate.expiry);
       if (days < kDaysOfNotice)
-        add(Severity::kNote, "expires-soon", described(identity) + " expires " + inDays(days),
+        add(Severity::kNote, code::kExpiresSoon, described(identity) + " expires " + inDays(days),
             "renew the certificate in time, and import the new one");
       for (const std::string& abn : identity.certificate.abns)
         if (abn != kUnreadable &&
             (abn.size() != kDigitsOfAbn || abn.find_first_not_of("0123456789") != std::string::npos))
-          add(Severity::kNote, "odd-abn",
+          add(Severity::kNote, code::kOddAbn,
               described(identity) + " has the ABN \"" + abn + "\", and pages ask for eleven digits",
               "ask \"" + identity.certificate.issuer + "\" for a certificate with the ABN in digits");
     }
@@ -122,7 +122,7 @@ class Check {
           return identity.locked && identity.token.starts_with("Firefox: ");
         });
     if (hasLockedProfile)
-      add(Severity::kNote, "firefox-password",
+      add(Severity::kNote, code::kFirefoxPassword,
           "Firefox protects a key with its primary password; new releases do so in a form that the system's "
           "NSS "
           "cannot open, and takes the right password for a wrong one",
@@ -138,17 +138,17 @@ class Check {
     // Whoever runs this over the network has no display here, but may well have one at the browser.
     const bool hasDisplay =
         !prompt::environment("DISPLAY").empty() || !prompt::environment("WAYLAND_DISPLAY").empty();
-    add(isNeeded && hasDisplay ? Severity::kProblem : Severity::kNote, "no-prompt-program",
+    add(isNeeded && hasDisplay ? Severity::kProblem : Severity::kNote, code::kNoPromptProgram,
         "nobody can ask for a PIN or password from here", program.fault);
   }
 
   /** None can sign: each cause once, with those that it concerns. */
   void blame(const std::vector<IdentityReport>& identities) {
-    std::set<std::string> known;
+    std::set<std::string_view> known;
     for (const IdentityReport& identity : identities) {
       const Fault& fault = identity.reasons.front();
-      if (fault.code == kPinBlocked) continue;  // said of its token
-      if (!known.insert(fault.code).second) continue;
+      if (fault.code == code::kPinBlocked) continue;  // said of its token
+      if (!known.insert(fault.code.word()).second) continue;
       const auto others = std::count_if(
           identities.begin(), identities.end(),
           [&](const IdentityReport& other) { return other.reasons.front().code == fault.code; });
@@ -165,10 +165,10 @@ class Check {
     for (const TokenPlace& place : places_) {
       if (!place.isCard) continue;
       if (!place.isIn) {
-        add(Severity::kProblem, "card-out", "there is no card in the reader \"" + place.name + "\"",
+        add(Severity::kProblem, code::kCardOut, "there is no card in the reader \"" + place.name + "\"",
             "put your card in, the right way round", {place.store});
       } else if (place.asksForPin && !place.showsCertificate) {
-        add(Severity::kProblem, "token-hides-certificate",
+        add(Severity::kProblem, code::kTokenHidesCertificate,
             "the token \"" + place.name +
                 "\" shows no certificate until its PIN is given, and the search asks for none",
             "have its certificate stored as a public object, as most cards have it, or import the "
@@ -194,7 +194,8 @@ class Check {
     });
     if (!isUnreadable) {
       isStoreMissed_ = true;
-      add(isExplained ? Severity::kNote : Severity::kProblem, hasDatabase ? "no-identity" : "no-key-store",
+      add(isExplained ? Severity::kNote : Severity::kProblem,
+          hasDatabase ? code::kNoIdentity : code::kNoKeyStore,
           hasDatabase ? "no key store holds a certificate with its private key"
                       : "there is no key store, neither one of your own nor one of Firefox's, and no card",
           kImport);
@@ -208,7 +209,7 @@ class Check {
       return place.isCard && place.store.find("opensc") != std::string::npos;
     });
     if (!hasReader && !fs::exists(kReaderSocket, unreadable))
-      add(Severity::kNote, "reader-daemon",
+      add(Severity::kNote, code::kReaderDaemon,
           "the service for card readers, pcscd, does not run: a smart card would not be seen",
           "if your key is on a card: sudo apt install pcscd opensc, then sudo systemctl start pcscd.socket");
   }
@@ -221,7 +222,7 @@ class Check {
         continue;
       }
       if (fault.kind == StoreFault::Kind::kFile) {
-        add(Severity::kNote, "store-list-unreadable",
+        add(Severity::kNote, code::kStoreListUnreadable,
             fault.place.string() +
                 " cannot be used, and the key stores that it names are left out: " + fault.reason,
             "remove what stands in its place, and have the program that it belongs to make it anew",
@@ -231,7 +232,7 @@ class Check {
       const bool isFirefox = std::any_of(databases.begin(), databases.end(), [&](const auto& database) {
         return database.isFirefox && database.folder == fault.place;
       });
-      add(isFirefox ? Severity::kNote : graded(), "key-store-unreadable", fault.reason,
+      add(isFirefox ? Severity::kNote : graded(), code::kKeyStoreUnreadable, fault.reason,
           remedyOf(fault.place));
     }
   }
@@ -265,17 +266,17 @@ class Check {
                   " -list, then -delete NAME"
             : "remove " + fault.registration.string();
     if (isMissing)
-      add(severity, "module-missing", "the library of a token, " + library + ", is not there",
+      add(severity, code::kModuleMissing, "the library of a token, " + library + ", is not there",
           "install the package that brings it again, or " + drop, {fault.registration.string()});
     else if (hangs(fault))
-      add(graded(), kModuleHangs,
+      add(graded(), code::kModuleHangs,
           "the library of a token, " + library + ", is waited for in vain: " + fault.reason,
           "take the card out and put it in again, see that the reader is connected and no other program "
           "keeps "
           "the card for itself, have its service start anew (sudo systemctl restart pcscd), and try again",
           {fault.registration.string()});
     else
-      add(severity, "module-broken",
+      add(severity, code::kModuleBroken,
           "the library of a token cannot be used: " + library + ": " + fault.reason,
           "see whether its device is connected and its service runs, install it again, or " + drop,
           {fault.registration.string()});
@@ -284,10 +285,11 @@ class Check {
   void checkPins() {
     for (const TokenPlace& place : places_)
       if (place.isPinBlocked)
-        add(graded(), kPinBlocked, "the PIN of the token \"" + place.name + "\" is blocked after wrong ones",
+        add(graded(), code::kPinBlocked,
+            "the PIN of the token \"" + place.name + "\" is blocked after wrong ones",
             "unblock it with its PUK, by the program of whoever issued it", {place.store});
       else if (place.isLastTry)
-        add(Severity::kNote, "pin-last-try", "one more wrong PIN blocks the token \"" + place.name + "\"",
+        add(Severity::kNote, code::kPinLastTry, "one more wrong PIN blocks the token \"" + place.name + "\"",
             "look the PIN up before you sign", {place.store});
   }
 

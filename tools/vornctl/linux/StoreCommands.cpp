@@ -92,7 +92,12 @@ int runRemove(const RemoveOptions& options) {
             << ",\nwith its private key, from " << printable(identity.store)
             << ". Without a copy, a .p12 file for\ninstance, nobody can ever sign by it again.\n";
   if (!isAgreed(options.isAgreed, "Remove it?")) return giveUp();
-  return change(keys::Change::kRemoveWithKey, std::string(der->view()), database->folder);
+  const int status = change(keys::Change::kRemoveWithKey, std::string(der->view()), database->folder);
+  for (const IdentityReport& left : examineIdentities({}))
+    if (status == kExitFine && left.encoded == identity.encoded)
+      std::cout << "It is also in " << printable(left.token) << " (" << printable(left.store)
+                << "), which is left alone: documents can still be signed by it.\n";
+  return status;
 }
 
 int runTrust(const TrustOptions& options) {
@@ -109,10 +114,9 @@ int runTrust(const TrustOptions& options) {
     return kExitProblems;
   }
   const fs::path folder = keys::sharedDatabaseForWriting();
-  std::cout << (options.remove ? "No more trusted to say who has signed: "
-                               : "Trusted from now on to say who has signed: ")
-            << printable(nameOf(given.trusted.front())) << ",\nin " << printable(folder.string())
-            << ", which Chromium and \"vornctl verify\" read.\n";
+  std::cout << "This has " << printable(folder.string()) << ", which Chromium and \"vornctl verify\" read,\n"
+            << (options.remove ? "no longer trust " : "trust ") << printable(nameOf(given.trusted.front()))
+            << ",\nto say who has signed.\n";
   if (!isAgreed(options.isAgreed, options.remove ? "Take the trust away?" : "Trust it?")) return giveUp();
   return change(options.remove ? keys::Change::kTrustNoMore : keys::Change::kTrust, given.trusted.front(),
                 folder);

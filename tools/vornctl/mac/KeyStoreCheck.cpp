@@ -7,7 +7,7 @@
 namespace vorn::vornctl {
 namespace {
 
-Finding problem(const char* code, const std::string& cause, const std::string& remedy) {
+Finding problem(Code code, const std::string& cause, const std::string& remedy) {
   return {Severity::kProblem, code, {"key store"}, cause, remedy};
 }
 
@@ -18,22 +18,22 @@ std::vector<Finding> checkKeyStore() {
   try {
     identities = examineIdentities({});
   } catch (const KeyStoreError& e) {
-    return {problem("key-store-unreadable", e.what(), "see whether Keychain Access shows your keychains")};
+    return {problem(code::kKeyStoreUnreadable, e.what(), "see whether Keychain Access shows your keychains")};
   }
   if (identities.empty()) {
-    return {problem("no-identity", "the keychains hold no certificate with a private key",
+    return {problem(code::kNoIdentity, "the keychains hold no certificate with a private key",
                     "open the .p12 file of your certificate: Keychain Access imports it")};
   }
   const auto usable = std::count_if(identities.begin(), identities.end(), [](const IdentityReport& report) {
     return !report.certificate.expired && report.certificate.maySign;
   });
   if (usable == 0) {
-    return {problem("no-usable-identity",
+    return {problem(code::kNoUsableIdentity,
                     "no identity can sign: each has expired or is not for digital signatures",
                     "\"vornctl identities\" shows what is wrong with each")};
   }
   return {{Severity::kFine,
-           "identities",
+           code::kIdentities,
            {"key store"},
            std::to_string(usable) + " of " + std::to_string(identities.size()) +
                " identities can sign; \"vornctl identities\" shows them"}};
