@@ -1,9 +1,9 @@
 #include <exception>
 #include <new>
 
-#include "linux/processes/BuildId.h"
 #include "linux/app/SigningModule.h"
 #include "linux/app/SigningSession.h"
+#include "linux/processes/BuildId.h"
 #include "shared/base/Exceptions.h"
 #include "shared/base/Requester.h"
 #include "shared/base/Signing.h"
