@@ -10,6 +10,7 @@ namespace security_test {
 namespace {
 
 using namespace vorn;
+using namespace vorn::frameworks;
 using ByteVector = std::vector<std::uint8_t>;
 
 TEST(Der, RefusesWhatIsNoDefiniteMinimalElement) {
