@@ -187,7 +187,8 @@ TEST_F(Verify, WhomItBelieves) {
       {"certutil -M -d sql:.pki/nssdb -n authority -t ,C,", "", "passed"},
       {"certutil -M -d sql:.pki/nssdb -n authority -t ,P,P", "", "indeterminate NO_CERTIFICATE_CHAIN_FOUND"},
       {"certutil -M -d sql:.pki/nssdb -n authority -t ,p,", "", "failed PROHIBITED_CERTIFICATE"},
-      {"true", "--trusted authority.pem", "failed PROHIBITED_CERTIFICATE"},
+      {"certutil -M -d sql:.pki/nssdb -n authority -t ,,p", "--trusted authority.pem",
+       "failed PROHIBITED_CERTIFICATE"},
       {"certutil -D -d sql:.pki/nssdb -n authority; certutil -M -d sql:.pki/nssdb -n \"Jane Citizen\" -t ,P,",
        "", "passed"},
   };
