@@ -100,6 +100,7 @@ TEST(Pin, WhatBecomesOfEachAnswer) {
       {"00000000\n" + kPin, 0, 2, "SETERROR Wrong PIN, few tries left"},
       {"1\n" + kPin, 0, 2, "SETERROR Too short: the PIN has 4 characters at least."},
       {"\n" + kPin, 0, 2, "SETERROR Nothing was typed."},
+      {"\n\ncancel", 105, 3, "was cancelled by the user", "prompt-cancelled"},
       {"cancel", 105, 1, "prompt for the token \\\"jane\\\" was cancelled by the user", "prompt-cancelled"},
       {"crash", 105, 1, "ended without an answer", "no-prompt"},
       {"silence", 105, 1, "nobody has answered the prompt for 1 seconds", "no-prompt"},
@@ -124,8 +125,12 @@ TEST(Pin, WhatBecomesOfEachAnswer) {
     options.environment.insert(options.environment.begin(), row.environment.begin(), row.environment.end());
     if (!row.environment.empty()) options.searchPath = home.path();
     HostProcess host(home, options);
+    const auto start = Clock::now();
     const std::string answer = host.ask(signRequest(1, home, R"("reasons": true, )"));
+    EXPECT_LT(Clock::now() - start, std::chrono::seconds(20)) << row.answers;
     EXPECT_EQ(errorCode(answer), row.code) << answer;
+    EXPECT_TRUE(!row.answers.starts_with("\n\n") || readFile(card(home)) == "3")
+        << "nothing is no PIN to try";
     EXPECT_EQ(row.code == 0 ? "" : text(answer, "error_reason"), row.reason);
     EXPECT_NE((row.code == 0 ? promptsOf(home) : answer).find(row.text), std::string::npos)
         << answer << promptsOf(home);
@@ -148,6 +153,7 @@ TEST(Pin, PauseGrowsWithEachCancelInWhicheverHost) {
 TEST(Pin, RequestsAreConfirmedWhereThatIsWanted) {
   const Home home("main");
   HostOptions options = installPrompt(home, "yes\ncancel");
+  options.arguments = {"/manifest.json", "evil%0AIssued by: me"};
   const std::filesystem::path wish = home.path() / ".config/vorn-signing/confirm";
   std::filesystem::create_directories(wish.parent_path());
   writeFile(wish, "");
@@ -157,7 +163,8 @@ TEST(Pin, RequestsAreConfirmedWhereThatIsWanted) {
   const auto askHost = [&] { return HostProcess(home, options).ask(request); };
   EXPECT_EQ(texts(askHost(), "data").size(), 10U);
   EXPECT_EQ(countOf("CONFIRM", promptsOf(home)), 1U);
-  EXPECT_NE(promptsOf(home).find("SETDESC Sign 10 documents?%0AAsked for by: "), std::string::npos);
+  EXPECT_NE(promptsOf(home).find("SETDESC Sign 10 documents?%0AAsked for by: evil%250AIssued by: me%0A"),
+            std::string::npos);
   const std::string refused = askHost();
   EXPECT_EQ(text(refused, "error_reason"), "confirm-refused") << refused;
   EXPECT_EQ(errorCode(refused), 105);
@@ -199,9 +206,9 @@ TEST(Pin, ReaderWithKeysIsANoticeAndNoQuestion) {
   HostOptions options = installToken(home, kPin, "--always-auth");
   options.environment.push_back("CARD_KEYS=" + (home.path() / "answers").string());
   HostProcess host(home, options);
-  const std::string answer = host.ask(signRequest(1, home));
+  const std::string answer = host.ask(signRequest(6, home));
   ASSERT_EQ(errorCode(answer), 0) << answer;
-  EXPECT_TRUE(verifies(home, fromBase64(text(answer, "data")), "RenderedData"));
+  EXPECT_TRUE(verifies(home, fromBase64(texts(answer, "data").at(5)), "RenderedData"));
   EXPECT_EQ(countOf("GETPIN", promptsOf(home)), 0U);
   EXPECT_GE(countOf("MESSAGE", promptsOf(home)), 1U);
   EXPECT_NE(promptsOf(home).find("Type the PIN on the keys of the card reader."), std::string::npos);
@@ -211,6 +218,11 @@ void waitUntil(const std::function<bool()>& holds) {
   for (const auto deadline = Clock::now() + kPatience; !holds() && Clock::now() < deadline;)
     std::this_thread::sleep_for(std::chrono::milliseconds(5));
   EXPECT_TRUE(holds());
+}
+
+long lockedKiB(pid_t process) {
+  const std::string status = readFile("/proc/" + std::to_string(process) + "/status");
+  return std::stol(status.substr(status.find("VmLck:") + 6));
 }
 
 TEST(Pin, PromptOutlivesNeitherBrowserNorHost) {
@@ -228,6 +240,10 @@ TEST(Pin, PromptOutlivesNeitherBrowserNorHost) {
       HostProcess host(home, options);
       host.send(signRequest(1, home));
       waitUntil([&, line = shown] { return countOf(line, promptsOf(home)) == 1; });
+#if !defined(__SANITIZE_ADDRESS__)  // which locks nothing
+      EXPECT_GT(lockedKiB(host.keysId()), 0);
+#endif
+      EXPECT_EQ(countOf("SETTIMEOUT 240", promptsOf(home)), 1U);
       const auto prompt = static_cast<pid_t>(std::stol(readFile(home.path() / "prompt.pid")));
       if (hostIsKilled)
         kill(host.id(), SIGKILL);

@@ -3,11 +3,14 @@
 #include <gtest/gtest.h>
 #include <log4cplus/logger.h>
 #include <log4cplus/loggingmacros.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <regex>
 #include <string>
 
 #include "Bytes.h"
@@ -114,6 +117,20 @@ TEST_F(Logging, boundsWhatEachRequestLogsInFull) {
     for (int record = 0; record < 3; ++record) LOG4CPLUS_DEBUG(logger_, message);
     EXPECT_EQ(fs::file_size(file()) >> 20, 40U) << "two of three, in the request " << request;
   }
+}
+
+TEST_F(Logging, beginsALineAnewWhereTheLastOneFoundNoRoom) {
+  logging::setUp();
+  log("before");
+  std::signal(SIGXFSZ, SIG_IGN);
+  rlimit former{};
+  getrlimit(RLIMIT_FSIZE, &former);
+  const rlimit tight{fs::file_size(file()) + 10, former.rlim_max};
+  setrlimit(RLIMIT_FSIZE, &tight);
+  log("half");
+  setrlimit(RLIMIT_FSIZE, &former);
+  log("after");
+  EXPECT_TRUE(std::regex_search(text(), std::regex("info before\n.{10}\n[^\n]* info after\n$"))) << text();
 }
 
 TEST_F(Logging, neverWaitsForOrFailsOnWhatCannotBeWritten) {

@@ -120,7 +120,9 @@ TEST_F(XMLSignerTest, WarnsOfWhatVerifiersRefuse) {
   };
   const auto root = [](const std::string& attributes) { return "<r " + attributes + ">" + kParts + "</r>"; };
   const std::string dsig = "<s:Signature xmlns:s='http://www.w3.org/2000/09/xmldsig#'/>";
-  const std::string longest(1000, 'l');
+  const std::string longest(1000, 'l'), later = "\xE1\x9E\x80" + longest;
+  const auto subset = [](const std::string& text) { return "<!DOCTYPE r [" + text + "]>" + withParts(); };
+  const std::vector<std::string> named = {"document-type", "name-characters", "long-name"};
   const std::pair<std::string, std::vector<std::string>> cases[] = {
       {withParts(), {}},
       {"<r xmlns='urn:d'><CounterpartData/><RenderedData xmlns=''/></r>", {"default-namespace"}},
@@ -200,6 +202,15 @@ TEST_F(XMLSignerTest, WarnsOfWhatVerifiersRefuse) {
       {part("<a xmlns:p='urn:p' p:\xD9\xA0=''/>"), {"name-characters"}},
       {part("<?a\xE1\x8E\xA0 c?>"), {"name-characters"}},
       {"<?xml version='1.1'?>" + part("<\xE1\x9E\x80/>"), {"xml-1.1"}},
+      // What a document type names.
+      {subset("<!--" + later + "--><?p " + later + "?><!ENTITY a '" + later + "<!--'><!ELEMENT b (c)>" +
+              "<!NOTATION n PUBLIC \"" + longest + "'a\"><!ATTLIST b d (e|f) 'e'>"),
+       {"document-type"}},
+      {subset("<!ENTITY " + later + " ''>"), named},
+      {subset("<!ELEMENT b (c|" + later + ")*>"), named},
+      {subset("<!ATTLIST b " + later + " CDATA #IMPLIED>"), named},
+      {subset("<!--\"--><!NOTATION " + later + " SYSTEM ''>"), named},
+      {subset("<?" + later + "?>"), named},
   };
   for (const auto& [xml, expected] : cases) {
     Log log;

@@ -27,3 +27,4 @@ void vorn::logging::configure(const std::string& path) {
 
 void vorn::logging::setVerbose(const std::string&) {}
 void vorn::logging::carryOn() {}
+void vorn::logging::tellOfLoss() {}

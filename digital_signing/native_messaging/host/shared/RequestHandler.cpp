@@ -47,6 +47,7 @@ jsonxx::Object RequestHandler::handleRequest() {
     LOG4CPLUS_ERROR(logger, "Request failed with code " << failure.code() << ": " << failure.message());
     appendError(response_, failure.code(), failure.message(), wantsReasons_ ? failure.reason() : "");
   }
+  logging::tellOfLoss();
   if (!response_.has<jsonxx::String>("result")) {
     response_ << "result"
               << "ok";

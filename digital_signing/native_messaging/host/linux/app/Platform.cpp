@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
@@ -77,17 +78,25 @@ std::string tellSystemLog(int level, const std::string& line) {
   const auto isConnected = [&kListener] {
     return connect(systemLog, reinterpret_cast<const sockaddr*>(&kListener), sizeof kListener) == 0;
   };
-  // In milliseconds: for one that has fallen behind, and not for each line to one that never reads.
-  constexpr int kPatience = 1000;
-  static int patience = kPatience;
-  pollfd room{systemLog, POLLOUT, 0};
-  if (isTaken() || (errno != EAGAIN && isConnected() && isTaken()) ||
-      (errno == EAGAIN && poll(&room, 1, patience) > 0 && isTaken())) {
-    patience = kPatience;
-    return "";
+  // For one that has fallen behind: a second in ten, and none for one that has taken nothing since the last.
+  using std::chrono::milliseconds, std::chrono::steady_clock;
+  constexpr milliseconds kPatience{1000}, kInterval{10000};
+  static milliseconds patience = kPatience;
+  static steady_clock::time_point renewal;
+  const steady_clock::time_point start = steady_clock::now();
+  bool isTold = isTaken() || (errno != EAGAIN && isConnected() && isTaken());
+  if (!isTold && errno == EAGAIN && patience > milliseconds::zero()) {
+    pollfd room{systemLog, POLLOUT, 0};
+    poll(&room, 1, static_cast<int>(patience.count()));
+    patience -= std::chrono::ceil<milliseconds>(steady_clock::now() - start);
+    isTold = isTaken();
   }
-  if (errno == EAGAIN) patience = 0;
-  return std::generic_category().message(errno);
+  const int fault = errno;
+  if (isTold && start >= renewal) {
+    patience = kPatience;
+    renewal = start + kInterval;
+  }
+  return isTold ? "" : std::generic_category().message(fault);
 }
 
 }  // namespace platform

@@ -1,10 +1,12 @@
 #include "mac/app/LogFile.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <system_error>
 
 namespace vorn {
@@ -66,12 +68,23 @@ bool LogFile::isAt(const std::string& path) const {
 }
 
 std::string LogFile::append(std::string_view line) {
+  std::string whole;
+  if (endsInLine_) line = whole.append("\n").append(line);
   while (!line.empty()) {
     const ssize_t count = write(descriptor_, line.data(), line.size());
     if (count < 0 && errno != EINTR) return causeOf(errno);
-    if (count > 0) line.remove_prefix(static_cast<std::size_t>(count));
+    if (count <= 0) continue;
+    endsInLine_ = line[static_cast<std::size_t>(count) - 1] != '\n';
+    line.remove_prefix(static_cast<std::size_t>(count));
   }
   return "";
+}
+
+bool LogFile::removeAbove(off_t limit, const std::string& path) {
+  struct stat held{};
+  if (!fault_.empty() || fstat(descriptor_, &held) != 0 || held.st_size <= limit) return false;
+  // Whoever has the lock, and still finds the file there, removes no other one than this.
+  return flock(descriptor_, LOCK_EX | LOCK_NB) == 0 && isAt(path) && std::remove(path.c_str()) == 0;
 }
 
 LogFile::~LogFile() {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <sys/types.h>
+
 #include <string>
 #include <string_view>
 
@@ -22,11 +24,18 @@ class LogFile {
   const std::string& fault() const { return fault_; }
   /** Whether `path` leads to this very file by now, and not to another one or to none. */
   bool isAt(const std::string& path) const;
-  /** By one call of the system, so that lines of two hosts do not mix. Says why not, or nothing. */
+  /**
+   * By one call of the system, so that lines of two hosts do not mix. Says why not, or nothing. What could be
+   * written in part stays a line of its own.
+   */
   std::string append(std::string_view line);
+  /** Takes the file away from `path` if it is longer than so many bytes, and there: one host of several does.
+   */
+  bool removeAbove(off_t limit, const std::string& path);
 
  private:
   int descriptor_ = -1;
+  bool endsInLine_ = false;
   std::string fault_;
 };
 

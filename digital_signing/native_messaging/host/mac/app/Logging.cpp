@@ -6,12 +6,9 @@
 #include <log4cplus/logger.h>
 #include <log4cplus/loggingmacros.h>
 #include <log4cplus/spi/loggingevent.h>
-#include <sys/stat.h>
 #include <syslog.h>
-#include <unistd.h>
 #include <log4cplus/config.hxx>
 
-#include <cstdio>
 #include <cstdlib>
 #include <iostream>
 #include <memory>
@@ -74,6 +71,10 @@ class LogFileAppender : public log4cplus::Appender {
   std::unique_ptr<LogFile> file_;
 };
 
+/** Signatures that the system's log was not told of: since `tellOfLoss`, and those it does not know to be
+ * missing. */
+std::size_t lost = 0, missing = 0;
+
 /** Each record is a line of the system's log. */
 class SystemLogAppender : public log4cplus::Appender {
  public:
@@ -83,7 +84,9 @@ class SystemLogAppender : public log4cplus::Appender {
  protected:
   void append(const log4cplus::spi::InternalLoggingEvent& event) override {
     const std::string fault = platform::tellSystemLog(LOG_INFO, vorn::harmlessText(event.getMessage()));
-    if (!fault.empty() && !std::exchange(warned_, true))
+    if (fault.empty()) return;
+    ++lost;
+    if (!std::exchange(warned_, true))
       LOG4CPLUS_WARN(logger, "The system's log is not told of signatures: " << fault);
   }
 
@@ -99,16 +102,15 @@ void openSystemLog() {
   records.addAppender(log4cplus::SharedAppenderPtr(new SystemLogAppender));
 }
 
+std::string lossOf(std::size_t count) {
+  return std::to_string(count) + (count == 1 ? " signature was" : " signatures were") +
+         " not told to the system's log";
+}
+
 /** Starts the file again if it is longer than so many bytes. */
 void restartAbove(off_t limit) {
   const std::string path = logFilePath();
-  struct stat status{};
-  if (path.empty() || lstat(path.c_str(), &status) != 0 || status.st_size <= limit) return;
-  // What LogFile would not write to is not ours to start again either.
-  if (!S_ISREG(status.st_mode) || status.st_uid != geteuid() || status.st_nlink != 1) return;
-  log4cplus::Logger::getRoot().removeAppender(LOG4CPLUS_TEXT(kAppenderName));
-  std::remove(path.c_str());
-  logging::configure(path);
+  if (!path.empty() && LogFile(path).removeAbove(limit, path)) logging::configure(path);
 }
 
 bool isVerbose(const std::string& verbose) {
@@ -151,6 +153,12 @@ void setVerbose(const std::string& verbose) {
 
 void carryOn() {
   restartAbove(kLimitForParts);
+}
+
+void tellOfLoss() {
+  if (lost > 0) LOG4CPLUS_WARN(logger, lossOf(lost));
+  missing += std::exchange(lost, 0);
+  if (missing > 0 && platform::tellSystemLog(LOG_WARNING, lossOf(missing)).empty()) missing = 0;
 }
 
 }  // namespace logging

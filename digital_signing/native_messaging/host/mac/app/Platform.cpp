@@ -4,6 +4,7 @@
 #include <CoreServices/CoreServices.h>
 #include <syslog.h>
 
+#include <algorithm>
 #include <array>
 
 #include "mac/app/CFRef.h"
@@ -51,7 +52,8 @@ void openSystemLog() {
 }
 
 std::string tellSystemLog(int level, const std::string& line) {
-  syslog(level, "%s", line.c_str());
+  // What is less than a notice is kept in memory alone.
+  syslog(std::min(level, LOG_NOTICE), "%s", line.c_str());
   return "";
 }
 

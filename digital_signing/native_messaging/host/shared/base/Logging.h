@@ -30,6 +30,10 @@ void setVerbose(const std::string& verbose);
 /** For a request that goes on with the one before: leaves level and file as they are, within reason. */
 void carryOn();
 
+/** To be called when a request has ended: says, where the system's log was not told of signatures, of how
+ * many. */
+void tellOfLoss();
+
 }  // namespace logging
 
 }  // namespace vorn

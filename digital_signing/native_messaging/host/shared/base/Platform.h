@@ -32,7 +32,7 @@ std::string installedPath();
 void openSystemLog();
 
 /** Gives the system's own log a line, with one of the levels of syslog.h, and says why it was not taken, or
- * nothing. Waits for nobody. */
+ * nothing. Waits for a listener that has fallen behind, but for no more than a second in ten. */
 std::string tellSystemLog(int level, const std::string& line);
 
 }  // namespace platform

@@ -21,6 +21,33 @@ struct ScannerFlags : xercesc::XMLScanner {
   static constexpr bool xercesc::XMLScanner::* kStandalone = &ScannerFlags::fStandalone;
 };
 
+/** Calls `visit` with each name, and each keyword, of the declarations: what is neither in quotes nor in a
+ * comment nor told by an instruction. */
+template <typename Visit>
+void forEachName(std::u16string_view declarations, Visit visit) {
+  const auto skipPast = [&declarations](std::u16string_view end) {
+    const std::size_t at = declarations.find(end);
+    declarations.remove_prefix(at == std::u16string_view::npos ? declarations.size() : at + end.size());
+  };
+  while (!declarations.empty()) {
+    const char16_t first = declarations.front();
+    const bool isInstruction = declarations.starts_with(u"<?");
+    if (declarations.starts_with(u"<!--")) {
+      skipPast(u"-->");
+    } else if (first == u'"' || first == u'\'') {
+      declarations.remove_prefix(1);
+      skipPast({&first, 1});
+    } else {
+      declarations.remove_prefix(isInstruction ? 2 : 0);
+      const std::u16string_view name =
+          declarations.substr(0, declarations.find_first_of(u" \t\r\n<>!?()|,*+#\"'"));
+      visit(name);
+      declarations.remove_prefix(std::max<std::size_t>(name.size(), 1));
+      if (isInstruction) skipPast(u"?>");
+    }
+  }
+}
+
 /** A declared default would add an attribute to an element of a signature, which is then not what was signed.
  */
 bool isOfSignature(std::u16string_view name) {
@@ -61,6 +88,7 @@ void DocumentParser::doctypeDecl(const xercesc::DTDElementDecl& root, const XMLC
   // What is not declared in the document is not declared at all. Otherwise the scanner drops references to
   // undeclared entities in silence, as a declaration may stand in a part that it has not read.
   fScanner->*ScannerFlags::kStandalone = true;
+  noteOtherName(viewOf(root.getFullName()));
   TreeParser::doctypeDecl(root, publicId, systemId, hasInternalSubset, hasExternalSubset);
 }
 
@@ -107,6 +135,7 @@ void DocumentParser::doctypeComment(const XMLCh* comment) {
 
 void DocumentParser::endIntSubset() {
   subset_.keep();
+  forEachName(subset_.text(), [this](std::u16string_view name) { noteOtherName(name); });
   fInternalSubset.set(subset_.text().c_str());
   TreeParser::endIntSubset();
 }

@@ -8,8 +8,9 @@ struct DocumentTraits {
   bool declaresNamespacesBelowRoot = false;
   bool mayHoldControls =
       false; /**< carriage returns as references, which alone come through, or U+0080 to U+009F */
-  bool hasLongTarget = false;  /**< of a processing instruction, as isLong has it */
-  bool hasLaterTarget = false; /**< not of the fourth edition */
+  // Of names of other things than elements and attributes: instructions, and what a document type names.
+  bool hasLongName = false;  /**< as isLong has it */
+  bool hasLaterName = false; /**< not of the fourth edition */
 };
 
 }  // namespace vorn

@@ -64,7 +64,9 @@ std::u16string entityDeclarationText(const xercesc::DTDEntityDecl& declaration) 
 std::u16string notationDeclarationText(const xercesc::XMLNotationDecl& declaration) {
   std::u16string text = u"<!NOTATION ";
   text += declaration.getName();
-  return text + externalIdText(declaration.getPublicId(), declaration.getSystemId()) + u">";
+  const std::u16string id = externalIdText(declaration.getPublicId(), declaration.getSystemId());
+  // An address that is empty is not kept at all.
+  return text + (id.empty() ? u" SYSTEM \"\"" : id) + u">";
 }
 
 std::u16string attributeDefinitionText(const xercesc::DTDAttDef& attribute) {

@@ -58,12 +58,12 @@ class Warnings {
       add("document-type", "The document has a document type: verifiers that guard themselves refuse it");
     if (viewOf(document_.getXmlVersion()) == u"1.1")
       add("xml-1.1", "The document is XML 1.1: .NET and others cannot read it");
-    else if (names_.later || parsed_.traits().hasLaterTarget)
+    else if (names_.later || parsed_.traits().hasLaterName)
       add("name-characters",
           "A name has characters that XML allows since its fifth edition alone: the JDK and others cannot "
           "read it");
     ofNamespaces();
-    if (names_.overlong || namespaces_.hasLongUri || parsed_.traits().hasLongTarget)
+    if (names_.overlong || namespaces_.hasLongUri || parsed_.traits().hasLongName)
       add("long-name", "A name is longer than 1,000 characters: the JDK refuses it");
     ofDepth();
   }

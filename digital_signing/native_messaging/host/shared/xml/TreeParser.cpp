@@ -158,6 +158,11 @@ NamedElements& TreeParser::noteName(const XMLCh* pooledName) {
   return elements;
 }
 
+void TreeParser::noteOtherName(std::u16string_view name) {
+  traits_.hasLongName = traits_.hasLongName || isLong(name);
+  traits_.hasLaterName = traits_.hasLaterName || !isOfFourthEdition(name);
+}
+
 void TreeParser::noteDeclaredName() {
   ++declaredNames_;
   limits_.countNames(nameCount());
@@ -171,8 +176,7 @@ DocumentTraits TreeParser::traits() const {
 
 void TreeParser::docPI(const XMLCh* target, const XMLCh* data) {
   addText();
-  traits_.hasLongTarget = traits_.hasLongTarget || isLong(viewOf(target));
-  traits_.hasLaterTarget = traits_.hasLaterTarget || !isOfFourthEdition(viewOf(target));
+  noteOtherName(viewOf(target));
   // A carriage return can come in through an entity, but cannot be written
   // where no character reference can stand.
   std::u16string lines(viewOf(data));

@@ -53,6 +53,8 @@ class TreeParser : public xercesc::XercesDOMParser {
 
   /** Notes a name at the address at which the tree keeps it. */
   NamedElements& noteName(const XMLCh* pooledName);
+  /** Notes what its characters tell of a name that is in the tree for no element and no attribute. */
+  void noteOtherName(std::u16string_view name);
   /** Notes that there is one more name, which goes with the declarations when they have been read. */
   void noteDeclaredName();
   ParserLimits& limits() { return limits_; }
