@@ -5,7 +5,7 @@
 
 #include "linux/frameworks/Security/CertificateProperties.h"
 #include "linux/x509/DerText.h"
-#include "linux/x509/X509Time.h"
+#include "linux/x509/X509Certificate.h"
 #include "security/CertificateFiles.h"
 
 namespace security_test {

@@ -10,7 +10,7 @@
 #include <xsec/utils/XSECSafeBuffer.hpp>
 
 #include "shared/base/Exceptions.h"
-#include "shared/xml/ParserCheck.h"
+#include "shared/xml/ParserMemory.h"
 #include "shared/xml/XmlText.h"
 #include "signing/Parsed.h"
 #include "signing/SigningFixture.h"

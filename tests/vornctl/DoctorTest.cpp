@@ -10,7 +10,7 @@
 #include "e2e/Token.h"
 #include "vornctl/Program.h"
 #include "vornctl/browsers/BrowserPolicies.h"
-#include "vornctl/doctor/HostCheck.h"
+#include "vornctl/doctor/Checks.h"
 
 namespace vorn::vornctl {
 namespace {

@@ -4,7 +4,6 @@
 #include <iostream>
 
 #include "vornctl/base/Terminal.h"
-#include "vornctl/commands/CommandLine.h"
 #include "vornctl/commands/Commands.h"
 
 int main(int count, char** arguments) {

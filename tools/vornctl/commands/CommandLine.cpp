@@ -1,4 +1,4 @@
-#include "vornctl/commands/CommandLine.h"
+#include "vornctl/commands/Commands.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -9,9 +9,7 @@
 #include "shared/base/SignatureAlgorithm.h"
 #include "shared/base/Version.h"
 #include "vornctl/base/Terminal.h"
-#include "vornctl/commands/Commands.h"
 #include "vornctl/commands/HelpText.h"
-#include "vornctl/commands/SubcommandOptions.h"
 #include "vornctl/commands/SystemCommands.h"
 #include "vornctl/identities/CertificateDescription.h"
 #include "vornctl/identities/SignerChoice.h"

@@ -86,4 +86,7 @@ int runTrust(const TrustOptions& options);
 int runSign(const SignOptions& options);
 int runVerify(const VerifyOptions& options);
 
+/** Reads the command line and runs the subcommand that it names. Returns the exit status. */
+int runCommandLine(int count, char** arguments);
+
 }  // namespace vorn::vornctl

@@ -1,4 +1,4 @@
-#include "vornctl/doctor/BrowserCheck.h"
+#include "vornctl/doctor/Checks.h"
 
 #include <unistd.h>
 

@@ -6,11 +6,8 @@
 #include <cstdlib>
 
 #include "vornctl/browsers/HostManifest.h"
-#include "vornctl/doctor/BrowserCheck.h"
+#include "vornctl/doctor/Checks.h"
 #include "vornctl/doctor/FileOwners.h"
-#include "vornctl/doctor/HostCheck.h"
-#include "vornctl/doctor/KeyStoreCheck.h"
-#include "vornctl/doctor/LogCheck.h"
 #include "vornctl/doctor/ManifestCheck.h"
 
 namespace vorn::vornctl {

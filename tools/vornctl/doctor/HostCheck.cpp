@@ -1,4 +1,4 @@
-#include "vornctl/doctor/HostCheck.h"
+#include "vornctl/doctor/Checks.h"
 
 #include "shared/base/Exceptions.h"
 #include "shared/base/Platform.h"

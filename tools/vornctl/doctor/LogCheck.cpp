@@ -1,4 +1,4 @@
-#include "vornctl/doctor/LogCheck.h"
+#include "vornctl/doctor/Checks.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>

@@ -1,4 +1,4 @@
-#include "vornctl/identities/Fitness.h"
+#include "vornctl/identities/Identities.h"
 
 #include <algorithm>
 

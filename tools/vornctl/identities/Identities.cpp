@@ -13,7 +13,6 @@
 #include "shared/base/Exceptions.h"
 #include "shared/json/jsonxx.h"
 #include "shared/text/LetterCase.h"
-#include "vornctl/identities/Fitness.h"
 #include "vornctl/identities/KeyStoreView.h"
 
 namespace vorn::vornctl {

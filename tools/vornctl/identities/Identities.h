@@ -61,4 +61,8 @@ std::string abnOfCertificates(const std::string& typed);
  */
 const IdentityReport* nearestMiss(const std::vector<IdentityReport>& reports);
 
+/** Why a certificate cannot sign, whoever asks for whomever and however its key is kept; empty when it can.
+ */
+std::vector<Fault> whyItNeverSigns(const CertificateDescription& certificate);
+
 }  // namespace vorn::vornctl

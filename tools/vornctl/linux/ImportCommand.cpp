@@ -9,7 +9,7 @@
 #include "vornctl/base/InputFile.h"
 #include "vornctl/base/Terminal.h"
 #include "vornctl/commands/Commands.h"
-#include "vornctl/identities/Fitness.h"
+#include "vornctl/identities/Identities.h"
 #include "vornctl/linux/PasswordInput.h"
 
 namespace vorn::vornctl {

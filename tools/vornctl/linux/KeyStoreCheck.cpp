@@ -1,4 +1,4 @@
-#include "vornctl/doctor/KeyStoreCheck.h"
+#include "vornctl/doctor/Checks.h"
 
 #include <unistd.h>
 
@@ -9,7 +9,6 @@
 
 #include "linux/frameworks/Security/KeyStoreReport.h"
 #include "linux/prompt/PromptProgram.h"
-#include "vornctl/identities/Fitness.h"
 #include "vornctl/identities/Identities.h"
 
 namespace vorn::vornctl {

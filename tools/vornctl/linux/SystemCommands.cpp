@@ -1,7 +1,6 @@
 #include "vornctl/commands/SystemCommands.h"
 
 #include "vornctl/commands/Commands.h"
-#include "vornctl/commands/SubcommandOptions.h"
 
 namespace vorn::vornctl {
 

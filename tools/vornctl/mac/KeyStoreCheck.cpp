@@ -1,4 +1,4 @@
-#include "vornctl/doctor/KeyStoreCheck.h"
+#include "vornctl/doctor/Checks.h"
 
 #include <algorithm>
 

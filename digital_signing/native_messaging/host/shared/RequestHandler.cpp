@@ -11,9 +11,8 @@
 #include "shared/base/IdleTimer.h"
 #include "shared/base/Logging.h"
 #include "shared/base/Signing.h"
-#include "shared/request/ErrorResponse.h"
 #include "shared/request/RequestValidation.h"
-#include "shared/request/VersionResponse.h"
+#include "shared/request/Responses.h"
 #include "shared/text/LetterCase.h"
 #include "shared/text/Utf8.h"
 

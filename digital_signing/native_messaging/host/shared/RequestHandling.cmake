@@ -7,10 +7,8 @@ add_library(host STATIC
   ${shared}/messaging/FrameAssembler.cpp
   ${shared}/messaging/MessageExchange.cpp
   ${shared}/messaging/ProtocolDescriptors.cpp
-  ${shared}/messaging/WriteAll.cpp
   ${shared}/request/AnswerParts.cpp
-  ${shared}/request/ErrorResponse.cpp
+  ${shared}/request/Responses.cpp
   ${shared}/request/RequestValidation.cpp
-  ${shared}/request/VersionResponse.cpp
   ${shared}/RequestHandler.cpp)
 target_link_libraries(host PUBLIC jsonxx requester signature_record text)

@@ -38,13 +38,13 @@
 #include "shared/xml/DocumentElements.h"
 #include "shared/xml/DocumentSerialiser.h"
 #include "shared/xml/ParsedDocument.h"
-#include "shared/xml/ParserCheck.h"
 #include "shared/xml/ParserErrors.h"
+#include "shared/xml/ParserMemory.h"
 #include "shared/xml/PartFindings.h"
 #include "shared/xml/SignatureBuilder.h"
 #include "shared/xml/SignatureElements.h"
+#include "shared/xml/SignatureProvider.h"
 #include "shared/xml/SignatureWarnings.h"
-#include "shared/xml/SignedInfoHandler.h"
 #include "shared/xml/XmlText.h"
 
 namespace vorn {

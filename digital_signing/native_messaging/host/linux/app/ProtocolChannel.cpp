@@ -7,7 +7,7 @@
 #include <cerrno>
 #include <system_error>
 
-#include "shared/messaging/WriteAll.h"
+#include "shared/messaging/ProtocolDescriptors.h"
 
 namespace vorn {
 

@@ -1,8 +1,6 @@
-#include "linux/keys/FirefoxProfiles.h"
+#include "linux/keys/KeyDatabases.h"
 
 #include <sstream>
-
-#include "linux/keys/KeyDatabases.h"
 
 namespace vorn::keys {
 namespace {

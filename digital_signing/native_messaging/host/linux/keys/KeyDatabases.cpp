@@ -11,8 +11,6 @@
 #include <map>
 #include <system_error>
 
-#include "linux/keys/FirefoxProfiles.h"
-
 namespace vorn::keys {
 namespace {
 

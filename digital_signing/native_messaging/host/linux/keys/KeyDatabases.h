@@ -1,7 +1,7 @@
 #pragma once
 
 #include <sys/types.h>
-
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -29,5 +29,14 @@ std::string textOfStoreFile(const std::filesystem::path& file);
 
 /** The files that `textOfStoreFile` refused when it last read them. */
 std::vector<StoreFault> fileFaults();
+
+struct FirefoxProfile {
+  std::string name;
+  std::filesystem::path folder;
+};
+
+/** The profiles that Firefox lists for the user, those of its snap and flatpak packages included, in its
+ * order. */
+std::vector<FirefoxProfile> firefoxProfiles();
 
 }  // namespace vorn::keys

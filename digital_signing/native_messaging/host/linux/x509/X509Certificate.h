@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <string>
 
+#include "linux/x509/Der.h"
 #include "linux/x509/X509Name.h"
 
 namespace vorn::x509 {
@@ -53,5 +54,13 @@ std::vector<std::string> emailAddresses(const Certificate& certificate);
 
 /** The text that an identity is searched by: the subject's last common name. */
 std::optional<std::string> commonName(const Certificate& certificate);
+
+/**
+ * A UTCTime or GeneralizedTime as seconds since 2001-01-01 00:00:00 UTC, negative before.
+ *
+ * A UTCTime of the years 50 to 69, which belong to neither century here, gives 0. None for any other form,
+ * fractions of a second included.
+ */
+std::optional<double> readTime(const der::Element& time);
 
 }  // namespace vorn::x509

@@ -12,7 +12,6 @@
 #include "shared/messaging/Arguments.h"
 #include "shared/messaging/MessageExchange.h"
 #include "shared/messaging/ProtocolDescriptors.h"
-#include "shared/messaging/WriteAll.h"
 
 using namespace vorn;
 

@@ -14,7 +14,7 @@
 #include "shared/base/AnswerLimit.h"
 #include "shared/base/Exceptions.h"
 #include "shared/base/IdleTimer.h"
-#include "shared/request/ErrorResponse.h"
+#include "shared/request/Responses.h"
 #include "shared/text/Utf8.h"
 
 namespace vorn {

@@ -1,6 +1,7 @@
 #include "shared/messaging/ProtocolDescriptors.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -9,6 +10,7 @@
 #include <cstdlib>
 
 #include "shared/base/Version.h"
+#include "shared/messaging/MessageExchange.h"
 
 namespace vorn {
 namespace {
@@ -54,6 +56,28 @@ void greetTerminal(int input) {
         "VORN Signing %s is a native-messaging host: a browser starts it for its extension and talks to it "
         "over standard input and output (Ctrl-D ends it).\n",
         version::kFull);
+  }
+}
+
+namespace {
+
+/** Waits for a descriptor that was set not to block, by whoever shares it with us. */
+void waitUntilWritable(int descriptor) {
+  pollfd writable{descriptor, POLLOUT, 0};
+  poll(&writable, 1, -1);
+}
+
+}  // namespace
+
+void writeAll(int descriptor, std::string_view bytes) {
+  while (!bytes.empty()) {
+    const ssize_t count = ::write(descriptor, bytes.data(), bytes.size());
+    if (count >= 0)
+      bytes.remove_prefix(static_cast<std::size_t>(count));
+    else if (errno == EAGAIN)
+      waitUntilWritable(descriptor);
+    else if (errno != EINTR)
+      throw OutputClosedException();
   }
 }
 

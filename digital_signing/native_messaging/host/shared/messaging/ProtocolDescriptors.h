@@ -1,5 +1,7 @@
 #pragma once
 
+#include <string_view>
+
 namespace vorn {
 
 /** The browser's two pipes. */
@@ -19,5 +21,11 @@ ProtocolDescriptors takeProtocolDescriptors();
 /** With a terminal on `input` no browser has started the host: tells the person there, on standard error,
  * what it is. */
 void greetTerminal(int input);
+
+/**
+ * Writes all the bytes to a descriptor, which may be set not to block, waiting as long as the reader takes.
+ * Throws OutputClosedException when the reader has gone; allocates nothing.
+ */
+void writeAll(int descriptor, std::string_view bytes);
 
 }  // namespace vorn

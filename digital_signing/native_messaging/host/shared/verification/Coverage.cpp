@@ -8,7 +8,6 @@
 #include <xercesc/dom/DOMElement.hpp>
 #include <xercesc/dom/DOMNamedNodeMap.hpp>
 
-#include "shared/xml/NodeText.h"
 #include "shared/xml/QualifiedName.h"
 #include "shared/xml/TreeWalk.h"
 #include "shared/xml/XmlText.h"

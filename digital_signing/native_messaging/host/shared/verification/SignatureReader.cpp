@@ -12,7 +12,6 @@
 
 #include "shared/base/Base64.h"
 #include "shared/verification/Fault.h"
-#include "shared/xml/NodeText.h"
 #include "shared/xml/XmlText.h"
 
 namespace vorn::verification {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <xsec/transformers/TXFMChain.hpp>
 
 namespace vorn {
 
@@ -24,6 +25,10 @@ unsigned int CanonicalBytes::readBytes(XMLByte* const toFill, const unsigned int
     run_.remove_prefix(count);
   }
   return static_cast<unsigned int>(count);
+}
+
+void ElementDigestTransform::appendTransformer(TXFMChain* chain) {
+  chain->appendTxfm(new CanonicalBytes(element_, &signature_));
 }
 
 }  // namespace vorn

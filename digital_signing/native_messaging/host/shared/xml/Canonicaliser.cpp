@@ -5,9 +5,9 @@
 #include <xercesc/dom/DOMNamedNodeMap.hpp>
 #include <xercesc/dom/DOMNode.hpp>
 
-#include "shared/xml/NodeText.h"
 #include "shared/xml/QualifiedName.h"
 #include "shared/xml/Utf8Writer.h"
+#include "shared/xml/XmlText.h"
 
 namespace vorn {
 

@@ -10,9 +10,9 @@
 #include <xercesc/framework/XMLFormatter.hpp>
 
 #include "shared/xml/InternalSubset.h"
-#include "shared/xml/NodeText.h"
 #include "shared/xml/TreeWalk.h"
 #include "shared/xml/Utf8Writer.h"
+#include "shared/xml/XmlText.h"
 
 namespace vorn {
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <xercesc/util/XercesDefs.hpp>
 
 XERCES_CPP_NAMESPACE_BEGIN
@@ -25,5 +26,11 @@ enum class NamespaceRange {
 
 /** Checks a tree that was parsed without namespace processing. One pass without recursion. */
 NamespaceFaults checkNamespaces(const xercesc::DOMElement& root, NamespaceRange range);
+
+/**
+ * Whether libxml2, and what is built on it, takes the text for a URI with a scheme: by RFC 3986, but that a
+ * port has digits, and a fragment may have brackets.
+ */
+bool isAbsoluteUri(std::u16string_view text);
 
 }  // namespace vorn

@@ -3,8 +3,8 @@
 #include <string_view>
 
 #include "shared/xml/DocumentParser.h"
-#include "shared/xml/DocumentTraits.h"
 #include "shared/xml/ParserMemory.h"
+#include "shared/xml/TreeParser.h"
 
 namespace vorn {
 

@@ -7,9 +7,9 @@
 #include <xercesc/dom/DOMElement.hpp>
 #include <xercesc/dom/DOMNamedNodeMap.hpp>
 
-#include "shared/xml/NodeText.h"
 #include "shared/xml/QualifiedName.h"
 #include "shared/xml/TreeWalk.h"
+#include "shared/xml/XmlText.h"
 
 namespace vorn {
 

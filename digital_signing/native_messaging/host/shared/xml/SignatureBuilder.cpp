@@ -16,7 +16,7 @@
 #include <xsec/enc/XSECCryptoKey.hpp>
 
 #include "shared/base/Base64.h"
-#include "shared/xml/ElementDigestTransform.h"
+#include "shared/xml/CanonicalBytes.h"
 #include "shared/xml/XmlText.h"
 
 namespace vorn {

@@ -6,7 +6,6 @@
 #include <xsec/dsig/DSIGConstants.hpp>
 
 #include "shared/xml/NamespaceScope.h"
-#include "shared/xml/NodeText.h"
 #include "shared/xml/QualifiedName.h"
 #include "shared/xml/XmlText.h"
 

@@ -1,7 +1,7 @@
 #include "Security/SecBase.h"
 
 #include "linux/frameworks/CoreFoundation/CFInternal.h"
-#include "linux/frameworks/Security/LastFailure.h"
+#include "linux/frameworks/Security/SecObjects.h"
 
 namespace vorn::frameworks {
 namespace {

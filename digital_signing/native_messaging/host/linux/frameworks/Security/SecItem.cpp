@@ -1,7 +1,6 @@
 #include "Security/SecItem.h"
 
 #include "linux/frameworks/Security/KeyProcess.h"
-#include "linux/frameworks/Security/LastFailure.h"
 #include "linux/frameworks/Security/SecObjects.h"
 
 namespace vorn::frameworks {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 
 #include "Security/SecBase.h"
 #include "Security/cssmtype.h"
@@ -83,5 +84,8 @@ class Identity final : public Object {
   const Owned<Certificate> certificate_;
   const Owned<Key> key_;
 };
+
+/** Keeps the text for SecCopyErrorMessageString; returns the status. */
+OSStatus failWith(OSStatus status, std::string text);
 
 }  // namespace vorn::frameworks

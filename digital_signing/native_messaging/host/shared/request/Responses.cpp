@@ -1,7 +1,8 @@
-#include "shared/request/VersionResponse.h"
+#include "shared/request/Responses.h"
 
 #include <sys/utsname.h>
 
+#include <cstdint>
 #include <string>
 
 #include "shared/base/Exceptions.h"
@@ -9,6 +10,16 @@
 #include "shared/base/Version.h"
 
 namespace vorn {
+
+void appendError(jsonxx::Object& response, std::uint32_t code, const std::string& message,
+                 const std::string& reason) {
+  response << "result"
+           << "error";
+  response << "error_code" << code;
+  response << "error_message" << message;
+  if (!reason.empty()) response << "error_reason" << reason;
+}
+
 namespace {
 
 // The prefix is part of the protocol on every system: pages match on it.

@@ -14,4 +14,10 @@ namespace vorn {
 void appendError(jsonxx::Object& response, std::uint32_t code, const std::string& message,
                  const std::string& reason);
 
+/**
+ * Appends the version of the host and of the system, the processor type and the folder of the installation.
+ * Throws TechnicalException when that folder cannot be told; the members before it stay.
+ */
+void appendVersion(jsonxx::Object& response);
+
 }  // namespace vorn
