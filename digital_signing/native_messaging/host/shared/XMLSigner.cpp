@@ -50,7 +50,7 @@
 namespace vorn {
 namespace {
 
-log4cplus::Logger logger = log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("XMLSigner"));
+const log4cplus::Logger logger = log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("XMLSigner"));
 
 // In bytes, of the buffer that a document is written to; it grows.
 constexpr XMLSize_t kInitialCapacity = 1023;
