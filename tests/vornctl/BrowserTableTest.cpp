@@ -5,8 +5,11 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <fstream>
+#include <regex>
 
 #include "e2e/Home.h"
+#include "vornctl/browsers/BrowserPolicies.h"
 #include "vornctl/browsers/ExtensionIds.h"
 
 namespace vorn::vornctl {
@@ -97,6 +100,61 @@ TEST(ExtensionIds, AreToldApartOrRefusedWithTheReason) {
     } catch (const BadExtensionId& e) {
       EXPECT_NE(std::string(e.what()).find(reason), std::string::npos) << e.what();
     }
+  }
+}
+
+TEST(DoctorPolicies, AreWeighedAsTheBrowserWeighsThem) {
+  const std::string id = "abcdefghijklmnopabcdefghijklmnop";
+  const std::string chromium = "etc/chromium/policies/managed/p.json";
+  const std::string firefox = "etc/firefox/policies/policies.json";
+  const struct {
+    std::string file;
+    std::string text; /**< with ID for the extension's */
+    std::string forbidding;
+    std::string before = {}; /**< of another file, which is read first */
+  } rows[] = {
+      {chromium, R"({"ExtensionInstallBlocklist": ["x"]})", "", R"({"ExtensionInstallBlocklist": ["ID"]})"},
+      {chromium, R"({"ExtensionSettings": {"x,ID,y": {"installation_mode": "removed"}}})",
+       "ExtensionSettings"},
+      {chromium, R"({"ExtensionAllowedTypes": ["theme"], "ExtensionInstallForcelist": ["ID;x"]})",
+       "ExtensionAllowedTypes"},
+      {chromium, R"({"ExtensionAllowedTypes": ["theme", "extension"]})", ""},
+      {chromium,
+       R"({"ExtensionSettings": {"*": {"allowed_types": ["theme"]}, "ID": {"installation_mode": "allowed"}}})",
+       "ExtensionSettings"},
+      {chromium, R"({"ExtensionInstallBlocklist": ["ID"], "ExtensionInstallAllowlist": ["ID"]})",
+       "ExtensionInstallBlocklist"},
+      {chromium, R"({"ExtensionInstallBlocklist": ["ID"], "ExtensionInstallForcelist": ["ID"]})", ""},
+      {chromium, R"({"ExtensionInstallBlocklist": ["*"], "ExtensionInstallAllowlist": ["ID"]})", ""},
+      {chromium,
+       R"({"ExtensionInstallBlocklist": ["ID"], "ExtensionSettings": {"ID": {"installation_mode": "allowed"}}})",
+       ""},
+      {chromium,
+       R"({"ExtensionInstallBlocklist": ["*"], "ExtensionSettings": {"*": {"installation_mode": "allowed"}}})",
+       ""},
+      {chromium,
+       R"({"ExtensionInstallAllowlist": ["ID"], "ExtensionSettings": {"*": {"installation_mode": "blocked"}}})",
+       ""},
+      {chromium,
+       R"({"ExtensionSettings": {"*": {"installation_mode": "blocked"}, "ID": {"toolbar_pin": "default"}}})",
+       "ExtensionSettings"},
+      {firefox,
+       R"({"policies": {"ExtensionSettings": {"*": {"installation_mode": "blocked"}, "ID": {"more": 1}}}})",
+       ""},
+      {firefox, R"({"policies": {"ExtensionSettings": {"*": {"installation_mode": "blocked"}}}})",
+       "ExtensionSettings"},
+  };
+  for (const auto& row : rows) {
+    const e2e::Home home;
+    fs::create_directories((home.path() / row.file).parent_path());
+    std::ofstream(home.path() / row.file) << std::regex_replace(row.text, std::regex("ID"), id);
+    const auto browsers = browsersOf(System::kLinux);
+    const auto browser = std::find_if(browsers.begin(), browsers.end(), [&row](const Browser& one) {
+      return row.file.find(one.name) != std::string::npos;
+    });
+    const BrowserPolicies policies(Places(System::kLinux, "/none", "/none", home.path()), *browser);
+    const auto source = policies.forbiddingExtension(id);
+    EXPECT_EQ(source ? source->policy : "", row.forbidding) << row.text;
   }
 }
 
