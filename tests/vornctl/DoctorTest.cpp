@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <fstream>
 #include <ostream>
-#include <regex>
 #include <sstream>
 
 #include "e2e/Token.h"
