@@ -146,7 +146,7 @@ TEST(DoctorPolicies, AreWeighedAsTheBrowserWeighsThem) {
   };
   for (const auto& row : rows) {
     const e2e::Home home;
-    std::filesystem::((home.path() / row.file).parent_path());
+    std::filesystem::create_directories((home.path() / row.file).parent_path());
     std::ofstream(home.path() / row.file) << std::regex_replace(row.text, std::regex("ID"), id);
     const auto browsers = browsersOf(System::kLinux);
     const auto browser = std::find_if(browsers.begin(), browsers.end(), [&row](const Browser& one) {

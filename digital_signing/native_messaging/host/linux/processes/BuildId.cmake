@@ -18,10 +18,11 @@ inline constexpr const char* kBuildId = "@id@";
 endif()
 
 get_directory_property(options COMPILE_OPTIONS)
+# Where the sources stand makes no other build; a folder's name may have a space.
+list(FILTER options EXCLUDE REGEX "^-f[a-z]+-prefix-map=")
 string(TOUPPER "${CMAKE_BUILD_TYPE}" type)
 set(settings "${CMAKE_PROJECT_VERSION} ${CMAKE_CXX_COMPILER_ID} ${CMAKE_CXX_COMPILER_VERSION} ${CMAKE_SYSTEM_PROCESSOR} "
   "${CMAKE_CXX_FLAGS} ${CMAKE_CXX_FLAGS_${type}} ${options}")
-# Where the sources stand makes no other build.
 string(REGEX REPLACE "-f[a-z]+-prefix-map=[^ ;]*" "" settings "${settings}")
 string(REPLACE ";" " " settings "${settings}")
 set(file ${CMAKE_CURRENT_BINARY_DIR}/generated/linux/processes/BuildId.h)
