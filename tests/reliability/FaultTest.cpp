@@ -212,6 +212,17 @@ TEST(Faults, UpgradeUnderARunningHost) {
   unsetenv("VORN_HOST");
 }
 
+TEST(Faults, ProcessForKeysThatIsKilled) {
+  Home home("main");
+  HostProcess host(home);
+  for (int kills = 0; kills < 2; ++kills) {
+    expectSigned(home, host.ask(jane().json()));
+    ASSERT_EQ(kill(host.keysId(), SIGKILL), 0);
+  }
+  expectSigned(home, host.ask(jane().json()));
+  EXPECT_EQ(home.log().find("left out"), std::string::npos) << home.log();
+}
+
 TEST(Faults, TokenThatIsRemovedAndComesBack) {
   Home home;
   const HostOptions options = installToken(home, kPin);
