@@ -14,9 +14,9 @@
 
 #include "mac/app/CFValues.h"
 #include "mac/app/DeprecatedCalls.h"
-#include "mac/app/SignatureCheck.h"
 #include "shared/base/Base64.h"
 #include "shared/base/ErrorReason.h"
+#include "shared/base/RsaCheck.h"
 #include "shared/base/SignatureAlgorithm.h"
 
 namespace vorn {

@@ -1,15 +1,15 @@
 #include "shared/verification/DocumentCheck.h"
 
-#include <openssl/err.h>
 #include <openssl/evp.h>
-#include <openssl/rsa.h>
 
-#include <memory>
+#include <cstdint>
+#include <span>
 #include <xercesc/dom/DOMDocument.hpp>
 #include <xercesc/dom/DOMElement.hpp>
 
 #include "shared/base/Exceptions.h"
 #include "shared/base/OpenSslHandle.h"
+#include "shared/base/RsaCheck.h"
 #include "shared/verification/SignatureReader.h"
 #include "shared/verification/SignerCertificate.h"
 #include "shared/xml/Canonicaliser.h"
@@ -25,7 +25,6 @@ using xercesc::DOMElement;
 using xercesc::DOMNode;
 
 using DigestContext = OpenSslHandle<EVP_MD_CTX, &EVP_MD_CTX_free>;
-using KeyContext = OpenSslHandle<EVP_PKEY_CTX, &EVP_PKEY_CTX_free>;
 
 const EVP_MD* digestOf(SignatureAlgorithm algorithm) {
   switch (algorithm) {
@@ -38,20 +37,8 @@ const EVP_MD* digestOf(SignatureAlgorithm algorithm) {
   throw TechnicalException("There is no such signature algorithm");
 }
 
-const unsigned char* bytesOf(const std::string& text) {
-  return reinterpret_cast<const unsigned char*>(text.data());
-}
-
-bool isSignatureOf(const std::string& digest, const EVP_MD* algorithm, const std::string& signature,
-                   EVP_PKEY* key) {
-  const KeyContext context(EVP_PKEY_CTX_new_from_pkey(nullptr, key, nullptr));
-  const bool valid = context && EVP_PKEY_verify_init(context.get()) == 1 &&
-                     EVP_PKEY_CTX_set_rsa_padding(context.get(), RSA_PKCS1_PADDING) == 1 &&
-                     EVP_PKEY_CTX_set_signature_md(context.get(), algorithm) == 1 &&
-                     EVP_PKEY_verify(context.get(), bytesOf(signature), signature.size(), bytesOf(digest),
-                                     digest.size()) == 1;
-  if (!valid) ERR_clear_error();
-  return valid;
+std::span<const std::uint8_t> bytesOf(const std::string& text) {
+  return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
 }
 
 void requireOnlyElement(const NamedElements& found) {
@@ -70,8 +57,8 @@ void check(const DOMElement& element, PartCheck& result) {
   if (!certificate.hasKey(fields.modulus, fields.exponent))
     throw Fault{kFormatFailure, "KeyValue and the certificate are of different keys"};
   const EVP_MD* const digest = digestOf(fields.algorithm);
-  if (!isSignatureOf(digestElement(*fields.signedInfo, nullptr, digest), digest, fields.signature,
-                     certificate.key()))
+  const std::string signedInfo = digestElement(*fields.signedInfo, nullptr, digest);
+  if (!isRsaSignature(certificate.key(), digest, bytesOf(signedInfo), bytesOf(fields.signature)))
     throw Fault{kSignatureFailure,
                 "the signature was not made with the key of the certificate in it, or has been altered"};
   if (digestElement(element, &signature, digest) != fields.digest)

@@ -1,4 +1,4 @@
-#include "mac/app/SignatureCheck.h"
+#include "shared/base/RsaCheck.h"
 
 #include <openssl/core_names.h>
 #include <openssl/err.h>
@@ -77,25 +77,25 @@ EVP_PKEY* keyFor(const RsaPublicKey& key) {
   return last.key.get();
 }
 
-bool verifies(EVP_PKEY* key, const EVP_MD* algorithm, std::span<const std::uint8_t> digest,
-              std::span<const std::uint8_t> signature) {
-  const Context context(key != nullptr ? EVP_PKEY_CTX_new_from_pkey(nullptr, key, nullptr) : nullptr);
-  return context && EVP_PKEY_verify_init(context.get()) == 1 &&
-         EVP_PKEY_CTX_set_rsa_padding(context.get(), RSA_PKCS1_PADDING) == 1 &&
-         EVP_PKEY_CTX_set_signature_md(context.get(), algorithm) == 1 &&
-         EVP_PKEY_verify(context.get(), signature.data(), signature.size(), digest.data(), digest.size()) ==
-             1;
-}
-
 }  // namespace
+
+bool isRsaSignature(EVP_PKEY* key, const EVP_MD* algorithm, std::span<const std::uint8_t> digest,
+                    std::span<const std::uint8_t> signature) {
+  const Context context(key != nullptr ? EVP_PKEY_CTX_new_from_pkey(nullptr, key, nullptr) : nullptr);
+  const bool valid =
+      context && EVP_PKEY_verify_init(context.get()) == 1 &&
+      EVP_PKEY_CTX_set_rsa_padding(context.get(), RSA_PKCS1_PADDING) == 1 &&
+      EVP_PKEY_CTX_set_signature_md(context.get(), algorithm) == 1 &&
+      EVP_PKEY_verify(context.get(), signature.data(), signature.size(), digest.data(), digest.size()) == 1;
+  // What went wrong here must not be taken for a failure of whatever uses the library next.
+  if (!valid) ERR_clear_error();
+  return valid;
+}
 
 bool isSignatureOf(std::span<const std::uint8_t> digest, XSECCryptoHash::HashType hashType,
                    std::span<const std::uint8_t> signature, const RsaPublicKey& key) {
   const EVP_MD* const algorithm = digestAlgorithm(hashType);
-  const bool valid = algorithm != nullptr && verifies(keyFor(key), algorithm, digest, signature);
-  // What went wrong here must not be taken for a failure of whatever uses the library next.
-  if (!valid) ERR_clear_error();
-  return valid;
+  return algorithm != nullptr && isRsaSignature(keyFor(key), algorithm, digest, signature);
 }
 
 }  // namespace vorn

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <openssl/types.h>
+
 #include <cstdint>
 #include <span>
 #include <xsec/enc/XSECCryptoHash.hpp>
@@ -11,6 +13,11 @@ struct RsaPublicKey {
   std::span<const std::uint8_t> modulus;
   std::span<const std::uint8_t> exponent;
 };
+
+/** Whether `signature` is the PKCS#1 v1.5 signature over `digest`, which `algorithm` has made, by the private
+ * half of `key`. Leaves no error in OpenSSL's queue. */
+bool isRsaSignature(EVP_PKEY* key, const EVP_MD* algorithm, std::span<const std::uint8_t> digest,
+                    std::span<const std::uint8_t> signature);
 
 /**
  * Whether `signature` is the PKCS#1 v1.5 signature over `digest`, a digest of kind `hashType`, by the private
