@@ -4,8 +4,8 @@
 #include <stdexcept>
 
 #include "mac/app/CFRef.h"
-#include "shared/XMLSigner.h"
 #include "shared/json/jsonxx.h"
+#include "shared/xml/XmlLibraries.h"
 #include "vornctl/base/InputFile.h"
 #include "vornctl/base/Terminal.h"
 #include "vornctl/commands/Commands.h"
@@ -174,7 +174,7 @@ class Verification {
   }
 
   int run() {
-    XMLSigner::getInstance().initialise(XMLSigner::RSA_SHA256);
+    startXmlLibraries();
     for (const std::string& file : options_.files) verify(file);
     if (options_.json) {
       jsonxx::Object answer("verdict", std::string(nameOf(worst_)));

@@ -50,7 +50,7 @@ struct VerdictRules {
 
 /**
  * Judges a document. What cannot be read is a failed document. The XML libraries have to be started:
- * XMLSigner::initialise.
+ * startXmlLibraries.
  */
 DocumentVerdict judge(const std::string& xml, const VerdictRules& rules);
 

@@ -2,10 +2,10 @@
 
 #include <optional>
 
-#include "shared/XMLSigner.h"
 #include "shared/base/Exceptions.h"
 #include "shared/xml/ParsedDocument.h"
 #include "shared/xml/ParserErrors.h"
+#include "shared/xml/XmlLibraries.h"
 
 namespace vorn::vornctl {
 namespace {
@@ -19,7 +19,7 @@ std::optional<SignatureAlgorithm> algorithmNamed(const std::string& name) {
 }  // namespace
 
 std::vector<SignatureWarning> warningsOfSigning(const std::string& xml, const std::string& algorithm) {
-  XMLSigner::getInstance().initialise(XMLSigner::RSA_SHA256);
+  startXmlLibraries();
   try {
     ParsedDocument parsed(xml);
     return warningsOf(parsed, SigningStage::kBefore, algorithmNamed(algorithm));

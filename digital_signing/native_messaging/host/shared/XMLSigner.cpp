@@ -11,9 +11,6 @@
 #include <stdexcept>
 #include <string_view>
 #include <vector>
-#include <xalanc/Include/XalanMemoryManagement.hpp>
-#include <xalanc/XPath/XPathEvaluator.hpp>
-#include <xalanc/XalanTransformer/XalanTransformer.hpp>
 #include <xercesc/dom/DOMElement.hpp>
 #include <xercesc/dom/DOMException.hpp>
 #include <xercesc/dom/DOMImplementation.hpp>
@@ -21,14 +18,10 @@
 #include <xercesc/dom/DOMLSOutput.hpp>
 #include <xercesc/framework/MemBufFormatTarget.hpp>
 #include <xercesc/util/OutOfMemoryException.hpp>
-#include <xercesc/util/PanicHandler.hpp>
-#include <xercesc/util/PlatformUtils.hpp>
 #include <xercesc/util/XMLException.hpp>
-#include <xercesc/util/XMLUni.hpp>
 #include <xsec/dsig/DSIGConstants.hpp>
 #include <xsec/enc/XSECCryptoException.hpp>
 #include <xsec/framework/XSECException.hpp>
-#include <xsec/utils/XSECPlatformUtils.hpp>
 
 #include "shared/base/Base64.h"
 #include "shared/base/Exceptions.h"
@@ -39,12 +32,11 @@
 #include "shared/xml/DocumentSerialiser.h"
 #include "shared/xml/ParsedDocument.h"
 #include "shared/xml/ParserErrors.h"
-#include "shared/xml/ParserMemory.h"
 #include "shared/xml/PartFindings.h"
 #include "shared/xml/SignatureBuilder.h"
 #include "shared/xml/SignatureElements.h"
-#include "shared/xml/SignatureProvider.h"
 #include "shared/xml/SignatureWarnings.h"
+#include "shared/xml/XmlLibraries.h"
 #include "shared/xml/XmlText.h"
 
 namespace vorn {
@@ -69,14 +61,6 @@ template <typename Exception, typename... Reason>
   LOG4CPLUS_ERROR(logger, message);
   throw Exception(message, reason...);
 }
-
-/** The library's own handler ends the process. */
-class ThrowingPanicHandler : public xercesc::PanicHandler {
- public:
-  void panic(const PanicReasons reason) override {
-    throw std::runtime_error(std::string("The XML library cannot go on: ") + getPanicReasonString(reason));
-  }
-};
 
 std::string describe(const xercesc::DOMException& e) {
   constexpr XMLSize_t kLongest = 2047;
@@ -200,22 +184,13 @@ void XMLSigner::initialise(SignatureAlgorithm algorithm) {
   try {
     if (!initialised_) {
       LOG4CPLUS_DEBUG(logger, "Initialising XML libraries");
-      static ThrowingPanicHandler panicHandler;
-      xercesc::XMLPlatformUtils::Initialize(xercesc::XMLUni::fgXercescDefaultLocale, nullptr, &panicHandler);
-      ParserMemory memory(ParserLimits::memoryFor(0));
-      requireCountedExpansions(memory);
-      xalanc::XPathEvaluator::initialize(xalanc::XalanMemMgrs::getDefaultXercesMemMgr());
-      xalanc::XalanTransformer::initialize(xalanc::XalanMemMgrs::getDefaultXercesMemMgr());
-      XSECPlatformUtils::Initialise();
+      startXmlLibraries();
       domImplementation_ = xercesc::DOMImplementationRegistry::getDOMImplementation(u"Core");
-      useOwnCanonicalSignedInfo();
       initialised_ = true;
     }
-  } catch (const xercesc::XMLException& e) {
-    fail<TechnicalException>("Caught XMLException initialising XML system libraries. Exception message = " +
-                             toUtf8(e.getMessage()));
   } catch (const BaseException& e) {
-    throw BaseException(e.code(), e.message(), e.reason());
+    LOG4CPLUS_ERROR(logger, e.message());
+    throw;
   }
   expansions_ = {};
   switch (algorithm) {
@@ -290,10 +265,7 @@ std::string XMLSigner::serialiseDocument(const xercesc::DOMDocument& document) {
 void XMLSigner::cleanup() {
   if (!initialised_) return;
   LOG4CPLUS_DEBUG(logger, "Unloading XML libraries");
-  XSECPlatformUtils::Terminate();
-  xalanc::XalanTransformer::terminate();
-  xalanc::XPathEvaluator::terminate();
-  xercesc::XMLPlatformUtils::Terminate();
+  stopXmlLibraries();
 }
 
 }  // namespace vorn

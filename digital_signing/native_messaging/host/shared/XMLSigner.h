@@ -19,7 +19,7 @@ namespace vorn {
  * CounterpartData element, one over its single RenderedData element. The key and the certificate are those of
  * the selected identity: shared/base/SigningIdentity.h.
  *
- * Owns the start of the XML libraries. One instance for the process, never deleted; one thread.
+ * Starts the XML libraries. One instance for the process, never deleted; one thread.
  */
 class XMLSigner {
  public:

@@ -41,7 +41,7 @@ using PartChecks = std::array<PartCheck, 2>;
  * it. Nothing is said of that certificate: neither who issued it nor whether it is still valid.
  *
  * Only signatures of the form that this host makes can be intact. Nothing but the document is read. The XML
- * libraries have to be started: XMLSigner::initialise.
+ * libraries have to be started: startXmlLibraries.
  */
 PartChecks checkDocument(const xercesc::DOMDocument& document);
 
