@@ -220,7 +220,7 @@ void waitUntil(const std::function<bool()>& holds) {
   EXPECT_TRUE(holds());
 }
 
-long lockedKiB(pid_t process) {
+[[maybe_unused]] long lockedKiB(pid_t process) {
   const std::string status = readFile("/proc/" + std::to_string(process) + "/status");
   return std::stol(status.substr(status.find("VmLck:") + 6));
 }
