@@ -17,7 +17,7 @@ inline constexpr const char* kSystemLog = "SystemLog";
 /** Called once, before anything is logged. */
 void setUp();
 
-/** Attaches the one appender of the host to `path`, in the place of any it had. */
+/** Has the log written to `path`, and nowhere else. */
 void configure(const std::string& path);
 
 /**
