@@ -11,6 +11,7 @@
 
 #include "shared/base/Exceptions.h"
 #include "shared/xml/ParserMemory.h"
+#include "shared/xml/XmlLibraries.h"
 #include "shared/xml/XmlText.h"
 #include "signing/Parsed.h"
 #include "signing/SigningFixture.h"

@@ -8,7 +8,6 @@
 #include <iterator>
 #include <memory>
 #include <new>
-#include <stdexcept>
 #include <string_view>
 #include <vector>
 #include <xercesc/dom/DOMElement.hpp>

@@ -102,8 +102,8 @@ SECStatus TokenLogin::run(const std::function<SECStatus(void*)>& use) {
 }
 
 std::optional<NssError> TokenLogin::logIn(const x509::Certificate& certificate) {
-  const auto refusal = withPin(
-      certificate, [this](void* context) { return PK11_Authenticate(slot_.get(), PR_TRUE, context); });
+  auto refusal = withPin(certificate,
+                         [this](void* context) { return PK11_Authenticate(slot_.get(), PR_TRUE, context); });
   isLoggedIn_ = isLoggedIn_ || !refusal;
   return refusal;
 }

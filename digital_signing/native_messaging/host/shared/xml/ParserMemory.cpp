@@ -1,14 +1,9 @@
 #include "shared/xml/ParserMemory.h"
 
 #include <cstdlib>
-#include <string_view>
-#include <xercesc/framework/MemBufInputSource.hpp>
 #include <xercesc/internal/XMLReader.hpp>
 #include <xercesc/util/OutOfMemoryException.hpp>
 #include <xercesc/util/PlatformUtils.hpp>
-
-#include "shared/base/Exceptions.h"
-#include "shared/xml/DocumentParser.h"
 
 namespace vorn {
 namespace {
@@ -56,18 +51,6 @@ xercesc::MemoryManager* ParserMemory::getExceptionMemoryManager() {
 void ParserMemory::excess(const std::string& reason) {
   if (refuse_) refuse_(reason);
   throw xercesc::OutOfMemoryException();
-}
-
-void requireCountedExpansions(ParserMemory& memory) {
-  constexpr std::string_view kDocument = "<!DOCTYPE a [<!ENTITY % e ''>%e;%e;%e;]><a/>";
-  constexpr std::size_t kExpansions = 3;
-  DocumentParser parser(memory, ExpansionBudget());
-  parser.parse(xercesc::MemBufInputSource(reinterpret_cast<const XMLByte*>(kDocument.data()),
-                                          kDocument.size(), "check", false));
-  if (memory.expansions() != kExpansions) {
-    throw TechnicalException(
-        "The XML library is not one that this program knows: what documents expand could not be bounded");
-  }
 }
 
 }  // namespace vorn

@@ -1,8 +1,12 @@
 #include "shared/xml/XmlLibraries.h"
 
+#include <stdexcept>
+#include <string>
+#include <string_view>
 #include <xalanc/Include/XalanMemoryManagement.hpp>
 #include <xalanc/XPath/XPathEvaluator.hpp>
 #include <xalanc/XalanTransformer/XalanTransformer.hpp>
+#include <xercesc/framework/MemBufInputSource.hpp>
 #include <xercesc/util/PanicHandler.hpp>
 #include <xercesc/util/PlatformUtils.hpp>
 #include <xercesc/util/XMLException.hpp>
@@ -10,6 +14,7 @@
 #include <xsec/utils/XSECPlatformUtils.hpp>
 
 #include "shared/base/Exceptions.h"
+#include "shared/xml/DocumentParser.h"
 #include "shared/xml/ParserLimits.h"
 #include "shared/xml/ParserMemory.h"
 #include "shared/xml/SignatureProvider.h"
@@ -29,6 +34,18 @@ class ThrowingPanicHandler : public xercesc::PanicHandler {
 bool isStarted = false;
 
 }  // namespace
+
+void requireCountedExpansions(ParserMemory& memory) {
+  constexpr std::string_view kDocument = "<!DOCTYPE a [<!ENTITY % e ''>%e;%e;%e;]><a/>";
+  constexpr std::size_t kExpansions = 3;
+  DocumentParser parser(memory, ExpansionBudget());
+  parser.parse(xercesc::MemBufInputSource(reinterpret_cast<const XMLByte*>(kDocument.data()),
+                                          kDocument.size(), "check", false));
+  if (memory.expansions() != kExpansions) {
+    throw TechnicalException(
+        "The XML library is not one that this program knows: what documents expand could not be bounded");
+  }
+}
 
 void startXmlLibraries() {
   if (isStarted) return;
