@@ -213,8 +213,8 @@ TEST(Faults, UpgradeUnderARunningHost) {
 }
 
 TEST(Faults, ProcessForKeysThatIsKilled) {
-  Home home("main");
-  HostProcess host(home);
+  const Home home;
+  HostProcess host(home, installToken(home, kPin));
   for (int kills = 0; kills < 2; ++kills) {
     expectSigned(home, host.ask(jane().json()));
     ASSERT_EQ(kill(host.keysId(), SIGKILL), 0);

@@ -9,7 +9,8 @@
 
 namespace vorn::vornctl {
 
-/** The name by which extensions call the host. */
+/** The name by which extensions call the host. Browsers demand small letters, digits, dots and underscores.
+ */
 inline constexpr const char* kHostName = "vorn.signing";
 
 /** The name of the manifest in any of the folders. */

@@ -38,7 +38,7 @@ class Check {
     try {
       identities = examineIdentities({});
     } catch (const KeyStoreError&) {
-      // Stores that could not be read are among the faults.
+      // Stores that could not be read are among the faults. The check of the host blames its installation.
       if (const std::string failure = frameworks::keyProcessFailure(); !failure.empty()) {
         add(Severity::kNote, code::kKeyStoreNotSearched, "the key store was not looked into: " + failure,
             "install the host again");

@@ -181,11 +181,10 @@ XMLSigner& XMLSigner::getInstance() {
 
 void XMLSigner::initialise(SignatureAlgorithm algorithm) {
   try {
-    if (!initialised_) {
+    if (domImplementation_ == nullptr) {
       LOG4CPLUS_DEBUG(logger, "Initialising XML libraries");
       startXmlLibraries();
       domImplementation_ = xercesc::DOMImplementationRegistry::getDOMImplementation(u"Core");
-      initialised_ = true;
     }
   } catch (const BaseException& e) {
     LOG4CPLUS_ERROR(logger, e.message());
@@ -262,7 +261,7 @@ std::string XMLSigner::serialiseDocument(const xercesc::DOMDocument& document) {
 }
 
 void XMLSigner::cleanup() {
-  if (!initialised_) return;
+  if (domImplementation_ == nullptr) return;
   LOG4CPLUS_DEBUG(logger, "Unloading XML libraries");
   stopXmlLibraries();
 }

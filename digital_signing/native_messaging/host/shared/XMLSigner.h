@@ -60,13 +60,12 @@ class XMLSigner {
   /** The document as UTF-8. */
   std::string serialiseDocument(const xercesc::DOMDocument& document);
 
-  bool initialised_ = false;
   std::optional<SignatureAlgorithm> algorithm_;
   ExpansionBudget expansions_;
   // The identifiers belong to the signature library.
   const XMLCh* signatureMethodURI_ = nullptr;
   const XMLCh* digestMethodURI_ = nullptr;
-  // The library's, for what serialises.
+  // The library's, for what serialises; null until the libraries are started.
   xercesc::DOMImplementation* domImplementation_ = nullptr;
 };
 

@@ -71,9 +71,10 @@ class LogFileAppender : public log4cplus::Appender {
   std::unique_ptr<LogFile> file_;
 };
 
-/** Signatures that the system's log was not told of: since `tellOfLoss`, and those it does not know to be
- * missing. */
-std::size_t lost = 0, missing = 0;
+/** Signatures that the system's log was not told of since `tellOfLoss`. */
+std::size_t lost = 0;
+/** Those of before that it does not know to be missing. */
+std::size_t missing = 0;
 
 /** Each record is a line of the system's log. */
 class SystemLogAppender : public log4cplus::Appender {
