@@ -15,7 +15,6 @@
 #include "shared/base/Exceptions.h"
 #include "shared/xml/Canonicaliser.h"
 #include "shared/xml/ParsedDocument.h"
-#include "shared/xml/ParserErrors.h"
 #include "shared/xml/XmlText.h"
 #include "signing/TestIdentity.h"
 
@@ -35,7 +34,7 @@ std::optional<std::string> sign(const std::string& base64, std::string& why) {
     require(refusal.code() == 103 || refusal.code() == 104, refusal.message().c_str());
     why = refusal.message();
   } catch (...) {
-    const std::optional<std::string> refusal = describeParserException();
+    const std::optional<std::string> refusal = parserRefusal();
     require(refusal.has_value(), "a failure that the host knows");
     why = *refusal;
   }

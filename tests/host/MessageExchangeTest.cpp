@@ -14,7 +14,6 @@
 
 #include "Bytes.h"
 #include "host/TestPlatform.h"
-#include "shared/base/AnswerLimit.h"
 #include "shared/base/Exceptions.h"
 #include "shared/base/IdleTimer.h"
 #include "shared/base/Logging.h"

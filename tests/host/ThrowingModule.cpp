@@ -31,9 +31,9 @@ void vorn::signing_session::begin(const keys::KeyProgram&) {}
 bool vorn::signing_session::isOver() {
   return false;
 }
-void vorn::signing_session::selectCertificate(const jsonxx::Object& userDetails, jsonxx::Object& response) {
+void vorn::signing_session::findSigner(const jsonxx::Object& userDetails, jsonxx::Object& response) {
   signing::selectCertificate(userDetails, response);
 }
-void vorn::signing_session::signDocuments(const jsonxx::Array&, SignatureAlgorithm, jsonxx::Object&) {
+void vorn::signing_session::signOrFindAnother(const jsonxx::Array&, SignatureAlgorithm, jsonxx::Object&) {
   throw CryptoException("of the other function");
 }

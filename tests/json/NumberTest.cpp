@@ -1,5 +1,3 @@
-#include "shared/json/JsonNumber.h"
-
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -7,6 +5,9 @@
 #include <limits>
 #include <random>
 #include <sstream>
+
+#include "shared/json/JsonReader.h"
+#include "shared/json/JsonWriter.h"
 
 namespace {
 

@@ -5,6 +5,7 @@
 
 #include "linux/frameworks/Security/KeyStoreReport.h"
 #include "security/KeyStoreHome.h"
+#include "shared/base/SignatureAlgorithm.h"
 
 namespace security_test {
 namespace {
@@ -60,7 +61,11 @@ TEST(KeyStore, SignaturesVerify) {
       CFTypeRef type;
       long bits;
     } rows[] = {
-        {"sha1", kSecDigestSHA1, 160}, {"sha256", kSecDigestSHA2, 256}, {"sha512", kSecDigestSHA2, 512}};
+#define VORN_ROW(name, method, digestUri, hash, family, bits, evp) \
+  {std::string(#evp).substr(std::string("EVP_").size()), family, bits},
+        VORN_SIGNATURE_ALGORITHMS(VORN_ROW)
+#undef VORN_ROW
+    };
     const auto key = keyOf("Jane Citizen");
     for (const auto& row : rows) {
       const auto digest = opensslOutput("dgst -binary -" + row.digest + " " + message);

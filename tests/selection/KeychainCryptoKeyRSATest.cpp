@@ -11,6 +11,7 @@
 #include <xsec/enc/XSECCryptoException.hpp>
 
 #include "selection/SelectionFixture.h"
+#include "shared/base/SignatureAlgorithm.h"
 
 using namespace vorn;
 
@@ -41,9 +42,11 @@ class SigningKey {
   }
 
   std::string sign(const std::string& digest, XSECCryptoHash::HashType hashType) const {
-    const EVP_MD* const algorithm = hashType == XSECCryptoHash::HASH_SHA1     ? EVP_sha1()
-                                    : hashType == XSECCryptoHash::HASH_SHA256 ? EVP_sha256()
-                                                                              : EVP_sha512();
+    const EVP_MD* algorithm = EVP_md5();
+#define VORN_ROW(name, method, digestUri, hash, family, bits, evp) \
+  if (hashType == XSECCryptoHash::hash) algorithm = evp();
+    VORN_SIGNATURE_ALGORITHMS(VORN_ROW)
+#undef VORN_ROW
     const std::unique_ptr<EVP_PKEY_CTX, decltype(&EVP_PKEY_CTX_free)> context(
         EVP_PKEY_CTX_new(key_.get(), nullptr), &EVP_PKEY_CTX_free);
     std::string signature(kLength, '\0');

@@ -1,4 +1,5 @@
 #include <xercesc/dom/DOM.hpp>
+#include <xercesc/util/RuntimeException.hpp>
 #include <xsec/dsig/DSIGConstants.hpp>
 #include <xsec/framework/XSECAlgorithmHandler.hpp>
 #include <xsec/framework/XSECAlgorithmMapper.hpp>
@@ -9,8 +10,10 @@
 #include <xsec/utils/XSECPlatformUtils.hpp>
 #include <xsec/utils/XSECSafeBuffer.hpp>
 
+#include "shared/base/Base64.h"
 #include "shared/base/Exceptions.h"
-#include "shared/xml/ParserMemory.h"
+#include "shared/base/SignatureAlgorithm.h"
+#include "shared/xml/ParserLimits.h"
 #include "shared/xml/XmlLibraries.h"
 #include "shared/xml/XmlText.h"
 #include "signing/Parsed.h"
@@ -51,8 +54,9 @@ TEST_F(Library, WhichHandsOverNoElementToSignIsRefused) {
   std::unique_ptr<TXFMChain> chains[] = {std::make_unique<TXFMChain>(new TXFMDocObject(&document)),
                                          handedOver(),
                                          handedOver(document.getDocumentElement()->getFirstChild())};
-  for (const XMLCh* uri : {DSIGConstants::s_unicodeStrURIRSA_SHA1, DSIGConstants::s_unicodeStrURIRSA_SHA256,
-                           DSIGConstants::s_unicodeStrURIRSA_SHA512}) {
+#define VORN_ROW(name, method, ...) DSIGConstants::method,
+  for (const XMLCh* uri : {VORN_SIGNATURE_ALGORITHMS(VORN_ROW)}) {
+#undef VORN_ROW
     const XSECAlgorithmHandler* handler = XSECPlatformUtils::g_algorithmMapper->mapURIToHandler(uri);
     for (const auto& chain : chains) {
       safeBuffer result;
@@ -64,6 +68,27 @@ TEST_F(Library, WhichHandsOverNoElementToSignIsRefused) {
       }
     }
   }
+}
+
+/** The library's memory, which fails with an exception of the library as long as it lives. */
+class FailingMemory : public xercesc::MemoryManager {
+ public:
+  FailingMemory() { xercesc::XMLPlatformUtils::fgMemoryManager = this; }
+  ~FailingMemory() override { xercesc::XMLPlatformUtils::fgMemoryManager = former_; }
+  void* allocate(XMLSize_t) override {
+    throw xercesc::RuntimeException("", 0, xercesc::XMLExcepts::CPtr_PointerIsZero, former_);
+  }
+  void deallocate(void* memory) override { former_->deallocate(memory); }
+  xercesc::MemoryManager* getExceptionMemoryManager() override { return former_; }
+
+ private:
+  xercesc::MemoryManager* const former_ = xercesc::XMLPlatformUtils::fgMemoryManager;
+};
+
+TEST_F(Library, WhichFailsBeforeItParsesIsAFaultOfTheDocument) {
+  const FailingMemory memory;
+  EXPECT_EQ(refusalOf(toBase64("<a/>")),
+            "103 Caught XMLException parsing request XML data. Exception message = NULL pointer");
 }
 
 }  // namespace

@@ -9,7 +9,7 @@
 #include "shared/XMLSigner.h"
 #include "shared/base/Base64.h"
 #include "shared/base/Exceptions.h"
-#include "shared/xml/ParserErrors.h"
+#include "shared/xml/ParsedDocument.h"
 #include "signing/TestIdentity.h"
 
 using namespace vorn;
@@ -27,7 +27,7 @@ std::string refusalOf(const std::string& base64) {
   } catch (const BaseException& e) {
     return std::to_string(e.code()) + " " + e.message();
   } catch (...) {
-    return "103 " + describeParserException().value_or("not an exception of the parser");
+    return "103 " + parserRefusal().value_or("not an exception of the parser");
   }
 }
 

@@ -7,7 +7,6 @@
 #include "mac/app/CFValues.h"
 #include "mac/app/CertificateDetails.h"
 #include "mac/app/CertificateMatching.h"
-#include "mac/app/CertificateValues.h"
 #include "mac/app/DeprecatedCalls.h"
 
 namespace vorn::vornctl {

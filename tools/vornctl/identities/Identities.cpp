@@ -9,7 +9,6 @@
 #include "mac/app/CertificateDetails.h"
 #include "mac/app/CertificateMatching.h"
 #include "mac/app/CertificateSelection.h"
-#include "mac/app/CertificateValues.h"
 #include "shared/base/Exceptions.h"
 #include "shared/json/jsonxx.h"
 #include "shared/text/LetterCase.h"

@@ -18,7 +18,7 @@ namespace vorn::vornctl {
 namespace {
 
 namespace fs = std::filesystem;
-using verification::Fault;
+using verification::Objection;
 
 using Certificate = OpenSslHandle<X509, &X509_free>;
 using Bio = OpenSslHandle<BIO, &BIO_free>;
@@ -137,13 +137,14 @@ Certificates chainOf(X509_STORE_CTX* context) {
 }
 
 /** What OpenSSL does not look at in the authorities between the signer and the one who is trusted. */
-std::optional<Fault> faultOfAuthorities(const Certificates& chain) {
+std::optional<Objection> faultOfAuthorities(const Certificates& chain) {
   for (std::size_t i = 1; i + 1 < chain.size(); ++i) {
     const Certificate authority = readDer(chain[i]);
     if (!verification::isWellFormed(*authority, chain[i]))
-      return Fault{kGeneralFailure, "the certificate of an authority is not written as the standard has it"};
+      return Objection{kGeneralFailure,
+                       "the certificate of an authority is not written as the standard has it"};
     if (!verification::isForPersons(*authority))
-      return Fault{kConstraints, "the certificate of an authority is to vouch for others than persons"};
+      return Objection{kConstraints, "the certificate of an authority is to vouch for others than persons"};
   }
   return std::nullopt;
 }
@@ -177,13 +178,13 @@ ChainResult buildChain(const std::string& certificate, const Authorities& author
     return {.chain = std::move(chain), .weakKeyBits = weakKeyBits};
   }
   if (codeOf(error) == kNoChain) {
-    return {.fault = Fault{kNoChain,
-                           "nobody who is trusted vouches for the signer's certificate; --trusted "
-                           "names further authorities"}};
+    return {.fault = Objection{kNoChain,
+                               "nobody who is trusted vouches for the signer's certificate; --trusted "
+                               "names further authorities"}};
   }
   const int depth = X509_STORE_CTX_get_error_depth(context.get());
   const std::string where = depth == 0 ? "the signer's certificate" : "the certificate of an authority";
-  return {.fault = Fault{codeOf(error), where + ": " + X509_verify_cert_error_string(error)},
+  return {.fault = Objection{codeOf(error), where + ": " + X509_verify_cert_error_string(error)},
           .isBySomebodyElse = error == X509_V_ERR_CERT_SIGNATURE_FAILURE};
 }
 
@@ -245,7 +246,7 @@ ChainResult checkChain(const std::string& certificate, const Authorities& author
   };
   if (isProhibited(certificate) || std::any_of(result.chain.begin(), result.chain.end(), isProhibited) ||
       leadsTo(authorities.prohibited))
-    return {.fault = Fault{kProhibited, "the key store prohibits a certificate of the chain"}};
+    return {.fault = Objection{kProhibited, "the key store prohibits a certificate of the chain"}};
   if (leadsTo(authorities.forOtherPurposes))
     result.fault->message = "the key store trusts the authority to vouch for web sites, but not for persons";
   return result;

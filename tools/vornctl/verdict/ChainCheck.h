@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "shared/verification/Fault.h"
+#include "shared/verification/Objection.h"
 
 namespace vorn::vornctl {
 
@@ -35,7 +35,7 @@ Authorities authoritiesOfKeyStore();
 void addTrusted(const std::filesystem::path& path, Authorities& authorities);
 
 struct ChainResult {
-  std::optional<verification::Fault> fault = {}; /**< none: the chain leads to one who is trusted */
+  std::optional<verification::Objection> fault = {}; /**< none: the chain leads to one who is trusted */
   Certificates chain = {};       /**< from the signer's to the trusted one; empty with a fault */
   int weakKeyBits = 0;           /**< of an authority's key that is weak; 0 when none of the chain is */
   bool isBySomebodyElse = false; /**< the fault: a namesake of the authority did not sign the certificate */

@@ -7,9 +7,8 @@
 #include "shared/base/Exceptions.h"
 #include "shared/text/LetterCase.h"
 #include "shared/verification/DocumentCheck.h"
+#include "shared/xml/Namespaces.h"
 #include "shared/xml/ParsedDocument.h"
-#include "shared/xml/ParserErrors.h"
-#include "shared/xml/QualifiedName.h"
 #include "shared/xml/SignatureWarnings.h"
 #include "shared/xml/XmlText.h"
 
@@ -151,17 +150,14 @@ const char* nameOf(Indication indication) {
   }
 }
 
-DocumentVerdict judge(const std::string& xml, const VerdictRules& rules) try {
-  ParsedDocument parsed(xml);
-  return Judgement(rules).of(parsed);
-} catch (const XMLDataParsingException& e) {
-  return Judgement(rules).ofUnreadable(e.message());
-} catch (const InvalidXMLDataException& e) {
-  return Judgement(rules).ofUnreadable(e.message());
-} catch (...) {
-  const auto description = describeParserException();
-  if (!description) throw;
-  return Judgement(rules).ofUnreadable(*description);
+DocumentVerdict judge(const std::string& xml, const VerdictRules& rules) {
+  DocumentVerdict verdict;
+  const std::optional<std::string> refusal = refusalOf([&] {
+    ParsedDocument parsed(xml);
+    verdict = Judgement(rules).of(parsed);
+  });
+  if (refusal) verdict = Judgement(rules).ofUnreadable(*refusal);
+  return verdict;
 }
 
 }  // namespace vorn::vornctl

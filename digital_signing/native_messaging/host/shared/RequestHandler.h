@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 
@@ -8,6 +9,13 @@
 #include "shared/request/AnswerParts.h"
 
 namespace vorn {
+
+/**
+ * Appends "result": "error", "error_code" and "error_message" to an answer, and "error_reason" unless the
+ * reason is empty; what it holds already stays.
+ */
+void appendError(jsonxx::Object& response, std::uint32_t code, const std::string& message,
+                 const std::string& reason);
 
 /** Turns the text of one request into one answer. Made for each message and dropped after it. */
 class RequestHandler {

@@ -2,13 +2,9 @@
 set(shared ${CMAKE_CURRENT_LIST_DIR})
 add_library(requester STATIC ${shared}/base/Requester.cpp)
 add_library(host STATIC
-  ${shared}/base/IdleTimer.cpp
-  ${shared}/messaging/Arguments.cpp
   ${shared}/messaging/FrameAssembler.cpp
   ${shared}/messaging/MessageExchange.cpp
   ${shared}/messaging/ProtocolDescriptors.cpp
   ${shared}/request/AnswerParts.cpp
-  ${shared}/request/Responses.cpp
-  ${shared}/request/RequestValidation.cpp
   ${shared}/RequestHandler.cpp)
 target_link_libraries(host PUBLIC jsonxx requester signature_record text)

@@ -12,7 +12,6 @@
 #include <vector>
 #include <xercesc/dom/DOMElement.hpp>
 #include <xercesc/dom/DOMException.hpp>
-#include <xercesc/dom/DOMImplementation.hpp>
 #include <xercesc/dom/DOMImplementationRegistry.hpp>
 #include <xercesc/dom/DOMLSOutput.hpp>
 #include <xercesc/framework/MemBufFormatTarget.hpp>
@@ -30,10 +29,7 @@
 #include "shared/xml/DocumentElements.h"
 #include "shared/xml/DocumentSerialiser.h"
 #include "shared/xml/ParsedDocument.h"
-#include "shared/xml/ParserErrors.h"
-#include "shared/xml/PartFindings.h"
 #include "shared/xml/SignatureBuilder.h"
-#include "shared/xml/SignatureElements.h"
 #include "shared/xml/SignatureWarnings.h"
 #include "shared/xml/XmlLibraries.h"
 #include "shared/xml/XmlText.h"
@@ -71,10 +67,9 @@ std::string describe(const xercesc::DOMException& e) {
 ParsedDocument parse(std::string_view xml, ExpansionBudget& expansions) {
   try {
     return ParsedDocument(xml, expansions);
-  } catch (const XMLDataParsingException& e) {
-    fail<XMLDataParsingException>(e.message());
-  } catch (const InvalidXMLDataException& e) {
-    fail<InvalidXMLDataException>(e.message());
+  } catch (const BaseException& e) {
+    LOG4CPLUS_ERROR(logger, e.message());
+    throw;
   } catch (const xercesc::XMLException& e) {
     fail<XMLDataParsingException>("Caught XMLException parsing request XML data. Exception message = " +
                                   toUtf8(e.getMessage()));
@@ -109,37 +104,32 @@ void requireRoomForSignatures(const ParsedDocument& parsed) {
       parsed.nameCount() + std::size(kElementsOfSignature) + std::size(kAttributesOfSignature);
   if (names > ParserLimits::kMaximumNames) {
     index.forEach([&names](std::u16string_view name, const NamedElements&) {
-      names -= static_cast<std::size_t>(
-          std::count(std::begin(kElementsOfSignature), std::end(kElementsOfSignature), name) +
-          std::count(std::begin(kAttributesOfSignature), std::end(kAttributesOfSignature), name));
+      if (isNamed(kElementsOfSignature, name) || isNamed(kAttributesOfSignature, name)) --names;
     });
   }
   if (names > ParserLimits::kMaximumNames) fail<XMLDataParsingException>("The document has too many names");
-  for (const char* part : {"CounterpartData", "RenderedData"}) {
+  for (const char* part : kSignedElements) {
     const NamedElements found = index.find(part);
     if (found.count == 1 && levelOf(*found.first) + kLevelsOfSignature > ParserLimits::kMaximumElementDepth)
       fail<InvalidXMLDataException>("Request XML data is invalid. Elements are nested too deeply");
   }
 }
 
-std::string digestOf(const xercesc::DOMDocument& document) {
+std::string digestOfWhole(const xercesc::DOMDocument& document) {
   return verification::digestElement(*document.getDocumentElement(), nullptr, EVP_sha256());
 }
 
 /** That who reads what is handed out sees what was signed. */
 void requireReadsAs(const std::string& digest, const std::string& signedXml) {
-  std::string fault = "it reads differently";
-  try {
+  bool isSame = false;
+  const std::optional<std::string> refusal = refusalOf([&] {
     ParsedDocument parsed(signedXml);
-    if (digestOf(parsed.document()) == digest) return;
-  } catch (const BaseException& e) {
-    fault = e.message();
-  } catch (...) {
-    const auto description = describeParserException();
-    if (!description) throw;
-    fault = *description;
+    isSame = digestOfWhole(parsed.document()) == digest;
+  });
+  if (!isSame) {
+    fail<CryptoException>("The signed document does not verify: " + refusal.value_or("it reads differently"),
+                          reason::kDocumentInvalid);
   }
-  fail<CryptoException>("The signed document does not verify: " + fault, reason::kDocumentInvalid);
 }
 
 /**
@@ -206,14 +196,14 @@ void XMLSigner::initialise(SignatureAlgorithm algorithm) {
 std::string XMLSigner::sign(const std::string& base64Xml) {
   LOG4CPLUS_INFO(logger, "Signing XML data");
   std::string digest;
-  const std::string signedXml = signDocument(base64Xml, digest);
+  const std::string signedXml = makeSignedXml(base64Xml, digest);
   if (!digest.empty()) requireReadsAs(digest, signedXml);
   LOG4CPLUS_DEBUG(logger, "Signed XML = " << signedXml);
   return toBase64(signedXml);
 }
 
 /** All that the document takes is given back at the end; the result is encoded after that. */
-std::string XMLSigner::signDocument(const std::string& base64Xml, std::string& digest) {
+std::string XMLSigner::makeSignedXml(const std::string& base64Xml, std::string& digest) {
   ParsedDocument parsed = [this, &base64Xml] {
     const auto xml = fromBase64(base64Xml);
     if (!xml) fail<XMLDataParsingException>("Request XML data is not valid base64");
@@ -222,11 +212,10 @@ std::string XMLSigner::signDocument(const std::string& base64Xml, std::string& d
   }();
   const std::vector<SignatureWarning> warnings = warningsOf(parsed, SigningStage::kBefore, algorithm_);
   requireRoomForSignatures(parsed);
-  generateSignature(parsed.document(), "CounterpartData");
-  generateSignature(parsed.document(), "RenderedData");
+  for (const char* element : kSignedElements) generateSignature(parsed.document(), element);
   for (const SignatureWarning& warning : warnings) logWarning(warning);
   LOG4CPLUS_INFO(logger, "Finished signing XML");
-  if (mayReadDifferently(parsed.document())) digest = digestOf(parsed.document());
+  if (mayReadDifferently(parsed.document())) digest = digestOfWhole(parsed.document());
   return serialiseDocument(parsed.document());
 }
 
@@ -240,14 +229,9 @@ void XMLSigner::generateSignature(xercesc::DOMDocument& document, const std::str
   reportingAs("during signature loading", [&] {
     if (signatureMethodURI_ == nullptr)
       throw XSECException(XSECException::AlgorithmMapperError, "No signature algorithm has been selected");
-    SignatureBuilder builder(document, element, elementName);
-    builder.addSignature(signatureMethodURI_, digestMethodURI_);
-    builder.setSigningKey(std::move(signer.key));
-    const std::string exponent = signer.publicHalf.getExponentBase64();
-    const std::string modulus = signer.publicHalf.getModulusBase64();
-    builder.addKeyInfo(modulus, exponent, signing_identity::encodedCertificate());
-    builder.sign();
-    signature_record::add(elementName, builder.digest());
+    const std::string digest = buildSignature(element, elementName, signatureMethodURI_, digestMethodURI_,
+                                              std::move(signer), signing_identity::encodedCertificate());
+    signature_record::add(elementName, digest);
   });
 }
 

@@ -2,15 +2,11 @@
 
 #include <optional>
 #include <string>
-#include <xercesc/util/XercesDefs.hpp>
+#include <xercesc/dom/DOMDocument.hpp>
+#include <xercesc/dom/DOMImplementation.hpp>
 
 #include "shared/base/SignatureAlgorithm.h"
 #include "shared/xml/ParserLimits.h"
-
-XERCES_CPP_NAMESPACE_BEGIN
-class DOMDocument;
-class DOMImplementation;
-XERCES_CPP_NAMESPACE_END
 
 namespace vorn {
 
@@ -42,7 +38,7 @@ class XMLSigner {
   /**
    * Takes and returns base64. Throws XMLDataParsingException, InvalidXMLDataException and
    * CryptoException, and passes on the parser's SAX exceptions for documents that are not
-   * well-formed: see describeParserException.
+   * well-formed: see parserRefusal.
    */
   std::string sign(const std::string& base64Xml);
 
@@ -54,7 +50,7 @@ class XMLSigner {
 
   /** `digest` is that of the whole document where others could read another one; then it has to be looked at.
    */
-  std::string signDocument(const std::string& base64Xml, std::string& digest);
+  std::string makeSignedXml(const std::string& base64Xml, std::string& digest);
   /** Adds the signature of the only element with the name. */
   void generateSignature(xercesc::DOMDocument& document, const std::string& elementName);
   /** The document as UTF-8. */

@@ -115,11 +115,11 @@ bool isSigningOver() {
 namespace signing {
 
 void selectCertificate(const jsonxx::Object& userDetails, jsonxx::Object& response) {
-  report(module().selectCertificate(userDetails, response));
+  report(module().select(userDetails, response));
 }
 
 void signDocuments(const jsonxx::Array& xmlData, SignatureAlgorithm algorithm, jsonxx::Object& response) {
-  report(module().signDocuments(xmlData, algorithm, response));
+  report(module().sign(xmlData, algorithm, response));
 }
 
 }  // namespace signing

@@ -33,9 +33,9 @@ struct SigningModule {
   const char* build;  // the same as the host's, or the module is refused and nothing behind this is read
   /** Called first, with the process for keys, which was started meanwhile. */
   void (*begin)(const requester::Ends& ends, const keys::KeyProgram& keys) noexcept;
-  SigningFailure (*selectCertificate)(const jsonxx::Object& userDetails, jsonxx::Object& response) noexcept;
-  SigningFailure (*signDocuments)(const jsonxx::Array& xmlData, SignatureAlgorithm algorithm,
-                                  jsonxx::Object& response) noexcept;
+  SigningFailure (*select)(const jsonxx::Object& userDetails, jsonxx::Object& response) noexcept;
+  SigningFailure (*sign)(const jsonxx::Array& xmlData, SignatureAlgorithm algorithm,
+                         jsonxx::Object& response) noexcept;
 };
 
 /** Opens the files beside the host's own that it starts and loads later: what takes their place meanwhile, in

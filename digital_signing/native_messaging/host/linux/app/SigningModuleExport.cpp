@@ -47,18 +47,18 @@ void begin(const requester::Ends& ends, const keys::KeyProgram& keys) noexcept {
   signing_session::begin(keys);
 }
 
-SigningFailure selectCertificate(const jsonxx::Object& userDetails, jsonxx::Object& response) noexcept {
-  return guarded([&] { signing_session::selectCertificate(userDetails, response); });
+SigningFailure select(const jsonxx::Object& userDetails, jsonxx::Object& response) noexcept {
+  return guarded([&] { signing_session::findSigner(userDetails, response); });
 }
 
-SigningFailure signDocuments(const jsonxx::Array& xmlData, SignatureAlgorithm algorithm,
-                             jsonxx::Object& response) noexcept {
-  return guarded([&] { signing_session::signDocuments(xmlData, algorithm, response); });
+SigningFailure sign(const jsonxx::Array& xmlData, SignatureAlgorithm algorithm,
+                    jsonxx::Object& response) noexcept {
+  return guarded([&] { signing_session::signOrFindAnother(xmlData, algorithm, response); });
 }
 
 }  // namespace
 
 extern "C" __attribute__((visibility("default")))
-const SigningModule vornSigningModule = {kBuildId, &begin, &selectCertificate, &signDocuments};
+const SigningModule vornSigningModule = {kBuildId, &begin, &select, &sign};
 
 }  // namespace vorn

@@ -96,14 +96,14 @@ void begin(const keys::KeyProgram& keys) {
   KeyProcess::instance().abandonWhen(&isBrowserGone);
 }
 
-void selectCertificate(const jsonxx::Object& userDetails, jsonxx::Object& response) {
+void findSigner(const jsonxx::Object& userDetails, jsonxx::Object& response) {
   KeyProcess::instance().tryAllModules();
   logged.clear();
   lastUser = userDetails;
   unlessAbandoned([&] { select(userDetails, response); });
 }
 
-void signDocuments(const jsonxx::Array& xmlData, SignatureAlgorithm algorithm, jsonxx::Object& response) {
+void signOrFindAnother(const jsonxx::Array& xmlData, SignatureAlgorithm algorithm, jsonxx::Object& response) {
   const Request request(xmlData.size());
   unlessAbandoned([&] {
     while (true) {

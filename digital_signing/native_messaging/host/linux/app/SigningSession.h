@@ -17,12 +17,12 @@ bool isOver();
  * and a module had to be left alone it throws TechnicalException, with the name of that;
  * RequesterGoneException when the browser has gone meanwhile.
  */
-void selectCertificate(const jsonxx::Object& userDetails, jsonxx::Object& response);
+void findSigner(const jsonxx::Object& userDetails, jsonxx::Object& response);
 
 /**
  * signing::signDocuments, with a person to ask for the key's PIN. When the key's module fails in the midst of
  * it another identity that fits signs, if there is one; otherwise it ends as above.
  */
-void signDocuments(const jsonxx::Array& xmlData, SignatureAlgorithm algorithm, jsonxx::Object& response);
+void signOrFindAnother(const jsonxx::Array& xmlData, SignatureAlgorithm algorithm, jsonxx::Object& response);
 
 }  // namespace vorn::signing_session

@@ -14,7 +14,7 @@
 #include "linux/processes/CallMark.h"
 #include "linux/prompt/CancelPause.h"
 #include "linux/prompt/PromptLog.h"
-#include "shared/base/ErrorReason.h"
+#include "shared/base/Exceptions.h"
 
 namespace vorn::keys {
 namespace {

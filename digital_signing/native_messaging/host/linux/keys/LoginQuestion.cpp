@@ -5,7 +5,7 @@
 #include <cstdio>
 
 #include "Security/SecBase.h"
-#include "shared/base/ErrorReason.h"
+#include "shared/base/Exceptions.h"
 
 namespace vorn::keys {
 namespace {

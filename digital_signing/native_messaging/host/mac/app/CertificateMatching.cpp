@@ -9,7 +9,7 @@
 
 #include "mac/app/CFRef.h"
 #include "mac/app/CFValues.h"
-#include "mac/app/CertificateValues.h"
+#include "mac/app/CertificateDetails.h"
 #include "shared/text/LetterCase.h"
 
 namespace vorn {

@@ -21,6 +21,8 @@ struct SelectionCriteria {
   std::string email;
   std::string abn;
   std::vector<std::string> akis; /**< in lower case, sorted by byte value */
+
+  bool operator==(const SelectionCriteria&) const = default;
 };
 
 /** Whether one of the certificate's addresses, in lower case, is `email`, which is in lower case. */

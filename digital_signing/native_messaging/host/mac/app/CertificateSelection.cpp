@@ -10,7 +10,6 @@
 
 #include "mac/app/CFValues.h"
 #include "mac/app/CertificateDetails.h"
-#include "mac/app/CertificateValues.h"
 #include "shared/base/Exceptions.h"
 #include "shared/json/jsonxx.h"
 #include "shared/text/LetterCase.h"
@@ -88,7 +87,9 @@ CertificateSelection& CertificateSelection::getInstance() {
 
 void CertificateSelection::initialise(const jsonxx::Object& userDetails) {
   SelectionCriteria criteria = readCriteria(userDetails);
-  if (isSelectedBy(criteria)) {
+  // The kept address is in lower case, the request's is as received: one with a capital always searches
+  // again.
+  if (criteria == criteria_) {
     LOG4CPLUS_INFO(logger, "Using existing signing certificate");
     return;
   }
@@ -96,20 +97,7 @@ void CertificateSelection::initialise(const jsonxx::Object& userDetails) {
   criteria.email = asciiLowerCase(criteria.email);
   const CFRef<CFTypeRef> identities = findIdentities(criteria.name);
   search(ofType<CFArrayRef>(identities.get(), CFArrayGetTypeID()), criteria);
-
-  requestName_ = std::move(criteria.name);
-  requestEmail_ = std::move(criteria.email);
-  requestABN_ = std::move(criteria.abn);
-  requestAKIs_ = std::move(criteria.akis);
-}
-
-/**
- * The stored address is in lower case, the request's is as received: one
- * with a capital always searches again.
- */
-bool CertificateSelection::isSelectedBy(const SelectionCriteria& criteria) const {
-  return criteria.name == requestName_ && criteria.email == requestEmail_ && criteria.abn == requestABN_ &&
-         criteria.akis == requestAKIs_;
+  criteria_ = std::move(criteria);
 }
 
 /**
@@ -187,10 +175,7 @@ bool CertificateSelection::isExpired() const {
 }
 
 void CertificateSelection::reset() {
-  requestName_.clear();
-  requestEmail_.clear();
-  requestABN_.clear();
-  requestAKIs_.clear();
+  criteria_ = {};
   certificate_.reset();
   privateKey_.reset();
   clearDetails();

@@ -4,7 +4,6 @@
 #include <Security/Security.h>
 
 #include <string>
-#include <vector>
 
 #include "mac/app/CFRef.h"
 #include "mac/app/CertificateMatching.h"
@@ -63,7 +62,6 @@ class CertificateSelection {
   CertificateSelection() = default;
   ~CertificateSelection() = default;
 
-  bool isSelectedBy(const SelectionCriteria& criteria) const;
   void search(CFArrayRef identities, const SelectionCriteria& criteria);
   void consider(SecIdentityRef identity, CFIndex index, const SelectionCriteria& criteria,
                 std::string& serial);
@@ -71,10 +69,7 @@ class CertificateSelection {
                    const std::string& serial);
   void clearDetails();
 
-  std::string requestName_;
-  std::string requestEmail_;
-  std::string requestABN_;
-  std::vector<std::string> requestAKIs_;
+  SelectionCriteria criteria_;  // of the last search, the address in lower case
   CFRef<SecCertificateRef> certificate_;
   CFRef<SecKeyRef> privateKey_;
   std::string encodedCertificate_;

@@ -15,9 +15,8 @@
 #include "mac/app/CFValues.h"
 #include "mac/app/DeprecatedCalls.h"
 #include "shared/base/Base64.h"
-#include "shared/base/ErrorReason.h"
+#include "shared/base/Exceptions.h"
 #include "shared/base/RsaCheck.h"
-#include "shared/base/SignatureAlgorithm.h"
 
 namespace vorn {
 namespace {
@@ -33,11 +32,6 @@ constexpr auto kProviderName = [] {
   std::copy(std::begin(kText), std::end(kText), name.begin());
   return name;
 }();
-
-[[noreturn]] void failUnsupported(const std::string& operation) {
-  throw XSECCryptoException(XSECCryptoException::UnsupportedError,
-                            ("KeychainCryptoKeyRSA::" + operation + "() is not implemented").c_str());
-}
 
 [[noreturn]] void fail(const std::string& message, const std::string& reason = reason::kKeyFailed) {
   throw KeyRefusedException("KeychainCryptoKeyRSA - " + message, reason);
@@ -94,7 +88,7 @@ struct Digest {
 };
 
 /** Only the digests that a request can ask for; for others the key store has the word. */
-Digest digestOf(XSECCryptoHash::HashType hashType) {
+Digest keyStoreDigest(XSECCryptoHash::HashType hashType) {
   switch (hashType) {
 #define VORN_ROW(name, method, digest, hash, family, bits, evp) \
   case XSECCryptoHash::hash:                                    \
@@ -120,7 +114,7 @@ CFRef<CFDataRef> signDigest(SecKeyRef privateKey, const unsigned char* hash, uns
   setAttribute(signer.get(), kSecInputIsAttributeName, kSecInputIsDigest,
                "Failed to configure input type of signer. ");
   setAttribute(signer.get(), kSecPaddingKey, kSecPaddingPKCS1Key, "Failed to configure padding of signer. ");
-  const Digest digest = digestOf(hashType);
+  const Digest digest = keyStoreDigest(hashType);
   setAttribute(signer.get(), kSecDigestTypeAttribute, digest.type,
                "Failed to configure digest type of signer. ");
   const auto bits =
@@ -142,17 +136,14 @@ CFRef<CFDataRef> encodeSignature(CFDataRef signature) {
   return execute(encoder.get(), "Failed to Base64 encode signature data. ");
 }
 
-std::span<const UInt8> contentsOf(CFDataRef data) {
-  return {CFDataGetBytePtr(data), static_cast<std::size_t>(CFDataGetLength(data))};
+std::string_view contentsOf(CFDataRef data) {
+  return {reinterpret_cast<const char*>(CFDataGetBytePtr(data)),
+          static_cast<std::size_t>(CFDataGetLength(data))};
 }
 
-std::span<const UInt8> publicNumber(const CFRef<CFDataRef>& number) {
+std::string_view publicNumber(const CFRef<CFDataRef>& number) {
   if (!number) fail("The certificate's public key cannot be read as an RSA key");
   return contentsOf(number.get());
-}
-
-std::string base64Text(std::span<const UInt8> number) {
-  return toBase64({reinterpret_cast<const char*>(number.data()), number.size()});
 }
 
 /** The contents of the DER integer at `position`, which moves behind it; empty when it is none. */
@@ -179,21 +170,17 @@ KeychainCryptoKeyRSA::KeychainCryptoKeyRSA(SecCertificateRef certificate, SecKey
     readPublicKey({key->KeyData.Data, key->KeyData.Length});
 }
 
+void KeychainCryptoKeyRSA::failUnsupported(const std::string& operation) {
+  throw XSECCryptoException(XSECCryptoException::UnsupportedError,
+                            ("KeychainCryptoKeyRSA::" + operation + "() is not implemented").c_str());
+}
+
 XSECCryptoKey::KeyType KeychainCryptoKeyRSA::getKeyType() const {
   return privateKey_ != nullptr ? XSECCryptoKey::KEY_RSA_PRIVATE : XSECCryptoKey::KEY_NONE;
 }
 
 const XMLCh* KeychainCryptoKeyRSA::getProviderName() const {
   return kProviderName.data();
-}
-
-XSECCryptoKey* KeychainCryptoKeyRSA::clone() const {
-  failUnsupported("clone");
-}
-
-bool KeychainCryptoKeyRSA::verifySHA1PKCS1Base64Signature(const unsigned char*, unsigned int, const char*,
-                                                          unsigned int, XSECCryptoHash::HashType) const {
-  failUnsupported("verifySHA1PKCS1Base64Signature");
 }
 
 unsigned int KeychainCryptoKeyRSA::signSHA1PKCS1Base64Signature(unsigned char* hashBuf, unsigned int hashLen,
@@ -204,8 +191,9 @@ unsigned int KeychainCryptoKeyRSA::signSHA1PKCS1Base64Signature(unsigned char* h
   if (!signature) fail("Signature is null. ");
   // A key that does not belong to the certificate, or a token out of order,
   // would else be noticed by the receiver.
-  if (!isSignatureOf({hashBuf, hashLen}, hashType, contentsOf(signature.get()),
-                     {publicNumber(modulus_), publicNumber(exponent_)}))
+  const std::string_view digest(reinterpret_cast<const char*>(hashBuf), hashLen);
+  if (!isRsaSignature({publicNumber(modulus_), publicNumber(exponent_)}, hashType, digest,
+                      contentsOf(signature.get())))
     fail("Signature does not verify with the certificate's public key");
   const CFRef<CFDataRef> encoded = encodeSignature(signature.get());
   if (!encoded) return 0;
@@ -218,36 +206,12 @@ unsigned int KeychainCryptoKeyRSA::signSHA1PKCS1Base64Signature(unsigned char* h
   return static_cast<unsigned int>(length);
 }
 
-unsigned int KeychainCryptoKeyRSA::privateDecrypt(const unsigned char*, unsigned char*, unsigned int,
-                                                  unsigned int, PaddingType, const XMLCh*, const XMLCh*,
-                                                  unsigned char*, unsigned int) const {
-  failUnsupported("privateDecrypt");
-}
-
-unsigned int KeychainCryptoKeyRSA::publicEncrypt(const unsigned char*, unsigned char*, unsigned int,
-                                                 unsigned int, PaddingType, const XMLCh*, const XMLCh*,
-                                                 unsigned char*, unsigned int) const {
-  failUnsupported("publicEncrypt");
-}
-
-unsigned int KeychainCryptoKeyRSA::getLength() const {
-  failUnsupported("getLength");
-}
-
-void KeychainCryptoKeyRSA::loadPublicModulusBase64BigNums(const char*, unsigned int) {
-  failUnsupported("loadPublicModulusBase64BigNums");
-}
-
-void KeychainCryptoKeyRSA::loadPublicExponentBase64BigNums(const char*, unsigned int) {
-  failUnsupported("loadPublicExponentBase64BigNums");
-}
-
 std::string KeychainCryptoKeyRSA::getModulusBase64() const {
-  return base64Text(publicNumber(modulus_));
+  return toBase64(publicNumber(modulus_));
 }
 
 std::string KeychainCryptoKeyRSA::getExponentBase64() const {
-  return base64Text(publicNumber(exponent_));
+  return toBase64(publicNumber(exponent_));
 }
 
 /** Sets both halves of an RSAPublicKey, or, when the bytes are none, neither. */

@@ -30,11 +30,6 @@ class KeychainCryptoKeyRSA : public XSECCryptoKeyRSA, public PublicKeyText {
 
   XSECCryptoKey::KeyType getKeyType() const override;
   const XMLCh* getProviderName() const override;
-  XSECCryptoKey* clone() const override;
-
-  bool verifySHA1PKCS1Base64Signature(const unsigned char* hashBuf, unsigned int hashLen,
-                                      const char* base64Signature, unsigned int sigLen,
-                                      XSECCryptoHash::HashType hashType) const override;
 
   /**
    * Signs a digest of any supported kind, in spite of the name: the bytes at `hashBuf` are wrapped in the
@@ -46,22 +41,32 @@ class KeychainCryptoKeyRSA : public XSECCryptoKeyRSA, public PublicKeyText {
                                             char* base64SignatureBuf, unsigned int base64SignatureBufLen,
                                             XSECCryptoHash::HashType hashType) const override;
 
-  unsigned int privateDecrypt(const unsigned char* inBuf, unsigned char* plainBuf, unsigned int inLength,
-                              unsigned int maxOutLength, PaddingType padding, const XMLCh* hashURI,
-                              const XMLCh* mgfURI, unsigned char* params,
-                              unsigned int paramsLen) const override;
-  unsigned int publicEncrypt(const unsigned char* inBuf, unsigned char* cipherBuf, unsigned int inLength,
-                             unsigned int maxOutLength, PaddingType padding, const XMLCh* hashURI,
-                             const XMLCh* mgfURI, unsigned char* params,
-                             unsigned int paramsLen) const override;
-  unsigned int getLength() const override;
-  void loadPublicModulusBase64BigNums(const char* b64, unsigned int len) override;
-  void loadPublicExponentBase64BigNums(const char* b64, unsigned int len) override;
-
   std::string getModulusBase64() const override;
   std::string getExponentBase64() const override;
 
+  XSECCryptoKey* clone() const override { failUnsupported("clone"); }
+  bool verifySHA1PKCS1Base64Signature(const unsigned char*, unsigned int, const char*, unsigned int,
+                                      XSECCryptoHash::HashType) const override {
+    failUnsupported("verifySHA1PKCS1Base64Signature");
+  }
+  unsigned int privateDecrypt(const unsigned char*, unsigned char*, unsigned int, unsigned int, PaddingType,
+                              const XMLCh*, const XMLCh*, unsigned char*, unsigned int) const override {
+    failUnsupported("privateDecrypt");
+  }
+  unsigned int publicEncrypt(const unsigned char*, unsigned char*, unsigned int, unsigned int, PaddingType,
+                             const XMLCh*, const XMLCh*, unsigned char*, unsigned int) const override {
+    failUnsupported("publicEncrypt");
+  }
+  unsigned int getLength() const override { failUnsupported("getLength"); }
+  void loadPublicModulusBase64BigNums(const char*, unsigned int) override {
+    failUnsupported("loadPublicModulusBase64BigNums");
+  }
+  void loadPublicExponentBase64BigNums(const char*, unsigned int) override {
+    failUnsupported("loadPublicExponentBase64BigNums");
+  }
+
  private:
+  [[noreturn]] static void failUnsupported(const std::string& operation);
   void readPublicKey(std::span<const UInt8> der);
 
   SecKeyRef privateKey_;

@@ -22,9 +22,7 @@ SInt32 gestalt(OSType selector) {
 
 }  // namespace
 
-namespace platform {
-
-std::string homeFolder() {
+std::string platform::homeFolder() {
   FSRef folder;
   std::array<UInt8, kPathCapacity> path{};
   if (FSFindFolder(kUserDomain, kCurrentUserFolderType, kCreateFolder, &folder) != noErr ||
@@ -33,12 +31,12 @@ std::string homeFolder() {
   return reinterpret_cast<const char*>(path.data());
 }
 
-SystemVersion systemVersion() {
+platform::SystemVersion platform::systemVersion() {
   return {gestalt(gestaltSystemVersionMajor), gestalt(gestaltSystemVersionMinor),
           gestalt(gestaltSystemVersionBugFix)};
 }
 
-std::string installedPath() {
+std::string platform::installedPath() {
   const auto url = CFRef<CFURLRef>::adopt(CFBundleCopyBundleURL(CFBundleGetMainBundle()));
   std::array<UInt8, kPathCapacity> path{};
   if (!url ||
@@ -47,16 +45,14 @@ std::string installedPath() {
   return reinterpret_cast<const char*>(path.data());
 }
 
-void openSystemLog() {
+void platform::openSystemLog() {
   openlog("vorn-signing", LOG_PID | LOG_NDELAY, LOG_USER);
 }
 
-std::string tellSystemLog(int level, const std::string& line) {
+std::string platform::tellSystemLog(int level, const std::string& line) {
   // What is less than a notice is kept in memory alone.
   syslog(std::min(level, LOG_NOTICE), "%s", line.c_str());
   return "";
 }
-
-}  // namespace platform
 
 }  // namespace vorn

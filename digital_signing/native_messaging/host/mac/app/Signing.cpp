@@ -7,32 +7,28 @@
 #include <xercesc/util/OutOfMemoryException.hpp>
 
 #include "mac/app/CertificateSelection.h"
+#include "mac/app/KeychainCryptoKeyRSA.h"
 #include "shared/XMLSigner.h"
-#include "shared/base/AnswerLimit.h"
 #include "shared/base/Exceptions.h"
 #include "shared/base/Requester.h"
 #include "shared/base/SignatureRecord.h"
-#include "shared/xml/ParserErrors.h"
+#include "shared/base/SigningIdentity.h"
+#include "shared/xml/ParsedDocument.h"
 
 namespace vorn {
 namespace {
 
 /** Signs one document. What the parser refuses becomes an exception of ours, which the page is told. */
-std::string signDocument(XMLSigner& signer, const std::string& base64Xml) {
-  try {
-    return signer.sign(base64Xml);
-  } catch (...) {
-    if (const std::optional<std::string> refusal = describeParserException())
-      throw XMLDataParsingException(*refusal);
-    throw;
-  }
+std::string signOne(XMLSigner& signer, const std::string& base64Xml) try {
+  return signer.sign(base64Xml);
+} catch (...) {
+  if (const std::optional<std::string> refusal = parserRefusal()) throw XMLDataParsingException(*refusal);
+  throw;
 }
 
 }  // namespace
 
-namespace signing {
-
-void selectCertificate(const jsonxx::Object& userDetails, jsonxx::Object& response) {
+void signing::selectCertificate(const jsonxx::Object& userDetails, jsonxx::Object& response) {
   CertificateSelection& selection = CertificateSelection::getInstance();
   selection.initialise(userDetails);
   const std::string expiry = selection.getCertificateExpiry();
@@ -46,7 +42,8 @@ void selectCertificate(const jsonxx::Object& userDetails, jsonxx::Object& respon
     throw CertificateExpiredException(isFound ? reason::kExpired : reason::kNotFound);
 }
 
-void signDocuments(const jsonxx::Array& xmlData, SignatureAlgorithm algorithm, jsonxx::Object& response) try {
+void signing::signDocuments(const jsonxx::Array& xmlData, SignatureAlgorithm algorithm,
+                            jsonxx::Object& response) try {
   XMLSigner& signer = XMLSigner::getInstance();
   signer.initialise(algorithm);
   jsonxx::Array signedData;
@@ -58,7 +55,7 @@ void signDocuments(const jsonxx::Array& xmlData, SignatureAlgorithm algorithm, j
     const bool hasId = document.has<jsonxx::String>("id");
     signature_record::setDocument(hasId ? document.get<jsonxx::String>("id") : "");
     if (hasId) item << "id" << document.get<jsonxx::String>("id");
-    jsonxx::Value signedDocument(signDocument(signer, document.get<jsonxx::String>("data")));
+    jsonxx::Value signedDocument(signOne(signer, document.get<jsonxx::String>("data")));
     length += signedDocument.get<jsonxx::String>().size();
     if (length > kLongestAnswer) throw AnswerTooLongException();
     item << "data" << std::move(signedDocument);
@@ -69,6 +66,15 @@ void signDocuments(const jsonxx::Array& xmlData, SignatureAlgorithm algorithm, j
   throw std::bad_alloc();  // the library's own class is no std::exception
 }
 
-}  // namespace signing
+SigningKey signing_identity::makeKey() {
+  CertificateSelection& selection = CertificateSelection::getInstance();
+  auto key = std::make_unique<KeychainCryptoKeyRSA>(selection.getCertificate(), selection.getPrivateKey());
+  const PublicKeyText& publicHalf = *key;
+  return {std::move(key), publicHalf};
+}
+
+std::string signing_identity::encodedCertificate() {
+  return CertificateSelection::getInstance().getEncodedCertificate();
+}
 
 }  // namespace vorn

@@ -9,7 +9,6 @@
 #include "shared/base/IdleTimer.h"
 #include "shared/base/Logging.h"
 #include "shared/base/Requester.h"
-#include "shared/messaging/Arguments.h"
 #include "shared/messaging/MessageExchange.h"
 #include "shared/messaging/ProtocolDescriptors.h"
 

@@ -1,13 +1,36 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <stdexcept>
 #include <string>
 #include <utility>
 
-#include "shared/base/ErrorReason.h"
-
 namespace vorn {
+
+/**
+ * Why a request failed, for callers who ask by "reasons": finer than the codes, so that a page can say what
+ * to do. Words are only ever added; one that was given keeps its meaning. docs/protocol.md explains each.
+ */
+namespace reason {
+inline constexpr const char* kNotFound = "not-found";
+inline constexpr const char* kExpired = "expired";
+inline constexpr const char* kPromptCancelled = "prompt-cancelled";
+inline constexpr const char* kPinWrong = "pin-wrong";
+inline constexpr const char* kPinBlocked = "pin-blocked";
+inline constexpr const char* kCardOut = "card-out";
+inline constexpr const char* kNoPrompt = "no-prompt";
+inline constexpr const char* kModuleHangs = "module-hangs";
+inline constexpr const char* kKeyFailed = "key-failed";
+inline constexpr const char* kDocumentMalformed = "document-malformed";
+inline constexpr const char* kDocumentInvalid = "document-invalid";
+inline constexpr const char* kConfirmRefused = "confirm-refused";
+inline constexpr const char* kRequestInvalid = "request-invalid";
+inline constexpr const char* kAlgorithmUnknown = "algorithm-unknown";
+inline constexpr const char* kStoreUnreadable = "store-unreadable";
+inline constexpr const char* kRestart = "restart";
+inline constexpr const char* kInternal = "internal";
+}  // namespace reason
 
 /**
  * Every failure that the host reports to the browser. The code is what a page decides by,
@@ -20,7 +43,7 @@ class BaseException : public std::runtime_error {
       : std::runtime_error(message), message_(message), reason_(std::move(reason)), code_(code) {}
 
   const std::string& message() const { return message_; }
-  /** A word of ErrorReason.h. */
+  /** A word of namespace reason. */
   const std::string& reason() const { return reason_; }
   std::uint32_t code() const { return code_; }
 
@@ -36,6 +59,15 @@ class TechnicalException : public BaseException {
   static constexpr std::uint32_t kCode = 100;
   explicit TechnicalException(const std::string& message, const std::string& reason = reason::kInternal)
       : BaseException(kCode, message, reason) {}
+};
+
+/** In bytes of its text, after which an answer becomes an error: what a request can cost has an end. */
+inline constexpr std::size_t kLongestAnswer = 67108864;
+
+/** In the place of an answer that is longer. */
+class AnswerTooLongException : public TechnicalException {
+ public:
+  AnswerTooLongException() : TechnicalException("Response message is too long") {}
 };
 
 /**

@@ -12,16 +12,29 @@ class IdleTimer {
  public:
   using Clock = std::chrono::steady_clock;
 
-  static IdleTimer& getInstance();
+  static IdleTimer& getInstance() {
+    static auto* const timer = new IdleTimer;  // never destroyed: it may be asked while the process ends
+    return *timer;
+  }
 
-  void start();
-  void stop();
+  void start() {
+    start_ = Clock::now();
+    stopped_ = false;
+  }
+  void stop() { stopped_ = true; }
   /**
    * `milliseconds` under 3000 become 3000: a page cannot make the host leave between two of its own requests.
    */
-  void setTimeout(long double milliseconds);
+  void setTimeout(long double milliseconds) {
+    constexpr long double kMinimum = 3000;
+    timeout_ = kMinimum > milliseconds ? kMinimum : milliseconds;
+  }
   /** False while stopped; otherwise whether strictly more than the timeout has passed since `start`. */
-  bool hasExpired(Clock::time_point now = Clock::now()) const;
+  bool hasExpired(Clock::time_point now = Clock::now()) const {
+    if (stopped_) return false;
+    const auto elapsed = std::chrono::duration_cast<std::chrono::nanoseconds>(now - start_).count();
+    return static_cast<float>(elapsed) / 1000000.0 > timeout_;
+  }
 
  private:
   long double timeout_ = 120000;

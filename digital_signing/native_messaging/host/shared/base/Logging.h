@@ -2,13 +2,11 @@
 
 #include <string>
 
-namespace vorn {
-
 /**
  * The log file "vorn-signing.log" in the user's home folder. It is for the user alone (mode 0600): at DEBUG
  * it holds whole requests. Whatever fails here, the host goes on without a log.
  */
-namespace logging {
+namespace vorn::logging {
 
 /** The logger whose records are lines of the system's own log (syslog), where no later request reaches them.
  */
@@ -34,6 +32,4 @@ void carryOn();
  * many. */
 void tellOfLoss();
 
-}  // namespace logging
-
-}  // namespace vorn
+}  // namespace vorn::logging

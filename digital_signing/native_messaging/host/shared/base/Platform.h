@@ -2,13 +2,11 @@
 
 #include <string>
 
-namespace vorn {
-
 /**
  * All that the shared code asks of the operating system beside files and
  * clocks; each system supplies its own.
  */
-namespace platform {
+namespace vorn::platform {
 
 struct SystemVersion {
   int major = 0;
@@ -35,6 +33,4 @@ void openSystemLog();
  * nothing. Waits for a listener that has fallen behind, but for no more than a second in ten. */
 std::string tellSystemLog(int level, const std::string& line);
 
-}  // namespace platform
-
-}  // namespace vorn
+}  // namespace vorn::platform

@@ -28,29 +28,25 @@ bool isClosed(int descriptor, short direction) {
 
 }  // namespace
 
-namespace requester {
-
-void watch(const Ends& watchedEnds) {
+void requester::watch(const Ends& watchedEnds) {
   ends = watchedEnds;
 }
 
-const Ends& watched() {
+const requester::Ends& requester::watched() {
   return ends;
 }
 
-bool hasEndedInput() {
+bool requester::hasEndedInput() {
   if (!endOfInput && isClosed(ends.input, POLLHUP)) endOfInput = Clock::now();
   return endOfInput.has_value();
 }
 
-bool isGone() {
+bool requester::isGone() {
   return isClosed(ends.output, POLLOUT) || (hasEndedInput() && Clock::now() - *endOfInput > kPatience);
 }
 
-void requirePresent() {
+void requester::requirePresent() {
   if (isGone()) throw RequesterGoneException();
 }
-
-}  // namespace requester
 
 }  // namespace vorn

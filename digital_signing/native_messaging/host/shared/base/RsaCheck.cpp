@@ -6,13 +6,11 @@
 #include <openssl/param_build.h>
 #include <openssl/rsa.h>
 
-#include <algorithm>
-#include <cstdint>
 #include <memory>
-#include <vector>
+#include <string>
 
+#include "shared/base/Exceptions.h"
 #include "shared/base/OpenSslHandle.h"
-#include "shared/base/SignatureAlgorithm.h"
 
 namespace vorn {
 namespace {
@@ -23,7 +21,8 @@ using Parameters = OpenSslHandle<OSSL_PARAM, &OSSL_PARAM_free>;
 using Context = OpenSslHandle<EVP_PKEY_CTX, &EVP_PKEY_CTX_free>;
 using Key = OpenSslHandle<EVP_PKEY, &EVP_PKEY_free>;
 
-const EVP_MD* digestAlgorithm(XSECCryptoHash::HashType hashType) {
+/** Null for a kind that no request can ask for. */
+const EVP_MD* evpDigest(XSECCryptoHash::HashType hashType) {
   switch (hashType) {
 #define VORN_ROW(name, method, digest, hash, family, bits, evp) \
   case XSECCryptoHash::hash:                                    \
@@ -35,8 +34,12 @@ const EVP_MD* digestAlgorithm(XSECCryptoHash::HashType hashType) {
   }
 }
 
-Number makeNumber(std::span<const std::uint8_t> bytes) {
-  return Number(BN_bin2bn(bytes.data(), static_cast<int>(bytes.size()), nullptr));
+const unsigned char* bytesAt(std::string_view text) {
+  return reinterpret_cast<const unsigned char*>(text.data());
+}
+
+Number makeNumber(std::string_view bytes) {
+  return Number(BN_bin2bn(bytesAt(bytes), static_cast<int>(bytes.size()), nullptr));
 }
 
 Key makeKey(const RsaPublicKey& key) {
@@ -62,39 +65,47 @@ Key makeKey(const RsaPublicKey& key) {
  */
 EVP_PKEY* keyFor(const RsaPublicKey& key) {
   static struct {
-    std::vector<std::uint8_t> modulus;
-    std::vector<std::uint8_t> exponent;
+    std::string modulus;
+    std::string exponent;
     Key key;
   } last;
-  const auto isSame = [](const std::vector<std::uint8_t>& bytes, const auto& others) {
-    return std::equal(bytes.begin(), bytes.end(), others.begin(), others.end());
-  };
-  if (!last.key || !isSame(last.modulus, key.modulus) || !isSame(last.exponent, key.exponent)) {
+  if (!last.key || last.modulus != key.modulus || last.exponent != key.exponent) {
     last.key = makeKey(key);
-    last.modulus.assign(key.modulus.begin(), key.modulus.end());
-    last.exponent.assign(key.exponent.begin(), key.exponent.end());
+    last.modulus = key.modulus;
+    last.exponent = key.exponent;
   }
   return last.key.get();
 }
 
 }  // namespace
 
-bool isRsaSignature(EVP_PKEY* key, const EVP_MD* algorithm, std::span<const std::uint8_t> digest,
-                    std::span<const std::uint8_t> signature) {
+const EVP_MD* evpDigest(SignatureAlgorithm algorithm) {
+  switch (algorithm) {
+#define VORN_ROW(name, method, digest, hash, family, bits, evp) \
+  case SignatureAlgorithm::name:                                \
+    return evp();
+    VORN_SIGNATURE_ALGORITHMS(VORN_ROW)
+#undef VORN_ROW
+  }
+  throw TechnicalException("There is no such signature algorithm");
+}
+
+bool isRsaSignature(EVP_PKEY* key, const EVP_MD* algorithm, std::string_view digest,
+                    std::string_view signature) {
   const Context context(key != nullptr ? EVP_PKEY_CTX_new_from_pkey(nullptr, key, nullptr) : nullptr);
-  const bool valid =
-      context && EVP_PKEY_verify_init(context.get()) == 1 &&
-      EVP_PKEY_CTX_set_rsa_padding(context.get(), RSA_PKCS1_PADDING) == 1 &&
-      EVP_PKEY_CTX_set_signature_md(context.get(), algorithm) == 1 &&
-      EVP_PKEY_verify(context.get(), signature.data(), signature.size(), digest.data(), digest.size()) == 1;
+  const bool valid = context && EVP_PKEY_verify_init(context.get()) == 1 &&
+                     EVP_PKEY_CTX_set_rsa_padding(context.get(), RSA_PKCS1_PADDING) == 1 &&
+                     EVP_PKEY_CTX_set_signature_md(context.get(), algorithm) == 1 &&
+                     EVP_PKEY_verify(context.get(), bytesAt(signature), signature.size(), bytesAt(digest),
+                                     digest.size()) == 1;
   // What went wrong here must not be taken for a failure of whatever uses the library next.
   if (!valid) ERR_clear_error();
   return valid;
 }
 
-bool isSignatureOf(std::span<const std::uint8_t> digest, XSECCryptoHash::HashType hashType,
-                   std::span<const std::uint8_t> signature, const RsaPublicKey& key) {
-  const EVP_MD* const algorithm = digestAlgorithm(hashType);
+bool isRsaSignature(const RsaPublicKey& key, XSECCryptoHash::HashType hashType, std::string_view digest,
+                    std::string_view signature) {
+  const EVP_MD* const algorithm = evpDigest(hashType);
   return algorithm != nullptr && isRsaSignature(keyFor(key), algorithm, digest, signature);
 }
 

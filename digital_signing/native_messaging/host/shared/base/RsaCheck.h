@@ -2,29 +2,32 @@
 
 #include <openssl/types.h>
 
-#include <cstdint>
-#include <span>
+#include <string_view>
 #include <xsec/enc/XSECCryptoHash.hpp>
+
+#include "shared/base/SignatureAlgorithm.h"
 
 namespace vorn {
 
 /** An RSA key's public half, each number as its big-endian bytes. */
 struct RsaPublicKey {
-  std::span<const std::uint8_t> modulus;
-  std::span<const std::uint8_t> exponent;
+  std::string_view modulus;
+  std::string_view exponent;
 };
+
+/** OpenSSL's digest of the algorithm. */
+const EVP_MD* evpDigest(SignatureAlgorithm algorithm);
 
 /** Whether `signature` is the PKCS#1 v1.5 signature over `digest`, which `algorithm` has made, by the private
  * half of `key`. Leaves no error in OpenSSL's queue. */
-bool isRsaSignature(EVP_PKEY* key, const EVP_MD* algorithm, std::span<const std::uint8_t> digest,
-                    std::span<const std::uint8_t> signature);
+bool isRsaSignature(EVP_PKEY* key, const EVP_MD* algorithm, std::string_view digest,
+                    std::string_view signature);
 
 /**
- * Whether `signature` is the PKCS#1 v1.5 signature over `digest`, a digest of kind `hashType`, by the private
- * half of `key`. False as well for everything that cannot be checked: a kind that no request can ask for,
- * numbers that are no key. Throws nothing.
+ * The same for a digest of kind `hashType` and a key in numbers. False as well for everything that cannot be
+ * checked: a kind that no request can ask for, numbers that are no key. Throws nothing.
  */
-bool isSignatureOf(std::span<const std::uint8_t> digest, XSECCryptoHash::HashType hashType,
-                   std::span<const std::uint8_t> signature, const RsaPublicKey& key);
+bool isRsaSignature(const RsaPublicKey& key, XSECCryptoHash::HashType hashType, std::string_view digest,
+                    std::string_view signature);
 
 }  // namespace vorn

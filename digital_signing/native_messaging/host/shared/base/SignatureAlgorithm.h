@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string_view>
 
 /**
@@ -34,5 +35,12 @@ inline constexpr NamedAlgorithm kSignatureAlgorithms[] = {
     VORN_SIGNATURE_ALGORITHMS(VORN_ROW)
 #undef VORN_ROW
 };
+
+/** Nothing for a name that no algorithm has. */
+constexpr std::optional<SignatureAlgorithm> algorithmNamed(std::string_view name) {
+  for (const NamedAlgorithm& known : kSignatureAlgorithms)
+    if (known.name == name) return known.algorithm;
+  return std::nullopt;
+}
 
 }  // namespace vorn

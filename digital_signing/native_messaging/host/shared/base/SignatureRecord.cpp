@@ -18,17 +18,10 @@ const char* const kCaller = "caller";
 const char* const kCertificate = "certificate";
 const char* const kDocument = "document";
 
-// In bytes. A page may choose any id: more than this of it tells nobody more, and system logs cut long lines.
-constexpr std::size_t kLongestText = 200;
-
 std::string contextOf(const char* key) {
   std::string value;
   log4cplus::getMDC().get(&value, key);
   return value;
-}
-
-std::string beginningOf(const std::string& text) {
-  return text.size() > kLongestText ? std::string(cutUtf8(text, kLongestText)) + "..." : text;
 }
 
 /** Between quotes, so that nothing in it can look like what stands beside it. */
@@ -48,36 +41,32 @@ std::string quotedIfNeeded(const std::string& text) {
 
 }  // namespace
 
-namespace signature_record {
-
-void setCaller(const std::string& caller) {
+void signature_record::setCaller(const std::string& caller) {
   log4cplus::getMDC().put(kCaller, caller);
 }
 
-void setCertificate(const std::string& serial) {
+void signature_record::setCertificate(const std::string& serial) {
   log4cplus::getMDC().put(kCertificate, serial);
 }
 
-void setDocument(const std::string& id) {
-  log4cplus::getMDC().put(kDocument, beginningOf(id));
+void signature_record::setDocument(const std::string& id) {
+  // A page may choose any id: more of it tells nobody more, and system logs cut long lines.
+  log4cplus::getMDC().put(kDocument, excerptOf(id));
 }
 
-std::string document() {
+std::string signature_record::document() {
   return contextOf(kDocument);
 }
 
-void add(const std::string& element, const std::string& digest) {
+void signature_record::add(const std::string& element, const std::string& digest) {
   const std::string start =
       "Signed <" + element + ">: digest = " + digest + ", certificate = " + contextOf(kCertificate);
   // What the page chose comes last: it cannot look like one of the others.
   const auto line = [&start](std::string (*quote)(const std::string&)) {
-    return start + ", caller = " + quote(beginningOf(contextOf(kCaller))) +
-           ", document = " + quote(document());
+    return start + ", caller = " + quote(excerptOf(contextOf(kCaller))) + ", document = " + quote(document());
   };
   LOG4CPLUS_INFO(logger, line(&quotedIfNeeded));
   LOG4CPLUS_INFO(systemLog, line(&quoted));
 }
-
-}  // namespace signature_record
 
 }  // namespace vorn

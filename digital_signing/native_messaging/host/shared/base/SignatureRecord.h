@@ -2,14 +2,12 @@
 
 #include <string>
 
-namespace vorn {
-
 /**
  * The account of who had what signed: for every signature one line at INFO in the log's file, and one in the
  * system's log with what comes from outside in quotes, without anything of the content. Caller, certificate
  * and document lie in the log's diagnostic context, so that none of the classes on the way has to know them.
  */
-namespace signature_record {
+namespace vorn::signature_record {
 
 /** Names the extension that started the host, as the browser does, in all records to come. */
 void setCaller(const std::string& caller);
@@ -26,6 +24,4 @@ std::string document();
 /** To be called when a signature has been made; the digest as it stands in it. */
 void add(const std::string& element, const std::string& digest);
 
-}  // namespace signature_record
-
-}  // namespace vorn
+}  // namespace vorn::signature_record

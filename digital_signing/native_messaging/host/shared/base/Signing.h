@@ -3,14 +3,12 @@
 #include "shared/base/SignatureAlgorithm.h"
 #include "shared/json/jsonxx.h"
 
-namespace vorn {
-
 /**
  * What a request needs of the key store and of the XML libraries, and all of it: whatever stands behind these
  * two functions is started at their first call. On Linux they are the door to a library of its own, because
  * loading what it links costs ten times the start of the host.
  */
-namespace signing {
+namespace vorn::signing {
 
 /**
  * Selects the identity that `userDetails` (validated) names and appends "cert_expiry", "cert_issuer" and
@@ -26,6 +24,4 @@ void selectCertificate(const jsonxx::Object& userDetails, jsonxx::Object& respon
  */
 void signDocuments(const jsonxx::Array& xmlData, SignatureAlgorithm algorithm, jsonxx::Object& response);
 
-}  // namespace signing
-
-}  // namespace vorn
+}  // namespace vorn::signing

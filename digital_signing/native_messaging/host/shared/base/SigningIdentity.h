@@ -19,7 +19,7 @@ class PublicKeyText {
   virtual std::string getExponentBase64() const = 0;
 };
 
-/** The key store has not signed, and it is known why: a word of ErrorReason.h. */
+/** The key store has not signed, and it is known why: a word of namespace reason. */
 class KeyRefusedException : public XSECCryptoException {
  public:
   KeyRefusedException(const std::string& message, std::string reason)

@@ -2,9 +2,10 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cstdint>
 #include <cstring>
-
-#include "shared/json/JsonNumber.h"
+#include <ios>
+#include <locale>
 
 namespace jsonxx {
 namespace {
@@ -27,7 +28,49 @@ bool extractInteger(const char* begin, const char* end, int& integer) {
   return std::from_chars(plus ? begin + 1 : begin, end, integer).ec == std::errc();
 }
 
+// The streams' own facet, run on plain pointers: its results are the streams' results by construction,
+// without a stream for each number. Deriving opens the protected destructor.
+class Extraction : public std::num_get<char, const char*> {};
+
+/** Lends the facet the flags, precision and locale of a stream; it has no characters of its own. */
+struct ClassicRules : std::ios {
+  ClassicRules() : std::ios(nullptr) { imbue(std::locale::classic()); }
+};
+
+/** What values of other kinds and ends of containers start with; none of it starts a number in any library.
+ */
+constexpr std::string_view kOtherStarts = "[]{},tf";
+
+/**
+ * What ends a number in every library. Other characters may belong to it: "0x10" is 0 or 16, as
+ * the library goes.
+ */
+bool endsNumber(char c) {
+  constexpr std::string_view kEnds = ",]}/ \t\n\v\f\r";
+  return kEnds.find(c) != std::string_view::npos;
+}
+
+/** The common case, a short run of digits: null when the text is, or may go on as, anything else. */
+const char* readPlainInteger(const char* begin, const char* end, long double& number) {
+  std::int64_t integer = 0;
+  const auto [stop, fault] = std::from_chars(begin, end, integer);
+  if (fault != std::errc() || (stop != end && !endsNumber(*stop))) return nullptr;
+  number = static_cast<long double>(integer);
+  if (integer == 0 && *begin == '-') number = -number;
+  return stop;
+}
+
 }  // namespace
+
+const char* readNumber(const char* begin, const char* end, long double& number) {
+  if (begin == end || kOtherStarts.find(*begin) != std::string_view::npos) return nullptr;
+  if (const char* stop = readPlainInteger(begin, end, number)) return stop;
+  static const Extraction extraction;
+  static ClassicRules rules;
+  std::ios::iostate state = std::ios::goodbit;
+  const char* const stop = extraction.get(begin, end, rules, state, number);
+  return (state & std::ios::failbit) != 0 ? nullptr : stop;
+}
 
 bool JsonReader::readObject(Object& result) {
   open_.push_back(std::make_unique<Value>(Object()));
@@ -149,32 +192,14 @@ void JsonReader::readEscape(String& text, char delimiter) {
     return;
   }
   const char c = *at_++;
-  switch (c) {
-    case 'n':
-      text += '\n';
-      break;
-    case 'r':
-      text += '\r';
-      break;
-    case 't':
-      text += '\t';
-      break;
-    case 'f':
-      text += '\f';
-      break;
-    case 'b':
-      text += '\b';
-      break;
-    case '/':
-    case '\\':
-      text += c;
-      break;
-    case 'u':
-      readByteEscape(text);
-      break;
-    default:
-      if (c != delimiter) text += '\\';
-      text += c;
+  constexpr std::string_view kNames = "nrtfb/\\", kMeanings = "\n\r\t\f\b/\\";
+  if (const std::size_t place = kNames.find(c); place != std::string_view::npos) {
+    text += kMeanings[place];
+  } else if (c == 'u') {
+    readByteEscape(text);
+  } else {
+    if (c != delimiter) text += '\\';
+    text += c;
   }
 }
 

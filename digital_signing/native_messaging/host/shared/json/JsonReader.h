@@ -52,4 +52,11 @@ class JsonReader {
   std::vector<String> keys_;
 };
 
+/**
+ * Reads from `begin` what an input stream of the classic locale would extract as a `long double`, whatever
+ * locale the process or its libraries set. Returns where the extraction
+ * stopped, or null when it failed; an overflow fails, leading whitespace is not skipped.
+ */
+const char* readNumber(const char* begin, const char* end, long double& number);
+
 }  // namespace jsonxx

@@ -2,9 +2,12 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
+#include <cmath>
+#include <cstdint>
 #include <cstdio>
-
-#include "shared/json/JsonNumber.h"
+#include <ios>
+#include <locale>
 
 namespace jsonxx {
 namespace {
@@ -34,14 +37,11 @@ EscapeTable makeEscapeTable() {
     const char itself = static_cast<char>(byte);
     set(byte, {&itself, 1});
   }
-  set('"', "\\\"");
-  set('\\', "\\\\");
-  set('/', "\\/");
-  set('\b', "\\b");
-  set('\f', "\\f");
-  set('\n', "\\n");
-  set('\r', "\\r");
-  set('\t', "\\t");
+  constexpr std::string_view kBytes = "\"\\/\b\f\n\r\t", kNames = "\"\\/bfnrt";
+  for (std::size_t i = 0; i < kBytes.size(); ++i) {
+    const char escape[] = {'\\', kNames[i]};
+    set(static_cast<unsigned char>(kBytes[i]), {escape, sizeof escape});
+  }
   return table;
 }
 
@@ -50,7 +50,37 @@ const EscapeTable& escapeTable() {
   return table;
 }
 
+// The streams' own facet, as in the reader.
+class Insertion : public std::num_put<char, char*> {};
+
+/** Lends the facet the flags, precision and locale of a stream; it has no characters of its own. */
+struct ClassicRules : std::ios {
+  ClassicRules() : std::ios(nullptr) {
+    imbue(std::locale::classic());
+    precision(19);
+  }
+};
+
+/** Integers below it fit 64 bits, and are written out in full with precision 19. */
+constexpr long double kPlainLimit = 1e18L;
+
 }  // namespace
+
+void appendNumber(std::string& text, long double number) {
+  char buffer[64];
+  if (number > -kPlainLimit && number < kPlainLimit) {
+    const auto integer = static_cast<std::int64_t>(number);
+    const bool negativeZero = integer == 0 && std::signbit(number);
+    if (static_cast<long double>(integer) == number && !negativeZero) {
+      text.append(buffer, std::to_chars(buffer, buffer + sizeof(buffer), integer).ptr);
+      return;
+    }
+  }
+  static const Insertion insertion;
+  static ClassicRules rules;
+  // At most a sign, 19 digits, a point, four zeros after it or an exponent: the buffer holds any number.
+  text.append(buffer, insertion.put(buffer, rules, ' ', number));
+}
 
 std::string JsonWriter::render(const Object& object) {
   open(object);

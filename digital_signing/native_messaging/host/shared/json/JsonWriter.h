@@ -37,4 +37,7 @@ class JsonWriter {
   std::vector<Open> open_;
 };
 
+/** Appends what an output stream of the classic locale with precision 19 would write. */
+void appendNumber(std::string& text, long double number);
+
 }  // namespace jsonxx

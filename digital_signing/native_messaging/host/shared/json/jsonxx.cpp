@@ -142,45 +142,35 @@ void Value::import(const Value& other) {
   if (&other == this) return;
   // What is copied may belong to what is replaced, so the copy comes first.
   switch (other.kind_) {
-    case Kind::kNumber:
-      import(Value(other.get<Number>()));
-      break;
     case Kind::kString:
-      import(Value(other.get<String>()));
-      break;
-    case Kind::kBoolean:
-      import(Value(other.get<Boolean>()));
-      break;
-    case Kind::kNull:
-      import(Value(Null()));
-      break;
+      return import(Value(other.get<String>()));
     case Kind::kArray:
-      import(Value(other.get<Array>()));
-      break;
+      return import(Value(other.get<Array>()));
     case Kind::kObject:
-      import(Value(other.get<Object>()));
-      break;
-    case Kind::kInvalid:
-      import(Value());
-      break;
-    default:
-      assertion(__FILE__, __LINE__, "!\"not implemented\"", false);
+      return import(Value(other.get<Object>()));
+    case Kind::kNumber:
+    case Kind::kBoolean:
+    case Kind::kNull:
+    case Kind::kInvalid: {
+      Value copy;
+      copy.kind_ = other.kind_;
+      copy.payload_ = other.payload_;
+      return import(std::move(copy));
+    }
   }
+  assertion(__FILE__, __LINE__, "!\"not implemented\"", false);
 }
 
 void Value::destroyPayload() noexcept {
   switch (kind_) {
     case Kind::kString:
-      delete payload_.string;
-      payload_.string = nullptr;
+      delete std::exchange(payload_.string, nullptr);
       break;
     case Kind::kArray:
-      delete payload_.array;
-      payload_.array = nullptr;
+      delete std::exchange(payload_.array, nullptr);
       break;
     case Kind::kObject:
-      delete payload_.object;
-      payload_.object = nullptr;
+      delete std::exchange(payload_.object, nullptr);
       break;
     default:
       break;

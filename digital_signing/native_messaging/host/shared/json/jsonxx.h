@@ -52,38 +52,25 @@ void assertion(const char* file, int line, const char* expression, bool result);
 
 namespace detail {
 
-template <Kind kind>
-struct KindTag {
-  static constexpr Kind kKind = kind;
-};
-
-/** The kind of each payload type, and the text of the check that `get` makes for it. */
+/** The kind of each payload type. */
 template <typename T>
-struct KindOf;
+inline constexpr Kind kKindOf = Kind::kInvalid;
 template <>
-struct KindOf<Number> : KindTag<Kind::kNumber> {
-  static constexpr const char* kCheck = "is<Number>()";
-};
+inline constexpr Kind kKindOf<Number> = Kind::kNumber;
 template <>
-struct KindOf<String> : KindTag<Kind::kString> {
-  static constexpr const char* kCheck = "is<String>()";
-};
+inline constexpr Kind kKindOf<String> = Kind::kString;
 template <>
-struct KindOf<Boolean> : KindTag<Kind::kBoolean> {
-  static constexpr const char* kCheck = "is<Boolean>()";
-};
+inline constexpr Kind kKindOf<Boolean> = Kind::kBoolean;
 template <>
-struct KindOf<Null> : KindTag<Kind::kNull> {
-  static constexpr const char* kCheck = "is<Null>()";
-};
+inline constexpr Kind kKindOf<Null> = Kind::kNull;
 template <>
-struct KindOf<Array> : KindTag<Kind::kArray> {
-  static constexpr const char* kCheck = "is<Array>()";
-};
+inline constexpr Kind kKindOf<Array> = Kind::kArray;
 template <>
-struct KindOf<Object> : KindTag<Kind::kObject> {
-  static constexpr const char* kCheck = "is<Object>()";
-};
+inline constexpr Kind kKindOf<Object> = Kind::kObject;
+
+/** The text of the check that `get` makes for each kind. */
+inline constexpr const char* kChecks[] = {"is<Number>()", "is<String>()", "is<Boolean>()",
+                                          "is<Null>()",   "is<Array>()",  "is<Object>()"};
 
 }  // namespace detail
 
@@ -139,7 +126,8 @@ class Value {
 
   template <typename T>
   bool is() const {
-    return kind_ == detail::KindOf<T>::kKind;
+    static_assert(detail::kKindOf<T> != Kind::kInvalid);
+    return kind_ == detail::kKindOf<T>;
   }
 
   /** The payload, owned by this value and valid until it is changed. Aborts unless `is<T>()`. */
@@ -313,7 +301,7 @@ const T& Value::emptyPayload() {
 
 template <typename T>
 T& Value::get() {
-  assertion(__FILE__, __LINE__, detail::KindOf<T>::kCheck, is<T>());
+  assertion(__FILE__, __LINE__, detail::kChecks[static_cast<int>(detail::kKindOf<T>)], is<T>());
   auto& payload = slot<T>(*this);
   if constexpr (kOwned<T>) {
     if (payload == nullptr) payload = new T();
@@ -325,7 +313,7 @@ T& Value::get() {
 
 template <typename T>
 const T& Value::get() const {
-  assertion(__FILE__, __LINE__, detail::KindOf<T>::kCheck, is<T>());
+  assertion(__FILE__, __LINE__, detail::kChecks[static_cast<int>(detail::kKindOf<T>)], is<T>());
   const auto& payload = slot<T>(*this);
   if constexpr (kOwned<T>)
     return payload == nullptr ? emptyPayload<T>() : *payload;

@@ -11,10 +11,9 @@
 #include <utility>
 
 #include "shared/RequestHandler.h"
-#include "shared/base/AnswerLimit.h"
 #include "shared/base/Exceptions.h"
 #include "shared/base/IdleTimer.h"
-#include "shared/request/Responses.h"
+#include "shared/base/SignatureRecord.h"
 #include "shared/text/Utf8.h"
 
 namespace vorn {
@@ -53,6 +52,16 @@ jsonxx::Object tooLongOf(const jsonxx::Object& response, bool wantsReasons) {
   return left;
 }
 
+/**
+ * The extension that started the host: Chromium passes its origin first, Firefox its id behind the path of
+ * the manifest. "none" for a host that something else has started.
+ */
+std::string callerOf(int count, const char* const* arguments) {
+  const std::string first = count > 1 ? arguments[1] : "";
+  if (first.starts_with("chrome-extension://")) return first;
+  return count > 2 ? arguments[2] : "none";
+}
+
 /** For records whose loss is better than a second answer, or none. */
 template <typename Log>
 void quietly(Log log) noexcept {
@@ -63,6 +72,11 @@ void quietly(Log log) noexcept {
 }
 
 }  // namespace
+
+void logArguments(int count, const char* const* arguments) {
+  for (int i = 1; i < count; ++i) LOG4CPLUS_INFO(logger, "Argument " << i << " = " << arguments[i]);
+  signature_record::setCaller(callerOf(count, arguments));
+}
 
 MessageExchange* MessageExchange::working_ = nullptr;
 

@@ -12,6 +12,12 @@
 
 namespace vorn {
 
+/**
+ * Logs what the browser passed: its manifest's path, the calling extension. Worth knowing a year from now.
+ * The caller is also named in the log's line for each signature.
+ */
+void logArguments(int count, const char* const* arguments);
+
 /** Thrown by a writer whose reader has gone: nothing can be answered any more. */
 class OutputClosedException : public RequesterGoneException {
  public:

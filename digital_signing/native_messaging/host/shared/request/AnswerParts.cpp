@@ -3,9 +3,9 @@
 #include <cstdint>
 #include <utility>
 
-#include "shared/base/AnswerLimit.h"
 #include "shared/base/Exceptions.h"
 #include "shared/json/JsonWriter.h"
+#include "shared/text/Utf8.h"
 
 namespace vorn {
 namespace {
@@ -27,10 +27,6 @@ std::size_t bytesAroundPiece() {
   return kPrefix + response.json().size();
 }
 
-bool beginsCharacter(char byte) {
-  return (static_cast<unsigned char>(byte) & 0xC0U) != 0x80U;
-}
-
 }  // namespace
 
 std::string AnswerParts::fit(std::string text, std::size_t limit, const std::string& result) {
@@ -50,7 +46,7 @@ void AnswerParts::cut(std::size_t room) {
   std::size_t character = 0;  // where the one at hand begins, and what was used before it
   std::size_t usedBefore = 0;
   for (std::size_t at = 0; at < text_.size(); ++at) {
-    if (beginsCharacter(text_[at])) {
+    if (!continuesCharacter(text_[at])) {
       character = at;
       usedBefore = used;
     }

@@ -103,17 +103,21 @@ std::string utf8FromLatin1(std::string_view text) {
 std::size_t utf16Length(std::string_view text) {
   std::size_t length = 0;
   for (const char c : text) {
-    const auto byte = static_cast<unsigned char>(c);
     // Every character has one byte that continues none; those of four bytes are two units.
-    length += (byte & 0xC0) == 0x80 ? 0 : byte < 0xF0 ? 1 : 2;
+    length += continuesCharacter(c) ? 0 : static_cast<unsigned char>(c) < 0xF0 ? 1 : 2;
   }
   return length;
 }
 
 std::string_view cutUtf8(std::string_view text, std::size_t room) {
   if (text.size() <= room) return text;
-  while (room > 0 && (static_cast<unsigned char>(text[room]) & 0xC0) == 0x80) --room;
+  while (room > 0 && continuesCharacter(text[room])) --room;
   return text.substr(0, room);
+}
+
+std::string excerptOf(const std::string& text) {
+  constexpr std::size_t kLongest = 200;
+  return text.size() > kLongest ? std::string(cutUtf8(text, kLongest)) + "..." : text;
 }
 
 }  // namespace vorn

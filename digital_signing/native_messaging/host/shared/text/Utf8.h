@@ -16,6 +16,11 @@ bool isValidUtf8(std::string_view text);
  */
 std::string replaceInvalidUtf8(std::string text);
 
+/** Whether the byte is one of those of a UTF-8 character that follow its first. */
+constexpr bool continuesCharacter(char byte) {
+  return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80U;
+}
+
 /** Writes the one to four bytes of a character to `out`; where the next one goes. */
 inline char* writeUtf8(char* out, char32_t character) {
   const auto put = [&out](char32_t byte) { *out++ = static_cast<char>(byte); };
@@ -60,5 +65,8 @@ std::size_t utf16Length(std::string_view text);
 
 /** The start of a valid UTF-8 text that fits into `room` bytes, in whole characters. */
 std::string_view cutUtf8(std::string_view text, std::size_t room);
+
+/** A valid UTF-8 text for one line, which need not repeat the whole of a long one: 200 bytes and "...". */
+std::string excerptOf(const std::string& text);
 
 }  // namespace vorn

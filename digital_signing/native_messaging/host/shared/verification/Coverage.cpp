@@ -4,11 +4,8 @@
 #include <set>
 #include <string_view>
 #include <utility>
-#include <xercesc/dom/DOMDocument.hpp>
-#include <xercesc/dom/DOMElement.hpp>
-#include <xercesc/dom/DOMNamedNodeMap.hpp>
 
-#include "shared/xml/QualifiedName.h"
+#include "shared/xml/Namespaces.h"
 #include "shared/xml/TreeWalk.h"
 #include "shared/xml/XmlText.h"
 
@@ -38,17 +35,13 @@ std::string stepTo(const DOMNode& node) {
   return "/" + toUtf8(node.getNodeName()) + (count > 1 ? "[" + std::to_string(number) + "]" : "");
 }
 
-bool isInsideCharacter(const std::string& text, std::size_t at) {
-  return (static_cast<unsigned char>(text[at]) & 0xC0U) == 0x80U;
-}
-
 /** Names can be as long as the document, and there may be many in a path and many paths to show. */
 std::string shortened(std::string path) {
   if (path.size() <= kLongestPath) return path;
   std::size_t head = kLongestPath / 2;
   std::size_t tail = path.size() - kLongestPath / 2;
-  while (isInsideCharacter(path, head)) --head;
-  while (isInsideCharacter(path, tail)) ++tail;
+  while (continuesCharacter(path[head])) --head;
+  while (continuesCharacter(path[tail])) ++tail;
   return path.replace(head, tail - head, "...");
 }
 
@@ -96,7 +89,7 @@ class Survey {
         return false;
       case DOMNode::TEXT_NODE:
       case DOMNode::CDATA_SECTION_NODE:
-        if (textOf(node).find_first_not_of(u" \t\r\n") != std::u16string_view::npos)
+        if (charactersOf(node).find_first_not_of(u" \t\r\n") != std::u16string_view::npos)
           note([&] { return pathTo(node.getParentNode()) + "/text()"; });
         return true;
       case DOMNode::PROCESSING_INSTRUCTION_NODE:
@@ -118,12 +111,10 @@ class Survey {
   }
 
   void noteAttributes(const DOMNode& element) {
-    const xercesc::DOMNamedNodeMap& attributes = *element.getAttributes();
-    for (XMLSize_t i = 0; i < attributes.getLength(); ++i) {
-      const QualifiedName name(viewOf(attributes.item(i)->getNodeName()));
+    forEachAttribute(element, [&](const QualifiedName& name, const DOMNode&) {
       if (!name.isDeclaration() && !name.isXml())
-        note([&] { return pathTo(&element) + "/@" + toUtf8(attributes.item(i)->getNodeName()); });
-    }
+        note([&] { return pathTo(&element) + "/@" + toUtf8(name.whole); });
+    });
   }
 
   void noteComments(const DOMNode& part) {

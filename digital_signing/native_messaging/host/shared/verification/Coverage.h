@@ -3,12 +3,8 @@
 #include <cstddef>
 #include <string>
 #include <vector>
-#include <xercesc/util/XercesDefs.hpp>
-
-XERCES_CPP_NAMESPACE_BEGIN
-class DOMDocument;
-class DOMElement;
-XERCES_CPP_NAMESPACE_END
+#include <xercesc/dom/DOMDocument.hpp>
+#include <xercesc/dom/DOMElement.hpp>
 
 namespace vorn::verification {
 

@@ -2,11 +2,6 @@
 
 #include <openssl/evp.h>
 
-#include <cstdint>
-#include <span>
-#include <xercesc/dom/DOMDocument.hpp>
-#include <xercesc/dom/DOMElement.hpp>
-
 #include "shared/base/Exceptions.h"
 #include "shared/base/OpenSslHandle.h"
 #include "shared/base/RsaCheck.h"
@@ -14,7 +9,6 @@
 #include "shared/verification/SignerCertificate.h"
 #include "shared/xml/Canonicaliser.h"
 #include "shared/xml/DocumentElements.h"
-#include "shared/xml/SignatureElements.h"
 #include "shared/xml/XmlText.h"
 
 namespace vorn::verification {
@@ -26,43 +20,28 @@ using xercesc::DOMNode;
 
 using DigestContext = OpenSslHandle<EVP_MD_CTX, &EVP_MD_CTX_free>;
 
-const EVP_MD* digestOf(SignatureAlgorithm algorithm) {
-  switch (algorithm) {
-#define VORN_ROW(name, method, digest, hash, family, bits, evp) \
-  case SignatureAlgorithm::name:                                \
-    return evp();
-    VORN_SIGNATURE_ALGORITHMS(VORN_ROW)
-#undef VORN_ROW
-  }
-  throw TechnicalException("There is no such signature algorithm");
-}
-
-std::span<const std::uint8_t> bytesOf(const std::string& text) {
-  return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
-}
-
 void requireOnlyElement(const NamedElements& found) {
-  if (found.count == 0) throw Fault{kFormatFailure, "there is no such element"};
-  if (found.count > 1) throw Fault{kFormatFailure, "there are several such elements"};
-  if (comesOutOfEntity(*found.first)) throw Fault{kFormatFailure, "the element comes out of an entity"};
+  if (found.count == 0) throw Objection{kFormatFailure, "there is no such element"};
+  if (found.count > 1) throw Objection{kFormatFailure, "there are several such elements"};
+  if (comesOutOfEntity(*found.first)) throw Objection{kFormatFailure, "the element comes out of an entity"};
 }
 
 void check(const DOMElement& element, PartCheck& result) {
-  const SignatureElements signatures = findSignatures(element);
-  if (signatures.last == nullptr) throw Fault{kNotSigned, "the element is not signed"};
+  const ChildSignatures signatures = findSignatures(element);
+  if (signatures.last == nullptr) throw Objection{kNotSigned, "the element is not signed"};
   const DOMElement& signature = *signatures.last;
   result.algorithm = signatureMethodOf(signature);
   const SignatureFields fields = readSignature(signature, result.elementName);
   const SignerCertificate certificate(fields.certificate);
   if (!certificate.hasKey(fields.modulus, fields.exponent))
-    throw Fault{kFormatFailure, "KeyValue and the certificate are of different keys"};
-  const EVP_MD* const digest = digestOf(fields.algorithm);
+    throw Objection{kFormatFailure, "KeyValue and the certificate are of different keys"};
+  const EVP_MD* const digest = evpDigest(fields.algorithm);
   const std::string signedInfo = digestElement(*fields.signedInfo, nullptr, digest);
-  if (!isRsaSignature(certificate.key(), digest, bytesOf(signedInfo), bytesOf(fields.signature)))
-    throw Fault{kSignatureFailure,
-                "the signature was not made with the key of the certificate in it, or has been altered"};
+  if (!isRsaSignature(certificate.key(), digest, signedInfo, fields.signature))
+    throw Objection{kSignatureFailure,
+                    "the signature was not made with the key of the certificate in it, or has been altered"};
   if (digestElement(element, &signature, digest) != fields.digest)
-    throw Fault{kHashFailure, "the element has been altered since it was signed"};
+    throw Objection{kHashFailure, "the element has been altered since it was signed"};
   result.certificate = fields.certificate;
   result.maySign = certificate.maySign();
   result.keyBits = certificate.keyBits();
@@ -76,8 +55,8 @@ PartCheck checkPart(const xercesc::DOMDocument& document, const std::string& nam
     result.element = found.count == 1 ? found.first : nullptr;
     requireOnlyElement(found);
     check(*found.first, result);
-  } catch (const Fault& fault) {
-    result.fault = fault;
+  } catch (const Objection& objection) {
+    result.fault = objection;
   }
   return result;
 }
@@ -98,7 +77,7 @@ std::string digestElement(const DOMElement& element, const DOMNode* omitted, con
 }
 
 PartChecks checkDocument(const xercesc::DOMDocument& document) {
-  return {checkPart(document, "CounterpartData"), checkPart(document, "RenderedData")};
+  return {checkPart(document, kSignedElements[0]), checkPart(document, kSignedElements[1])};
 }
 
 }  // namespace vorn::verification

@@ -6,16 +6,11 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <xercesc/util/XercesDefs.hpp>
+#include <xercesc/dom/DOMDocument.hpp>
+#include <xercesc/dom/DOMElement.hpp>
 
 #include "shared/base/SignatureAlgorithm.h"
-#include "shared/verification/Fault.h"
-
-XERCES_CPP_NAMESPACE_BEGIN
-class DOMDocument;
-class DOMElement;
-class DOMNode;
-XERCES_CPP_NAMESPACE_END
+#include "shared/verification/Objection.h"
 
 namespace vorn::verification {
 
@@ -23,7 +18,7 @@ namespace vorn::verification {
 struct PartCheck {
   std::string elementName;
   const xercesc::DOMElement* element = nullptr; /**< null unless there is exactly one */
-  std::optional<Fault> fault = {};              /**< why it is not intact */
+  std::optional<Objection> fault = {};          /**< why it is not intact */
   std::string algorithm = {};   /**< identifier of the signature method as written; may be empty */
   std::string certificate = {}; /**< the signer's, DER; of a part that is intact */
   bool maySign = false;         /**< whether that certificate's key usage has digital signature */

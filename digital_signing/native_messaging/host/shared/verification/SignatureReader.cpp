@@ -6,12 +6,11 @@
 #include <string_view>
 #include <utility>
 #include <vector>
-#include <xercesc/dom/DOMElement.hpp>
 #include <xercesc/dom/DOMNamedNodeMap.hpp>
 #include <xsec/dsig/DSIGConstants.hpp>
 
 #include "shared/base/Base64.h"
-#include "shared/verification/Fault.h"
+#include "shared/verification/Objection.h"
 #include "shared/xml/XmlText.h"
 
 namespace vorn::verification {
@@ -28,7 +27,8 @@ constexpr char16_t kFilterNamespace[] = u"http://www.w3.org/2002/06/xmldsig-filt
 constexpr std::size_t kLongestAlgorithm = 200;
 
 [[noreturn]] void refuse(const std::string& reason) {
-  throw Fault{kFormatFailure, "the signature is of another form than the one that the host makes: " + reason};
+  throw Objection{kFormatFailure,
+                  "the signature is of another form than the one that the host makes: " + reason};
 }
 
 bool isBlank(std::u16string_view text) {
@@ -42,7 +42,7 @@ std::array<const DOMElement*, count> childrenOf(const DOMElement& parent,
   std::array<const DOMElement*, count> children;
   std::size_t found = 0;
   for (const DOMNode* child = parent.getFirstChild(); child != nullptr; child = child->getNextSibling()) {
-    if (child->getNodeType() == DOMNode::TEXT_NODE && isBlank(textOf(*child))) continue;
+    if (child->getNodeType() == DOMNode::TEXT_NODE && isBlank(charactersOf(*child))) continue;
     if (child->getNodeType() != DOMNode::ELEMENT_NODE || found == count ||
         viewOf(child->getNodeName()) != names[found])
       refuse("what <" + toUtf8(parent.getNodeName()) + "> holds");
@@ -70,13 +70,22 @@ std::string contentOf(const DOMElement& element, const Attributes& attributes = 
   for (const DOMNode* child = element.getFirstChild(); child != nullptr; child = child->getNextSibling()) {
     if (child->getNodeType() != DOMNode::TEXT_NODE)
       refuse("what <" + toUtf8(element.getNodeName()) + "> holds");
-    text += textOf(*child);
+    text += charactersOf(*child);
   }
   return toUtf8(text.c_str());
 }
 
-std::string bytesOf(const DOMElement& element) {
-  return decodeStrictly(contentOf(element), toUtf8(element.getNodeName()));
+/** Blanks are read over; alphabet, padding and the bits behind the last byte are as an encoder writes them.
+ */
+std::string decodedContentOf(const DOMElement& element) {
+  std::string text = contentOf(element);
+  text.erase(std::remove_if(text.begin(), text.end(),
+                            [](char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }),
+             text.end());
+  const auto bytes = fromBase64(text);
+  if (!bytes || toBase64(bytes->view()) != text)
+    refuse("<" + toUtf8(element.getNodeName()) + "> is not base64");
+  return std::string(bytes->view());
 }
 
 void requireEmpty(const DOMElement& element, const Attributes& attributes) {
@@ -92,7 +101,7 @@ void requireTransforms(const DOMElement& transforms, const std::string& elementN
   requireEmpty(*canonicalisation, {{u"Algorithm", DSIGConstants::s_unicodeStrURIC14N_COM}});
   const auto [xpath] = childrenOf(*filter, {u"XPath"});
   if (contentOf(*xpath, {{u"xmlns", kFilterNamespace}, {u"Filter", u"intersect"}}) != "//" + elementName)
-    throw Fault{kFormatFailure, "the signature covers something else than the element that it stands in"};
+    throw Objection{kFormatFailure, "the signature covers something else than the element that it stands in"};
 }
 
 SignatureAlgorithm algorithmOf(const DOMElement& method, const DOMElement& digestMethod) {
@@ -106,8 +115,8 @@ SignatureAlgorithm algorithmOf(const DOMElement& method, const DOMElement& diges
     return SignatureAlgorithm::name;
   VORN_SIGNATURE_ALGORITHMS(VORN_ROW)
 #undef VORN_ROW
-  throw Fault{kCryptoConstraints, "the algorithms " + toUtf8(uri.data()) + " and " +
-                                      toUtf8(digestUri.data()) + " are not accepted together"};
+  throw Objection{kCryptoConstraints, "the algorithms " + toUtf8(uri.data()) + " and " +
+                                          toUtf8(digestUri.data()) + " are not accepted together"};
 }
 
 void readSignedInfo(const DOMElement& signedInfo, const std::string& elementName, SignatureFields& fields) {
@@ -121,7 +130,7 @@ void readSignedInfo(const DOMElement& signedInfo, const std::string& elementName
   requireTransforms(*transforms, elementName);
   fields.signedInfo = &signedInfo;
   fields.algorithm = algorithmOf(*method, *digestMethod);
-  fields.digest = bytesOf(*digest);
+  fields.digest = decodedContentOf(*digest);
 }
 
 void readKeyInfo(const DOMElement& keyInfo, SignatureFields& fields) {
@@ -130,22 +139,12 @@ void readKeyInfo(const DOMElement& keyInfo, SignatureFields& fields) {
   for (const DOMElement* element : {&keyInfo, keyValue, x509Data, rsa}) requireAttributes(*element, {});
   const auto [modulus, exponent] = childrenOf(*rsa, {u"Modulus", u"Exponent"});
   const auto [certificate] = childrenOf(*x509Data, {u"X509Certificate"});
-  fields.modulus = bytesOf(*modulus);
-  fields.exponent = bytesOf(*exponent);
-  fields.certificate = bytesOf(*certificate);
+  fields.modulus = decodedContentOf(*modulus);
+  fields.exponent = decodedContentOf(*exponent);
+  fields.certificate = decodedContentOf(*certificate);
 }
 
 }  // namespace
-
-std::string decodeStrictly(const std::string& base64, const std::string& elementName) {
-  std::string text = base64;
-  text.erase(std::remove_if(text.begin(), text.end(),
-                            [](char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }),
-             text.end());
-  const auto bytes = fromBase64(text);
-  if (!bytes || toBase64(bytes->view()) != text) refuse("<" + elementName + "> is not base64");
-  return std::string(bytes->view());
-}
 
 SignatureFields readSignature(const DOMElement& signature, const std::string& elementName) {
   SignatureFields fields{};
@@ -154,7 +153,7 @@ SignatureFields readSignature(const DOMElement& signature, const std::string& el
   const auto [signedInfo, value, keyInfo] =
       childrenOf(signature, {u"SignedInfo", u"SignatureValue", u"KeyInfo"});
   readSignedInfo(*signedInfo, elementName, fields);
-  fields.signature = bytesOf(*value);
+  fields.signature = decodedContentOf(*value);
   readKeyInfo(*keyInfo, fields);
   return fields;
 }

@@ -1,13 +1,9 @@
 #pragma once
 
 #include <string>
-#include <xercesc/util/XercesDefs.hpp>
+#include <xercesc/dom/DOMElement.hpp>
 
 #include "shared/base/SignatureAlgorithm.h"
-
-XERCES_CPP_NAMESPACE_BEGIN
-class DOMElement;
-XERCES_CPP_NAMESPACE_END
 
 namespace vorn::verification {
 
@@ -28,18 +24,12 @@ struct SignatureFields {
  * their values and no others, the algorithms that requests can name. Blanks between elements and in base64
  * are read over. Nothing that it refers to is opened, and the XML signature library has no part in it.
  *
- * Throws a Fault for any other form.
+ * Throws an Objection for any other form.
  */
 SignatureFields readSignature(const xercesc::DOMElement& signature, const std::string& elementName);
 
 /** The identifier of the signature method as it stands in the document; empty when there is none to be found.
  */
 std::string signatureMethodOf(const xercesc::DOMElement& signature);
-
-/**
- * The bytes that the text stands for. Blanks are read over; alphabet, padding and the bits behind the last
- * byte are as an encoder writes them. Throws a Fault, which names the element, for any other text.
- */
-std::string decodeStrictly(const std::string& base64, const std::string& elementName);
 
 }  // namespace vorn::verification

@@ -7,7 +7,7 @@
 
 #include <cstdint>
 
-#include "shared/verification/Fault.h"
+#include "shared/verification/Objection.h"
 
 namespace vorn::verification {
 namespace {
@@ -20,7 +20,7 @@ constexpr std::size_t kLongestExponent = 8;
 [[noreturn]] void refuse(std::string_view code, const std::string& reason) {
   // What went wrong here must not be taken for a failure of whatever uses the library next.
   ERR_clear_error();
-  throw Fault{code, reason};
+  throw Objection{code, reason};
 }
 
 std::uint8_t byteAt(std::string_view bytes, std::size_t at) {

@@ -25,8 +25,8 @@ bool isForPersons(const X509& certificate);
 class SignerCertificate {
  public:
   /**
-   * Throws a Fault unless `der` is one certificate in DER and nothing more, with an RSA key of a size that
-   * is accepted.
+   * Throws an Objection unless `der` is one certificate in DER and nothing more, with an RSA key of a size
+   * that is accepted.
    */
   explicit SignerCertificate(std::string_view der);
 

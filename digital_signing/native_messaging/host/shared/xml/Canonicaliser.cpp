@@ -2,11 +2,8 @@
 
 #include <algorithm>
 #include <unordered_set>
-#include <xercesc/dom/DOMNamedNodeMap.hpp>
 #include <xercesc/dom/DOMNode.hpp>
 
-#include "shared/xml/QualifiedName.h"
-#include "shared/xml/Utf8Writer.h"
 #include "shared/xml/XmlText.h"
 
 namespace vorn {
@@ -25,17 +22,6 @@ bool codePointLess(std::u16string_view a, std::u16string_view b) {
   if (x == a.end()) return true;
   const auto rank = [](char16_t c) { return c < 0xD800 ? c : (c < 0xE000 ? c + 0x2000U : c - 0x800U); };
   return rank(*x) < rank(*y);
-}
-
-/** Calls `visit` with name, value and node of each attribute as it is written in the document. */
-template <typename Visit>
-void forEachAttribute(const DOMNode& element, Visit visit) {
-  const xercesc::DOMNamedNodeMap* attributes = element.getAttributes();
-  const XMLSize_t count = attributes != nullptr ? attributes->getLength() : 0;
-  for (XMLSize_t i = 0; i < count; ++i) {
-    const DOMNode* attribute = attributes->item(i);
-    visit(QualifiedName(attribute->getNodeName()), *attribute);
-  }
 }
 
 }  // namespace
@@ -63,7 +49,7 @@ void Canonicaliser::enter(const DOMNode& node) {
       break;
     case DOMNode::TEXT_NODE:
     case DOMNode::CDATA_SECTION_NODE:
-      appendUtf8(out_, textOf(node), Escapes::kText);
+      appendUtf8(out_, charactersOf(node), Escapes::kText);
       break;
     case DOMNode::PROCESSING_INSTRUCTION_NODE: {
       const std::u16string_view data = viewOf(node.getNodeValue());

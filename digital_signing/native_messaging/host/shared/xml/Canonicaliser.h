@@ -3,9 +3,8 @@
 #include <string>
 #include <string_view>
 #include <vector>
-#include <xercesc/dom/DOMElement.hpp>
 
-#include "shared/xml/NamespaceScope.h"
+#include "shared/xml/Namespaces.h"
 #include "shared/xml/TreeWalk.h"
 
 namespace vorn {

@@ -1,17 +1,36 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
+#include <iterator>
 #include <string>
 #include <string_view>
 #include <unordered_map>
-#include <xercesc/util/XercesDefs.hpp>
-
-XERCES_CPP_NAMESPACE_BEGIN
-class DOMDocument;
-class DOMElement;
-XERCES_CPP_NAMESPACE_END
+#include <xercesc/dom/DOMDocument.hpp>
+#include <xercesc/dom/DOMElement.hpp>
 
 namespace vorn {
+
+/** The elements that are signed, in this order. */
+inline constexpr const char* kSignedElements[] = {"CounterpartData", "RenderedData"};
+
+/** The elements that our signatures are made of, and their attributes. */
+inline constexpr std::u16string_view kElementsOfSignature[] = {
+    u"Signature",       u"SignedInfo",     u"CanonicalizationMethod",
+    u"SignatureMethod", u"Reference",      u"Transforms",
+    u"Transform",       u"XPath",          u"DigestMethod",
+    u"DigestValue",     u"SignatureValue", u"KeyInfo",
+    u"KeyValue",        u"RSAKeyValue",    u"Modulus",
+    u"Exponent",        u"X509Data",       u"X509Certificate"};
+inline constexpr std::u16string_view kAttributesOfSignature[] = {u"xmlns", u"Algorithm", u"URI", u"Filter"};
+/** From the signed element down to the XPath element of its signature. */
+inline constexpr unsigned kLevelsOfSignature = 6;
+
+/** Whether the name is one of the list. */
+template <std::size_t size>
+bool isNamed(const std::u16string_view (&list)[size], std::u16string_view name) {
+  return std::find(std::begin(list), std::end(list), name) != std::end(list);
+}
 
 /** The elements of one name. */
 struct NamedElements {
@@ -27,6 +46,21 @@ NamedElements findElements(const xercesc::DOMDocument& document, const std::stri
 
 /** Whether the element is part of what an entity holds, which cannot be changed. */
 bool comesOutOfEntity(const xercesc::DOMElement& element);
+
+/** How many elements there are from the root down to this one: one for the root. */
+unsigned levelOf(const xercesc::DOMElement& element);
+
+/** The XML signatures among the children of an element. */
+struct ChildSignatures {
+  std::size_t count = 0;
+  const xercesc::DOMElement* last = nullptr; /**< null when there is none */
+};
+
+/**
+ * Told by the namespaces that the prefixes stand for; the tree may have been made without namespace
+ * processing. Takes time for the children, for the attributes of the elements around, and no more.
+ */
+ChildSignatures findSignatures(const xercesc::DOMElement& parent);
 
 /**
  * What a parser has noted of the elements of one document while it made them. `findElements` answers from it

@@ -3,15 +3,11 @@
 #include <algorithm>
 #include <string>
 #include <string_view>
-#include <xercesc/dom/DOMDocument.hpp>
 #include <xercesc/dom/DOMDocumentType.hpp>
-#include <xercesc/dom/DOMLSOutput.hpp>
 #include <xercesc/dom/DOMNamedNodeMap.hpp>
 #include <xercesc/framework/XMLFormatter.hpp>
 
-#include "shared/xml/InternalSubset.h"
 #include "shared/xml/TreeWalk.h"
-#include "shared/xml/Utf8Writer.h"
 #include "shared/xml/XmlText.h"
 
 namespace vorn {
@@ -63,9 +59,9 @@ class Writer {
       case DOMNode::ELEMENT_NODE:
         return startElement(node);
       case DOMNode::TEXT_NODE:
-        return writeEscaped(textOf(node), Escapes::kDocumentText);
+        return writeEscaped(charactersOf(node), Escapes::kDocumentText);
       case DOMNode::CDATA_SECTION_NODE:
-        return writeCdata(textOf(node));
+        return writeCdata(charactersOf(node));
       case DOMNode::COMMENT_NODE:
         return write("<!--", node.getNodeValue(), "-->");
       case DOMNode::PROCESSING_INSTRUCTION_NODE:

@@ -1,11 +1,7 @@
 #pragma once
 
-#include <xercesc/util/XercesDefs.hpp>
-
-XERCES_CPP_NAMESPACE_BEGIN
-class DOMDocument;
-class DOMLSOutput;
-XERCES_CPP_NAMESPACE_END
+#include <xercesc/dom/DOMDocument.hpp>
+#include <xercesc/dom/DOMLSOutput.hpp>
 
 namespace vorn {
 

@@ -1,11 +1,7 @@
 #include "shared/xml/InternalSubset.h"
 
 #include <algorithm>
-#include <xercesc/framework/XMLBuffer.hpp>
-#include <xercesc/framework/XMLNotationDecl.hpp>
 #include <xercesc/util/PlatformUtils.hpp>
-#include <xercesc/validators/DTD/DTDAttDef.hpp>
-#include <xercesc/validators/DTD/DTDEntityDecl.hpp>
 
 #include "shared/xml/XmlText.h"
 

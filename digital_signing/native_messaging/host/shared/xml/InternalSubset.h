@@ -1,14 +1,10 @@
 #pragma once
 
 #include <string>
-#include <xercesc/util/XercesDefs.hpp>
-
-XERCES_CPP_NAMESPACE_BEGIN
-class DTDAttDef;
-class DTDEntityDecl;
-class XMLBuffer;
-class XMLNotationDecl;
-XERCES_CPP_NAMESPACE_END
+#include <xercesc/framework/XMLBuffer.hpp>
+#include <xercesc/framework/XMLNotationDecl.hpp>
+#include <xercesc/validators/DTD/DTDAttDef.hpp>
+#include <xercesc/validators/DTD/DTDEntityDecl.hpp>
 
 namespace vorn {
 

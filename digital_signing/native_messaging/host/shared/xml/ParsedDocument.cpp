@@ -4,7 +4,9 @@
 #include <charconv>
 #include <cstddef>
 #include <xercesc/dom/DOMDocument.hpp>
+#include <xercesc/dom/DOMException.hpp>
 #include <xercesc/framework/MemBufInputSource.hpp>
+#include <xercesc/sax/SAXParseException.hpp>
 
 #include "shared/base/Exceptions.h"
 #include "shared/text/LetterCase.h"
@@ -74,6 +76,37 @@ ParsedDocument::ParsedDocument(std::string_view bytes, ExpansionBudget& budget)
   traits_ = parser_.traits();
   traits_.mayHoldControls = mayHoldControls(encoding);
   budget.charge(parser_.used().expandedCharacters());
+}
+
+std::optional<std::string> parserRefusal() {
+  try {
+    throw;
+  } catch (const xercesc::SAXParseException& e) {
+    return toUtf8(e.getMessage()) + " (line " + std::to_string(e.getLineNumber()) + ", column " +
+           std::to_string(e.getColumnNumber()) + ")";
+  } catch (const xercesc::SAXException& e) {
+    return toUtf8(e.getMessage());
+  } catch (const xercesc::XMLException& e) {
+    return toUtf8(e.getMessage());
+  } catch (const xercesc::DOMException& e) {
+    return toUtf8(e.getMessage());
+  } catch (...) {
+    return std::nullopt;
+  }
+}
+
+std::optional<std::string> refusalOf(const std::function<void()>& read) {
+  try {
+    read();
+    return std::nullopt;
+  } catch (const XMLDataParsingException& e) {
+    return e.message();
+  } catch (const InvalidXMLDataException& e) {
+    return e.message();
+  } catch (...) {
+    if (const auto refusal = parserRefusal()) return refusal;
+    throw;
+  }
 }
 
 }  // namespace vorn

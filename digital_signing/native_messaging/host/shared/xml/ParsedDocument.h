@@ -1,10 +1,11 @@
 #pragma once
 
+#include <functional>
+#include <optional>
+#include <string>
 #include <string_view>
 
 #include "shared/xml/DocumentParser.h"
-#include "shared/xml/ParserMemory.h"
-#include "shared/xml/TreeParser.h"
 
 namespace vorn {
 
@@ -16,7 +17,7 @@ class ParsedDocument {
  public:
   /**
    * The bytes are needed no longer than the call. Throws XMLDataParsingException and InvalidXMLDataException
-   * for what is found here, and passes on what the parser throws: see describeParserException.
+   * for what is found here, and passes on what the parser throws: see refusalOf.
    */
   explicit ParsedDocument(std::string_view bytes, ExpansionBudget&& own = {}) : ParsedDocument(bytes, own) {}
   /** The same for one of several documents that share a budget, which is charged once this one is read. */
@@ -34,5 +35,18 @@ class ParsedDocument {
   DocumentParser parser_;
   DocumentTraits traits_;
 };
+
+/**
+ * To be called in a catch block: what the XML parser had against the document, with line and column, if the
+ * exception being handled is one of the parser's; nothing for any other exception, which stays the one being
+ * handled.
+ */
+std::optional<std::string> parserRefusal();
+
+/**
+ * Calls `read`, which makes a ParsedDocument: why that document is refused, or nothing when it is not. Any
+ * other failure passes through.
+ */
+std::optional<std::string> refusalOf(const std::function<void()>& read);
 
 }  // namespace vorn

@@ -1,53 +1,32 @@
 #pragma once
 
-#include <memory>
 #include <string>
-#include <xercesc/util/XercesDefs.hpp>
+#include <xercesc/dom/DOMElement.hpp>
 
-#include "shared/xml/SignatureProvider.h"
-
-class DSIGSignature;
-class XSECCryptoKey;
-XERCES_CPP_NAMESPACE_BEGIN
-class DOMDocument;
-class DOMElement;
-XERCES_CPP_NAMESPACE_END
+#include "shared/base/SigningIdentity.h"
 
 namespace vorn {
 
 /**
- * One enveloped signature over one element of a document, made step by step in the order of the operations
- * below. All of them throw what the signature library throws. A builder given up midway leaves the Signature
- * element, unfinished, in the document.
+ * Puts one enveloped signature over an element of a document last into that element: its one reference with
+ * the transforms, the signature of the key, and for the verifier the key's public half and the certificate
+ * (the base64 of its DER). The signature opens nothing that is not of the document itself. Returns the digest
+ * of the element, in base64.
+ *
+ * Throws what the signature library and the key throw; a Signature element, unfinished, may then be left in
+ * the document.
  */
-class SignatureBuilder {
- public:
-  SignatureBuilder(xercesc::DOMDocument& document, xercesc::DOMElement& element, std::string elementName);
-  ~SignatureBuilder();
-  SignatureBuilder(const SignatureBuilder&) = delete;
-  SignatureBuilder& operator=(const SignatureBuilder&) = delete;
+std::string buildSignature(xercesc::DOMElement& element, const std::string& elementName,
+                           const XMLCh* signatureMethodURI, const XMLCh* digestMethodURI, SigningKey signer,
+                           const std::string& certificate);
 
-  /**
-   * Puts the Signature element, with its one reference and the transforms of
-   * it, last into the signed element.
-   */
-  void addSignature(const XMLCh* signatureMethodURI, const XMLCh* digestMethodURI);
-  void setSigningKey(std::unique_ptr<XSECCryptoKey> key);
-  /** Public key and certificate for the verifier, all in base64. */
-  void addKeyInfo(const std::string& modulus, const std::string& exponent, const std::string& certificate);
-  /** Digests the element, and has the key sign. */
-  void sign();
-
-  /** After `sign`: the digest of the element, in base64. */
-  const std::string& digest() const { return digest_; }
-
- private:
-  SignatureProvider provider_;
-  DSIGSignature* signature_ = nullptr;  // the provider's
-  xercesc::DOMDocument& document_;
-  xercesc::DOMElement& element_;
-  std::string elementName_;
-  std::string digest_;
-};
+/**
+ * Has the signature library sign the canonical form of SignedInfo that Canonicaliser makes. The
+ * library's own takes any attribute of an ancestor whose name begins with "xmlns" for a declaration in trees
+ * parsed without namespace processing, down to a legal xmlns:xml, and verifiers then refuse the signature.
+ *
+ * To be called once the library has been started.
+ */
+void useOwnCanonicalSignedInfo();
 
 }  // namespace vorn

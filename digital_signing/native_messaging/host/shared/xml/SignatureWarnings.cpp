@@ -4,15 +4,11 @@
 #include <unordered_map>
 #include <unordered_set>
 #include <xercesc/dom/DOMDocument.hpp>
-#include <xercesc/dom/DOMElement.hpp>
-#include <xercesc/dom/DOMNamedNodeMap.hpp>
 
 #include "shared/xml/DocumentElements.h"
-#include "shared/xml/NamespaceCheck.h"
+#include "shared/xml/Namespaces.h"
 #include "shared/xml/ParsedDocument.h"
-#include "shared/xml/PartFindings.h"
-#include "shared/xml/QualifiedName.h"
-#include "shared/xml/SignatureElements.h"
+#include "shared/xml/TreeWalk.h"
 #include "shared/xml/XmlText.h"
 
 namespace vorn {
@@ -23,8 +19,6 @@ namespace {
 
 // Of libxml2 unless it is told to be patient: lxml, PHP and xmlsec 1.3 leave it so.
 constexpr unsigned kDeepestOfLibxml2 = 256;
-
-constexpr const char* kParts[] = {"CounterpartData", "RenderedData"};
 
 /** What the names that occur in a document tell. */
 struct NamesSeen {
@@ -46,6 +40,134 @@ NamesSeen namesOf(const ElementIndex& index) {
     seen.withPrefix = seen.withPrefix || whole.find(u':') != std::u16string_view::npos;
   });
   return seen;
+}
+
+/** The findings in or around a signed element at which some verifiers stumble; the first of each kind, as
+ * UTF-8. */
+struct PartFindings {
+  /**
+   * An attribute like xml:lang that the JDK inherits wrongly: with different values on two of the element and
+   * its ancestors, or in scope on an element inside that has others of them but not this one.
+   */
+  std::string xmlAttribute;
+  std::string ampersandUri; /**< a namespace name in scope that holds "&" */
+  bool hasCarriageReturn = false;
+  bool hasControl = false; /**< U+0080 to U+009F */
+};
+
+class PartReader {
+ public:
+  explicit PartReader(const DOMNode& part) : part_(part) {
+    std::unordered_set<std::u16string_view> prefixes;
+    std::unordered_map<std::u16string_view, std::u16string_view> values;
+    for (const DOMNode* node = &part; node != nullptr; node = node->getParentNode()) {
+      forEachAttribute(*node, [&](const QualifiedName& name, const DOMNode& attribute) {
+        if (name.isDeclaration() && prefixes.insert(name.declaredPrefix()).second)
+          noteUri(valueOf(attribute));
+        if (!name.isXml()) return;
+        if (values.try_emplace(name.local, valueOf(attribute)).first->second != valueOf(attribute))
+          noteXmlAttribute(name.whole);
+        if (node != &part) ++inScope_[name.whole];
+      });
+    }
+  }
+
+  void enter(const DOMNode& node) {
+    switch (node.getNodeType()) {
+      case DOMNode::TEXT_NODE:
+      case DOMNode::CDATA_SECTION_NODE:
+        noteCharacters(charactersOf(node));
+        break;
+      case DOMNode::PROCESSING_INSTRUCTION_NODE:
+        noteCharacters(viewOf(node.getNodeValue()));
+        break;
+      case DOMNode::ELEMENT_NODE:
+        enterElement(node);
+        break;
+      default:
+        break;
+    }
+  }
+
+  void leave(const DOMNode& node) {
+    forEachAttribute(node, [this](const QualifiedName& name, const DOMNode&) {
+      if (!name.isXml()) return;
+      const auto entry = inScope_.find(name.whole);
+      if (--entry->second == 0) inScope_.erase(entry);
+    });
+  }
+
+  PartFindings findings() && { return std::move(found_); }
+
+ private:
+  void enterElement(const DOMNode& element) {
+    own_.clear();
+    forEachAttribute(element, [this](const QualifiedName& name, const DOMNode& attribute) {
+      const std::u16string_view value = valueOf(attribute);
+      noteCharacters(value);
+      if (name.isDeclaration()) noteUri(value);
+      if (name.isXml()) own_.push_back(name.whole);
+    });
+    if (own_.empty()) return;
+    std::sort(own_.begin(), own_.end());
+    for (const auto& [name, count] : inScope_) {
+      // The signed element itself takes up what is in scope, as it should.
+      if (&element == &part_ || !found_.xmlAttribute.empty()) break;
+      if (!std::binary_search(own_.begin(), own_.end(), name)) noteXmlAttribute(name);
+    }
+    for (const std::u16string_view name : own_) ++inScope_[name];
+  }
+
+  void noteCharacters(std::u16string_view text) {
+    bool isReturn = false, isControl = false;
+    for (const char16_t c : text) {
+      isReturn |= c == u'\r';
+      isControl |= c >= 0x80 && c < 0xA0;
+    }
+    found_.hasCarriageReturn |= isReturn;
+    found_.hasControl |= isControl;
+  }
+
+  void noteUri(std::u16string_view uri) {
+    if (found_.ampersandUri.empty() && uri.find(u'&') != std::u16string_view::npos)
+      found_.ampersandUri = excerptOf(uri);
+  }
+
+  void noteXmlAttribute(std::u16string_view name) {
+    if (found_.xmlAttribute.empty()) found_.xmlAttribute = excerptOf(name);
+  }
+
+  const DOMNode& part_;
+  PartFindings found_;
+  // The xml: attributes of the elements above, with how many of these have them.
+  std::unordered_map<std::u16string_view, std::size_t> inScope_;
+  std::vector<std::u16string_view> own_;
+};
+
+/** One pass over the element and what is inside, without recursion. */
+PartFindings findingsIn(const xercesc::DOMElement& element) {
+  PartReader reader(element);
+  for (TreeWalk<const DOMNode> walk(&element); walk.node() != nullptr; walk.advance())
+    walk.leaving() ? reader.leave(*walk.node()) : reader.enter(*walk.node());
+  return std::move(reader).findings();
+}
+
+/** Whether a default namespace is in scope: the nearest declaration counts, and may take it back. */
+bool hasDefaultNamespace(const DOMNode& element) {
+  for (const DOMNode* node = &element; node != nullptr; node = node->getParentNode()) {
+    const xercesc::DOMNamedNodeMap* attributes = node->getAttributes();
+    const DOMNode* own = attributes != nullptr ? attributes->getNamedItem(u"xmlns") : nullptr;
+    if (own != nullptr) return !valueOf(*own).empty();
+  }
+  return false;
+}
+
+/** Whether an element of this name is above it. */
+bool isInside(const xercesc::DOMElement& element, std::u16string_view ancestorName) {
+  const DOMNode* ancestor = element.getParentNode();
+  while (ancestor != nullptr && viewOf(ancestor->getNodeName()) != ancestorName)
+    ancestor = ancestor->getParentNode();
+  return ancestor != nullptr;
 }
 
 class Warnings {
@@ -129,15 +251,13 @@ class Warnings {
   bool declaresAllPrefixes(const xercesc::DOMElement& root) const {
     std::unordered_set<std::u16string_view> declared;
     std::unordered_set<std::u16string_view> uris;
-    const xercesc::DOMNamedNodeMap& attributes = *root.getAttributes();
-    for (XMLSize_t i = 0; i < attributes.getLength(); ++i) {
-      const QualifiedName name(viewOf(attributes.item(i)->getNodeName()));
-      if (name.prefix != u"xmlns") continue;
+    bool all = true;
+    forEachAttribute(root, [&](const QualifiedName& name, const DOMNode& attribute) {
+      if (name.prefix != u"xmlns") return;
       declared.insert(name.local);
       // Two prefixes for one name can make one attribute of two.
-      if (!uris.insert(viewOf(attributes.item(i)->getNodeValue())).second) return false;
-    }
-    bool all = true;
+      all = uris.insert(valueOf(attribute)).second && all;
+    });
     parsed_.names().forEach([&](std::u16string_view whole, const NamedElements&) {
       const QualifiedName name(whole);
       if (name.isDeclaration()) return;
@@ -149,7 +269,7 @@ class Warnings {
 
   void ofDepth() {
     unsigned depth = parsed_.traits().depth;
-    for (const char* name : kParts) {
+    for (const char* name : kSignedElements) {
       const NamedElements found = findElements(document_, name);
       if (stage_ == SigningStage::kBefore && found.count == 1)
         depth = std::max(depth, levelOf(*found.first) + kLevelsOfSignature);
@@ -183,7 +303,7 @@ std::vector<SignatureWarning> warningsOf(ParsedDocument& parsed, SigningStage st
                                          std::optional<SignatureAlgorithm> algorithm) {
   Warnings warnings(parsed, stage);
   warnings.ofDocument();
-  for (const char* name : kParts) warnings.ofPart(name);
+  for (const char* name : kSignedElements) warnings.ofPart(name);
   if (algorithm) warnings.ofAlgorithm(*algorithm);
   return std::move(warnings).take();
 }

@@ -15,9 +15,7 @@
 
 #include "shared/base/Exceptions.h"
 #include "shared/xml/DocumentParser.h"
-#include "shared/xml/ParserLimits.h"
-#include "shared/xml/ParserMemory.h"
-#include "shared/xml/SignatureProvider.h"
+#include "shared/xml/SignatureBuilder.h"
 #include "shared/xml/XmlText.h"
 
 namespace vorn {

@@ -9,7 +9,7 @@ namespace vorn::verification {
  * What stands against a signature. The code is for programs and keeps its meaning; those that ETSI EN 319
  * 102-1 has a name for have that name. The message is for people, and may hold text of the document.
  */
-struct Fault {
+struct Objection {
   std::string_view code;
   std::string message;
 };
