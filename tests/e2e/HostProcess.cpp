@@ -54,13 +54,9 @@ vorn::vornctl::ChildStart startOf(const Home& home, const HostOptions& options, 
   return start;
 }
 
-/** A file that is open while the object lives. */
-struct ErrorFile {
-  explicit ErrorFile(const std::filesystem::path& path)
-      : descriptor(open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600)) {}
-  ~ErrorFile() { close(descriptor); }
-  const int descriptor;
-};
+vorn::Descriptor openErrorFile(const std::filesystem::path& path) {
+  return vorn::Descriptor(open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600));
+}
 
 }  // namespace
 
@@ -71,7 +67,7 @@ std::string hostProgram() {
 
 HostProcess::HostProcess(const Home& home, const HostOptions& options)
     : errorFile_(home.path() / "standard-error"),
-      child_(startOf(home, options, ErrorFile(errorFile_).descriptor)) {}
+      child_(startOf(home, options, openErrorFile(errorFile_).get())) {}
 
 HostProcess::~HostProcess() {
   if (testing::Test::HasFailure()) std::cerr << standardError();

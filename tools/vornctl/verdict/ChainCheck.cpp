@@ -191,12 +191,12 @@ ChainResult buildChain(const std::string& certificate, const Authorities& author
 
 Authorities authoritiesOfKeyStore() {
   Authorities authorities;
-  for (KnownCertificate& stored : knownCertificates()) {
+  for (StoredCertificate& stored : knownCertificates()) {
     switch (stored.trust) {
       case Trust::kForSignatures:
         authorities.trusted.push_back(std::move(stored.der));
         break;
-      case Trust::kForbidden:
+      case Trust::kProhibited:
         authorities.prohibited.push_back(std::move(stored.der));
         break;
       case Trust::kForItself:

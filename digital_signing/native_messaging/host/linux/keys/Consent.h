@@ -6,8 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "linux/keys/NssError.h"
-#include "linux/keys/NssHandles.h"
+#include "linux/keys/Nss.h"
 #include "linux/prompt/LockedMemory.h"
 #include "linux/x509/X509Certificate.h"
 

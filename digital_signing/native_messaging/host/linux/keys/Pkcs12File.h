@@ -40,10 +40,6 @@ struct Pkcs12Result {
   std::vector<Pkcs12Certificate> certificates = {};
 };
 
-/** Whether the rounds of hashing, which make passwords hard to guess, are more than a person waits for; in
- * all that is not encrypted. */
-bool asksForTooManyRounds(std::span<const std::uint8_t> file);
-
 /** Decrypts the file. `password` is UTF-8. Nothing is kept of either. */
 Pkcs12Result readPkcs12(std::span<const std::uint8_t> file, std::string_view password);
 

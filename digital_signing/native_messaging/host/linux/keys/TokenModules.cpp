@@ -4,7 +4,8 @@
 #include <map>
 #include <sstream>
 
-#include "linux/keys/KeyDatabases.h"
+#include "linux/keys/StorePlaces.h"
+#include "shared/base/Platform.h"
 
 namespace vorn::keys {
 namespace {
@@ -66,7 +67,7 @@ fs::path located(const fs::path& library) {
  */
 std::vector<fs::path> registrationFolders() {
   const fs::path system = "/etc/pkcs11";
-  const fs::path user = baseFolder("XDG_CONFIG_HOME", ".config") / "pkcs11";
+  const fs::path user = platform::baseFolder("XDG_CONFIG_HOME", ".config") / "pkcs11";
   Settings settings{{"user-config", "merge"}};
   readSettings(system / "pkcs11.conf", settings);
   if (settings["user-config"] == "merge") readSettings(user / "pkcs11.conf", settings);

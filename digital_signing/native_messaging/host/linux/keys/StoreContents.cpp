@@ -1,4 +1,7 @@
-#include "linux/keys/KeyStore.h"
+#include "linux/keys/StoreContents.h"
+
+// Needs the headers that come with the one above.
+#include <certdb.h>
 
 #include <algorithm>
 
@@ -77,6 +80,19 @@ void appendCertifiedKeys(PK11SlotInfo* slot, TokenKeys& keys) {
   }
 }
 
+bool holds(unsigned flags, unsigned flag) {
+  return (flags & flag) != 0;
+}
+
+/** A record of its own about the certificate that does not say that it is trusted. */
+bool isProhibition(unsigned flags) {
+  return holds(flags, CERTDB_TERMINAL_RECORD) && !holds(flags, CERTDB_TRUSTED);
+}
+
+bool isTrustedPeer(unsigned flags) {
+  return holds(flags, CERTDB_TERMINAL_RECORD) && holds(flags, CERTDB_TRUSTED);
+}
+
 }  // namespace
 
 std::vector<TokenPlace> tokenPlaces() {
@@ -106,6 +122,22 @@ std::vector<TokenCertificate> listCertificates() {
     for (TokenCertificate& certificate : certificatesIn(slot.get()))
       certificates.push_back(std::move(certificate));
   return certificates;
+}
+
+std::optional<Trust> trustOf(const TokenCertificate& stored) {
+  SECItem der = itemOf(stored.der);
+  const std::unique_ptr<CERTCertificate, NssRelease<CERT_DestroyCertificate>> certificate(
+      CERT_NewTempCertificate(CERT_GetDefaultCertDB(), &der, nullptr, PR_FALSE, PR_TRUE));
+  if (!certificate) return std::nullopt;
+  CERTCertTrust trust{};
+  if (CERT_GetCertTrust(certificate.get(), &trust) != SECSuccess) return Trust::kNone;
+  const unsigned sites = trust.sslFlags, mail = trust.emailFlags, objects = trust.objectSigningFlags;
+  if (isProhibition(sites) || isProhibition(mail) || isProhibition(objects)) return Trust::kProhibited;
+  if (holds(sites, CERTDB_TRUSTED_CLIENT_CA) || holds(mail, CERTDB_TRUSTED_CA) ||
+      holds(objects, CERTDB_TRUSTED_CA))
+    return Trust::kForSignatures;
+  if (isTrustedPeer(mail) || isTrustedPeer(objects)) return Trust::kForItself;
+  return holds(sites, CERTDB_TRUSTED_CA) ? Trust::kForOtherPurposes : Trust::kNone;
 }
 
 std::vector<std::shared_ptr<TokenKey>> listPrivateKeys() {
