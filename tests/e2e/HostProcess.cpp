@@ -8,7 +8,6 @@
 #include <sstream>
 #include <stdexcept>
 #include <system_error>
-#include <thread>
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -17,6 +16,8 @@
 #include <sys/ioctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+#include "shared/base/Waiting.h"
 
 namespace e2e {
 namespace {
@@ -78,14 +79,12 @@ void HostProcess::write(std::string_view bytes) {
 }
 
 void HostProcess::waitUntilRead() const {
-  const auto deadline = Clock::now() + kPatience;
-  int waiting = 1;
-  while (true) {
+  const bool isRead = vorn::comesWithin(kPatience, std::chrono::milliseconds(1), [this] {
+    int waiting = 1;
     require(ioctl(child_.input(), FIONREAD, &waiting) == 0, "FIONREAD");
-    if (waiting == 0) return;
-    if (Clock::now() > deadline) throw std::runtime_error("the host does not read");
-    std::this_thread::sleep_for(std::chrono::microseconds(200));
-  }
+    return waiting == 0;
+  });
+  if (!isRead) throw std::runtime_error("the host does not read");
 }
 
 void HostProcess::send(std::string_view request) {

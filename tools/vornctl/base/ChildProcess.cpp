@@ -7,7 +7,8 @@
 #include <algorithm>
 #include <iterator>
 #include <system_error>
-#include <thread>
+
+#include "shared/base/Waiting.h"
 
 extern char** environ;
 
@@ -95,13 +96,9 @@ ChildProcess::Read ChildProcess::read(std::string& bytes, std::size_t count, Clo
 }
 
 bool ChildProcess::hasExitedWithin(std::chrono::milliseconds patience) {
-  const auto deadline = Clock::now() + patience;
-  while (!exited_) {
-    exited_ = waitpid(process_, &status_, WNOHANG) == process_;
-    if (!exited_ && Clock::now() > deadline) return false;
-    if (!exited_) std::this_thread::sleep_for(std::chrono::milliseconds(1));
-  }
-  return true;
+  return comesWithin(patience, std::chrono::milliseconds(1), [this] {
+    return exited_ = exited_ || waitpid(process_, &status_, WNOHANG) == process_;
+  });
 }
 
 }  // namespace vorn::vornctl

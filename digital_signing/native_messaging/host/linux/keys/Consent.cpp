@@ -5,8 +5,6 @@
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <chrono>
-#include <thread>
 
 #include "linux/keys/LoginQuestion.h"
 #include "linux/keys/TokenKey.h"
@@ -16,6 +14,7 @@
 #include "shared/base/Descriptor.h"
 #include "shared/base/ErrorReason.h"
 #include "shared/base/Platform.h"
+#include "shared/base/Waiting.h"
 
 namespace vorn::keys {
 namespace {
@@ -90,12 +89,9 @@ prompt::Answer askPerson(Ask ask) {
 }  // namespace
 
 bool isPresentSoon(PK11SlotInfo* slot, bool wanted) {
-  constexpr int kTries = 15;
-  for (int i = 0; i < kTries; ++i) {
-    if ((PK11_IsPresent(slot) != PR_FALSE) == wanted) return true;
-    std::this_thread::sleep_for(std::chrono::milliseconds(100));
-  }
-  return false;
+  using std::chrono::milliseconds;
+  return comesWithin(milliseconds(1500), milliseconds(100),
+                     [&] { return (PK11_IsPresent(slot) != PR_FALSE) == wanted; });
 }
 
 NssError lastErrorOf(PK11SlotInfo* slot) {

@@ -5,13 +5,12 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <chrono>
 #include <cstdint>
 #include <iterator>
 #include <system_error>
-#include <thread>
 
 #include "linux/keys/StorePlaces.h"
+#include "shared/base/Waiting.h"
 
 namespace vorn::keys {
 namespace {
@@ -63,12 +62,7 @@ bool DatabaseFiles::isHeld() const {
 }
 
 bool DatabaseFiles::waitUntilFree() const {
-  const auto deadline = std::chrono::steady_clock::now() + kWriterPatience;
-  while (isHeld()) {
-    if (std::chrono::steady_clock::now() > deadline) return false;
-    std::this_thread::sleep_for(kPause);
-  }
-  return true;
+  return comesWithin(kWriterPatience, kPause, [this] { return !isHeld(); });
 }
 
 std::vector<std::int64_t> DatabaseFiles::state() const {

@@ -8,7 +8,6 @@
 #include <sys/wait.h>
 
 #include <algorithm>
-#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
@@ -17,10 +16,10 @@
 #include <string>
 #include <string_view>
 #include <system_error>
-#include <thread>
 #include <vector>
 
 #include "linux/processes/KeyChannel.h"
+#include "shared/base/Waiting.h"
 
 namespace vorn::keys {
 namespace {
@@ -108,8 +107,8 @@ int endOf(pid_t worker) {
   int status = 0;
   kill(worker, SIGKILL);
   // A process that not even this ends waits for its device; nobody is to wait along with it.
-  for (int slices = 0; slices < 500 && waitpid(worker, &status, WNOHANG) == 0; ++slices)
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  using std::chrono::milliseconds;
+  comesWithin(milliseconds(500), milliseconds(1), [&] { return waitpid(worker, &status, WNOHANG) != 0; });
   return status;
 }
 

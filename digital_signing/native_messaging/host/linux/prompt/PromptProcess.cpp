@@ -13,6 +13,7 @@
 #include <system_error>
 
 #include "shared/base/Platform.h"
+#include "shared/base/Waiting.h"
 
 namespace vorn::prompt {
 namespace {
@@ -163,15 +164,12 @@ PromptProcess::~PromptProcess() {
   wake_.notify_one();
   watcher_.join();
   socket_.reset();
-  const auto deadline = Clock::now() + kFarewell;
-  while (Clock::now() < deadline && process_ > 0) {
+  comesWithin(kFarewell, std::chrono::milliseconds(1), [this] {
     siginfo_t state{};
     // Left as a zombie, so that its number is nobody else's when the group is killed.
-    if (waitid(P_PID, static_cast<id_t>(process_), &state, WEXITED | WNOHANG | WNOWAIT) != 0 ||
-        state.si_pid != 0)
-      break;
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
-  }
+    return waitid(P_PID, static_cast<id_t>(process_), &state, WEXITED | WNOHANG | WNOWAIT) != 0 ||
+           state.si_pid != 0;
+  });
   kill();
 }
 
