@@ -5,8 +5,6 @@
 #include <string>
 #include <vector>
 
-#include "shared/base/CertificateTrust.h"
-
 /** Tells people what the host never asks of the key store. Each system has an implementation of its own. */
 namespace vorn::vornctl {
 
@@ -20,10 +18,23 @@ struct KeyPlace {
 
 KeyPlace placeOfKey(SecIdentityRef identity);
 
+enum class Trust {
+  kNone,
+  kForSignatures,    /**< to vouch for persons: an authority for e-mail, clients or objects */
+  kForItself,        /**< a peer for e-mail or objects */
+  kForOtherPurposes, /**< as an authority for web sites only */
+  kForbidden,
+};
+
+struct KnownCertificate {
+  std::string der;
+  Trust trust = Trust::kNone;
+};
+
 /**
  * The certificates of the user's, with the trust that the user or an administrator has given them; the lists
  * of authorities that come with a system are not among them. Asks for no password.
  */
-std::vector<StoredCertificate> knownCertificates();
+std::vector<KnownCertificate> knownCertificates();
 
 }  // namespace vorn::vornctl

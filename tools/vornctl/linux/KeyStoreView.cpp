@@ -8,6 +8,22 @@
 namespace vorn::vornctl {
 namespace {
 
+Trust trustOf(keys::Trust trust) {
+  switch (trust) {
+    case keys::Trust::kForSignatures:
+      return Trust::kForSignatures;
+    case keys::Trust::kForItself:
+      return Trust::kForItself;
+    case keys::Trust::kForOtherPurposes:
+      return Trust::kForOtherPurposes;
+    case keys::Trust::kProhibited:
+      return Trust::kForbidden;
+    case keys::Trust::kNone:
+      break;
+  }
+  return Trust::kNone;
+}
+
 bool isPinBlocked(const keys::Token& token) {
   const std::vector<keys::TokenPlace> places = frameworks::tokenPlaces();
   return std::any_of(places.begin(), places.end(), [&](const keys::TokenPlace& place) {
@@ -23,8 +39,11 @@ KeyPlace placeOfKey(SecIdentityRef identity) {
   return {std::move(token.name), token.locked, std::move(token.store), isBlocked};
 }
 
-std::vector<StoredCertificate> knownCertificates() {
-  return frameworks::listCertificatesWithTrust();
+std::vector<KnownCertificate> knownCertificates() {
+  std::vector<KnownCertificate> certificates;
+  for (const keys::StoredCertificate& stored : frameworks::listCertificatesWithTrust())
+    certificates.push_back({std::string(stored.der.begin(), stored.der.end()), trustOf(stored.trust)});
+  return certificates;
 }
 
 }  // namespace vorn::vornctl

@@ -30,7 +30,7 @@ Trust trustIn(SecCertificateRef certificate, SecTrustSettingsDomain domain) {
     const auto* const result = static_cast<CFNumberRef>(CFDictionaryGetValue(one, kSecTrustSettingsResult));
     int value = kSecTrustSettingsResultTrustRoot;
     if (result != nullptr) CFNumberGetValue(result, kCFNumberIntType, &value);
-    if (value == kSecTrustSettingsResultDeny) return Trust::kProhibited;
+    if (value == kSecTrustSettingsResultDeny) return Trust::kForbidden;
     if (value != kSecTrustSettingsResultTrustRoot && value != kSecTrustSettingsResultTrustAsRoot) continue;
     const bool isForAll = CFDictionaryGetValue(one, kSecTrustSettingsPolicy) == nullptr;
     if (trust != Trust::kForSignatures) trust = isForAll ? Trust::kForSignatures : Trust::kForOtherPurposes;
@@ -40,7 +40,7 @@ Trust trustIn(SecCertificateRef certificate, SecTrustSettingsDomain domain) {
 
 /** Whether the second says more than the first. */
 bool outweighs(Trust one, Trust other) {
-  return one == Trust::kProhibited || other == Trust::kNone ||
+  return one == Trust::kForbidden || other == Trust::kNone ||
          (one == Trust::kForSignatures && other == Trust::kForOtherPurposes);
 }
 
@@ -61,7 +61,7 @@ KeyPlace placeOfKey(SecIdentityRef /*identity*/) {
   return {.token = "Keychain"};
 }
 
-std::vector<StoredCertificate> knownCertificates() {
+std::vector<KnownCertificate> knownCertificates() {
   std::map<std::string, Trust> certificates;
   const auto add = [&certificates](CFArrayRef array, auto trustOf) {
     for (CFIndex i = 0; array != nullptr && i < CFArrayGetCount(array); ++i) {
@@ -79,7 +79,7 @@ std::vector<StoredCertificate> knownCertificates() {
     const auto trusted = CFRef<CFArrayRef>::adopt(found);
     add(trusted.get(), [domain](SecCertificateRef certificate) { return trustIn(certificate, domain); });
   }
-  std::vector<StoredCertificate> stored;
+  std::vector<KnownCertificate> stored;
   for (const auto& [der, trust] : certificates) stored.push_back({der, trust});
   return stored;
 }

@@ -191,12 +191,12 @@ ChainResult buildChain(const std::string& certificate, const Authorities& author
 
 Authorities authoritiesOfKeyStore() {
   Authorities authorities;
-  for (StoredCertificate& stored : knownCertificates()) {
+  for (KnownCertificate& stored : knownCertificates()) {
     switch (stored.trust) {
       case Trust::kForSignatures:
         authorities.trusted.push_back(std::move(stored.der));
         break;
-      case Trust::kProhibited:
+      case Trust::kForbidden:
         authorities.prohibited.push_back(std::move(stored.der));
         break;
       case Trust::kForItself:

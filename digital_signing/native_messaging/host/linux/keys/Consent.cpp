@@ -34,8 +34,7 @@ struct Cancelled {
 };
 Cancelled ofThisProcess;
 
-/** It has a byte for each prompt that was cancelled, and the time of the last. Empty when there is no folder.
- */
+/** It has a byte for each prompt that was cancelled, and the time of the last. Empty without a folder. */
 std::string sharedFile() {
   const std::string folder = platform::environment("XDG_RUNTIME_DIR");
   return folder.starts_with('/') ? folder + "/vorn-signing-cancelled" : "";

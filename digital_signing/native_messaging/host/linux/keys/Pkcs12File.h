@@ -10,8 +10,7 @@
 
 #include "linux/prompt/LockedMemory.h"
 
-/** Writing into key databases; and PKCS #12 files, in which authorities hand out a key with its certificates.
- */
+/** Writes into key databases, and reads PKCS #12 files, in which authorities hand out keys. */
 namespace vorn::keys {
 
 struct Pkcs12Certificate {

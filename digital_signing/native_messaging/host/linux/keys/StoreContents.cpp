@@ -50,6 +50,12 @@ void appendVisibleKeys(PK11SlotInfo* slot, TokenKeys& keys) {
       keys.push_back(std::make_shared<TokenKey>(Slot(PK11_ReferenceSlot(slot)), std::move(key)));
 }
 
+/** Unless it is there already. */
+void appendHiddenKey(std::shared_ptr<TokenKey> hidden, TokenKeys& keys) {
+  const auto isListed = [&hidden](const auto& key) { return key->isSameAs(*hidden); };
+  if (std::none_of(keys.begin(), keys.end(), isListed)) keys.push_back(std::move(hidden));
+}
+
 /**
  * A token that is not logged in shows no private keys (NSS gives an empty list, not an error). The soft token
  * writes a public key object beside each private key, under the same identifier, and shows that to everyone;
@@ -58,11 +64,8 @@ void appendVisibleKeys(PK11SlotInfo* slot, TokenKeys& keys) {
 void appendHiddenKeys(PK11SlotInfo* slot, TokenKeys& keys) {
   const PublicKeyList list(PK11_ListPublicKeysInSlot(slot, nullptr));
   if (list == nullptr) return;
-  for (auto* node = PUBKEY_LIST_HEAD(list); !PUBKEY_LIST_END(node, list); node = PUBKEY_LIST_NEXT(node)) {
-    auto hidden = std::make_shared<TokenKey>(Slot(PK11_ReferenceSlot(slot)), *node->key);
-    const auto isListed = [&hidden](const auto& key) { return key->isSameAs(*hidden); };
-    if (std::none_of(keys.begin(), keys.end(), isListed)) keys.push_back(std::move(hidden));
-  }
+  for (auto* node = PUBKEY_LIST_HEAD(list); !PUBKEY_LIST_END(node, list); node = PUBKEY_LIST_NEXT(node))
+    appendHiddenKey(std::make_shared<TokenKey>(Slot(PK11_ReferenceSlot(slot)), *node->key), keys);
 }
 
 /**
@@ -73,10 +76,9 @@ void appendCertifiedKeys(PK11SlotInfo* slot, TokenKeys& keys) {
   if (PK11_IsInternal(slot) != PR_FALSE) return;
   for (const TokenCertificate& stored : certificatesIn(slot)) {
     const auto certificate = x509::readCertificate(stored.der);
-    if (!certificate || stored.id.empty()) continue;
-    auto hidden = std::make_shared<TokenKey>(Slot(PK11_ReferenceSlot(slot)), stored.id, *certificate);
-    const auto isListed = [&hidden](const auto& key) { return key->isSameAs(*hidden); };
-    if (std::none_of(keys.begin(), keys.end(), isListed)) keys.push_back(std::move(hidden));
+    if (certificate && !stored.id.empty())
+      appendHiddenKey(std::make_shared<TokenKey>(Slot(PK11_ReferenceSlot(slot)), stored.id, *certificate),
+                      keys);
   }
 }
 

@@ -2,7 +2,6 @@
 
 #include "linux/keys/OpenStores.h"
 #include "linux/keys/TokenKey.h"
-#include "shared/base/CertificateTrust.h"
 
 /** What is in the tokens of the stores that are open. */
 namespace vorn::keys {
@@ -11,8 +10,7 @@ namespace vorn::keys {
  * databases, each in the token's order. Needs open stores. */
 std::vector<TokenCertificate> listCertificates();
 
-/** All private keys, in the same order, those included that only show their public half. Needs open stores.
- */
+/** All private keys, in the same order, with those that only show their public half. Needs open stores. */
 std::vector<std::shared_ptr<TokenKey>> listPrivateKeys();
 
 /** The places that the last search has looked into. */

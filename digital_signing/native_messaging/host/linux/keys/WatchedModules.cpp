@@ -17,8 +17,7 @@
 namespace vorn::keys {
 namespace {
 
-/** The most modules at once. Each has functions of its own, as PKCS #11 does not tell a function whose it is.
- */
+/** The most modules at once. Each has its own functions, as PKCS #11 tells no function whose it is. */
 constexpr std::size_t kMost = 16;
 
 struct Watched {

@@ -42,7 +42,7 @@ void useCallMark(CallMark* mark) {
 
 void markCall(const std::string& library, const char* function) noexcept {
   if (depth++ > 0) return;
-  std::strncpy(marked->library, library.c_str(), CallMark::kRoom - 1);
+  marked->library[library.copy(marked->library, CallMark::kRoom - 1)] = '\0';
   std::strncpy(marked->function, function, sizeof marked->function - 1);
   ++marked->calls;
   marked->since = steadyMilliseconds();

@@ -66,8 +66,7 @@ class Filter {
   int fault_ = 0;
 };
 
-/** All families but AF_UNIX. The whole register is compared, of which the kernel takes the lower half alone.
- */
+/** All families but AF_UNIX. The whole register is compared, of which the kernel takes the lower half. */
 void refuseNetwork(Filter& filter) {
   for (scmp_datum_t family = 0; family < AF_NETLINK; ++family)
     if (family != AF_UNIX) filter.refuse(SCMP_SYS(socket), EAFNOSUPPORT, SCMP_A0(SCMP_CMP_EQ, family));

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 #include <string>
+#include <vector>
 
 /** What the process for keys tells of key stores. */
 namespace vorn::keys {
@@ -41,6 +43,19 @@ struct TokenPlace {
   bool isLastTry = false;
   /** Whether it shows a certificate to those who have not given the PIN. */
   bool showsCertificate = false;
+};
+
+enum class Trust {
+  kNone,
+  kForSignatures,    /**< to vouch for persons: an authority for e-mail, clients or objects */
+  kForItself,        /**< a peer for e-mail or objects */
+  kForOtherPurposes, /**< as an authority for web sites only */
+  kProhibited,
+};
+
+struct StoredCertificate {
+  std::vector<std::uint8_t> der;
+  Trust trust = Trust::kNone;
 };
 
 }  // namespace vorn::keys

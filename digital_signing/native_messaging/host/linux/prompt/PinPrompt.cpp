@@ -86,22 +86,18 @@ class Dialogue {
  public:
   explicit Dialogue(const std::string& program) : process_(program) {}
   ~Dialogue() { assuan_release(context_); }
-  Dialogue(const Dialogue&) = delete;
-  Dialogue& operator=(const Dialogue&) = delete;
 
   PromptProcess& process() { return process_; }
 
-  /** 0, or why there is no prompt to talk to. */
-  gpg_error_t open() {
-    if (const gpg_error_t fault =
-            assuan_new_ext(&context_, GPG_ERR_SOURCE_USER_1, &kLockedMemory, &logNothing, nullptr))
-      return fault;
+  /** Says all that is said before the question itself. What a prompt does not know it need not follow. 0, or
+   * why there is no prompt to talk to. */
+  gpg_error_t begin(const Question& question) {
+    gpg_error_t fault =
+        assuan_new_ext(&context_, GPG_ERR_SOURCE_USER_1, &kLockedMemory, &logNothing, nullptr);
+    if (fault != 0) return fault;
     assuan_begin_confidential(context_);
-    return assuan_socket_connect_fd(context_, process_.takeSocket(), 0);
-  }
-
-  /** All that is said before the question itself. What a prompt does not know it need not follow. */
-  gpg_error_t describe(const Question& question) {
+    fault = assuan_socket_connect_fd(context_, process_.takeSocket(), 0);
+    if (fault != 0) return fault;
     std::vector<std::string> commands = {"OPTION no-grab"};
     const std::pair<const char*, std::string> settings[] = {{"OPTION ttyname=", environment("GPG_TTY")},
                                                             {"OPTION ttytype=", environment("TERM")},
@@ -117,7 +113,7 @@ class Dialogue {
     if (!question.warning.empty()) commands.push_back(commandOf("SETERROR", shown(question.warning)));
     commands.push_back("SETTIMEOUT " + std::to_string(patience().count()));
     for (const std::string& command : commands)
-      if (const gpg_error_t fault = transact(command, nullptr); fault != 0 && hasEnded(fault)) return fault;
+      if (fault = transact(command, nullptr); fault != 0 && hasEnded(fault)) return fault;
     return 0;
   }
 
@@ -184,8 +180,7 @@ Answer answerOf(gpg_error_t fault, Dialogue& dialogue, const std::string& progra
 
 Answer askWith(const std::string& program, const Question& question, Secret* secret) {
   Dialogue dialogue(program);
-  gpg_error_t fault = dialogue.open();
-  if (fault == 0) fault = dialogue.describe(question);
+  gpg_error_t fault = dialogue.begin(question);
   if (fault == 0) fault = dialogue.ask(secret);
   return answerOf(fault, dialogue, program);
 }
@@ -243,8 +238,7 @@ Notice::Notice(const Question& notice) {
   }
   try {
     dialogue_ = std::make_unique<Dialogue>(program.path);
-    gpg_error_t fault = dialogue_->open();
-    if (fault == 0) fault = dialogue_->describe(notice);
+    gpg_error_t fault = dialogue_->begin(notice);
     if (fault == 0) fault = dialogue_->showMessage();
     dialogue_->process().allow(kLongestPatience);
     if (fault != 0) warnOfNoNotice(answerOf(fault, *dialogue_, program.path).reason);

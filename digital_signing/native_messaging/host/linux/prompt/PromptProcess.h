@@ -38,8 +38,6 @@ class PromptProcess {
   /** Throws std::system_error when it cannot be started. */
   explicit PromptProcess(const std::string& program);
   ~PromptProcess();
-  PromptProcess(const PromptProcess&) = delete;
-  PromptProcess& operator=(const PromptProcess&) = delete;
 
   /** Our end of the socket, which becomes the caller's. */
   int takeSocket() { return socket_.release(); }

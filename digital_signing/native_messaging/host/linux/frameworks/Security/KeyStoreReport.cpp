@@ -32,15 +32,14 @@ const std::vector<keys::StoreFault>& storeFaults() {
   return KeyProcess::instance().faults();
 }
 
-std::vector<StoredCertificate> listCertificatesWithTrust() {
-  constexpr long kMost = static_cast<long>(Trust::kProhibited);
-  std::vector<StoredCertificate> certificates;
+std::vector<keys::StoredCertificate> listCertificatesWithTrust() {
+  constexpr long kMost = static_cast<long>(keys::Trust::kProhibited);
+  std::vector<keys::StoredCertificate> certificates;
   const jsonxx::Object answer = ask("trust");
-  for (const jsonxx::Object* stored : keys::objectsIn(answer, "certificates")) {
-    const auto der = keys::fromHex(keys::textIn(*stored, "certificate"));
-    certificates.push_back({std::string(der.begin(), der.end()),
-                            static_cast<Trust>(std::clamp(keys::numberIn(*stored, "trust"), 0L, kMost))});
-  }
+  for (const jsonxx::Object* stored : keys::objectsIn(answer, "certificates"))
+    certificates.push_back(
+        {keys::fromHex(keys::textIn(*stored, "certificate")),
+         static_cast<keys::Trust>(std::clamp(keys::numberIn(*stored, "trust"), 0L, kMost))});
   return certificates;
 }
 

@@ -1,10 +1,7 @@
 #pragma once
 
-#include <vector>
-
 #include "Security/SecBase.h"
 #include "linux/processes/StoreFacts.h"
-#include "shared/base/CertificateTrust.h"
 
 /** Tells people what no function of the mirrored interface tells of the key store. */
 namespace vorn::frameworks {
@@ -25,6 +22,6 @@ const std::vector<keys::StoreFault>& storeFaults();
  * Every certificate of the key store, with the trust that its flags give; the lists of authorities that come
  * with a system are none of the user's. Asks for no password. Empty when there is no store.
  */
-std::vector<StoredCertificate> listCertificatesWithTrust();
+std::vector<keys::StoredCertificate> listCertificatesWithTrust();
 
 }  // namespace vorn::frameworks
