@@ -8,7 +8,6 @@
 #include <sstream>
 #include <stdexcept>
 #include <system_error>
-#include <thread>
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -17,6 +16,8 @@
 #include <sys/ioctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+#include "shared/base/Waiting.h"
 
 namespace e2e {
 namespace {
@@ -54,13 +55,9 @@ vorn::vornctl::ChildStart startOf(const Home& home, const HostOptions& options, 
   return start;
 }
 
-/** A file that is open while the object lives. */
-struct ErrorFile {
-  explicit ErrorFile(const std::filesystem::path& path)
-      : descriptor(open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600)) {}
-  ~ErrorFile() { close(descriptor); }
-  const int descriptor;
-};
+vorn::Descriptor openErrorFile(const std::filesystem::path& path) {
+  return vorn::Descriptor(open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600));
+}
 
 }  // namespace
 
@@ -71,7 +68,7 @@ std::string hostProgram() {
 
 HostProcess::HostProcess(const Home& home, const HostOptions& options)
     : errorFile_(home.path() / "standard-error"),
-      child_(startOf(home, options, ErrorFile(errorFile_).descriptor)) {}
+      child_(startOf(home, options, openErrorFile(errorFile_).get())) {}
 
 HostProcess::~HostProcess() {
   if (testing::Test::HasFailure()) std::cerr << standardError();
@@ -82,14 +79,12 @@ void HostProcess::write(std::string_view bytes) {
 }
 
 void HostProcess::waitUntilRead() const {
-  const auto deadline = Clock::now() + kPatience;
-  int waiting = 1;
-  while (true) {
+  const bool isRead = vorn::comesWithin(kPatience, std::chrono::milliseconds(1), [this] {
+    int waiting = 1;
     require(ioctl(child_.input(), FIONREAD, &waiting) == 0, "FIONREAD");
-    if (waiting == 0) return;
-    if (Clock::now() > deadline) throw std::runtime_error("the host does not read");
-    std::this_thread::sleep_for(std::chrono::microseconds(200));
-  }
+    return waiting == 0;
+  });
+  if (!isRead) throw std::runtime_error("the host does not read");
 }
 
 void HostProcess::send(std::string_view request) {

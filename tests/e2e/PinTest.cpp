@@ -1,13 +1,13 @@
 #include <csignal>
 #include <fstream>
 #include <regex>
-#include <thread>
 
 #include <gtest/gtest.h>
 #include <unistd.h>
 
 #include "e2e/Messages.h"
 #include "e2e/Token.h"
+#include "shared/base/Waiting.h"
 
 /** The question for a PIN, answered by scripted-pinentry. */
 namespace e2e {
@@ -215,9 +215,7 @@ TEST(Pin, ReaderWithKeysIsANoticeAndNoQuestion) {
 }
 
 void waitUntil(const std::function<bool()>& holds) {
-  for (const auto deadline = Clock::now() + kPatience; !holds() && Clock::now() < deadline;)
-    std::this_thread::sleep_for(std::chrono::milliseconds(5));
-  EXPECT_TRUE(holds());
+  EXPECT_TRUE(vorn::comesWithin(kPatience, std::chrono::milliseconds(5), holds));
 }
 
 [[maybe_unused]] long lockedKiB(pid_t process) {

@@ -14,6 +14,7 @@
 #include "linux/processes/BuildId.h"
 #include "reliability/HostileBodies.h"
 #include "reliability/LeakCheck.h"
+#include "shared/base/Waiting.h"
 
 /** What goes wrong around the host while it runs. Each ends as docs/reliability.md says. */
 namespace reliability {
@@ -145,10 +146,9 @@ class Holder {
                         .c_str(),
                     "we"),  // no host may inherit the end that lets the holder go
               &pclose) {
-    const auto deadline = std::chrono::steady_clock::now() + kPatience;
-    while (!fs::exists(database.string() + ".held"))
-      if (std::chrono::steady_clock::now() > deadline)
-        throw std::runtime_error("the database could not be held");
+    if (!vorn::comesWithin(kPatience, std::chrono::milliseconds(1),
+                           [&] { return fs::exists(database.string() + ".held"); }))
+      throw std::runtime_error("the database could not be held");
   }
   void release() { pipe_.reset(); }
 

@@ -23,7 +23,7 @@ using namespace vorn::frameworks;
 namespace keys = vorn::keys;
 
 inline std::string homeFolder(const std::string& name) {
-  return VORN_TEST_FILES "/homes/" + name;
+  return VORN_TEST_FILES "/stores/" + name;
 }
 
 /**

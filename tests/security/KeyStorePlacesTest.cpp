@@ -34,7 +34,9 @@ TEST(KeyStore, DatabaseThatComesLater) {
 /** A home folder with these databases, each a copy of that of a prepared home. */
 class Stores {
  public:
-  Stores(const std::vector<std::pair<std::string, std::string>>& databases, const std::string& profiles) {
+  using Databases = std::vector<std::pair<std::string, std::string>>;
+
+  explicit Stores(const Databases& databases = {{".pki/nssdb", "plain"}}, const std::string& profiles = "") {
     for (const auto& [folder, prepared] : databases) {
       fs::create_directories(home_ / folder);
       fs::copy(homeFolder(prepared) + "/.pki/nssdb", home_ / folder);
@@ -49,6 +51,7 @@ class Stores {
   }
   ~Stores() { fs::remove_all(home_); }
   const fs::path& home() const { return home_; }
+  fs::path shared() const { return home_ / ".pki/nssdb"; }
 
  private:
   fs::path home_ = testing::TempDir() + "stores" + std::to_string(getpid());
@@ -62,7 +65,7 @@ TEST(KeyStore, EveryStoreIsReadAndWhatLiesInSeveralIsOneIdentity) {
       "[Install1]\nDefault=x\n[Profile0]\nName=\xc3\xa4 name that is longer than names may be\n"
       "IsRelative=1\nPath=a'b \\]>.default\r\n[Profile1]\nIsRelative=0\nPath=HOME/far\n";
   const struct {
-    std::vector<std::pair<std::string, std::string>> databases;
+    Stores::Databases databases;
     CFIndex count;     /**< identities of the name */
     std::string token; /**< that holds the first */
   } rows[] = {
@@ -93,7 +96,7 @@ TEST(KeyStore, EveryStoreIsReadAndWhatLiesInSeveralIsOneIdentity) {
 }
 
 TEST(KeyStore, ModulesThatHangCrashOrFailAreLeftOut) {
-  const Stores stores({{".pki/nssdb", "plain"}}, "");
+  const Stores stores;
   const fs::path registrations = stores.home() / ".config/pkcs11/modules";
   fs::create_directories(registrations);
   std::map<fs::path, std::string> expected;
@@ -146,7 +149,7 @@ TEST(KeyStore, FilesThatAreNoneAreLeftOut) {
       if (&make == &makes[2] && name.ends_with("-journal")) continue;
       const bool isFirst = name.starts_with(".pki") && name.ends_with(".db");
       const Stores stores(
-          {{".pki/nssdb", isFirst ? "empty" : "plain"}, {second, isFirst ? "plain" : "empty"}}, "");
+          {{".pki/nssdb", isFirst ? "empty" : "plain"}, {second, isFirst ? "plain" : "empty"}});
       const fs::path file = stores.home() / name;
       fs::create_directories(file.parent_path());
       fs::remove(file);
@@ -178,21 +181,6 @@ std::string reasonOf(OSStatus status) {
   return std::string(utf8Of(reason.get()));
 }
 
-/** A home folder of its own, with a copy of the database of "plain". */
-class Copy {
- public:
-  Copy() {
-    fs::create_directories(home_);
-    fs::copy(homeFolder("plain"), home_, fs::copy_options::recursive);
-  }
-  ~Copy() { fs::remove_all(home_); }
-  fs::path database() const { return home_ / ".pki" / "nssdb"; }
-  const fs::path& home() const { return home_; }
-
- private:
-  fs::path home_ = testing::TempDir() + "copy" + std::to_string(getpid());
-};
-
 TEST(KeyStore, DatabaseThatCannotBeReadIsNotTakenForAnEmptyOne) {
   const struct {
     void (*damage)(const fs::path& database);
@@ -206,8 +194,8 @@ TEST(KeyStore, DatabaseThatCannotBeReadIsNotTakenForAnEmptyOne) {
        "cert9.db: Permission denied)"},
   };
   for (const auto& row : rows) {
-    const Copy copy;
-    row.damage(copy.database());
+    const Stores copy;
+    row.damage(copy.shared());
     inHome(copy.home(), [&] {
       // Root may read everything, and so may what it starts.
       for (const int right : {CAP_DAC_OVERRIDE, CAP_DAC_READ_SEARCH})
@@ -217,7 +205,7 @@ TEST(KeyStore, DatabaseThatCannotBeReadIsNotTakenForAnEmptyOne) {
           << reasonOf(errSecNotAvailable);
       EXPECT_EQ(reasonOf(errSecItemNotFound), "");
     });
-    fs::permissions(copy.database(), fs::perms::owner_all);
+    fs::permissions(copy.shared(), fs::perms::owner_all);
   }
 }
 
@@ -242,11 +230,11 @@ pid_t holdFile(const fs::path& file) {
 }
 
 TEST(KeyStore, EitherFileThatIsHeldStopsTheSearch) {
-  const Copy copy;
+  const Stores copy;
   inHome(copy.home(), [&] {
     search("Jane Citizen");
     for (const char* name : {"cert9.db", "key4.db"}) {
-      const pid_t holder = holdFile(copy.database() / name);
+      const pid_t holder = holdFile(copy.shared() / name);
       search("Jane Citizen", errSecNotAvailable);
       EXPECT_EQ(reasonOf(errSecNotAvailable), "Another process holds the key database for itself");
       kill(holder, SIGKILL);

@@ -1,15 +1,10 @@
 #include "vornctl/base/AtomicFile.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
-#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
-#include <string_view>
 #include <system_error>
-#include <utility>
 
 namespace vorn::vornctl {
 namespace {
@@ -18,16 +13,6 @@ namespace fs = std::filesystem;
 
 [[noreturn]] void fail(const fs::path& path) {
   throw std::system_error(errno, std::generic_category(), path.string());
-}
-
-bool writeAll(int descriptor, std::string_view bytes) {
-  while (!bytes.empty()) {
-    const ssize_t written = write(descriptor, bytes.data(), bytes.size());
-    if (written < 0 && errno == EINTR) continue;
-    if (written < 0) return false;
-    bytes.remove_prefix(static_cast<std::size_t>(written));
-  }
-  return true;
 }
 
 /** The rights that a new file gets. */
@@ -42,8 +27,8 @@ bool renameIfFree(const std::string& from, const fs::path& to) {
   if (link(from.c_str(), to.c_str()) == 0) return unlink(from.c_str()) == 0;
   if (errno == EEXIST) return false;
   // A file system without links: the name is taken first.
-  const int placeholder = open(to.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR);
-  return placeholder >= 0 && close(placeholder) == 0 && std::rename(from.c_str(), to.c_str()) == 0;
+  const Descriptor placeholder(open(to.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR));
+  return placeholder && std::rename(from.c_str(), to.c_str()) == 0;
 }
 
 }  // namespace
@@ -51,28 +36,26 @@ bool renameIfFree(const std::string& from, const fs::path& to) {
 PendingFile::PendingFile(const fs::path& path, const NewFile& kind)
     : path_(path),
       kind_(kind),
-      temporary_(path.parent_path() / ("." + path.filename().string() + ".XXXXXX")) {
-  descriptor_ = mkstemp(temporary_.data());
-  if (descriptor_ < 0) fail(path);
+      temporary_(path.parent_path() / ("." + path.filename().string() + ".XXXXXX")),
+      descriptor_(mkstemp(temporary_.data())) {
+  if (!descriptor_) fail(path);
 }
 
 PendingFile::~PendingFile() {
-  if (descriptor_ < 0) return;
-  close(descriptor_);
-  unlink(temporary_.c_str());
+  if (descriptor_) unlink(temporary_.c_str());
 }
 
-void PendingFile::write(const std::string& bytes) {
-  if (!writeAll(descriptor_, bytes) || fchmod(descriptor_, kind_.mode.value_or(newFileMode())) != 0 ||
-      fsync(descriptor_) != 0)
+void PendingFile::write(std::string_view bytes) {
+  const int file = descriptor_.get();
+  if (!writeAll(file, bytes) || fchmod(file, kind_.mode.value_or(newFileMode())) != 0 || fsync(file) != 0)
     fail(path_);
   const bool isNamed = kind_.mayReplace ? std::rename(temporary_.c_str(), path_.c_str()) == 0
                                         : renameIfFree(temporary_, path_);
   if (!isNamed) fail(path_);
-  if (close(std::exchange(descriptor_, -1)) != 0) fail(path_);
+  if (close(descriptor_.release()) != 0) fail(path_);
 }
 
-void writeFileAtomically(const fs::path& path, const std::string& bytes, const NewFile& kind) {
+void writeFileAtomically(const fs::path& path, std::string_view bytes, const NewFile& kind) {
   PendingFile(path, kind).write(bytes);
 }
 

@@ -5,6 +5,9 @@
 #include <filesystem>
 #include <optional>
 #include <string>
+#include <string_view>
+
+#include "shared/base/Descriptor.h"
 
 namespace vorn::vornctl {
 
@@ -25,21 +28,18 @@ class PendingFile {
   explicit PendingFile(const std::filesystem::path& path, const NewFile& kind = {});
   /** Leaves nothing behind that was not written. */
   ~PendingFile();
-  PendingFile(const PendingFile&) = delete;
-  PendingFile& operator=(const PendingFile&) = delete;
 
   /** To be called once. Throws std::system_error. */
-  void write(const std::string& bytes);
+  void write(std::string_view bytes);
 
  private:
   std::filesystem::path path_;
   NewFile kind_;
   std::string temporary_;
-  int descriptor_;
+  Descriptor descriptor_;
 };
 
 /** PendingFile at once. */
-void writeFileAtomically(const std::filesystem::path& path, const std::string& bytes,
-                         const NewFile& kind = {});
+void writeFileAtomically(const std::filesystem::path& path, std::string_view bytes, const NewFile& kind = {});
 
 }  // namespace vorn::vornctl

@@ -1,27 +1,19 @@
 #include "vornctl/base/ChildProcess.h"
 
-#include <fcntl.h>
-#include <poll.h>
 #include <signal.h>
 #include <spawn.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <iterator>
 #include <system_error>
-#include <thread>
+
+#include "shared/base/Waiting.h"
 
 extern char** environ;
 
 namespace vorn::vornctl {
 namespace {
-
-void closeOnce(int& descriptor) {
-  if (descriptor >= 0) close(descriptor);
-  descriptor = -1;
-}
 
 std::vector<char*> pointersTo(std::vector<std::string>& texts) {
   std::vector<char*> pointers;
@@ -71,11 +63,7 @@ ChildProcess::ChildProcess(const ChildStart& start)
   posix_spawn_file_actions_destroy(&files);
   close(start.input.reading);
   close(start.output.writing);
-  if (error != 0) {
-    closeInput();
-    closeOutput();
-    throw std::system_error(error, std::generic_category(), start.program.string());
-  }
+  if (error != 0) throw std::system_error(error, std::generic_category(), start.program.string());
 }
 
 ChildProcess::~ChildProcess() {
@@ -88,25 +76,18 @@ ChildProcess::~ChildProcess() {
 }
 
 bool ChildProcess::write(std::string_view bytes) {
-  while (!bytes.empty()) {
-    const ssize_t written = ::write(input_, bytes.data(), bytes.size());
-    if (written < 0 && errno == EINTR) continue;
-    if (written < 0) return false;
-    bytes.remove_prefix(static_cast<std::size_t>(written));
-  }
-  return true;
+  return writeAll(input_.get(), bytes);
 }
 
 ChildProcess::Read ChildProcess::read(std::string& bytes, std::size_t count, Clock::time_point deadline) {
   while (count > 0) {
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
-    pollfd descriptor{output_, POLLIN, 0};
+    pollfd descriptor{output_.get(), POLLIN, 0};
     const int ready = left > 0 ? poll(&descriptor, 1, static_cast<int>(left)) : 0;
     if (ready < 0 && errno == EINTR) continue;
     if (ready == 0) return Read::kLate;
     char buffer[65536];
-    const ssize_t got = ::read(output_, buffer, std::min(count, sizeof buffer));
-    if (got < 0 && errno == EINTR) continue;
+    const ssize_t got = readSome(output_.get(), buffer, std::min(count, sizeof buffer));
     if (got <= 0) return Read::kEnded;
     bytes.append(buffer, static_cast<std::size_t>(got));
     count -= static_cast<std::size_t>(got);
@@ -114,22 +95,10 @@ ChildProcess::Read ChildProcess::read(std::string& bytes, std::size_t count, Clo
   return Read::kDone;
 }
 
-void ChildProcess::closeInput() {
-  closeOnce(input_);
-}
-
-void ChildProcess::closeOutput() {
-  closeOnce(output_);
-}
-
 bool ChildProcess::hasExitedWithin(std::chrono::milliseconds patience) {
-  const auto deadline = Clock::now() + patience;
-  while (!exited_) {
-    exited_ = waitpid(process_, &status_, WNOHANG) == process_;
-    if (!exited_ && Clock::now() > deadline) return false;
-    if (!exited_) std::this_thread::sleep_for(std::chrono::milliseconds(1));
-  }
-  return true;
+  return comesWithin(patience, std::chrono::milliseconds(1), [this] {
+    return exited_ = exited_ || waitpid(process_, &status_, WNOHANG) == process_;
+  });
 }
 
 }  // namespace vorn::vornctl

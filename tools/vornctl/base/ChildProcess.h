@@ -9,6 +9,8 @@
 #include <string_view>
 #include <vector>
 
+#include "shared/base/Descriptor.h"
+
 namespace vorn::vornctl {
 
 struct Pipe {
@@ -43,26 +45,24 @@ class ChildProcess {
   explicit ChildProcess(const ChildStart& start);
   /** Ends the child's input, and kills the child when its time is over. */
   ~ChildProcess();
-  ChildProcess(const ChildProcess&) = delete;
-  ChildProcess& operator=(const ChildProcess&) = delete;
 
   /** False when the child does not read any more; errno tells why. */
   bool write(std::string_view bytes);
   /** Appends so many bytes, or those that come before the output ends or time runs out. */
   Read read(std::string& bytes, std::size_t count, Clock::time_point deadline);
-  void closeInput();
-  void closeOutput();
+  void closeInput() { input_.reset(); }
+  void closeOutput() { output_.reset(); }
 
   bool hasExitedWithin(std::chrono::milliseconds patience);
   /** The status that wait() reports of a child that has exited. */
   int status() const { return status_; }
   pid_t id() const { return process_; }
-  int input() const { return input_; }
+  int input() const { return input_.get(); }
 
  private:
   pid_t process_ = -1;
-  int input_;
-  int output_;
+  Descriptor input_;
+  Descriptor output_;
   std::chrono::milliseconds farewell_;
   bool exited_ = false;
   int status_ = 0;

@@ -1,11 +1,10 @@
 #include "vornctl/base/InputFile.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
-#include <cerrno>
 #include <system_error>
+
+#include "shared/base/Descriptor.h"
 
 namespace vorn::vornctl {
 namespace {
@@ -21,57 +20,26 @@ class MisfitCategory : public std::error_category {
   }
 };
 
-class Input {
- public:
-  /** Opening a pipe would wait for its other end. */
-  explicit Input(const std::filesystem::path& path)
-      : path_(path), descriptor_(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY)) {
-    if (descriptor_ < 0 && errno != ENOENT && errno != ENOTDIR) failAsSystemSays();
-  }
-  ~Input() {
-    if (isThere()) close(descriptor_);
-  }
-  Input(const Input&) = delete;
-  Input& operator=(const Input&) = delete;
-
-  bool isThere() const { return descriptor_ >= 0; }
-
-  std::string read(std::size_t most, mode_t* mode) {
-    struct stat status{};
-    if (fstat(descriptor_, &status) != 0) failAsSystemSays();
-    if (!S_ISREG(status.st_mode)) fail(kNoFile);
-    if (mode != nullptr) *mode = status.st_mode & (S_IRWXU | S_IRWXG | S_IRWXO);
-    std::string bytes;
-    char buffer[65536];
-    while (bytes.size() <= most) {
-      const ssize_t count = ::read(descriptor_, buffer, sizeof buffer);
-      if (count < 0 && errno == EINTR) continue;
-      if (count < 0) failAsSystemSays();
-      if (count == 0) return bytes;
-      bytes.append(buffer, static_cast<std::size_t>(count));
-    }
-    fail(kTooLong);
-  }
-
- private:
-  [[noreturn]] void fail(Misfit misfit) const {
-    static const MisfitCategory category;
-    throw std::system_error(misfit, category, path_.string());
-  }
-  [[noreturn]] void failAsSystemSays() const {
-    throw std::system_error(errno, std::generic_category(), path_.string());
-  }
-
-  const std::filesystem::path path_;
-  const int descriptor_;
-};
+[[noreturn]] void fail(const std::filesystem::path& path, int error,
+                       const std::error_category& category = std::generic_category()) {
+  throw std::system_error(error, category, path.string());
+}
 
 }  // namespace
 
 std::optional<std::string> readIfThere(const std::filesystem::path& path, std::size_t most, mode_t* mode) {
-  Input input(path);
-  if (!input.isThere()) return std::nullopt;
-  return input.read(most, mode);
+  static const MisfitCategory misfits;
+  // Opening a pipe would wait for its other end.
+  const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+  if (!file && (errno == ENOENT || errno == ENOTDIR)) return std::nullopt;
+  struct stat status{};
+  if (!file || fstat(file.get(), &status) != 0) fail(path, errno);
+  if (!S_ISREG(status.st_mode)) fail(path, kNoFile, misfits);
+  if (mode != nullptr) *mode = status.st_mode & (S_IRWXU | S_IRWXG | S_IRWXO);
+  std::string bytes;
+  if (!readAll(file.get(), bytes, most)) fail(path, errno);
+  if (bytes.size() > most) fail(path, kTooLong, misfits);
+  return bytes;
 }
 
 std::string readInput(const std::filesystem::path& path, std::size_t most, mode_t* mode) try {

@@ -3,10 +3,10 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <nlohmann/json.hpp>
 #include <utility>
 
+#include "shared/base/Platform.h"
 #include "shared/text/HarmlessText.h"
 #include "shared/text/Utf8.h"
 
@@ -14,10 +14,8 @@ namespace vorn::vornctl {
 namespace {
 
 bool wantsColour() {
-  const char* const refusal = std::getenv("NO_COLOR");
-  const char* const terminal = std::getenv("TERM");
-  return (refusal == nullptr || *refusal == '\0') &&
-         (terminal == nullptr || std::string_view(terminal) != "dumb") && isatty(STDOUT_FILENO) != 0;
+  return platform::environment("NO_COLOR").empty() && platform::environment("TERM") != "dumb" &&
+         isatty(STDOUT_FILENO) != 0;
 }
 
 std::string_view codeOf(Colour colour) {

@@ -1,7 +1,6 @@
 #include "vornctl/browsers/BrowserTable.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <iterator>
 #include <system_error>
 #include <utility>
@@ -201,10 +200,7 @@ Places::Places(System system, fs::path home, fs::path config, fs::path root)
 
 Places Places::ofUser(System system, const fs::path& root) {
   const fs::path home = platform::homeFolder();
-  const char* const setting = std::getenv("XDG_CONFIG_HOME");
-  // A relative path there is to be ignored, says the XDG Base Directory standard.
-  const fs::path config = setting != nullptr && fs::path(setting).is_absolute() ? setting : home / ".config";
-  return {system, home, config, root};
+  return {system, home, platform::baseFolder("XDG_CONFIG_HOME", ".config"), root};
 }
 
 fs::path Places::resolve(std::string_view tablePath) const {

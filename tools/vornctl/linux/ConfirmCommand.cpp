@@ -2,7 +2,7 @@
 #include <iostream>
 #include <system_error>
 
-#include "linux/processes/StoreFacts.h"
+#include "linux/keys/StorePlaces.h"
 #include "vornctl/base/AtomicFile.h"
 #include "vornctl/base/Terminal.h"
 #include "vornctl/commands/Commands.h"

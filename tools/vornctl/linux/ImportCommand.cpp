@@ -5,6 +5,7 @@
 
 #include "linux/frameworks/Security/KeyStoreReport.h"
 #include "linux/keys/Pkcs12File.h"
+#include "linux/keys/StorePlaces.h"
 #include "mac/app/CFRef.h"
 #include "vornctl/base/InputFile.h"
 #include "vornctl/base/Terminal.h"

@@ -8,7 +8,9 @@
 #include <system_error>
 
 #include "linux/frameworks/Security/KeyStoreReport.h"
-#include "linux/prompt/PromptProgram.h"
+#include "linux/keys/StorePlaces.h"
+#include "linux/prompt/PromptProcess.h"
+#include "shared/base/Platform.h"
 #include "vornctl/identities/Identities.h"
 
 namespace vorn::vornctl {
@@ -136,7 +138,7 @@ class Check {
     if (!program.path.empty()) return;
     // Whoever runs this over the network has no display here, but may well have one at the browser.
     const bool hasDisplay =
-        !prompt::environment("DISPLAY").empty() || !prompt::environment("WAYLAND_DISPLAY").empty();
+        !platform::environment("DISPLAY").empty() || !platform::environment("WAYLAND_DISPLAY").empty();
     add(isNeeded && hasDisplay ? Severity::kProblem : Severity::kNote, code::kNoPromptProgram,
         "nobody can ask for a PIN or password from here", program.fault);
   }

@@ -4,7 +4,7 @@
 #include <stdexcept>
 
 #include "linux/keys/Pkcs12File.h"
-#include "linux/processes/StoreFacts.h"
+#include "linux/keys/StorePlaces.h"
 #include "mac/app/CFRef.h"
 #include "shared/base/Base64.h"
 #include "vornctl/base/Terminal.h"

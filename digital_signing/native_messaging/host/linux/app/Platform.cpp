@@ -1,6 +1,5 @@
 #include "shared/base/Platform.h"
 
-#include <poll.h>
 #include <pwd.h>
 #include <sys/auxv.h>
 #include <sys/socket.h>
@@ -12,10 +11,11 @@
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
-#include <cstdlib>
 #include <ctime>
 #include <filesystem>
 #include <system_error>
+
+#include "shared/base/Descriptor.h"
 
 namespace vorn {
 namespace {
@@ -27,12 +27,10 @@ int systemLog = -1;
 namespace platform {
 
 std::string homeFolder() {
-  const char* home = std::getenv("HOME");
-  if (home == nullptr || *home == '\0') {
-    const passwd* const user = getpwuid(getuid());
-    home = user != nullptr ? user->pw_dir : nullptr;
-  }
-  std::string path = home != nullptr ? home : "";
+  std::string path = environment("HOME");
+  if (path.empty())
+    if (const passwd* const user = getpwuid(getuid()); user != nullptr && user->pw_dir != nullptr)
+      path = user->pw_dir;
   while (path.size() > 1 && path.back() == '/') path.pop_back();
   return path;
 }
@@ -80,20 +78,19 @@ std::string tellSystemLog(int level, const std::string& line) {
   };
   // For one that has fallen behind: a second in ten, and none for one that has taken nothing since the last.
   using std::chrono::milliseconds, std::chrono::steady_clock;
-  constexpr milliseconds kPatience{1000}, kInterval{10000};
-  static milliseconds patience = kPatience;
+  constexpr milliseconds kLongestWait{1000}, kInterval{10000};
+  static milliseconds patience = kLongestWait;
   static steady_clock::time_point renewal;
   const steady_clock::time_point start = steady_clock::now();
   bool isTold = isTaken() || (errno != EAGAIN && isConnected() && isTaken());
   if (!isTold && errno == EAGAIN && patience > milliseconds::zero()) {
-    pollfd room{systemLog, POLLOUT, 0};
-    poll(&room, 1, static_cast<int>(patience.count()));
+    isReady(systemLog, POLLOUT, static_cast<int>(patience.count()));
     patience -= std::chrono::ceil<milliseconds>(steady_clock::now() - start);
     isTold = isTaken();
   }
   const int fault = errno;
   if (isTold && start >= renewal) {
-    patience = kPatience;
+    patience = kLongestWait;
     renewal = start + kInterval;
   }
   return isTold ? "" : std::generic_category().message(fault);

@@ -1,7 +1,6 @@
 #include "linux/app/SigningModule.h"
 
 #include <dlfcn.h>
-#include <fcntl.h>
 #include <log4cplus/logger.h>
 #include <log4cplus/loggingmacros.h>
 
@@ -15,6 +14,7 @@
 
 #include "linux/processes/BuildId.h"
 #include "linux/processes/Sandbox.h"
+#include "shared/base/Descriptor.h"
 #include "shared/base/Exceptions.h"
 #include "shared/base/Platform.h"
 #include "shared/base/Requester.h"
@@ -36,34 +36,31 @@ std::string folderOfHost() {
   return host.substr(0, host.rfind('/') + 1);
 }
 
-struct Files {
-  int module = -1;
-  int keys = -1;
-};
-Files files;
+Descriptor moduleFile;
+Descriptor keysFile;
 bool isOver = false;
 
 /** The module's path while that still leads to the file that was opened, as debuggers find symbols by it;
  * else a name for the open file. */
-std::string nameOf(int opened, const std::string& path) {
+std::string nameOf(const std::string& path) {
   struct stat before{}, now{};
   const bool isSame =
-      fstat(opened, &before) != 0 ||
+      fstat(moduleFile.get(), &before) != 0 ||
       (stat(path.c_str(), &now) == 0 && before.st_dev == now.st_dev && before.st_ino == now.st_ino);
-  return isSame ? path : "/proc/self/fd/" + std::to_string(opened);
+  return isSame ? path : "/proc/self/fd/" + std::to_string(moduleFile.get());
 }
 
 /** Never unloaded: the libraries behind it do not start a second time. */
 const SigningModule& loadModule() {
-  if (files.keys < 0) files.keys = keys::openKeyProgram(folderOfHost().c_str());
+  if (!keysFile) keysFile = keys::openKeyProgram(folderOfHost().c_str());
   // The process for keys opens the stores while this one loads the module.
   static keys::KeyProgram keyProgram;
   if (keyProgram.id <= 0) {
-    keyProgram = keys::startKeyProgram(files.keys, kBuildId);
+    keyProgram = keys::startKeyProgram(keysFile.get(), kBuildId);
     if (const std::string fault = refuseToReaders(); !fault.empty()) LOG4CPLUS_WARN(logger, fault);
   }
   const std::string path = folderOfHost() + kSigningModuleFile;
-  void* const library = dlopen(nameOf(files.module, path).c_str(), RTLD_LAZY | RTLD_LOCAL);
+  void* const library = dlopen(nameOf(path).c_str(), RTLD_LAZY | RTLD_LOCAL);
   if (library == nullptr) failToLoad(dlerror());
   const auto* const module = static_cast<const SigningModule*>(dlsym(library, kSigningModuleSymbol));
   if (module == nullptr) failToLoad(path + " is not one");
@@ -104,8 +101,8 @@ void report(const SigningFailure& failure) {
 }  // namespace
 
 void openSigningFiles() {
-  files = {open((folderOfHost() + kSigningModuleFile).c_str(), O_PATH | O_CLOEXEC),
-           keys::openKeyProgram(folderOfHost().c_str())};
+  moduleFile.reset(open((folderOfHost() + kSigningModuleFile).c_str(), O_PATH | O_CLOEXEC));
+  keysFile = keys::openKeyProgram(folderOfHost().c_str());
 }
 
 bool isSigningOver() {

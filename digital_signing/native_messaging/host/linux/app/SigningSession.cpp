@@ -8,7 +8,6 @@
 #include <string>
 
 #include "linux/frameworks/Security/KeyProcess.h"
-#include "linux/prompt/PromptLog.h"
 #include "mac/app/CertificateSelection.h"
 #include "shared/base/Exceptions.h"
 #include "shared/base/Requester.h"
@@ -21,9 +20,9 @@ using frameworks::KeyProcess;
 /** The user of the last search, which is repeated when a module fails while it signs. */
 jsonxx::Object lastUser;
 
-void logPrompt(prompt::Weight weight, std::string_view text) {
+void logPrompt(bool isWarning, std::string_view text) {
   static const log4cplus::Logger logger = log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("PinPrompt"));
-  if (weight == prompt::Weight::kWarning)
+  if (isWarning)
     LOG4CPLUS_WARN(logger, text);
   else
     LOG4CPLUS_INFO(logger, text);
@@ -91,8 +90,8 @@ bool isOver() {
 }
 
 void begin(const keys::KeyProgram& keys) {
-  prompt::setLog(&logPrompt);
   KeyProcess::instance().adopt(keys);
+  KeyProcess::instance().logBy(&logPrompt);
   KeyProcess::instance().abandonWhen(&isBrowserGone);
 }
 

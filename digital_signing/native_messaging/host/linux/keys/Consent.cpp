@@ -2,19 +2,19 @@
 
 #include <prerror.h>
 #include <secerr.h>
+#include <sys/stat.h>
 
-#include <chrono>
-#include <memory>
-#include <thread>
-#include <vector>
+#include <algorithm>
 
 #include "linux/keys/LoginQuestion.h"
 #include "linux/keys/TokenKey.h"
 #include "linux/keys/WatchedModules.h"
 #include "linux/processes/CallMark.h"
-#include "linux/prompt/CancelPause.h"
-#include "linux/prompt/PromptLog.h"
+#include "linux/prompt/PinPrompt.h"
+#include "shared/base/Descriptor.h"
 #include "shared/base/Exceptions.h"
+#include "shared/base/Platform.h"
+#include "shared/base/Waiting.h"
 
 namespace vorn::keys {
 namespace {
@@ -22,26 +22,75 @@ namespace {
 /** A token without a count of its own would let a program that answers the prompt try for ever. */
 constexpr int kMostQuestions = 5;
 
-/** A pause grows with each question that is cancelled. */
+using Clock = std::chrono::system_clock;
+using std::chrono::seconds;
+
+constexpr seconds kLongestPause{60};
+constexpr long kMostDoubled = 6;
+
+struct Cancelled {
+  long count = 0;
+  Clock::time_point last{};
+};
+Cancelled ofThisProcess;
+
+/** It has a byte for each prompt that was cancelled, and the time of the last. Empty without a folder. */
+std::string sharedFile() {
+  const std::string folder = platform::environment("XDG_RUNTIME_DIR");
+  return folder.starts_with('/') ? folder + "/vorn-signing-cancelled" : "";
+}
+
+Cancelled cancelled() {
+  struct stat file{};
+  if (lstat(sharedFile().c_str(), &file) != 0 || !S_ISREG(file.st_mode) ||
+      file.st_size <= ofThisProcess.count)
+    return ofThisProcess;
+  return {file.st_size,
+          Clock::from_time_t(file.st_mtim.tv_sec) + std::chrono::microseconds(file.st_mtim.tv_nsec / 1000)};
+}
+
+/**
+ * Pauses before a prompt that follows one that was cancelled: a second, and twice as long after each further
+ * one, up to a minute. Whoever cancels is not to be worn down by a page that asks again. It holds across
+ * processes for as long as the user's session has a folder for such things (XDG_RUNTIME_DIR).
+ */
+void pauseAfterCancelled() {
+  const Cancelled before = cancelled();
+  if (before.count == 0) return;
+  const seconds pause = std::min(kLongestPause, seconds(1L << std::min(before.count - 1, kMostDoubled)));
+  const Clock::time_point now = Clock::now();
+  // A clock that was set back makes nobody wait longer.
+  std::this_thread::sleep_until(std::min(before.last, now) + pause);
+}
+
+void noteCancelled() {
+  ofThisProcess = {cancelled().count + 1, Clock::now()};
+  const Descriptor file(
+      open(sharedFile().c_str(), O_WRONLY | O_CREAT | O_APPEND | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600));
+  [[maybe_unused]] const ssize_t written = write(file.get(), "x", 1);
+}
+
+void noteAnswered() {
+  ofThisProcess = {};
+  unlink(sharedFile().c_str());
+}
+
 template <typename Ask>
 prompt::Answer askPerson(Ask ask) {
   const MarkedWait answering;
-  prompt::cancel_pause::keep();
+  pauseAfterCancelled();
   prompt::Answer answer = ask();
-  if (answer.outcome == prompt::Answer::Outcome::kCancelled) prompt::cancel_pause::noteCancelled();
-  if (answer.outcome == prompt::Answer::Outcome::kGiven) prompt::cancel_pause::noteAnswered();
+  if (answer.outcome == prompt::Answer::Outcome::kCancelled) noteCancelled();
+  if (answer.outcome == prompt::Answer::Outcome::kGiven) noteAnswered();
   return answer;
 }
 
 }  // namespace
 
 bool isPresentSoon(PK11SlotInfo* slot, bool wanted) {
-  constexpr int kTries = 15;
-  for (int i = 0; i < kTries; ++i) {
-    if ((PK11_IsPresent(slot) != PR_FALSE) == wanted) return true;
-    std::this_thread::sleep_for(std::chrono::milliseconds(100));
-  }
-  return false;
+  using std::chrono::milliseconds;
+  return comesWithin(milliseconds(1500), milliseconds(100),
+                     [&] { return (PK11_IsPresent(slot) != PR_FALSE) == wanted; });
 }
 
 NssError lastErrorOf(PK11SlotInfo* slot) {

@@ -6,8 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "linux/keys/NssError.h"
-#include "linux/keys/NssHandles.h"
+#include "linux/keys/Nss.h"
 #include "linux/prompt/LockedMemory.h"
 #include "linux/x509/X509Certificate.h"
 
@@ -31,8 +30,6 @@ class Consent {
 
   explicit Consent(Request request) : request_(std::move(request)) {}
   ~Consent();
-  Consent(const Consent&) = delete;
-  Consent& operator=(const Consent&) = delete;
 
   const Request& request() const { return request_; }
   bool isGiven() const { return isGiven_; }
@@ -54,8 +51,6 @@ class TokenLogin {
  public:
   TokenLogin(PK11SlotInfo* slot, Consent& consent);
   ~TokenLogin();
-  TokenLogin(const TokenLogin&) = delete;
-  TokenLogin& operator=(const TokenLogin&) = delete;
 
   /** Asks for the PIN, and opens the token with it. Nothing when it is open then, else why not. */
   std::optional<NssError> logIn(const x509::Certificate& certificate);

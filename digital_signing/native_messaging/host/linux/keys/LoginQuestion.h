@@ -4,8 +4,7 @@
 #include <vector>
 
 #include "linux/keys/Consent.h"
-#include "linux/keys/NssError.h"
-#include "linux/keys/NssHandles.h"
+#include "linux/keys/Nss.h"
 #include "linux/prompt/PinPrompt.h"
 #include "linux/x509/X509Certificate.h"
 

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstdint>
 
-#include "linux/keys/KeyDatabases.h"
 #include "linux/keys/WatchedModules.h"
 #include "shared/text/Utf8.h"
 

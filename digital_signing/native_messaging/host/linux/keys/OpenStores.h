@@ -8,11 +8,10 @@
 #include <optional>
 #include <set>
 
-#include "linux/keys/KeyStoreLock.h"
-#include "linux/keys/NssError.h"
-#include "linux/keys/NssHandles.h"
+#include "linux/keys/DatabaseFiles.h"
+#include "linux/keys/Nss.h"
+#include "linux/keys/StorePlaces.h"
 #include "linux/keys/TokenModules.h"
-#include "linux/processes/StoreFacts.h"
 
 namespace vorn::keys {
 

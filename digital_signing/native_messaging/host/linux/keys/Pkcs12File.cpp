@@ -14,8 +14,7 @@
 #include <cstring>
 #include <new>
 
-#include "linux/keys/NssError.h"
-#include "linux/keys/NssHandles.h"
+#include "linux/keys/Nss.h"
 
 namespace vorn::keys {
 namespace {
@@ -24,6 +23,95 @@ namespace fs = std::filesystem;
 
 using Decoder = std::unique_ptr<SEC_PKCS12DecoderContext, NssRelease<SEC_PKCS12DecoderFinish>>;
 using CertificateHandle = std::unique_ptr<CERTCertificate, NssRelease<CERT_DestroyCertificate>>;
+
+// The most that programs write is a million, and some seconds are ten of it.
+constexpr std::uint64_t kMostAtOnce = 10'000'000;
+constexpr std::uint64_t kMostTogether = 5 * kMostAtOnce;
+
+constexpr std::uint8_t kInteger = 0x02;
+constexpr std::uint8_t kString = 0x04;
+constexpr std::uint8_t kConstructed = 0x20;
+constexpr std::uint8_t kSequence = 0x30;
+constexpr std::uint8_t kNoEnd = 0x80;
+constexpr int kDeepest = 64;
+
+using Bytes = std::span<const std::uint8_t>;
+
+/**
+ * Goes through BER, of which DER is a part: such files have lengths without an end, and strings in pieces. In
+ * all of them a count of rounds is the number that stands behind a string of bytes, the salt.
+ */
+class Rounds {
+ public:
+  /** Takes the elements off `bytes`, up to an end of contents, or to what is no element: whoever reads on
+   * there does so at the pace of one byte after another. `pieces` is the string that they are parts of. */
+  void count(Bytes& bytes, int depth, std::vector<std::uint8_t>* pieces = nullptr) {
+    if (depth == 0) isTooMuch_ = true;
+    bool isBehindString = false;
+    while (bytes.size() >= 2 && !isTooMuch_) {
+      const std::uint8_t tag = bytes[0];
+      const std::uint8_t length = bytes[1];
+      bytes = bytes.subspan(2);
+      if (tag == 0 && length == 0) return;
+      const bool isString = (tag & ~kConstructed) == kString;
+      std::vector<std::uint8_t> joined;
+      std::vector<std::uint8_t>* const parts = pieces != nullptr ? pieces : isString ? &joined : nullptr;
+      Bytes content = length == kNoEnd ? Bytes() : takeContent(bytes, length);
+      if (length == kNoEnd)
+        count(bytes, depth - 1, parts);
+      else if ((tag & kConstructed) != 0)
+        count(content, depth - 1, parts);
+      else if (pieces != nullptr)
+        pieces->insert(pieces->end(), content.begin(), content.end());
+      else if (isString)
+        countWithin(content, depth);
+      else if (tag == kInteger && isBehindString)
+        add(content);
+      countWithin(joined, depth);
+      isBehindString = isString;
+    }
+  }
+
+  bool isTooMuch() const { return isTooMuch_; }
+
+ private:
+  /** Strings hold further elements, or anything else. */
+  void countWithin(Bytes string, int depth) {
+    if (!string.empty() && string[0] == kSequence) count(string, depth - 1);
+  }
+
+  static Bytes takeContent(Bytes& bytes, std::uint8_t first) {
+    std::size_t length = first;
+    if (first > kNoEnd) {
+      length = 0;
+      for (unsigned octets = first & 0x7FU; octets > 0 && !bytes.empty(); --octets, bytes = bytes.subspan(1))
+        length = length > SIZE_MAX >> 8 ? SIZE_MAX : length << 8 | bytes[0];
+    }
+    const Bytes content = bytes.first(std::min(length, bytes.size()));
+    bytes = bytes.subspan(content.size());
+    return content;
+  }
+
+  void add(Bytes number) {
+    const bool isNegative = !number.empty() && number[0] >= 0x80;
+    std::uint64_t rounds = isNegative ? kMostAtOnce + 1 : 0;
+    for (const std::uint8_t octet : number)
+      if (rounds <= kMostAtOnce) rounds = rounds << 8 | octet;
+    together_ += rounds;
+    if (rounds > kMostAtOnce || together_ > kMostTogether) isTooMuch_ = true;
+  }
+
+  std::uint64_t together_ = 0;
+  bool isTooMuch_ = false;
+};
+
+/** Whether the rounds of hashing, which make passwords hard to guess, are more than a person waits for; in
+ * all that is not encrypted. */
+bool asksForTooManyRounds(Bytes file) {
+  Rounds rounds;
+  rounds.count(file, kDeepest);
+  return rounds.isTooMuch();
+}
 
 /** NSS as one task has it, with the database in `folder`, or with none. */
 class Library {
@@ -96,8 +184,7 @@ class OpenFile {
    * The programs that write such files differ in how they take a password that is empty, or has other letters
    * than those of ASCII, into account for the newer ciphers: the ways are tried one after another.
    */
-  OpenFile(std::span<const std::uint8_t> file, std::string_view password, PK11SlotInfo* slot, void* argument)
-      : password_(password) {
+  OpenFile(Bytes file, std::string_view password, PK11SlotInfo* slot, void* argument) : password_(password) {
     for (const PRInt32 wideForAll : {0, 1}) {
       NSS_OptionSet(__NSS_PKCS12_DECODE_FORCE_UNICODE, wideForAll);
       if (decode(file, slot, argument) || !isOfPassword(PR_GetError())) return;
@@ -111,7 +198,7 @@ class OpenFile {
   SEC_PKCS12DecoderContext* decoder() const { return decoder_.get(); }
 
  private:
-  bool decode(std::span<const std::uint8_t> file, PK11SlotInfo* slot, void* argument) {
+  bool decode(Bytes file, PK11SlotInfo* slot, void* argument) {
     decoder_.reset(SEC_PKCS12DecoderStart(password_.item(), slot, argument, nullptr, nullptr, nullptr,
                                           nullptr, nullptr));
     if (decoder_ == nullptr ||
@@ -192,8 +279,7 @@ bool holds(PK11SlotInfo* slot, const Pkcs12Certificate& certificate, void* argum
          PrivateKeyHandle(PK11_FindPrivateKeyFromCert(slot, found.get(), argument)) != nullptr;
 }
 
-Pkcs12Result importInto(PK11SlotInfo* slot, std::span<const std::uint8_t> file, std::string_view password,
-                        void* argument) {
+Pkcs12Result importInto(PK11SlotInfo* slot, Bytes file, std::string_view password, void* argument) {
   const OpenFile open(file, password, slot, argument);
   if (open.decoder() == nullptr) return unreadable();
   std::vector<Pkcs12Certificate> certificates = certificatesIn(open.decoder());
@@ -208,8 +294,7 @@ Pkcs12Result importInto(PK11SlotInfo* slot, std::span<const std::uint8_t> file, 
   return {Pkcs12Status::kFine, "", std::move(certificates)};
 }
 
-Pkcs12Result changeIn(PK11SlotInfo* slot, Change change, std::span<const std::uint8_t> certificate,
-                      void* argument) {
+Pkcs12Result changeIn(PK11SlotInfo* slot, Change change, Bytes certificate, void* argument) {
   SECItem der = itemOf(certificate);
   CertificateHandle found(PK11_FindCertFromDERCertItem(slot, &der, argument));
   const auto result = [](bool isDone) {
@@ -251,7 +336,7 @@ Pkcs12Result inStore(const fs::path& folder, const AskStorePassword& askStorePas
 
 }  // namespace
 
-Pkcs12Result readPkcs12(std::span<const std::uint8_t> file, std::string_view password) {
+Pkcs12Result readPkcs12(Bytes file, std::string_view password) {
   if (asksForTooManyRounds(file)) return {Pkcs12Status::kTooSlow};
   const Library library;
   if (!library.isOpen()) return failure(Pkcs12Status::kStoreFailed);
@@ -262,14 +347,14 @@ Pkcs12Result readPkcs12(std::span<const std::uint8_t> file, std::string_view pas
   return {Pkcs12Status::kFine, "", certificatesIn(open.decoder())};
 }
 
-Pkcs12Result importPkcs12(std::span<const std::uint8_t> file, std::string_view password,
-                          const fs::path& folder, const AskStorePassword& askStorePassword) {
+Pkcs12Result importPkcs12(Bytes file, std::string_view password, const fs::path& folder,
+                          const AskStorePassword& askStorePassword) {
   return inStore(folder, askStorePassword, [&](PK11SlotInfo* slot, void* argument) {
     return importInto(slot, file, password, argument);
   });
 }
 
-Pkcs12Result changeStore(Change change, std::span<const std::uint8_t> certificate, const fs::path& folder,
+Pkcs12Result changeStore(Change change, Bytes certificate, const fs::path& folder,
                          const AskStorePassword& askStorePassword) {
   return inStore(folder, askStorePassword, [&](PK11SlotInfo* slot, void* argument) {
     return changeIn(slot, change, certificate, argument);

@@ -10,8 +10,7 @@
 
 #include "linux/prompt/LockedMemory.h"
 
-/** Writing into key databases; and PKCS #12 files, in which authorities hand out a key with its certificates.
- */
+/** Writes into key databases, and reads PKCS #12 files, in which authorities hand out keys. */
 namespace vorn::keys {
 
 struct Pkcs12Certificate {
@@ -39,10 +38,6 @@ struct Pkcs12Result {
   std::string detail = {};
   std::vector<Pkcs12Certificate> certificates = {};
 };
-
-/** Whether the rounds of hashing, which make passwords hard to guess, are more than a person waits for; in
- * all that is not encrypted. */
-bool asksForTooManyRounds(std::span<const std::uint8_t> file);
 
 /** Decrypts the file. `password` is UTF-8. Nothing is kept of either. */
 Pkcs12Result readPkcs12(std::span<const std::uint8_t> file, std::string_view password);

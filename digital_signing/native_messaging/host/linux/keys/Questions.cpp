@@ -63,9 +63,11 @@ jsonxx::Object storesAnswer() {
 
 jsonxx::Object trustAnswer() {
   jsonxx::Array certificates;
-  for (const StoredCertificate& stored : listCertificatesWithTrust()) {
+  for (const TokenCertificate& stored : listCertificates()) {
+    const std::optional<Trust> trust = trustOf(stored);
+    if (!trust) continue;
     jsonxx::Object member("certificate", toHex(stored.der));
-    member << "trust" << static_cast<int>(stored.trust);
+    member << "trust" << static_cast<int>(*trust);
     certificates << jsonxx::Value(std::move(member));
   }
   return jsonxx::Object("certificates", std::move(certificates));

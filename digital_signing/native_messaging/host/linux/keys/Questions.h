@@ -6,7 +6,7 @@
 #include <optional>
 
 #include "linux/keys/Consent.h"
-#include "linux/keys/KeyStore.h"
+#include "linux/keys/StoreContents.h"
 #include "shared/json/jsonxx.h"
 
 namespace vorn::keys {

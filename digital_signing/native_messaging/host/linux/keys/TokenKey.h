@@ -5,8 +5,7 @@
 #include <optional>
 #include <variant>
 
-#include "linux/keys/NssError.h"
-#include "linux/keys/NssHandles.h"
+#include "linux/keys/Nss.h"
 #include "linux/processes/StoreFacts.h"
 #include "linux/x509/X509Certificate.h"
 

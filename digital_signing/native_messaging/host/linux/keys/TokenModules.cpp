@@ -4,7 +4,8 @@
 #include <map>
 #include <sstream>
 
-#include "linux/keys/KeyDatabases.h"
+#include "linux/keys/StorePlaces.h"
+#include "shared/base/Platform.h"
 
 namespace vorn::keys {
 namespace {
@@ -52,8 +53,7 @@ bool isWanted(const Settings& settings) {
   return settings.count("enable-in") > 0 ? names("enable-in") : !names("disable-in");
 }
 
-/** The path at which p11-kit looks for a library that is named without its folder: never in the current one.
- */
+/** The path at which p11-kit looks for a library without a folder: never in the current one. */
 fs::path located(const fs::path& library) {
   const fs::path usual = "/usr/lib/" VORN_LIBRARY_ARCHITECTURE "/pkcs11";
   std::error_code failure;
@@ -62,11 +62,10 @@ fs::path located(const fs::path& library) {
   return usual / library;
 }
 
-/** The folders in which each file "*.module" registers a module; a file's namesake in a later one adds to it.
- */
+/** The folders in which each file "*.module" registers a module; its namesake in a later one adds to it. */
 std::vector<fs::path> registrationFolders() {
   const fs::path system = "/etc/pkcs11";
-  const fs::path user = baseFolder("XDG_CONFIG_HOME", ".config") / "pkcs11";
+  const fs::path user = platform::baseFolder("XDG_CONFIG_HOME", ".config") / "pkcs11";
   Settings settings{{"user-config", "merge"}};
   readSettings(system / "pkcs11.conf", settings);
   if (settings["user-config"] == "merge") readSettings(user / "pkcs11.conf", settings);

@@ -17,8 +17,7 @@
 namespace vorn::keys {
 namespace {
 
-/** The most modules at once. Each has functions of its own, as PKCS #11 does not tell a function whose it is.
- */
+/** The most modules at once. Each has its own functions, as PKCS #11 tells no function whose it is. */
 constexpr std::size_t kMost = 16;
 
 struct Watched {
@@ -35,29 +34,53 @@ auto& modules = *new std::array<Watched, kMost>;
 std::size_t count = 0;
 const char* pinAtHand = nullptr;
 
-template <std::size_t length>
-struct Name {
-  char text[length];
-  constexpr Name(const char (&name)[length]) { std::copy_n(name, length, text); }
+/** In the order of the table. */
+constexpr const char* kNames[] = {
+#define CK_PKCS11_2_0_ONLY 1
+#define CK_PKCS11_FUNCTION_INFO(function) #function,
+#include <pkcs11f.h>
+#undef CK_PKCS11_FUNCTION_INFO
 };
 
-template <std::size_t index, auto member, Name name>
+/** Marks the call, and returns the module's own function; null when it has none. */
+[[gnu::noinline]] void* enter(std::size_t index, std::size_t offset) noexcept {
+  const Watched& module = modules[index];
+  void* function = nullptr;
+  std::memcpy(&function, reinterpret_cast<const char*>(module.functions) + offset, sizeof function);
+  constexpr std::size_t kFirst = offsetof(CK_FUNCTION_LIST, C_Initialize);
+  if (function != nullptr) markCall(module.library, kNames[(offset - kFirst) / sizeof function]);
+  return function;
+}
+
+[[gnu::noinline]] CK_RV leave(CK_RV result) noexcept {
+  markReturn();
+  return result;
+}
+
+/** There are a thousand of it: what all of them do stands in `enter` and `leave`. */
+template <std::size_t index, std::size_t offset, typename Function>
 struct Call;
-template <std::size_t index, typename... Arguments, CK_RV (*CK_FUNCTION_LIST::*member)(Arguments...),
-          Name name>
-struct Call<index, member, name> {
-  static CK_RV run(Arguments... arguments) {
-    const auto function = modules[index].functions->*member;
-    if (function == nullptr) return CKR_FUNCTION_NOT_SUPPORTED;
-    const MarkedCall call(modules[index].library, name.text);
-    return function(arguments...);
+template <std::size_t index, std::size_t offset, typename... Arguments>
+struct Call<index, offset, CK_RV (*)(Arguments...)> {
+  static CK_RV run(Arguments... arguments) noexcept {
+    const auto function = reinterpret_cast<CK_RV (*)(Arguments...)>(enter(index, offset));
+    return function == nullptr ? CKR_FUNCTION_NOT_SUPPORTED : leave(function(arguments...));
   }
 };
 
 template <std::size_t index>
+constexpr CK_FUNCTION_LIST kWatching = {
+    {},
+#define CK_PKCS11_FUNCTION_INFO(function) \
+  &Call<index, offsetof(CK_FUNCTION_LIST, function), decltype(CK_FUNCTION_LIST::function)>::run,
+#include <pkcs11f.h>
+#undef CK_PKCS11_FUNCTION_INFO
+#undef CK_PKCS11_2_0_ONLY
+};
+
+template <std::size_t index>
 CK_RV start(void* arguments) {
-  return modules[index].started =
-             Call<index, &CK_FUNCTION_LIST::C_Initialize, "C_Initialize">::run(arguments);
+  return modules[index].started = kWatching<index>.C_Initialize(arguments);
 }
 
 template <std::size_t index>
@@ -66,7 +89,7 @@ CK_RV logIn(CK_SESSION_HANDLE session, CK_USER_TYPE user, CK_UTF8CHAR_PTR pin, C
     pin = reinterpret_cast<CK_UTF8CHAR_PTR>(const_cast<char*>(pinAtHand));
     length = std::strlen(pinAtHand);
   }
-  return Call<index, &CK_FUNCTION_LIST::C_Login, "C_Login">::run(session, user, pin, length);
+  return kWatching<index>.C_Login(session, user, pin, length);
 }
 
 template <std::size_t index>
@@ -78,13 +101,8 @@ CK_RV giveTable(CK_FUNCTION_LIST** table) {
 template <std::size_t index>
 void watch() {
   Watched& module = modules[index];
+  module.table = kWatching<index>;
   module.table.version = module.functions->version;
-#define CK_PKCS11_2_0_ONLY 1
-#define CK_PKCS11_FUNCTION_INFO(function) \
-  module.table.function = &Call<index, &CK_FUNCTION_LIST::function, #function>::run;
-#include <pkcs11f.h>
-#undef CK_PKCS11_FUNCTION_INFO
-#undef CK_PKCS11_2_0_ONLY
   module.table.C_Initialize = &start<index>;
   module.table.C_Login = &logIn<index>;
   module.table.C_GetFunctionList = &giveTable<index>;
@@ -106,21 +124,19 @@ Watched* find(const char* name) {
 
 /** The library's own table; null with `fault` set when it has none. */
 CK_FUNCTION_LIST* functionsOf(const std::string& library, std::string& fault) {
-  void* handle = nullptr;
-  {
-    const MarkedCall call(library, "its start");
-    handle = dlopen(library.c_str(), RTLD_NOW | RTLD_LOCAL);
-  }
+  markCall(library, "its start");
+  void* const handle = dlopen(library.c_str(), RTLD_NOW | RTLD_LOCAL);
+  markReturn();
   const auto list = handle != nullptr
                         ? reinterpret_cast<CK_C_GetFunctionList>(dlsym(handle, "C_GetFunctionList"))
                         : nullptr;
   CK_FUNCTION_LIST* functions = nullptr;
-  const MarkedCall call(library, "C_GetFunctionList");
-  if (handle == nullptr)
-    fault = dlerror();
-  else if (list == nullptr || list(&functions) != CKR_OK || functions == nullptr)
-    fault = "it is no PKCS #11 module";
-  return fault.empty() ? functions : nullptr;
+  if (list != nullptr) {
+    markCall(library, "C_GetFunctionList");
+    if (leave(list(&functions)) != CKR_OK) functions = nullptr;
+  }
+  if (functions == nullptr) fault = handle == nullptr ? dlerror() : "it is no PKCS #11 module";
+  return functions;
 }
 
 }  // namespace

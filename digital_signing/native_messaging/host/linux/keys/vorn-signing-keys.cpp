@@ -1,8 +1,5 @@
-#include <fcntl.h>
-#include <poll.h>
 #include <sys/prctl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <csignal>
 #include <cstdio>
@@ -14,15 +11,16 @@
 #include "linux/keys/Questions.h"
 #include "linux/processes/BuildId.h"
 #include "linux/processes/KeyChannel.h"
-#include "linux/processes/KeyWorkers.h"
+#include "linux/processes/KeyProgram.h"
 #include "linux/processes/Sandbox.h"
-#include "linux/prompt/PromptLog.h"
+#include "linux/prompt/PinPrompt.h"
 #include "linux/prompt/PromptProcess.h"
+#include "shared/base/Descriptor.h"
 
 /**
  * The process for keys: it alone opens key stores, loads the libraries of tokens, asks for PINs and has keys
  * sign. It is started with a socket as its standard input, over which it is asked: see Questions. With
- * --serve it hands the sockets of its workers over there, which are asked instead: see KeyWorkers.
+ * --serve it hands the sockets of its workers over there, which are asked instead: see KeyProgram.
  */
 using namespace vorn;
 
@@ -49,8 +47,7 @@ void tell(prompt::Weight weight, std::string_view text) {
 
 /** Whatever else the process does: it ends when nobody is at the other end any more. */
 void endWith(int socket) {
-  pollfd other{socket, POLLRDHUP, 0};
-  while (poll(&other, 1, -1) < 0) continue;
+  while (!isReady(socket, POLLRDHUP, -1)) continue;
   prompt::PromptProcess::dismissOpen();
   _exit(EXIT_SUCCESS);
 }
@@ -76,9 +73,7 @@ int main(int count, char** arguments) {
   for (const int ignored : {SIGPIPE, SIGXFSZ}) std::signal(ignored, SIG_IGN);
   int socket = moveAway(STDIN_FILENO);
   if (socket > kFirstFree) close_range(kFirstFree, static_cast<unsigned>(socket) - 1, 0);
-  const int nothing = open("/dev/null", O_RDONLY | O_CLOEXEC);
-  dup2(nothing, STDIN_FILENO);
-  close(nothing);
+  emptyStandardInput();
   enterSandbox();  // the host has a log, and says in it whether that succeeds
   // Whoever has started the file that stood here before cannot know what this one says.
   if (count > 2 && std::string_view(arguments[2]) != kBuildId) return EXIT_FAILURE;

@@ -1,7 +1,6 @@
 #include "linux/processes/CallMark.h"
 
 #include <sys/mman.h>
-#include <unistd.h>
 
 #include <chrono>
 #include <cstdint>
@@ -17,12 +16,9 @@ int depth = 0;
 
 }  // namespace
 
-int makeCallMark() {
-  const int descriptor = memfd_create("vorn-signing-keys", MFD_CLOEXEC);
-  if (descriptor >= 0 && ftruncate(descriptor, sizeof(CallMark)) != 0) {
-    close(descriptor);
-    return -1;
-  }
+Descriptor makeCallMark() {
+  Descriptor descriptor(memfd_create("vorn-signing-keys", MFD_CLOEXEC));
+  if (descriptor && ftruncate(descriptor.get(), sizeof(CallMark)) != 0) descriptor.reset();
   return descriptor;
 }
 
@@ -44,15 +40,15 @@ void useCallMark(CallMark* mark) {
   marked = mark;
 }
 
-MarkedCall::MarkedCall(const std::string& library, const char* function) {
+void markCall(const std::string& library, const char* function) noexcept {
   if (depth++ > 0) return;
-  std::strncpy(marked->library, library.c_str(), CallMark::kRoom - 1);
+  marked->library[library.copy(marked->library, CallMark::kRoom - 1)] = '\0';
   std::strncpy(marked->function, function, sizeof marked->function - 1);
   ++marked->calls;
   marked->since = steadyMilliseconds();
 }
 
-MarkedCall::~MarkedCall() {
+void markReturn() noexcept {
   if (--depth > 0) return;
   marked->since = 0;
   ++marked->calls;

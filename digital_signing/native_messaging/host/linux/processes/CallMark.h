@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <string>
 
+#include "shared/base/Descriptor.h"
+
 namespace vorn::keys {
 
 /**
@@ -25,8 +27,8 @@ struct CallMark {
   char function[64];
 };
 
-/** A descriptor of a new page, close-on-exec; negative when there is none. */
-int makeCallMark();
+/** A new page, closed in other programs; none when there is none. */
+Descriptor makeCallMark();
 /** The page; one of the process's own when the descriptor is none. Never null. */
 CallMark* mapCallMark(int descriptor);
 
@@ -36,14 +38,9 @@ std::int64_t steadyMilliseconds();
 CallMark& callMark();
 void useCallMark(CallMark* mark);
 
-/** While it lives a module is called. */
-class MarkedCall {
- public:
-  MarkedCall(const std::string& library, const char* function);
-  ~MarkedCall();
-  MarkedCall(const MarkedCall&) = delete;
-  MarkedCall& operator=(const MarkedCall&) = delete;
-};
+/** Before and after each call of a module. */
+void markCall(const std::string& library, const char* function) noexcept;
+void markReturn() noexcept;
 
 /** While it lives a person is asked. */
 class MarkedWait {

@@ -3,10 +3,11 @@
 #include <sys/socket.h>
 
 #include <array>
-#include <cerrno>
 #include <charconv>
 #include <cstdint>
 #include <cstring>
+
+#include "shared/base/Descriptor.h"
 
 namespace vorn::keys {
 namespace {
@@ -37,8 +38,7 @@ bool KeyChannel::send(const jsonxx::Object& message) const {
 
 bool KeyChannel::receive() {
   std::array<char, 1 << 16> bytes;
-  const ssize_t count = recv(socket_, bytes.data(), bytes.size(), 0);
-  if (count < 0 && errno == EINTR) return true;
+  const ssize_t count = readSome(socket_, bytes.data(), bytes.size());
   if (count <= 0) return false;
   buffer_.append(bytes.data(), static_cast<std::size_t>(count));
   std::uint32_t length = 0;

@@ -1,15 +1,16 @@
 #include "linux/processes/KeyProgram.h"
 
-#include <fcntl.h>
 #include <spawn.h>
 #include <sys/mman.h>
+#include <sys/prctl.h>
 #include <sys/socket.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <csignal>
+#include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <iterator>
 #include <string>
@@ -17,7 +18,8 @@
 #include <system_error>
 #include <vector>
 
-#include "linux/processes/KeyWorkers.h"
+#include "linux/processes/KeyChannel.h"
+#include "shared/base/Waiting.h"
 
 namespace vorn::keys {
 namespace {
@@ -61,11 +63,9 @@ int spawn(int file, int socket, pid_t& id, const char* build) {
   return fault;
 }
 
-/** A copy above the descriptors that the new process finds its own at. */
-int movedUp(int descriptor) {
-  const int moved = fcntl(descriptor, F_DUPFD_CLOEXEC, kFile + 1);
-  close(descriptor);
-  return moved;
+/** A copy above the descriptors that the new process finds its own at, in the place of this one. */
+Descriptor movedUp(const Descriptor descriptor) {
+  return Descriptor(fcntl(descriptor.get(), F_DUPFD_CLOEXEC, kFile + 1));
 }
 
 void forgetWorker(KeyProgram& program) {
@@ -76,28 +76,109 @@ void forgetWorker(KeyProgram& program) {
   program.mark = nullptr;
 }
 
+/** The socket, the page of marks, and what becomes readable when the worker ends. */
+constexpr int kHandedOver = 3;
+constexpr int kStartPatience = 10000;  // in milliseconds
+
+union Control {
+  char bytes[CMSG_SPACE(kHandedOver * sizeof(int))];
+  cmsghdr head;
+};
+
+msghdr messageOf(iovec& data, Control& control) {
+  msghdr message{};
+  message.msg_iov = &data;
+  message.msg_iovlen = 1;
+  message.msg_control = control.bytes;
+  message.msg_controllen = sizeof control.bytes;
+  return message;
+}
+
+bool handOver(int control, int status, const int (&descriptors)[kHandedOver]) {
+  iovec data{&status, sizeof status};
+  Control ancillary{};
+  const msghdr message = messageOf(data, ancillary);
+  ancillary.head = {CMSG_LEN(sizeof descriptors), SOL_SOCKET, SCM_RIGHTS};
+  std::memcpy(CMSG_DATA(&ancillary.head), descriptors, sizeof descriptors);
+  return sendmsg(control, &message, MSG_NOSIGNAL) >= 0;
+}
+
+int endOf(pid_t worker) {
+  int status = 0;
+  kill(worker, SIGKILL);
+  // A process that not even this ends waits for its device; nobody is to wait along with it.
+  using std::chrono::milliseconds;
+  comesWithin(milliseconds(500), milliseconds(1), [&] { return waitpid(worker, &status, WNOHANG) != 0; });
+  return status;
+}
+
+/** Waits for what is handed over, and takes it into `program`. */
+bool takeWorker(KeyProgram& program, int& formerStatus) {
+  iovec data{&formerStatus, sizeof formerStatus};
+  Control ancillary{};
+  msghdr message = messageOf(data, ancillary);
+  if (!isReady(program.control, POLLIN, kStartPatience) ||
+      recvmsg(program.control, &message, MSG_CMSG_CLOEXEC) != sizeof formerStatus ||
+      message.msg_controllen < CMSG_LEN(kHandedOver * sizeof(int)))
+    return false;
+  int descriptors[kHandedOver];
+  std::memcpy(descriptors, CMSG_DATA(&ancillary.head), sizeof descriptors);
+  program.socket = descriptors[0];
+  program.mark = mapCallMark(descriptors[1]);
+  program.end = descriptors[2];
+  close(descriptors[1]);
+  return true;
+}
+
+/** Starts a worker, and hands it over with the status of the former one. Returns in the worker, too: 0 there,
+ * with its end of the socket in `socket`. */
+pid_t startWorker(int control, int formerStatus, bool opensAtOnce, int& socket) {
+  int ends[2];
+  const Descriptor mark = makeCallMark();
+  if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) _exit(EXIT_FAILURE);
+  const Descriptor ours(ends[0]);
+  Descriptor theirs(ends[1]);
+  // What the first search would wait for is begun while nobody waits.
+  if (opensAtOnce) KeyChannel(ours.get()).send(jsonxx::Object("question", "open"));
+  const pid_t self = getpid();
+  const pid_t worker = fork();
+  if (worker == 0) {
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    if (getppid() != self) _exit(EXIT_FAILURE);  // it has died meanwhile
+    useCallMark(mapCallMark(mark.get()));
+    close(control);
+    socket = theirs.release();
+    return 0;
+  }
+  // By its number: the function of glibc 2.36 is declared without C linkage.
+  const Descriptor end(worker > 0 ? static_cast<int>(syscall(SYS_pidfd_open, worker, 0)) : -1);
+  // What there is not, as on old kernels or where no file may grow, the socket stands for.
+  const int descriptors[] = {ours.get(), (mark ? mark : ours).get(), (end ? end : ours).get()};
+  if (worker < 0 || !handOver(control, formerStatus, descriptors)) _exit(EXIT_FAILURE);
+  return worker;
+}
+
 }  // namespace
 
-int openKeyProgram(const char* folder) {
+Descriptor openKeyProgram(const char* folder) {
   std::error_code unreadable;
   const fs::path here = fs::read_symlink("/proc/self/exe", unreadable).parent_path();
   std::vector<fs::path> folders{here, here.parent_path() / "lib" / "vorn-signing",
                                 here.parent_path() / "libexec"};
   if (*folder != '\0') folders = {folder};
   for (const fs::path& candidate : folders)
-    if (const int file = open((candidate / kKeyProgramFile).c_str(), O_PATH | O_CLOEXEC); file >= 0)
-      return movedUp(file);
-  return -1;
+    if (Descriptor file(open((candidate / kKeyProgramFile).c_str(), O_PATH | O_CLOEXEC)); file)
+      return movedUp(std::move(file));
+  return Descriptor();
 }
 
 KeyProgram startKeyProgram(int file, const char* build) {
   KeyProgram program;
   int ends[2];
   if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) return program;
-  program.control = movedUp(ends[0]);
-  const int theirs = movedUp(ends[1]);
-  const int fault = spawn(file, theirs, program.id, build);
-  close(theirs);
+  program.control = movedUp(Descriptor(ends[0])).release();
+  const Descriptor theirs = movedUp(Descriptor(ends[1]));
+  const int fault = spawn(file, theirs.get(), program.id, build);
   if (fault != 0) {
     program.id = -1;
     endKeyProgram(program);
@@ -120,6 +201,17 @@ void endKeyProgram(KeyProgram& program) {
   forgetWorker(program);
   if (program.control >= 0) close(program.control);
   program = {};
+}
+
+int serveWorkers(int control, bool opensAtOnce) {
+  int status = 0;
+  int socket = -1;
+  while (const pid_t worker = startWorker(control, status, std::exchange(opensAtOnce, false), socket)) {
+    char wish = 0;
+    if (readSome(control, &wish, sizeof wish) <= 0) _exit(EXIT_SUCCESS);
+    status = endOf(worker);
+  }
+  return socket;
 }
 
 }  // namespace vorn::keys

@@ -4,10 +4,13 @@
 
 #include "linux/processes/CallMark.h"
 
-/** Starting vorn-signing-keys, and ending it. */
+/** Starting vorn-signing-keys, and ending it; and the half of it that starts the other half. */
 namespace vorn::keys {
 
 inline constexpr const char* kKeyProgramFile = "vorn-signing-keys";
+/** Its option. Behind it stands of which build it has to be: a search will follow, and what it needs is
+ * opened at once. */
+inline constexpr const char* kServe = "--serve";
 
 /** A running one. It dies with the thread that has started it. */
 struct KeyProgram {
@@ -23,9 +26,9 @@ struct KeyProgram {
 /**
  * A descriptor of the program's file, from which it can be started even when another release has taken the
  * file's place: of the one in `folder`, or, when that is empty, of the one that is installed beside this
- * program, or where packages have it. Negative when there is none.
+ * program, or where packages have it. None when it is nowhere.
  */
-int openKeyProgram(const char* folder = "");
+Descriptor openKeyProgram(const char* folder = "");
 
 /**
  * Starts it with the environment of this process, but for what names a secret. It has no other descriptors
@@ -41,5 +44,14 @@ bool nextWorker(KeyProgram& program, int& formerStatus);
 
 /** Ends it at once. */
 void endKeyProgram(KeyProgram& program);
+
+/**
+ * In vorn-signing-keys --serve: starts a worker at once, which may open key stores at once, and another in
+ * its place for each byte that comes from the control socket; hands each over there. The host refuses itself
+ * to make sockets and to start programs before it reads a document, and what it started then could do no
+ * more: so this process does it, which was started before. Returns in the worker, with its end of the socket;
+ * never in the process that was called.
+ */
+int serveWorkers(int control, bool opensAtOnce);
 
 }  // namespace vorn::keys

@@ -6,25 +6,21 @@
 #include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <cstdint>
-#include <cstdlib>
 #include <memory>
 #include <string>
 #include <system_error>
+
+#include "shared/base/Descriptor.h"
+#include "shared/base/Platform.h"
 
 namespace vorn {
 namespace {
 
 // The sanitizers' check for leaks traces the process that it checks, and a debugger wants to as well.
 constexpr bool kTraceable = VORN_TRACEABLE != 0;
-
-bool isNetworkAllowed() {
-  const char* const environment = std::getenv("VORN_ALLOW_NETWORK");
-  return environment != nullptr && std::string(environment) == "ON";
-}
 
 struct Release {
   void operator()(void* context) const { seccomp_release(context); }
@@ -70,8 +66,7 @@ class Filter {
   int fault_ = 0;
 };
 
-/** All families but AF_UNIX. The whole register is compared, of which the kernel takes the lower half alone.
- */
+/** All families but AF_UNIX. The whole register is compared, of which the kernel takes the lower half. */
 void refuseNetwork(Filter& filter) {
   for (scmp_datum_t family = 0; family < AF_NETLINK; ++family)
     if (family != AF_UNIX) filter.refuse(SCMP_SYS(socket), EAFNOSUPPORT, SCMP_A0(SCMP_CMP_EQ, family));
@@ -106,9 +101,7 @@ void refuseKernelParts(Filter& filter) {
 
 /** Whether the kernel refuses what the filter is to keep from the host: the proof of it. */
 bool isNetworkRefused() {
-  const int descriptor = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  if (descriptor >= 0) close(descriptor);
-  return descriptor < 0;
+  return !Descriptor(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
 }
 
 void forbidCoreDumps() {
@@ -133,7 +126,7 @@ std::string refuseToReaders() {
 
 std::string enterSandbox() {
   forbidCoreDumps();
-  const bool networkAllowed = isNetworkAllowed();
+  const bool networkAllowed = platform::environment("VORN_ALLOW_NETWORK") == "ON";
   Filter filter;
   if (!networkAllowed) refuseNetwork(filter);
   refuseRings(filter);

@@ -5,31 +5,8 @@
 #include <string>
 #include <vector>
 
-/** What there is to know of key stores, on both sides of the process for keys. */
+/** What the process for keys tells of key stores. */
 namespace vorn::keys {
-
-/** A folder with certificates and keys in NSS's form. */
-struct KeyDatabase {
-  std::filesystem::path folder;
-  /** The name by which people know the database. */
-  std::string title;
-  bool isFirefox = false;
-};
-
-/** The folders in which a database is looked for that belongs to no program alone; `vornctl import` makes the
- * first. */
-std::vector<std::filesystem::path> sharedDatabaseFolders();
-
-/** The databases that are there, each once: the shared ones, then those of Firefox's profiles. */
-std::vector<KeyDatabase> keyDatabases();
-
-/** The files, of the computer and of the user, that have each request confirmed by being there. */
-std::vector<std::filesystem::path> confirmationFiles();
-/** The confirmation files that are there, or that may not be looked for. */
-std::vector<std::filesystem::path> presentConfirmationFiles();
-
-/** The first of the shared databases that is there, else the first place for one. */
-std::filesystem::path sharedDatabaseForWriting();
 
 struct Token {
   std::string name;

@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <new>
 
-#include "linux/prompt/PromptLog.h"
+#include "linux/prompt/PinPrompt.h"
 
 namespace vorn::prompt {
 namespace {

@@ -9,18 +9,20 @@
 #include <system_error>
 #include <utility>
 
-#include "linux/prompt/PromptLog.h"
 #include "linux/prompt/PromptProcess.h"
-#include "linux/prompt/PromptProgram.h"
+#include "shared/base/Platform.h"
 #include "shared/text/HarmlessText.h"
 #include "shared/text/Utf8.h"
 
 namespace vorn::prompt {
 namespace {
 
+using platform::environment;
 using Outcome = Answer::Outcome;
 
-constexpr std::chrono::seconds kPatience{240};
+Log writeToLog = nullptr;
+
+constexpr std::chrono::seconds kAnswerPatience{240};
 constexpr std::chrono::seconds kLongestPatience{3600};
 constexpr std::size_t kLongestLine = 120;
 /** Of a line of the protocol, its end left out. */
@@ -38,7 +40,7 @@ std::chrono::seconds patience() {
   long seconds = 0;
   const auto [end, fault] = std::from_chars(text.data(), text.data() + text.size(), seconds);
   const bool isNumber = fault == std::errc() && end == text.data() + text.size() && seconds > 0;
-  return isNumber ? std::chrono::seconds(std::min<long>(seconds, kLongestPatience.count())) : kPatience;
+  return isNumber ? std::chrono::seconds(std::min<long>(seconds, kLongestPatience.count())) : kAnswerPatience;
 }
 
 std::string shown(const std::string& line) {
@@ -72,6 +74,11 @@ gpg_error_t keep(void* secret, const void* bytes, std::size_t count) {
   return static_cast<Secret*>(secret)->append(bytes, count) ? 0 : gpg_error(GPG_ERR_TOO_LARGE);
 }
 
+/** Whether the prompt has gone. */
+bool isOfBrokenLine(gpg_err_code_t code) {
+  return code == GPG_ERR_EOF || code == GPG_ERR_EPIPE || code == GPG_ERR_ECONNRESET;
+}
+
 }  // namespace
 
 /** A prompt that has been started, and the talk with it. All of the talk lies in locked memory. */
@@ -79,22 +86,18 @@ class Dialogue {
  public:
   explicit Dialogue(const std::string& program) : process_(program) {}
   ~Dialogue() { assuan_release(context_); }
-  Dialogue(const Dialogue&) = delete;
-  Dialogue& operator=(const Dialogue&) = delete;
 
   PromptProcess& process() { return process_; }
 
-  /** 0, or why there is no prompt to talk to. */
-  gpg_error_t open() {
-    if (const gpg_error_t fault =
-            assuan_new_ext(&context_, GPG_ERR_SOURCE_USER_1, &kLockedMemory, &logNothing, nullptr))
-      return fault;
+  /** Says all that is said before the question itself. What a prompt does not know it need not follow. 0, or
+   * why there is no prompt to talk to. */
+  gpg_error_t begin(const Question& question) {
+    gpg_error_t fault =
+        assuan_new_ext(&context_, GPG_ERR_SOURCE_USER_1, &kLockedMemory, &logNothing, nullptr);
+    if (fault != 0) return fault;
     assuan_begin_confidential(context_);
-    return assuan_socket_connect_fd(context_, process_.takeSocket(), 0);
-  }
-
-  /** All that is said before the question itself. What a prompt does not know it need not follow. */
-  gpg_error_t describe(const Question& question) {
+    fault = assuan_socket_connect_fd(context_, process_.takeSocket(), 0);
+    if (fault != 0) return fault;
     std::vector<std::string> commands = {"OPTION no-grab"};
     const std::pair<const char*, std::string> settings[] = {{"OPTION ttyname=", environment("GPG_TTY")},
                                                             {"OPTION ttytype=", environment("TERM")},
@@ -110,24 +113,19 @@ class Dialogue {
     if (!question.warning.empty()) commands.push_back(commandOf("SETERROR", shown(question.warning)));
     commands.push_back("SETTIMEOUT " + std::to_string(patience().count()));
     for (const std::string& command : commands)
-      if (const gpg_error_t fault = transact(command, nullptr); fault != 0 && hasEnded(fault)) return fault;
+      if (fault = transact(command, nullptr); fault != 0 && hasEnded(fault)) return fault;
     return 0;
   }
 
   /** Whether the question itself has been put. */
   bool hasAsked() const { return hasAsked_; }
 
-  gpg_error_t getPin(Secret& secret) {
+  /** Asks for a PIN, or without a `secret` for a word of consent. */
+  gpg_error_t ask(Secret* secret) {
     hasAsked_ = true;
     // A little more than the prompt has been told, which should end by itself.
     process_.allow(patience() + std::chrono::seconds(1));
-    return transact("GETPIN", &secret);
-  }
-
-  gpg_error_t getConsent() {
-    hasAsked_ = true;
-    process_.allow(patience() + std::chrono::seconds(1));
-    return transact("CONFIRM", nullptr);
+    return transact(secret != nullptr ? "GETPIN" : "CONFIRM", secret);
   }
 
   gpg_error_t showMessage() {
@@ -142,11 +140,7 @@ class Dialogue {
     return "";
   }
 
-  bool hasEnded(gpg_error_t fault) const {
-    const gpg_err_code_t code = gpg_err_code(fault);
-    return process_.end() != PromptProcess::End::kNone || code == GPG_ERR_EOF || code == GPG_ERR_EPIPE ||
-           code == GPG_ERR_ECONNRESET;
-  }
+  bool hasEnded(gpg_error_t fault) const { return process_.wasLate() || isOfBrokenLine(gpg_err_code(fault)); }
 
   gpg_error_t transact(const std::string& command, Secret* secret) {
     return assuan_transact(context_, command.c_str(), secret != nullptr ? &keep : nullptr, secret, nullptr,
@@ -170,15 +164,15 @@ Answer unanswered() {
 
 Answer answerOf(gpg_error_t fault, Dialogue& dialogue, const std::string& program) {
   const gpg_err_code_t code = gpg_err_code(fault);
-  const PromptProcess::End end = dialogue.process().end();
+  const bool wasLate = dialogue.process().wasLate();
   const std::string advice = "; see that it runs and has a display, or have VORN_PINENTRY name another";
-  if (end == PromptProcess::End::kLate && !dialogue.hasAsked())
+  if (wasLate && !dialogue.hasAsked())
     return {Outcome::kFailed, "the prompt " + program + " did not start" + advice};
-  if (end == PromptProcess::End::kLate || code == GPG_ERR_TIMEOUT) return unanswered();
+  if (wasLate || code == GPG_ERR_TIMEOUT) return unanswered();
   if (code == GPG_ERR_CANCELED || code == GPG_ERR_FULLY_CANCELED || code == GPG_ERR_NOT_CONFIRMED)
     return {Outcome::kCancelled};
   if (code == GPG_ERR_NO_ERROR) return {};
-  const bool hasDied = code == GPG_ERR_EOF || code == GPG_ERR_EPIPE || code == GPG_ERR_ECONNRESET;
+  const bool hasDied = isOfBrokenLine(code);
   return {Outcome::kFailed, "the prompt " + program +
                                 (hasDied ? " ended without an answer" : " could not ask: ") +
                                 (hasDied ? "" : gpg_strerror(fault)) + advice};
@@ -186,9 +180,8 @@ Answer answerOf(gpg_error_t fault, Dialogue& dialogue, const std::string& progra
 
 Answer askWith(const std::string& program, const Question& question, Secret* secret) {
   Dialogue dialogue(program);
-  gpg_error_t fault = dialogue.open();
-  if (fault == 0) fault = dialogue.describe(question);
-  if (fault == 0) fault = secret != nullptr ? dialogue.getPin(*secret) : dialogue.getConsent();
+  gpg_error_t fault = dialogue.begin(question);
+  if (fault == 0) fault = dialogue.ask(secret);
   return answerOf(fault, dialogue, program);
 }
 
@@ -214,6 +207,18 @@ void warnOfNoNotice(const std::string& reason) {
 
 }  // namespace
 
+void setLog(Log log) {
+  writeToLog = log;
+}
+
+void log(Weight weight, std::string_view text) noexcept {
+  try {
+    if (writeToLog != nullptr) writeToLog(weight, text);
+  } catch (...) {
+    // A record that is lost is no reason to leave a question unasked.
+  }
+}
+
 Answer ask(const Question& question, Secret& secret) {
   secret.wipe();
   Answer answer = askOf(question, &secret);
@@ -233,8 +238,7 @@ Notice::Notice(const Question& notice) {
   }
   try {
     dialogue_ = std::make_unique<Dialogue>(program.path);
-    gpg_error_t fault = dialogue_->open();
-    if (fault == 0) fault = dialogue_->describe(notice);
+    gpg_error_t fault = dialogue_->begin(notice);
     if (fault == 0) fault = dialogue_->showMessage();
     dialogue_->process().allow(kLongestPatience);
     if (fault != 0) warnOfNoNotice(answerOf(fault, *dialogue_, program.path).reason);

@@ -8,12 +8,17 @@
 
 #include <cerrno>
 #include <csignal>
+#include <filesystem>
+#include <sstream>
 #include <system_error>
-#include <utility>
+
+#include "shared/base/Platform.h"
+#include "shared/base/Waiting.h"
 
 namespace vorn::prompt {
 namespace {
 
+namespace fs = std::filesystem;
 using Clock = std::chrono::steady_clock;
 
 /** A desktop under load may take its time to show a first window. */
@@ -22,6 +27,43 @@ constexpr std::chrono::milliseconds kSlice{100};
 /** Lets the prompt end by itself, and restore its terminal, once it has answered. */
 constexpr std::chrono::milliseconds kFarewell{500};
 constexpr int kFirstFreeDescriptor = 3;
+
+constexpr const char* kWithWindow[] = {"pinentry",    "pinentry-x11",   "pinentry-gnome3",
+                                       "pinentry-qt", "pinentry-gtk-2", "pinentry-fltk"};
+constexpr const char* kForTerminal[] = {"pinentry", "pinentry-curses", "pinentry-tty"};
+constexpr char kUsualPath[] = "/usr/local/bin:/usr/bin:/bin";
+
+bool isProgram(const fs::path& file) {
+  std::error_code unreadable;
+  return fs::is_regular_file(file, unreadable) && access(file.c_str(), X_OK) == 0;
+}
+
+/** Empty when there is none. */
+std::string findInPath(const std::string& name) {
+  if (name.find('/') != std::string::npos) return isProgram(name) ? fs::absolute(name).string() : "";
+  const std::string path = platform::environment("PATH");
+  std::istringstream folders(path.empty() ? kUsualPath : path);
+  for (std::string folder; std::getline(folders, folder, ':');)
+    if (const fs::path file = fs::path(folder) / name; file.is_absolute() && isProgram(file))
+      return file.string();
+  return "";
+}
+
+/** The general name may lead to a form that knows terminals alone. */
+bool isForTerminalAlone(const std::string& program) {
+  std::error_code unreadable;
+  const std::string name = fs::canonical(program, unreadable).filename().string();
+  return name.ends_with("-curses") || name.ends_with("-tty");
+}
+
+template <std::size_t count>
+std::string findFirst(const char* const (&names)[count], bool forTerminal) {
+  for (const char* name : names)
+    if (std::string program = findInPath(name);
+        !program.empty() && (forTerminal || !isForTerminalAlone(program)))
+      return program;
+  return "";
+}
 
 extern "C" void endSession(int) {
   ::kill(0, SIGKILL);
@@ -72,18 +114,41 @@ void endByRequest(pid_t process) {
 
 }  // namespace
 
+PromptProgram findPromptProgram() {
+  if (const std::string named = platform::environment("VORN_PINENTRY"); !named.empty()) {
+    std::string program = findInPath(named);
+    if (!program.empty()) return {program, ""};
+    return {"",
+            "VORN_PINENTRY names " + named + ", which is no program that can be run; correct or unset it"};
+  }
+  const bool hasDisplay =
+      !platform::environment("DISPLAY").empty() || !platform::environment("WAYLAND_DISPLAY").empty();
+  const bool hasTerminal = !platform::environment("GPG_TTY").empty();
+  if (!hasDisplay && !hasTerminal) {
+    return {"",
+            "there is no display to ask on, as neither DISPLAY nor WAYLAND_DISPLAY is set; start the browser "
+            "from the desktop, or use \"vornctl sign\" in a terminal"};
+  }
+  std::string program = hasDisplay ? findFirst(kWithWindow, false) : "";
+  if (program.empty() && hasTerminal) program = findFirst(kForTerminal, true);
+  if (!program.empty()) return {program, ""};
+  return {"", std::string("there is no program to ask with; install ") +
+                  (hasDisplay ? "pinentry-gnome3 or pinentry-qt" : "pinentry-curses")};
+}
+
 PromptProcess::PromptProcess(const std::string& program) : deadline_(Clock::now() + kStart) {
   int ends[2];
   if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) fail("no socket");
   const pid_t host = getpid();
+  socket_.reset(ends[0]);
+  Descriptor theirs(ends[1]);
   process_ = fork();
-  if (process_ == 0) become(program.c_str(), ends[1], host);
+  if (process_ == 0) become(program.c_str(), theirs.get(), host);
   openPrompt = process_;
-  close(ends[1]);
-  socket_ = ends[0];
-  watchedSocket_ = fcntl(socket_, F_DUPFD_CLOEXEC, kFirstFreeDescriptor);
+  theirs.reset();
+  watchedSocket_.reset(fcntl(socket_.get(), F_DUPFD_CLOEXEC, kFirstFreeDescriptor));
   try {
-    if (process_ < 0 || watchedSocket_ < 0) fail("no process");
+    if (process_ < 0 || !watchedSocket_) fail("no process");
     watcher_ = std::thread([this] { watch(); });
   } catch (...) {
     kill();
@@ -98,16 +163,13 @@ PromptProcess::~PromptProcess() {
   }
   wake_.notify_one();
   watcher_.join();
-  close(takeSocket());
-  const auto deadline = Clock::now() + kFarewell;
-  while (Clock::now() < deadline && process_ > 0) {
+  socket_.reset();
+  comesWithin(kFarewell, std::chrono::milliseconds(1), [this] {
     siginfo_t state{};
     // Left as a zombie, so that its number is nobody else's when the group is killed.
-    if (waitid(P_PID, static_cast<id_t>(process_), &state, WEXITED | WNOHANG | WNOWAIT) != 0 ||
-        state.si_pid != 0)
-      break;
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
-  }
+    return waitid(P_PID, static_cast<id_t>(process_), &state, WEXITED | WNOHANG | WNOWAIT) != 0 ||
+           state.si_pid != 0;
+  });
   kill();
 }
 
@@ -121,8 +183,8 @@ void PromptProcess::kill() {
     }
   }
   process_ = -1;
-  close(std::exchange(watchedSocket_, -1));
-  close(takeSocket());
+  watchedSocket_.reset();
+  socket_.reset();
 }
 
 void PromptProcess::dismiss() const {
@@ -136,10 +198,6 @@ void PromptProcess::dismissOpen() {
   std::this_thread::sleep_for(kSlice);
 }
 
-int PromptProcess::takeSocket() {
-  return std::exchange(socket_, -1);
-}
-
 void PromptProcess::allow(std::chrono::seconds time) {
   const std::lock_guard lock(mutex_);
   deadline_ = Clock::now() + time;
@@ -151,9 +209,9 @@ void PromptProcess::watch() {
     wake_.wait_for(lock, kSlice);
     if (isDone_) return;
     if (Clock::now() <= deadline_) continue;
-    end_ = End::kLate;
+    wasLate_ = true;
     dismiss();
-    shutdown(watchedSocket_, SHUT_RDWR);
+    shutdown(watchedSocket_.get(), SHUT_RDWR);
     return;
   }
 }

@@ -9,9 +9,24 @@
 #include <string>
 #include <thread>
 
-#include "linux/prompt/PinPrompt.h"
+#include "shared/base/Descriptor.h"
 
 namespace vorn::prompt {
+
+/** The program that asks for PINs, or why there is none. */
+struct PromptProgram {
+  /** Absolute; empty when nobody can be asked. */
+  std::string path;
+  /** For people: what is missing, and what to do. */
+  std::string fault;
+};
+
+/**
+ * What VORN_PINENTRY names, a path or a program in PATH. Without it the desktop's own pinentry, by the names
+ * that Debian has for it: one with a window where there is a display, else one for the terminal that GPG_TTY
+ * names.
+ */
+PromptProgram findPromptProgram();
 
 /**
  * The running program at the other end of a socket, in a session of its own. When its time
@@ -20,34 +35,30 @@ namespace vorn::prompt {
  */
 class PromptProcess {
  public:
-  enum class End { kNone, kLate };
-
   /** Throws std::system_error when it cannot be started. */
   explicit PromptProcess(const std::string& program);
   ~PromptProcess();
-  PromptProcess(const PromptProcess&) = delete;
-  PromptProcess& operator=(const PromptProcess&) = delete;
 
   /** Our end of the socket, which becomes the caller's. */
-  int takeSocket();
+  int takeSocket() { return socket_.release(); }
   /** Gives the prompt so long from now on. */
   void allow(std::chrono::seconds time);
   /** Asks it to leave, with a terminal in order. */
   void dismiss() const;
   /** Does so with the one that is open, if one is, and gives it time for that. From any thread. */
   static void dismissOpen();
-  /** Why the prompt was ended, if it was. */
-  End end() const { return end_; }
+  /** Whether the prompt was ended because its time was up. */
+  bool wasLate() const { return wasLate_; }
 
  private:
   void watch();
   void kill();
 
-  int socket_ = -1;
+  Descriptor socket_;
   /** The same end once more, for the thread. */
-  int watchedSocket_ = -1;
+  Descriptor watchedSocket_;
   pid_t process_ = -1;
-  std::atomic<End> end_ = End::kNone;
+  std::atomic<bool> wasLate_ = false;
   std::mutex mutex_;
   std::condition_variable wake_;
   bool isDone_ = false;

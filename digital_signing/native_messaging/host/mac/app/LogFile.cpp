@@ -14,19 +14,6 @@ namespace {
 
 constexpr mode_t kForUserAlone = S_IRUSR | S_IWUSR;
 
-/** Closed at the end of the scope. */
-struct Folder {
-  explicit Folder(const std::string& path)
-      : descriptor(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {}
-  ~Folder() {
-    if (descriptor >= 0) close(descriptor);
-  }
-  Folder(const Folder&) = delete;
-  Folder& operator=(const Folder&) = delete;
-
-  int descriptor;
-};
-
 std::string causeOf(int error) {
   return error == ELOOP ? "it is a symbolic link" : std::generic_category().message(error);
 }
@@ -51,44 +38,37 @@ std::string faultOfFile(int descriptor) {
 
 LogFile::LogFile(const std::string& path) {
   const std::size_t slash = path.rfind('/');
-  const Folder folder(slash == std::string::npos ? "." : path.substr(0, slash + 1));
-  fault_ = faultOfFolder(folder.descriptor);
+  const std::string folderPath = slash == std::string::npos ? "." : path.substr(0, slash + 1);
+  const Descriptor folder(open(folderPath.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  fault_ = faultOfFolder(folder.get());
   if (!fault_.empty()) return;
   // Opening a pipe to write would wait for its reader, were it not for O_NONBLOCK.
   constexpr int kFlags = O_WRONLY | O_CREAT | O_APPEND | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
-  descriptor_ = openat(folder.descriptor, path.c_str() + slash + 1, kFlags, kForUserAlone);
-  fault_ = descriptor_ < 0 ? causeOf(errno) : faultOfFile(descriptor_);
+  descriptor_.reset(openat(folder.get(), path.c_str() + slash + 1, kFlags, kForUserAlone));
+  fault_ = descriptor_ ? faultOfFile(descriptor_.get()) : causeOf(errno);
 }
 
 bool LogFile::isAt(const std::string& path) const {
   struct stat named{};
   struct stat held{};
-  return descriptor_ >= 0 && lstat(path.c_str(), &named) == 0 && fstat(descriptor_, &held) == 0 &&
+  return descriptor_ && lstat(path.c_str(), &named) == 0 && fstat(descriptor_.get(), &held) == 0 &&
          named.st_dev == held.st_dev && named.st_ino == held.st_ino;
 }
 
 std::string LogFile::append(std::string_view line) {
   std::string whole;
   if (endsInLine_) line = whole.append("\n").append(line);
-  while (!line.empty()) {
-    const ssize_t count = write(descriptor_, line.data(), line.size());
-    if (count < 0 && errno != EINTR) return causeOf(errno);
-    if (count <= 0) continue;
-    endsInLine_ = line[static_cast<std::size_t>(count) - 1] != '\n';
-    line.remove_prefix(static_cast<std::size_t>(count));
-  }
-  return "";
+  std::string_view rest = line;
+  const std::string fault = writeAll(descriptor_.get(), rest) ? "" : causeOf(errno);
+  if (rest.size() < line.size()) endsInLine_ = line[line.size() - rest.size() - 1] != '\n';
+  return fault;
 }
 
 bool LogFile::removeAbove(off_t limit, const std::string& path) {
   struct stat held{};
-  if (!fault_.empty() || fstat(descriptor_, &held) != 0 || held.st_size <= limit) return false;
+  if (!fault_.empty() || fstat(descriptor_.get(), &held) != 0 || held.st_size <= limit) return false;
   // Whoever has the lock, and still finds the file there, removes no other one than this.
-  return flock(descriptor_, LOCK_EX | LOCK_NB) == 0 && isAt(path) && std::remove(path.c_str()) == 0;
-}
-
-LogFile::~LogFile() {
-  if (descriptor_ >= 0) close(descriptor_);
+  return flock(descriptor_.get(), LOCK_EX | LOCK_NB) == 0 && isAt(path) && std::remove(path.c_str()) == 0;
 }
 
 }  // namespace vorn

@@ -5,6 +5,8 @@
 #include <string>
 #include <string_view>
 
+#include "shared/base/Descriptor.h"
+
 namespace vorn {
 
 /** The log's file, open for appending. */
@@ -16,9 +18,6 @@ class LogFile {
    * root's. See `fault`.
    */
   explicit LogFile(const std::string& path);
-  ~LogFile();
-  LogFile(const LogFile&) = delete;
-  LogFile& operator=(const LogFile&) = delete;
 
   /** Why there is no file, which is left as it was then; empty when it can be written. */
   const std::string& fault() const { return fault_; }
@@ -34,7 +33,7 @@ class LogFile {
   bool removeAbove(off_t limit, const std::string& path);
 
  private:
-  int descriptor_ = -1;
+  Descriptor descriptor_;
   bool endsInLine_ = false;
   std::string fault_;
 };

@@ -171,9 +171,7 @@ void restartAbove(off_t limit) {
 }
 
 bool isVerbose(const std::string& verbose) {
-  if (!verbose.empty()) return verbose == "ON";
-  const char* const environment = std::getenv("VORN_VERBOSE_LOGGING");
-  return environment != nullptr && std::string(environment) == "ON";
+  return (verbose.empty() ? platform::environment("VORN_VERBOSE_LOGGING") : verbose) == "ON";
 }
 
 }  // namespace

@@ -54,7 +54,7 @@ int main(int argc, const char** argv) {
   [input waitForDataInBackgroundAndNotify];
   // Not by a file handle: it needs an object for each write, and a frame must not break off for want of one.
   auto* const exchange =
-      new MessageExchange([descriptors](std::string_view bytes) { writeAll(descriptors.output, bytes); });
+      new MessageExchange([descriptors](std::string_view bytes) { descriptors.write(bytes); });
   IdleTimer& idleTimer = IdleTimer::getInstance();
   idleTimer.start();
 

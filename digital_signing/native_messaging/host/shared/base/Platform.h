@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdlib>
+#include <filesystem>
 #include <string>
 
 /**
@@ -16,6 +18,19 @@ struct SystemVersion {
 
 /** The current user's home folder, without a slash at its end; empty when it cannot be found. */
 std::string homeFolder();
+
+/** A variable of the environment; empty when it is not set. */
+inline std::string environment(const char* name) {
+  const char* const value = std::getenv(name);
+  return value != nullptr ? value : "";
+}
+
+/** The folder that the environment variable names, if it is absolute as the XDG Base Directory standard
+ * demands; else the one below the home folder. */
+inline std::filesystem::path baseFolder(const char* variable, const std::filesystem::path& belowHome) {
+  const std::filesystem::path folder = environment(variable);
+  return folder.is_absolute() ? folder : homeFolder() / belowHome;
+}
 
 /** The operating system's version; a number that the system does not tell is 0. */
 SystemVersion systemVersion();

@@ -11,7 +11,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 // Chromium kills a host two seconds after it has closed its input, Firefox three.
-constexpr std::chrono::milliseconds kPatience{1500};
+constexpr std::chrono::milliseconds kBrowserPatience{1500};
 
 requester::Ends ends;
 std::optional<Clock::time_point> endOfInput;
@@ -42,7 +42,7 @@ bool requester::hasEndedInput() {
 }
 
 bool requester::isGone() {
-  return isClosed(ends.output, POLLOUT) || (hasEndedInput() && Clock::now() - *endOfInput > kPatience);
+  return isClosed(ends.output, POLLOUT) || (hasEndedInput() && Clock::now() - *endOfInput > kBrowserPatience);
 }
 
 void requester::requirePresent() {

@@ -1,14 +1,10 @@
 #include "shared/messaging/ProtocolDescriptors.h"
 
-#include <fcntl.h>
-#include <poll.h>
-#include <unistd.h>
-
-#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 
+#include "shared/base/Descriptor.h"
 #include "shared/base/Version.h"
 #include "shared/messaging/MessageExchange.h"
 
@@ -39,9 +35,7 @@ ProtocolDescriptors takeProtocolDescriptors() {
   fillClosedDescriptors();
   const ProtocolDescriptors descriptors{moveAway(STDIN_FILENO), moveAway(STDOUT_FILENO)};
   dup2(STDERR_FILENO, STDOUT_FILENO);
-  const int nothing = open("/dev/null", O_RDONLY | O_CLOEXEC);
-  dup2(nothing, STDIN_FILENO);
-  close(nothing);
+  emptyStandardInput();
   // A browser that has gone, or a log that may not grow, is an error of the
   // write and not the end of the process.
   std::signal(SIGPIPE, SIG_IGN);
@@ -59,26 +53,8 @@ void greetTerminal(int input) {
   }
 }
 
-namespace {
-
-/** Waits for a descriptor that was set not to block, by whoever shares it with us. */
-void waitUntilWritable(int descriptor) {
-  pollfd writable{descriptor, POLLOUT, 0};
-  poll(&writable, 1, -1);
-}
-
-}  // namespace
-
-void writeAll(int descriptor, std::string_view bytes) {
-  while (!bytes.empty()) {
-    const ssize_t count = ::write(descriptor, bytes.data(), bytes.size());
-    if (count >= 0)
-      bytes.remove_prefix(static_cast<std::size_t>(count));
-    else if (errno == EAGAIN)
-      waitUntilWritable(descriptor);
-    else if (errno != EINTR)
-      throw OutputClosedException();
-  }
+void ProtocolDescriptors::write(std::string_view bytes) const {
+  if (!writeAll(output, bytes)) throw OutputClosedException();
 }
 
 }  // namespace vorn

@@ -8,6 +8,10 @@ namespace vorn {
 struct ProtocolDescriptors {
   int input;
   int output;
+
+  /** Writes all the bytes to the output, which may be set not to block, waiting as long as the reader takes.
+   * Throws OutputClosedException when the reader has gone; allocates nothing. */
+  void write(std::string_view bytes) const;
 };
 
 /**
@@ -21,11 +25,5 @@ ProtocolDescriptors takeProtocolDescriptors();
 /** With a terminal on `input` no browser has started the host: tells the person there, on standard error,
  * what it is. */
 void greetTerminal(int input);
-
-/**
- * Writes all the bytes to a descriptor, which may be set not to block, waiting as long as the reader takes.
- * Throws OutputClosedException when the reader has gone; allocates nothing.
- */
-void writeAll(int descriptor, std::string_view bytes);
 
 }  // namespace vorn

@@ -13,8 +13,6 @@
 #include <system_error>
 #include <utility>
 
-#include "linux/prompt/PromptLog.h"
-
 namespace vorn::frameworks {
 namespace {
 
@@ -27,10 +25,10 @@ constexpr seconds kSignaturePatience{30};
 /** Bounds the typing of a PIN on the reader itself, like a prompt. */
 constexpr seconds kPersonPatience{240};
 /** Bounds a whole search, and a process in which no call begins or returns. */
-constexpr seconds kPatience{60};
-constexpr milliseconds kSlice{100};
+constexpr seconds kSearchPatience{60};
+constexpr int kSliceMilliseconds = 100;
 /** Lets a prompt restore its terminal. */
-constexpr milliseconds kFarewell{300};
+constexpr int kFarewellMilliseconds = 300;
 
 /** How long the call at hand may take. */
 seconds patienceOf(const keys::CallMark& mark) {
@@ -39,11 +37,6 @@ seconds patienceOf(const keys::CallMark& mark) {
 
 std::string textOf(const char* room, std::size_t size) {
   return std::string(room, strnlen(room, size));
-}
-
-bool isReadable(int descriptor, milliseconds time) {
-  pollfd readable{descriptor, POLLIN, 0};
-  return poll(&readable, 1, static_cast<int>(time.count())) > 0;
 }
 
 }  // namespace
@@ -56,10 +49,9 @@ KeyProcess& KeyProcess::instance() {
 bool KeyProcess::start() {
   if (channel_ != nullptr) return true;
   if (program_.id <= 0 && !isAdopted_) {
-    const int file = keys::openKeyProgram();
-    program_ = keys::startKeyProgram(file);
-    const int cause = file >= 0 ? errno : ENOENT;
-    if (file >= 0) close(file);
+    const Descriptor file = keys::openKeyProgram();
+    program_ = keys::startKeyProgram(file.get());
+    const int cause = file ? errno : ENOENT;
     if (program_.id <= 0) {
       failure_ = "vorn-signing-keys cannot be started: " + std::generic_category().message(cause);
       return false;
@@ -80,7 +72,7 @@ bool KeyProcess::start() {
 void KeyProcess::end(bool inOrder) {
   if (inOrder && program_.id > 0) {
     shutdown(program_.socket, SHUT_RDWR);
-    isReadable(program_.end, kFarewell);
+    isReady(program_.end, POLLIN, kFarewellMilliseconds);
   }
   channel_.reset();
   keys::endKeyProgram(program_);
@@ -110,7 +102,7 @@ bool KeyProcess::send(jsonxx::Object& question) {
 }
 
 std::optional<jsonxx::Object> KeyProcess::ask(jsonxx::Object question) {
-  auto deadline = Clock::now() + kPatience;
+  auto deadline = Clock::now() + kSearchPatience;
   bool isLastTime = false;
   const bool isSignature = keys::textIn(question, "question") == "sign";
   isAbandoned_ = false;
@@ -155,7 +147,8 @@ bool KeyProcess::hangs(bool isSignature, Clock::time_point& deadline, std::uint6
     return false;
   }
   // Signing takes as long as it takes, as long as it goes on.
-  if (isSignature && std::exchange(calls, mark.calls) != mark.calls) deadline = Clock::now() + kPatience;
+  if (isSignature && std::exchange(calls, mark.calls) != mark.calls)
+    deadline = Clock::now() + kSearchPatience;
   return Clock::now() >= deadline;
 }
 
@@ -163,7 +156,7 @@ KeyProcess::Outcome KeyProcess::wait(bool isSignature, Clock::time_point deadlin
   std::uint64_t calls = 0;
   while (true) {
     pollfd ends[] = {{program_.socket, POLLIN, 0}, {program_.end, POLLIN, 0}};
-    const int ready = poll(ends, std::size(ends), static_cast<int>(kSlice.count()));
+    const int ready = poll(ends, std::size(ends), kSliceMilliseconds);
     if (ready > 0 && ends[0].revents != 0) {
       if (!channel_->receive()) return Outcome::kEnded;
       while (auto message = channel_->next()) {
@@ -171,8 +164,7 @@ KeyProcess::Outcome KeyProcess::wait(bool isSignature, Clock::time_point deadlin
           answer = std::move(*message);
           return Outcome::kAnswered;
         }
-        prompt::log(keys::flagIn(*message, "warning") ? prompt::Weight::kWarning : prompt::Weight::kInfo,
-                    keys::textIn(*message, "log"));
+        if (log_ != nullptr) log_(keys::flagIn(*message, "warning"), keys::textIn(*message, "log"));
       }
     } else if (ready > 0) {
       return Outcome::kEnded;
@@ -189,7 +181,7 @@ bool KeyProcess::blame(Outcome outcome) {
   const std::string library = textOf(mark.library, sizeof mark.library);
   const std::string function = textOf(mark.function, sizeof mark.function);
   // The status of one that ended by itself is not that of the signal that would end it.
-  if (outcome == Outcome::kEnded) isReadable(program_.end, kSlice);
+  if (outcome == Outcome::kEnded) isReady(program_.end, POLLIN, kSliceMilliseconds);
   const std::int64_t since = mark.since;
   const bool wasAtWork = since != 0;
   const std::int64_t taken = (keys::steadyMilliseconds() - since) / 1000;
@@ -206,7 +198,7 @@ bool KeyProcess::blame(Outcome outcome) {
   if (outcome == Outcome::kHangs)
     deed = isCallTooLong
                ? "it does not answer within " + std::to_string(taken) + " seconds"
-               : "it does not come to an end within " + std::to_string(kPatience.count()) + " seconds";
+               : "it does not come to an end within " + std::to_string(kSearchPatience.count()) + " seconds";
   else if (WIFSIGNALED(status) && !wasKilled)
     deed = "it crashes (signal " + std::to_string(WTERMSIG(status)) + ")";
   const std::string reason = deed + ", in " + function;

@@ -6,6 +6,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "linux/processes/KeyChannel.h"
@@ -34,6 +35,8 @@ class KeyProcess {
   /** `isGone` is called while an answer is waited for, and says whether the browser has gone; it is told
    * whether a person is being asked. */
   void abandonWhen(bool (*isGone)(bool isPersonAsked)) { isGone_ = isGone; }
+  /** `log` is given what the process has to say. */
+  void logBy(void (*log)(bool isWarning, std::string_view text)) { log_ = log; }
   /** Whether the last question was given up because the browser had gone. The process has been ended then. */
   bool isAbandoned() const { return isAbandoned_; }
 
@@ -75,6 +78,7 @@ class KeyProcess {
   std::unique_ptr<keys::KeyChannel> channel_;
   int generation_ = 0;
   bool (*isGone_)(bool) = nullptr;
+  void (*log_)(bool, std::string_view) = nullptr;
   bool isAbandoned_ = false;
   std::string failure_;
   /** The request at hand, which a process that is started meanwhile is told as well. */

@@ -1,4 +1,7 @@
-#include "linux/keys/KeyStore.h"
+#include "linux/keys/StoreContents.h"
+
+// Needs the headers that come with the one above.
+#include <certdb.h>
 
 #include <algorithm>
 
@@ -47,6 +50,12 @@ void appendVisibleKeys(PK11SlotInfo* slot, TokenKeys& keys) {
       keys.push_back(std::make_shared<TokenKey>(Slot(PK11_ReferenceSlot(slot)), std::move(key)));
 }
 
+/** Unless it is there already. */
+void appendHiddenKey(std::shared_ptr<TokenKey> hidden, TokenKeys& keys) {
+  const auto isListed = [&hidden](const auto& key) { return key->isSameAs(*hidden); };
+  if (std::none_of(keys.begin(), keys.end(), isListed)) keys.push_back(std::move(hidden));
+}
+
 /**
  * A token that is not logged in shows no private keys (NSS gives an empty list, not an error). The soft token
  * writes a public key object beside each private key, under the same identifier, and shows that to everyone;
@@ -55,11 +64,8 @@ void appendVisibleKeys(PK11SlotInfo* slot, TokenKeys& keys) {
 void appendHiddenKeys(PK11SlotInfo* slot, TokenKeys& keys) {
   const PublicKeyList list(PK11_ListPublicKeysInSlot(slot, nullptr));
   if (list == nullptr) return;
-  for (auto* node = PUBKEY_LIST_HEAD(list); !PUBKEY_LIST_END(node, list); node = PUBKEY_LIST_NEXT(node)) {
-    auto hidden = std::make_shared<TokenKey>(Slot(PK11_ReferenceSlot(slot)), *node->key);
-    const auto isListed = [&hidden](const auto& key) { return key->isSameAs(*hidden); };
-    if (std::none_of(keys.begin(), keys.end(), isListed)) keys.push_back(std::move(hidden));
-  }
+  for (auto* node = PUBKEY_LIST_HEAD(list); !PUBKEY_LIST_END(node, list); node = PUBKEY_LIST_NEXT(node))
+    appendHiddenKey(std::make_shared<TokenKey>(Slot(PK11_ReferenceSlot(slot)), *node->key), keys);
 }
 
 /**
@@ -70,11 +76,23 @@ void appendCertifiedKeys(PK11SlotInfo* slot, TokenKeys& keys) {
   if (PK11_IsInternal(slot) != PR_FALSE) return;
   for (const TokenCertificate& stored : certificatesIn(slot)) {
     const auto certificate = x509::readCertificate(stored.der);
-    if (!certificate || stored.id.empty()) continue;
-    auto hidden = std::make_shared<TokenKey>(Slot(PK11_ReferenceSlot(slot)), stored.id, *certificate);
-    const auto isListed = [&hidden](const auto& key) { return key->isSameAs(*hidden); };
-    if (std::none_of(keys.begin(), keys.end(), isListed)) keys.push_back(std::move(hidden));
+    if (certificate && !stored.id.empty())
+      appendHiddenKey(std::make_shared<TokenKey>(Slot(PK11_ReferenceSlot(slot)), stored.id, *certificate),
+                      keys);
   }
+}
+
+bool holds(unsigned flags, unsigned flag) {
+  return (flags & flag) != 0;
+}
+
+/** A record of its own about the certificate that does not say that it is trusted. */
+bool isProhibition(unsigned flags) {
+  return holds(flags, CERTDB_TERMINAL_RECORD) && !holds(flags, CERTDB_TRUSTED);
+}
+
+bool isTrustedPeer(unsigned flags) {
+  return holds(flags, CERTDB_TERMINAL_RECORD) && holds(flags, CERTDB_TRUSTED);
 }
 
 }  // namespace
@@ -106,6 +124,22 @@ std::vector<TokenCertificate> listCertificates() {
     for (TokenCertificate& certificate : certificatesIn(slot.get()))
       certificates.push_back(std::move(certificate));
   return certificates;
+}
+
+std::optional<Trust> trustOf(const TokenCertificate& stored) {
+  SECItem der = itemOf(stored.der);
+  const std::unique_ptr<CERTCertificate, NssRelease<CERT_DestroyCertificate>> certificate(
+      CERT_NewTempCertificate(CERT_GetDefaultCertDB(), &der, nullptr, PR_FALSE, PR_TRUE));
+  if (!certificate) return std::nullopt;
+  CERTCertTrust trust{};
+  if (CERT_GetCertTrust(certificate.get(), &trust) != SECSuccess) return Trust::kNone;
+  const unsigned sites = trust.sslFlags, mail = trust.emailFlags, objects = trust.objectSigningFlags;
+  if (isProhibition(sites) || isProhibition(mail) || isProhibition(objects)) return Trust::kProhibited;
+  if (holds(sites, CERTDB_TRUSTED_CLIENT_CA) || holds(mail, CERTDB_TRUSTED_CA) ||
+      holds(objects, CERTDB_TRUSTED_CA))
+    return Trust::kForSignatures;
+  if (isTrustedPeer(mail) || isTrustedPeer(objects)) return Trust::kForItself;
+  return holds(sites, CERTDB_TRUSTED_CA) ? Trust::kForOtherPurposes : Trust::kNone;
 }
 
 std::vector<std::shared_ptr<TokenKey>> listPrivateKeys() {

@@ -1,9 +1,7 @@
-#include "linux/keys/NssError.h"
+#include "linux/keys/Nss.h"
 
 #include <prerror.h>
 #include <secerr.h>
-
-#include "Security/SecBase.h"
 
 namespace vorn::keys {
 namespace {

@@ -1,22 +1,21 @@
-#include "linux/keys/KeyStoreLock.h"
+#include "linux/keys/DatabaseFiles.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <chrono>
 #include <cstdint>
 #include <iterator>
 #include <system_error>
-#include <thread>
 
-#include "linux/keys/KeyDatabases.h"
+#include "linux/keys/StorePlaces.h"
+#include "shared/base/Waiting.h"
 
 namespace vorn::keys {
 namespace {
 
-constexpr auto kPatience = std::chrono::seconds(2);
+constexpr auto kWriterPatience = std::chrono::seconds(2);
 constexpr off_t kLargest = off_t{1} << 30;
 constexpr auto kPause = std::chrono::milliseconds(10);
 
@@ -45,7 +44,7 @@ void DatabaseFiles::open() {
   unreadable_.clear();
   for (File& file : files_) {
     std::string fault;
-    if (file.descriptor < 0) file.descriptor = openStoreFile(file.path, kLargest, fault);
+    if (file.descriptor < 0) file.descriptor = openStoreFile(file.path, kLargest, fault).release();
     if (!fault.empty() && unreadable_.empty()) unreadable_ = file.path.string() + ": " + fault;
     // Those that SQLite opens by itself: if they were closed here it would lose its locks on them.
     for (const char* const ending : {"-journal", "-wal", "-shm"}) {
@@ -63,12 +62,7 @@ bool DatabaseFiles::isHeld() const {
 }
 
 bool DatabaseFiles::waitUntilFree() const {
-  const auto deadline = std::chrono::steady_clock::now() + kPatience;
-  while (isHeld()) {
-    if (std::chrono::steady_clock::now() > deadline) return false;
-    std::this_thread::sleep_for(kPause);
-  }
-  return true;
+  return comesWithin(kWriterPatience, kPause, [this] { return !isHeld(); });
 }
 
 std::vector<std::int64_t> DatabaseFiles::state() const {
