@@ -1,8 +1,5 @@
 #pragma once
 
-#include <Security/SecDigestTransform.h>
-#include <Security/SecEncryptTransform.h>
-#include <Security/SecSignVerifyTransform.h>
 #include <Security/Security.h>
 #include <gtest/gtest.h>
 #include <sys/wait.h>

@@ -1,9 +1,5 @@
 #include "selection/ScriptedSecurity.h"
 
-#include <Security/SecEncodeTransform.h>
-#include <Security/SecSignVerifyTransform.h>
-#include <Security/SecTransform.h>
-
 #include <algorithm>
 #include <cstdint>
 #include <utility>
@@ -102,6 +98,10 @@ SecKeyRef makeKey() {
 using namespace scripted;
 
 extern "C" {
+
+CFStringRef SecCopyErrorMessageString(OSStatus, void*) {
+  return nullptr;
+}
 
 OSStatus SecItemCopyMatching(CFDictionaryRef, CFTypeRef* result) {
   ++script().searches;

@@ -3,7 +3,7 @@
 #include <prerror.h>
 #include <secerr.h>
 
-#include "Security/SecBase.h"
+#include "Security/Security.h"
 
 namespace vorn::keys {
 namespace {

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "Security/SecBase.h"
+#include "Security/Security.h"
 
 namespace vorn::keys {
 

@@ -1,7 +1,7 @@
 #include <chrono>
 #include <cstdlib>
 
-#include "CoreFoundation/CFInternal.h"
+#include "CoreFoundation/CFObjects.h"
 
 using namespace vorn::frameworks;
 

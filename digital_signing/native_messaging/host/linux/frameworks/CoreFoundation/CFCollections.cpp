@@ -1,7 +1,7 @@
 #include <algorithm>
 #include <cstdint>
 
-#include "CoreFoundation/CFInternal.h"
+#include "CoreFoundation/CFObjects.h"
 
 using namespace vorn::frameworks;
 

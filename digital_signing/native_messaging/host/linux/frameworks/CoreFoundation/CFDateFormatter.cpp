@@ -3,7 +3,7 @@
 #include <cmath>
 #include <optional>
 
-#include "CoreFoundation/CFInternal.h"
+#include "CoreFoundation/CFObjects.h"
 
 using namespace vorn::frameworks;
 

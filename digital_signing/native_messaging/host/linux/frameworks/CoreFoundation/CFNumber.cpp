@@ -3,7 +3,7 @@
 #include <cstring>
 #include <limits>
 
-#include "CoreFoundation/CFInternal.h"
+#include "CoreFoundation/CFObjects.h"
 
 using namespace vorn::frameworks;
 

@@ -3,7 +3,7 @@
 #include <map>
 #include <mutex>
 
-#include "CoreFoundation/CFInternal.h"
+#include "CoreFoundation/CFObjects.h"
 #include "shared/text/LetterCase.h"
 #include "shared/text/Utf8.h"
 
