@@ -272,8 +272,9 @@ constexpr CFStringRef constantString() {
 /** Null when the text is not valid UTF-8. */
 Owned<String> makeString(std::string_view utf8);
 Owned<Data> makeData(std::span<const std::uint8_t> bytes);
-Owned<Number> makeNumber(double value);
-Owned<Number> makeNumber(std::int32_t value);
+inline Owned<Number> makeNumber(Number::Value value) {
+  return Owned<Number>(new Number(value));
+}
 inline Owned<Array> makeArray(std::vector<Owned<>> elements) {
   return Owned<Array>(new Array(std::move(elements)));
 }

@@ -29,15 +29,7 @@ class Transform : public Object {
   static constexpr CFTypeID kType = kTypeTransform;
 
   /** Stores and retains a value; null unsets the attribute. */
-  void set(CFStringRef key, CFTypeRef value) {
-    for (Entry& entry : attributes_) {
-      if (CFEqual(entry.key.get(), key) != 0) {
-        entry.value = retained(value);
-        return;
-      }
-    }
-    attributes_.push_back({retained(key), retained(value)});
-  }
+  void set(CFStringRef key, CFTypeRef value) { attributes_.push_back({retained(key), retained(value)}); }
 
   Outcome execute() {
     std::string missing;
@@ -58,14 +50,15 @@ class Transform : public Object {
 
   /** The value of an attribute; null when it is unset. */
   CFTypeRef attribute(CFStringRef key) const {
-    for (const Entry& entry : attributes_)
-      if (CFEqual(entry.key.get(), key) != 0) return entry.value.get();
-    return nullptr;
+    const auto last = std::find_if(attributes_.rbegin(), attributes_.rend(),
+                                   [key](const Entry& entry) { return CFEqual(entry.key.get(), key) != 0; });
+    return last != attributes_.rend() ? last->value.get() : nullptr;
   }
 
  private:
   const std::string_view typeName_;
   const std::vector<CFStringRef> required_;
+  /** In the order in which they were set: the last of a key counts. */
   std::vector<Entry> attributes_;
 };
 
@@ -101,24 +94,50 @@ struct DigestAlgorithm {
 };
 
 const DigestAlgorithm kAlgorithms[] = {
-    {constantString<"SHA1 Digest">(), 160, kSha1Prefix},
-    {constantString<"SHA2 Digest Family">(), 256, kSha256Prefix},
-    {constantString<"SHA2 Digest Family">(), 512, kSha512Prefix},
+    {kSecDigestSHA1, 160, kSha1Prefix},
+    {kSecDigestSHA2, 256, kSha256Prefix},
+    {kSecDigestSHA2, 512, kSha512Prefix},
 };
 
-CFStringRef keyAttributeName() {
-  return constantString<"KEY">();
-}
+constexpr CFStringRef kKeyAttributeName = constantString<"KEY">();
 
 class SignTransform final : public Transform {
  public:
   explicit SignTransform(SecKeyRef key)
-      : Transform("com.apple.security.Sign", {keyAttributeName(), kSecTransformInputAttributeName}) {
-    set(keyAttributeName(), key);
+      : Transform("com.apple.security.Sign", {kKeyAttributeName, kSecTransformInputAttributeName}) {
+    set(kKeyAttributeName, key);
   }
 
  protected:
-  Outcome run() override;
+  /** The checks come in the order in which they can fail: algorithm, then input, then the key in its token.
+   */
+  Outcome run() override {
+    const auto* key = dynamic_cast<const PrivateKey*>(objectCast<Key>(attribute(kKeyAttributeName)));
+    if (key == nullptr || !key->isRsa())
+      return transformError(kSecTransformErrorInvalidAlgorithm, "Expected key to be an RSA key that signs");
+    const auto* input = objectCast<Data>(attribute(kSecTransformInputAttributeName));
+    if (input == nullptr || !CFEqual(attribute(kSecInputIsAttributeName), kSecInputIsDigest))
+      return transformError(kSecTransformErrorInvalidInput, "The input to sign is no digest");
+    const DigestAlgorithm* digest = digestAlgorithm();
+    if (digest == nullptr) {
+      return transformError(kSecTransformErrorInvalidAlgorithm,
+                            "Invalid digest algorithm for RSA signature, choose one of: SHA1, SHA2 (512bits, "
+                            "348bits, 256bits, or 224 bits), MD2, or MD5");
+    }
+    constexpr unsigned kBitsPerOctet = 8;
+    std::vector<std::uint8_t> bytes(digest->prefix.begin(), digest->prefix.end());
+    bytes.insert(bytes.end(), input->bytes().begin(), input->bytes().end());
+    if (input->bytes().size() * kBitsPerOctet != static_cast<std::size_t>(digest->bits) ||
+        bytes.size() + kPkcs1PaddingLength > key->modulusLength())
+      return internalError(kCssmInputLengthError, "SecTransformExecute");
+    auto signature = key->sign(bytes);
+    if (const auto* refusal = std::get_if<PrivateKey::Refusal>(&signature)) {
+      if (!refusal->sentence.empty())
+        return makeError("Internal CSSM error", refusal->code, refusal->sentence, refusal->reason);
+      return internalError(refusal->code, "SecTransformExecute (" + refusal->name + ")");
+    }
+    return Outcome(makeData(std::get<std::vector<std::uint8_t>>(signature)));
+  }
 
  private:
   const DigestAlgorithm* digestAlgorithm() const {
@@ -130,35 +149,6 @@ class SignTransform final : public Transform {
     return nullptr;
   }
 };
-
-/** The checks come in the order in which they can fail: algorithm, then input, then the key in its token. */
-Outcome SignTransform::run() {
-  const auto* key = dynamic_cast<const PrivateKey*>(objectCast<Key>(attribute(keyAttributeName())));
-  if (key == nullptr || !key->isRsa())
-    return transformError(kSecTransformErrorInvalidAlgorithm, "Expected key to be an RSA key that signs");
-  const auto* input = objectCast<Data>(attribute(kSecTransformInputAttributeName));
-  if (input == nullptr || !CFEqual(attribute(kSecInputIsAttributeName), kSecInputIsDigest))
-    return transformError(kSecTransformErrorInvalidInput, "The input to sign is no digest");
-  const DigestAlgorithm* digest = digestAlgorithm();
-  if (digest == nullptr) {
-    return transformError(kSecTransformErrorInvalidAlgorithm,
-                          "Invalid digest algorithm for RSA signature, choose one of: SHA1, SHA2 (512bits, "
-                          "348bits, 256bits, or 224 bits), MD2, or MD5");
-  }
-  constexpr unsigned kBitsPerOctet = 8;
-  std::vector<std::uint8_t> bytes(digest->prefix.begin(), digest->prefix.end());
-  bytes.insert(bytes.end(), input->bytes().begin(), input->bytes().end());
-  if (input->bytes().size() * kBitsPerOctet != static_cast<std::size_t>(digest->bits) ||
-      bytes.size() + kPkcs1PaddingLength > key->modulusLength())
-    return internalError(kCssmInputLengthError, "SecTransformExecute");
-  auto signature = key->sign(bytes);
-  if (const auto* refusal = std::get_if<PrivateKey::Refusal>(&signature)) {
-    if (!refusal->sentence.empty())
-      return makeError("Internal CSSM error", refusal->code, refusal->sentence, refusal->reason);
-    return internalError(refusal->code, "SecTransformExecute (" + refusal->name + ")");
-  }
-  return Outcome(makeData(std::get<std::vector<std::uint8_t>>(signature)));
-}
 
 }  // namespace
 }  // namespace vorn::frameworks
