@@ -14,12 +14,12 @@ using ByteVector = std::vector<std::uint8_t>;
 /** Properties as a line: type or label, then value; arrays in brackets. */
 std::string render(CFTypeRef object) {
   if (const auto* string = objectCast<String>(object)) return std::string(string->utf8());
-  if (const auto* data = objectCast<Data>(object)) return der::hexText(data->bytes());
+  if (const auto* data = objectCast<Data>(object)) return der::hexText(data->value);
   if (const auto* number = objectCast<Number>(object))
-    return std::to_string(std::get<std::int64_t>(number->value()));
+    return std::to_string(std::get<std::int64_t>(number->value));
   std::string text;
   if (const auto* array = objectCast<Array>(object)) {
-    for (const auto& element : array->elements()) text += (text.empty() ? "" : ", ") + render(element.get());
+    for (const auto& element : array->value) text += (text.empty() ? "" : ", ") + render(element.get());
     return "[" + text + "]";
   }
   const auto* dictionary = objectCast<Dictionary>(object);

@@ -32,7 +32,7 @@ struct Transform final : Object {
 bool play(const std::string& step, CFErrorRef& error) {
   error = nullptr;
   if (const auto failing = script().errors.find(step); failing != script().errors.end())
-    error = handOver<CFErrorRef>(Owned<Error>(new Error(failing->second, script().errorText)));
+    error = handOver<CFErrorRef>(Owned<Error>(new Error(failing->second, script().errorText, "")));
   return std::find(script().empty.begin(), script().empty.end(), step) == script().empty.end();
 }
 

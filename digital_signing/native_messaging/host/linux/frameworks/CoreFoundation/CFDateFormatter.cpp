@@ -11,17 +11,12 @@ using namespace vorn::frameworks;
 
 namespace {
 
-class DateFormatter final : public Object {
- public:
+struct DateFormatter final : Object {
   static constexpr CFTypeID kType = kTypeDateFormatter;
   DateFormatter() : Object(kType) {}
 
-  void setFormat(std::string format) { format_ = std::move(format); }
-  /** Empty until a format is set. */
-  const std::string& format() const { return format_; }
-
- private:
-  std::string format_;
+  /** Empty until one is set. */
+  std::string pattern;
 };
 
 /** The local date and time; nothing when the calendar does not reach that far. */
@@ -76,7 +71,7 @@ CFDateFormatterRef CFDateFormatterCreate(CFAllocatorRef /*allocator*/, CFLocaleR
 void CFDateFormatterSetFormat(CFDateFormatterRef formatter, CFStringRef format) {
   auto* object = objectCast<DateFormatter>(formatter);
   guarded([&] {
-    if (object != nullptr) object->setFormat(std::string(utf8Of(format)));
+    if (object != nullptr) object->pattern = utf8Of(format);
     return true;
   });
 }
@@ -85,9 +80,9 @@ CFStringRef CFDateFormatterCreateStringWithAbsoluteTime(CFAllocatorRef /*allocat
                                                         CFDateFormatterRef formatter, CFAbsoluteTime time) {
   const auto* object = objectCast<DateFormatter>(formatter);
   const auto moment = localMoment(time);
-  if (object == nullptr || object->format().empty() || !moment) return nullptr;
+  if (object == nullptr || object->pattern.empty() || !moment) return nullptr;
   return guarded([&]() -> CFStringRef {
-    const auto text = format(object->format(), *moment);
+    const auto text = format(object->pattern, *moment);
     return text ? handOver<CFStringRef>(makeString(*text)) : nullptr;
   });
 }

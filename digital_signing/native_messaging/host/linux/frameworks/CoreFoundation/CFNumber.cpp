@@ -85,6 +85,6 @@ Boolean CFNumberGetValue(CFNumberRef number, CFNumberType type, void* value) {
           std::memcpy(value, &converted, sizeof converted);
           return castNumber<decltype(stored)>(converted) == stored;
         },
-        object->value());
+        object->value);
   });
 }

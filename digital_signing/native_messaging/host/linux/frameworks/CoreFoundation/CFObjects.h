@@ -162,39 +162,18 @@ union Undying {
 template <ConstantText text>
 inline constinit const Undying<String> kConstantString(text.view());
 
-class Data final : public Object {
- public:
-  static constexpr CFTypeID kType = kTypeData;
-  explicit Data(std::vector<std::uint8_t> bytes) : Object(kType), bytes_(std::move(bytes)) {}
+/** A value as an object. */
+template <class T, CFTypeID type>
+struct Holder final : Object {
+  static constexpr CFTypeID kType = type;
+  explicit Holder(T held) : Object(type), value(std::move(held)) {}
 
-  const std::vector<std::uint8_t>& bytes() const { return bytes_; }
-
- private:
-  const std::vector<std::uint8_t> bytes_;
+  const T value;
 };
 
-class Number final : public Object {
- public:
-  static constexpr CFTypeID kType = kTypeNumber;
-  using Value = std::variant<std::int64_t, double>;
-  explicit Number(Value value) : Object(kType), value_(value) {}
-
-  const Value& value() const { return value_; }
-
- private:
-  const Value value_;
-};
-
-class Array final : public Object {
- public:
-  static constexpr CFTypeID kType = kTypeArray;
-  explicit Array(std::vector<Owned<>> elements) : Object(kType), elements_(std::move(elements)) {}
-
-  const std::vector<Owned<>>& elements() const { return elements_; }
-
- private:
-  const std::vector<Owned<>> elements_;
-};
+using Data = Holder<std::vector<std::uint8_t>, kTypeData>;
+using Number = Holder<std::variant<std::int64_t, double>, kTypeNumber>;
+using Array = Holder<std::vector<Owned<>>, kTypeArray>;
 
 /** A pair of a dictionary of objects. */
 struct Entry {
@@ -225,21 +204,15 @@ class Dictionary final : public Object {
   std::vector<Entry> entries_;
 };
 
-class Error final : public Object {
- public:
+struct Error final : Object {
   static constexpr CFTypeID kType = kTypeError;
-  Error(CFIndex code, std::string description, std::string reason = {})
-      : Object(kType), code_(code), description_(std::move(description)), reason_(std::move(reason)) {}
+  Error(CFIndex number, std::string text, std::string word)
+      : Object(kType), code(number), description(std::move(text)), reason(std::move(word)) {}
 
-  CFIndex code() const { return code_; }
-  const std::string& description() const { return description_; }
+  const CFIndex code;
+  const std::string description;
   /** A word for programs; empty where the code says all that is known. */
-  const std::string& reason() const { return reason_; }
-
- private:
-  const CFIndex code_;
-  const std::string description_;
-  const std::string reason_;
+  const std::string reason;
 };
 
 /** Adds a reference to a borrowed object, for instance to put it into an array; `object` may be null. */
@@ -272,7 +245,7 @@ constexpr CFStringRef constantString() {
 /** Null when the text is not valid UTF-8. */
 Owned<String> makeString(std::string_view utf8);
 Owned<Data> makeData(std::span<const std::uint8_t> bytes);
-inline Owned<Number> makeNumber(Number::Value value) {
+inline Owned<Number> makeNumber(std::variant<std::int64_t, double> value) {
   return Owned<Number>(new Number(value));
 }
 inline Owned<Array> makeArray(std::vector<Owned<>> elements) {

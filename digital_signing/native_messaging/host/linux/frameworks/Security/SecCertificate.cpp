@@ -110,7 +110,7 @@ using namespace vorn::frameworks;
 SecCertificateRef SecCertificateCreateWithData(CFAllocatorRef, CFDataRef data) {
   return guarded([&]() -> SecCertificateRef {
     const auto* object = objectCast<Data>(data);
-    return object != nullptr ? handOver<SecCertificateRef>(Certificate::make(object->bytes())) : nullptr;
+    return object != nullptr ? handOver<SecCertificateRef>(Certificate::make(object->value)) : nullptr;
   });
 }
 

@@ -71,7 +71,7 @@ class EncodeTransform final : public Transform {
     const auto* input = objectCast<Data>(attribute(kSecTransformInputAttributeName));
     if (input == nullptr)
       return transformError(kSecTransformErrorInvalidInput, "The input to encode is not CFData");
-    const std::string text = toBase64(der::viewOf(input->bytes()));
+    const std::string text = toBase64(der::viewOf(input->value));
     return Outcome(makeData({reinterpret_cast<const std::uint8_t*>(text.data()), text.size()}));
   }
 };
@@ -126,8 +126,8 @@ class SignTransform final : public Transform {
     }
     constexpr unsigned kBitsPerOctet = 8;
     std::vector<std::uint8_t> bytes(digest->prefix.begin(), digest->prefix.end());
-    bytes.insert(bytes.end(), input->bytes().begin(), input->bytes().end());
-    if (input->bytes().size() * kBitsPerOctet != static_cast<std::size_t>(digest->bits) ||
+    bytes.insert(bytes.end(), input->value.begin(), input->value.end());
+    if (input->value.size() * kBitsPerOctet != static_cast<std::size_t>(digest->bits) ||
         bytes.size() + kPkcs1PaddingLength > key->modulusLength())
       return internalError(kCssmInputLengthError, "SecTransformExecute");
     auto signature = key->sign(bytes);
@@ -141,9 +141,10 @@ class SignTransform final : public Transform {
 
  private:
   const DigestAlgorithm* digestAlgorithm() const {
-    const auto* length = objectCast<Number>(attribute(kSecDigestLengthAttribute));
+    const auto* object = objectCast<Number>(attribute(kSecDigestLengthAttribute));
+    const auto* length = object != nullptr ? std::get_if<std::int64_t>(&object->value) : nullptr;
     for (const DigestAlgorithm& algorithm : kAlgorithms)
-      if (length != nullptr && length->value() == Number::Value(algorithm.bits) &&
+      if (length != nullptr && *length == algorithm.bits &&
           CFEqual(attribute(kSecDigestTypeAttribute), algorithm.type))
         return &algorithm;
     return nullptr;
