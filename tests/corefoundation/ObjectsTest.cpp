@@ -5,7 +5,7 @@
 #include <iterator>
 #include <limits>
 
-#include "CoreFoundation/CFInternal.h"
+#include "CoreFoundation/CFObjects.h"
 #include "mac/app/CFRef.h"
 
 namespace {

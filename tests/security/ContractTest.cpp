@@ -1,9 +1,6 @@
 // What the host relies on in the Security interface, in terms of that interface alone: this source holds on
 // macOS as well.
 #include <CoreFoundation/CoreFoundation.h>
-#include <Security/SecDigestTransform.h>
-#include <Security/SecEncryptTransform.h>
-#include <Security/SecSignVerifyTransform.h>
 #include <Security/Security.h>
 #include <gtest/gtest.h>
 

@@ -1,8 +1,5 @@
 #pragma once
 
-#include <Security/SecDigestTransform.h>
-#include <Security/SecEncryptTransform.h>
-#include <Security/SecSignVerifyTransform.h>
 #include <Security/Security.h>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
@@ -104,7 +101,7 @@ inline Signed sign(const CFRef<SecKeyRef>& key, const std::vector<std::uint8_t>&
     EXPECT_TRUE(SecTransformSetAttribute(signer.get(), name, value, error.out()));
   const auto result = CFRef<CFTypeRef>::adopt(SecTransformExecute(signer.get(), error.out()));
   EXPECT_NE(static_cast<bool>(result), static_cast<bool>(error));
-  if (!error) return {objectCast<Data>(result.get())->bytes(), 0, ""};
+  if (!error) return {objectCast<Data>(result.get())->value, 0, ""};
   const auto description = CFRef<CFStringRef>::adopt(CFErrorCopyDescription(error.get()));
   return {{}, CFErrorGetCode(error.get()), std::string(utf8Of(description.get()))};
 }

@@ -10,7 +10,7 @@
 #include <fstream>
 #include <map>
 
-#include "linux/frameworks/Security/KeyStoreReport.h"
+#include "linux/frameworks/Security/KeyProcess.h"
 #include "security/KeyStoreHome.h"
 
 /** Where keys are looked for, and what becomes of a place that cannot be used. */
@@ -90,7 +90,7 @@ TEST(KeyStore, EveryStoreIsReadAndWhatLiesInSeveralIsOneIdentity) {
                                        : row.token;
       EXPECT_EQ(token.name, expected);
       EXPECT_EQ(sign(keyOf("Jane Citizen"), kDigest, {}).signature.empty(), token.locked);
-      EXPECT_TRUE(storeFaults().empty()) << storeFaults()[0].reason;
+      EXPECT_TRUE(KeyProcess::instance().faults().empty()) << KeyProcess::instance().faults()[0].reason;
     });
   }
 }
@@ -123,7 +123,7 @@ TEST(KeyStore, ModulesThatHangCrashOrFailAreLeftOut) {
     search("Jane Citizen");
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(30));
     std::map<fs::path, std::string> found;
-    for (const keys::StoreFault& fault : storeFaults()) {
+    for (const keys::StoreFault& fault : KeyProcess::instance().faults()) {
       EXPECT_TRUE(found.emplace(fault.place, fault.reason).second) << fault.place;
       EXPECT_NE(fault.reason.find(expected[fault.place]), std::string::npos) << fault.place << fault.reason;
     }
@@ -156,8 +156,8 @@ TEST(KeyStore, FilesThatAreNoneAreLeftOut) {
       make(file);
       inHome(stores.home(), [&] {
         EXPECT_EQ(CFArrayGetCount(search("Jane Citizen").get()), 3) << name;
-        ASSERT_EQ(storeFaults().size(), 1U) << name;
-        const keys::StoreFault fault = storeFaults()[0];
+        ASSERT_EQ(KeyProcess::instance().faults().size(), 1U) << name;
+        const keys::StoreFault fault = KeyProcess::instance().faults()[0];
         EXPECT_NE((fault.place.string() + fault.reason).find(file.string()), std::string::npos)
             << fault.reason;
       });

@@ -3,7 +3,7 @@
 #include <fstream>
 #include <set>
 
-#include "linux/frameworks/Security/KeyStoreReport.h"
+#include "linux/frameworks/Security/KeyProcess.h"
 #include "security/KeyStoreHome.h"
 #include "shared/base/SignatureAlgorithm.h"
 

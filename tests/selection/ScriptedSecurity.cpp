@@ -1,9 +1,5 @@
 #include "selection/ScriptedSecurity.h"
 
-#include <Security/SecEncodeTransform.h>
-#include <Security/SecSignVerifyTransform.h>
-#include <Security/SecTransform.h>
-
 #include <algorithm>
 #include <cstdint>
 #include <utility>
@@ -36,7 +32,7 @@ struct Transform final : Object {
 bool play(const std::string& step, CFErrorRef& error) {
   error = nullptr;
   if (const auto failing = script().errors.find(step); failing != script().errors.end())
-    error = handOver<CFErrorRef>(Owned<Error>(new Error(failing->second, script().errorText)));
+    error = handOver<CFErrorRef>(Owned<Error>(new Error(failing->second, script().errorText, "")));
   return std::find(script().empty.begin(), script().empty.end(), step) == script().empty.end();
 }
 
@@ -102,6 +98,10 @@ SecKeyRef makeKey() {
 using namespace scripted;
 
 extern "C" {
+
+CFStringRef SecCopyErrorMessageString(OSStatus, void*) {
+  return nullptr;
+}
 
 OSStatus SecItemCopyMatching(CFDictionaryRef, CFTypeRef* result) {
   ++script().searches;

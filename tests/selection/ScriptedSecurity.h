@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "linux/frameworks/CoreFoundation/CFInternal.h"
+#include "linux/frameworks/CoreFoundation/CFObjects.h"
 
 /**
  * A Security layer that does what a script says. Linked in place of the real one; its objects are counted

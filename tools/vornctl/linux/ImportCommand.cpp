@@ -3,7 +3,7 @@
 #include <iostream>
 #include <system_error>
 
-#include "linux/frameworks/Security/KeyStoreReport.h"
+#include "linux/frameworks/Security/KeyProcess.h"
 #include "linux/keys/Pkcs12File.h"
 #include "linux/keys/StorePlaces.h"
 #include "mac/app/CFRef.h"

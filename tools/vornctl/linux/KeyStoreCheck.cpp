@@ -7,7 +7,7 @@
 #include <set>
 #include <system_error>
 
-#include "linux/frameworks/Security/KeyStoreReport.h"
+#include "linux/frameworks/Security/KeyProcess.h"
 #include "linux/keys/StorePlaces.h"
 #include "linux/prompt/PromptProcess.h"
 #include "shared/base/Platform.h"
@@ -41,13 +41,13 @@ class Check {
       identities = examineIdentities({});
     } catch (const KeyStoreError&) {
       // Stores that could not be read are among the faults. The check of the host blames its installation.
-      if (const std::string failure = frameworks::keyProcessFailure(); !failure.empty()) {
+      if (const std::string failure = frameworks::KeyProcess::instance().failure(); !failure.empty()) {
         add(Severity::kNote, code::kKeyStoreNotSearched, "the key store was not looked into: " + failure,
             "install the host again");
         return std::move(findings_);
       }
     }
-    places_ = frameworks::tokenPlaces();
+    places_ = frameworks::KeyProcess::instance().tokenPlaces();
     for (const IdentityReport& identity : identities)
       if (identity.reasons.empty()) usable_.push_back(identity);
     nameStores();
@@ -76,7 +76,7 @@ class Check {
 
   void nameStores() {
     std::string stores;
-    const std::vector<StoreFault> faults = frameworks::storeFaults();
+    const std::vector<StoreFault> faults = frameworks::KeyProcess::instance().faults();
     for (const keys::KeyDatabase& database : keys::keyDatabases()) {
       const bool isOpen = std::none_of(faults.begin(), faults.end(), [&database](const StoreFault& fault) {
         return fault.place == database.folder;
@@ -186,7 +186,7 @@ class Check {
   }
 
   void missIdentity() {
-    const auto faults = frameworks::storeFaults();
+    const auto faults = frameworks::KeyProcess::instance().faults();
     const bool isExplained = explainCards() || std::any_of(faults.begin(), faults.end(), &hangs);
     const bool hasDatabase = !keys::keyDatabases().empty();
     // A database that cannot be read is blamed by itself; a module or a reader may be of no concern.
@@ -217,7 +217,7 @@ class Check {
 
   void checkFaults() {
     const auto databases = keys::keyDatabases();
-    for (const StoreFault& fault : frameworks::storeFaults()) {
+    for (const StoreFault& fault : frameworks::KeyProcess::instance().faults()) {
       if (fault.kind == StoreFault::Kind::kModule) {
         checkModule(fault);
         continue;

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "linux/frameworks/Security/KeyStoreReport.h"
+#include "linux/frameworks/Security/KeyProcess.h"
 
 namespace vorn::vornctl {
 namespace {
@@ -25,7 +25,7 @@ Trust trustOf(keys::Trust trust) {
 }
 
 bool isPinBlocked(const keys::Token& token) {
-  const std::vector<keys::TokenPlace> places = frameworks::tokenPlaces();
+  const std::vector<keys::TokenPlace> places = frameworks::KeyProcess::instance().tokenPlaces();
   return std::any_of(places.begin(), places.end(), [&](const keys::TokenPlace& place) {
     return place.isPinBlocked && place.store == token.store && place.name == token.name;
   });
@@ -41,7 +41,7 @@ KeyPlace placeOfKey(SecIdentityRef identity) {
 
 std::vector<KnownCertificate> knownCertificates() {
   std::vector<KnownCertificate> certificates;
-  for (const keys::StoredCertificate& stored : frameworks::listCertificatesWithTrust())
+  for (const keys::StoredCertificate& stored : frameworks::KeyProcess::instance().certificatesWithTrust())
     certificates.push_back({std::string(stored.der.begin(), stored.der.end()), trustOf(stored.trust)});
   return certificates;
 }

@@ -6,6 +6,8 @@
 
 extern "C" {
 
+typedef int16_t SInt16;
+typedef SInt16 OSErr;
 typedef UInt32 OSType;
 typedef SInt16 FSVolumeRefNum;
 

@@ -4,9 +4,6 @@
  * The host's part of Security, marked as it is in the headers of macOS: a call of what is deprecated there is
  * reported here too, unless the source that makes it asks for silence.
  */
-#include <Security/SecEncodeTransform.h>
-#include <Security/SecSignVerifyTransform.h>
-#include <Security/SecTransform.h>
 #include_next <Security/Security.h>
 #include <cstdint>
 

@@ -4,15 +4,14 @@
 #include <cmath>
 #include <cstdio>
 
-#include "Security/SecBase.h"
+#include "Security/Security.h"
 #include "shared/base/Exceptions.h"
 
 namespace vorn::keys {
 namespace {
 
 std::string textOf(der::Bytes name) {
-  const auto parsed = x509::readName(name);
-  return parsed ? x509::lastCommonName(*parsed).value_or("without a common name") : "unreadable";
+  return x509::readName(name) ? x509::commonName(name).value_or("without a common name") : "unreadable";
 }
 
 /** `time` in seconds since 2001. */

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "Security/SecBase.h"
+#include "Security/Security.h"
 #include "linux/x509/X509Certificate.h"
 
 /** What NSS hands out: its objects with their owners, bytes, and errors. */

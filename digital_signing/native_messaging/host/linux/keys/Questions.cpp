@@ -21,7 +21,7 @@ std::vector<Candidate> findCertificates(const std::optional<std::string>& name) 
   std::vector<Candidate> candidates;
   for (TokenCertificate& stored : listCertificates()) {
     auto fields = x509::readCertificate(stored.der);
-    if (fields && (!name || (!name->empty() && x509::commonName(*fields) == name)))
+    if (fields && (!name || (!name->empty() && x509::commonName(fields->subject) == name)))
       candidates.push_back({std::move(stored), std::move(*fields)});
   }
   return candidates;

@@ -1,18 +1,25 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <span>
+#include <string>
+#include <string_view>
 #include <vector>
 
 /**
- * A reader of DER that never leaves the bytes it was given. Everything it hands out is a view into them, so
- * they have to outlive it.
+ * A reader of DER that never leaves the bytes it was given, and the texts (UTF-8) in which values are shown.
+ * The elements that it hands out are views into these bytes, which have to outlive them.
  */
 namespace vorn::der {
 
 using Bytes = std::span<const std::uint8_t>;
+
+inline std::string_view viewOf(Bytes bytes) {
+  return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
+}
 
 /** Identifier octets; numbers of 31 and more, which take several octets, occur in no certificate
  * and are refused. */
@@ -21,7 +28,6 @@ enum Tag : std::uint8_t {
   kInteger = 0x02,
   kBitString = 0x03,
   kOctetString = 0x04,
-  kNull = 0x05,
   kObjectIdentifier = 0x06,
   kUtf8String = 0x0c,
   kNumericString = 0x12,
@@ -31,7 +37,6 @@ enum Tag : std::uint8_t {
   kIa5String = 0x16,
   kUtcTime = 0x17,
   kGeneralizedTime = 0x18,
-  kGraphicString = 0x19,
   kVisibleString = 0x1a,
   kGeneralString = 0x1b,
   kUniversalString = 0x1c,
@@ -39,6 +44,10 @@ enum Tag : std::uint8_t {
   kSequence = 0x30,
   kSet = 0x31,
 };
+
+/** In a list of tags: an element of any tag; and, with a tag, one that may be missing. */
+inline constexpr unsigned kAny = 0x100;
+inline constexpr unsigned kOptional = 0x200;
 
 /** The identifier octet of a context-specific tag. */
 constexpr std::uint8_t contextTag(unsigned number, bool constructed) {
@@ -48,8 +57,6 @@ constexpr std::uint8_t contextTag(unsigned number, bool constructed) {
 struct Element {
   std::uint8_t tag = 0;
   Bytes content;
-  /** Tag, length and content. */
-  Bytes whole;
 };
 
 /** Reads the elements that stand one after the other in some bytes. */
@@ -58,20 +65,30 @@ class Reader {
   explicit Reader(Bytes bytes) : rest_(bytes) {}
 
   bool atEnd() const { return rest_.empty(); }
-  /** The tag of the element that comes next; none at the end. */
-  std::optional<std::uint8_t> peek() const;
-  /** The next element; none when the bytes that follow are no complete element with a
-   * definite, minimal length. */
-  std::optional<Element> read();
-  /** The next element when it has this tag; otherwise none, and nothing is taken. */
-  std::optional<Element> read(std::uint8_t tag);
+  /** The next element when it has this tag; none, and nothing is taken, when it has another, or when the
+   * bytes that follow are no complete element with a definite, minimal length. */
+  std::optional<Element> read(unsigned tag = kAny);
 
  private:
   Bytes rest_;
 };
 
-/** The elements inside `content`; none when any of them is malformed. */
-std::optional<std::vector<Element>> children(Bytes content);
+/** The elements inside `content`; none when any of them is malformed or of another tag. */
+std::optional<std::vector<Element>> children(Bytes content, unsigned tag = kAny);
+
+/** The elements inside `content` when they are those of `tags`, in this order and no more. One that is
+ * missing has the tag 0. */
+template <std::size_t count>
+std::optional<std::array<Element, count>> fields(Bytes content, const unsigned (&tags)[count]) {
+  std::array<Element, count> elements;
+  Reader reader(content);
+  for (std::size_t i = 0; i < count; ++i) {
+    const auto element = reader.read(tags[i] & ~kOptional);
+    if (!element && (tags[i] & kOptional) == 0) return std::nullopt;
+    elements[i] = element.value_or(Element());
+  }
+  return reader.atEnd() ? std::optional(elements) : std::nullopt;
+}
 
 /** The content of a BIT STRING without its first octet, the count of unused bits; none when that
  * count is impossible. */
@@ -79,5 +96,24 @@ std::optional<Bytes> bitStringContent(Bytes content);
 
 /** Whether two runs of bytes are equal. */
 bool equal(Bytes left, Bytes right);
+
+/** Dotted decimal, the arcs in 32 bits; "OID too long" for more than 32 octets, "<NULL>" for none. */
+std::string objectIdentifierText(Bytes content);
+
+/**
+ * The content octets of an INTEGER, read without a sign: decimal for up to eight octets; for more, as
+ * hexText, a leading 00 kept.
+ */
+std::string integerText(Bytes content);
+
+/** Two upper-case hexadecimal digits per octet with spaces between. */
+std::string hexText(Bytes bytes);
+
+/** The text of a value of a distinguished name; none when it is of a string type and its octets are
+ * no such string. */
+std::optional<std::string> decodedText(const Element& value);
+
+/** As decodedText, and hexText where that gives none. */
+std::string displayText(const Element& value);
 
 }  // namespace vorn::der

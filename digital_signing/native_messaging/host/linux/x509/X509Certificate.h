@@ -1,17 +1,17 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
+#include <vector>
 
 #include "linux/x509/Der.h"
-#include "linux/x509/X509Name.h"
 
 namespace vorn::x509 {
 
 struct Extension {
   /** Content octets of the extension's object identifier. */
   der::Bytes oid;
-  bool critical = false;
   /** Content of the extnValue OCTET STRING, which is itself DER as a rule. */
   der::Bytes value;
 };
@@ -46,14 +46,27 @@ inline constexpr std::uint32_t kCriticalKeyUsage = 0x80000000U;
  */
 std::optional<Certificate> readCertificate(der::Bytes bytes);
 
+struct Attribute {
+  /** Content octets of the attribute's object identifier. */
+  der::Bytes type;
+  der::Element value;
+};
+
+/** Relative distinguished names, each of several attributes only when it is multi-valued. */
+using Name = std::vector<std::vector<Attribute>>;
+
+/** Reads the content of a Name's SEQUENCE, in encoded order; none when it is malformed. */
+std::optional<Name> readName(der::Bytes content);
+
+/** The last common name in the content of a Name's SEQUENCE, which an identity is searched by; none when
+ * there is none, or it is no text, or the Name is malformed. */
+std::optional<std::string> commonName(der::Bytes name);
+
 /**
  * The addresses of the subject alternative name, then those of the subject, in encoded order, duplicates
  * kept. Empty when either is malformed.
  */
 std::vector<std::string> emailAddresses(const Certificate& certificate);
-
-/** The text that an identity is searched by: the subject's last common name. */
-std::optional<std::string> commonName(const Certificate& certificate);
 
 /**
  * A UTCTime or GeneralizedTime as seconds since 2001-01-01 00:00:00 UTC, negative before.

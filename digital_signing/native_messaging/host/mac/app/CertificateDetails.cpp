@@ -1,8 +1,5 @@
 #include "mac/app/CertificateDetails.h"
 
-// Security.h brings the transforms only to compilers with blocks.
-#include <Security/SecEncodeTransform.h>
-#include <Security/SecTransform.h>
 #include <log4cplus/logger.h>
 #include <log4cplus/loggingmacros.h>
 

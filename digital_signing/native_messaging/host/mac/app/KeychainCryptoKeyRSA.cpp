@@ -1,12 +1,5 @@
 #include "mac/app/KeychainCryptoKeyRSA.h"
 
-// Security.h brings the transforms only to compilers with blocks.
-#include <Security/SecDigestTransform.h>
-#include <Security/SecEncodeTransform.h>
-#include <Security/SecEncryptTransform.h>
-#include <Security/SecSignVerifyTransform.h>
-#include <Security/SecTransform.h>
-
 #include <algorithm>
 #include <array>
 #include <limits>

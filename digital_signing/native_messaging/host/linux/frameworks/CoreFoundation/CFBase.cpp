@@ -1,7 +1,7 @@
 #include <chrono>
 #include <cstdlib>
 
-#include "CoreFoundation/CFInternal.h"
+#include "CoreFoundation/CFObjects.h"
 
 using namespace vorn::frameworks;
 
@@ -37,21 +37,21 @@ Boolean CFEqual(CFTypeRef first, CFTypeRef second) {
 
 CFIndex CFErrorGetCode(CFErrorRef error) {
   const auto* object = objectCast<Error>(error);
-  return object == nullptr ? 0 : object->code();
+  return object == nullptr ? 0 : object->code;
 }
 
 CFStringRef CFErrorCopyDescription(CFErrorRef error) {
   const auto* object = objectCast<Error>(error);
   if (object == nullptr) return nullptr;
-  return guarded([&] { return handOver<CFStringRef>(makeString(object->description())); });
+  return guarded([&] { return handOver<CFStringRef>(makeString(object->description)); });
 }
 
 CFDictionaryRef CFErrorCopyUserInfo(CFErrorRef error) {
   const auto* object = objectCast<Error>(error);
-  if (object == nullptr || object->reason().empty()) return nullptr;
+  if (object == nullptr || object->reason.empty()) return nullptr;
   return guarded([&] {
     std::vector<Entry> entries;
-    entries.push_back({makeString("VORNErrorReason"), makeString(object->reason())});
+    entries.push_back({makeString("VORNErrorReason"), makeString(object->reason)});
     return handOver<CFDictionaryRef>(makeDictionary(std::move(entries)));
   });
 }

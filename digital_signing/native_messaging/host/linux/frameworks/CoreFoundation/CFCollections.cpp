@@ -1,7 +1,7 @@
 #include <algorithm>
 #include <cstdint>
 
-#include "CoreFoundation/CFInternal.h"
+#include "CoreFoundation/CFObjects.h"
 
 using namespace vorn::frameworks;
 
@@ -13,7 +13,7 @@ Owned<Data> makeData(std::span<const std::uint8_t> bytes) {
 
 std::span<const std::uint8_t> bytesOf(CFDataRef data) {
   const auto* object = objectCast<Data>(data);
-  return object == nullptr ? std::span<const std::uint8_t>() : std::span(object->bytes());
+  return object == nullptr ? std::span<const std::uint8_t>() : std::span(object->value);
 }
 
 }  // namespace vorn::frameworks
@@ -63,12 +63,12 @@ CFArrayRef CFArrayCreate(CFAllocatorRef /*allocator*/, const void** values, CFIn
 
 CFIndex CFArrayGetCount(CFArrayRef array) {
   const auto* object = objectCast<Array>(array);
-  return object == nullptr ? 0 : static_cast<CFIndex>(object->elements().size());
+  return object == nullptr ? 0 : static_cast<CFIndex>(object->value.size());
 }
 
 const void* CFArrayGetValueAtIndex(CFArrayRef array, CFIndex index) {
   if (index < 0 || index >= CFArrayGetCount(array)) return nullptr;
-  return objectCast<Array>(array)->elements()[static_cast<std::size_t>(index)].get();
+  return objectCast<Array>(array)->value[static_cast<std::size_t>(index)].get();
 }
 
 namespace vorn::frameworks {

@@ -1,25 +1,22 @@
 #include <time.h>
 
+#include <algorithm>
 #include <cmath>
 #include <optional>
 
-#include "CoreFoundation/CFInternal.h"
+#include "CoreFoundation/CFObjects.h"
+#include "shared/text/LetterCase.h"
 
 using namespace vorn::frameworks;
 
 namespace {
 
-class DateFormatter final : public Object {
- public:
+struct DateFormatter final : Object {
   static constexpr CFTypeID kType = kTypeDateFormatter;
   DateFormatter() : Object(kType) {}
 
-  void setFormat(std::string format) { format_ = std::move(format); }
-  /** Empty until a format is set. */
-  const std::string& format() const { return format_; }
-
- private:
-  std::string format_;
+  /** Empty until one is set. */
+  std::string pattern;
 };
 
 /** The local date and time; nothing when the calendar does not reach that far. */
@@ -32,46 +29,31 @@ std::optional<tm> localMoment(CFAbsoluteTime time) {
   return localtime_r(&unixTime, &local) != nullptr ? std::optional(local) : std::nullopt;
 }
 
-std::string padded(long value, std::size_t width) {
-  const std::string digits = std::to_string(value);
-  return std::string(width > digits.size() ? width - digits.size() : 0, '0') + digits;
-}
-
-bool isLetter(char c) {
-  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
-}
-
-/** Appends the field of letters that `rest` begins with and takes it off; false for one that is not known. */
-bool appendField(std::string& text, std::string_view& rest, const tm& moment) {
+/** None when a field of the pattern is not known. */
+std::optional<std::string> format(std::string_view pattern, const tm& moment) {
   const struct {
-    std::string_view pattern;
+    std::string_view letters;
     long value;
   } kFields[] = {{"yyyy", moment.tm_year + 1900L}, {"MM", moment.tm_mon + 1L}, {"dd", moment.tm_mday},
                  {"HH", moment.tm_hour},           {"mm", moment.tm_min},      {"ss", moment.tm_sec}};
-  const std::string_view letters = rest.substr(0, rest.find_first_not_of(rest.front()));
-  rest.remove_prefix(letters.size());
-  for (const auto& field : kFields) {
-    if (field.pattern == letters) {
-      text += padded(field.value, letters.size());
-      return true;
-    }
-  }
-  return false;
-}
-
-std::optional<std::string> format(std::string_view rest, const tm& moment) {
   std::string text;
-  bool isQuoted = false;
-  while (!rest.empty()) {
-    if (!isQuoted && isLetter(rest.front())) {
-      if (!appendField(text, rest, moment)) return std::nullopt;
-      continue;
-    }
-    if (rest.front() == '\'')
+  for (bool isQuoted = false; !pattern.empty();) {
+    const char first = pattern.front();
+    const bool isField =
+        !isQuoted && vorn::asciiLowerCase(first) >= 'a' && vorn::asciiLowerCase(first) <= 'z';
+    const std::string_view taken = pattern.substr(0, isField ? pattern.find_first_not_of(first) : 1);
+    pattern.remove_prefix(taken.size());
+    if (isField) {
+      const auto* const field = std::find_if(std::begin(kFields), std::end(kFields),
+                                             [taken](const auto& known) { return known.letters == taken; });
+      if (field == std::end(kFields)) return std::nullopt;
+      const std::string digits = std::to_string(field->value);
+      text.append(taken.size() - std::min(taken.size(), digits.size()), '0').append(digits);
+    } else if (first == '\'') {
       isQuoted = !isQuoted;
-    else
-      text.push_back(rest.front());
-    rest.remove_prefix(1);
+    } else {
+      text += first;
+    }
   }
   return text;
 }
@@ -89,7 +71,7 @@ CFDateFormatterRef CFDateFormatterCreate(CFAllocatorRef /*allocator*/, CFLocaleR
 void CFDateFormatterSetFormat(CFDateFormatterRef formatter, CFStringRef format) {
   auto* object = objectCast<DateFormatter>(formatter);
   guarded([&] {
-    if (object != nullptr) object->setFormat(std::string(utf8Of(format)));
+    if (object != nullptr) object->pattern = utf8Of(format);
     return true;
   });
 }
@@ -98,9 +80,9 @@ CFStringRef CFDateFormatterCreateStringWithAbsoluteTime(CFAllocatorRef /*allocat
                                                         CFDateFormatterRef formatter, CFAbsoluteTime time) {
   const auto* object = objectCast<DateFormatter>(formatter);
   const auto moment = localMoment(time);
-  if (object == nullptr || object->format().empty() || !moment) return nullptr;
+  if (object == nullptr || object->pattern.empty() || !moment) return nullptr;
   return guarded([&]() -> CFStringRef {
-    const auto text = format(object->format(), *moment);
+    const auto text = format(object->pattern, *moment);
     return text ? handOver<CFStringRef>(makeString(*text)) : nullptr;
   });
 }

@@ -3,7 +3,7 @@
 #include <cstring>
 #include <limits>
 
-#include "CoreFoundation/CFInternal.h"
+#include "CoreFoundation/CFObjects.h"
 
 using namespace vorn::frameworks;
 
@@ -57,17 +57,6 @@ T castNumber(Stored number) {
 
 }  // namespace
 
-namespace vorn::frameworks {
-
-Owned<Number> makeNumber(double value) {
-  return Owned<Number>(new Number(value));
-}
-Owned<Number> makeNumber(std::int32_t value) {
-  return Owned<Number>(new Number(std::int64_t{value}));
-}
-
-}  // namespace vorn::frameworks
-
 constinit const CFBooleanRef kCFBooleanTrue = &kTrueObject.value;
 constinit const CFBooleanRef kCFBooleanFalse = &kFalseObject.value;
 
@@ -80,7 +69,7 @@ CFNumberRef CFNumberCreate(CFAllocatorRef /*allocator*/, CFNumberType type, cons
     return withCType(type, [&](auto number) {
       std::memcpy(&number, value, sizeof number);
       using Stored = std::conditional_t<std::is_integral_v<decltype(number)>, std::int64_t, double>;
-      return handOver<CFNumberRef>(Owned<Number>(new Number(static_cast<Stored>(number))));
+      return handOver<CFNumberRef>(makeNumber(static_cast<Stored>(number)));
     });
   });
 }
@@ -96,6 +85,6 @@ Boolean CFNumberGetValue(CFNumberRef number, CFNumberType type, void* value) {
           std::memcpy(value, &converted, sizeof converted);
           return castNumber<decltype(stored)>(converted) == stored;
         },
-        object->value());
+        object->value);
   });
 }

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -14,14 +15,20 @@
 #include "CoreFoundation/CoreFoundation.h"
 
 /**
- * The common head of every object of this layer; not part of the mirrored interface.
+ * The objects behind the mirrored types, and what makes them; not part of the mirrored interface.
  *
  * A reference type of the interface (CFStringRef, SecKeyRef, ...) is the address of the `Object` part of a
  * C++ object, whatever its public type: convert with `asRef` and `objectCast`, never with a cast of your own.
  * An object starts with one reference, which belongs to whoever called the Create or Copy function.
+ *
+ * A make... function returns an `Owned`, which holds one reference and drops it when it goes. `handOver`
+ * turns it into the bare reference that a Create or Copy function returns to its caller. The accessors at the
+ * end borrow. The make... functions may throw std::bad_alloc; `guarded` keeps exceptions inside a mirrored
+ * function.
  */
 namespace vorn::frameworks {
 
+/** The common head of every object. */
 class Object {
  public:
   Object(const Object&) = delete;
@@ -92,8 +99,6 @@ T* objectCast(CFTypeRef ref) {
 
 }  // namespace vorn::frameworks
 
-/** The objects behind the mirrored types; CFInternal.h makes them. */
-
 /** Complete here, so that the address of a constant text is a CFStringRef without a cast, at compile time. */
 struct OpaqueCFString : vorn::frameworks::Object {
  protected:
@@ -157,39 +162,18 @@ union Undying {
 template <ConstantText text>
 inline constinit const Undying<String> kConstantString(text.view());
 
-class Data final : public Object {
- public:
-  static constexpr CFTypeID kType = kTypeData;
-  explicit Data(std::vector<std::uint8_t> bytes) : Object(kType), bytes_(std::move(bytes)) {}
+/** A value as an object. */
+template <class T, CFTypeID type>
+struct Holder final : Object {
+  static constexpr CFTypeID kType = type;
+  explicit Holder(T held) : Object(type), value(std::move(held)) {}
 
-  const std::vector<std::uint8_t>& bytes() const { return bytes_; }
-
- private:
-  const std::vector<std::uint8_t> bytes_;
+  const T value;
 };
 
-class Number final : public Object {
- public:
-  static constexpr CFTypeID kType = kTypeNumber;
-  using Value = std::variant<std::int64_t, double>;
-  explicit Number(Value value) : Object(kType), value_(value) {}
-
-  const Value& value() const { return value_; }
-
- private:
-  const Value value_;
-};
-
-class Array final : public Object {
- public:
-  static constexpr CFTypeID kType = kTypeArray;
-  explicit Array(std::vector<Owned<>> elements) : Object(kType), elements_(std::move(elements)) {}
-
-  const std::vector<Owned<>>& elements() const { return elements_; }
-
- private:
-  const std::vector<Owned<>> elements_;
-};
+using Data = Holder<std::vector<std::uint8_t>, kTypeData>;
+using Number = Holder<std::variant<std::int64_t, double>, kTypeNumber>;
+using Array = Holder<std::vector<Owned<>>, kTypeArray>;
 
 /** A pair of a dictionary of objects. */
 struct Entry {
@@ -220,21 +204,63 @@ class Dictionary final : public Object {
   std::vector<Entry> entries_;
 };
 
-class Error final : public Object {
- public:
+struct Error final : Object {
   static constexpr CFTypeID kType = kTypeError;
-  Error(CFIndex code, std::string description, std::string reason = {})
-      : Object(kType), code_(code), description_(std::move(description)), reason_(std::move(reason)) {}
+  Error(CFIndex number, std::string text, std::string word)
+      : Object(kType), code(number), description(std::move(text)), reason(std::move(word)) {}
 
-  CFIndex code() const { return code_; }
-  const std::string& description() const { return description_; }
+  const CFIndex code;
+  const std::string description;
   /** A word for programs; empty where the code says all that is known. */
-  const std::string& reason() const { return reason_; }
-
- private:
-  const CFIndex code_;
-  const std::string description_;
-  const std::string reason_;
+  const std::string reason;
 };
+
+/** Adds a reference to a borrowed object, for instance to put it into an array; `object` may be null. */
+inline Owned<> retained(CFTypeRef object) {
+  return Owned<>(object == nullptr ? nullptr : static_cast<Object*>(const_cast<void*>(CFRetain(object))));
+}
+
+/** The reference, now the caller's: CFDataRef data = handOver<CFDataRef>(makeData(bytes)). */
+template <class Ref, class T>
+Ref handOver(Owned<T> object) {
+  return asRef<Ref>(object.release());
+}
+
+/** Runs `body`, and returns an empty result (null, 0, false) where it throws. */
+template <class Body>
+auto guarded(Body&& body) noexcept -> decltype(body()) {
+  try {
+    return body();
+  } catch (...) {
+    return decltype(body())();
+  }
+}
+
+/** A constant text, there before any code runs: const CFStringRef kSecClass = constantString<"class">(); */
+template <ConstantText text>
+constexpr CFStringRef constantString() {
+  return &kConstantString<text>.value;
+}
+
+/** Null when the text is not valid UTF-8. */
+Owned<String> makeString(std::string_view utf8);
+Owned<Data> makeData(std::span<const std::uint8_t> bytes);
+inline Owned<Number> makeNumber(std::variant<std::int64_t, double> value) {
+  return Owned<Number>(new Number(value));
+}
+inline Owned<Array> makeArray(std::vector<Owned<>> elements) {
+  return Owned<Array>(new Array(std::move(elements)));
+}
+/** Of entries with equal keys the first is found. */
+inline Owned<Dictionary> makeDictionary(std::vector<Entry> entries) {
+  return Owned<Dictionary>(new Dictionary(std::move(entries)));
+}
+Owned<Error> makeError(std::string_view domain, CFIndex code, std::string_view description,
+                       std::string reason = {});
+
+/** The text, valid as long as the object; empty for null and for what is not a string. */
+std::string_view utf8Of(CFTypeRef string);
+/** The bytes, valid as long as the object; empty for null and for what is not data. */
+std::span<const std::uint8_t> bytesOf(CFDataRef data);
 
 }  // namespace vorn::frameworks

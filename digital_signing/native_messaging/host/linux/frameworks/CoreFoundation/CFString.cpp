@@ -1,9 +1,10 @@
-#include <cstring>
+#include <algorithm>
+#include <compare>
 #include <limits>
 #include <map>
 #include <mutex>
 
-#include "CoreFoundation/CFInternal.h"
+#include "CoreFoundation/CFObjects.h"
 #include "shared/text/LetterCase.h"
 #include "shared/text/Utf8.h"
 
@@ -77,14 +78,12 @@ CFIndex CFStringGetMaximumSizeForEncoding(CFIndex length, CFStringEncoding encod
 CFComparisonResult CFStringCompare(CFStringRef first, CFStringRef second, CFStringCompareFlags flags) {
   const std::string_view one = utf8Of(first);
   const std::string_view other = utf8Of(second);
-  const auto byteAt = [flags](std::string_view text, std::size_t index) {
+  const auto folded = [flags](char byte) {
     const bool ignoreCase = (flags & kCFCompareCaseInsensitive) != 0;
-    return static_cast<unsigned char>(ignoreCase ? vorn::asciiLowerCase(text[index]) : text[index]);
+    return static_cast<unsigned char>(ignoreCase ? vorn::asciiLowerCase(byte) : byte);
   };
-  for (std::size_t i = 0; i < one.size() && i < other.size(); ++i)
-    if (byteAt(one, i) != byteAt(other, i))
-      return byteAt(one, i) < byteAt(other, i) ? kCFCompareLessThan : kCFCompareGreaterThan;
-  return one.size() == other.size()  ? kCFCompareEqualTo
-         : one.size() < other.size() ? kCFCompareLessThan
-                                     : kCFCompareGreaterThan;
+  const auto order = std::lexicographical_compare_three_way(
+      one.begin(), one.end(), other.begin(), other.end(),
+      [&folded](char left, char right) { return folded(left) <=> folded(right); });
+  return order < 0 ? kCFCompareLessThan : order > 0 ? kCFCompareGreaterThan : kCFCompareEqualTo;
 }

@@ -14,10 +14,8 @@ extern "C" {
 
 typedef unsigned char Boolean;
 typedef unsigned char UInt8;
-typedef int16_t SInt16;
 typedef uint32_t UInt32;
 typedef int32_t SInt32;
-typedef SInt16 OSErr;
 typedef SInt32 OSStatus;
 
 typedef long CFIndex;

@@ -225,4 +225,26 @@ void KeyProcess::keepFaults(const jsonxx::Object& answer) {
          keys::textIn(*fault, "registration")});
 }
 
+std::vector<keys::TokenPlace> KeyProcess::tokenPlaces() {
+  std::vector<keys::TokenPlace> places;
+  const auto answer = ask(jsonxx::Object("question", "stores")).value_or(jsonxx::Object());
+  for (const jsonxx::Object* place : keys::objectsIn(answer, "places"))
+    places.push_back({keys::textIn(*place, "name"), keys::textIn(*place, "store"),
+                      keys::flagIn(*place, "card"), keys::flagIn(*place, "in"), keys::flagIn(*place, "pin"),
+                      keys::flagIn(*place, "blocked"), keys::flagIn(*place, "last_try"),
+                      keys::flagIn(*place, "certificate")});
+  return places;
+}
+
+std::vector<keys::StoredCertificate> KeyProcess::certificatesWithTrust() {
+  constexpr long kMost = static_cast<long>(keys::Trust::kProhibited);
+  std::vector<keys::StoredCertificate> certificates;
+  const auto answer = ask(jsonxx::Object("question", "trust")).value_or(jsonxx::Object());
+  for (const jsonxx::Object* stored : keys::objectsIn(answer, "certificates"))
+    certificates.push_back(
+        {keys::fromHex(keys::textIn(*stored, "certificate")),
+         static_cast<keys::Trust>(std::clamp(keys::numberIn(*stored, "trust"), 0L, kMost))});
+  return certificates;
+}
+
 }  // namespace vorn::frameworks

@@ -9,6 +9,7 @@
 #include <string_view>
 #include <vector>
 
+#include "Security/Security.h"
 #include "linux/processes/KeyChannel.h"
 #include "linux/processes/KeyProgram.h"
 #include "linux/processes/StoreFacts.h"
@@ -49,8 +50,15 @@ class KeyProcess {
   /** Says, for people, why the last question had no answer. */
   const std::string& failure() const { return failure_; }
 
-  /** The stores that the last search could not use. */
+  /** The stores that the last search of this process left out. */
   const std::vector<keys::StoreFault>& faults() const { return faults_; }
+  /** The places that the last search has looked into. */
+  std::vector<keys::TokenPlace> tokenPlaces();
+  /**
+   * Every certificate of the key store, with the trust that its flags give; the lists of authorities that
+   * come with a system are none of the user's. Asks for no password. Empty when there is no store.
+   */
+  std::vector<keys::StoredCertificate> certificatesWithTrust();
   /** Says, for people, which module is left out and what to do; empty when none is. */
   std::string adviceOnModules() const;
   std::size_t leftOutCount() const { return leftOut_.size(); }
@@ -87,5 +95,8 @@ class KeyProcess {
   std::map<std::string, std::string> leftOut_;
   std::vector<keys::StoreFault> faults_;
 };
+
+/** The token that holds the identity's private key; without a name when `identity` is none. */
+keys::Token tokenOf(SecIdentityRef identity);
 
 }  // namespace vorn::frameworks

@@ -1,11 +1,5 @@
-#include "Security/SecCertificate.h"
-#include "Security/SecCertificateOIDs.h"
-#include "Security/SecDigestTransform.h"
-#include "Security/SecEncodeTransform.h"
-#include "Security/SecEncryptTransform.h"
-#include "Security/SecItem.h"
-#include "Security/SecSignVerifyTransform.h"
-#include "linux/frameworks/CoreFoundation/CFInternal.h"
+#include "Security/Security.h"
+#include "linux/frameworks/CoreFoundation/CFObjects.h"
 
 using vorn::frameworks::constantString;
 

@@ -1,10 +1,20 @@
-#include "Security/SecItem.h"
-
 #include "linux/frameworks/Security/KeyProcess.h"
 #include "linux/frameworks/Security/SecObjects.h"
 
 namespace vorn::frameworks {
 namespace {
+
+struct Failure {
+  OSStatus status = errSecSuccess;
+  std::string text;
+};
+thread_local Failure lastFailure;
+
+/** Keeps the text for SecCopyErrorMessageString; returns the status. */
+OSStatus failWith(OSStatus status, std::string text) {
+  lastFailure = {status, std::move(text)};
+  return status;
+}
 
 /** None for a query that cannot be answered. */
 std::optional<jsonxx::Object> readQuery(CFDictionaryRef dictionary) {
@@ -26,7 +36,8 @@ OSStatus copyMatching(CFDictionaryRef dictionary, CFTypeRef* result) {
   std::vector<Owned<>> identities;
   for (const jsonxx::Object* identity : keys::objectsIn(*answer, "identities"))
     if (auto certificate = Certificate::make(keys::fromHex(keys::textIn(*identity, "certificate"))))
-      identities.emplace_back(new Identity(std::move(certificate), Owned<Key>(new PrivateKey(*identity))));
+      identities.emplace_back(
+          new Identity(std::move(certificate), Owned<PrivateKey>(new PrivateKey(*identity))));
   if (identities.empty()) {
     const std::string advice = process.adviceOnModules();
     return advice.empty() ? failWith(static_cast<OSStatus>(keys::numberIn(*answer, "status")),
@@ -42,6 +53,12 @@ OSStatus copyMatching(CFDictionaryRef dictionary, CFTypeRef* result) {
 
 using namespace vorn::frameworks;
 
+CFStringRef SecCopyErrorMessageString(OSStatus status, void* /*reserved*/) {
+  return guarded([&]() -> CFStringRef {
+    return status != lastFailure.status ? nullptr : handOver<CFStringRef>(makeString(lastFailure.text));
+  });
+}
+
 OSStatus SecItemCopyMatching(CFDictionaryRef query, CFTypeRef* result) {
   *result = nullptr;
   try {
@@ -51,4 +68,20 @@ OSStatus SecItemCopyMatching(CFDictionaryRef query, CFTypeRef* result) {
   } catch (...) {
     return errSecInternalComponent;
   }
+}
+
+OSStatus SecIdentityCopyCertificate(SecIdentityRef identity, SecCertificateRef* certificate) {
+  const auto* object = objectCast<Identity>(identity);
+  if (object == nullptr) return errSecParam;
+  object->certificate().retain();
+  *certificate = asRef<SecCertificateRef>(&object->certificate());
+  return errSecSuccess;
+}
+
+OSStatus SecIdentityCopyPrivateKey(SecIdentityRef identity, SecKeyRef* privateKey) {
+  const auto* object = objectCast<Identity>(identity);
+  if (object == nullptr) return errSecInvalidItemRef;
+  object->key().retain();
+  *privateKey = asRef<SecKeyRef>(&object->key());
+  return errSecSuccess;
 }

@@ -2,12 +2,14 @@
 
 #include <cstdint>
 #include <string>
+#include <variant>
+#include <vector>
 
-#include "Security/SecBase.h"
-#include "Security/cssmtype.h"
-#include "linux/frameworks/CoreFoundation/CFInternal.h"
-#include "linux/frameworks/Security/RemoteKey.h"
+#include "Security/Security.h"
+#include "linux/frameworks/CoreFoundation/CFObjects.h"
+#include "linux/processes/StoreFacts.h"
 #include "linux/x509/X509Certificate.h"
+#include "shared/json/jsonxx.h"
 
 /** The objects behind the mirrored types of Security. */
 namespace vorn::frameworks {
@@ -36,11 +38,6 @@ class Key : public Object {
  public:
   static constexpr CFTypeID kType = kTypeKey;
 
-  /** Null for a key that cannot be described so. */
-  virtual const CSSM_KEY* cssmKey() const { return nullptr; }
-  /** Null for a public key. */
-  virtual const RemoteKey* remoteKey() const { return nullptr; }
-
  protected:
   Key() : Object(kType) {}
 };
@@ -52,7 +49,8 @@ class PublicKey final : public Key {
         cssmKey_{{data_.size(), data_.data()}},
         isRsa_(certificate.isRsa) {}
 
-  const CSSM_KEY* cssmKey() const override { return isRsa_ ? &cssmKey_ : nullptr; }
+  /** Null for a key that cannot be described so. */
+  const CSSM_KEY* cssmKey() const { return isRsa_ ? &cssmKey_ : nullptr; }
 
  private:
   std::vector<std::uint8_t> data_;
@@ -60,32 +58,54 @@ class PublicKey final : public Key {
   const bool isRsa_;
 };
 
+/** A private key of the process for keys, known there by a number. */
 class PrivateKey final : public Key {
  public:
-  explicit PrivateKey(const jsonxx::Object& identity) : key_(identity) {}
+  /** Of an identity in that process's answer. */
+  explicit PrivateKey(const jsonxx::Object& identity);
+  ~PrivateKey() override;
 
-  const RemoteKey* remoteKey() const override { return &key_; }
+  const keys::Token& token() const { return token_; }
+  bool isRsa() const { return isRsa_; }
+  /** RSA only: octets in the modulus, which is the length of a signature. */
+  std::size_t modulusLength() const { return modulusLength_; }
+
+  /** Why there is no signature: the code of an error in the domain "Internal CSSM error", and NSS's name for
+   * it, or, where more is known, a sentence for people and a word of ErrorReason.h. */
+  struct Refusal {
+    OSStatus code;
+    std::string name;
+    std::string sentence;
+    std::string reason = "";
+  };
+  /** The signature over `input` as it stands, padded by PKCS#1 v1.5 but not digested. Where the token wants
+   * its PIN the user is asked for it. */
+  std::variant<std::vector<std::uint8_t>, Refusal> sign(const std::vector<std::uint8_t>& input) const;
 
  private:
-  const RemoteKey key_;
+  bool findAgain() const;
+
+  const std::string certificate_;
+  const keys::Token token_;
+  const bool isRsa_;
+  const std::size_t modulusLength_;
+  mutable int generation_;
+  mutable long number_;
 };
 
 class Identity final : public Object {
  public:
   static constexpr CFTypeID kType = kTypeIdentity;
 
-  Identity(Owned<Certificate> certificate, Owned<Key> key)
+  Identity(Owned<Certificate> certificate, Owned<PrivateKey> key)
       : Object(kType), certificate_(std::move(certificate)), key_(std::move(key)) {}
 
   const Certificate& certificate() const { return *certificate_; }
-  const Key& key() const { return *key_; }
+  const PrivateKey& key() const { return *key_; }
 
  private:
   const Owned<Certificate> certificate_;
-  const Owned<Key> key_;
+  const Owned<PrivateKey> key_;
 };
-
-/** Keeps the text for SecCopyErrorMessageString; returns the status. */
-OSStatus failWith(OSStatus status, std::string text);
 
 }  // namespace vorn::frameworks
