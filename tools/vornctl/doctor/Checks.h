@@ -6,11 +6,30 @@
 #include <string>
 #include <vector>
 
-#include "vornctl/base/Fault.h"
-#include "vornctl/browsers/BrowserTable.h"
 #include "vornctl/doctor/Doctor.h"
 
+/** The single checks of the doctor. A fault that is none is one that nobody has found. */
 namespace vorn::vornctl {
+
+/** A manifest as a browser of the family reads it. A fault without a remedy needs the manifest written anew.
+ */
+struct ManifestCheck {
+  std::vector<Fault> refusals = {}; /**< for which the browser takes the manifest for none */
+  std::vector<Fault> faults = {};   /**< of the host that it names, and of who may change it */
+  std::vector<Fault> oddities = {}; /**< what does no harm to others in it */
+  std::filesystem::path host = {};
+  std::vector<std::string> extensions = {}; /**< ids of those that may start the host */
+
+  bool isGood() const { return refusals.empty() && faults.empty(); }
+};
+
+/** None where there is no such file. `installedHost` is the host that the remedies name. */
+std::optional<ManifestCheck> checkManifest(const std::filesystem::path& file, Family family,
+                                           const std::filesystem::path& installedHost);
+
+/** What keeps the program from being started. */
+std::optional<Fault> checkProgram(const std::filesystem::path& program,
+                                  const std::filesystem::path& installedHost);
 
 /** How a browser would start a host. */
 struct HostStart {
@@ -36,10 +55,24 @@ BrowserReport checkBrowser(const Places& places, const Browser& browser,
 std::vector<Finding> checkHost(const HostStart& start, bool searches = true,
                                std::chrono::milliseconds patience = std::chrono::seconds(10));
 
-/** Looks for the user's key store and for an identity in it that could sign. */
+/** Looks for the user's key store and for an identity in it that could sign. Each system has its own. */
 std::vector<Finding> checkKeyStore();
 
-/** What keeps the host from writing its log into this home folder; none when nothing does. Writes nothing. */
+/** What keeps the host from writing its log into this home folder. Writes nothing. */
 std::optional<Fault> checkLog(const std::filesystem::path& home);
+
+/**
+ * Who besides the user and root can change what is found under this path: the file, or any folder on the way
+ * to it, links followed. A folder in which everybody may make files is no harm if it is sticky, as /tmp is; a
+ * group is none if nobody but the owner is in it, and there is no access list. None where there is no such
+ * file.
+ */
+std::optional<Fault> findForeignWriter(const std::filesystem::path& file);
+
+/** The same for a host and the libraries and programs beside it, all of which it uses. */
+std::optional<Fault> findForeignWriterOfHost(const std::filesystem::path& host);
+
+/** Whether the bits of the group are the mask of an access list. Each system has its own. */
+bool hasAccessList(const std::filesystem::path& file);
 
 }  // namespace vorn::vornctl

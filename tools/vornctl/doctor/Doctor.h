@@ -5,20 +5,17 @@
 #include <vector>
 
 #include "vornctl/base/Fault.h"
-#include "vornctl/browsers/BrowserTable.h"
-#include "vornctl/browsers/ExtensionIds.h"
+#include "vornctl/browsers/HostManifest.h"
 
 /** Looks for what keeps a page from having a document signed. */
 namespace vorn::vornctl {
 
 enum class Severity { kFine, kNote, kProblem };
 
-struct Finding {
+/** If fine, the cause is what was found, and the remedy is empty. */
+struct Finding : Fault {
   Severity severity;
-  Code code;
   std::vector<std::string> subjects; /**< the browsers, or other parts, that it concerns */
-  std::string cause;                 /**< or, if fine, what was found */
-  std::string remedy = {};           /**< empty if fine */
   std::vector<std::string> files = {};
   std::vector<std::string> extensions = {}; /**< that may start the host */
 };

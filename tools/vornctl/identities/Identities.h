@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "vornctl/base/Fault.h"
+#include "shared/json/jsonxx.h"
 #include "vornctl/identities/CertificateDescription.h"
 
 /** The identities of the key store, and how the host would choose among them. */
@@ -20,6 +20,9 @@ struct User {
   bool isEmpty() const { return name.empty() && email.empty() && abn.empty() && akis.empty(); }
   bool isComplete() const { return !name.empty() && !email.empty() && !abn.empty() && !akis.empty(); }
 };
+
+/** As requests name the user. */
+jsonxx::Object detailsOf(const User& user);
 
 struct IdentityReport {
   CertificateDescription certificate;
@@ -55,14 +58,22 @@ std::vector<IdentityReport> examineIdentities(const User& user);
  */
 std::string abnOfCertificates(const std::string& typed);
 
-/**
- * The one of the user's name with the fewest reasons against it; null when
- * none has the name or one is selected.
- */
-const IdentityReport* nearestMiss(const std::vector<IdentityReport>& reports);
+/** No signer, or more than one; the text says what to do. */
+class ChoiceError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
 
-/** Why a certificate cannot sign, whoever asks for whomever and however its key is kept; empty when it can.
+/**
+ * The user for a request, with what `given` leaves open taken from the only identity that can sign and fits
+ * it, and `serial` if that is not empty. Throws ChoiceError, and KeyStoreError.
  */
-std::vector<Fault> whyItNeverSigns(const CertificateDescription& certificate);
+User chooseSigner(User given, const std::string& serial);
+
+/** Whether a serial number as people have it is the one that is shown. */
+bool isSerial(const std::string& asked, const std::string& shown);
+
+/** A key identifier as requests name it: without the colons or blanks with which programs show it. */
+std::string plainKeyIdentifier(const std::string& text);
 
 }  // namespace vorn::vornctl

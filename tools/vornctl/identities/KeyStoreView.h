@@ -18,23 +18,23 @@ struct KeyPlace {
 
 KeyPlace placeOfKey(SecIdentityRef identity);
 
-enum class Trust {
-  kNone,
-  kForSignatures,    /**< to vouch for persons: an authority for e-mail, clients or objects */
-  kForItself,        /**< a peer for e-mail or objects */
-  kForOtherPurposes, /**< as an authority for web sites only */
-  kForbidden,
-};
+/** Certificates as DER bytes. */
+using DerCertificates = std::vector<std::string>;
 
-struct KnownCertificate {
-  std::string der;
-  Trust trust = Trust::kNone;
+/** Whom to believe who a signer is. */
+struct Authorities {
+  DerCertificates trusted = {};          /**< a chain that leads to one of them is good */
+  DerCertificates peers = {};            /**< trusted for themselves: nobody whom one of them vouches for */
+  DerCertificates known = {};            /**< others that may stand on the way, peers among them */
+  DerCertificates prohibited = {};       /**< no chain with one of them is good */
+  DerCertificates forOtherPurposes = {}; /**< known, and trusted, but not to say who signs */
 };
 
 /**
- * The certificates of the user's, with the trust that the user or an administrator has given them; the lists
- * of authorities that come with a system are not among them. Asks for no password.
+ * The user's certificates, by the trust that the user or an administrator has given them; the lists of
+ * authorities that come with a system are not among them. Asks for no password. Nothing where there is no
+ * key store.
  */
-std::vector<KnownCertificate> knownCertificates();
+Authorities authoritiesOfKeyStore();
 
 }  // namespace vorn::vornctl

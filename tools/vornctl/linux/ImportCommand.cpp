@@ -1,16 +1,14 @@
 #include <algorithm>
 #include <cstdint>
 #include <iostream>
+#include <memory>
 #include <system_error>
 
 #include "linux/frameworks/Security/KeyStoreReport.h"
 #include "linux/keys/Pkcs12File.h"
-#include "mac/app/CFRef.h"
 #include "vornctl/base/InputFile.h"
 #include "vornctl/base/Terminal.h"
-#include "vornctl/commands/Commands.h"
-#include "vornctl/identities/Identities.h"
-#include "vornctl/linux/PasswordInput.h"
+#include "vornctl/linux/KeyStoreCommands.h"
 
 namespace vorn::vornctl {
 namespace {
@@ -21,22 +19,25 @@ using keys::Pkcs12Status;
 
 constexpr int kAttempts = 3;
 
+struct ImportOptions {
+  std::string file = {};
+  std::string passwordFile = {};      /**< empty to ask at the terminal */
+  std::string storePasswordFile = {}; /**< of the key store, if that has one; empty to ask */
+};
+
 /** What ends the import, with what to do about it. */
 class ImportError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
 
-std::span<const std::uint8_t> bytesOf(const std::string& file) {
-  return {reinterpret_cast<const std::uint8_t*>(file.data()), file.size()};
-}
-
 class Import {
  public:
   explicit Import(const ImportOptions& options)
       : options_(options),
         folder_(keys::sharedDatabaseForWriting()),
-        file_(readInput(options.file, kMostOfFile)) {}
+        file_(readInput(options.file, kMostOfFile)),
+        bytes_(reinterpret_cast<const std::uint8_t*>(file_.data()), file_.size()) {}
 
   int run() {
     open();
@@ -63,7 +64,7 @@ class Import {
   void open() {
     if (!options_.passwordFile.empty()) readPassword(options_.passwordFile, password_);
     for (int attempt = 0;; ++attempt) {
-      const Pkcs12Result result = keys::readPkcs12(bytesOf(file_), password_.text());
+      const Pkcs12Result result = keys::readPkcs12(bytes_, password_.text());
       if (result.status == Pkcs12Status::kFine) return keep(result);
       if (result.status == Pkcs12Status::kTooSlow)
         throw ImportError(
@@ -81,14 +82,8 @@ class Import {
   void keep(const Pkcs12Result& result) {
     for (const keys::Pkcs12Certificate& certificate : result.certificates) {
       if (!certificate.hasKey) continue;
-      const auto data = CFRef<CFDataRef>::adopt(CFDataCreate(kCFAllocatorDefault, certificate.der.data(),
-                                                             static_cast<CFIndex>(certificate.der.size())));
-      const auto reference =
-          CFRef<SecCertificateRef>::adopt(SecCertificateCreateWithData(kCFAllocatorDefault, data.get()));
-      if (!reference) continue;
-      CertificateDescription description = describe(reference.get());
-      std::vector<Fault> faults = whyItNeverSigns(description);
-      identities_.push_back({std::move(description), std::move(faults)});
+      const auto description = describe(std::string(certificate.der.begin(), certificate.der.end()));
+      if (description) identities_.push_back({*description, whyItNeverSigns(*description)});
     }
   }
 
@@ -116,13 +111,12 @@ class Import {
       if (!retry) readPassword(options_.storePasswordFile, password);
       return !retry;
     }
-    if (retry) std::cerr << "That is not the password of the key store.\n";
-    return askForPassword("Password of the key store " + printable(folder_.string()), password);
+    return askForStorePassword(folder_, retry, password);
   }
 
   int store() const {
     const Pkcs12Result result =
-        keys::importPkcs12(bytesOf(file_), password_.text(), folder_,
+        keys::importPkcs12(bytes_, password_.text(), folder_,
                            [this](bool retry, prompt::Secret& asked) { return givePassword(retry, asked); });
     switch (result.status) {
       case Pkcs12Status::kFine:
@@ -162,21 +156,33 @@ class Import {
   const ImportOptions& options_;
   fs::path folder_;
   const std::string file_;
+  const std::span<const std::uint8_t> bytes_;
   prompt::Secret password_; /**< of the file */
   std::vector<Identity> identities_;
 };
 
+int run(const ImportOptions& options) try {
+  return Import(options).run();
+} catch (const std::system_error& e) {
+  return fail(kExitProblems, options.file + ": " + e.code().message());
+} catch (const std::runtime_error& e) {
+  return fail(kExitProblems, options.file + ": " + e.what());
+}
+
 }  // namespace
 
-int runImport(const ImportOptions& options) {
-  try {
-    return Import(options).run();
-  } catch (const std::system_error& e) {
-    std::cerr << "vornctl: " << printable(options.file) << ": " << printable(e.code().message()) << "\n";
-  } catch (const std::runtime_error& e) {
-    std::cerr << "vornctl: " << printable(options.file) << ": " << printable(e.what()) << "\n";
-  }
-  return kExitProblems;
+Command importCommand() {
+  const auto options = std::make_shared<ImportOptions>();
+  return {
+      "import",
+      "Put the key and certificate of a .p12 file into the key store",
+      "vornctl import jane.p12",
+      {argument("FILE", "The file, .p12 or .pfx", &options->file),
+       {"--password-file", "FILE", "A file whose first line is the password of FILE", &options->passwordFile},
+       {"--store-password-file", "FILE",
+        "A file whose first line is the password of the key store, if that has one",
+        &options->storePasswordFile}},
+      [options] { return run(*options); }};
 }
 
 }  // namespace vorn::vornctl

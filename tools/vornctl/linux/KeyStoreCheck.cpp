@@ -1,5 +1,3 @@
-#include "vornctl/doctor/Checks.h"
-
 #include <unistd.h>
 
 #include <algorithm>
@@ -9,6 +7,8 @@
 
 #include "linux/frameworks/Security/KeyStoreReport.h"
 #include "linux/prompt/PromptProgram.h"
+#include "vornctl/base/Terminal.h"
+#include "vornctl/doctor/Checks.h"
 #include "vornctl/identities/Identities.h"
 
 namespace vorn::vornctl {
@@ -31,7 +31,7 @@ std::string described(const IdentityReport& identity) {
   return "the certificate of " + identity.certificate.name + ", serial " + identity.certificate.serial;
 }
 
-class Check {
+class KeyStoreDiagnosis {
  public:
   std::vector<Finding> run() {
     std::vector<IdentityReport> identities;
@@ -66,28 +66,26 @@ class Check {
  private:
   void add(Severity severity, Code code, const std::string& cause, const std::string& remedy,
            std::vector<std::string> files = {}) {
-    findings_.push_back({severity, code, {"key store"}, cause, remedy, std::move(files)});
+    findings_.push_back({{code, cause, remedy}, severity, {"key store"}, std::move(files)});
   }
 
   /** What keeps nobody from signing as long as somebody else can sign. */
   Severity graded() const { return usable_.empty() ? Severity::kProblem : Severity::kNote; }
 
   void nameStores() {
-    std::string stores;
+    std::vector<std::string> stores;
     const std::vector<StoreFault> faults = frameworks::storeFaults();
     for (const keys::KeyDatabase& database : keys::keyDatabases()) {
       const bool isOpen = std::none_of(faults.begin(), faults.end(), [&database](const StoreFault& fault) {
         return fault.place == database.folder;
       });
-      if (isOpen)
-        stores +=
-            (stores.empty() ? "" : ", ") + (database.isFirefox ? database.title : database.folder.string());
+      if (isOpen) stores.push_back(database.isFirefox ? database.title : database.folder.string());
     }
     std::set<std::string> modules;
     for (const TokenPlace& place : places_)
       if (place.isCard) modules.insert(place.store);
-    for (const std::string& module : modules) stores += (stores.empty() ? "" : ", ") + module;
-    if (!stores.empty()) add(Severity::kFine, code::kKeyStores, "looked into " + stores, "");
+    stores.insert(stores.end(), modules.begin(), modules.end());
+    if (!stores.empty()) add(Severity::kFine, code::kKeyStores, "looked into " + listed(stores), "");
   }
 
   void praise(std::size_t total) {
@@ -301,7 +299,7 @@ class Check {
 }  // namespace
 
 std::vector<Finding> checkKeyStore() {
-  return Check().run();
+  return KeyStoreDiagnosis().run();
 }
 
 }  // namespace vorn::vornctl

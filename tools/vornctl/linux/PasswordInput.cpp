@@ -1,15 +1,16 @@
-#include "vornctl/linux/PasswordInput.h"
-
 #include <fcntl.h>
 #include <poll.h>
 #include <termios.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <iostream>
 #include <system_error>
 
 #include "linux/prompt/PinPrompt.h"
 #include "vornctl/base/InputFile.h"
+#include "vornctl/base/Terminal.h"
+#include "vornctl/linux/KeyStoreCommands.h"
 
 namespace vorn::vornctl {
 namespace {
@@ -92,6 +93,11 @@ bool askForPassword(const std::string& question, prompt::Secret& password) {
   window.label = "Password:";
   const prompt::Answer answer = prompt::ask(window, password);
   return answer.outcome == prompt::Answer::Outcome::kGiven;
+}
+
+bool askForStorePassword(const std::filesystem::path& folder, bool retry, prompt::Secret& password) {
+  if (retry) std::cerr << "That is not the password of the key store.\n";
+  return askForPassword("Password of the key store " + printable(folder.string()), password);
 }
 
 }  // namespace vorn::vornctl

@@ -10,7 +10,7 @@
 #include "shared/xml/ParsedDocument.h"
 #include "shared/xml/ParserErrors.h"
 #include "shared/xml/QualifiedName.h"
-#include "shared/xml/SignatureWarnings.h"
+#include "shared/xml/XmlLibraries.h"
 #include "shared/xml/XmlText.h"
 
 namespace vorn::vornctl {
@@ -40,7 +40,7 @@ class Judgement {
   }
 
   DocumentVerdict ofUnreadable(const std::string& reason) {
-    lower(Indication::kFailed, {std::string(verification::kFormatFailure), reason});
+    lower(Indication::kFailed, {verification::kFormatFailure, reason});
     return std::move(verdict_);
   }
 
@@ -55,8 +55,7 @@ class Judgement {
     const std::string path = part.element != nullptr ? verification::pathOf(*part.element) : "";
     const bool isSigned = part.isIntact() || part.fault->code != verification::kNotSigned;
     verdict_.parts.push_back({name, path, part.algorithm, part.isIntact(), isSigned});
-    if (!part.isIntact())
-      return lower(Indication::kFailed, {std::string(part.fault->code), part.fault->message, name});
+    if (!part.isIntact()) return lower(Indication::kFailed, {part.fault->code, part.fault->message, name});
     if (!part.maySign)
       lower(Indication::kFailed, {"KEY_USAGE",
                                   "the signer's certificate is not for digital signatures: its key usage, or "
@@ -82,12 +81,12 @@ class Judgement {
   void takeWarnings(ParsedDocument& parsed) {
     const auto weak = isDigestWeak_ ? std::optional(SignatureAlgorithm::RSA_SHA1) : std::nullopt;
     for (SignatureWarning& warning : warningsOf(parsed, SigningStage::kAfter, weak))
-      warn({std::string(warning.code), std::move(warning.text)});
+      warn({warning.code, std::move(warning.text)});
     warnOfNamesakes(parsed);
     warnOfComposition(parsed);
     // What is said here is not a matter of taste of this or that verifier: the standards say so, or xmlsec;
     // of document types libxml2 refuses too much for a list of what it takes.
-    static const std::set<std::string> kRefused = {
+    static const std::set<std::string_view> kRefused = {
         "default-namespace", "namespace-form", "namespace-name", "namespace-ampersand", "xml-1.1",
         "nested-parts",      "document-type",  "deep-nesting",   "composed-encoding"};
     for (const Remark& warning : verdict_.warnings)
@@ -129,8 +128,8 @@ class Judgement {
     if (result.weakKeyBits != 0)
       warn({"weak-key", "an authority's key of " + std::to_string(result.weakKeyBits) + " bits is weak"});
     if (!result.fault) return;
-    lower(result.fault->code == kProhibited ? Indication::kFailed : Indication::kIndeterminate,
-          {std::string(result.fault->code), result.fault->message});
+    const bool isProhibited = result.fault->code == kProhibited;
+    lower(isProhibited ? Indication::kFailed : Indication::kIndeterminate, std::move(*result.fault));
   }
 
   const VerdictRules& rules_;
@@ -139,17 +138,6 @@ class Judgement {
 };
 
 }  // namespace
-
-const char* nameOf(Indication indication) {
-  switch (indication) {
-    case Indication::kPassed:
-      return "passed";
-    case Indication::kIndeterminate:
-      return "indeterminate";
-    default:
-      return "failed";
-  }
-}
 
 DocumentVerdict judge(const std::string& xml, const VerdictRules& rules) try {
   ParsedDocument parsed(xml);
@@ -162,6 +150,22 @@ DocumentVerdict judge(const std::string& xml, const VerdictRules& rules) try {
   const auto description = describeParserException();
   if (!description) throw;
   return Judgement(rules).ofUnreadable(*description);
+}
+
+std::vector<SignatureWarning> warningsOfSigning(const std::string& xml, const std::string& algorithm) {
+  startXmlLibraries();
+  try {
+    ParsedDocument parsed(xml);
+    std::optional<SignatureAlgorithm> chosen;
+    for (const NamedAlgorithm& known : kSignatureAlgorithms)
+      if (algorithm == known.name) chosen = known.algorithm;
+    return warningsOf(parsed, SigningStage::kBefore, chosen);
+  } catch (const BaseException&) {
+    return {};
+  } catch (...) {
+    if (!describeParserException()) throw;
+    return {};
+  }
 }
 
 }  // namespace vorn::vornctl

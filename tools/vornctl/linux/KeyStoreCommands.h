@@ -1,9 +1,12 @@
 #pragma once
 
+#include <filesystem>
 #include <string>
 
 #include "linux/prompt/LockedMemory.h"
+#include "vornctl/commands/Commands.h"
 
+/** What the commands have in common that change a key store. */
 namespace vorn::vornctl {
 
 /** Reads the first line of the file or pipe. Throws an InputFault when it cannot be read. */
@@ -14,5 +17,10 @@ void readPassword(const std::string& file, prompt::Secret& password);
  * is neither, or the question was given up.
  */
 bool askForPassword(const std::string& question, prompt::Secret& password);
+
+/** The same for the password of the key store in the folder; `retry` after a wrong one. */
+bool askForStorePassword(const std::filesystem::path& folder, bool retry, prompt::Secret& password);
+
+Command importCommand();
 
 }  // namespace vorn::vornctl

@@ -1,4 +1,4 @@
-#include "vornctl/doctor/HostConversation.h"
+#include "vornctl/doctor/Host.h"
 
 #include <fcntl.h>
 #include <sys/wait.h>
@@ -67,9 +67,9 @@ jsonxx::Object HostConversation::ask(const jsonxx::Object& request, std::chrono:
 
 std::string HostConversation::read(std::size_t count, ChildProcess::Clock::time_point deadline) {
   std::string bytes;
-  const ChildProcess::Read outcome = child_->read(bytes, count, deadline);
-  if (outcome == ChildProcess::Read::kLate) throw HostError("the host runs but does not answer in time");
-  if (outcome == ChildProcess::Read::kEnded) failAtEnd();
+  const ChildProcess::Read end = child_->read(bytes, count, deadline);
+  if (end == ChildProcess::Read::kLate) throw HostError("the host runs but does not answer in time");
+  if (end == ChildProcess::Read::kEnded) failAtEnd();
   return bytes;
 }
 
