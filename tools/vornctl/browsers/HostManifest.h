@@ -14,8 +14,7 @@
 namespace vorn::vornctl {
 
 /** The message says what is wrong with the id. */
-class BadExtensionId : public std::runtime_error {
- public:
+struct BadExtensionId : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 

@@ -36,9 +36,9 @@ jsonxx::Object jsonOf(const IdentityReport& report, const User& user) {
                                     {"expiry", certificate.expiry},
                                     {"expired", certificate.expired},
                                     {"may_sign", certificate.maySign},
-                                    {"token", report.token},
-                                    {"store", report.store},
-                                    {"asks_for_pin", report.locked},
+                                    {"token", report.key.token},
+                                    {"store", report.key.store},
+                                    {"asks_for_pin", report.key.locked},
                                     {"reasons", reasons}});
   if (user.isComplete()) object.import("signs", report.signs());
   return object;
@@ -72,8 +72,8 @@ void print(const IdentityReport& report, const User& user) {
                             : isSoon            ? " (" + inDays(days) + ": renew it in time)"
                                                 : ""),
       certificate.expired ? Colour::kBad : (isSoon ? Colour::kWarning : Colour::kPlain));
-  add("token", report.token + (report.locked ? " (asks for a PIN or password)" : ""));
-  add("store", report.store);
+  add("token", report.key.token + (report.key.locked ? " (asks for a PIN or password)" : ""));
+  add("store", report.key.store);
   std::cout << table.text();
   if (report.reasons.empty()) std::cout << "  " << coloured(Colour::kGood, verdict(user)) << "\n";
   for (const Fault& reason : report.reasons)

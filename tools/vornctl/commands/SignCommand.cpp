@@ -278,10 +278,6 @@ class Batch {
                : 0;
   }
 
-  static std::string textIn(const jsonxx::Object& answer, const char* member) {
-    return answer.has<jsonxx::String>(member) ? answer.get<jsonxx::String>(member) : "";
-  }
-
   static const ErrorWords& wordsOf(const jsonxx::Object& answer) {
     return wordsFor(codeOf(answer), textIn(answer, "error_reason"));
   }

@@ -7,7 +7,7 @@
 
 #include "vornctl/base/Terminal.h"
 #include "vornctl/browsers/BrowserFamily.h"
-#include "vornctl/doctor/Checks.h"
+#include "vornctl/doctor/Doctor.h"
 
 namespace vorn::vornctl {
 namespace {

@@ -5,8 +5,6 @@
 #include <algorithm>
 #include <cstdlib>
 
-#include "vornctl/doctor/Checks.h"
-
 namespace vorn::vornctl {
 namespace {
 

@@ -9,7 +9,7 @@
 #include <deque>
 #include <system_error>
 
-#include "vornctl/doctor/Checks.h"
+#include "vornctl/doctor/Doctor.h"
 
 namespace vorn::vornctl {
 namespace {

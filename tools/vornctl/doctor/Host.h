@@ -22,10 +22,12 @@ namespace vorn::vornctl {
 std::filesystem::path installedHost();
 
 /** The host did not start, did not answer, or answered what is no answer. The message is for people. */
-class HostError : public std::runtime_error {
- public:
+struct HostError : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
+
+/** The member of an answer that is a text; empty when there is none. */
+std::string textIn(const jsonxx::Object& answer, const char* member);
 
 /**
  * A host as a browser runs it: a child process on pipes, in the folder of its program. It is asked one

@@ -8,7 +8,7 @@
 
 #include "vornctl/base/InputFile.h"
 #include "vornctl/browsers/BrowserFamily.h"
-#include "vornctl/doctor/Checks.h"
+#include "vornctl/doctor/Doctor.h"
 
 namespace vorn::vornctl {
 namespace {
@@ -178,16 +178,14 @@ std::optional<Fault> checkProgram(const fs::path& program, const fs::path& insta
 }
 
 std::optional<ManifestCheck> checkManifest(const fs::path& file, Family family,
-                                           const fs::path& installedHost) {
-  try {
-    const auto text = readIfThere(file);
-    if (!text) return std::nullopt;
-    ManifestCheck result = ManifestReader(family, installedHost).run(*text);
-    if (auto fault = findForeignWriter(file)) result.faults.push_back(std::move(*fault));
-    return result;
-  } catch (const std::system_error& e) {
-    return ManifestCheck{{unreadable(file, e.code())}};
-  }
+                                           const fs::path& installedHost) try {
+  const auto text = readIfThere(file);
+  if (!text) return std::nullopt;
+  ManifestCheck result = ManifestReader(family, installedHost).run(*text);
+  if (auto fault = findForeignWriter(file)) result.faults.push_back(std::move(*fault));
+  return result;
+} catch (const std::system_error& e) {
+  return ManifestCheck{{unreadable(file, e.code())}};
 }
 
 }  // namespace vorn::vornctl

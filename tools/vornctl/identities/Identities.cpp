@@ -15,7 +15,6 @@
 #include "shared/base/Exceptions.h"
 #include "shared/text/LetterCase.h"
 #include "vornctl/base/Terminal.h"
-#include "vornctl/identities/KeyStoreView.h"
 
 namespace vorn::vornctl {
 namespace {
@@ -88,11 +87,8 @@ class Examination {
         selected_(user.isComplete() ? selectedCertificate(user) : "") {}
 
   IdentityReport examine(SecIdentityRef identity, SecCertificateRef certificate) const {
-    KeyPlace place = placeOfKey(identity);
-    IdentityReport report{describe(certificate), std::move(place.token), std::move(place.store),
-                          place.locked};
-    const std::string encoded = encodeCertificate(certificate);
-    report.encoded = encoded;
+    IdentityReport report{describe(certificate), placeOfKey(identity), encodeCertificate(certificate)};
+    const std::string& encoded = report.encoded;
     if (!user_.isEmpty()) {
       report.reasons = reasons(report.certificate, certificate, encoded);
       report.named = named_.count(encoded) > 0;
@@ -104,10 +100,10 @@ class Examination {
                                   "nothing needs to be done: that other one signs for the same user"});
     }
     addUnlessKnown(report.reasons, whyItNeverSigns(report.certificate));
-    if (place.isPinBlocked)
-      report.reasons.push_back({code::kPinBlocked,
-                                "the PIN of the token \"" + report.token + "\" is blocked after wrong ones",
-                                "unblock it with its PUK, by the program of whoever issued it"});
+    if (report.key.isPinBlocked)
+      report.reasons.push_back(
+          {code::kPinBlocked, "the PIN of the token \"" + report.key.token + "\" is blocked after wrong ones",
+           "unblock it with its PUK, by the program of whoever issued it"});
     return report;
   }
 
@@ -183,11 +179,14 @@ std::string plainSerial(const std::string& shown) {
   return digits.substr(std::min(digits.find_first_not_of('0'), digits.size()));
 }
 
-std::string listOf(const std::vector<IdentityReport>& reports, const std::string& separator) {
+std::string nameAndSerial(const IdentityReport& report) {
+  return "\n  " + report.certificate.name + ", serial " + report.certificate.serial;
+}
+
+std::string listOf(const std::vector<IdentityReport>& reports) {
   std::string list;
   for (const IdentityReport& report : reports)
-    list += separator + report.certificate.name + ", serial " + report.certificate.serial + ", until " +
-            report.certificate.expiry.substr(0, 10);
+    list += nameAndSerial(report) + ", until " + report.certificate.expiry.substr(0, 10);
   return list;
 }
 
@@ -197,9 +196,7 @@ std::string listOf(const std::vector<IdentityReport>& reports, const std::string
         "there is no certificate with a private key; \"vornctl import\" brings one in from a file");
   std::string reasons;
   for (const IdentityReport& report : all)
-    for (const Fault& reason : report.reasons)
-      reasons +=
-          "\n  " + report.certificate.name + ", serial " + report.certificate.serial + ": " + reason.cause;
+    for (const Fault& reason : report.reasons) reasons += nameAndSerial(report) + ": " + reason.cause;
   throw ChoiceError("no identity that can sign fits what you ask for" + reasons);
 }
 
@@ -263,8 +260,7 @@ User chooseSigner(User given, const std::string& serial) {
   });
   if (fitting.empty()) refuse(all);
   if (fitting.size() > 1)
-    throw ChoiceError("several identities fit; choose one with --serial, or by name:" +
-                      listOf(fitting, "\n  "));
+    throw ChoiceError("several identities fit; choose one with --serial, or by name:" + listOf(fitting));
   const CertificateDescription& certificate = fitting.front().certificate;
   User user = given;
   if (user.name.empty()) user.name = certificate.name;
@@ -275,9 +271,8 @@ User chooseSigner(User given, const std::string& serial) {
   if (given.isComplete()) return user;
   for (const IdentityReport& report : examineIdentities(user))
     if (report.selected && report.certificate.serial != certificate.serial)
-      throw ChoiceError(
-          "another identity of the same user goes before serial " + certificate.serial +
-          ", as it is valid for longer or, with the same end, found first:" + listOf({report}, "\n  "));
+      throw ChoiceError("another identity of the same user goes before serial " + certificate.serial +
+                        ", as it is valid for longer or, with the same end, found first:" + listOf({report}));
   return user;
 }
 

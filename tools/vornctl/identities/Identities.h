@@ -6,6 +6,7 @@
 
 #include "shared/json/jsonxx.h"
 #include "vornctl/identities/CertificateDescription.h"
+#include "vornctl/identities/KeyStoreView.h"
 
 /** The identities of the key store, and how the host would choose among them. */
 namespace vorn::vornctl {
@@ -26,22 +27,19 @@ jsonxx::Object detailsOf(const User& user);
 
 struct IdentityReport {
   CertificateDescription certificate;
-  std::string token;
-  std::string store;   /**< the folder of its database, or the library that brings the token */
-  bool locked = false; /**< its PIN or password is asked for at each request */
+  KeyPlace key;
+  std::string encoded; /**< the certificate's bytes in base64 */
   /** Why it would not sign for the user, or for anybody; empty when all tests pass. */
   std::vector<Fault> reasons = {};
-  std::string encoded = {}; /**< the certificate's bytes in base64 */
-  bool named = false;       /**< it has the name that the user asks for */
-  bool selected = false;    /**< the host would take this one */
+  bool named = false;    /**< it has the name that the user asks for */
+  bool selected = false; /**< the host would take this one */
 
   /** Whether the host would sign with it: it takes an expired one too, and then fails. */
   bool signs() const { return selected && reasons.empty(); }
 };
 
 /** The key store cannot be searched. */
-class KeyStoreError : public std::runtime_error {
- public:
+struct KeyStoreError : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
@@ -59,8 +57,7 @@ std::vector<IdentityReport> examineIdentities(const User& user);
 std::string abnOfCertificates(const std::string& typed);
 
 /** No signer, or more than one; the text says what to do. */
-class ChoiceError : public std::runtime_error {
- public:
+struct ChoiceError : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 

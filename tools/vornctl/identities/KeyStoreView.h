@@ -9,9 +9,8 @@
 namespace vorn::vornctl {
 
 struct KeyPlace {
-  std::string token; /**< the name of what holds the private key */
-  bool locked =
-      false; /**< it wants a password before any key in it can be used, and asks for none by itself */
+  std::string token;   /**< the name of what holds the private key */
+  bool locked = false; /**< it wants a password before any of its keys is used, and asks for none by itself */
   std::string store = {};    /**< the folder of its database, or the library that brings it */
   bool isPinBlocked = false; /**< after wrong ones: no key in it signs until the PIN is unblocked */
 };

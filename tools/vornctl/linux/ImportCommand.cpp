@@ -1,11 +1,19 @@
+#include <fcntl.h>
+#include <poll.h>
+#include <termios.h>
+#include <unistd.h>
+
 #include <algorithm>
+#include <cerrno>
 #include <cstdint>
 #include <iostream>
 #include <memory>
+#include <stdexcept>
 #include <system_error>
 
 #include "linux/frameworks/Security/KeyStoreReport.h"
 #include "linux/keys/Pkcs12File.h"
+#include "linux/prompt/PinPrompt.h"
 #include "vornctl/base/InputFile.h"
 #include "vornctl/base/Terminal.h"
 #include "vornctl/linux/KeyStoreCommands.h"
@@ -25,11 +33,88 @@ struct ImportOptions {
   std::string storePasswordFile = {}; /**< of the key store, if that has one; empty to ask */
 };
 
-/** What ends the import, with what to do about it. */
-class ImportError : public std::runtime_error {
+constexpr char kInterruption = '\x03';
+
+/** The terminal of this process with its echo off. */
+class SilentTerminal {
  public:
-  using std::runtime_error::runtime_error;
+  SilentTerminal() : descriptor_(open("/dev/tty", O_RDWR | O_NOCTTY | O_CLOEXEC)) {
+    if (descriptor_ < 0 || tcgetattr(descriptor_, &before_) != 0) return;
+    termios silent = before_;
+    // An interruption comes as a character that ends the line: nothing may leave the terminal without its
+    // echo.
+    silent.c_lflag &= ~static_cast<tcflag_t>(ECHO | ISIG);
+    silent.c_cc[VEOL] = kInterruption;
+    isOpen_ = tcsetattr(descriptor_, TCSAFLUSH, &silent) == 0;
+  }
+  ~SilentTerminal() {
+    if (isOpen_) tcsetattr(descriptor_, TCSAFLUSH, &before_);
+    if (descriptor_ >= 0) close(descriptor_);
+  }
+  SilentTerminal(const SilentTerminal&) = delete;
+  SilentTerminal& operator=(const SilentTerminal&) = delete;
+
+  bool isOpen() const { return isOpen_; }
+  void write(const std::string& text) const {
+    [[maybe_unused]] const ssize_t written = ::write(descriptor_, text.data(), text.size());
+  }
+  bool readLine(prompt::Secret& line) const {
+    char letter = 0;
+    // A terminal gives a line at a time, of which no other copy is made here.
+    while (read(descriptor_, &letter, 1) == 1) {
+      if (letter == '\n') return true;
+      if (letter == kInterruption || !line.append(&letter, 1)) return false;
+    }
+    return false;
+  }
+
+ private:
+  int descriptor_;
+  bool isOpen_ = false;
+  termios before_{};
 };
+
+/** Reads the first line of the file or pipe. Throws an InputFault when it cannot be read. */
+void readPassword(const std::string& file, prompt::Secret& password) {
+  password.wipe();
+  const int input = open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+  std::string fault = input < 0 ? std::generic_category().message(errno) : "";
+  // A pipe may be another program's answer. Of one without an end, or such a device, no more is read than a
+  // secret has room for, and no other copy is made.
+  char letter = 0;
+  while (fault.empty()) {
+    const ssize_t count = read(input, &letter, 1);
+    pollfd more{input, POLLIN, 0};
+    if (count == 0 || (count > 0 && (letter == '\n' || letter == '\r'))) break;
+    if (count > 0 && !password.append(&letter, 1)) fault = "too long for a password";
+    if (count < 0 && errno != EAGAIN && errno != EINTR) fault = std::generic_category().message(errno);
+    if (count < 0 && fault.empty()) poll(&more, 1, -1);
+  }
+  if (input >= 0) close(input);
+  if (!fault.empty()) throw InputFault(file + ": " + fault);
+}
+
+/**
+ * Asks at the terminal, which does not show what is typed, or else by the desktop's prompt. False when there
+ * is neither, or the question was given up.
+ */
+bool askForPassword(const std::string& question, prompt::Secret& password) {
+  password.wipe();
+  {
+    const SilentTerminal terminal;
+    if (terminal.isOpen()) {
+      terminal.write(question + ": ");
+      const bool isTyped = terminal.readLine(password);
+      terminal.write("\n");
+      return isTyped;
+    }
+  }
+  prompt::Question window;
+  window.lines = {question};
+  window.label = "Password:";
+  const prompt::Answer answer = prompt::ask(window, password);
+  return answer.outcome == prompt::Answer::Outcome::kGiven;
+}
 
 class Import {
  public:
@@ -44,7 +129,7 @@ class Import {
     describeAll();
     const auto fits = [](const Identity& identity) { return identity.faults.empty(); };
     if (identities_.empty())
-      throw ImportError(
+      throw std::runtime_error(
           "the file holds no private key with its certificate; ask for the file once more, with the private "
           "key");
     if (std::none_of(identities_.begin(), identities_.end(), fits)) {
@@ -67,15 +152,16 @@ class Import {
       const Pkcs12Result result = keys::readPkcs12(bytes_, password_.text());
       if (result.status == Pkcs12Status::kFine) return keep(result);
       if (result.status == Pkcs12Status::kTooSlow)
-        throw ImportError(
+        throw std::runtime_error(
             "asks for more than 10,000,000 rounds for each try of its password; ask for it once more");
       if (result.status != Pkcs12Status::kWrongPassword)
-        throw ImportError("is no PKCS #12 file (.p12, .pfx), or is damaged (" + result.detail + ")");
+        throw std::runtime_error("is no PKCS #12 file (.p12, .pfx), or is damaged (" + result.detail + ")");
       if (!options_.passwordFile.empty() || attempt == kAttempts)
-        throw ImportError("the password is wrong; letter case counts, and so does the keyboard's layout");
+        throw std::runtime_error(
+            "the password is wrong; letter case counts, and so does the keyboard's layout");
       if (attempt > 0) std::cerr << "That is not the password of the file.\n";
       if (!askForPassword("Password of " + printable(options_.file), password_))
-        throw ImportError("it has a password, and none was given; try --password-file");
+        throw std::runtime_error("it has a password, and none was given; try --password-file");
     }
   }
 
@@ -127,11 +213,12 @@ class Import {
         std::cout << "It is in " << printable(folder_.string()) << " already; nothing was changed.\n";
         return kExitFine;
       case Pkcs12Status::kStoreLocked:
-        throw ImportError("the key store " + folder_.string() +
-                          " has a password, and the right one was not given; try --store-password-file");
+        throw std::runtime_error(
+            "the key store " + folder_.string() +
+            " has a password, and the right one was not given; try --store-password-file");
       default:
-        throw ImportError("the key store " + folder_.string() + " does not take it (" + result.detail +
-                          "); see whether you may write there, and close other programs that use it");
+        throw std::runtime_error("the key store " + folder_.string() + " does not take it (" + result.detail +
+                                 "); see whether you may write there, and close other programs that use it");
     }
   }
 
@@ -145,9 +232,9 @@ class Import {
       };
       const auto report = std::find_if(found.begin(), found.end(), isSame);
       if (report == found.end())
-        throw ImportError("was imported, but the search does not find " + identity.certificate.name +
-                          "; \"vornctl doctor\" may tell why");
-      if (report->locked && identity.faults.empty())
+        throw std::runtime_error("was imported, but the search does not find " + identity.certificate.name +
+                                 "; \"vornctl doctor\" may tell why");
+      if (report->key.locked && identity.faults.empty())
         std::cout << "You will be asked for the password of this key store when you sign.\n";
     }
     return kExitFine;
@@ -170,6 +257,11 @@ int run(const ImportOptions& options) try {
 }
 
 }  // namespace
+
+bool askForStorePassword(const std::filesystem::path& folder, bool retry, prompt::Secret& password) {
+  if (retry) std::cerr << "That is not the password of the key store.\n";
+  return askForPassword("Password of the key store " + printable(folder.string()), password);
+}
 
 Command importCommand() {
   const auto options = std::make_shared<ImportOptions>();

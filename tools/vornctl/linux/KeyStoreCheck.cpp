@@ -8,7 +8,7 @@
 #include "linux/frameworks/Security/KeyStoreReport.h"
 #include "linux/prompt/PromptProgram.h"
 #include "vornctl/base/Terminal.h"
-#include "vornctl/doctor/Checks.h"
+#include "vornctl/doctor/Doctor.h"
 #include "vornctl/identities/Identities.h"
 
 namespace vorn::vornctl {
@@ -90,7 +90,7 @@ class KeyStoreDiagnosis {
 
   void praise(std::size_t total) {
     const auto asking = std::count_if(usable_.begin(), usable_.end(),
-                                      [](const IdentityReport& identity) { return identity.locked; });
+                                      [](const IdentityReport& identity) { return identity.key.locked; });
     add(Severity::kFine, code::kIdentities,
         std::to_string(usable_.size()) + " of " + std::to_string(total) + " identities can sign" +
             (asking > 0 ? ", " + std::to_string(asking) + " of them with a PIN or password" : "") +
@@ -116,16 +116,14 @@ class KeyStoreDiagnosis {
     }
     const bool hasLockedProfile =
         std::any_of(usable_.begin(), usable_.end(), [](const IdentityReport& identity) {
-          return identity.locked && identity.token.starts_with("Firefox: ");
+          return identity.key.locked && identity.key.token.starts_with("Firefox: ");
         });
     if (hasLockedProfile)
       add(Severity::kNote, code::kFirefoxPassword,
           "Firefox protects a key with its primary password; new releases do so in a form that the system's "
-          "NSS "
-          "cannot open, and takes the right password for a wrong one",
+          "NSS cannot open, and takes the right password for a wrong one",
           "should the right one be refused: take the primary password away in Firefox's settings, or save "
-          "the "
-          "certificate there as a .p12 file and bring it in with vornctl import");
+          "the certificate there as a .p12 file and bring it in with vornctl import");
     if (asking > 0) checkPrompt(static_cast<std::size_t>(asking) == usable_.size());
   }
 
@@ -169,8 +167,7 @@ class KeyStoreDiagnosis {
             "the token \"" + place.name +
                 "\" shows no certificate until its PIN is given, and the search asks for none",
             "have its certificate stored as a public object, as most cards have it, or import the "
-            "certificate alone "
-            "into a key store: certutil -A -n NAME -t ,, -i FILE -d sql:" +
+            "certificate alone into a key store: certutil -A -n NAME -t ,, -i FILE -d sql:" +
                 keys::sharedDatabaseFolders().front().string(),
             {place.store});
       } else {
@@ -269,8 +266,8 @@ class KeyStoreDiagnosis {
       add(graded(), code::kModuleHangs,
           "the library of a token, " + library + ", is waited for in vain: " + fault.reason,
           "take the card out and put it in again, see that the reader is connected and no other program "
-          "keeps "
-          "the card for itself, have its service start anew (sudo systemctl restart pcscd), and try again",
+          "keeps the card for itself, have its service start anew (sudo systemctl restart pcscd), and try "
+          "again",
           {fault.registration.string()});
     else
       add(severity, code::kModuleBroken,

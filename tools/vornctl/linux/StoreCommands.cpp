@@ -83,24 +83,24 @@ int runRemove(const RemoveOptions& options) {
   const IdentityReport& identity = found.front();
   const auto databases = keys::keyDatabases();
   const auto database = std::find_if(databases.begin(), databases.end(), [&](const keys::KeyDatabase& one) {
-    return one.folder == identity.store && !one.isFirefox;
+    return one.folder == identity.key.store && !one.isFirefox;
   });
   if (database == databases.end())
     return fail(kExitProblems,
-                "it is in " + identity.store +
+                "it is in " + identity.key.store +
                     ", which is left alone: a card's keys are the business of the card's own software, and "
                     "those of a Firefox profile of Firefox");
   const auto bytes = fromBase64(identity.encoded);
   if (!bytes) throw KeyStoreError("the certificate cannot be read");
   const std::string der(bytes->view());
   std::cout << "This removes the certificate of " << printable(described(der))
-            << ",\nwith its private key, from " << printable(identity.store)
+            << ",\nwith its private key, from " << printable(identity.key.store)
             << ". Without a copy, a .p12 file for\ninstance, nobody can ever sign by it again.\n";
   if (!isAgreed(options.isAgreed, "Remove it?")) return giveUp();
   const int status = change(keys::Change::kRemoveWithKey, der, database->folder);
   for (const IdentityReport& left : examineIdentities({}))
     if (status == kExitFine && left.encoded == identity.encoded)
-      std::cout << "It is also in " << printable(left.token) << " (" << printable(left.store)
+      std::cout << "It is also in " << printable(left.key.token) << " (" << printable(left.key.store)
                 << "), which is left alone: documents can still be signed by it.\n";
   return status;
 }

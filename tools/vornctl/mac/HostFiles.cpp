@@ -1,7 +1,7 @@
 #include <system_error>
 
 #include "shared/base/Platform.h"
-#include "vornctl/doctor/Checks.h"
+#include "vornctl/doctor/Doctor.h"
 #include "vornctl/doctor/Host.h"
 
 namespace vorn::vornctl {

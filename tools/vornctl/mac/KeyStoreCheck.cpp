@@ -1,4 +1,4 @@
-#include "vornctl/doctor/Checks.h"
+#include "vornctl/doctor/Doctor.h"
 
 #include <algorithm>
 #include <utility>
