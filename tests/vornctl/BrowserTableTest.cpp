@@ -4,51 +4,67 @@
 #include <pwd.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <fstream>
 #include <regex>
+#include <set>
 
 #include "e2e/Home.h"
-#include "vornctl/browsers/BrowserPolicies.h"
-#include "vornctl/browsers/ExtensionIds.h"
+#include "vornctl/browsers/BrowserFamily.h"
+#include "vornctl/browsers/HostManifest.h"
 
 namespace vorn::vornctl {
 namespace {
 
-std::string textOf(Family family) {
-  return family == Family::kFirefox ? "firefox" : "chromium";
-}
-
-/** The whole table: a line for every browser, and one below it for each place. */
-std::string allBrowsers() {
-  std::string text;
-  const auto add = [&text](const char* column, const auto& paths) {
-    for (const std::string_view path : paths)
-      if (!path.empty()) text += std::string("  ") + column + " " + std::string(path) + "\n";
-  };
+/** What the rest relies on in each row; browserNames() asks the one of Linux alone. */
+TEST(BrowserTable, RowsAreWellFormed) {
   for (const System system : {System::kLinux, System::kMacOS}) {
+    std::vector<std::string> names;
+    std::set<std::string_view> titles;
     for (const Browser& browser : browsersOf(system)) {
-      text += std::string(system == System::kLinux ? "linux " : "macos ") + textOf(browser.family) + " " +
-              std::string(browser.name) + ": " + std::string(browser.title) + "\n";
-      add("profile", browser.profiles);
-      add("program", browser.programs);
-      add("user   ", browser.userFolders);
-      add("system ", browser.systemFolders);
-      add("policies", browser.policies);
+      if (names.empty() || names.back() != browser.name) names.emplace_back(browser.name);
+      EXPECT_TRUE(titles.insert(browser.title).second) << browser.title;
+      EXPECT_TRUE(browser.profiles.front().starts_with("~/")) << browser.title;
+      const auto expectPaths = [&](const auto& paths, const char* starts) {
+        for (const std::string_view path : paths)
+          EXPECT_TRUE(path.empty() || (path.find_first_of(starts) == 0 && !path.ends_with('/'))) << path;
+      };
+      expectPaths(browser.profiles, "~");
+      expectPaths(browser.userFolders, "~");
+      expectPaths(browser.programs, "/");
+      expectPaths(browser.systemFolders, "/");
+      expectPaths(browser.policies, "/");
     }
+    EXPECT_EQ(names, browserNames());
+    EXPECT_EQ(std::set<std::string>(names.begin(), names.end()).size(), names.size()) << "rows stand apart";
   }
-  for (const SandboxedBrowser& browser : sandboxedBrowsers()) {
-    text += "sandbox " + std::string(browser.title) + (browser.reachesHost ? ", portal: " : ": ") +
-            std::string(browser.folder) + "\n";
-  }
-  return text;
 }
 
-TEST(BrowserTable, IsThatOfTheGoldenFile) {
-  EXPECT_EQ(allBrowsers(), e2e::readFile(VORN_GOLDEN "/browsers.txt"));
-  const std::vector<std::string> names = {"chrome",  "chromium", "edge",   "brave",
-                                          "vivaldi", "opera",    "firefox"};
-  EXPECT_EQ(browserNames(), names);
+TEST(BrowserTable, SomeReadTheFoldersOfOthers) {
+  const struct {
+    System system;
+    Scope scope;
+    std::string_view title;
+    std::vector<std::filesystem::path> folders;
+  } rows[] = {
+      {System::kLinux, Scope::kUser, "Edge Dev", {"/h/.config/microsoft-edge-dev/NativeMessagingHosts"}},
+      {System::kLinux, Scope::kUser, "Opera", {"/h/.config/google-chrome/NativeMessagingHosts"}},
+      {System::kLinux, Scope::kUser, "Firefox", {"/h/.mozilla/native-messaging-hosts"}},
+      {System::kLinux, Scope::kSystem, "Brave", {"/etc/opt/chrome/native-messaging-hosts"}},
+      {System::kMacOS,
+       Scope::kUser,
+       "Brave",
+       {"/h/Library/Application Support/Google/Chrome/NativeMessagingHosts",
+        "/h/Library/Application Support/BraveSoftware/Brave-Browser/NativeMessagingHosts"}},
+      {System::kMacOS, Scope::kSystem, "Opera", {"/Library/Google/Chrome/NativeMessagingHosts"}}};
+  for (const auto& row : rows) {
+    const auto browsers = browsersOf(row.system);
+    const auto browser = std::find_if(browsers.begin(), browsers.end(),
+                                      [&row](const Browser& one) { return one.title == row.title; });
+    ASSERT_NE(browser, browsers.end());
+    EXPECT_EQ(Places(row.system, "/h", "/h/.config", "/").manifestFolders(*browser, row.scope), row.folders);
+  }
 }
 
 /** Every place of the user hangs from it. */
@@ -152,8 +168,9 @@ TEST(DoctorPolicies, AreWeighedAsTheBrowserWeighsThem) {
     const auto browser = std::find_if(browsers.begin(), browsers.end(), [&row](const Browser& one) {
       return row.file.find(one.name) != std::string::npos;
     });
-    const BrowserPolicies policies(Places(System::kLinux, "/none", "/none", home.path()), *browser);
-    const auto source = policies.forbiddingExtension(id);
+    const Places places(System::kLinux, "/none", "/none", home.path());
+    const auto policies = rulesOf(browser->family).readPolicies(places.resolve(browser->policies));
+    const auto source = policies->forbiddingExtension(id);
     EXPECT_EQ(source ? source->policy : "", row.forbidding) << row.text;
   }
 }

@@ -248,6 +248,7 @@ TEST(CommandLine, ManualAndCompletionNameEveryOption) {
       "fox.xml; ";
   const std::pair<const char*, const char*> rows[] = {{"reg", "register\n"},
                                                       {"sign fo", "fox.xml\n"},
+                                                      {"sign -f fo", "fox.xml\n"},
                                                       {"sign --algorithm RSA_SHA2", "RSA_SHA256\n"},
                                                       {"verify --no-c", "--no-chain\n"},
                                                       {"confirm o", "on off\n"},

@@ -8,7 +8,7 @@
 
 #include "e2e/Token.h"
 #include "vornctl/Program.h"
-#include "vornctl/doctor/Checks.h"
+#include "vornctl/doctor/Doctor.h"
 
 namespace vorn::vornctl {
 namespace {

@@ -50,6 +50,12 @@ std::size_t widthOf(std::string_view text) {
       text.begin(), text.end(), [](char byte) { return (static_cast<unsigned char>(byte) & 0xC0) != 0x80; }));
 }
 
+std::string listed(const std::vector<std::string>& texts) {
+  std::string list;
+  for (const std::string& text : texts) list += (list.empty() ? "" : ", ") + text;
+  return list.empty() ? "-" : list;
+}
+
 std::string printable(std::string_view text) {
   return vorn::harmlessText(text);
 }

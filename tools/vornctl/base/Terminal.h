@@ -32,6 +32,9 @@ class Table {
 /** The columns that UTF-8 text takes, as far as counting its characters tells. */
 std::size_t widthOf(std::string_view text);
 
+/** The texts with commas between them; a dash when there are none. */
+std::string listed(const std::vector<std::string>& texts);
+
 /** A text from outside, safe to show in a line of its own: see harmlessText. */
 std::string printable(std::string_view text);
 

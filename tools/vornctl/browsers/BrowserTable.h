@@ -15,6 +15,9 @@ enum class Scope { kUser, kSystem };
 /** The browser's ancestor, which decides on the form of the manifest and the rules of the search. */
 enum class Family { kChromium, kFirefox };
 
+/** The folder for manifests in a profile of Chromium's family. */
+inline constexpr const char* kFolderOfChromium = "NativeMessagingHosts";
+
 /** The system that this program was built for. */
 System buildSystem();
 
@@ -23,15 +26,14 @@ System buildSystem();
  * folder that XDG_CONFIG_HOME names. Empty places are unused.
  */
 struct Browser {
-  System system;
   Family family;
   std::string_view name;                    /**< as people select it; the channels of one browser share it */
   std::string_view title;                   /**< as people read it */
   std::array<std::string_view, 3> profiles; /**< one of them exists once the browser has run */
   std::array<std::string_view, 3> programs; /**< one of them exists where the browser is installed */
   /**
-   * In the order of the search. The first is always written, the second
-   * where the folder that holds it exists.
+   * In the order of the search. The first is always written, the second where the folder that holds it
+   * exists. None of a user's: kFolderOfChromium in the profile.
    */
   std::array<std::string_view, 2> userFolders;
   std::array<std::string_view, 2> systemFolders;
@@ -51,8 +53,7 @@ std::vector<std::string> browserNames();
 struct SandboxedBrowser {
   std::string_view title;
   std::string_view folder;
-  bool reachesHost;        /**< whether the usual manifest of the browser works */
-  std::string_view remedy; /**< sentences; {host} stands for the host's name */
+  bool reachesHost = false; /**< whether the usual manifest of the browser works */
 };
 
 std::span<const SandboxedBrowser> sandboxedBrowsers();
@@ -75,7 +76,6 @@ class Places {
   /** The folders that the table's paths name, without those that are not used. */
   std::vector<std::filesystem::path> resolve(std::span<const std::string_view> tablePaths) const;
   std::vector<std::filesystem::path> manifestFolders(const Browser& browser, Scope scope) const;
-  std::vector<std::filesystem::path> policyFolders(const Browser& browser) const;
   /** Whether the user has run the browser or it is installed. */
   bool has(const Browser& browser) const;
   /**

@@ -9,7 +9,6 @@
 
 #include "vornctl/base/AtomicFile.h"
 #include "vornctl/base/InputFile.h"
-#include "vornctl/browsers/HostManifest.h"
 
 namespace vorn::vornctl {
 namespace {
@@ -27,21 +26,16 @@ bool isThere(const fs::path& path) {
   return fs::exists(fs::symlink_status(path, unreadable));
 }
 
-std::string reasonOf(const std::system_error& error, Scope scope) {
-  const bool isRefused =
-      error.code() == std::errc::permission_denied || error.code() == std::errc::operation_not_permitted;
-  return error.code().message() +
-         (isRefused && scope == Scope::kSystem && geteuid() != 0 ? "; use sudo" : "");
-}
-
-/** Runs a step that changes files; a failure of the system becomes the outcome. */
+/** Runs a step that changes files; a failure of the system is the change then. */
 template <typename Step>
-Outcome attempt(const Browser& browser, const fs::path& file, Scope scope, Step step) {
-  try {
-    return {std::string(browser.title), step(), file, ""};
-  } catch (const std::system_error& e) {
-    return {std::string(browser.title), Action::kFailed, file, reasonOf(e, scope)};
-  }
+ManifestChange attempt(const Browser& browser, const fs::path& file, Scope scope, Step step) try {
+  return {std::string(browser.title), step(), file, ""};
+} catch (const std::system_error& e) {
+  const bool isRefused =
+      e.code() == std::errc::permission_denied || e.code() == std::errc::operation_not_permitted;
+  const bool needsRoot = isRefused && scope == Scope::kSystem && geteuid() != 0;
+  return {std::string(browser.title), Action::kFailed, file,
+          e.code().message() + (needsRoot ? "; use sudo" : "")};
 }
 
 /** A file for every user's browser must not depend on the umask of whoever writes it. */
@@ -68,28 +62,22 @@ Action writeManifest(const fs::path& file, const std::string& text, const Regist
   return Action::kWritten;
 }
 
-std::string missingReason(const Places& places, const Browser& browser) {
-  return "not found: no " + places.resolve(browser.profiles.front()).string() +
-         ", and not installed; --all writes it anyway";
-}
-
 constexpr const char* kNoExtension =
     "no extension for it was given with --extension-id, registered before or configured";
 
 /** One with a folder of its own, as developers and test drivers start it. */
-constexpr Browser kOwnChromium{System::kLinux, Family::kChromium, "chromium", "Chromium", {}, {}, {}, {}, {}};
+constexpr Browser kOwnChromium{Family::kChromium, "chromium", "Chromium", {}, {}, {}, {}, {}};
 
 fs::path manifestIn(const std::string& dataFolder) {
-  return fs::absolute(dataFolder) / "NativeMessagingHosts" / kManifestFile;
+  return fs::absolute(dataFolder) / kFolderOfChromium / kManifestFile;
 }
 
 /** The browser's folders in which a manifest is written. */
 std::vector<fs::path> foldersToWrite(const Places& places, const Browser& browser, Scope scope) {
-  const std::vector<fs::path> all = places.manifestFolders(browser, scope);
-  std::vector<fs::path> folders;
-  std::copy_if(all.begin(), all.end(), std::back_inserter(folders), [&](const fs::path& folder) {
-    return folder == all.front() || isThere(folder.parent_path());
-  });
+  std::vector<fs::path> folders = places.manifestFolders(browser, scope);
+  const fs::path first = folders.front();
+  std::erase_if(folders,
+                [&](const fs::path& folder) { return folder != first && !isThere(folder.parent_path()); });
   return folders;
 }
 
@@ -126,109 +114,85 @@ std::vector<std::string> idsOfOthers(const Places& places, Family family, Scope 
 }  // namespace
 
 std::string wordFor(Action action, bool dryRun) {
-  switch (action) {
-    case Action::kWritten:
-      return dryRun ? "would write" : "written";
-    case Action::kUnchanged:
-      return "unchanged";
-    case Action::kRemoved:
-      return dryRun ? "would remove" : "removed";
-    case Action::kKept:
-      return "kept";
-    case Action::kSkipped:
-      return "skipped";
-    case Action::kFailed:
-      return "failed";
-  }
-  return "";
+  static constexpr const char* kWords[] = {"written", "unchanged", "removed", "kept",
+                                           "skipped", "missing",   "failed"};
+  static constexpr const char* kDryWords[] = {"would write", "unchanged", "would remove", "kept",
+                                              "skipped",     "missing",   "failed"};
+  return (dryRun ? kDryWords : kWords)[static_cast<std::size_t>(action)];
 }
 
-std::vector<Outcome> registerHost(const Places& places, const RegistrationRequest& request,
-                                  const fs::path& host, const RegisteredIds& given) {
-  std::vector<Outcome> outcomes;
-  const auto skip = [&outcomes](const Browser& browser, const std::string& reason) {
-    outcomes.push_back({std::string(browser.title), Action::kSkipped, {}, reason});
-  };
+std::vector<ManifestChange> registerHost(const Places& places, const RegistrationRequest& request,
+                                         const fs::path& host, const RegisteredIds& given) {
+  std::vector<ManifestChange> changes;
   const auto idsFor = [&](const fs::path& file, Family family) {
     const auto present = given.replace ? std::nullopt : readManifest(file, family);
     if (present && !present->ids.empty()) return present->ids;
     if (given.replace || !given.ids.of(family).empty()) return given.ids.of(family);
     return idsOfOthers(places, family, request.scope);
   };
+  const auto write = [&](const Browser& browser, const fs::path& file) {
+    const std::vector<std::string> ids = idsFor(file, browser.family);
+    if (ids.empty()) {
+      changes.push_back({std::string(browser.title), Action::kSkipped, {}, kNoExtension});
+      return false;
+    }
+    changes.push_back(attempt(browser, file, request.scope, [&] {
+      return writeManifest(file, manifestText(browser.family, host, ids), request);
+    }));
+    changes.back().ids = ids;
+    return true;
+  };
   if (!request.dataFolder.empty()) {
-    const fs::path file = manifestIn(request.dataFolder);
-    const std::vector<std::string> ids = idsFor(file, kOwnChromium.family);
-    if (ids.empty()) return {{kOwnChromium.title.data(), Action::kSkipped, {}, kNoExtension}};
-    Outcome outcome = attempt(kOwnChromium, file, Scope::kUser, [&] {
-      return writeManifest(file, manifestText(kOwnChromium.family, host, ids), request);
-    });
-    outcome.ids = ids;
-    return {outcome};
+    write(kOwnChromium, manifestIn(request.dataFolder));
+    return changes;
   }
   const bool everywhere = request.evenIfMissing || request.scope == Scope::kSystem;
   for (const Browser& browser : browsersOf(places.system())) {
     if (!isRequested(browser, request)) continue;
     if (!everywhere && !places.has(browser)) {
-      if (browser.isChannel()) continue;
-      skip(browser, missingReason(places, browser));
-      outcomes.back().isMissing = true;
+      if (!browser.isChannel()) changes.push_back({std::string(browser.title), Action::kMissing, {}, ""});
       continue;
     }
-    for (const fs::path& folder : foldersToWrite(places, browser, request.scope)) {
-      const fs::path file = folder / kManifestFile;
-      const std::vector<std::string> ids = idsFor(file, browser.family);
-      if (ids.empty()) {
-        skip(browser, kNoExtension);
-        break;
-      }
-      outcomes.push_back(attempt(browser, file, request.scope, [&] {
-        return writeManifest(file, manifestText(browser.family, host, ids), request);
-      }));
-      outcomes.back().ids = ids;
-    }
+    for (const fs::path& folder : foldersToWrite(places, browser, request.scope))
+      if (!write(browser, folder / kManifestFile)) break;
   }
-  return outcomes;
+  return changes;
 }
 
-std::vector<Outcome> unregisterHost(const Places& places, const RegistrationRequest& request) {
-  std::vector<Outcome> outcomes;
+std::vector<ManifestChange> unregisterHost(const Places& places, const RegistrationRequest& request) {
+  std::vector<ManifestChange> changes;
+  const auto remove = [&](const Browser& browser, const fs::path& file) {
+    changes.push_back(attempt(browser, file, request.scope, [&] {
+      if (request.dryRun) return Action::kRemoved;
+      fs::remove(file);
+      if (&browser != &kOwnChromium) removeEmptyFolders(places, file.parent_path());
+      return Action::kRemoved;
+    }));
+  };
   if (!request.dataFolder.empty()) {
     const fs::path file = manifestIn(request.dataFolder);
-    if (isThere(file))
-      outcomes.push_back(attempt(kOwnChromium, file, Scope::kUser, [&] {
-        if (!request.dryRun) fs::remove(file);
-        return Action::kRemoved;
-      }));
-    return outcomes;
+    if (isThere(file)) remove(kOwnChromium, file);
+    return changes;
   }
   std::set<fs::path> seen;
   for (const Browser& browser : browsersOf(places.system())) {
     if (!isRequested(browser, request)) continue;
+    const auto keep = [&](const fs::path& file, const std::string& reason) {
+      changes.push_back({std::string(browser.title), Action::kKept, file, reason});
+    };
     for (const fs::path& folder : places.manifestFolders(browser, request.scope)) {
       const fs::path file = folder / kManifestFile;
       if (!isThere(file) || !seen.insert(file).second) continue;
-      if (!request.onlyOfHost.empty()) {
-        const auto manifest = readManifest(file, browser.family);
-        if (!manifest || manifest->host != request.onlyOfHost) {
-          outcomes.push_back({std::string(browser.title), Action::kKept, file, "it is of another host"});
-          continue;
-        }
-      }
-      if (const Browser* reader = otherReader(places, request, file)) {
-        outcomes.push_back(
-            {std::string(browser.title), Action::kKept, file, std::string(reader->title) + " reads it too"});
-        continue;
-      }
-      outcomes.push_back(attempt(browser, file, request.scope, [&] {
-        if (!request.dryRun) {
-          fs::remove(file);
-          removeEmptyFolders(places, folder);
-        }
-        return Action::kRemoved;
-      }));
+      const auto manifest = request.onlyOfHost.empty() ? std::nullopt : readManifest(file, browser.family);
+      if (!request.onlyOfHost.empty() && (!manifest || manifest->host != request.onlyOfHost))
+        keep(file, "it is of another host");
+      else if (const Browser* reader = otherReader(places, request, file))
+        keep(file, std::string(reader->title) + " reads it too");
+      else
+        remove(browser, file);
     }
   }
-  return outcomes;
+  return changes;
 }
 
 }  // namespace vorn::vornctl

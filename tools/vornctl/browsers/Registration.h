@@ -4,24 +4,24 @@
 #include <string>
 #include <vector>
 
-#include "vornctl/browsers/BrowserTable.h"
-#include "vornctl/browsers/ExtensionIds.h"
+#include "vornctl/browsers/HostManifest.h"
 
 /** Writes and removes the manifests by which browsers find the host. */
 namespace vorn::vornctl {
 
-enum class Action { kWritten, kUnchanged, kRemoved, kKept, kSkipped, kFailed };
+/** kMissing: the browser was skipped, as it is not there. */
+enum class Action { kWritten, kUnchanged, kRemoved, kKept, kSkipped, kMissing, kFailed };
 
 /** The word for it: "written", or "would write" when nothing is really done. */
 std::string wordFor(Action action, bool dryRun);
 
-struct Outcome {
+/** What became of a browser's manifest. */
+struct ManifestChange {
   std::string browser;
   Action action;
   std::filesystem::path file;        /**< empty when no file is concerned */
   std::string reason;                /**< why it was skipped, kept or failed; else empty */
   std::vector<std::string> ids = {}; /**< that the manifest names now */
-  bool isMissing = false;            /**< skipped, as there is no such browser */
 };
 
 /** The extensions that are to start the host. */
@@ -43,16 +43,16 @@ struct RegistrationRequest {
 };
 
 /**
- * One outcome or more for every browser of the request; a failure with one does not keep it from the next.
+ * One change or more for every browser of the request; a failure with one does not keep it from the next.
  */
-std::vector<Outcome> registerHost(const Places& places, const RegistrationRequest& request,
-                                  const std::filesystem::path& host, const RegisteredIds& ids);
+std::vector<ManifestChange> registerHost(const Places& places, const RegistrationRequest& request,
+                                         const std::filesystem::path& host, const RegisteredIds& ids);
 
 /**
  * Removes the manifests, whether the browser is there or not, and the folders that are empty then. Only
- * browsers that had a manifest have an outcome. A file that browsers outside of the request read too is kept
+ * browsers that had a manifest have a change. A file that browsers outside of the request read too is kept
  * if one of those is there.
  */
-std::vector<Outcome> unregisterHost(const Places& places, const RegistrationRequest& request);
+std::vector<ManifestChange> unregisterHost(const Places& places, const RegistrationRequest& request);
 
 }  // namespace vorn::vornctl

@@ -1,170 +1,168 @@
-#include "vornctl/commands/Commands.h"
-
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <iostream>
 #include <map>
 #include <numeric>
+#include <sstream>
 
-#include "shared/base/SignatureAlgorithm.h"
 #include "shared/base/Version.h"
 #include "vornctl/base/Terminal.h"
-#include "vornctl/commands/HelpText.h"
-#include "vornctl/commands/SystemCommands.h"
-#include "vornctl/identities/CertificateDescription.h"
-#include "vornctl/identities/SignerChoice.h"
+#include "vornctl/commands/Commands.h"
 
 namespace vorn::vornctl {
 namespace {
+
+using Words = std::vector<std::string>;
 
 const std::map<std::string, System> kSystems = {{"linux", System::kLinux}, {"macos", System::kMacOS}};
 
 constexpr const char* kFooter =
     "Exit status: 0 fine, 1 a problem was found or something failed, 2 wrong usage.\n"
     "Every command has its own help, with examples: vornctl help COMMAND. The manual: man vornctl.";
-constexpr const char* kImages = "For packages and images";
 
-void addPlaces(CLI::App& command, RegisterOptions& options) {
-  CLI::Option* const browser = command
-                                   .add_option("-b,--browser", options.request.browsers,
-                                               "Only this browser (repeatable): chrome, chromium, ...")
-                                   ->check(CLI::IsMember(browserNames()).description(""))
-                                   ->type_name("NAME")
-                                   ->allow_extra_args(false);
-  CLI::Option* const system = command.add_flag_callback(
-      "--system", [&options] { options.request.scope = Scope::kSystem; },
-      "For all users of this computer instead of you");
-  command.add_flag("-n,--dry-run", options.request.dryRun, "Show what would be done, and do nothing");
-  command
-      .add_option("--user-data-dir", options.request.dataFolder,
-                  "Only the Chromium, or relative of it, that is started with this --user-data-dir")
-      ->check([](const std::string& folder) { return folder.empty() ? "no folder is named" : ""; })
-      ->type_name("FOLDER")
-      ->excludes(browser, system);
-  command.add_option("--root", options.root, "The folder that stands for /")
-      ->type_name("FOLDER")
-      ->group(kImages);
-  command.add_option("--target-system", options.system, "Use the folders of linux or macos")
-      ->transform(CLI::CheckedTransformer(kSystems).description(""))
-      ->type_name("SYSTEM")
-      ->group(kImages);
+/** Help in lines of a hundred characters at most, and in words of people who run the program. */
+class HelpText : public CLI::Formatter {
+ public:
+  HelpText() {
+    column_width(kIndent);
+    label("Positionals", "Arguments");
+    label("Subcommands", "Commands");
+    label("SUBCOMMAND", "COMMAND");
+  }
+
+  std::string make_option(const CLI::Option* option, bool isPositional) const override {
+    std::string name = make_option_name(option, isPositional);
+    if (isPositional)
+      name += option->get_expected_max() > 1 ? "..." : "";
+    else if (option->get_type_size() != 0)
+      name += " " + option->get_type_name();
+    return inColumns(name, option->get_description(), kIndent);
+  }
+
+  std::string make_option_usage(const CLI::Option* option) const override {
+    const std::string name = make_option_name(option, true) + (option->get_expected_max() > 1 ? "..." : "");
+    return option->get_required() ? name : "[" + name + "]";
+  }
+
+  std::string make_subcommand(const CLI::App* command) const override {
+    return inColumns(command->get_name(), command->get_description(), kIndent / 2);
+  }
+
+  /** As it was written. */
+  std::string make_footer(const CLI::App* app) const override {
+    return app->get_footer().empty() ? "" : "\n" + app->get_footer() + "\n";
+  }
+
+ private:
+  static constexpr std::size_t kIndent = 30;
+  static constexpr std::size_t kWidth = 100;
+
+  /** "  NAME      what it does", with the second column in as many lines as it needs. */
+  static std::string inColumns(const std::string& name, const std::string& text, std::size_t indent) {
+    std::string line = "  " + name;
+    std::string result;
+    const auto end = [&] {
+      result += line + "\n";
+      line.clear();
+    };
+    if (line.size() + 2 > indent) end();
+    line.resize(indent, ' ');
+    std::istringstream words(text);
+    for (std::string word; words >> word;) {
+      if (line.size() > indent && line.size() + 1 + word.size() > kWidth) {
+        end();
+        line.resize(indent, ' ');
+      }
+      line += (line.size() > indent ? " " : "") + word;
+    }
+    end();
+    return result;
+  }
+};
+
+CLI::Option* addValue(CLI::App& command, const Option& option) {
+  const auto add = [&](auto& value) { return command.add_option(option.names, value, option.text); };
+  if (auto* const flag = std::get_if<bool*>(&option.value))
+    return command.add_flag(option.names, **flag, option.text);
+  if (auto* const text = std::get_if<std::string*>(&option.value)) return add(**text);
+  if (auto* const texts = std::get_if<Words*>(&option.value))
+    return add(**texts)->allow_extra_args(*option.names != '-');
+  return add(*std::get<System*>(option.value))->transform(CLI::CheckedTransformer(kSystems).description(""));
 }
 
-void addRegistration(CLI::App& app, int& status) {
-  CLI::App* command = nullptr;
-  auto options =
-      addCommand(app, command, "register", "Make the host known to the browsers", runRegister, status,
-                 "vornctl register -e abcdefghijklmnopabcdefghijklmnop -e signing@example.com\n"
-                 "sudo vornctl register --system");
-  command
-      ->add_option(
-          "-e,--extension-id", options->extensionIds,
-          "An extension that may start the host (repeatable): 32 letters for Chromium and its relatives, "
-          "name@domain or {GUID} for Firefox")
-      ->type_name("ID")
-      ->allow_extra_args(false);
-  addPlaces(*command, *options);
-  command->add_option("--host", options->host, "The host's program file")->type_name("FILE");
-  command->add_flag("--all", options->request.evenIfMissing, "Also for browsers that are not found");
-
-  options = addCommand(app, command, "unregister", "Remove what register wrote", runUnregister, status,
-                       "vornctl unregister --browser firefox");
-  addPlaces(*command, *options);
-  command->add_option("--host", options->host, "Only manifests of this program file")->type_name("FILE");
+void addOption(CLI::App& command, const Option& option) {
+  CLI::Option* const added = addValue(command, option);
+  added->group(option.group)->required(option.isRequired);
+  if (*option.type != '\0') added->type_name(option.type);
+  if (!option.choices.empty() && !std::holds_alternative<System*>(option.value))
+    added->check(CLI::IsMember(option.choices).description(""));
+  if (option.adapt != nullptr) added->transform(CLI::Validator(option.adapt, ""));
+  for (const char* const other : option.excluded) added->excludes(command.get_option(other));
 }
 
-void addUser(CLI::App& command, User& user) {
-  constexpr const char* kGroup = "Whose certificate";
-  command.add_option("--name", user.name, "The name in the certificate (its subject's common name), exactly")
-      ->type_name("TEXT")
-      ->group(kGroup);
-  command.add_option("--email", user.email, "E-mail address in the certificate")
-      ->type_name("ADDRESS")
-      ->group(kGroup);
-  command.add_option("--abn", user.abn, "Australian Business Number in the certificate")
-      ->type_name("NUMBER")
-      ->group(kGroup);
-  command
-      .add_option(
-          "--aki", user.akis,
-          "Key identifier of the authority that issued it, in hexadecimal, colons or not (repeatable)")
-      ->transform(&plainKeyIdentifier, "")
-      ->type_name("HEX")
-      ->group(kGroup)
-      ->allow_extra_args(false);
+void addCommand(CLI::App& app, const Command& command, int& status) {
+  CLI::App& added = *app.add_subcommand(command.name, command.text);
+  std::string footer = std::string("Examples:\n") + command.examples;
+  for (const char* const start : {"\nvornctl", "\nsudo"})
+    for (std::size_t at = 0; (at = footer.find(start, at)) != std::string::npos;) footer.insert(at + 1, "  ");
+  added.footer(footer);
+  for (const Option& option : command.options) addOption(added, option);
+  added.callback([&command, &status] { status = command.run(); });
 }
 
-void addDiagnosis(CLI::App& app, int& status) {
-  CLI::App* command = nullptr;
-  const auto doctor =
-      addCommand(app, command, "doctor", "Look for what keeps pages from signing, and say what to do",
-                 runDoctor, status, "vornctl doctor -e abcdefghijklmnopabcdefghijklmnop");
-  command->add_flag("--json", doctor->json, "Answer in JSON");
-  command
-      ->add_option("-e,--extension-id", doctor->extensionIds,
-                   "An extension that is to start the host (repeatable)")
-      ->type_name("ID")
-      ->allow_extra_args(false);
-  command
-      ->add_option("--root", doctor->root,
-                   "Folder that stands for / where browsers and manifests are looked for")
-      ->type_name("FOLDER");
-
-  const auto identities = addCommand(
-      app, command, "identities", "List the identities of the key store, and why each would sign or not",
-      runIdentities, status, "vornctl identities --name \"Jane Citizen\" --email jane@example.com");
-  addUser(*command, identities->user);
-  command->add_flag("--json", identities->json, "Answer in JSON");
-  command->add_flag("--for-page", identities->forPage,
-                    "One line that a page takes: the details of the identity that would sign");
+/** The option in the form without an abbreviation; empty for an argument. */
+std::string longName(const Option& option) {
+  const std::string_view names = option.names;
+  return std::string(names.substr(std::min(names.find("--"), names.size())));
 }
 
-std::vector<std::string> algorithmNames() {
-  std::vector<std::string> names;
-  for (const NamedAlgorithm& known : kSignatureAlgorithms) names.emplace_back(known.name);
-  return names;
+bool isPath(const Option& option) {
+  const std::string_view word = *option.names == '-' ? option.type : option.names;
+  return word == "FILE" || word == "FOLDER" || word == "PATH" || word == "PROGRAM";
 }
 
-void addDocuments(CLI::App& app, int& status) {
-  CLI::App* command = nullptr;
-  const auto sign = addCommand(app, command, "sign", "Sign documents through the host", runSign, status,
-                               "vornctl sign agreement.xml\nvornctl sign -o signed/ *.xml");
-  command->add_option("FILE", sign->files, "The documents")->required();
-  addUser(*command, sign->user);
-  command->add_option("--serial", sign->serial, "Serial number of the certificate to sign with")
-      ->type_name("NUMBER");
-  command
-      ->add_option("--algorithm", sign->algorithm,
-                   listed(algorithmNames()) + "; " + sign->algorithm + " unless told otherwise")
-      ->check(CLI::IsMember(algorithmNames()).description(""))
-      ->type_name("NAME");
-  command
-      ->add_option("-o,--output", sign->output,
-                   "Where to write: a file, a folder (NAME.signed.xml), or - for standard output")
-      ->type_name("PATH");
-  command->add_flag("-f,--force", sign->overwrite,
-                    "Overwrite files that are there, and sign what is signed already once more");
-  command->add_option("--host", sign->host, "The host's program file")->type_name("PROGRAM");
-
-  const auto verify = addCommand(app, command, "verify", "Check both signatures of documents, and who signed",
-                                 runVerify, status,
-                                 "vornctl verify --trusted authority.pem agreement.signed.xml\n\n"
-                                 "Exit status: 0 all passed, 1 one failed, 3 nothing is wrong, but it is not "
-                                 "certain who signed.");
-  command->add_option("FILE", verify->files, "The documents")->required();
-  command
-      ->add_option("-t,--trusted", verify->trusted,
-                   "Certificates of authorities to trust, PEM or DER, beside those that the key store trusts "
-                   "(repeatable); of a folder, all")
-      ->type_name("PATH")
-      ->allow_extra_args(false);
-  command->add_flag("--no-chain", verify->noChain, "Check whether the parts are intact, and not who signed");
-  command
-      ->add_option("--time", verify->time,
-                   "When certificates have to be valid, in UTC: 2030-07-01 or 2030-07-01T12:00:00Z; now "
-                   "unless told otherwise")
-      ->type_name("TIME");
-  command->add_flag("--json", verify->json, "Answer in JSON");
+/**
+ * What may follow these words of a command line, one in a line with what it does behind a tab; FILES alone
+ * where a file is due, and nothing where nobody knows. For the shells' completions.
+ */
+std::string completionsOf(const std::vector<Command>& commands, const Words& words) {
+  std::string lines;
+  const auto add = [&lines](const std::string& word, const std::string& text) {
+    lines += word + "\t" + text + "\n";
+  };
+  const auto addHelp = [&add] { add("--help", "Print this help message and exit"); };
+  const auto addChoices = [&add](const Option& option) {
+    for (const std::string& choice : option.choices) add(choice, "");
+  };
+  if (words.empty() || words == Words{"help"})
+    for (const Command& one : commands) add(one.name, one.text);
+  if (words.empty()) {
+    add("help", "Show the help of a command");
+    addHelp();
+    add("--version", "Display program version information and exit");
+    return lines;
+  }
+  const auto command = std::find_if(commands.begin(), commands.end(),
+                                    [&](const Command& one) { return words.front() == one.name; });
+  if (command == commands.end()) return lines;
+  const auto& options = command->options;
+  const auto open = std::find_if(options.begin(), options.end(), [&](const Option& option) {
+    return words.back().starts_with('-') && !std::holds_alternative<bool*>(option.value) &&
+           ("," + std::string(option.names) + ",").find("," + words.back() + ",") != std::string::npos;
+  });
+  if (open != options.end()) {
+    addChoices(*open);
+    return isPath(*open) ? "FILES\n" : lines;
+  }
+  for (const Option& option : options) {
+    if (*option.names == '-') continue;
+    if (isPath(option)) lines += "FILES\n";
+    if (words.size() == 1) addChoices(option);
+  }
+  addHelp();
+  for (const Option& option : options)
+    if (*option.names == '-') add(longName(option), option.text);
+  return lines;
 }
 
 /** How many letters have to be added, taken away or changed to make one of the other. */
@@ -184,11 +182,10 @@ std::size_t distance(std::string_view one, std::string_view other) {
 
 /** Whether the first word is the name of a command, or none was given at all; if not, says what it may have
  * meant. */
-bool isCommandOf(const CLI::App& app, const std::string& first) {
+bool isCommand(const std::vector<Command>& commands, const std::string& first) {
   constexpr std::size_t kAlike = 2;
-  std::vector<std::string> words = {"help", "-h", "--help", "--version"};
-  for (const CLI::App* const command : app.get_subcommands([](const CLI::App*) { return true; }))
-    words.push_back(command->get_name());
+  Words words = {"help", "-h", "--help", "--version"};
+  for (const Command& command : commands) words.emplace_back(command.name);
   std::string meant;
   for (const std::string& word : words) {
     if (first == word) return true;
@@ -202,7 +199,43 @@ bool isCommandOf(const CLI::App& app, const std::string& first) {
 
 }  // namespace
 
+int fail(int status, const std::string& message) {
+  std::cerr << "vornctl: " << printable(message) << "\n";
+  return status;
+}
+
+jsonxx::Object objectOf(std::initializer_list<std::pair<const char*, jsonxx::Value>> members) {
+  jsonxx::Object object;
+  for (const auto& [key, value] : members) object.import(key, value);
+  return object;
+}
+
+jsonxx::Array arrayOf(const std::vector<std::string>& texts) {
+  return arrayOf(texts, [](const std::string& text) { return text; });
+}
+
 int runCommandLine(int count, char** arguments) {
+  std::vector<Command> commands = {registerCommand(), unregisterCommand(), doctorCommand(),
+                                   identitiesCommand()};
+  for (Command& command : systemCommands()) commands.push_back(std::move(command));
+  commands.push_back(signCommand());
+  commands.push_back(verifyCommand());
+  Words words(arguments + std::min(count, 1), arguments + count);
+  if (words.size() > 1 && words.front() == "complete-words") {
+    std::cout << completionsOf(commands, {words.begin() + 2, words.end()});
+    return kExitFine;
+  }
+  if (!isCommand(commands, words.empty() ? "" : words.front())) return kExitUsage;
+  if (!words.empty() && words.front() == "help") {
+    words.erase(words.begin());
+    if (!isCommand(commands, words.empty() ? "" : words.front())) return kExitUsage;
+    if (words.size() > 1) {
+      std::cerr << "vornctl: help takes the name of one command alone\nTry: vornctl help " << words.front()
+                << "\n";
+      return kExitUsage;
+    }
+    words.emplace_back("--help");
+  }
   CLI::App app("Registers the VORN signing host with browsers, looks for faults, signs and verifies.",
                "vornctl");
   app.set_version_flag("--version", std::string("vornctl ") + version::kFull);
@@ -215,26 +248,7 @@ int runCommandLine(int count, char** arguments) {
     return "vornctl: " + printable(error.what()) + "\nTry: " + command + " --help\n";
   });
   int status = kExitFine;
-  addRegistration(app, status);
-  addDiagnosis(app, status);
-  addSystemCommands(app, status);
-  addDocuments(app, status);
-  std::vector<std::string> words(arguments + std::min(count, 1), arguments + count);
-  if (words.size() > 1 && words.front() == "complete-words") {
-    std::cout << completionsOf(app, {words.begin() + 2, words.end()});
-    return kExitFine;
-  }
-  if (!isCommandOf(app, words.empty() ? "" : words.front())) return kExitUsage;
-  if (!words.empty() && words.front() == "help") {
-    words.erase(words.begin());
-    if (!isCommandOf(app, words.empty() ? "" : words.front())) return kExitUsage;
-    if (words.size() > 1) {
-      std::cerr << "vornctl: help takes the name of one command alone\nTry: vornctl help " << words.front()
-                << "\n";
-      return kExitUsage;
-    }
-    words.emplace_back("--help");
-  }
+  for (const Command& command : commands) addCommand(app, command, status);
   std::reverse(words.begin(), words.end());
   try {
     app.parse(std::move(words));

@@ -1,12 +1,14 @@
 #pragma once
 
+#include <functional>
 #include <string>
+#include <variant>
 #include <vector>
 
-#include "vornctl/browsers/Registration.h"
+#include "vornctl/browsers/BrowserTable.h"
 #include "vornctl/identities/Identities.h"
 
-/** The subcommands, called once the command line has been read. Each returns the exit status. */
+/** The subcommands: each source has one or two, with their options. */
 namespace vorn::vornctl {
 
 inline constexpr int kExitFine = 0;
@@ -14,77 +16,62 @@ inline constexpr int kExitProblems = 1;
 inline constexpr int kExitUsage = 2;
 inline constexpr int kExitIndeterminate = 3;
 
-struct RegisterOptions {
-  RegistrationRequest request = {};
-  std::vector<std::string> extensionIds = {};
-  std::string host = {}; /**< empty for the one that is installed with vornctl */
-  std::string root = "/";
-  System system = buildSystem();
+/** Says on standard error, made printable, why the program ends. Returns the status. */
+int fail(int status, const std::string& message);
+
+inline constexpr const char* kGeneral = "Options";
+
+/** An option, or an argument: that has a name in capital letters, and no type. */
+struct Option {
+  const char* names; /**< "-b,--browser" */
+  const char* type;  /**< the word in the help for its value; empty for none */
+  std::string text;
+  /** What is set. A list takes all that is given, each once with the option. */
+  std::variant<bool*, std::string*, std::vector<std::string>*, System*> value;
+  const char* group = kGeneral; /**< the heading in the help */
+  std::vector<std::string> choices = {};
+  /** Changes a value into the form that is set. Returns what is wrong with it, else an empty text. */
+  std::string (*adapt)(std::string& value) = nullptr;
+  std::vector<const char*> excluded = {}; /**< options before it */
+  bool isRequired = false;
 };
 
-struct DoctorOptions {
-  bool json = false;
-  std::vector<std::string> extensionIds = {};
-  std::string root = "/"; /**< as in RegisterOptions; the host is started where it really is */
+/** An argument that has to be given. */
+inline Option argument(const char* name, const char* text, decltype(Option::value) value) {
+  return {name, "", text, value, kGeneral, {}, nullptr, {}, true};
+}
+
+/** What is read from the command line lives as long as `run`. */
+struct Command {
+  const char* name;
+  const char* text;
+  const char* examples; /**< the first line, and each that begins with a program, is a command line */
+  std::vector<Option> options;
+  std::function<int()> run; /**< returns the exit status */
 };
 
-struct IdentitiesOptions {
-  User user = {};
-  bool json = false;
-  bool forPage = false; /**< one line, for a person to hand to a page */
-};
+Command registerCommand();
+Command unregisterCommand();
+Command doctorCommand();
+Command identitiesCommand();
+Command signCommand();
+Command verifyCommand();
+/** Those that only this system has. */
+std::vector<Command> systemCommands();
 
-struct ImportOptions {
-  std::string file = {};
-  std::string passwordFile = {};      /**< empty to ask at the terminal */
-  std::string storePasswordFile = {}; /**< of the key store, if that has one; empty to ask */
-};
+/** Appends the options for whose certificate it is about. */
+void addUserOptions(std::vector<Option>& options, User& user);
 
-struct ConfirmOptions {
-  std::string state = {}; /**< "on", "off", or empty to say which */
-  bool forAll = false;
-};
-
-struct RemoveOptions {
-  std::string serial = {};
-  bool isAgreed = false; /**< nobody is asked */
-};
-
-struct TrustOptions {
-  std::string file = {};
-  bool remove = false;
-  bool isAgreed = false;
-};
-
-struct SignOptions {
-  std::vector<std::string> files = {};
-  User user = {};          /**< what is left open is taken from the only identity that fits */
-  std::string serial = {}; /**< of the identity to sign with; empty for the only one that fits */
-  std::string algorithm = "RSA_SHA256";
-  std::string output = {}; /**< a file or, for several documents, a folder; "-" for standard output, empty for
-                              NAME.signed.xml */
-  std::string host = {};
-  bool overwrite = false;
-};
-
-struct VerifyOptions {
-  std::vector<std::string> files = {};
-  std::vector<std::string> trusted = {}; /**< files and folders of certificates, beside the key store */
-  std::string time = {};                 /**< as of which certificates have to be valid; empty for now */
-  bool noChain = false;
-  bool json = false;
-};
-
-int runRegister(const RegisterOptions& options);
-int runUnregister(const RegisterOptions& options);
-int runDoctor(const DoctorOptions& options);
-int runIdentities(const IdentitiesOptions& options);
-int runImport(const ImportOptions& options);
-int runConfirm(const ConfirmOptions& options);
-int runRemove(const RemoveOptions& options);
-int runTrust(const TrustOptions& options);
-int runSign(const SignOptions& options);
-int runVerify(const VerifyOptions& options);
+/** An object of these members. */
+jsonxx::Object objectOf(std::initializer_list<std::pair<const char*, jsonxx::Value>> members);
+jsonxx::Array arrayOf(const std::vector<std::string>& texts);
+/** Of what `toValue` makes of each. */
+template <typename Element, typename ToValue>
+jsonxx::Array arrayOf(const std::vector<Element>& elements, ToValue toValue) {
+  jsonxx::Array array;
+  for (const Element& element : elements) array << jsonxx::Value(toValue(element));
+  return array;
+}
 
 /** Reads the command line and runs the subcommand that it names. Returns the exit status. */
 int runCommandLine(int count, char** arguments);

@@ -1,9 +1,10 @@
 #include <algorithm>
 #include <functional>
 #include <iostream>
+#include <memory>
 #include <nlohmann/json.hpp>
+#include <optional>
 
-#include "shared/json/jsonxx.h"
 #include "shared/text/LetterCase.h"
 #include "vornctl/base/Terminal.h"
 #include "vornctl/commands/Commands.h"
@@ -11,41 +12,34 @@
 namespace vorn::vornctl {
 namespace {
 
-jsonxx::Array arrayOf(const std::vector<std::string>& texts) {
-  jsonxx::Array array;
-  for (const std::string& text : texts) array << jsonxx::Value(text);
-  return array;
-}
+struct IdentitiesOptions {
+  User user = {};
+  bool json = false;
+  bool forPage = false; /**< one line, for a person to hand to a page */
+};
 
-jsonxx::Array arrayOf(const std::vector<Fault>& reasons) {
-  jsonxx::Array array;
-  for (const Fault& reason : reasons) {
-    jsonxx::Object object("code", reason.code.text());
-    object.import("cause", reason.cause);
-    object.import("remedy", reason.remedy);
-    array << jsonxx::Value(std::move(object));
-  }
-  return array;
+jsonxx::Object jsonOf(const Fault& reason) {
+  return objectOf({{"code", reason.code.text()}, {"cause", reason.cause}, {"remedy", reason.remedy}});
 }
 
 jsonxx::Object jsonOf(const IdentityReport& report, const User& user) {
   const CertificateDescription& certificate = report.certificate;
-  jsonxx::Object object;
-  object.import("name", certificate.name);
-  object.import("emails", arrayOf(certificate.emails));
-  object.import("abns", arrayOf(certificate.abns));
-  object.import("akis", arrayOf(certificate.akis));
-  object.import("serial", certificate.serial);
-  object.import("issuer", certificate.issuer);
-  object.import("start", certificate.start);
-  object.import("not_yet_valid", certificate.notYetValid);
-  object.import("expiry", certificate.expiry);
-  object.import("expired", certificate.expired);
-  object.import("may_sign", certificate.maySign);
-  object.import("token", report.token);
-  object.import("store", report.store);
-  object.import("asks_for_pin", report.locked);
-  object.import("reasons", arrayOf(report.reasons));
+  const auto reasons = arrayOf(report.reasons, [](const Fault& reason) { return jsonOf(reason); });
+  jsonxx::Object object = objectOf({{"name", certificate.name},
+                                    {"emails", arrayOf(certificate.emails)},
+                                    {"abns", arrayOf(certificate.abns)},
+                                    {"akis", arrayOf(certificate.akis)},
+                                    {"serial", certificate.serial},
+                                    {"issuer", certificate.issuer},
+                                    {"start", certificate.start},
+                                    {"not_yet_valid", certificate.notYetValid},
+                                    {"expiry", certificate.expiry},
+                                    {"expired", certificate.expired},
+                                    {"may_sign", certificate.maySign},
+                                    {"token", report.key.token},
+                                    {"store", report.key.store},
+                                    {"asks_for_pin", report.key.locked},
+                                    {"reasons", reasons}});
   if (user.isComplete()) object.import("signs", report.signs());
   return object;
 }
@@ -78,8 +72,8 @@ void print(const IdentityReport& report, const User& user) {
                             : isSoon            ? " (" + inDays(days) + ": renew it in time)"
                                                 : ""),
       certificate.expired ? Colour::kBad : (isSoon ? Colour::kWarning : Colour::kPlain));
-  add("token", report.token + (report.locked ? " (asks for a PIN or password)" : ""));
-  add("store", report.store);
+  add("token", report.key.token + (report.key.locked ? " (asks for a PIN or password)" : ""));
+  add("store", report.key.store);
   std::cout << table.text();
   if (report.reasons.empty()) std::cout << "  " << coloured(Colour::kGood, verdict(user)) << "\n";
   for (const Fault& reason : report.reasons)
@@ -89,6 +83,15 @@ void print(const IdentityReport& report, const User& user) {
                                                 : "=> does not sign: " + printable(reason.cause))
               << "\n";
   std::cout << "\n";
+}
+
+/** The one of the user's name with the fewest reasons against it; null when none has the name. */
+const IdentityReport* nearestMiss(const std::vector<IdentityReport>& reports) {
+  const IdentityReport* nearest = nullptr;
+  for (const IdentityReport& report : reports)
+    if (report.named && (nearest == nullptr || report.reasons.size() < nearest->reasons.size()))
+      nearest = &report;
+  return nearest;
 }
 
 /** What a complete user should do when nobody signs. */
@@ -132,7 +135,7 @@ std::optional<User> completed(const User& known, const std::vector<IdentityRepor
     const auto fill = [](std::string& text, const std::vector<std::string>& own) {
       if (text.empty()) text = own.front();
       return std::any_of(own.begin(), own.end(), [&](const std::string& other) {
-        return vorn::asciiLowerCase(other) == vorn::asciiLowerCase(text);
+        return asciiLowerCase(other) == asciiLowerCase(text);
       });
     };
     if (!fill(user.name, {certificate.name}) || !fill(user.email, certificate.emails) ||
@@ -181,11 +184,8 @@ int printForPage(const std::optional<User>& user, std::vector<IdentityReport> re
   return kExitProblems;
 }
 
-}  // namespace
-
-int runIdentities(const IdentitiesOptions& given) {
-  IdentitiesOptions options = given;
-  options.user.abn = abnOfCertificates(given.user.abn);
+int run(IdentitiesOptions options) {
+  options.user.abn = abnOfCertificates(options.user.abn);
   std::vector<IdentityReport> reports = examineIdentities(options.user);
   const std::optional<User> known = completed(options.user, reports);
   if (options.forPage) return printForPage(known, std::move(reports));
@@ -194,9 +194,8 @@ int runIdentities(const IdentitiesOptions& given) {
     reports = examineIdentities(options.user);
   }
   if (options.json) {
-    jsonxx::Array array;
-    for (const IdentityReport& report : reports) array << jsonxx::Value(jsonOf(report, options.user));
-    std::cout << printableJson(jsonxx::Object("identities", std::move(array)).json()) << "\n";
+    const auto json = [&](const IdentityReport& report) { return jsonOf(report, options.user); };
+    std::cout << printableJson(jsonxx::Object("identities", arrayOf(reports, json)).json()) << "\n";
   } else {
     for (const IdentityReport& report : reports) print(report, options.user);
     if (reports.empty()) printEmpty();
@@ -206,6 +205,44 @@ int runIdentities(const IdentitiesOptions& given) {
     return options.user.isComplete() ? report.signs() : report.reasons.empty();
   });
   return found ? kExitFine : kExitProblems;
+}
+
+}  // namespace
+
+Command identitiesCommand() {
+  const auto options = std::make_shared<IdentitiesOptions>();
+  Command command = {"identities",
+                     "List the identities of the key store, and why each would sign or not",
+                     "vornctl identities --name \"Jane Citizen\" --email jane@example.com",
+                     {},
+                     [options] { return run(*options); }};
+  addUserOptions(command.options, options->user);
+  command.options.push_back({"--json", "", "Answer in JSON", &options->json});
+  command.options.push_back({"--for-page", "",
+                             "One line that a page takes: the details of the identity that would sign",
+                             &options->forPage});
+  return command;
+}
+
+void addUserOptions(std::vector<Option>& options, User& user) {
+  constexpr const char* kGroup = "Whose certificate";
+  const auto plain = [](std::string& aki) -> std::string {
+    aki = plainKeyIdentifier(aki);
+    return "";
+  };
+  options.insert(
+      options.end(),
+      {{"--name", "TEXT", "The name in the certificate (its subject's common name), exactly", &user.name,
+        kGroup},
+       {"--email", "ADDRESS", "E-mail address in the certificate", &user.email, kGroup},
+       {"--abn", "NUMBER", "Australian Business Number in the certificate", &user.abn, kGroup},
+       {"--aki",
+        "HEX",
+        "Key identifier of the authority that issued it, in hexadecimal, colons or not (repeatable)",
+        &user.akis,
+        kGroup,
+        {},
+        plain}});
 }
 
 }  // namespace vorn::vornctl

@@ -1,37 +1,94 @@
+#include <termios.h>
+#include <unistd.h>
+
 #include <algorithm>
+#include <csignal>
 #include <cstdint>
+#include <cstdlib>
 #include <iostream>
+#include <iterator>
 #include <map>
 #include <memory>
-#include <optional>
+#include <sstream>
 #include <system_error>
 #include <utility>
 #include <vector>
 
 #include "shared/base/Base64.h"
+#include "shared/base/SignatureAlgorithm.h"
 #include "shared/text/LetterCase.h"
 #include "vornctl/base/AtomicFile.h"
 #include "vornctl/base/InputFile.h"
 #include "vornctl/base/Terminal.h"
 #include "vornctl/commands/Commands.h"
 #include "vornctl/commands/ErrorWords.h"
-#include "vornctl/commands/PromptTerminal.h"
 #include "vornctl/doctor/Host.h"
-#include "vornctl/doctor/HostConversation.h"
-#include "vornctl/identities/CertificateDescription.h"
-#include "vornctl/identities/SignerChoice.h"
-#include "vornctl/verdict/DocumentWarnings.h"
+#include "vornctl/verdict/DocumentVerdict.h"
 
 namespace vorn::vornctl {
 namespace {
 
 namespace fs = std::filesystem;
 
+struct SignOptions {
+  std::vector<std::string> files = {};
+  User user = {};          /**< what is left open is taken from the only identity that fits */
+  std::string serial = {}; /**< of the identity to sign with; empty for the only one that fits */
+  std::string algorithm = "RSA_SHA256";
+  std::string output = {}; /**< a file or, for several documents, a folder; "-" for standard output, empty for
+                              NAME.signed.xml */
+  std::string host = {};
+  bool overwrite = false;
+};
+
+constexpr int kEndingSignals[] = {SIGINT, SIGTERM, SIGHUP};
+
+int terminal = -1;
+termios before{};
+
+void restoreTerminal() {
+  if (terminal >= 0) tcsetattr(terminal, TCSANOW, &before);
+}
+
+extern "C" void restoreAndEnd(int signal) {
+  restoreTerminal();
+  std::signal(signal, SIG_DFL);
+  std::raise(signal);
+}
+
+/**
+ * The terminal that vornctl runs in, if any, lent to a prompt for a PIN that the host may start: GPG_TTY
+ * names it to the programs that are started from here on. When the object goes, and when a signal ends the
+ * process, the terminal is as it was: a prompt that is killed leaves it without echo.
+ */
+class PromptTerminal {
+ public:
+  PromptTerminal() {
+    for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+      const char* const name = ttyname(descriptor);
+      if (name == nullptr || tcgetattr(descriptor, &before) != 0) continue;
+      setenv("GPG_TTY", name, 1);
+      terminal = descriptor;
+      for (const int signal : kEndingSignals)
+        if (std::signal(signal, &restoreAndEnd) == SIG_IGN) std::signal(signal, SIG_IGN);
+      return;
+    }
+  }
+  ~PromptTerminal() {
+    if (terminal < 0) return;
+    restoreTerminal();
+    terminal = -1;
+    for (const int signal : kEndingSignals) std::signal(signal, SIG_DFL);
+  }
+  PromptTerminal(const PromptTerminal&) = delete;
+  PromptTerminal& operator=(const PromptTerminal&) = delete;
+};
+
 /** A card may take its time, and so may its owner, who may mistype a PIN: the host has bounds of its own. */
 constexpr std::chrono::seconds kPatience{1800};
 
 std::string decoded(const std::string& text) {
-  const auto bytes = vorn::fromBase64(text);
+  const auto bytes = fromBase64(text);
   if (!bytes) throw HostError("the host's signed document is not base64");
   return std::string(bytes->view());
 }
@@ -152,23 +209,12 @@ class Batch {
   }
 
   jsonxx::Object requestFor(const std::vector<Job>& jobs) const {
-    jsonxx::Array akis;
-    for (const std::string& aki : options_.user.akis) akis << jsonxx::Value(aki);
-    jsonxx::Object user;
-    user.import("name", options_.user.name);
-    user.import("email", options_.user.email);
-    user.import("abn", options_.user.abn);
-    user.import("aki", std::move(akis));
-    jsonxx::Array documents;
-    for (const Job& job : jobs)
-      documents << jsonxx::Value(jsonxx::Object("data", vorn::toBase64(job.document)));
-    jsonxx::Object request;
-    request.import("type", "sign");
-    request.import("reasons", true);
-    request.import("signature_algorithm", options_.algorithm);
-    request.import("user_details", std::move(user));
-    request.import("xml_data", std::move(documents));
-    return request;
+    const auto documentOf = [](const Job& job) { return jsonxx::Object("data", toBase64(job.document)); };
+    return objectOf({{"type", "sign"},
+                     {"reasons", true},
+                     {"signature_algorithm", options_.algorithm},
+                     {"user_details", detailsOf(options_.user)},
+                     {"xml_data", arrayOf(jobs, documentOf)}});
   }
 
   void keep(Job& job, const std::string& signedDocument) {
@@ -232,10 +278,6 @@ class Batch {
                : 0;
   }
 
-  static std::string textIn(const jsonxx::Object& answer, const char* member) {
-    return answer.has<jsonxx::String>(member) ? answer.get<jsonxx::String>(member) : "";
-  }
-
   static const ErrorWords& wordsOf(const jsonxx::Object& answer) {
     return wordsFor(codeOf(answer), textIn(answer, "error_reason"));
   }
@@ -257,49 +299,70 @@ class Batch {
   bool signerNamed_ = false;
 };
 
-}  // namespace
-
-int runSign(const SignOptions& options) {
+int run(SignOptions options) {
   std::error_code unreadable;
-  if (options.files.size() > 1 && !options.output.empty() && !fs::is_directory(options.output, unreadable)) {
-    std::cerr << "vornctl: --output has to name a folder when there are several files\n";
-    return kExitUsage;
-  }
+  if (options.files.size() > 1 && !options.output.empty() && !fs::is_directory(options.output, unreadable))
+    return fail(kExitUsage, "--output has to name a folder when there are several files");
   std::map<fs::path, std::string> outputs;
   for (const std::string& file : options.files) {
     const fs::path output = outputFor(options, file).lexically_normal();
     const auto [other, isNew] = outputs.emplace(output, file);
-    if (isNew) continue;
-    std::cerr << "vornctl: " << printable(other->second) << " and " << printable(file)
-              << " would both become " << printable(output.string()) << "; nothing was signed\n";
-    return kExitUsage;
+    if (!isNew)
+      return fail(kExitUsage, other->second + " and " + file + " would both become " + output.string() +
+                                  "; nothing was signed");
   }
   // Before anybody is asked for whom to sign.
-  std::string missing;
+  std::vector<std::string> missing;
   const auto isMissing = [&](const std::string& file) {
-    if (file == "-" || fs::exists(file, unreadable) || unreadable) return false;
-    missing += "vornctl: " + printable(file) + ": there is no such file\n";
-    return true;
+    return file != kStandardOutput && !fs::exists(file, unreadable) && !unreadable;
   };
-  const auto count = std::count_if(options.files.begin(), options.files.end(), isMissing);
-  if (static_cast<std::size_t>(count) == options.files.size()) {
-    std::cerr << missing;
+  std::copy_if(options.files.begin(), options.files.end(), std::back_inserter(missing), isMissing);
+  const auto tellMissing = [&missing] {
+    for (const std::string& file : missing) fail(kExitProblems, file + ": there is no such file");
     return kExitProblems;
-  }
-  SignOptions chosen = options;
+  };
+  if (missing.size() == options.files.size()) return tellMissing();
   try {
-    chosen.user = chooseSigner(options.user, options.serial);
+    options.user = chooseSigner(options.user, options.serial);
   } catch (const ChoiceError& e) {
-    std::cerr << missing << "vornctl: ";
-    for (const char* line = e.what(); *line != '\0';) {
-      const std::string_view text = std::string_view(line).substr(0, std::string_view(line).find('\n'));
-      std::cerr << printable(text) << "\n";
-      line += text.size() + (line[text.size()] == '\n' ? 1 : 0);
-    }
+    tellMissing();
+    std::cerr << "vornctl: ";
+    std::istringstream lines(e.what());
+    for (std::string line; std::getline(lines, line);) std::cerr << printable(line) << "\n";
     return kExitProblems;
   }
-  const PromptTerminal terminal;
-  return Batch(chosen).run();
+  const PromptTerminal lent;
+  return Batch(options).run();
+}
+
+std::vector<std::string> algorithmNames() {
+  std::vector<std::string> names;
+  for (const NamedAlgorithm& known : kSignatureAlgorithms) names.emplace_back(known.name);
+  return names;
+}
+
+}  // namespace
+
+Command signCommand() {
+  const auto options = std::make_shared<SignOptions>();
+  Command command = {"sign",
+                     "Sign documents through the host",
+                     "vornctl sign agreement.xml\nvornctl sign -o signed/ *.xml",
+                     {argument("FILE", "The documents", &options->files)},
+                     [options] { return run(*options); }};
+  addUserOptions(command.options, options->user);
+  command.options.insert(
+      command.options.end(),
+      {{"--serial", "NUMBER", "Serial number of the certificate to sign with", &options->serial},
+       {"--algorithm", "NAME",
+        listed(algorithmNames()) + "; " + options->algorithm + " unless told otherwise", &options->algorithm,
+        kGeneral, algorithmNames()},
+       {"-o,--output", "PATH", "Where to write: a file, a folder (NAME.signed.xml), or - for standard output",
+        &options->output},
+       {"-f,--force", "", "Overwrite files that are there, and sign what is signed already once more",
+        &options->overwrite},
+       {"--host", "PROGRAM", "The host's program file", &options->host}});
+  return command;
 }
 
 }  // namespace vorn::vornctl

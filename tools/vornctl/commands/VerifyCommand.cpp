@@ -1,30 +1,28 @@
 #include <algorithm>
 #include <ctime>
 #include <iostream>
+#include <memory>
 #include <stdexcept>
 
-#include "mac/app/CFRef.h"
-#include "shared/json/jsonxx.h"
 #include "shared/xml/XmlLibraries.h"
 #include "vornctl/base/InputFile.h"
 #include "vornctl/base/Terminal.h"
 #include "vornctl/commands/Commands.h"
-#include "vornctl/identities/CertificateDescription.h"
 #include "vornctl/verdict/DocumentVerdict.h"
 
 namespace vorn::vornctl {
 namespace {
 
+struct VerifyOptions {
+  std::vector<std::string> files = {};
+  std::vector<std::string> trusted = {}; /**< files and folders of certificates, beside the key store */
+  std::string time = {};                 /**< as of which certificates have to be valid; empty for now */
+  bool noChain = false;
+  bool json = false;
+};
+
 // What the host's largest answer holds.
 constexpr std::size_t kLargestDocument = std::size_t{48} << 20;
-
-CertificateDescription describeDer(const std::string& der) {
-  const auto data = CFRef<CFDataRef>::adopt(CFDataCreate(
-      kCFAllocatorDefault, reinterpret_cast<const UInt8*>(der.data()), static_cast<CFIndex>(der.size())));
-  const auto certificate =
-      CFRef<SecCertificateRef>::adopt(SecCertificateCreateWithData(kCFAllocatorDefault, data.get()));
-  return certificate ? describe(certificate.get()) : CertificateDescription{};
-}
 
 /** "rsa-sha256" of the whole identifier. */
 std::string shortAlgorithm(const std::string& identifier) {
@@ -51,65 +49,59 @@ std::time_t timeOf(const std::string& text) {
   throw std::invalid_argument("--time " + text + ": write it as 2030-07-01 or 2030-07-01T12:00:00Z");
 }
 
-jsonxx::Array jsonOf(const std::vector<Remark>& remarks) {
-  jsonxx::Array array;
-  for (const Remark& remark : remarks) {
-    jsonxx::Object object("code", remark.code);
-    object.import("message", remark.message);
-    if (!remark.part.empty()) object.import("part", remark.part);
-    array << jsonxx::Value(std::move(object));
-  }
-  return array;
+/** How each indication is told. */
+constexpr struct Telling {
+  const char* name;
+  Colour colour;
+  int exitStatus;
+} kTellings[] = {{"passed", Colour::kGood, kExitFine},
+                 {"indeterminate", Colour::kWarning, kExitIndeterminate},
+                 {"failed", Colour::kBad, kExitProblems}};
+
+const Telling& tellingOf(Indication indication) {
+  return kTellings[static_cast<std::size_t>(indication)];
+}
+
+jsonxx::Object jsonOf(const Remark& remark) {
+  jsonxx::Object object = objectOf({{"code", remark.code}, {"message", remark.message}});
+  if (!remark.part.empty()) object.import("part", remark.part);
+  return object;
 }
 
 /** The name goes by another key unless it can be relied on, so that no program mistakes the one for the
  * other.
  */
-jsonxx::Object jsonOf(const std::string& certificate, bool isTrusted) {
-  const CertificateDescription description = describeDer(certificate);
-  jsonxx::Object object(isTrusted ? "name" : "claims_to_be", description.name);
-  object.import("issuer", description.issuer);
-  object.import("serial", description.serial);
-  object.import("expiry", description.expiry);
-  object.import("expired", description.expired);
-  return object;
+jsonxx::Object jsonOf(const std::string& der, bool isTrusted) {
+  const CertificateDescription certificate = describe(der).value_or(CertificateDescription());
+  return objectOf({{isTrusted ? "name" : "claims_to_be", certificate.name},
+                   {"issuer", certificate.issuer},
+                   {"serial", certificate.serial},
+                   {"expiry", certificate.expiry},
+                   {"expired", certificate.expired}});
+}
+
+jsonxx::Object jsonOf(const PartVerdict& part) {
+  return objectOf({{"element", part.elementName},
+                   {"intact", part.isIntact},
+                   {"algorithm", part.algorithm},
+                   {"path", part.path}});
 }
 
 jsonxx::Object jsonOf(const DocumentVerdict& verdict) {
-  jsonxx::Object object("verdict", std::string(nameOf(verdict.indication)));
-  object.import("reasons", jsonOf(verdict.reasons));
-  object.import("warnings", jsonOf(verdict.warnings));
-  object.import("trusted", verdict.isTrusted);
-  if (verdict.signer.empty())
-    object.import("signer", jsonxx::Null());
-  else
-    object.import("signer", jsonOf(verdict.signer, verdict.isTrusted));
-  jsonxx::Array chain, parts, uncovered;
-  for (const std::string& certificate : verdict.chain) chain << jsonxx::Value(jsonOf(certificate, true));
-  for (const PartVerdict& part : verdict.parts) {
-    jsonxx::Object each("element", part.elementName);
-    each.import("intact", part.isIntact);
-    each.import("algorithm", part.algorithm);
-    each.import("path", part.path);
-    parts << jsonxx::Value(std::move(each));
-  }
-  for (const std::string& place : verdict.uncovered.places) uncovered << place;
-  object.import("chain", std::move(chain));
-  object.import("parts", std::move(parts));
-  object.import("not_signed", std::move(uncovered));
-  object.import("more_not_signed", static_cast<jsonxx::Number>(verdict.uncovered.more));
-  return object;
-}
-
-Colour colourOf(Indication indication) {
-  switch (indication) {
-    case Indication::kPassed:
-      return Colour::kGood;
-    case Indication::kIndeterminate:
-      return Colour::kWarning;
-    default:
-      return Colour::kBad;
-  }
+  const auto ofRemark = [](const Remark& remark) { return jsonOf(remark); };
+  const auto ofPart = [](const PartVerdict& part) { return jsonOf(part); };
+  const auto ofTrusted = [](const std::string& der) { return jsonOf(der, true); };
+  const bool isKnown = !verdict.signer.empty();
+  return objectOf(
+      {{"verdict", tellingOf(verdict.indication).name},
+       {"reasons", arrayOf(verdict.reasons, ofRemark)},
+       {"warnings", arrayOf(verdict.warnings, ofRemark)},
+       {"trusted", verdict.isTrusted},
+       {"signer", isKnown ? jsonxx::Value(jsonOf(verdict.signer, verdict.isTrusted)) : jsonxx::Null()},
+       {"chain", arrayOf(verdict.chain, ofTrusted)},
+       {"parts", arrayOf(verdict.parts, ofPart)},
+       {"not_signed", arrayOf(verdict.uncovered.places)},
+       {"more_not_signed", verdict.uncovered.more}});
 }
 
 std::string linesOf(Colour colour, const char* what, const std::vector<Remark>& remarks) {
@@ -117,7 +109,7 @@ std::string linesOf(Colour colour, const char* what, const std::vector<Remark>& 
   for (const Remark& remark : remarks) {
     lines +=
         coloured(colour, std::string("  ") + what + ": " + (remark.part.empty() ? "" : remark.part + ": ") +
-                             printable(remark.message) + " (" + remark.code + ")") +
+                             printable(remark.message) + " (" + std::string(remark.code) + ")") +
         "\n";
   }
   return lines;
@@ -125,7 +117,7 @@ std::string linesOf(Colour colour, const char* what, const std::vector<Remark>& 
 
 std::string signerLine(const DocumentVerdict& verdict) {
   if (verdict.signer.empty()) return {};
-  const CertificateDescription signer = describeDer(verdict.signer);
+  const CertificateDescription signer = describe(verdict.signer).value_or(CertificateDescription());
   std::string line = verdict.isTrusted ? "  signed by " : "  not known who signed; claims to be ";
   line += (signer.name.empty() ? "somebody without a name" : printable(signer.name)) + ", certificate " +
           printable(signer.serial) + " of " + printable(signer.issuer) + ", valid until " + signer.expiry +
@@ -133,7 +125,8 @@ std::string signerLine(const DocumentVerdict& verdict) {
   if (verdict.chain.size() < 2) return line;
   line += "  vouched for by ";
   for (std::size_t i = 1; i < verdict.chain.size(); ++i)
-    line += (i > 1 ? ", and that by " : "") + printable(describeDer(verdict.chain[i]).name);
+    line += (i > 1 ? ", and that by " : "") +
+            printable(describe(verdict.chain[i]).value_or(CertificateDescription()).name);
   return line + "\n";
 }
 
@@ -142,7 +135,7 @@ bool isUnsigned(const DocumentVerdict& verdict) {
                                                 [](const PartVerdict& part) { return part.isSigned; });
 }
 
-std::string textOf(const DocumentVerdict& verdict) {
+std::string linesOf(const DocumentVerdict& verdict) {
   std::string text = signerLine(verdict);
   Table table;
   for (const PartVerdict& part : verdict.parts) {
@@ -155,7 +148,7 @@ std::string textOf(const DocumentVerdict& verdict) {
                {part.path.empty() ? "-" : part.path}});
   }
   text += table.text();
-  text += linesOf(colourOf(verdict.indication), nameOf(verdict.indication), verdict.reasons);
+  text += linesOf(tellingOf(verdict.indication).colour, tellingOf(verdict.indication).name, verdict.reasons);
   text += linesOf(Colour::kWarning, "warning", verdict.warnings);
   if (verdict.uncovered.places.empty()) return text;
   text += "  not signed:";
@@ -177,9 +170,8 @@ class Verification {
     startXmlLibraries();
     for (const std::string& file : options_.files) verify(file);
     if (options_.json) {
-      jsonxx::Object answer("verdict", std::string(nameOf(worst_)));
-      answer.import("time", utcText(rules_.time));
-      answer.import("files", std::move(results_));
+      const jsonxx::Object answer = objectOf(
+          {{"verdict", tellingOf(worst_).name}, {"time", utcText(rules_.time)}, {"files", results_}});
       std::cout << printableJson(answer.json()) << "\n";
     } else if (rules_.authorities) {
       std::cout << coloured(Colour::kFaint,
@@ -188,14 +180,7 @@ class Verification {
                                 "by itself: nothing says that the two belong together.")
                 << "\n";
     }
-    switch (worst_) {
-      case Indication::kPassed:
-        return kExitFine;
-      case Indication::kIndeterminate:
-        return kExitIndeterminate;
-      default:
-        return kExitProblems;
-    }
+    return tellingOf(worst_).exitStatus;
   }
 
  private:
@@ -216,10 +201,10 @@ class Verification {
       return;
     }
     std::cout << coloured(Colour::kStrong, printable(file)) << ": "
-              << coloured(colourOf(verdict.indication),
-                          isUnsigned(verdict) ? "not signed" : nameOf(verdict.indication))
+              << coloured(tellingOf(verdict.indication).colour,
+                          isUnsigned(verdict) ? "not signed" : tellingOf(verdict.indication).name)
               << "\n"
-              << textOf(verdict) << "\n";
+              << linesOf(verdict) << "\n";
   }
 
   void complain(const std::string& file, const std::string& message) {
@@ -234,13 +219,32 @@ class Verification {
   Indication worst_ = Indication::kPassed;
 };
 
-}  // namespace
-
-int runVerify(const VerifyOptions& options) try {
+int run(const VerifyOptions& options) try {
   return Verification(options).run();
 } catch (const std::invalid_argument& e) {
-  std::cerr << "vornctl: " << printable(e.what()) << "\n";
-  return kExitUsage;
+  return fail(kExitUsage, e.what());
+}
+
+}  // namespace
+
+Command verifyCommand() {
+  const auto options = std::make_shared<VerifyOptions>();
+  return {"verify",
+          "Check both signatures of documents, and who signed",
+          "vornctl verify --trusted authority.pem agreement.signed.xml\n\n"
+          "Exit status: 0 all passed, 1 one failed, 3 nothing is wrong, but it is not certain who signed.",
+          {argument("FILE", "The documents", &options->files),
+           {"-t,--trusted", "PATH",
+            "Certificates of authorities to trust, PEM or DER, beside those that the key store trusts "
+            "(repeatable); of a folder, all",
+            &options->trusted},
+           {"--no-chain", "", "Check whether the parts are intact, and not who signed", &options->noChain},
+           {"--time", "TIME",
+            "When certificates have to be valid, in UTC: 2030-07-01 or 2030-07-01T12:00:00Z; now unless told "
+            "otherwise",
+            &options->time},
+           {"--json", "", "Answer in JSON", &options->json}},
+          [options] { return run(*options); }};
 }
 
 }  // namespace vorn::vornctl

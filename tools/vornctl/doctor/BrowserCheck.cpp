@@ -1,5 +1,3 @@
-#include "vornctl/doctor/Checks.h"
-
 #include <unistd.h>
 
 #include <algorithm>
@@ -7,10 +5,9 @@
 #include <optional>
 #include <utility>
 
-#include "vornctl/browsers/BrowserPolicies.h"
-#include "vornctl/browsers/HostManifest.h"
-#include "vornctl/doctor/ManifestCheck.h"
-#include "vornctl/identities/CertificateDescription.h"
+#include "vornctl/base/Terminal.h"
+#include "vornctl/browsers/BrowserFamily.h"
+#include "vornctl/doctor/Doctor.h"
 
 namespace vorn::vornctl {
 namespace {
@@ -36,15 +33,11 @@ std::vector<std::string> without(const std::vector<std::string>& texts,
   return left;
 }
 
-class Examination {
+class BrowserDiagnosis {
  public:
-  Examination(const Places& places, const Browser& browser, const fs::path& installedHost,
-              const std::vector<std::string>& wanted)
-      : places_(places),
-        browser_(browser),
-        installedHost_(installedHost),
-        wanted_(wanted),
-        policies_(places, browser) {}
+  BrowserDiagnosis(const Places& places, const Browser& browser, const fs::path& installedHost,
+                   const std::vector<std::string>& wanted)
+      : places_(places), browser_(browser), installedHost_(installedHost), wanted_(wanted) {}
 
   BrowserReport run() {
     readManifests();
@@ -59,10 +52,8 @@ class Examination {
   }
 
  private:
-  void add(Severity severity, Code code, const std::string& cause, const std::string& remedy,
-           std::vector<std::string> files = {}) {
-    report_.findings.push_back(
-        {severity, code, {std::string(browser_.title)}, cause, remedy, std::move(files)});
+  void add(Severity severity, Fault fault, std::vector<std::string> files = {}) {
+    report_.findings.push_back({std::move(fault), severity, {std::string(browser_.title)}, std::move(files)});
   }
 
   std::string unregisterCommand(Scope scope) const {
@@ -79,7 +70,7 @@ class Examination {
 
   /** The manifests that are there, in the order in which the browser looks; some it ignores. */
   void readManifests() {
-    const auto ignoring = policies_.ignoringUserManifests();
+    const auto ignoring = policies_->ignoringUserManifests();
     for (const Scope scope : {Scope::kUser, Scope::kSystem}) {
       for (const fs::path& folder : places_.manifestFolders(browser_, scope)) {
         const fs::path file = folder / kManifestFile;
@@ -95,41 +86,37 @@ class Examination {
     passOverUnreachable();
     if (ignored_.empty() || !manifests_.empty()) return;
     report_.registered = true;
-    add(Severity::kProblem, code::kPolicyUserHosts,
-        "the policy \"" + ignoring->policy + "\" lets no user register a host",
-        "register for all users: run \"sudo vornctl register --system --extension-id ID\"",
+    add(Severity::kProblem,
+        {code::kPolicyUserHosts, "the policy \"" + ignoring->policy + "\" lets no user register a host",
+         "register for all users: run \"sudo vornctl register --system --extension-id ID\""},
         {ignoring->file.string(), ignored_.front().string()});
   }
 
-  /** Chromium takes a manifest in a folder that it may not enter for absent, and goes on to the next. */
+  /** A browser that takes the first manifest goes on to the next from a folder that it may not enter. */
   void passOverUnreachable() {
     const auto isUnreachable = [](const Manifest& manifest) {
       return access(manifest.file.parent_path().c_str(), X_OK) != 0;
     };
-    if (browser_.family != Family::kChromium || manifests_.size() < 2 || !isUnreachable(manifests_.front()))
-      return;
-    const Fault& fault = manifests_.front().check.refusals.front();
-    add(Severity::kNote, fault.code, fault.cause + "; the browser passes over it", fault.remedy,
-        {manifests_.front().file.string()});
+    if (!rules_.takesFirstManifest || manifests_.size() < 2 || !isUnreachable(manifests_.front())) return;
+    Fault fault = manifests_.front().check.refusals.front();
+    fault.cause += "; the browser passes over it";
+    add(Severity::kNote, fault, {manifests_.front().file.string()});
     manifests_.erase(manifests_.begin());
   }
 
   void checkPolicies() {
-    if (const auto source = policies_.forbiddingHost()) {
-      add(Severity::kProblem, code::kPolicyHostBlocked,
-          "the policy \"" + source->policy + "\" forbids all extensions to start the host",
-          std::string("ask the administrator to name \"") + kHostName +
-              "\" in the policy \"NativeMessagingAllowlist\"",
+    if (const auto source = policies_->forbiddingHost())
+      add(Severity::kProblem,
+          {code::kPolicyHostBlocked,
+           "the policy \"" + source->policy + "\" forbids all extensions to start the host",
+           std::string("ask the administrator to name \"") + kHostName +
+               "\" in the policy \"NativeMessagingAllowlist\""},
           {source->file.string()});
-    }
   }
 
-  /**
-   * Chromium takes the first file, whatever is in it. Firefox takes, for each extension, the first that is
-   * well-formed and names it, whether the host is there or not.
-   */
+  /** As FamilyRules has it. */
   void choose() {
-    if (browser_.family == Family::kFirefox) {
+    if (!rules_.takesFirstManifest) {
       for (const Manifest& manifest : manifests_) {
         if (!manifest.check.refusals.empty()) continue;
         const auto added = without(manifest.check.extensions, registered_);
@@ -146,8 +133,8 @@ class Examination {
   /** A good manifest that the browser would take if that one were not there. */
   const Manifest* goodBehind(const Manifest& manifest) const {
     const auto good = std::find_if(manifests_.begin(), manifests_.end(), [&](const Manifest& other) {
-      const bool isSame = browser_.family == Family::kChromium ||
-                          without(manifest.check.extensions, other.check.extensions).empty();
+      const bool isSame =
+          rules_.takesFirstManifest || without(manifest.check.extensions, other.check.extensions).empty();
       return &other > &manifest && other.check.isGood() && isSame;
     });
     return good != manifests_.end() ? &*good : nullptr;
@@ -155,31 +142,23 @@ class Examination {
 
   void examineUsed(const Manifest& manifest) {
     const Manifest* const hidden = goodBehind(manifest);
-    const auto blame = [&](const Fault& fault) {
-      std::string remedy = fault.remedy;
+    const auto blame = [&](Fault fault) {
       if (hidden != nullptr && manifest.scope == Scope::kUser)
-        remedy = "run " + unregisterCommand(Scope::kUser);
-      else if (remedy.empty())
-        remedy = "run " + registerCommand(manifest.scope) + ", which writes it anew";
-      add(Severity::kProblem, fault.code,
-          fault.cause + (hidden != nullptr ? "; it hides the good one " + hidden->file.string() : ""), remedy,
-          {manifest.file.string()});
+        fault.remedy = "run " + unregisterCommand(Scope::kUser);
+      else if (fault.remedy.empty())
+        fault.remedy = "run " + registerCommand(manifest.scope) + ", which writes it anew";
+      if (hidden != nullptr) fault.cause += "; it hides the good one " + hidden->file.string();
+      add(Severity::kProblem, std::move(fault), {manifest.file.string()});
     };
     for (const Fault& fault : manifest.check.refusals) blame(fault);
     for (const Fault& fault : manifest.check.faults) blame(fault);
-    for (const Fault& fault : manifest.check.oddities)
-      add(Severity::kNote, fault.code, fault.cause, fault.remedy, {manifest.file.string()});
+    for (const Fault& fault : manifest.check.oddities) add(Severity::kNote, fault, {manifest.file.string()});
     if (!manifest.check.isGood()) return;
-    add(Severity::kFine, code::kRegistered, "registered; may sign: " + listed(manifest.check.extensions), "",
+    const std::vector<std::string>& ids = manifest.check.extensions;
+    add(Severity::kFine, {code::kRegistered, "registered; may sign: " + listed(ids), ""},
         {manifest.file.string()});
-    report_.findings.back().extensions = manifest.check.extensions;
-    HostStart start{manifest.check.host, {}};
-    const std::string& id = manifest.check.extensions.front();
-    if (browser_.family == Family::kFirefox)
-      start.arguments = {manifest.file.string(), id};
-    else
-      start.arguments = {std::string(kChromiumScheme) + id + "/"};
-    report_.starts.push_back(std::move(start));
+    report_.findings.back().extensions = ids;
+    report_.starts.push_back({manifest.check.host, rules_.argumentsOf(manifest.file, ids.front())});
   }
 
   void checkUnused() {
@@ -192,25 +171,31 @@ class Examination {
       const std::string why = other.check.refusals.empty()
                                   ? first.file.string() + " comes before it"
                                   : "the browser passes over it: " + other.check.refusals.front().cause;
-      add(Severity::kNote, code::kManifestUnused, other.file.string() + " is not used, " + why,
-          "if it is not wanted, run " + unregisterCommand(other.scope), {other.file.string()});
+      addUnused(other.file, other.scope, why);
     }
     for (const fs::path& file : ignored_) {
       if (manifests_.empty()) break;
-      add(Severity::kNote, code::kManifestUnused,
-          file.string() + " is not used, a policy lets those of all users alone count",
-          "if it is not wanted, run " + unregisterCommand(Scope::kUser), {file.string()});
+      addUnused(file, Scope::kUser, "a policy lets those of all users alone count");
     }
+  }
+
+  void addUnused(const fs::path& file, Scope scope, const std::string& why) {
+    add(Severity::kNote,
+        {code::kManifestUnused, file.string() + " is not used, " + why,
+         "if it is not wanted, run " + unregisterCommand(scope)},
+        {file.string()});
   }
 
   /** Whether extensions that the second lets start the host cannot, for the first comes before it. */
   bool hides(const Manifest& first, const Manifest& other) {
     const auto lost = without(other.check.extensions, registered_);
     if (lost.empty() || !other.check.isGood()) return false;
-    add(Severity::kProblem, code::kManifestHides,
-        first.file.string() + " hides " + other.file.string() + ": the extension " + listed(lost) +
-            ", which may sign by that, may not start the host",
-        "run " + unregisterCommand(first.scope), {first.file.string(), other.file.string()});
+    add(Severity::kProblem,
+        {code::kManifestHides,
+         first.file.string() + " hides " + other.file.string() + ": the extension " + listed(lost) +
+             ", which may sign by that, may not start the host",
+         "run " + unregisterCommand(first.scope)},
+        {first.file.string(), other.file.string()});
     hidden_.insert(hidden_.end(), lost.begin(), lost.end());
     return true;
   }
@@ -221,22 +206,25 @@ class Examination {
     std::vector<std::string> ids = registered_;
     for (const std::string& id : without(without(wanted_, registered_), hidden_)) {
       ids.push_back(id);
-      add(Severity::kProblem, code::kExtensionNotRegistered,
-          "the extension " + id + " may not start the host; those that may: " + listed(registered_),
-          "run " + registerCommand(used.scope, ids), {used.file.string()});
+      add(Severity::kProblem,
+          {code::kExtensionNotRegistered,
+           "the extension " + id + " may not start the host; those that may: " + listed(registered_),
+           "run " + registerCommand(used.scope, ids)},
+          {used.file.string()});
     }
     std::size_t blocked = 0;
-    for (const std::string& id : registered_) blocked += policies_.forbiddingExtension(id) ? 1 : 0;
+    for (const std::string& id : registered_) blocked += policies_->forbiddingExtension(id) ? 1 : 0;
     for (const std::string& id : registered_) {
-      if (const std::string version = policies_.leastVersion(id); !version.empty())
-        add(Severity::kNote, code::kPolicyMinimumVersion,
-            "a policy runs the extension " + id + " from version " + version + " on",
-            "see in the browser which version is installed");
-      const auto source = policies_.forbiddingExtension(id);
+      if (const std::string version = policies_->leastVersion(id); !version.empty())
+        add(Severity::kNote, {code::kPolicyMinimumVersion,
+                              "a policy runs the extension " + id + " from version " + version + " on",
+                              "see in the browser which version is installed"});
+      const auto source = policies_->forbiddingExtension(id);
       if (!source) continue;
       add(blocked == registered_.size() || has(wanted_, id) ? Severity::kProblem : Severity::kNote,
-          code::kPolicyExtensionBlocked, "the policy \"" + source->policy + "\" forbids the extension " + id,
-          "ask the administrator to allow it", {source->file.string()});
+          {code::kPolicyExtensionBlocked, "the policy \"" + source->policy + "\" forbids the extension " + id,
+           "ask the administrator to allow it"},
+          {source->file.string()});
     }
   }
 
@@ -248,7 +236,8 @@ class Examination {
   const Browser& browser_;
   const fs::path& installedHost_;
   const std::vector<std::string>& wanted_;
-  BrowserPolicies policies_;
+  const FamilyRules& rules_ = rulesOf(browser_.family);
+  std::unique_ptr<const BrowserPolicies> policies_ = rules_.readPolicies(places_.resolve(browser_.policies));
   BrowserReport report_;
   std::vector<Manifest> manifests_;
   std::vector<fs::path> ignored_;
@@ -261,7 +250,7 @@ class Examination {
 
 BrowserReport checkBrowser(const Places& places, const Browser& browser, const fs::path& installedHost,
                            const ExtensionIds& wanted) {
-  return Examination(places, browser, installedHost, wanted.of(browser.family)).run();
+  return BrowserDiagnosis(places, browser, installedHost, wanted.of(browser.family)).run();
 }
 
 }  // namespace vorn::vornctl

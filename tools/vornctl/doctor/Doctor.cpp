@@ -5,19 +5,14 @@
 #include <algorithm>
 #include <cstdlib>
 
-#include "vornctl/browsers/HostManifest.h"
-#include "vornctl/doctor/Checks.h"
-#include "vornctl/doctor/FileOwners.h"
-#include "vornctl/doctor/ManifestCheck.h"
-
 namespace vorn::vornctl {
 namespace {
 
 namespace fs = std::filesystem;
 
-class Examination {
+class Diagnosis {
  public:
-  Examination(const Places& places, const fs::path& installedHost, const ExtensionIds& wanted)
+  Diagnosis(const Places& places, const fs::path& installedHost, const ExtensionIds& wanted)
       : places_(places), installedHost_(installedHost), wanted_(wanted) {}
 
   std::vector<Finding> run() {
@@ -28,8 +23,7 @@ class Examination {
     noteSandboxed();
     std::vector<Finding> keyStore = checkKeyStore();
     examineHosts(keyStore);
-    if (const auto fault = checkLog(places_.home()))
-      add({Severity::kProblem, fault->code, {"log"}, fault->cause, fault->remedy});
+    if (const auto fault = checkLog(places_.home())) add(Severity::kProblem, {"log"}, *fault);
     for (Finding& finding : keyStore) findings_.push_back(std::move(finding));
     return std::move(findings_);
   }
@@ -53,18 +47,18 @@ class Examination {
     append(same->files, finding.files);
   }
 
-  void addNote(Code code, const std::string& subject, const std::string& cause, const std::string& remedy,
-               std::vector<std::string> files = {}) {
-    add({Severity::kNote, code, {subject}, cause, remedy, std::move(files)});
+  void add(Severity severity, std::vector<std::string> subjects, Fault fault) {
+    add({std::move(fault), severity, std::move(subjects)});
   }
 
   /** Root's browsers and key store are not those of whoever became root to look. */
   void noteForeignHome() {
     const char* const person = std::getenv("SUDO_USER");
     if (geteuid() != 0 || person == nullptr) return;
-    addNote(code::kExaminesRoot, "user",
-            "this is about the browsers and the key store of root, not about those of " + std::string(person),
-            "run \"vornctl doctor\" without sudo");
+    add(Severity::kNote, {"user"},
+        {code::kExaminesRoot,
+         "this is about the browsers and the key store of root, not about those of " + std::string(person),
+         "run \"vornctl doctor\" without sudo"});
   }
 
   void examineBrowser(const Browser& browser) {
@@ -86,15 +80,14 @@ class Examination {
 
   /** Not to be registered with one browser of several may be what the user wants; with none it is not. */
   void noteUnregistered() {
-    if (browsers_ == 0) {
-      addNote(code::kNoBrowser, "browsers", "no browser of those that are supported was found for this user",
-              "start the browser once; then run " + registerCommand());
-      return;
-    }
+    if (browsers_ == 0)
+      return add(Severity::kNote, {"browsers"},
+                 {code::kNoBrowser, "no browser of those that are supported was found for this user",
+                  "start the browser once; then run " + registerCommand()});
     if (unregistered_.empty()) return;
     const bool none = unregistered_.size() == browsers_;
-    add({none ? Severity::kProblem : Severity::kNote, code::kNotRegistered, unregistered_,
-         "the host is not registered", "run " + registerCommand()});
+    add(none ? Severity::kProblem : Severity::kNote, unregistered_,
+        {code::kNotRegistered, "the host is not registered", "run " + registerCommand()});
   }
 
   void noteSandboxed() {
@@ -102,16 +95,17 @@ class Examination {
     if (places_.system() != System::kLinux) return;
     for (const SandboxedBrowser& browser : sandboxedBrowsers()) {
       if (!fs::is_directory(places_.resolve(browser.folder), unreadable)) continue;
-      std::string remedy(browser.remedy);
-      const std::string placeholder = "{host}";
-      if (const std::size_t at = remedy.find(placeholder); at != std::string::npos)
-        remedy.replace(at, placeholder.size(), kHostName);
-      const bool onlyThis = !browser.reachesHost && browsers_ == 0;
-      add({onlyThis ? Severity::kProblem : Severity::kNote,
-           code::kBrowserSandboxed,
-           {std::string(browser.title)},
-           browser.reachesHost ? "runs in a sandbox" : "runs in a sandbox and cannot start the host",
-           remedy});
+      if (browser.reachesHost)
+        add(Severity::kNote, {std::string(browser.title)},
+            {code::kBrowserSandboxed, "runs in a sandbox",
+             "It starts the host through the desktop's portal and reads the manifest of the usual Firefox "
+             "folder. Allow it when it asks; after a refusal: flatpak permission-set webextensions " +
+                 std::string(kHostName) + " snap.firefox yes"});
+      else
+        add(browsers_ == 0 ? Severity::kProblem : Severity::kNote, {std::string(browser.title)},
+            {code::kBrowserSandboxed, "runs in a sandbox and cannot start the host",
+             "A sandboxed browser of this family cannot start programs of the system: install the browser as "
+             "a package of the distribution, or from its maker, and register again."});
     }
   }
 
@@ -124,19 +118,15 @@ class Examination {
     const bool isUnreadable = has(code::kKeyStoreUnreadable);
     if (hosts_.empty()) {
       if (const auto fault = checkProgram(installedHost_, installedHost_)) {
-        if (!isBlamed(*fault)) add({Severity::kProblem, fault->code, {"host"}, fault->cause, fault->remedy});
+        if (!isBlamed(*fault)) add(Severity::kProblem, {"host"}, *fault);
         return;
       }
       hosts_.push_back({installedHost_, {}});
     }
     for (const HostStart& start : hosts_) {
-      if (const auto fault = findForeignWriterOfHost(start.host)) {
-        add({Severity::kProblem,
-             fault->code,
-             {"host"},
-             fault->cause + "; it was not started",
-             fault->remedy,
-             {start.host.string()}});
+      if (auto fault = findForeignWriterOfHost(start.host)) {
+        fault->cause += "; it was not started";
+        add({std::move(*fault), Severity::kProblem, {"host"}, {start.host.string()}});
         continue;
       }
       for (Finding& finding : checkHost(start, !has(code::kModuleHangs))) {
@@ -169,7 +159,7 @@ class Examination {
 
 std::vector<Finding> examine(const Places& places, const fs::path& installedHost,
                              const ExtensionIds& wanted) {
-  return Examination(places, installedHost, wanted).run();
+  return Diagnosis(places, installedHost, wanted).run();
 }
 
 }  // namespace vorn::vornctl

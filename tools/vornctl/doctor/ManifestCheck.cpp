@@ -1,5 +1,3 @@
-#include "vornctl/doctor/ManifestCheck.h"
-
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -9,9 +7,8 @@
 #include <utility>
 
 #include "vornctl/base/InputFile.h"
-#include "vornctl/browsers/ExtensionIds.h"
-#include "vornctl/browsers/HostManifest.h"
-#include "vornctl/doctor/FileOwners.h"
+#include "vornctl/browsers/BrowserFamily.h"
+#include "vornctl/doctor/Doctor.h"
 
 namespace vorn::vornctl {
 namespace {
@@ -27,19 +24,20 @@ bool isStartable(const fs::path& program) {
 }
 
 /** The member's text; null when there is none. */
-const std::string* textOf(const json& manifest, const char* member) {
+const std::string* textIn(const json& manifest, const char* member) {
   const auto found = manifest.find(member);
   return found != manifest.end() ? found->get_ptr<const std::string*>() : nullptr;
 }
 
-class Check {
+class ManifestReader {
  public:
-  Check(Family family, const fs::path& installedHost) : family_(family), installedHost_(installedHost) {}
+  ManifestReader(Family family, const fs::path& installedHost)
+      : family_(family), installedHost_(installedHost) {}
 
   ManifestCheck run(const std::string& text) {
     json manifest;
     try {
-      manifest = json::parse(text, nullptr, true, /*ignore_comments=*/family_ == Family::kChromium);
+      manifest = json::parse(text, nullptr, true, /*ignore_comments=*/rules_.takesComments);
     } catch (const json::parse_error& e) {
       blame(code::kManifestSyntax, std::string("the manifest is no valid JSON (") + e.what() + ")");
       return result_;
@@ -51,7 +49,7 @@ class Check {
     checkTexts(manifest);
     checkPath(manifest);
     checkExtensions(manifest);
-    if (family_ == Family::kFirefox) checkMembers(manifest);
+    if (!rules_.takesOtherMembers) checkMembers(manifest);
     return result_;
   }
 
@@ -61,22 +59,22 @@ class Check {
   }
 
   void checkTexts(const json& manifest) {
-    const std::string* const name = textOf(manifest, "name");
+    const std::string* const name = textIn(manifest, "name");
     if (name == nullptr || *name != kHostName) {
       blame(code::kManifestName, "the manifest's \"name\" is " +
                                      (name == nullptr ? "missing" : "\"" + *name + "\"") +
                                      ", not the name of its file, \"" + kHostName + "\"");
     }
-    const std::string* const description = textOf(manifest, "description");
-    if (description == nullptr || (description->empty() && family_ == Family::kChromium))
+    const std::string* const description = textIn(manifest, "description");
+    if (description == nullptr || (description->empty() && !rules_.takesEmptyDescription))
       blame(code::kManifestDescription, "the manifest has no \"description\"");
-    const std::string* const type = textOf(manifest, "type");
+    const std::string* const type = textIn(manifest, "type");
     if (type == nullptr || *type != "stdio")
       blame(code::kManifestType, "the manifest's \"type\" is not \"stdio\"");
   }
 
   void checkPath(const json& manifest) {
-    const std::string* const path = textOf(manifest, "path");
+    const std::string* const path = textIn(manifest, "path");
     if (path == nullptr) return blame(code::kManifestPath, "the manifest has no \"path\" of the host");
     if (!fs::path(*path).is_absolute())
       return blame(code::kManifestPath, "the manifest's \"path\" is not absolute: \"" + *path + "\"");
@@ -85,7 +83,7 @@ class Check {
   }
 
   void checkExtensions(const json& manifest) {
-    const char* const member = family_ == Family::kChromium ? "allowed_origins" : "allowed_extensions";
+    const char* const member = rules_.allowedMember;
     const auto allowed = manifest.find(member);
     if (allowed == manifest.end() || !allowed->is_array() || allowed->empty()) {
       return blame(code::kManifestNoExtension,
@@ -93,7 +91,7 @@ class Check {
     }
     for (const json& entry : *allowed) {
       const std::string text = entry.is_string() ? entry.get<std::string>() : "";
-      if (const std::string reason = refusalOf(text); !reason.empty()) {
+      if (const std::string reason = rules_.refusalOf(text); !reason.empty()) {
         blame(code::kManifestBadExtension,
               "one bad entry in \"" + std::string(member) +
                   "\" makes browsers refuse the whole manifest: " + entry.dump() + ": " + reason,
@@ -109,42 +107,26 @@ class Check {
     }
   }
 
-  /** Why an entry makes the browser refuse the manifest; empty when it does not. */
-  std::string refusalOf(const std::string& entry) const {
-    if (family_ == Family::kFirefox) return faultOfId(entry);
-    if (!entry.starts_with(kChromiumScheme)) return "it does not begin with chrome-extension://";
-    const std::string origin = entry.substr(kChromiumScheme.size());
-    if (origin.find('/') == std::string::npos) return "the slash at the end is missing";
-    return origin.find('*') != std::string::npos ? "browsers accept no wildcards here" : "";
-  }
-
-  std::string faultOfId(const std::string& id) const {
-    try {
-      return familyOfExtension(id) == family_ ? "" : "that is an id for other browsers";
-    } catch (const BadExtensionId& e) {
-      return e.what();
-    }
-  }
-
   void addExtension(const std::string& entry) {
-    const bool isOrigin = family_ == Family::kChromium;
-    const std::string id = isOrigin ? chromiumIdOf(entry.substr(kChromiumScheme.size())) : entry;
-    if (const std::string fault = faultOfId(id); !fault.empty()) {
+    const std::string id = rules_.idIn(entry);
+    const std::string fault = faultOfId(id, family_);
+    if (fault.empty())
+      result_.extensions.push_back(id);
+    else
       result_.oddities.push_back({code::kManifestOddExtension,
                                   "an entry of the manifest stands for no extension: " + fault, kGiveId});
-    } else {
-      result_.extensions.push_back(id);
-    }
   }
 
   void checkMembers(const json& manifest) {
-    static const std::set<std::string> kKnown = {"name", "description", "path", "type", "allowed_extensions"};
+    const std::set<std::string> known = {"name", "description", "path", "type", rules_.allowedMember};
     for (const auto& [member, value] : manifest.items())
-      if (kKnown.count(member) == 0)
-        blame(code::kManifestMember, "Firefox refuses a manifest with the member \"" + member + "\"");
+      if (known.count(member) == 0)
+        blame(code::kManifestMember,
+              std::string(rules_.title) + " refuses a manifest with the member \"" + member + "\"");
   }
 
   Family family_;
+  const FamilyRules& rules_ = rulesOf(family_);
   const fs::path& installedHost_;
   ManifestCheck result_;
 };
@@ -196,16 +178,14 @@ std::optional<Fault> checkProgram(const fs::path& program, const fs::path& insta
 }
 
 std::optional<ManifestCheck> checkManifest(const fs::path& file, Family family,
-                                           const fs::path& installedHost) {
-  try {
-    const auto text = readIfThere(file);
-    if (!text) return std::nullopt;
-    ManifestCheck result = Check(family, installedHost).run(*text);
-    if (auto fault = findForeignWriter(file)) result.faults.push_back(std::move(*fault));
-    return result;
-  } catch (const std::system_error& e) {
-    return ManifestCheck{{unreadable(file, e.code())}};
-  }
+                                           const fs::path& installedHost) try {
+  const auto text = readIfThere(file);
+  if (!text) return std::nullopt;
+  ManifestCheck result = ManifestReader(family, installedHost).run(*text);
+  if (auto fault = findForeignWriter(file)) result.faults.push_back(std::move(*fault));
+  return result;
+} catch (const std::system_error& e) {
+  return ManifestCheck{{unreadable(file, e.code())}};
 }
 
 }  // namespace vorn::vornctl

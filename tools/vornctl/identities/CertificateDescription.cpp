@@ -1,8 +1,10 @@
 #include "vornctl/identities/CertificateDescription.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <ctime>
+#include <utility>
 
 #include "mac/app/CFValues.h"
 #include "mac/app/CertificateDetails.h"
@@ -74,6 +76,14 @@ CertificateDescription describe(SecCertificateRef certificate) {
   return description;
 }
 
+std::optional<CertificateDescription> describe(const std::string& der) {
+  const auto data = CFRef<CFDataRef>::adopt(CFDataCreate(
+      kCFAllocatorDefault, reinterpret_cast<const UInt8*>(der.data()), static_cast<CFIndex>(der.size())));
+  const auto certificate =
+      CFRef<SecCertificateRef>::adopt(SecCertificateCreateWithData(kCFAllocatorDefault, data.get()));
+  return certificate ? std::optional(describe(certificate.get())) : std::nullopt;
+}
+
 int daysUntil(const std::string& localTime) {
   constexpr int kFar = 1 << 20;
   constexpr double kSecondsOfDay = 86400;
@@ -91,10 +101,34 @@ std::string inDays(int days) {
   return "in " + std::to_string(days) + (days == 1 ? " day" : " days");
 }
 
-std::string listed(const std::vector<std::string>& texts) {
-  std::string list;
-  for (const std::string& text : texts) list += (list.empty() ? "" : ", ") + text;
-  return list.empty() ? "-" : list;
+bool isReadable(const std::string& abn) {
+  return abn != kUnreadable && !abn.empty();
+}
+
+std::vector<Fault> whyItNeverSigns(const CertificateDescription& certificate) {
+  std::vector<Fault> faults;
+  const auto require = [&faults](bool passed, Fault fault) {
+    if (!passed) faults.push_back(std::move(fault));
+  };
+  const std::string reissue = "ask \"" + certificate.issuer + "\" for a certificate ";
+  require(!certificate.expired, {code::kExpired, "it has expired on " + certificate.expiry.substr(0, 10),
+                                 "renew the certificate and import the new one"});
+  require(certificate.isRsa, {code::kKeyNoRsa, "its key is no RSA key", reissue + "with an RSA key"});
+  require(!certificate.name.empty(),
+          {code::kNoName, "its subject has no common name", reissue + "that names you"});
+  require(!certificate.emails.empty(),
+          {code::kNoEmail, "it has no e-mail address", reissue + "with your e-mail address"});
+  const std::vector<std::string>& abns = certificate.abns;
+  require(!abns.empty(),
+          {code::kNoAbn, "it has no ABN (Australian Business Number)", reissue + "with the ABN"});
+  const bool anyReadable = std::any_of(abns.begin(), abns.end(), &isReadable);
+  require(abns.empty() || anyReadable, {code::kOddAbn, "its ABN (Australian Business Number) cannot be read",
+                                        reissue + "with the ABN as a text"});
+  require(!certificate.akis.empty(), {code::kNoAki, "it has no authority key identifier (AKI)",
+                                      reissue + "that names the key of its authority"});
+  require(certificate.maySign, {code::kKeyUsage, "its key usage does not include digital signatures",
+                                reissue + "for digital signatures"});
+  return faults;
 }
 
 }  // namespace vorn::vornctl

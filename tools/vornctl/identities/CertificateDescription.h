@@ -2,8 +2,11 @@
 
 #include <Security/Security.h>
 
+#include <optional>
 #include <string>
 #include <vector>
+
+#include "vornctl/base/Fault.h"
 
 namespace vorn::vornctl {
 
@@ -34,10 +37,14 @@ std::string inDays(int days);
 
 /** Stands in the list of ABNs for one of an odd form. */
 inline constexpr const char* kUnreadable = "unreadable";
+bool isReadable(const std::string& abn);
 
 CertificateDescription describe(SecCertificateRef certificate);
+/** Of DER bytes; none for those of no certificate. */
+std::optional<CertificateDescription> describe(const std::string& der);
 
-/** The texts with commas between them; a dash when there are none. */
-std::string listed(const std::vector<std::string>& texts);
+/** Why a certificate cannot sign, whoever asks for whomever and however its key is kept; empty when it can.
+ */
+std::vector<Fault> whyItNeverSigns(const CertificateDescription& certificate);
 
 }  // namespace vorn::vornctl

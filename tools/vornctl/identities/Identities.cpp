@@ -1,6 +1,8 @@
 #include "vornctl/identities/Identities.h"
 
 #include <algorithm>
+#include <charconv>
+#include <cstdint>
 #include <iterator>
 #include <set>
 #include <utility>
@@ -10,9 +12,8 @@
 #include "mac/app/CertificateMatching.h"
 #include "mac/app/CertificateSelection.h"
 #include "shared/base/Exceptions.h"
-#include "shared/json/jsonxx.h"
 #include "shared/text/LetterCase.h"
-#include "vornctl/identities/KeyStoreView.h"
+#include "vornctl/base/Terminal.h"
 
 namespace vorn::vornctl {
 namespace {
@@ -56,17 +57,10 @@ std::set<std::string> certificatesFound(const std::string& name, bool mustSign) 
 
 /** The certificate that the host would take, in base64; empty when it would take none. */
 std::string selectedCertificate(const User& user) {
-  jsonxx::Array akis;
-  for (const std::string& aki : user.akis) akis << jsonxx::Value(aki);
-  jsonxx::Object details;
-  details.import("name", user.name);
-  details.import("email", user.email);
-  details.import("abn", user.abn);
-  details.import("aki", std::move(akis));
   CertificateSelection& selection = CertificateSelection::getInstance();
   selection.reset();
   try {
-    selection.initialise(details);
+    selection.initialise(detailsOf(user));
   } catch (const CertificateNotFoundException&) {
     return "";
   } catch (const BaseException& e) {
@@ -77,8 +71,8 @@ std::string selectedCertificate(const User& user) {
 
 /** The user as the host compares it. */
 SelectionCriteria criteriaOf(const User& user) {
-  SelectionCriteria criteria{user.name, vorn::asciiLowerCase(user.email), user.abn, {}};
-  for (const std::string& aki : user.akis) criteria.akis.push_back(vorn::asciiLowerCase(aki));
+  SelectionCriteria criteria{user.name, asciiLowerCase(user.email), user.abn, {}};
+  for (const std::string& aki : user.akis) criteria.akis.push_back(asciiLowerCase(aki));
   return criteria;
 }
 
@@ -92,11 +86,8 @@ class Examination {
         selected_(user.isComplete() ? selectedCertificate(user) : "") {}
 
   IdentityReport examine(SecIdentityRef identity, SecCertificateRef certificate) const {
-    KeyPlace place = placeOfKey(identity);
-    IdentityReport report{describe(certificate), std::move(place.token), std::move(place.store),
-                          place.locked};
-    const std::string encoded = encodeCertificate(certificate);
-    report.encoded = encoded;
+    IdentityReport report{describe(certificate), placeOfKey(identity), encodeCertificate(certificate)};
+    const std::string& encoded = report.encoded;
     if (!user_.isEmpty()) {
       report.reasons = reasons(report.certificate, certificate, encoded);
       report.named = named_.count(encoded) > 0;
@@ -108,10 +99,10 @@ class Examination {
                                   "nothing needs to be done: that other one signs for the same user"});
     }
     addUnlessKnown(report.reasons, whyItNeverSigns(report.certificate));
-    if (place.isPinBlocked)
-      report.reasons.push_back({code::kPinBlocked,
-                                "the PIN of the token \"" + report.token + "\" is blocked after wrong ones",
-                                "unblock it with its PUK, by the program of whoever issued it"});
+    if (report.key.isPinBlocked)
+      report.reasons.push_back(
+          {code::kPinBlocked, "the PIN of the token \"" + report.key.token + "\" is blocked after wrong ones",
+           "unblock it with its PUK, by the program of whoever issued it"});
     return report;
   }
 
@@ -135,30 +126,34 @@ class Examination {
       return {{code::kCertificateUnreadable, "its certificate cannot be read",
                "have the certificate issued again"}};
     std::vector<Fault> found;
-    const auto require = [&found](bool passed, Code code, const std::string& cause,
-                                  const std::string& remedy) {
-      if (!passed) found.push_back({code, cause, remedy});
+    const auto require = [&found](bool passed, Fault fault) {
+      if (!passed) found.push_back(std::move(fault));
     };
-    require(named_.count(encoded) > 0, code::kName,
-            "its name is \"" + own.name + "\", not \"" + user_.name + "\"",
-            "ask for the name exactly as the certificate has it");
-    require(user_.email.empty() || certificateEmailMatches(certificate, criteria_.email), code::kEmail,
-            own.emails.empty() ? "it has no e-mail address"
-                               : "its e-mail address is " + listed(own.emails) + ", not " + user_.email,
-            "ask for the address that the certificate has");
-    require(user_.abn.empty() || certificateABNMatches(values.get(), criteria_.abn), code::kAbn,
-            own.abns.empty() ? "it has no ABN" : "its ABN is " + listed(own.abns) + ", not " + user_.abn,
-            "ask for the ABN of the certificate, or import the certificate for that ABN");
-    require(user_.akis.empty() || certificateAKIMatches(values.get(), criteria_.akis), code::kAki,
-            own.akis.empty() ? "it has no authority key identifier (AKI)"
-                             : "its authority key identifier (AKI) is " + listed(own.akis) +
-                                   ", which is not among those that are asked for: " + listed(criteria_.akis),
-            "the page has to accept this authority, \"" + own.issuer +
-                "\", or you need a certificate of one that it accepts");
-    require(isSigningCertificate(values.get()), code::kKeyUsage,
-            "its key usage does not include digital signatures", "have a certificate issued that does");
-    require(signing_.count(encoded) > 0, code::kKeyMayNotSign, "its private key may not sign",
-            "import a key that may");
+    require(named_.count(encoded) > 0,
+            {code::kName, "its name is \"" + own.name + "\", not \"" + user_.name + "\"",
+             "ask for the name exactly as the certificate has it"});
+    require(user_.email.empty() || certificateEmailMatches(certificate, criteria_.email),
+            {code::kEmail,
+             own.emails.empty() ? "it has no e-mail address"
+                                : "its e-mail address is " + listed(own.emails) + ", not " + user_.email,
+             "ask for the address that the certificate has"});
+    require(user_.abn.empty() || certificateABNMatches(values.get(), criteria_.abn),
+            {code::kAbn,
+             own.abns.empty() ? "it has no ABN" : "its ABN is " + listed(own.abns) + ", not " + user_.abn,
+             "ask for the ABN of the certificate, or import the certificate for that ABN"});
+    require(
+        user_.akis.empty() || certificateAKIMatches(values.get(), criteria_.akis),
+        {code::kAki,
+         own.akis.empty() ? "it has no authority key identifier (AKI)"
+                          : "its authority key identifier (AKI) is " + listed(own.akis) +
+                                ", which is not among those that are asked for: " + listed(criteria_.akis),
+         "the page has to accept this authority, \"" + own.issuer +
+             "\", or you need a certificate of one that it accepts"});
+    require(isSigningCertificate(values.get()),
+            {code::kKeyUsage, "its key usage does not include digital signatures",
+             "have a certificate issued that does"});
+    require(signing_.count(encoded) > 0,
+            {code::kKeyMayNotSign, "its private key may not sign", "import a key that may"});
     return found;
   }
 
@@ -169,7 +164,52 @@ class Examination {
   std::string selected_;
 };
 
+/** In hexadecimal without zeros in front. Short numbers are shown in decimal; nobody types those so. */
+std::string plainSerial(const std::string& shown) {
+  std::string digits = plainKeyIdentifier(shown);
+  constexpr std::size_t kLongestDecimal = 20;
+  const bool isDecimal = shown.size() <= kLongestDecimal && digits.size() == shown.size();
+  std::uint64_t number = 0;
+  const auto [end, failure] = std::from_chars(shown.data(), shown.data() + shown.size(), number);
+  if (isDecimal && failure == std::errc() && end == shown.data() + shown.size()) {
+    char text[16];
+    digits.assign(text, std::to_chars(text, text + sizeof text, number, 16).ptr);
+  }
+  return digits.substr(std::min(digits.find_first_not_of('0'), digits.size()));
+}
+
+std::string nameAndSerial(const IdentityReport& report) {
+  return "\n  " + report.certificate.name + ", serial " + report.certificate.serial;
+}
+
+std::string listOf(const std::vector<IdentityReport>& reports) {
+  std::string list;
+  for (const IdentityReport& report : reports)
+    list += nameAndSerial(report) + ", until " + report.certificate.expiry.substr(0, 10);
+  return list;
+}
+
+[[noreturn]] void refuse(const std::vector<IdentityReport>& all) {
+  if (all.empty())
+    throw ChoiceError(
+        "there is no certificate with a private key; \"vornctl import\" brings one in from a file");
+  std::string reasons;
+  for (const IdentityReport& report : all)
+    for (const Fault& reason : report.reasons) reasons += nameAndSerial(report) + ": " + reason.cause;
+  throw ChoiceError("no identity that can sign fits what you ask for" + reasons);
+}
+
 }  // namespace
+
+jsonxx::Object detailsOf(const User& user) {
+  jsonxx::Array akis;
+  for (const std::string& aki : user.akis) akis << jsonxx::Value(aki);
+  jsonxx::Object details("name", user.name);
+  details.import("email", user.email);
+  details.import("abn", user.abn);
+  details.import("aki", std::move(akis));
+  return details;
+}
 
 std::vector<IdentityReport> examineIdentities(const User& user) {
   std::vector<IdentityReport> reports;
@@ -193,14 +233,46 @@ std::string abnOfCertificates(const std::string& typed) {
   return isThere ? typed : plain;
 }
 
-const IdentityReport* nearestMiss(const std::vector<IdentityReport>& reports) {
-  const IdentityReport* nearest = nullptr;
-  for (const IdentityReport& report : reports) {
-    if (report.selected) return nullptr;
-    if (report.named && (nearest == nullptr || report.reasons.size() < nearest->reasons.size()))
-      nearest = &report;
-  }
-  return nearest;
+/** As vornctl shows it, or in hexadecimal as other programs do. */
+bool isSerial(const std::string& asked, const std::string& shown) {
+  const std::string plain = plainKeyIdentifier(asked);
+  return asked == shown ||
+         plain.substr(std::min(plain.find_first_not_of('0'), plain.size())) == plainSerial(shown);
+}
+
+std::string plainKeyIdentifier(const std::string& text) {
+  std::string plain = asciiLowerCase(text);
+  const auto isSeparator = [](char c) { return c == ':' || c == ' '; };
+  plain.erase(std::remove_if(plain.begin(), plain.end(), isSeparator), plain.end());
+  return plain;
+}
+
+User chooseSigner(User given, const std::string& serial) {
+  given.abn = abnOfCertificates(given.abn);
+  if (given.isComplete() && serial.empty()) return given;
+  const std::vector<IdentityReport> all = examineIdentities(given);
+  std::vector<IdentityReport> fitting;
+  std::copy_if(all.begin(), all.end(), std::back_inserter(fitting), [&](const IdentityReport& report) {
+    // Of a complete user's identities, the one that the host takes is the only one without a reason against
+    // it.
+    return report.reasons.empty() && (serial.empty() || isSerial(serial, report.certificate.serial));
+  });
+  if (fitting.empty()) refuse(all);
+  if (fitting.size() > 1)
+    throw ChoiceError("several identities fit; choose one with --serial, or by name:" + listOf(fitting));
+  const CertificateDescription& certificate = fitting.front().certificate;
+  User user = given;
+  if (user.name.empty()) user.name = certificate.name;
+  if (user.email.empty()) user.email = certificate.emails.front();
+  if (user.abn.empty())
+    user.abn = *std::find_if(certificate.abns.begin(), certificate.abns.end(), &isReadable);
+  if (user.akis.empty()) user.akis = {certificate.akis.front()};
+  if (given.isComplete()) return user;
+  for (const IdentityReport& report : examineIdentities(user))
+    if (report.selected && report.certificate.serial != certificate.serial)
+      throw ChoiceError("another identity of the same user goes before serial " + certificate.serial +
+                        ", as it is valid for longer or, with the same end, found first:" + listOf({report}));
+  return user;
 }
 
 }  // namespace vorn::vornctl

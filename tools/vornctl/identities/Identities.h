@@ -4,8 +4,9 @@
 #include <string>
 #include <vector>
 
-#include "vornctl/base/Fault.h"
+#include "shared/json/jsonxx.h"
 #include "vornctl/identities/CertificateDescription.h"
+#include "vornctl/identities/KeyStoreView.h"
 
 /** The identities of the key store, and how the host would choose among them. */
 namespace vorn::vornctl {
@@ -21,24 +22,24 @@ struct User {
   bool isComplete() const { return !name.empty() && !email.empty() && !abn.empty() && !akis.empty(); }
 };
 
+/** As requests name the user. */
+jsonxx::Object detailsOf(const User& user);
+
 struct IdentityReport {
   CertificateDescription certificate;
-  std::string token;
-  std::string store;   /**< the folder of its database, or the library that brings the token */
-  bool locked = false; /**< its PIN or password is asked for at each request */
+  KeyPlace key;
+  std::string encoded; /**< the certificate's bytes in base64 */
   /** Why it would not sign for the user, or for anybody; empty when all tests pass. */
   std::vector<Fault> reasons = {};
-  std::string encoded = {}; /**< the certificate's bytes in base64 */
-  bool named = false;       /**< it has the name that the user asks for */
-  bool selected = false;    /**< the host would take this one */
+  bool named = false;    /**< it has the name that the user asks for */
+  bool selected = false; /**< the host would take this one */
 
   /** Whether the host would sign with it: it takes an expired one too, and then fails. */
   bool signs() const { return selected && reasons.empty(); }
 };
 
 /** The key store cannot be searched. */
-class KeyStoreError : public std::runtime_error {
- public:
+struct KeyStoreError : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
@@ -55,14 +56,21 @@ std::vector<IdentityReport> examineIdentities(const User& user);
  */
 std::string abnOfCertificates(const std::string& typed);
 
-/**
- * The one of the user's name with the fewest reasons against it; null when
- * none has the name or one is selected.
- */
-const IdentityReport* nearestMiss(const std::vector<IdentityReport>& reports);
+/** No signer, or more than one; the text says what to do. */
+struct ChoiceError : std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
 
-/** Why a certificate cannot sign, whoever asks for whomever and however its key is kept; empty when it can.
+/**
+ * The user for a request, with what `given` leaves open taken from the only identity that can sign and fits
+ * it, and `serial` if that is not empty. Throws ChoiceError, and KeyStoreError.
  */
-std::vector<Fault> whyItNeverSigns(const CertificateDescription& certificate);
+User chooseSigner(User given, const std::string& serial);
+
+/** Whether a serial number as people have it is the one that is shown. */
+bool isSerial(const std::string& asked, const std::string& shown);
+
+/** A key identifier as requests name it: without the colons or blanks with which programs show it. */
+std::string plainKeyIdentifier(const std::string& text);
 
 }  // namespace vorn::vornctl

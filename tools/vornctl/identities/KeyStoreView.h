@@ -9,32 +9,31 @@
 namespace vorn::vornctl {
 
 struct KeyPlace {
-  std::string token; /**< the name of what holds the private key */
-  bool locked =
-      false; /**< it wants a password before any key in it can be used, and asks for none by itself */
+  std::string token;   /**< the name of what holds the private key */
+  bool locked = false; /**< it wants a password before any of its keys is used, and asks for none by itself */
   std::string store = {};    /**< the folder of its database, or the library that brings it */
   bool isPinBlocked = false; /**< after wrong ones: no key in it signs until the PIN is unblocked */
 };
 
 KeyPlace placeOfKey(SecIdentityRef identity);
 
-enum class Trust {
-  kNone,
-  kForSignatures,    /**< to vouch for persons: an authority for e-mail, clients or objects */
-  kForItself,        /**< a peer for e-mail or objects */
-  kForOtherPurposes, /**< as an authority for web sites only */
-  kForbidden,
-};
+/** Certificates as DER bytes. */
+using DerCertificates = std::vector<std::string>;
 
-struct KnownCertificate {
-  std::string der;
-  Trust trust = Trust::kNone;
+/** Whom to believe who a signer is. */
+struct Authorities {
+  DerCertificates trusted = {};          /**< a chain that leads to one of them is good */
+  DerCertificates peers = {};            /**< trusted for themselves: nobody whom one of them vouches for */
+  DerCertificates known = {};            /**< others that may stand on the way, peers among them */
+  DerCertificates prohibited = {};       /**< no chain with one of them is good */
+  DerCertificates forOtherPurposes = {}; /**< known, and trusted, but not to say who signs */
 };
 
 /**
- * The certificates of the user's, with the trust that the user or an administrator has given them; the lists
- * of authorities that come with a system are not among them. Asks for no password.
+ * The user's certificates, by the trust that the user or an administrator has given them; the lists of
+ * authorities that come with a system are not among them. Asks for no password. Nothing where there is no
+ * key store.
  */
-std::vector<KnownCertificate> knownCertificates();
+Authorities authoritiesOfKeyStore();
 
 }  // namespace vorn::vornctl

@@ -1,5 +1,3 @@
-#include "vornctl/doctor/Checks.h"
-
 #include <unistd.h>
 
 #include <algorithm>
@@ -11,6 +9,8 @@
 #include "linux/keys/StorePlaces.h"
 #include "linux/prompt/PromptProcess.h"
 #include "shared/base/Platform.h"
+#include "vornctl/base/Terminal.h"
+#include "vornctl/doctor/Doctor.h"
 #include "vornctl/identities/Identities.h"
 
 namespace vorn::vornctl {
@@ -33,7 +33,7 @@ std::string described(const IdentityReport& identity) {
   return "the certificate of " + identity.certificate.name + ", serial " + identity.certificate.serial;
 }
 
-class Check {
+class KeyStoreDiagnosis {
  public:
   std::vector<Finding> run() {
     std::vector<IdentityReport> identities;
@@ -68,33 +68,31 @@ class Check {
  private:
   void add(Severity severity, Code code, const std::string& cause, const std::string& remedy,
            std::vector<std::string> files = {}) {
-    findings_.push_back({severity, code, {"key store"}, cause, remedy, std::move(files)});
+    findings_.push_back({{code, cause, remedy}, severity, {"key store"}, std::move(files)});
   }
 
   /** What keeps nobody from signing as long as somebody else can sign. */
   Severity graded() const { return usable_.empty() ? Severity::kProblem : Severity::kNote; }
 
   void nameStores() {
-    std::string stores;
+    std::vector<std::string> stores;
     const std::vector<StoreFault> faults = frameworks::KeyProcess::instance().faults();
     for (const keys::KeyDatabase& database : keys::keyDatabases()) {
       const bool isOpen = std::none_of(faults.begin(), faults.end(), [&database](const StoreFault& fault) {
         return fault.place == database.folder;
       });
-      if (isOpen)
-        stores +=
-            (stores.empty() ? "" : ", ") + (database.isFirefox ? database.title : database.folder.string());
+      if (isOpen) stores.push_back(database.isFirefox ? database.title : database.folder.string());
     }
     std::set<std::string> modules;
     for (const TokenPlace& place : places_)
       if (place.isCard) modules.insert(place.store);
-    for (const std::string& module : modules) stores += (stores.empty() ? "" : ", ") + module;
-    if (!stores.empty()) add(Severity::kFine, code::kKeyStores, "looked into " + stores, "");
+    stores.insert(stores.end(), modules.begin(), modules.end());
+    if (!stores.empty()) add(Severity::kFine, code::kKeyStores, "looked into " + listed(stores), "");
   }
 
   void praise(std::size_t total) {
     const auto asking = std::count_if(usable_.begin(), usable_.end(),
-                                      [](const IdentityReport& identity) { return identity.locked; });
+                                      [](const IdentityReport& identity) { return identity.key.locked; });
     add(Severity::kFine, code::kIdentities,
         std::to_string(usable_.size()) + " of " + std::to_string(total) + " identities can sign" +
             (asking > 0 ? ", " + std::to_string(asking) + " of them with a PIN or password" : "") +
@@ -120,16 +118,14 @@ class Check {
     }
     const bool hasLockedProfile =
         std::any_of(usable_.begin(), usable_.end(), [](const IdentityReport& identity) {
-          return identity.locked && identity.token.starts_with("Firefox: ");
+          return identity.key.locked && identity.key.token.starts_with("Firefox: ");
         });
     if (hasLockedProfile)
       add(Severity::kNote, code::kFirefoxPassword,
           "Firefox protects a key with its primary password; new releases do so in a form that the system's "
-          "NSS "
-          "cannot open, and takes the right password for a wrong one",
+          "NSS cannot open, and takes the right password for a wrong one",
           "should the right one be refused: take the primary password away in Firefox's settings, or save "
-          "the "
-          "certificate there as a .p12 file and bring it in with vornctl import");
+          "the certificate there as a .p12 file and bring it in with vornctl import");
     if (asking > 0) checkPrompt(static_cast<std::size_t>(asking) == usable_.size());
   }
 
@@ -173,8 +169,7 @@ class Check {
             "the token \"" + place.name +
                 "\" shows no certificate until its PIN is given, and the search asks for none",
             "have its certificate stored as a public object, as most cards have it, or import the "
-            "certificate alone "
-            "into a key store: certutil -A -n NAME -t ,, -i FILE -d sql:" +
+            "certificate alone into a key store: certutil -A -n NAME -t ,, -i FILE -d sql:" +
                 keys::sharedDatabaseFolders().front().string(),
             {place.store});
       } else {
@@ -273,8 +268,8 @@ class Check {
       add(graded(), code::kModuleHangs,
           "the library of a token, " + library + ", is waited for in vain: " + fault.reason,
           "take the card out and put it in again, see that the reader is connected and no other program "
-          "keeps "
-          "the card for itself, have its service start anew (sudo systemctl restart pcscd), and try again",
+          "keeps the card for itself, have its service start anew (sudo systemctl restart pcscd), and try "
+          "again",
           {fault.registration.string()});
     else
       add(severity, code::kModuleBroken,
@@ -303,7 +298,7 @@ class Check {
 }  // namespace
 
 std::vector<Finding> checkKeyStore() {
-  return Check().run();
+  return KeyStoreDiagnosis().run();
 }
 
 }  // namespace vorn::vornctl

@@ -8,22 +8,6 @@
 namespace vorn::vornctl {
 namespace {
 
-Trust trustOf(keys::Trust trust) {
-  switch (trust) {
-    case keys::Trust::kForSignatures:
-      return Trust::kForSignatures;
-    case keys::Trust::kForItself:
-      return Trust::kForItself;
-    case keys::Trust::kForOtherPurposes:
-      return Trust::kForOtherPurposes;
-    case keys::Trust::kProhibited:
-      return Trust::kForbidden;
-    case keys::Trust::kNone:
-      break;
-  }
-  return Trust::kNone;
-}
-
 bool isPinBlocked(const keys::Token& token) {
   const std::vector<keys::TokenPlace> places = frameworks::KeyProcess::instance().tokenPlaces();
   return std::any_of(places.begin(), places.end(), [&](const keys::TokenPlace& place) {
@@ -39,11 +23,29 @@ KeyPlace placeOfKey(SecIdentityRef identity) {
   return {std::move(token.name), token.locked, std::move(token.store), isBlocked};
 }
 
-std::vector<KnownCertificate> knownCertificates() {
-  std::vector<KnownCertificate> certificates;
-  for (const keys::StoredCertificate& stored : frameworks::KeyProcess::instance().certificatesWithTrust())
-    certificates.push_back({std::string(stored.der.begin(), stored.der.end()), trustOf(stored.trust)});
-  return certificates;
+Authorities authoritiesOfKeyStore() {
+  Authorities authorities;
+  for (const keys::StoredCertificate& stored : frameworks::KeyProcess::instance().certificatesWithTrust()) {
+    const std::string der(stored.der.begin(), stored.der.end());
+    switch (stored.trust) {
+      case keys::Trust::kForSignatures:
+        authorities.trusted.push_back(der);
+        continue;
+      case keys::Trust::kProhibited:
+        authorities.prohibited.push_back(der);
+        continue;
+      case keys::Trust::kForItself:
+        authorities.peers.push_back(der);
+        break;
+      case keys::Trust::kForOtherPurposes:
+        authorities.forOtherPurposes.push_back(der);
+        break;
+      case keys::Trust::kNone:
+        break;
+    }
+    authorities.known.push_back(der);
+  }
+  return authorities;
 }
 
 }  // namespace vorn::vornctl

@@ -18,6 +18,8 @@ std::string derOf(SecCertificateRef certificate) {
           static_cast<std::size_t>(CFDataGetLength(data.get()))};
 }
 
+enum class Trust { kNone, kForSignatures, kForOtherPurposes, kProhibited };
+
 /** Settings without a word of a policy are for every purpose; what they say counts once it forbids. */
 Trust trustIn(SecCertificateRef certificate, SecTrustSettingsDomain domain) {
   CFArrayRef found = nullptr;
@@ -30,7 +32,7 @@ Trust trustIn(SecCertificateRef certificate, SecTrustSettingsDomain domain) {
     const auto* const result = static_cast<CFNumberRef>(CFDictionaryGetValue(one, kSecTrustSettingsResult));
     int value = kSecTrustSettingsResultTrustRoot;
     if (result != nullptr) CFNumberGetValue(result, kCFNumberIntType, &value);
-    if (value == kSecTrustSettingsResultDeny) return Trust::kForbidden;
+    if (value == kSecTrustSettingsResultDeny) return Trust::kProhibited;
     if (value != kSecTrustSettingsResultTrustRoot && value != kSecTrustSettingsResultTrustAsRoot) continue;
     const bool isForAll = CFDictionaryGetValue(one, kSecTrustSettingsPolicy) == nullptr;
     if (trust != Trust::kForSignatures) trust = isForAll ? Trust::kForSignatures : Trust::kForOtherPurposes;
@@ -40,7 +42,7 @@ Trust trustIn(SecCertificateRef certificate, SecTrustSettingsDomain domain) {
 
 /** Whether the second says more than the first. */
 bool outweighs(Trust one, Trust other) {
-  return one == Trust::kForbidden || other == Trust::kNone ||
+  return one == Trust::kProhibited || other == Trust::kNone ||
          (one == Trust::kForSignatures && other == Trust::kForOtherPurposes);
 }
 
@@ -61,7 +63,7 @@ KeyPlace placeOfKey(SecIdentityRef /*identity*/) {
   return {.token = "Keychain"};
 }
 
-std::vector<KnownCertificate> knownCertificates() {
+Authorities authoritiesOfKeyStore() {
   std::map<std::string, Trust> certificates;
   const auto add = [&certificates](CFArrayRef array, auto trustOf) {
     for (CFIndex i = 0; array != nullptr && i < CFArrayGetCount(array); ++i) {
@@ -79,9 +81,15 @@ std::vector<KnownCertificate> knownCertificates() {
     const auto trusted = CFRef<CFArrayRef>::adopt(found);
     add(trusted.get(), [domain](SecCertificateRef certificate) { return trustIn(certificate, domain); });
   }
-  std::vector<KnownCertificate> stored;
-  for (const auto& [der, trust] : certificates) stored.push_back({der, trust});
-  return stored;
+  Authorities authorities;
+  for (const auto& [der, trust] : certificates) {
+    if (trust == Trust::kForSignatures)
+      authorities.trusted.push_back(der);
+    else
+      (trust == Trust::kProhibited ? authorities.prohibited : authorities.known).push_back(der);
+    if (trust == Trust::kForOtherPurposes) authorities.forOtherPurposes.push_back(der);
+  }
+  return authorities;
 }
 
 }  // namespace vorn::vornctl

@@ -1,8 +1,10 @@
-#include "vornctl/commands/SystemCommands.h"
+#include "vornctl/commands/Commands.h"
 
 namespace vorn::vornctl {
 
 /** Whoever opens a .p12 file has Keychain Access import it. */
-void addSystemCommands(CLI::App& /*app*/, int& /*status*/) {}
+std::vector<Command> systemCommands() {
+  return {};
+}
 
 }  // namespace vorn::vornctl

@@ -10,17 +10,16 @@
 #include <system_error>
 
 #include "shared/base/OpenSslHandle.h"
+#include "shared/verification/Fault.h"
 #include "shared/verification/SignerCertificate.h"
 #include "vornctl/base/InputFile.h"
-#include "vornctl/identities/KeyStoreView.h"
 
 namespace vorn::vornctl {
 namespace {
 
 namespace fs = std::filesystem;
-using verification::Objection;
 
-using Certificate = OpenSslHandle<X509, &X509_free>;
+using X509Handle = OpenSslHandle<X509, &X509_free>;
 using Bio = OpenSslHandle<BIO, &BIO_free>;
 using Store = OpenSslHandle<X509_STORE, &X509_STORE_free>;
 using Context = OpenSslHandle<X509_STORE_CTX, &X509_STORE_CTX_free>;
@@ -37,10 +36,10 @@ constexpr int kSecurityLevel = 1;
 constexpr std::string_view kConstraints = "CHAIN_CONSTRAINTS_FAILURE";
 constexpr std::string_view kGeneralFailure = "CERTIFICATE_CHAIN_GENERAL_FAILURE";
 
-Certificate readDer(const std::string& der) {
+X509Handle readDer(const std::string& der) {
   const auto* bytes = reinterpret_cast<const unsigned char*>(der.data());
   const auto* const end = bytes + der.size();
-  Certificate certificate(d2i_X509(nullptr, &bytes, static_cast<long>(der.size())));
+  X509Handle certificate(d2i_X509(nullptr, &bytes, static_cast<long>(der.size())));
   return bytes == end ? std::move(certificate) : nullptr;
 }
 
@@ -58,33 +57,33 @@ int noPassword(char* /*buffer*/, int /*size*/, int /*writing*/, void* /*context*
 }
 
 /** All certificates in PEM or, if there are none, the one in DER that the file is. */
-Certificates certificatesIn(const std::string& bytes) {
-  Certificates found;
+DerCertificates certificatesOfFile(const std::string& bytes) {
+  DerCertificates found;
   const Bio source(BIO_new_mem_buf(bytes.data(), static_cast<int>(bytes.size())));
-  while (const Certificate certificate{PEM_read_bio_X509(source.get(), nullptr, noPassword, nullptr)})
+  while (const X509Handle certificate{PEM_read_bio_X509(source.get(), nullptr, noPassword, nullptr)})
     found.push_back(derOf(certificate.get()));
   if (!found.empty() && ERR_GET_REASON(ERR_peek_last_error()) != PEM_R_NO_START_LINE) {
     ERR_clear_error();
     throw InputFault("a certificate in it is damaged");
   }
-  if (const Certificate certificate = found.empty() ? readDer(bytes) : nullptr)
+  if (const X509Handle certificate = found.empty() ? readDer(bytes) : nullptr)
     found.push_back(derOf(certificate.get()));
   ERR_clear_error();
   return found;
 }
 
-void append(Certificates& to, const Certificates& from) {
+void append(DerCertificates& to, const DerCertificates& from) {
   to.insert(to.end(), from.begin(), from.end());
 }
 
-bool contains(const Certificates& certificates, const std::string& der) {
+bool contains(const DerCertificates& certificates, const std::string& der) {
   return std::find(certificates.begin(), certificates.end(), der) != certificates.end();
 }
 
-Store makeStore(const Certificates& trusted, std::time_t time) {
+Store makeStore(const DerCertificates& trusted, std::time_t time) {
   Store store(X509_STORE_new());
   for (const std::string& der : trusted)
-    if (const Certificate certificate = readDer(der)) X509_STORE_add_cert(store.get(), certificate.get());
+    if (const X509Handle certificate = readDer(der)) X509_STORE_add_cert(store.get(), certificate.get());
   X509_VERIFY_PARAM* const parameters = X509_STORE_get0_param(store.get());
   X509_VERIFY_PARAM_set_time(parameters, time);
   X509_VERIFY_PARAM_set_auth_level(parameters, kSecurityLevel);
@@ -93,10 +92,10 @@ Store makeStore(const Certificates& trusted, std::time_t time) {
   return store;
 }
 
-Stack makeStack(const Certificates& certificates) {
+Stack makeStack(const DerCertificates& certificates) {
   Stack stack(sk_X509_new_null());
   for (const std::string& der : certificates)
-    if (Certificate certificate = readDer(der)) sk_X509_push(stack.get(), certificate.release());
+    if (X509Handle certificate = readDer(der)) sk_X509_push(stack.get(), certificate.release());
   return stack;
 }
 
@@ -129,30 +128,29 @@ std::string_view codeOf(int error) {
   }
 }
 
-Certificates chainOf(X509_STORE_CTX* context) {
-  Certificates chain;
+DerCertificates chainOf(X509_STORE_CTX* context) {
+  DerCertificates chain;
   const STACK_OF(X509)* const certificates = X509_STORE_CTX_get0_chain(context);
   for (int i = 0; i < sk_X509_num(certificates); ++i) chain.push_back(derOf(sk_X509_value(certificates, i)));
   return chain;
 }
 
 /** What OpenSSL does not look at in the authorities between the signer and the one who is trusted. */
-std::optional<Objection> faultOfAuthorities(const Certificates& chain) {
+std::optional<Remark> faultOfAuthorities(const DerCertificates& chain) {
   for (std::size_t i = 1; i + 1 < chain.size(); ++i) {
-    const Certificate authority = readDer(chain[i]);
+    const X509Handle authority = readDer(chain[i]);
     if (!verification::isWellFormed(*authority, chain[i]))
-      return Objection{kGeneralFailure,
-                       "the certificate of an authority is not written as the standard has it"};
+      return Remark{kGeneralFailure, "the certificate of an authority is not written as the standard has it"};
     if (!verification::isForPersons(*authority))
-      return Objection{kConstraints, "the certificate of an authority is to vouch for others than persons"};
+      return Remark{kConstraints, "the certificate of an authority is to vouch for others than persons"};
   }
   return std::nullopt;
 }
 
-int weakKeyBitsOf(const Certificates& chain) {
+int weakKeyBitsOf(const DerCertificates& chain) {
   constexpr int kStrong = 112;  // bits of security, as RSA keys of 2,048 bits have
   for (std::size_t i = 1; i < chain.size(); ++i) {
-    const Certificate authority = readDer(chain[i]);
+    const X509Handle authority = readDer(chain[i]);
     const EVP_PKEY* const key = X509_get0_pubkey(authority.get());
     if (EVP_PKEY_get_security_bits(key) < kStrong) return EVP_PKEY_get_bits(key);
   }
@@ -160,8 +158,8 @@ int weakKeyBitsOf(const Certificates& chain) {
 }
 
 ChainResult buildChain(const std::string& certificate, const Authorities& authorities, std::time_t time) {
-  const Certificate signer = readDer(certificate);
-  Certificates trusted = authorities.trusted;
+  const X509Handle signer = readDer(certificate);
+  DerCertificates trusted = authorities.trusted;
   if (contains(authorities.peers, certificate)) trusted.push_back(certificate);
   const Store store = makeStore(trusted, time);
   const Stack known = makeStack(authorities.known);
@@ -172,55 +170,31 @@ ChainResult buildChain(const std::string& certificate, const Authorities& author
   ERR_clear_error();
   const int error = X509_STORE_CTX_get_error(context.get());
   if (good && error == X509_V_OK) {
-    Certificates chain = chainOf(context.get());
+    DerCertificates chain = chainOf(context.get());
     if (const auto fault = faultOfAuthorities(chain)) return {.fault = fault};
     const int weakKeyBits = weakKeyBitsOf(chain);
     return {.chain = std::move(chain), .weakKeyBits = weakKeyBits};
   }
   if (codeOf(error) == kNoChain) {
-    return {.fault = Objection{kNoChain,
-                               "nobody who is trusted vouches for the signer's certificate; --trusted "
-                               "names further authorities"}};
+    return {.fault = Remark{kNoChain,
+                            "nobody who is trusted vouches for the signer's certificate; --trusted "
+                            "names further authorities"}};
   }
   const int depth = X509_STORE_CTX_get_error_depth(context.get());
   const std::string where = depth == 0 ? "the signer's certificate" : "the certificate of an authority";
-  return {.fault = Objection{codeOf(error), where + ": " + X509_verify_cert_error_string(error)},
+  return {.fault = Remark{codeOf(error), where + ": " + X509_verify_cert_error_string(error)},
           .isBySomebodyElse = error == X509_V_ERR_CERT_SIGNATURE_FAILURE};
 }
 
 }  // namespace
 
-Authorities authoritiesOfKeyStore() {
-  Authorities authorities;
-  for (KnownCertificate& stored : knownCertificates()) {
-    switch (stored.trust) {
-      case Trust::kForSignatures:
-        authorities.trusted.push_back(std::move(stored.der));
-        break;
-      case Trust::kForbidden:
-        authorities.prohibited.push_back(std::move(stored.der));
-        break;
-      case Trust::kForItself:
-        authorities.peers.push_back(stored.der);
-        authorities.known.push_back(std::move(stored.der));
-        break;
-      case Trust::kForOtherPurposes:
-        authorities.forOtherPurposes.push_back(stored.der);
-        [[fallthrough]];
-      case Trust::kNone:
-        authorities.known.push_back(std::move(stored.der));
-    }
-  }
-  return authorities;
-}
-
 void addTrusted(const fs::path& path, Authorities& authorities) try {
-  Certificates found;
+  DerCertificates found;
   if (fs::is_directory(path)) {
     for (const fs::directory_entry& entry : fs::directory_iterator(path))
-      if (entry.is_regular_file()) append(found, certificatesIn(readInput(entry.path(), kLargestFile)));
+      if (entry.is_regular_file()) append(found, certificatesOfFile(readInput(entry.path(), kLargestFile)));
   } else {
-    found = certificatesIn(readInput(path, kLargestFile));
+    found = certificatesOfFile(readInput(path, kLargestFile));
   }
   if (found.empty()) throw InputFault("there is no certificate");
   append(authorities.trusted, found);
@@ -238,7 +212,7 @@ ChainResult checkChain(const std::string& certificate, const Authorities& author
     if (ChainResult other = buildChain(certificate, alone, time); !other.fault) result = std::move(other);
   }
   const auto isProhibited = [&](const std::string& der) { return contains(authorities.prohibited, der); };
-  const auto leadsTo = [&](const Certificates& others) {
+  const auto leadsTo = [&](const DerCertificates& others) {
     if (!result.fault || result.fault->code != kNoChain || others.empty()) return false;
     Authorities with = authorities;
     append(with.trusted, others);
@@ -246,7 +220,7 @@ ChainResult checkChain(const std::string& certificate, const Authorities& author
   };
   if (isProhibited(certificate) || std::any_of(result.chain.begin(), result.chain.end(), isProhibited) ||
       leadsTo(authorities.prohibited))
-    return {.fault = Objection{kProhibited, "the key store prohibits a certificate of the chain"}};
+    return {.fault = Remark{kProhibited, "the key store prohibits a certificate of the chain"}};
   if (leadsTo(authorities.forOtherPurposes))
     result.fault->message = "the key store trusts the authority to vouch for web sites, but not for persons";
   return result;

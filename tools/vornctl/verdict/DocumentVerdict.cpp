@@ -39,7 +39,7 @@ class Judgement {
   }
 
   DocumentVerdict ofUnreadable(const std::string& reason) {
-    lower(Indication::kFailed, {std::string(verification::kFormatFailure), reason});
+    lower(Indication::kFailed, {verification::kFormatFailure, reason});
     return std::move(verdict_);
   }
 
@@ -54,8 +54,7 @@ class Judgement {
     const std::string path = part.element != nullptr ? verification::pathOf(*part.element) : "";
     const bool isSigned = part.isIntact() || part.fault->code != verification::kNotSigned;
     verdict_.parts.push_back({name, path, part.algorithm, part.isIntact(), isSigned});
-    if (!part.isIntact())
-      return lower(Indication::kFailed, {std::string(part.fault->code), part.fault->message, name});
+    if (!part.isIntact()) return lower(Indication::kFailed, {part.fault->code, part.fault->message, name});
     if (!part.maySign)
       lower(Indication::kFailed, {"KEY_USAGE",
                                   "the signer's certificate is not for digital signatures: its key usage, or "
@@ -81,12 +80,12 @@ class Judgement {
   void takeWarnings(ParsedDocument& parsed) {
     const auto weak = isDigestWeak_ ? std::optional(SignatureAlgorithm::RSA_SHA1) : std::nullopt;
     for (SignatureWarning& warning : warningsOf(parsed, SigningStage::kAfter, weak))
-      warn({std::string(warning.code), std::move(warning.text)});
+      warn({warning.code, std::move(warning.text)});
     warnOfNamesakes(parsed);
     warnOfComposition(parsed);
     // What is said here is not a matter of taste of this or that verifier: the standards say so, or xmlsec;
     // of document types libxml2 refuses too much for a list of what it takes.
-    static const std::set<std::string> kRefused = {
+    static const std::set<std::string_view> kRefused = {
         "default-namespace", "namespace-form", "namespace-name", "namespace-ampersand", "xml-1.1",
         "nested-parts",      "document-type",  "deep-nesting",   "composed-encoding"};
     for (const Remark& warning : verdict_.warnings)
@@ -128,8 +127,8 @@ class Judgement {
     if (result.weakKeyBits != 0)
       warn({"weak-key", "an authority's key of " + std::to_string(result.weakKeyBits) + " bits is weak"});
     if (!result.fault) return;
-    lower(result.fault->code == kProhibited ? Indication::kFailed : Indication::kIndeterminate,
-          {std::string(result.fault->code), result.fault->message});
+    const bool isProhibited = result.fault->code == kProhibited;
+    lower(isProhibited ? Indication::kFailed : Indication::kIndeterminate, std::move(*result.fault));
   }
 
   const VerdictRules& rules_;
@@ -139,17 +138,6 @@ class Judgement {
 
 }  // namespace
 
-const char* nameOf(Indication indication) {
-  switch (indication) {
-    case Indication::kPassed:
-      return "passed";
-    case Indication::kIndeterminate:
-      return "indeterminate";
-    default:
-      return "failed";
-  }
-}
-
 DocumentVerdict judge(const std::string& xml, const VerdictRules& rules) {
   DocumentVerdict verdict;
   const std::optional<std::string> refusal = refusalOf([&] {
@@ -158,6 +146,16 @@ DocumentVerdict judge(const std::string& xml, const VerdictRules& rules) {
   });
   if (refusal) verdict = Judgement(rules).ofUnreadable(*refusal);
   return verdict;
+}
+
+std::vector<SignatureWarning> warningsOfSigning(const std::string& xml, const std::string& algorithm) {
+  std::vector<SignatureWarning> warnings;
+  refusalOf([&] {
+    startXmlLibraries();
+    ParsedDocument parsed(xml);
+    warnings = warningsOf(parsed, SigningStage::kBefore, algorithmNamed(algorithm));
+  });
+  return warnings;
 }
 
 }  // namespace vorn::vornctl

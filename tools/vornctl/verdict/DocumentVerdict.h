@@ -6,22 +6,13 @@
 #include <vector>
 
 #include "shared/verification/Coverage.h"
+#include "shared/xml/SignatureWarnings.h"
 #include "vornctl/verdict/ChainCheck.h"
 
 namespace vorn::vornctl {
 
 /** The indications of ETSI EN 319 102-1, the better first. */
 enum class Indication { kPassed, kIndeterminate, kFailed };
-
-/** "passed", "indeterminate", "failed" */
-const char* nameOf(Indication indication);
-
-/** Something that is to be said of a document. The code keeps its meaning. */
-struct Remark {
-  std::string code;
-  std::string message;
-  std::string part = {}; /**< the element that it is about; empty for the whole document */
-};
 
 struct PartVerdict {
   std::string elementName;
@@ -39,7 +30,7 @@ struct DocumentVerdict {
   /** DER; of the certificate that both intact parts were signed with, or the only intact one. */
   std::string signer = {};
   bool isTrusted = false; /**< whether the signer's chain leads to one who is trusted */
-  Certificates chain = {};
+  DerCertificates chain = {};
   verification::Uncovered uncovered = {}; /**< when both parts are intact */
 };
 
@@ -53,5 +44,11 @@ struct VerdictRules {
  * startXmlLibraries.
  */
 DocumentVerdict judge(const std::string& xml, const VerdictRules& rules);
+
+/**
+ * What the host's log warns of when it signs the document with the algorithm: the same rules are asked here.
+ * Nothing for bytes that are no document. Starts the XML libraries.
+ */
+std::vector<SignatureWarning> warningsOfSigning(const std::string& xml, const std::string& algorithm);
 
 }  // namespace vorn::vornctl

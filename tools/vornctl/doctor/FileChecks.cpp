@@ -1,13 +1,15 @@
-#include "vornctl/doctor/FileOwners.h"
-
+#include <fcntl.h>
 #include <grp.h>
 #include <pwd.h>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <deque>
-#include <string>
 #include <system_error>
+
+#include "vornctl/doctor/Doctor.h"
 
 namespace vorn::vornctl {
 namespace {
@@ -16,7 +18,7 @@ namespace fs = std::filesystem;
 
 constexpr int kMostLinks = 40;  // as many as the system follows
 
-std::string nameOf(uid_t user) {
+std::string userName(uid_t user) {
   const passwd* const entry = getpwuid(user);
   return entry != nullptr ? entry->pw_name : std::to_string(user);
 }
@@ -40,7 +42,7 @@ Fault faultOf(const fs::path& path, const std::string& who, const std::string& c
 
 std::optional<Fault> faultOf(const fs::path& path, const struct stat& status) {
   if (status.st_uid != 0 && status.st_uid != geteuid())
-    return faultOf(path, "belongs to " + nameOf(status.st_uid), "chown " + nameOf(geteuid()));
+    return faultOf(path, "belongs to " + userName(status.st_uid), "chown " + userName(geteuid()));
   if (S_ISLNK(status.st_mode) || (S_ISDIR(status.st_mode) && (status.st_mode & S_ISVTX) != 0))
     return std::nullopt;
   if ((status.st_mode & S_IWOTH) != 0) return faultOf(path, "can be written by everybody", "chmod o-w");
@@ -50,6 +52,37 @@ std::optional<Fault> faultOf(const fs::path& path, const struct stat& status) {
   if (!isOwnersAlone(status.st_gid, status.st_uid))
     return faultOf(path, "can be written by a group", "chmod g-w");
   return std::nullopt;
+}
+
+/** Why the log cannot be written, and what to do about it; both empty when it can. */
+using LogFault = std::pair<std::string, std::string>;
+
+/** The rules of the host, which writes into no file but one that is the user's alone. */
+LogFault faultOfLog(const fs::path& file, const struct stat& status) {
+  const std::string name = file.string();
+  if (!S_ISREG(status.st_mode))
+    return {S_ISLNK(status.st_mode) ? "it is a symbolic link" : "it is no regular file", "remove " + name};
+  if (status.st_uid != geteuid()) return {"it belongs to another user", "remove " + name};
+  if (status.st_nlink > 1) return {"it has another name besides this one", "remove " + name};
+  // Opening writes nothing, and finds what no permission shows.
+  if (!Descriptor(open(file.c_str(), O_WRONLY | O_APPEND | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC)))
+    return {std::generic_category().message(errno), "chmod 600 " + name};
+  return {};
+}
+
+LogFault faultOfFolder(const fs::path& folder) {
+  struct stat status{};
+  const std::string own = "let the home folder be yours and writable: " + folder.string();
+  if (stat(folder.c_str(), &status) != 0) return {std::generic_category().message(errno), own};
+  if (status.st_uid != geteuid() && status.st_uid != 0) return {"its folder belongs to another user", own};
+  if (access(folder.c_str(), W_OK | X_OK) != 0) return {std::generic_category().message(errno), own};
+  return {};
+}
+
+bool isFull(const fs::path& folder) {
+  struct statvfs status{};
+  return statvfs(folder.c_str(), &status) == 0 && status.f_blocks > 0 &&
+         (geteuid() == 0 ? status.f_bfree : status.f_bavail) == 0;
 }
 
 }  // namespace
@@ -90,6 +123,18 @@ std::optional<Fault> findForeignWriterOfHost(const fs::path& host) {
     if (auto fault = findForeignWriter(entry.path())) return fault;
   }
   return std::nullopt;
+}
+
+std::optional<Fault> checkLog(const fs::path& home) {
+  const fs::path file = home / "vorn-signing.log";
+  struct stat status{};
+  auto [why, remedy] = lstat(file.c_str(), &status) == 0 ? faultOfLog(file, status) : faultOfFolder(home);
+  if (why.empty() && isFull(home)) {
+    why = std::generic_category().message(ENOSPC);
+    remedy = "make room on its file system";
+  }
+  if (why.empty()) return std::nullopt;
+  return Fault{code::kLogNotWritable, "the host cannot write its log, " + file.string() + ": " + why, remedy};
 }
 
 }  // namespace vorn::vornctl
