@@ -118,10 +118,10 @@ TEST(Log, TellsOfEverySignature) {
 }
 
 /** In the place of the system's log, which is this thread's own. */
-class Listener {
+class LogListener {
  public:
   /** Reads a line after each pause, or, without one, nothing before it is asked. */
-  explicit Listener(std::chrono::milliseconds pause) {
+  explicit LogListener(std::chrono::milliseconds pause) {
     constexpr sockaddr_un kPlace{AF_UNIX, "/dev/log"};
     EXPECT_EQ(bind(socket_, reinterpret_cast<const sockaddr*>(&kPlace), sizeof kPlace), 0) << errno;
     if (pause.count() == 0) return;
@@ -129,7 +129,7 @@ class Listener {
       for (; !end.stop_requested(); std::this_thread::sleep_for(pause)) take();
     });
   }
-  ~Listener() {
+  ~LogListener() {
     reader_ = {};
     close(socket_);
     fs::remove("/dev/log");
@@ -196,7 +196,7 @@ TEST(Log, TellsTheSystemOfEverySignature) {
     };
     for (const auto& [documents, pause] :
          {Row{0, {}}, Row{150, {}}, Row{150, std::chrono::milliseconds(100)}}) {
-      Listener listener(pause);
+      LogListener listener(pause);
       Home home("main");
       HostProcess host(home, {.arguments = {"/manifest.json", "evil\", document = \""}});
       const std::string answer = host.ask(request.json());

@@ -9,6 +9,7 @@
 #include <deque>
 #include <system_error>
 
+#include "shared/base/Descriptor.h"
 #include "vornctl/doctor/Doctor.h"
 
 namespace vorn::vornctl {

@@ -96,11 +96,11 @@ void readPassword(const std::string& file, prompt::Secret& password) {
 bool askForPassword(const std::string& question, prompt::Secret& password) {
   password.wipe();
   {
-    const SilentTerminal terminal;
-    if (terminal.isOpen()) {
-      terminal.write(question + ": ");
-      const bool isTyped = terminal.readLine(password);
-      terminal.write("\n");
+    const SilentTerminal silent;
+    if (silent.isOpen()) {
+      silent.write(question + ": ");
+      const bool isTyped = silent.readLine(password);
+      silent.write("\n");
       return isTyped;
     }
   }

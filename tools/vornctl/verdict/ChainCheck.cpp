@@ -10,7 +10,7 @@
 #include <system_error>
 
 #include "shared/base/OpenSslHandle.h"
-#include "shared/verification/Fault.h"
+#include "shared/verification/Objection.h"
 #include "shared/verification/SignerCertificate.h"
 #include "vornctl/base/InputFile.h"
 

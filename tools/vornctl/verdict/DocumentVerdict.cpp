@@ -10,6 +10,7 @@
 #include "shared/xml/Namespaces.h"
 #include "shared/xml/ParsedDocument.h"
 #include "shared/xml/SignatureWarnings.h"
+#include "shared/xml/XmlLibraries.h"
 #include "shared/xml/XmlText.h"
 
 namespace vorn::vornctl {

@@ -22,7 +22,7 @@
 namespace vorn {
 namespace {
 
-const log4cplus::Logger logger = log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("RequestHandler"));
+const log4cplus::Logger requestLog = log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("RequestHandler"));
 
 const char* const kPart = "part";
 
@@ -144,7 +144,7 @@ jsonxx::Object RequestHandler::handleRequest() {
   } catch (const InvalidArgumentException&) {
     throw;
   } catch (const BaseException& failure) {
-    LOG4CPLUS_ERROR(logger, "Request failed with code " << failure.code() << ": " << failure.message());
+    LOG4CPLUS_ERROR(requestLog, "Request failed with code " << failure.code() << ": " << failure.message());
     appendError(response_, failure.code(), failure.message(), wantsReasons_ ? failure.reason() : "");
   }
   logging::tellOfLoss();
@@ -170,18 +170,18 @@ void RequestHandler::applySettings() {
   else
     logging::setVerbose(request_.has<jsonxx::String>("verbose") ? request_.get<jsonxx::String>("verbose")
                                                                 : "");
-  LOG4CPLUS_DEBUG(logger, "Request message = " << message_);
+  LOG4CPLUS_DEBUG(requestLog, "Request message = " << message_);
   std::string().swap(message_);  // it may be 10 MiB, and all of it is in the request now
   if (request_.has<jsonxx::Number>("idle_timeout")) {
     const jsonxx::Number timeout = request_.get<jsonxx::Number>("idle_timeout");
-    LOG4CPLUS_INFO(logger, "Setting idle timeout = " << inAllDigits(timeout));
+    LOG4CPLUS_INFO(requestLog, "Setting idle timeout = " << inAllDigits(timeout));
     IdleTimer::getInstance().setTimeout(timeout);
   }
   largestAnswer_ = requestedLargestAnswer(request_);
 }
 
 void RequestHandler::dispatch() {
-  LOG4CPLUS_INFO(logger, "Request type = " << type_);
+  LOG4CPLUS_INFO(requestLog, "Request type = " << type_);
   if (type_ == kPart) return handlePartRequest();
   if (parts_ != nullptr) parts_->drop();
   if (type_ == "version")

@@ -13,7 +13,7 @@
 namespace vorn {
 namespace {
 
-const log4cplus::Logger logger = log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("CertificateSelection"));
+const log4cplus::Logger detailsLog = log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("CertificateSelection"));
 
 constexpr std::size_t kErrorBufferSize = 500;
 
@@ -80,12 +80,12 @@ CFRef<CFDictionaryRef> copySelectionValues(SecCertificateRef certificate) {
 std::string encodeCertificate(SecCertificateRef certificate) {
   const auto der = CFRef<CFDataRef>::adopt(SecCertificateCopyData(certificate));
   if (!der) {
-    LOG4CPLUS_ERROR(logger, "Failed to obtain certificate data");
+    LOG4CPLUS_ERROR(detailsLog, "Failed to obtain certificate data");
     return "";
   }
   const CFRef<CFDataRef> encoded = base64Encode(der.get());
   if (!encoded) {
-    LOG4CPLUS_ERROR(logger, "Failed to Base64 encode certificate data");
+    LOG4CPLUS_ERROR(detailsLog, "Failed to Base64 encode certificate data");
     return "";
   }
   const auto text = CFRef<CFStringRef>::adopt(
@@ -99,7 +99,7 @@ CFRef<CFDataRef> base64Encode(CFDataRef data) {
   CFRef<CFTypeRef> result = encode(data, error);
   if (error) {
     const auto description = CFRef<CFStringRef>::adopt(CFErrorCopyDescription(error.get()));
-    LOG4CPLUS_ERROR(logger, utf8TextCutTo(description.get(), kErrorBufferSize));
+    LOG4CPLUS_ERROR(detailsLog, utf8TextCutTo(description.get(), kErrorBufferSize));
     throw TechnicalException("CertificateSelection -  Failed to Base64 encode data. System error code = " +
                              std::to_string(CFErrorGetCode(error.get())));
   }
@@ -109,7 +109,7 @@ CFRef<CFDataRef> base64Encode(CFDataRef data) {
 std::string getIssuerName(CFDictionaryRef values) {
   const CFArrayRef attributes = certificateSection(values, kSecOIDX509V1IssuerName);
   if (attributes == nullptr) {
-    LOG4CPLUS_ERROR(logger, "Failed to extract issuer name from certificate");
+    LOG4CPLUS_ERROR(detailsLog, "Failed to extract issuer name from certificate");
     return "";
   }
   for (CFIndex i = 0; i < CFArrayGetCount(attributes); ++i) {

@@ -15,7 +15,7 @@
 namespace vorn {
 namespace {
 
-const log4cplus::Logger logger = log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("CertificateSelection"));
+const log4cplus::Logger matchingLog = log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("CertificateSelection"));
 
 constexpr std::size_t kEmailBufferSize = 500;
 constexpr std::size_t kABNBufferSize = 20;
@@ -49,20 +49,21 @@ bool certificateEmailMatches(SecCertificateRef certificate, const std::string& e
   CFRef<CFArrayRef> addresses;
   const OSStatus status = SecCertificateCopyEmailAddresses(certificate, addresses.out());
   if (status != errSecSuccess) {
-    LOG4CPLUS_WARN(logger, "An error has occurred getting certificate email. System error code = " << status);
+    LOG4CPLUS_WARN(matchingLog,
+                   "An error has occurred getting certificate email. System error code = " << status);
     return false;
   }
   if (countOf(addresses.get()) == 0) {
-    LOG4CPLUS_INFO(logger, "Certificate does not contain email field");
+    LOG4CPLUS_INFO(matchingLog, "Certificate does not contain email field");
     return false;
   }
   for (CFIndex i = 0; i < countOf(addresses.get()); ++i) {
     const std::optional<std::string> address =
         utf8TextWithin(ofType<CFStringRef>(CFArrayGetValueAtIndex(addresses.get(), i), CFStringGetTypeID()),
                        kEmailBufferSize);
-    LOG4CPLUS_DEBUG(logger, "Certificate email = " << address.value_or(""));
+    LOG4CPLUS_DEBUG(matchingLog, "Certificate email = " << address.value_or(""));
     if (address && asciiLowerCase(*address) == email) {
-      LOG4CPLUS_DEBUG(logger, "Certificate email matches request email");
+      LOG4CPLUS_DEBUG(matchingLog, "Certificate email matches request email");
       return true;
     }
   }
@@ -75,9 +76,9 @@ bool certificateABNMatches(CFDictionaryRef values, const std::string& abn) {
     const CFDataRef der = dataInSection(section, i);
     if (der == nullptr) continue;
     const std::optional<std::string> text = abnText(der);
-    LOG4CPLUS_DEBUG(logger, "Certificate ABN = " << text.value_or(""));
+    LOG4CPLUS_DEBUG(matchingLog, "Certificate ABN = " << text.value_or(""));
     if (text == abn) {
-      LOG4CPLUS_DEBUG(logger, "Certificate ABN matches request ABN");
+      LOG4CPLUS_DEBUG(matchingLog, "Certificate ABN matches request ABN");
       return true;
     }
   }
@@ -90,9 +91,9 @@ bool certificateAKIMatches(CFDictionaryRef values, const std::vector<std::string
     const CFDataRef identifier = dataInSection(section, i);
     if (identifier == nullptr) continue;
     const std::string aki = lowerCaseHex(identifier);
-    LOG4CPLUS_DEBUG(logger, "Certificate AKI = " << aki);
+    LOG4CPLUS_DEBUG(matchingLog, "Certificate AKI = " << aki);
     if (std::find(akis.begin(), akis.end(), aki) != akis.end()) {
-      LOG4CPLUS_DEBUG(logger, "Certificate AKI matches request AKI");
+      LOG4CPLUS_DEBUG(matchingLog, "Certificate AKI matches request AKI");
       return true;
     }
   }
@@ -104,7 +105,7 @@ bool isSigningCertificate(CFDictionaryRef values) {
   if (const CFNumberRef number = certificateNumber(values, kSecOIDKeyUsage); number != nullptr)
     CFNumberGetValue(number, kCFNumberIntType, &usage);
   // The log tells whether there is any key usage; what counts is the one bit.
-  LOG4CPLUS_DEBUG(logger, "Key usage includes Digital Signature = " << (usage != 0 ? "true" : "false"));
+  LOG4CPLUS_DEBUG(matchingLog, "Key usage includes Digital Signature = " << (usage != 0 ? "true" : "false"));
   return (usage & kDigitalSignature) != 0;
 }
 

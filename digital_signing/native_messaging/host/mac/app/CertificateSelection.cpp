@@ -17,7 +17,7 @@
 namespace vorn {
 namespace {
 
-const log4cplus::Logger logger = log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("CertificateSelection"));
+const log4cplus::Logger selectionLog = log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("CertificateSelection"));
 
 constexpr std::size_t kSerialBufferSize = 100;
 
@@ -37,15 +37,15 @@ SelectionCriteria readCriteria(const jsonxx::Object& userDetails) {
   for (unsigned i = 0; i < akis.size(); ++i)
     criteria.akis.push_back(asciiLowerCase(akis.get<jsonxx::String>(i)));
   std::stable_sort(criteria.akis.begin(), criteria.akis.end());
-  LOG4CPLUS_DEBUG(logger, "Request name = " << criteria.name);
-  LOG4CPLUS_DEBUG(logger, "Request email = " << criteria.email);
-  LOG4CPLUS_DEBUG(logger, "Request ABN = " << criteria.abn);
-  LOG4CPLUS_DEBUG(logger, "Request AKI list = " << joined(akis));
+  LOG4CPLUS_DEBUG(selectionLog, "Request name = " << criteria.name);
+  LOG4CPLUS_DEBUG(selectionLog, "Request email = " << criteria.email);
+  LOG4CPLUS_DEBUG(selectionLog, "Request ABN = " << criteria.abn);
+  LOG4CPLUS_DEBUG(selectionLog, "Request AKI list = " << joined(akis));
   return criteria;
 }
 
 [[noreturn]] void reportNameNotFound() {
-  LOG4CPLUS_INFO(logger, "No certificate found with matching name");
+  LOG4CPLUS_INFO(selectionLog, "No certificate found with matching name");
   throw CertificateNotFoundException();
 }
 
@@ -70,9 +70,9 @@ CFRef<CFTypeRef> findIdentities(const std::string& name) {
     const std::string message =
         "An error has occurred finding identities with matching name in Keychain. System error code = " +
         std::to_string(status);
-    LOG4CPLUS_ERROR(logger, message);
+    LOG4CPLUS_ERROR(selectionLog, message);
     const auto reason = CFRef<CFStringRef>::adopt(SecCopyErrorMessageString(status, nullptr));
-    if (const auto text = utf8Text(reason.get())) LOG4CPLUS_ERROR(logger, *text);
+    if (const auto text = utf8Text(reason.get())) LOG4CPLUS_ERROR(selectionLog, *text);
     throw TechnicalException(message, reason::kStoreUnreadable);
   }
   return identities;
@@ -90,10 +90,10 @@ void CertificateSelection::initialise(const jsonxx::Object& userDetails) {
   // The kept address is in lower case, the request's is as received: one with a capital always searches
   // again.
   if (criteria == criteria_) {
-    LOG4CPLUS_INFO(logger, "Using existing signing certificate");
+    LOG4CPLUS_INFO(selectionLog, "Using existing signing certificate");
     return;
   }
-  LOG4CPLUS_INFO(logger, "Finding signing certificate in system certificate store");
+  LOG4CPLUS_INFO(selectionLog, "Finding signing certificate in system certificate store");
   criteria.email = asciiLowerCase(criteria.email);
   const CFRef<CFTypeRef> identities = findIdentities(criteria.name);
   search(ofType<CFArrayRef>(identities.get(), CFArrayGetTypeID()), criteria);
@@ -111,49 +111,49 @@ void CertificateSelection::search(CFArrayRef identities, const SelectionCriteria
         static_cast<SecIdentityRef>(const_cast<void*>(CFArrayGetValueAtIndex(identities, i)));
     consider(identity, i, criteria, lastSerial);
   }
-  LOG4CPLUS_INFO(logger, "No (more) matching certificates in Keychain");
+  LOG4CPLUS_INFO(selectionLog, "No (more) matching certificates in Keychain");
   if (!certificate_) {
-    LOG4CPLUS_INFO(logger, "No valid certificate found");
+    LOG4CPLUS_INFO(selectionLog, "No valid certificate found");
     throw CertificateNotFoundException();
   }
-  LOG4CPLUS_DEBUG(logger, "Selected certificate serial number = " << lastSerial);
+  LOG4CPLUS_DEBUG(selectionLog, "Selected certificate serial number = " << lastSerial);
 }
 
 void CertificateSelection::consider(SecIdentityRef identity, CFIndex index, const SelectionCriteria& criteria,
                                     std::string& serial) {
   CFRef<SecCertificateRef> certificate;
   if (SecIdentityCopyCertificate(identity, certificate.out()) != errSecSuccess || !certificate) {
-    LOG4CPLUS_INFO(logger, "Identity #" << index << " does not have a certificate");
+    LOG4CPLUS_INFO(selectionLog, "Identity #" << index << " does not have a certificate");
     return;
   }
-  LOG4CPLUS_INFO(logger, "Identity #" << index << " has certificate");
+  LOG4CPLUS_INFO(selectionLog, "Identity #" << index << " has certificate");
   CFRef<SecKeyRef> privateKey;
   if (SecIdentityCopyPrivateKey(identity, privateKey.out()) != errSecSuccess || !privateKey) {
-    LOG4CPLUS_INFO(logger, "Identity #" << index << " does not have a private key");
+    LOG4CPLUS_INFO(selectionLog, "Identity #" << index << " does not have a private key");
     return;
   }
-  LOG4CPLUS_INFO(logger, "Identity #" << index << " has private key");
+  LOG4CPLUS_INFO(selectionLog, "Identity #" << index << " has private key");
   const CFRef<CFDictionaryRef> values = copySelectionValues(certificate.get());
   if (!values) {
-    LOG4CPLUS_INFO(logger, "Failed to get certificate values for identity #" << index);
+    LOG4CPLUS_INFO(selectionLog, "Failed to get certificate values for identity #" << index);
     return;
   }
   if (!certificateEmailMatches(certificate.get(), criteria.email) ||
       !certificateABNMatches(values.get(), criteria.abn) ||
       !certificateAKIMatches(values.get(), criteria.akis) || !isSigningCertificate(values.get()))
     return;
-  LOG4CPLUS_INFO(logger, "Found matching certificate");
+  LOG4CPLUS_INFO(selectionLog, "Found matching certificate");
   serial = utf8TextCutTo(certificateString(values.get(), kSecOIDX509V1SerialNumber), kSerialBufferSize);
-  LOG4CPLUS_DEBUG(logger, "Certificate serial number = " << serial);
+  LOG4CPLUS_DEBUG(selectionLog, "Certificate serial number = " << serial);
   keepIfLater(std::move(certificate), std::move(privateKey), values.get(), serial);
 }
 
 void CertificateSelection::keepIfLater(CFRef<SecCertificateRef> certificate, CFRef<SecKeyRef> privateKey,
                                        CFDictionaryRef values, const std::string& serial) {
   const CFAbsoluteTime notAfter = certificateTime(values, kSecOIDX509V1ValidityNotAfter);
-  LOG4CPLUS_DEBUG(logger, "Certificate not valid before date = " << formatCertificateDate(
-                              certificateTime(values, kSecOIDX509V1ValidityNotBefore)));
-  LOG4CPLUS_DEBUG(logger, "Certificate not valid after date = " << formatCertificateDate(notAfter));
+  LOG4CPLUS_DEBUG(selectionLog, "Certificate not valid before date = " << formatCertificateDate(
+                                    certificateTime(values, kSecOIDX509V1ValidityNotBefore)));
+  LOG4CPLUS_DEBUG(selectionLog, "Certificate not valid after date = " << formatCertificateDate(notAfter));
   if (!(notAfter > notAfter_)) return;
   std::string encoded = encodeCertificate(certificate.get());
   if (encoded.empty()) return;

@@ -33,8 +33,8 @@ bool extractInteger(const char* begin, const char* end, int& integer) {
 class Extraction : public std::num_get<char, const char*> {};
 
 /** Lends the facet the flags, precision and locale of a stream; it has no characters of its own. */
-struct ClassicRules : std::ios {
-  ClassicRules() : std::ios(nullptr) { imbue(std::locale::classic()); }
+struct ExtractionRules : std::ios {
+  ExtractionRules() : std::ios(nullptr) { imbue(std::locale::classic()); }
 };
 
 /** What values of other kinds and ends of containers start with; none of it starts a number in any library.
@@ -66,7 +66,7 @@ const char* readNumber(const char* begin, const char* end, long double& number) 
   if (begin == end || kOtherStarts.find(*begin) != std::string_view::npos) return nullptr;
   if (const char* stop = readPlainInteger(begin, end, number)) return stop;
   static const Extraction extraction;
-  static ClassicRules rules;
+  static ExtractionRules rules;
   std::ios::iostate state = std::ios::goodbit;
   const char* const stop = extraction.get(begin, end, rules, state, number);
   return (state & std::ios::failbit) != 0 ? nullptr : stop;

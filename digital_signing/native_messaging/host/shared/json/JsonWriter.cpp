@@ -54,8 +54,8 @@ const EscapeTable& escapeTable() {
 class Insertion : public std::num_put<char, char*> {};
 
 /** Lends the facet the flags, precision and locale of a stream; it has no characters of its own. */
-struct ClassicRules : std::ios {
-  ClassicRules() : std::ios(nullptr) {
+struct InsertionRules : std::ios {
+  InsertionRules() : std::ios(nullptr) {
     imbue(std::locale::classic());
     precision(19);
   }
@@ -77,7 +77,7 @@ void appendNumber(std::string& text, long double number) {
     }
   }
   static const Insertion insertion;
-  static ClassicRules rules;
+  static InsertionRules rules;
   // At most a sign, 19 digits, a point, four zeros after it or an exponent: the buffer holds any number.
   text.append(buffer, insertion.put(buffer, rules, ' ', number));
 }

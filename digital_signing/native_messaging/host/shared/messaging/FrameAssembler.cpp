@@ -12,7 +12,7 @@
 namespace vorn {
 namespace {
 
-const log4cplus::Logger logger = log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("VORNSigning"));
+const log4cplus::Logger frameLog = log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("VORNSigning"));
 
 }  // namespace
 
@@ -24,7 +24,7 @@ std::optional<std::string> FrameAssembler::next() {
   if (!expectedLength_ && !readLength()) return std::nullopt;
   const std::uint32_t length = *expectedLength_;
   if (length > kMaximumLength) {
-    LOG4CPLUS_ERROR(logger, "Request message length is greater than " << kMaximumLength);
+    LOG4CPLUS_ERROR(frameLog, "Request message length is greater than " << kMaximumLength);
     throw InvalidArgumentException("Invalid request message length " + std::to_string(length));
   }
   if (buffer_.size() - offset_ < length) {
@@ -53,7 +53,7 @@ bool FrameAssembler::readLength() {
   std::memcpy(&length, buffer_.data() + offset_, sizeof length);
   offset_ += sizeof length;
   expectedLength_ = length;
-  LOG4CPLUS_INFO(logger, "Request message length = " << length);
+  LOG4CPLUS_INFO(frameLog, "Request message length = " << length);
   return true;
 }
 

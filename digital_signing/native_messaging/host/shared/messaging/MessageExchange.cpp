@@ -19,7 +19,7 @@
 namespace vorn {
 namespace {
 
-const log4cplus::Logger logger = log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("VORNSigning"));
+const log4cplus::Logger exchangeLog = log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("VORNSigning"));
 
 constexpr int kFatalRequest = 1;
 
@@ -47,7 +47,7 @@ jsonxx::Object tooLongOf(const jsonxx::Object& response, bool wantsReasons) {
   for (const char* member : {"cert_expiry", "cert_issuer", "cert_serial"})
     if (response.has<jsonxx::String>(member)) left << member << response.get<jsonxx::String>(member);
   const AnswerTooLongException tooLong;
-  LOG4CPLUS_ERROR(logger, tooLong.message());
+  LOG4CPLUS_ERROR(exchangeLog, tooLong.message());
   appendError(left, tooLong.code(), tooLong.message(), wantsReasons ? tooLong.reason() : "");
   return left;
 }
@@ -74,7 +74,7 @@ void quietly(Log log) noexcept {
 }  // namespace
 
 void logArguments(int count, const char* const* arguments) {
-  for (int i = 1; i < count; ++i) LOG4CPLUS_INFO(logger, "Argument " << i << " = " << arguments[i]);
+  for (int i = 1; i < count; ++i) LOG4CPLUS_INFO(exchangeLog, "Argument " << i << " = " << arguments[i]);
   signature_record::setCaller(callerOf(count, arguments));
 }
 
@@ -96,7 +96,7 @@ void MessageExchange::answerAndEnd() noexcept {
   // Before main there is no log to write to either.
   if (working_ != nullptr) {
     working_->answerWithoutMemory();
-    quietly([] { LOG4CPLUS_INFO(logger, "Executable removed"); });
+    quietly([] { LOG4CPLUS_INFO(exchangeLog, "Executable removed"); });
   }
   _exit(kFatalRequest);
 }
@@ -116,8 +116,8 @@ std::optional<int> MessageExchange::answer(std::string_view bytes) {
     answerCompleteMessages();
     return std::nullopt;
   } catch (const RequesterGoneException& gone) {
-    quietly([&] { LOG4CPLUS_INFO(logger, "The browser has gone: " << gone.what()); });
-    quietly([] { LOG4CPLUS_INFO(logger, "Executable removed"); });
+    quietly([&] { LOG4CPLUS_INFO(exchangeLog, "The browser has gone: " << gone.what()); });
+    quietly([] { LOG4CPLUS_INFO(exchangeLog, "Executable removed"); });
     return 0;
   } catch (const InvalidArgumentException& invalid) {
     return fail(invalid.code(), invalid.what(), reason::kRequestInvalid);
@@ -130,7 +130,7 @@ std::optional<int> MessageExchange::answer(std::string_view bytes) {
 
 void MessageExchange::answerCompleteMessages() {
   while (std::optional<std::string> message = frames_.next()) {
-    LOG4CPLUS_DEBUG(logger, "Request message = " << *message);
+    LOG4CPLUS_DEBUG(exchangeLog, "Request message = " << *message);
     sendMessage(answerTo(std::move(*message)));
     IdleTimer::getInstance().start();
     isAnswerDue_ = true;
@@ -157,17 +157,17 @@ std::string MessageExchange::answerTo(std::string message) {
 }
 
 int MessageExchange::fail(std::uint32_t code, const char* message, const char* reason) {
-  quietly([&] { LOG4CPLUS_ERROR(logger, message); });
+  quietly([&] { LOG4CPLUS_ERROR(exchangeLog, message); });
   int status = kFatalRequest;
   try {
     sendMessage(errorText(code, message, wantsReasons_ ? reason : ""));
   } catch (const OutputClosedException& closed) {
-    quietly([&] { LOG4CPLUS_ERROR(logger, "The error could not be sent: " << closed.what()); });
+    quietly([&] { LOG4CPLUS_ERROR(exchangeLog, "The error could not be sent: " << closed.what()); });
     status = 0;
   } catch (...) {
     status = answerWithoutMemory();
   }
-  quietly([] { LOG4CPLUS_INFO(logger, "Executable removed"); });
+  quietly([] { LOG4CPLUS_INFO(exchangeLog, "Executable removed"); });
   return status;
 }
 
@@ -181,15 +181,15 @@ int MessageExchange::answerWithoutMemory() noexcept {
 }
 
 void MessageExchange::sendMessage(const std::string& text) {
-  LOG4CPLUS_INFO(logger, "Sending response message");
-  LOG4CPLUS_INFO(logger, "Response message length = " << text.size());
-  LOG4CPLUS_DEBUG(logger, "Response message = " << text);
+  LOG4CPLUS_INFO(exchangeLog, "Sending response message");
+  LOG4CPLUS_INFO(exchangeLog, "Response message length = " << text.size());
+  LOG4CPLUS_DEBUG(exchangeLog, "Response message = " << text);
   if (text.size() > kLargestBrowserMessage) {
-    LOG4CPLUS_WARN(
-        logger, "Response message is larger than browsers accept (" << kLargestBrowserMessage << " bytes)");
+    LOG4CPLUS_WARN(exchangeLog, "Response message is larger than browsers accept (" << kLargestBrowserMessage
+                                                                                    << " bytes)");
   }
   writeFrame(text);
-  quietly([] { LOG4CPLUS_INFO(logger, "Response message sent"); });
+  quietly([] { LOG4CPLUS_INFO(exchangeLog, "Response message sent"); });
 }
 
 /** Needs no memory: nothing can break a frame off, or follow one with the answer to a failure. */

@@ -13,7 +13,7 @@ using xercesc::DOMNode;
 namespace {
 
 // A run ends with the node that fills it.
-constexpr std::size_t kRun = std::size_t{64} << 10;
+constexpr std::size_t kDigestedRun = std::size_t{64} << 10;
 
 /** Order of the UTF-8 bytes, and so of the code points: in UTF-16 the surrogates stand before U+E000. */
 bool codePointLess(std::u16string_view a, std::u16string_view b) {
@@ -31,7 +31,7 @@ Canonicaliser::Canonicaliser(const xercesc::DOMElement& apex, const DOMNode* omi
 
 std::string_view Canonicaliser::next() {
   out_.clear();
-  while (walk_.node() != nullptr && out_.size() < kRun) {
+  while (walk_.node() != nullptr && out_.size() < kDigestedRun) {
     if (walk_.node() == omitted_) {
       walk_.moveOn();
       continue;

@@ -17,7 +17,7 @@ using xercesc::DOMNode;
 namespace {
 
 // In bytes; a run ends with the node that fills it.
-constexpr std::size_t kRun = std::size_t{64} << 10;
+constexpr std::size_t kWrittenRun = std::size_t{64} << 10;
 
 /** Whether the text holds a line end other than the line feed. In blocks, which compilers take many at a
  * time. */
@@ -39,7 +39,7 @@ class Writer {
   void write() {
     for (TreeWalk<const DOMNode> walk(&document_); walk.node() != nullptr; walk.advance()) {
       walk.leaving() ? leave(*walk.node()) : enter(*walk.node());
-      if (out_.size() >= kRun) handOver();
+      if (out_.size() >= kWrittenRun) handOver();
     }
     handOver();
   }
