@@ -27,7 +27,7 @@ jsonxx::Object parsed(const std::string& text) {
   return object;
 }
 
-TEST(AnswerPartsTest, piecesFillTheirFramesAndMakeTheAnswerAgain) {
+TEST(AnswerPartsTest, PiecesFillTheirFramesAndMakeTheAnswerAgain) {
   for (const std::string character : {"x", "/", "\"", "\xC3\xA9", "\xE2\x82\xAC", "\xF0\x9F\x99\x82",
                                       "a\xF0\x9F\x99\x82\"b\xC3\xA9/", "\n"}) {
     const std::string text = repeated(character, 70000);
@@ -53,7 +53,7 @@ TEST(AnswerPartsTest, piecesFillTheirFramesAndMakeTheAnswerAgain) {
   }
 }
 
-TEST(AnswerPartsTest, handsOutOnlyWhatIsKept) {
+TEST(AnswerPartsTest, HandsOutOnlyWhatIsKept) {
   AnswerParts parts;
   jsonxx::Object response;
   const std::string text(9000, 'x');

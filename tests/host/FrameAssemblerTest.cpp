@@ -23,7 +23,7 @@ std::vector<std::string> messagesOf(const std::vector<std::string>& deliveries) 
   return messages;
 }
 
-TEST(FrameAssembler, findsTheSameMessagesWhereverTheStreamIsCut) {
+TEST(FrameAssembler, FindsTheSameMessagesWhereverTheStreamIsCut) {
   const std::vector<std::string> messages = {"{\"type\":1}", "", std::string("a\0b", 3),
                                              std::string(300, 'x')};
   std::string stream;

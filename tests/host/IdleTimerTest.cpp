@@ -12,7 +12,7 @@ using std::chrono::milliseconds;
 
 static_assert(IdleTimer::Clock::is_steady, "whatever time of day somebody sets");
 
-TEST(IdleTimer, expiresOnlyWhenMoreThanTheTimeoutHasPassedSinceItsStart) {
+TEST(IdleTimer, ExpiresOnlyWhenMoreThanTheTimeoutHasPassedSinceItsStart) {
   constexpr long double kNotANumber = std::numeric_limits<long double>::quiet_NaN();
   for (const auto& [timeout, limit] :
        {std::pair<long double, int>{-5, 3000}, {2999.9L, 3000}, {10000, 10000}}) {

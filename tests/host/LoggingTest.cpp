@@ -49,7 +49,7 @@ class Logging : public testing::Test {
   log4cplus::Logger logger_ = log4cplus::Logger::getInstance("VORNSigning");
 };
 
-TEST_F(Logging, isVerboseForTheExactWordAlone) {
+TEST_F(Logging, IsVerboseForTheExactWordAlone) {
   struct Case {
     const char* request;
     const char* environment;
@@ -71,7 +71,7 @@ TEST_F(Logging, isVerboseForTheExactWordAlone) {
   }
 }
 
-TEST_F(Logging, startsAFileAgainThatHasOutgrownItsLimitOrIsGone) {
+TEST_F(Logging, StartsAFileAgainThatHasOutgrownItsLimitOrIsGone) {
   struct Case {
     const char* verbose;
     std::size_t size;
@@ -108,7 +108,7 @@ TEST_F(Logging, startsAFileAgainThatHasOutgrownItsLimitOrIsGone) {
   }
 }
 
-TEST_F(Logging, boundsWhatEachRequestLogsInFull) {
+TEST_F(Logging, BoundsWhatEachRequestLogsInFull) {
   logging::setUp();
   const std::string message(std::size_t{20} << 20, 'x');
   for (int request = 0; request < 2; ++request) {
@@ -119,7 +119,7 @@ TEST_F(Logging, boundsWhatEachRequestLogsInFull) {
   }
 }
 
-TEST_F(Logging, beginsALineAnewWhereTheLastOneFoundNoRoom) {
+TEST_F(Logging, BeginsALineAnewWhereTheLastOneFoundNoRoom) {
   logging::setUp();
   log("before");
   std::signal(SIGXFSZ, SIG_IGN);
@@ -133,7 +133,7 @@ TEST_F(Logging, beginsALineAnewWhereTheLastOneFoundNoRoom) {
   EXPECT_TRUE(std::regex_search(text(), std::regex("info before\n.{10}\n[^\n]* info after\n$"))) << text();
 }
 
-TEST_F(Logging, neverWaitsForOrFailsOnWhatCannotBeWritten) {
+TEST_F(Logging, NeverWaitsForOrFailsOnWhatCannotBeWritten) {
   testPlatform().home = (home_ / "missing").string();
   logging::setUp();
   logging::setVerbose("ON");
@@ -148,7 +148,7 @@ TEST_F(Logging, neverWaitsForOrFailsOnWhatCannotBeWritten) {
   logging::setVerbose("");
 }
 
-TEST_F(Logging, leavesAloneWhatALinkLeadsTo) {
+TEST_F(Logging, LeavesAloneWhatALinkLeadsTo) {
   const fs::path target = home_ / "somebody's";
   for (const bool symbolic : {true, false}) {
     std::ofstream(target) << std::string(600000, 'x');

@@ -79,7 +79,7 @@ class MessageExchangeTest : public testing::Test {
   }};
 };
 
-TEST_F(MessageExchangeTest, tellsFailuresOfTheHostFromThoseThatEndIt) {
+TEST_F(MessageExchangeTest, TellsFailuresOfTheHostFromThoseThatEndIt) {
   const std::string request = frame(kAboutAnIdentity);
   scripted = [] { throw CertificateExpiredException(); };
   EXPECT_EQ(deliver(request), std::nullopt);
@@ -102,7 +102,7 @@ TEST_F(MessageExchangeTest, tellsFailuresOfTheHostFromThoseThatEndIt) {
   }
 }
 
-TEST_F(MessageExchangeTest, keepsTheFrameWellFormedAndEndsQuietlyWhenTheReaderHasGone) {
+TEST_F(MessageExchangeTest, KeepsTheFrameWellFormedAndEndsQuietlyWhenTheReaderHasGone) {
   testPlatform().installed = "no folder";
   EXPECT_EQ(deliver(frame("{\"type\":\"version\"}")), std::nullopt);
   EXPECT_NE(
@@ -117,7 +117,7 @@ TEST_F(MessageExchangeTest, keepsTheFrameWellFormedAndEndsQuietlyWhenTheReaderHa
   EXPECT_EQ(deliver(frame("{")), 0) << "not even the error can be sent";
 }
 
-TEST_F(MessageExchangeTest, warnsOfAnAnswerThatBrowsersDrop) {
+TEST_F(MessageExchangeTest, WarnsOfAnAnswerThatBrowsersDrop) {
   const auto file = std::filesystem::path(testing::TempDir()) / "vorn-large-answer.log";
   logging::configure(file.string());
   const auto answerInAFolderNamed = [this](std::size_t length) {

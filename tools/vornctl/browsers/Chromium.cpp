@@ -15,8 +15,7 @@ using namespace policies;
 constexpr std::string_view kScheme = "chrome-extension://";
 constexpr std::size_t kIdLength = 32;
 
-/** Plain JSON of what Chromium takes in policies: with comments, and a comma before the end of an object or a
- * list. */
+/** Plain JSON of what Chromium takes in policies: with comments, and commas before the end of a list. */
 std::string plainJson(const std::string& text) {
   std::string kept;
   std::size_t comma = std::string::npos;  // the last one, as long as blanks alone have followed it
@@ -106,8 +105,7 @@ class ChromiumPolicies : public BrowserPolicies {
     return sourceIf(has(valueOf(policy), entry), policy);
   }
 
-  /** What is said of an extension by itself, in an entry that may be of several ids with commas between them;
-   * null when nothing is. */
+  /** What an entry of its id, or of several with commas between them, says of an extension; else null. */
   json settingsOf(const std::string& id) const {
     json settings;
     const json all = valueOf(kSettings);

@@ -20,7 +20,7 @@ class FirefoxPolicies : public BrowserPolicies {
     });
     if (found == folders.end()) return;
     source_ = {kSettings, *found / kFile};
-    constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";  // Firefox takes it for a fault
+    static constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";  // Firefox takes it for a fault
     const json whole = contentsOf(source_.file, [](std::string text) {
       return text.starts_with(kByteOrderMark) ? "" : std::move(text);
     });

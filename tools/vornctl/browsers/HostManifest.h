@@ -45,17 +45,13 @@ ExtensionIds readExtensionIds(const std::vector<std::string>& given);
  */
 ExtensionIds configuredExtensionIds(const Places& places);
 
-/** The name by which extensions call the host. Browsers demand small letters, digits, dots and underscores.
- */
+/** The name by which extensions call the host. Browsers demand small letters, digits, dots, underscores. */
 inline constexpr const char* kHostName = "vorn.signing";
 
 /** The name of the manifest in any of the folders. */
 inline const std::string kManifestFile = std::string(kHostName) + ".json";
 
-/**
- * The text of a manifest. Firefox refuses one with a member that it does not
- * know, so that each family has its own.
- */
+/** The text of a manifest. Firefox refuses members that it does not know: each family has its own. */
 std::string manifestText(Family family, const std::filesystem::path& host,
                          const std::vector<std::string>& ids);
 

@@ -1,5 +1,6 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <cstring>
 #include <iostream>
 #include <map>
 #include <numeric>
@@ -110,12 +111,6 @@ void addCommand(CLI::App& app, const Command& command, int& status) {
   added.callback([&command, &status] { status = command.run(); });
 }
 
-/** The option in the form without an abbreviation; empty for an argument. */
-std::string longName(const Option& option) {
-  const std::string_view names = option.names;
-  return std::string(names.substr(std::min(names.find("--"), names.size())));
-}
-
 bool isPath(const Option& option) {
   const std::string_view word = *option.names == '-' ? option.type : option.names;
   return word == "FILE" || word == "FOLDER" || word == "PATH" || word == "PROGRAM";
@@ -161,7 +156,7 @@ std::string completionsOf(const std::vector<Command>& commands, const Words& wor
   }
   addHelp();
   for (const Option& option : options)
-    if (*option.names == '-') add(longName(option), option.text);
+    if (*option.names == '-') add(std::strstr(option.names, "--"), option.text);
   return lines;
 }
 
@@ -180,8 +175,7 @@ std::size_t distance(std::string_view one, std::string_view other) {
   return row.back();
 }
 
-/** Whether the first word is the name of a command, or none was given at all; if not, says what it may have
- * meant. */
+/** Whether the first word is a command, or none was given; if not, says what it may have meant. */
 bool isCommand(const std::vector<Command>& commands, const std::string& first) {
   constexpr std::size_t kAlike = 2;
   Words words = {"help", "-h", "--help", "--version"};

@@ -1,10 +1,13 @@
 #pragma once
 
 #include <functional>
+#include <initializer_list>
 #include <string>
+#include <utility>
 #include <variant>
 #include <vector>
 
+#include "shared/json/jsonxx.h"
 #include "vornctl/browsers/BrowserTable.h"
 #include "vornctl/identities/Identities.h"
 
@@ -21,16 +24,16 @@ int fail(int status, const std::string& message);
 
 inline constexpr const char* kGeneral = "Options";
 
-/** An option, or an argument: that has a name in capital letters, and no type. */
+/** An option, or an argument: that has a name in capital letters, without a hyphen, and no type. */
 struct Option {
   const char* names; /**< "-b,--browser" */
   const char* type;  /**< the word in the help for its value; empty for none */
   std::string text;
-  /** What is set. A list takes all that is given, each once with the option. */
+  /** Where the value goes. A list takes several: one with each use of an option, or all arguments. */
   std::variant<bool*, std::string*, std::vector<std::string>*, System*> value;
   const char* group = kGeneral; /**< the heading in the help */
   std::vector<std::string> choices = {};
-  /** Changes a value into the form that is set. Returns what is wrong with it, else an empty text. */
+  /** Brings a value into the form that is kept. Returns what is wrong with it, else an empty text. */
   std::string (*adapt)(std::string& value) = nullptr;
   std::vector<const char*> excluded = {}; /**< options before it */
   bool isRequired = false;
@@ -41,7 +44,7 @@ inline Option argument(const char* name, const char* text, decltype(Option::valu
   return {name, "", text, value, kGeneral, {}, nullptr, {}, true};
 }
 
-/** What is read from the command line lives as long as `run`. */
+/** `run` keeps alive what its options point to. */
 struct Command {
   const char* name;
   const char* text;

@@ -85,6 +85,10 @@ void print(const IdentityReport& report, const User& user) {
   std::cout << "\n";
 }
 
+std::string advice(const Fault& fault) {
+  return printable(fault.cause) + "\n-> " + printable(fault.remedy) + "\n";
+}
+
 /** The one of the user's name with the fewest reasons against it; null when none has the name. */
 const IdentityReport* nearestMiss(const std::vector<IdentityReport>& reports) {
   const IdentityReport* nearest = nullptr;
@@ -102,8 +106,7 @@ void printConclusion(const std::vector<IdentityReport>& reports, const User& use
     if (selected->signs()) return;
     std::cout << coloured(Colour::kBad,
                           "The host would take " + printable(selected->certificate.name) + " and fail")
-              << ": " << printable(selected->reasons.front().cause) << "\n-> "
-              << printable(selected->reasons.front().remedy) << "\n";
+              << ": " << advice(selected->reasons.front());
     return;
   }
   std::cout << coloured(Colour::kBad, "The host would sign with none of them.");
@@ -116,14 +119,7 @@ void printConclusion(const std::vector<IdentityReport>& reports, const User& use
   }
   std::cout << " Nearest is " << printable(nearest->certificate.name) << ", serial "
             << printable(nearest->certificate.serial) << ":\n";
-  for (const Fault& reason : nearest->reasons)
-    std::cout << printable(reason.cause) << "\n-> " << printable(reason.remedy) << "\n";
-}
-
-void printEmpty() {
-  std::cout
-      << "No key store and no card holds a certificate with a private key. \"vornctl doctor\" tells where "
-         "was looked, \"vornctl import\" brings one in from a file.\n";
+  for (const Fault& reason : nearest->reasons) std::cout << advice(reason);
 }
 
 /** What is known of the user, with all that the identities that fit agree on; none when they do not. */
@@ -198,7 +194,10 @@ int run(IdentitiesOptions options) {
     std::cout << printableJson(jsonxx::Object("identities", arrayOf(reports, json)).json()) << "\n";
   } else {
     for (const IdentityReport& report : reports) print(report, options.user);
-    if (reports.empty()) printEmpty();
+    if (reports.empty())
+      std::cout << "No key store and no card holds a certificate with a private key. \"vornctl doctor\" "
+                   "tells where "
+                   "was looked, \"vornctl import\" brings one in from a file.\n";
   }
   if (!options.json && options.user.isComplete() && !reports.empty()) printConclusion(reports, options.user);
   const bool found = std::any_of(reports.begin(), reports.end(), [&](const IdentityReport& report) {

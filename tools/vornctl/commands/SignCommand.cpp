@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <csignal>
-#include <cstdint>
 #include <cstdlib>
 #include <iostream>
 #include <iterator>
@@ -21,7 +20,6 @@
 #include "vornctl/base/InputFile.h"
 #include "vornctl/base/Terminal.h"
 #include "vornctl/commands/Commands.h"
-#include "vornctl/commands/ErrorWords.h"
 #include "vornctl/doctor/Host.h"
 #include "vornctl/verdict/DocumentVerdict.h"
 
@@ -191,7 +189,7 @@ class Batch {
         return;
       }
       // One document that cannot be signed keeps all of its request from it.
-      if (jobs.size() > 1 && !wordsOf(answer).concernsAll) return signEach(std::move(jobs));
+      if (jobs.size() > 1 && !wordsFor(answer).concernsAll) return signEach(std::move(jobs));
       complainOf(jobs.front(), answer);
     } catch (const HostError& e) {
       givenUp_ = true;
@@ -272,20 +270,10 @@ class Batch {
     return complain(job, job.output.string() + " is there already; --force overwrites it");
   }
 
-  static std::uint32_t codeOf(const jsonxx::Object& answer) {
-    return answer.has<jsonxx::Number>("error_code")
-               ? static_cast<std::uint32_t>(answer.get<jsonxx::Number>("error_code"))
-               : 0;
-  }
-
-  static const ErrorWords& wordsOf(const jsonxx::Object& answer) {
-    return wordsFor(codeOf(answer), textIn(answer, "error_reason"));
-  }
-
   void complainOf(const Job& job, const jsonxx::Object& answer) {
-    const ErrorWords& words = wordsOf(answer);
+    const ErrorWords& words = wordsFor(answer);
     givenUp_ = words.concernsAll;
-    complain(job, std::string(words.cause) + " (" + std::to_string(codeOf(answer)) + ", " +
+    complain(job, std::string(words.cause) + " (" + std::to_string(codeIn(answer)) + ", " +
                       wordsHere(textIn(answer, "error_message")) + "); " + std::string(words.remedy));
   }
 

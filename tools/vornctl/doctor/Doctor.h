@@ -33,8 +33,7 @@ std::vector<Finding> examine(const Places& places, const std::filesystem::path& 
 
 // The single checks. A fault that is none is one that nobody has found.
 
-/** A manifest as a browser of the family reads it. A fault without a remedy needs the manifest written anew.
- */
+/** A manifest as a browser of the family reads it. What a fault without a remedy needs is a new manifest. */
 struct ManifestCheck {
   std::vector<Fault> refusals = {}; /**< for which the browser takes the manifest for none */
   std::vector<Fault> faults = {};   /**< of the host that it names, and of who may change it */
@@ -66,8 +65,7 @@ struct BrowserReport {
   std::vector<HostStart> starts = {}; /**< as the browser would start the hosts of good manifests */
 };
 
-/** `wanted` are the extensions that the user wants to sign with, of any family; none where that is not known.
- */
+/** `wanted` are the extensions that the user wants to sign with, of any family; none when nobody has said. */
 BrowserReport checkBrowser(const Places& places, const Browser& browser,
                            const std::filesystem::path& installedHost, const ExtensionIds& wanted);
 

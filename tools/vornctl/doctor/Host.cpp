@@ -173,9 +173,7 @@ std::vector<Finding> checkHost(const HostStart& start, bool searches, std::chron
     jsonxx::Object request("type", "version");
     request.import("user_details", detailsOf({"vornctl doctor", "nobody@invalid", "0", {"00"}}));
     const jsonxx::Object search = process.ask(request, 2 * patience);
-    const bool searched = search.has<jsonxx::Number>("error_code") &&
-                          search.get<jsonxx::Number>("error_code") == CertificateNotFoundException::kCode;
-    if (!searched)
+    if (codeIn(search) != CertificateNotFoundException::kCode)
       add(Severity::kProblem,
           {code::kHostSearchFailed,
            "the host cannot search for certificates: " + home.withoutTrace(textIn(search, "error_message")),

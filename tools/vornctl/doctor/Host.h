@@ -1,12 +1,14 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 #include <cstdio>
 #include <filesystem>
 #include <memory>
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "shared/json/jsonxx.h"
@@ -28,6 +30,23 @@ struct HostError : std::runtime_error {
 
 /** The member of an answer that is a text; empty when there is none. */
 std::string textIn(const jsonxx::Object& answer, const char* member);
+
+/** The code of an answer that tells of an error; 0 in another. */
+std::uint32_t codeIn(const jsonxx::Object& answer);
+
+/** What an error of the host means, for people. */
+struct ErrorWords {
+  std::uint32_t code;      /**< 0 for what a reason says by itself */
+  std::string_view reason; /**< with any code; empty for none */
+  bool concernsAll;        /**< the next document would fail alike */
+  std::string_view cause;
+  std::string_view remedy;
+};
+
+/** By the reason where that says more than the code. For a code that is unknown here, words that say so. */
+const ErrorWords& wordsFor(const jsonxx::Object& answer);
+/** The text of an answer as people know the things on this system: the Keychain is macOS's. */
+std::string wordsHere(std::string text);
 
 /**
  * A host as a browser runs it: a child process on pipes, in the folder of its program. It is asked one

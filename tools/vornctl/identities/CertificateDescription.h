@@ -29,8 +29,7 @@ struct CertificateDescription {
 /** A certificate that ends so soon is worth a word. */
 inline constexpr int kDaysOfNotice = 30;
 
-/** Whole days from now until the local time that begins with "2030-07-01"; a large number for what is none.
- */
+/** Whole days from now until a local time that begins as "2030-07-01"; a large number for what is none. */
 int daysUntil(const std::string& localTime);
 /** "today", "in 1 day", "in 12 days". */
 std::string inDays(int days);
@@ -43,8 +42,7 @@ CertificateDescription describe(SecCertificateRef certificate);
 /** Of DER bytes; none for those of no certificate. */
 std::optional<CertificateDescription> describe(const std::string& der);
 
-/** Why a certificate cannot sign, whoever asks for whomever and however its key is kept; empty when it can.
- */
+/** Why a certificate cannot sign, whoever asks and however its key is kept; empty when it can. */
 std::vector<Fault> whyItNeverSigns(const CertificateDescription& certificate);
 
 }  // namespace vorn::vornctl

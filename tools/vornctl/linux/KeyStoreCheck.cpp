@@ -25,10 +25,6 @@ constexpr const char* kImport =
 constexpr std::size_t kDigitsOfAbn = 11;
 constexpr const char* kReaderSocket = "/run/pcscd/pcscd.comm";
 
-std::string counted(std::size_t count, const std::string& one) {
-  return std::to_string(count) + " " + one + (count == 1 ? "" : "s");
-}
-
 std::string described(const IdentityReport& identity) {
   return "the certificate of " + identity.certificate.name + ", serial " + identity.certificate.serial;
 }
@@ -151,7 +147,8 @@ class KeyStoreDiagnosis {
           [&](const IdentityReport& other) { return other.reasons.front().code == fault.code; });
       add(Severity::kProblem, fault.code,
           described(identity) + " can never sign: " + fault.cause +
-              (others > 1 ? "; " + counted(static_cast<std::size_t>(others - 1), "other") + " alike" : ""),
+              (others > 1 ? "; " + std::to_string(others - 1) + (others > 2 ? " others" : " other") + " alike"
+                          : ""),
           fault.remedy);
     }
   }

@@ -34,11 +34,14 @@ struct ConfirmOptions {
   bool forAll = false;
 };
 
+/** Asks unless it is agreed already, and says when it is not. */
 bool isAgreed(bool already, const std::string& question) {
   if (already) return true;
   std::cout << question << " [y/N] " << std::flush;
   std::string answer;
-  return std::getline(std::cin, answer) && (answer == "y" || answer == "Y" || answer == "yes");
+  if (std::getline(std::cin, answer) && (answer == "y" || answer == "Y" || answer == "yes")) return true;
+  std::cout << "Nothing was changed.\n";
+  return false;
 }
 
 int change(keys::Change what, const std::string& der, const fs::path& folder) {
@@ -47,21 +50,13 @@ int change(keys::Change what, const std::string& der, const fs::path& folder) {
   };
   const keys::Pkcs12Result result =
       keys::changeStore(what, {reinterpret_cast<const std::uint8_t*>(der.data()), der.size()}, folder, ask);
-  if (result.status == keys::Pkcs12Status::kFine) {
-    std::cout << "Done.\n";
-    return kExitFine;
-  }
-  if (result.status == keys::Pkcs12Status::kAlreadyThere) {
-    std::cout << "It is not in " << printable(folder.string()) << "; nothing was changed.\n";
-    return kExitFine;
-  }
-  return fail(kExitProblems,
-              "the key store " + folder.string() + " does not take the change (" + result.detail + ")");
-}
-
-int giveUp() {
-  std::cout << "Nothing was changed.\n";
-  return kExitProblems;
+  const bool isDone = result.status == keys::Pkcs12Status::kFine;
+  if (!isDone && result.status != keys::Pkcs12Status::kAlreadyThere)
+    return fail(kExitProblems,
+                "the key store " + folder.string() + " does not take the change (" + result.detail + ")");
+  std::cout << (isDone ? "Done." : "It is not in " + printable(folder.string()) + "; nothing was changed.")
+            << "\n";
+  return kExitFine;
 }
 
 std::string described(const std::string& der) {
@@ -96,7 +91,7 @@ int runRemove(const RemoveOptions& options) {
   std::cout << "This removes the certificate of " << printable(described(der))
             << ",\nwith its private key, from " << printable(identity.key.store)
             << ". Without a copy, a .p12 file for\ninstance, nobody can ever sign by it again.\n";
-  if (!isAgreed(options.isAgreed, "Remove it?")) return giveUp();
+  if (!isAgreed(options.isAgreed, "Remove it?")) return kExitProblems;
   const int status = change(keys::Change::kRemoveWithKey, der, database->folder);
   for (const IdentityReport& left : examineIdentities({}))
     if (status == kExitFine && left.encoded == identity.encoded)
@@ -118,7 +113,8 @@ int runTrust(const TrustOptions& options) {
   std::cout << "This has " << printable(folder.string()) << ", which Chromium and \"vornctl verify\" read,\n"
             << (options.remove ? "no longer trust " : "trust ") << printable(described(given.trusted.front()))
             << ",\nto say who has signed.\n";
-  if (!isAgreed(options.isAgreed, options.remove ? "Take the trust away?" : "Trust it?")) return giveUp();
+  if (!isAgreed(options.isAgreed, options.remove ? "Take the trust away?" : "Trust it?"))
+    return kExitProblems;
   return change(options.remove ? keys::Change::kTrustNoMore : keys::Change::kTrust, given.trusted.front(),
                 folder);
 }

@@ -1,11 +1,10 @@
-#include "vornctl/commands/ErrorWords.h"
-
 #include <algorithm>
 #include <cstdint>
 #include <iterator>
 
 #include "shared/base/Exceptions.h"
 #include "vornctl/base/BuildSettings.h"
+#include "vornctl/doctor/Host.h"
 
 namespace vorn::vornctl {
 namespace {
@@ -62,7 +61,14 @@ std::string wordsHere(std::string text) {
   return text;
 }
 
-const ErrorWords& wordsFor(std::uint32_t code, std::string_view reason) {
+std::uint32_t codeIn(const jsonxx::Object& answer) {
+  const bool isThere = answer.has<jsonxx::Number>("error_code");
+  return isThere ? static_cast<std::uint32_t>(answer.get<jsonxx::Number>("error_code")) : 0;
+}
+
+const ErrorWords& wordsFor(const jsonxx::Object& answer) {
+  const std::uint32_t code = codeIn(answer);
+  const std::string reason = textIn(answer, "error_reason");
   const auto* const found = std::find_if(std::begin(kWords), std::end(kWords), [&](const ErrorWords& words) {
     return (words.code != 0 && words.code == code) || (!words.reason.empty() && words.reason == reason);
   });
