@@ -115,17 +115,14 @@ class Copier {
 
 Value::Value(const char* text) : Value(String(text)) {}
 Value::Value(std::string_view text) : Value(String(text)) {}
-Value::Value(const String& text) : Value(String(text)) {}
-Value::Value(const Array& array) : Value(Array(array)) {}
-Value::Value(const Object& object) : Value(Object(object)) {}
 
-Value::Value(String&& text) : kind_(Kind::kString) {
+Value::Value(String text) : kind_(Kind::kString) {
   payload_.string = new String(std::move(text));
 }
-Value::Value(Array&& array) : kind_(Kind::kArray) {
+Value::Value(Array array) : kind_(Kind::kArray) {
   payload_.array = new Array(std::move(array));
 }
-Value::Value(Object&& object) : kind_(Kind::kObject) {
+Value::Value(Object object) : kind_(Kind::kObject) {
   payload_.object = new Object(std::move(object));
 }
 
@@ -200,30 +197,18 @@ Array& Array::operator=(Array&& other) noexcept {
   return *this;
 }
 
-Array& Array::operator=(const Value& element) {
-  return *this = Value(element);
-}
-Array& Array::operator=(Value&& element) {
+Array& Array::operator=(Value element) {
   return *this = Array(std::move(element));
 }
 
-Array& Array::operator<<(const Value& element) {
-  return *this << Value(element);
-}
-
-Array& Array::operator<<(Value&& element) {
+Array& Array::operator<<(Value element) {
   append(std::make_unique<Value>(std::move(element)));
   return *this;
 }
 
-Array& Array::operator<<(const Array& other) {
-  return *this << Array(other);
-}
-
-Array& Array::operator<<(Array&& other) {
-  Array taken(std::move(other));
-  for (auto& element : taken.elements_) append(std::move(element));
-  taken.elements_.clear();
+Array& Array::operator<<(Array other) {
+  for (auto& element : other.elements_) append(std::move(element));
+  other.elements_.clear();
   return *this;
 }
 
@@ -260,25 +245,16 @@ const Value* Object::find(std::string_view key) const {
   return member == members_.end() ? nullptr : member->second.get();
 }
 
-void Object::import(std::string_view key, const Value& value) {
-  import(key, Value(value));
-}
-
-void Object::import(std::string_view key, Value&& value) {
+void Object::import(std::string_view key, Value value) {
   String ownKey(key);
   pendingKey_.clear();
   store(std::move(ownKey), std::make_unique<Value>(std::move(value)));
 }
 
-void Object::import(const Object& other) {
-  import(Object(other));
-}
-
-void Object::import(Object&& other) {
+void Object::import(Object other) {
   pendingKey_.clear();
-  Object taken(std::move(other));
-  while (!taken.members_.empty()) {
-    auto member = taken.members_.extract(taken.members_.begin());
+  while (!other.members_.empty()) {
+    auto member = other.members_.extract(other.members_.begin());
     store(std::move(member.key()), std::move(member.mapped()));
   }
 }
@@ -289,11 +265,7 @@ void Object::store(String&& key, std::unique_ptr<Value> value) {
   members_.insert_or_assign(hint, std::move(key), std::move(value));
 }
 
-Object& Object::operator<<(const Value& keyOrValue) {
-  return *this << Value(keyOrValue);
-}
-
-Object& Object::operator<<(Value&& keyOrValue) {
+Object& Object::operator<<(Value keyOrValue) {
   if (pendingKey_.empty())
     pendingKey_ = std::move(keyOrValue.get<String>());
   else
@@ -301,11 +273,7 @@ Object& Object::operator<<(Value&& keyOrValue) {
   return *this;
 }
 
-Object& Object::operator<<(const Object& value) {
-  return *this << Object(value);
-}
-
-Object& Object::operator<<(Object&& value) {
+Object& Object::operator<<(Object value) {
   import(pendingKey_, Value(std::move(value)));
   return *this;
 }

@@ -93,12 +93,9 @@ class Value {
   Value(std::nullptr_t) = delete;
   Value(const char* text);
   Value(std::string_view text);
-  Value(const String& text);
-  Value(String&& text);
-  Value(const Array& array);
-  Value(Array&& array);
-  Value(const Object& object);
-  Value(Object&& object);
+  Value(String text);
+  Value(Array array);
+  Value(Object object);
 
   Value(const Value& other);
   Value(Value&& other) noexcept
@@ -175,8 +172,7 @@ class Array {
   Array& operator=(const Array& other);
   Array& operator=(Array&& other) noexcept;
   /** Leaves this one element. */
-  Array& operator=(const Value& element);
-  Array& operator=(Value&& element);
+  Array& operator=(Value element);
   ~Array() { reset(); }
 
   std::size_t size() const { return elements_.size(); }
@@ -189,11 +185,9 @@ class Array {
   const T& get(std::size_t i) const;
 
   /** Appends one element. */
-  Array& operator<<(const Value& element);
-  Array& operator<<(Value&& element);
+  Array& operator<<(Value element);
   /** Appends the elements of `other`, one by one: arrays are concatenated, not nested. */
-  Array& operator<<(const Array& other);
-  Array& operator<<(Array&& other);
+  Array& operator<<(Array other);
   /** Appends an element that is already on the heap; it is not null. */
   void append(std::unique_ptr<Value> element) { elements_.push_back(std::move(element)); }
 
@@ -236,11 +230,9 @@ class Object {
   const T& get(std::string_view key) const;
 
   /** Sets the member, replacing one of the same key. A pending key is dropped. */
-  void import(std::string_view key, const Value& value);
-  void import(std::string_view key, Value&& value);
+  void import(std::string_view key, Value value);
   /** Sets all members of `other` in the same way. */
-  void import(const Object& other);
-  void import(Object&& other);
+  void import(Object other);
   /** Sets the member to a value that is already on the heap and not null; a pending key stays. */
   void store(String&& key, std::unique_ptr<Value> value);
 
@@ -248,11 +240,9 @@ class Object {
    * Takes a key and its value in turns: the first operand must be a string (the check aborts) and becomes the
    * pending key, the next is set under it. The empty string cannot become a pending key.
    */
-  Object& operator<<(const Value& keyOrValue);
-  Object& operator<<(Value&& keyOrValue);
+  Object& operator<<(Value keyOrValue);
   /** Sets the object under the pending key, or under the empty key if none is pending. */
-  Object& operator<<(const Object& value);
-  Object& operator<<(Object&& value);
+  Object& operator<<(Object value);
 
   /** Destroys all members; a pending key stays. */
   void reset() noexcept;
