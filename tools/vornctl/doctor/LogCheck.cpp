@@ -1,12 +1,13 @@
 #include "vornctl/doctor/Checks.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
+#include <unistd.h>
 
+#include <cerrno>
 #include <string>
 #include <system_error>
-
-#include "shared/base/Descriptor.h"
 
 namespace vorn::vornctl {
 namespace {
@@ -26,8 +27,9 @@ Reason reasonOfFile(const fs::path& file, const struct stat& status) {
   if (status.st_uid != geteuid()) return {"it belongs to another user", "remove " + name};
   if (status.st_nlink > 1) return {"it has another name besides this one", "remove " + name};
   // Opening writes nothing, and finds what no permission shows.
-  if (!Descriptor(open(file.c_str(), O_WRONLY | O_APPEND | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC)))
-    return {std::generic_category().message(errno), "chmod 600 " + name};
+  const int descriptor = open(file.c_str(), O_WRONLY | O_APPEND | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+  if (descriptor < 0) return {std::generic_category().message(errno), "chmod 600 " + name};
+  close(descriptor);
   return {};
 }
 
