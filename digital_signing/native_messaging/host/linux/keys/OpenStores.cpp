@@ -78,15 +78,10 @@ Failure OpenStores::startLibrary() {
 }
 
 void OpenStores::openDatabase(Database& database) {
-  database.status = errSecSuccess;
-  database.fault.clear();
   database.files.open();
-  if (!database.files.waitUntilFree()) {
-    database.status = errSecNotAvailable;
-    database.fault = kHeld;
-    return;
-  }
-  if (database.slot != nullptr) return;
+  const bool isFree = database.files.waitUntilFree();
+  database.failure = isFree ? Failure{} : Failure{errSecNotAvailable, kHeld};
+  if (!isFree || database.slot != nullptr) return;
   const std::string& unreadable = database.files.unreadable();
   const std::string folder = database.place.folder.string();
   if (unreadable.empty())
@@ -97,10 +92,10 @@ void OpenStores::openDatabase(Database& database) {
   if (database.slot != nullptr) return;
   const NssError error = lastNssError();
   // NSS says no more of it than that its module has failed.
-  database.status =
-      unreadable.empty() && error.status == errSecAllocate ? errSecAllocate : errSecNotAvailable;
-  database.fault = "The key database " + folder + " cannot be opened (" +
-                   (unreadable.empty() ? error.name : unreadable) + ")";
+  const bool isOutOfMemory = unreadable.empty() && error.status == errSecAllocate;
+  database.failure = {isOutOfMemory ? errSecAllocate : errSecNotAvailable,
+                      "The key database " + folder + " cannot be opened (" +
+                          (unreadable.empty() ? error.name : unreadable) + ")"};
 }
 
 std::vector<TokenModule> OpenStores::newModules() {
@@ -158,7 +153,7 @@ Failure OpenStores::open(const LeftOut& leftOut) {
 
 bool OpenStores::isUsable(const PK11SlotInfo* slot) const {
   const Database* const database = databaseOf(slot);
-  return database == nullptr || database->status == errSecSuccess;
+  return database == nullptr || database->failure.status == errSecSuccess;
 }
 
 bool OpenStores::waitUntilFree(const PK11SlotInfo* slot) const {
@@ -196,8 +191,8 @@ std::vector<Slot> OpenStores::slots() const {
 std::vector<StoreFault> OpenStores::faults() const {
   std::vector<StoreFault> faults;
   for (const Database& database : databases_)
-    if (!database.fault.empty())
-      faults.push_back({StoreFault::Kind::kDatabase, database.place.folder, database.fault});
+    if (!database.failure.text.empty())
+      faults.push_back({StoreFault::Kind::kDatabase, database.place.folder, database.failure.text});
   for (const StoreFault& fault : fileFaults()) faults.push_back(fault);
   for (const auto& [library, fault] : moduleFaults_) faults.push_back(fault);
   return faults;
@@ -205,9 +200,9 @@ std::vector<StoreFault> OpenStores::faults() const {
 
 Failure OpenStores::statusOfNothingFound() const {
   const auto unread = std::find_if(databases_.begin(), databases_.end(), [](const Database& database) {
-    return !database.place.isFirefox && database.status != errSecSuccess;
+    return !database.place.isFirefox && database.failure.status != errSecSuccess;
   });
-  return unread != databases_.end() ? Failure{unread->status, unread->fault} : Failure{errSecItemNotFound};
+  return unread != databases_.end() ? unread->failure : Failure{errSecItemNotFound};
 }
 
 }  // namespace vorn::keys

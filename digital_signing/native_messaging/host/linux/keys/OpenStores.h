@@ -58,8 +58,7 @@ class OpenStores {
     KeyDatabase place;
     DatabaseFiles files;
     Slot slot = nullptr;
-    OSStatus status = errSecSuccess;
-    std::string fault = {};
+    Failure failure = {};
   };
 
   OpenStores() = default;

@@ -35,42 +35,25 @@ std::string shortened(const fs::path& folder, const fs::path& home) {
   return path.starts_with(prefix) ? "~/" + path.substr(prefix.size()) : path;
 }
 
-/** One section of profiles.ini. */
-struct Section {
-  bool isProfile = false;
-  std::string name = {};
-  std::string path = {};
-  bool isRelative = true;
-};
-
-void readLine(const std::string& line, Section& section) {
-  const std::size_t separator = line.find('=');
-  if (separator == std::string::npos) return;
-  const std::string key = line.substr(0, separator);
-  std::string value = line.substr(separator + 1);
-  if (key == "Name")
-    section.name = std::move(value);
-  else if (key == "Path")
-    section.path = std::move(value);
-  else if (key == "IsRelative")
-    section.isRelative = value != "0";
-}
-
 void appendProfiles(const fs::path& root, std::vector<KeyDatabase>& profiles) {
   std::istringstream file(textOfStoreFile(root / "profiles.ini"));
-  Section section;
+  bool isProfile = false;
+  std::map<std::string, std::string> section;
   const auto finish = [&] {
-    if (section.isProfile && !section.path.empty())
-      profiles.push_back({section.isRelative ? root / section.path : fs::path(section.path),
-                          "Firefox: " + (section.name.empty() ? section.path : section.name), true});
+    const std::string path = section["Path"];
+    const std::string name = section["Name"].empty() ? path : section["Name"];
+    const bool isRelative = section["IsRelative"] != "0";
+    if (isProfile && !path.empty())
+      profiles.push_back({isRelative ? root / path : fs::path(path), "Firefox: " + name, true});
+    section.clear();
   };
   for (std::string line; std::getline(file, line);) {
     if (!line.empty() && line.back() == '\r') line.pop_back();
     if (line.starts_with('[')) {
       finish();
-      section = Section{line.starts_with("[Profile")};
-    } else {
-      readLine(line, section);
+      isProfile = line.starts_with("[Profile");
+    } else if (const std::size_t separator = line.find('='); separator != std::string::npos) {
+      section[line.substr(0, separator)] = line.substr(separator + 1);
     }
   }
   finish();

@@ -116,27 +116,21 @@ std::vector<TokenModule> modulesOfDatabase(const fs::path& folder) {
   std::vector<TokenModule> modules;
   const fs::path list = folder / "pkcs11.txt";
   std::istringstream file(textOfStoreFile(list));
-  TokenModule module{{}, {}, list};
+  Settings settings;
   const auto finish = [&] {
-    const bool holdsRoots = module.library.filename().string().starts_with("libnssckbi");
-    if (!module.library.empty() && !holdsRoots) modules.push_back(module);
-    module = TokenModule{{}, {}, list};
+    const fs::path library = settings["library"];
+    const bool holdsRoots = library.filename().string().starts_with("libnssckbi");
+    if (!library.empty() && !holdsRoots)
+      modules.push_back({library, settings["name"], list, settings["parameters"], settings["NSS"]});
+    settings.clear();
   };
   for (std::string line; std::getline(file, line);) {
     line = trimmed(line);
     const std::size_t separator = line.find('=');
-    const std::string key = line.substr(0, separator);
-    const std::string value = separator == std::string::npos ? "" : line.substr(separator + 1);
     if (line.empty())
       finish();
-    else if (key == "library")
-      module.library = value;
-    else if (key == "name")
-      module.name = value;
-    else if (key == "parameters")
-      module.parameters = value;
-    else if (key == "NSS")
-      module.settings = value;
+    else
+      settings[line.substr(0, separator)] = separator != std::string::npos ? line.substr(separator + 1) : "";
   }
   finish();
   return modules;
