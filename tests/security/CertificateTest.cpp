@@ -260,6 +260,9 @@ TEST(Der, DamagedCertificatesAreReadOrRefused) {
     ASSERT_TRUE(readAll(whole));
     for (std::size_t length = 0; length < whole.size(); ++length)
       EXPECT_FALSE(readAll(ByteVector(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(length))));
+    ByteVector longer(whole);
+    longer.push_back(0);
+    EXPECT_FALSE(readAll(longer));
     std::size_t refused = 0;
     for (std::size_t position = 0; position < whole.size(); ++position) {
       for (const std::uint8_t change : ByteVector{0x01, 0x20, 0x7f, 0x80, 0xff}) {

@@ -7,7 +7,11 @@
 
 #include "shared/base/Der.h"
 
-/** Reading certificates, and the texts (UTF-8) in which their values are shown. */
+/**
+ * Reading certificates, and the texts (UTF-8) in which their values are shown. No library's reader does it:
+ * macOS, whose results these are, shows the octets of a name that is no UTF-8, for one, where OpenSSL refuses
+ * the certificate as a whole; and the process for keys starts faster and smaller without libcrypto.
+ */
 namespace vorn::x509 {
 
 struct Extension {
