@@ -14,7 +14,7 @@ using ByteVector = std::vector<std::uint8_t>;
 /** Properties as a line: type or label, then value; arrays in brackets. */
 std::string render(CFTypeRef object) {
   if (const auto* string = objectCast<String>(object)) return std::string(string->utf8());
-  if (const auto* data = objectCast<Data>(object)) return der::hexText(data->value);
+  if (const auto* data = objectCast<Data>(object)) return x509::hexText(data->value);
   if (const auto* number = objectCast<Number>(object))
     return std::to_string(std::get<std::int64_t>(number->value));
   std::string text;
@@ -201,7 +201,7 @@ TEST(Der, RefusesWhatIsNoDefiniteMinimalElement) {
   for (const ByteVector& row : rows) {
     // A copy of the exact size, so that a sanitizer sees a read beyond it.
     const ByteVector bytes(row);
-    EXPECT_FALSE(der::Reader(bytes).read()) << der::hexText(row);
+    EXPECT_FALSE(der::Reader(bytes).read()) << x509::hexText(row);
   }
   const ByteVector two{0x02, 0x01, 0x07, 0x04, 0x00};
   der::Reader reader(two);
@@ -237,7 +237,7 @@ TEST(Der, Texts) {
       {der::kNumericString, {'1'}, "not displayed (tag = 18; length 1)"},
       {der::kUtf8String, {}, ""},
   };
-  for (const auto& row : rows) EXPECT_EQ(der::displayText({row.tag, row.content}), row.text);
+  for (const auto& row : rows) EXPECT_EQ(x509::displayText({row.tag, row.content}), row.text);
 }
 
 /** Everything that can be read from a certificate; whether it is one. */
@@ -248,7 +248,7 @@ bool readAll(const ByteVector& der) {
   if (!fields) return false;
   for (const char* key : {kIssuer, kSerial}) EXPECT_NE(propertyText(certificate.get(), key), "absent");
   for (const x509::Extension& extension : fields->extensions)
-    EXPECT_NE(propertyText(certificate.get(), der::objectIdentifierText(extension.oid)), "absent");
+    EXPECT_NE(propertyText(certificate.get(), x509::objectIdentifierText(extension.oid)), "absent");
   x509::emailAddresses(*fields);
   x509::commonName(fields->subject);
   return true;
@@ -260,6 +260,9 @@ TEST(Der, DamagedCertificatesAreReadOrRefused) {
     ASSERT_TRUE(readAll(whole));
     for (std::size_t length = 0; length < whole.size(); ++length)
       EXPECT_FALSE(readAll(ByteVector(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(length))));
+    ByteVector longer(whole);
+    longer.push_back(0);
+    EXPECT_FALSE(readAll(longer));
     std::size_t refused = 0;
     for (std::size_t position = 0; position < whole.size(); ++position) {
       for (const std::uint8_t change : ByteVector{0x01, 0x20, 0x7f, 0x80, 0xff}) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdint>
+#include <utility>
 
 #include "shared/text/Utf8.h"
 
@@ -17,6 +18,8 @@ constexpr std::uint8_t kCommonNameType[] = {0x55, 0x04, 0x03};
 constexpr std::uint8_t kKeyUsageOid[] = {0x55, 0x1d, 0x0f};
 constexpr std::uint8_t kAlternativeNameOid[] = {0x55, 0x1d, 0x11};
 constexpr std::size_t kMaxSerialOctets = 37;
+constexpr std::size_t kMaxObjectIdentifierOctets = 32;
+constexpr std::size_t kMaxDecimalOctets = 8;
 constexpr std::uint8_t kRfc822Name = der::contextTag(1, false);
 
 /** The bits of a KeyUsage of up to two octets: bit n of the BIT STRING, counted from its front, becomes
@@ -82,6 +85,22 @@ bool readPublicKey(der::Bytes content, Certificate& certificate) {
   return true;
 }
 
+/** Big-endian unless a byte order mark says otherwise. */
+std::optional<std::string> utf16Text(der::Bytes bytes) {
+  if (bytes.size() % 2 != 0) return std::nullopt;
+  const bool isLittleEndian = der::viewOf(bytes).starts_with("\xff\xfe");
+  const std::size_t high = isLittleEndian ? 1 : 0;
+  std::u16string units;
+  for (std::size_t i = isLittleEndian || der::viewOf(bytes).starts_with("\xfe\xff") ? 2 : 0; i < bytes.size();
+       i += 2)
+    units.push_back(static_cast<char16_t>(bytes[i + high] << 8 | bytes[i + 1 - high]));
+  return utf8FromUtf16(units);
+}
+
+std::string sizedHexText(const char* what, std::size_t size, const char* unit, der::Bytes bytes) {
+  return what + ("; " + std::to_string(size)) + unit + "; data = " + hexText(bytes);
+}
+
 }  // namespace
 
 std::optional<Certificate> readCertificate(der::Bytes bytes) {
@@ -131,7 +150,7 @@ std::optional<std::string> commonName(der::Bytes name) {
   std::optional<std::string> last;
   for (const auto& relative : readName(name).value_or(Name()))
     for (const Attribute& attribute : relative)
-      if (der::equal(attribute.type, kCommonNameType)) last = der::decodedText(attribute.value);
+      if (der::equal(attribute.type, kCommonNameType)) last = decodedText(attribute.value);
   return last;
 }
 
@@ -144,8 +163,7 @@ std::vector<std::string> emailAddresses(const Certificate& certificate) {
     if (name.tag == kRfc822Name) addresses.push_back(utf8FromLatin1(der::viewOf(name.content)));
   for (const auto& relative : *subject)
     for (const Attribute& attribute : relative)
-      if (der::equal(attribute.type, kEmailAddressType))
-        addresses.push_back(der::displayText(attribute.value));
+      if (der::equal(attribute.type, kEmailAddressType)) addresses.push_back(displayText(attribute.value));
   return addresses;
 }
 
@@ -175,6 +193,83 @@ std::optional<double> readTime(const der::Element& time) {
   if (hasNoCentury) return 0;
   return static_cast<double>(days.count()) * 86400.0 + hour * 3600 + minute * 60 + second -
          (zone[0] == '+' ? offset : -offset);
+}
+
+std::string objectIdentifierText(der::Bytes content) {
+  if (content.empty()) return "<NULL>";
+  if (content.size() > kMaxObjectIdentifierOctets) return "OID too long";
+  constexpr unsigned kArcsPerRoot = 40;
+  constexpr unsigned kLastRoot = 2;
+  const unsigned root = std::min(content[0] / kArcsPerRoot, kLastRoot);
+  std::string text = std::to_string(root) + '.' + std::to_string(content[0] - root * kArcsPerRoot);
+  std::uint32_t arc = 0;
+  for (std::uint8_t octet : content.subspan(1)) {
+    arc = arc << 7 | (octet & 0x7f);
+    if ((octet & 0x80) == 0) text += '.' + std::to_string(std::exchange(arc, 0));
+  }
+  return text;
+}
+
+std::string integerText(der::Bytes content) {
+  if (content.size() > kMaxDecimalOctets) return hexText(content);
+  std::uint64_t value = 0;
+  for (std::uint8_t octet : content) value = value << 8 | octet;
+  return std::to_string(value);
+}
+
+std::string hexText(der::Bytes bytes) {
+  static constexpr char kDigits[] = "0123456789ABCDEF";
+  std::string text;
+  text.reserve(bytes.size() * 3);
+  for (std::uint8_t octet : bytes) {
+    if (!text.empty()) text += ' ';
+    text += kDigits[octet >> 4];
+    text += kDigits[octet & 0x0f];
+  }
+  return text;
+}
+
+std::optional<std::string> decodedText(const der::Element& value) {
+  const der::Bytes content = value.content;
+  std::string_view text = der::viewOf(content);
+  if (text.ends_with('\0')) text.remove_suffix(1);
+  switch (value.tag) {
+    case der::kPrintableString:
+    case der::kIa5String:
+    case der::kT61String:
+    case der::kVideotexString:
+    case der::kVisibleString:
+      return utf8FromLatin1(text);
+    case der::kUtf8String:
+    case der::kGeneralString:
+    case der::kUniversalString:
+      return isValidUtf8(text) ? std::optional<std::string>(text) : std::nullopt;
+    case der::kBmpString:
+      return utf16Text(content);
+    case der::kInteger:
+    case der::kBoolean:
+      return integerText(content);
+    case der::kObjectIdentifier:
+      return objectIdentifierText(content);
+    case der::kOctetString:
+      return sizedHexText("Byte string", content.size(), " bytes", content);
+    case der::kBitString: {
+      const auto octets = der::bitStringContent(content);
+      const std::size_t bits = octets ? octets->size() * 8 - content[0] : content.size() * 8;
+      return sizedHexText("Bit string", bits, " bits", octets.value_or(content));
+    }
+    case der::kSequence:
+      return sizedHexText("Sequence", content.size(), " bytes", content);
+    case der::kSet:
+      return sizedHexText("Set", content.size(), " bytes", content);
+    default:
+      return "not displayed (tag = " + std::to_string(value.tag) + "; length " +
+             std::to_string(content.size()) + ")";
+  }
+}
+
+std::string displayText(const der::Element& value) {
+  return decodedText(value).value_or(hexText(value.content));
 }
 
 }  // namespace vorn::x509

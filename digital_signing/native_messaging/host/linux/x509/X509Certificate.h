@@ -5,8 +5,13 @@
 #include <string>
 #include <vector>
 
-#include "linux/x509/Der.h"
+#include "shared/base/Der.h"
 
+/**
+ * Reading certificates, and the texts (UTF-8) in which their values are shown. No library's reader does it:
+ * macOS, whose results these are, shows the octets of a name that is no UTF-8, for one, where OpenSSL refuses
+ * the certificate as a whole; and the process for keys starts faster and smaller without libcrypto.
+ */
 namespace vorn::x509 {
 
 struct Extension {
@@ -75,5 +80,24 @@ std::vector<std::string> emailAddresses(const Certificate& certificate);
  * fractions of a second included.
  */
 std::optional<double> readTime(const der::Element& time);
+
+/** Dotted decimal, the arcs in 32 bits; "OID too long" for more than 32 octets, "<NULL>" for none. */
+std::string objectIdentifierText(der::Bytes content);
+
+/**
+ * The content octets of an INTEGER, read without a sign: decimal for up to eight octets; for more, as
+ * hexText, a leading 00 kept.
+ */
+std::string integerText(der::Bytes content);
+
+/** Two upper-case hexadecimal digits per octet with spaces between. */
+std::string hexText(der::Bytes bytes);
+
+/** The text of a value of a distinguished name; none when it is of a string type and its octets are
+ * no such string. */
+std::optional<std::string> decodedText(const der::Element& value);
+
+/** As decodedText, and hexText where that gives none. */
+std::string displayText(const der::Element& value);
 
 }  // namespace vorn::x509

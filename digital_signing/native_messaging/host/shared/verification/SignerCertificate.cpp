@@ -5,8 +5,10 @@
 #include <openssl/err.h>
 #include <openssl/x509v3.h>
 
+#include <algorithm>
 #include <cstdint>
 
+#include "shared/base/Der.h"
 #include "shared/verification/Objection.h"
 
 namespace vorn::verification {
@@ -23,63 +25,40 @@ constexpr std::size_t kLongestExponent = 8;
   throw Objection{code, reason};
 }
 
-std::uint8_t byteAt(std::string_view bytes, std::size_t at) {
-  return static_cast<std::uint8_t>(bytes[at]);
-}
-
-enum Tag : std::uint8_t {
-  kBoolean = 1,
-  kInteger = 2,
-  kBits = 3,
-  kNull = 5,
-  kIdentifier = 6,
-  kSequence = 0x30,
-  kSet = 0x31
-};
 constexpr std::uint8_t kConstructed = 0x20;
 constexpr std::uint8_t kUniversalTags = 0x40;  // are those below
 
-bool isValueInDer(std::uint8_t tag, std::string_view value) {
+bool isValueInDer(std::uint8_t tag, der::Bytes value) {
   const std::size_t size = value.size();
   switch (tag) {
-    case kBoolean:
-      return size == 1 && (byteAt(value, 0) == 0 || byteAt(value, 0) == 0xFF);
-    case kInteger:
+    case der::kBoolean:
+      return size == 1 && (value[0] == 0 || value[0] == 0xFF);
+    case der::kInteger:
       // Not longer than the number needs.
-      return size == 1 || (size > 1 && byteAt(value, 0) != (byteAt(value, 1) >= 0x80 ? 0xFF : 0));
-    case kBits:
-      return size > 0 && byteAt(value, 0) < 8 && (size > 1 || byteAt(value, 0) == 0) &&
-             (byteAt(value, size - 1) & ((1U << byteAt(value, 0)) - 1) & (size > 1 ? 0xFFU : 0U)) == 0;
-    case kNull:
+      return size == 1 || (size > 1 && value[0] != (value[1] >= 0x80 ? 0xFF : 0));
+    case der::kBitString:
+      return der::bitStringContent(value) &&
+             (value.back() & ((1U << value[0]) - 1) & (size > 1 ? 0xFFU : 0U)) == 0;
+    case der::kNull:
       return size == 0;
-    case kIdentifier:
-      return size > 0 && byteAt(value, 0) != 0x80 && byteAt(value, size - 1) < 0x80;
+    case der::kObjectIdentifier:
+      return size > 0 && value[0] != 0x80 && value.back() < 0x80;
     default:
       return true;
   }
 }
 
 /** Whether all of it has the one form that DER has for it, but for what stands in octet strings. */
-bool isDer(std::string_view bytes, int levels = 20) {
-  while (!bytes.empty()) {
-    if (levels == 0 || bytes.size() < 2) return false;
-    const std::uint8_t tag = byteAt(bytes, 0);
-    std::size_t start = 2, length = byteAt(bytes, 1);
-    if (length >= 0x80) {
-      start += length - 0x80;
-      if (start > 6 || start > bytes.size()) return false;
-      length = 0;
-      for (std::size_t at = 2; at < start; ++at) length = length << 8 | byteAt(bytes, at);
-      if (length < 0x80 || byteAt(bytes, 2) == 0) return false;
-    }
-    if (length > bytes.size() - start) return false;
-    const std::string_view value = bytes.substr(start, length);
-    const bool isConstructed = (tag & kConstructed) != 0;
-    if (tag < kUniversalTags && isConstructed != (tag == kSequence || tag == kSet)) return false;
-    if (isConstructed ? !isDer(value, levels - 1) : !isValueInDer(tag, value)) return false;
-    bytes.remove_prefix(start + length);
-  }
-  return true;
+bool isDer(der::Bytes bytes, int levels = 20) {
+  if (bytes.empty()) return true;
+  const auto elements = levels > 0 ? der::children(bytes) : std::nullopt;
+  return elements && std::all_of(elements->begin(), elements->end(), [levels](const der::Element& element) {
+           const auto& [tag, value] = element;
+           const bool isConstructed = (tag & kConstructed) != 0;
+           if (tag < kUniversalTags && isConstructed != (tag == der::kSequence || tag == der::kSet))
+             return false;
+           return isConstructed ? isDer(value, levels - 1) : isValueInDer(tag, value);
+         });
 }
 
 std::string numberOf(const EVP_PKEY* key, const char* name) {
@@ -103,7 +82,8 @@ bool isWellFormed(const X509& certificate, std::string_view der) {
   constexpr long kFirst = 0, kThird = 2;
   const long version = X509_get_version(&certificate);
   return version >= kFirst && version <= kThird &&
-         (version == kThird || X509_get_ext_count(&certificate) == 0) && isDer(der);
+         (version == kThird || X509_get_ext_count(&certificate) == 0) &&
+         isDer({reinterpret_cast<const std::uint8_t*>(der.data()), der.size()});
 }
 
 bool isForPersons(const X509& certificate) {

@@ -45,8 +45,8 @@ std::vector<Owned<>> nameProperties(der::Bytes content) {
   for (const auto& relative : x509::readName(content).value_or(x509::Name()))
     if (relative.size() == 1)
       properties.push_back(property(kSecPropertyKeyLabel,
-                                    makeString(der::objectIdentifierText(relative[0].type)),
-                                    makeString(der::displayText(relative[0].value))));
+                                    makeString(x509::objectIdentifierText(relative[0].type)),
+                                    makeString(x509::displayText(relative[0].value))));
   return properties;
 }
 
@@ -92,11 +92,11 @@ Owned<> certificateProperty(const x509::Certificate& certificate, CFTypeRef key)
   if (is(kSecOIDKeyUsage)) return number(makeNumber(static_cast<std::int32_t>(certificate.keyUsage)));
   if (is(kSecOIDX509V1IssuerName)) return section(nameProperties(certificate.issuer));
   if (is(kSecOIDX509V1SerialNumber))
-    return property(constantString<"string">(), makeString(der::integerText(certificate.serial)));
+    return property(constantString<"string">(), makeString(x509::integerText(certificate.serial)));
   if (is(kSecOIDX509V1ValidityNotBefore)) return number(makeNumber(certificate.notBefore));
   if (is(kSecOIDX509V1ValidityNotAfter)) return number(makeNumber(certificate.notAfter));
   for (const x509::Extension& extension : certificate.extensions)
-    if (der::objectIdentifierText(extension.oid) == utf8Of(key))
+    if (x509::objectIdentifierText(extension.oid) == utf8Of(key))
       return section(is(kSecOIDAuthorityKeyIdentifier) ? authorityKeyIdentifierProperties(extension.value)
                                                        : otherExtensionProperties(extension.value));
   return nullptr;

@@ -5,13 +5,12 @@
 #include <cstdint>
 #include <optional>
 #include <span>
-#include <string>
 #include <string_view>
 #include <vector>
 
 /**
- * A reader of DER that never leaves the bytes it was given, and the texts (UTF-8) in which values are shown.
- * The elements that it hands out are views into these bytes, which have to outlive them.
+ * A reader of DER that never leaves the bytes it was given. The elements that it hands out are views into
+ * them, so they have to outlive it.
  */
 namespace vorn::der {
 
@@ -28,6 +27,7 @@ enum Tag : std::uint8_t {
   kInteger = 0x02,
   kBitString = 0x03,
   kOctetString = 0x04,
+  kNull = 0x05,
   kObjectIdentifier = 0x06,
   kUtf8String = 0x0c,
   kNumericString = 0x12,
@@ -96,24 +96,5 @@ std::optional<Bytes> bitStringContent(Bytes content);
 
 /** Whether two runs of bytes are equal. */
 bool equal(Bytes left, Bytes right);
-
-/** Dotted decimal, the arcs in 32 bits; "OID too long" for more than 32 octets, "<NULL>" for none. */
-std::string objectIdentifierText(Bytes content);
-
-/**
- * The content octets of an INTEGER, read without a sign: decimal for up to eight octets; for more, as
- * hexText, a leading 00 kept.
- */
-std::string integerText(Bytes content);
-
-/** Two upper-case hexadecimal digits per octet with spaces between. */
-std::string hexText(Bytes bytes);
-
-/** The text of a value of a distinguished name; none when it is of a string type and its octets are
- * no such string. */
-std::optional<std::string> decodedText(const Element& value);
-
-/** As decodedText, and hexText where that gives none. */
-std::string displayText(const Element& value);
 
 }  // namespace vorn::der
