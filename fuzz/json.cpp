@@ -13,10 +13,8 @@ using jsonxx::Array;
 using jsonxx::Object;
 using jsonxx::Value;
 
-/**
- * Whether a value comes back as it was. Control characters do not: their escapes are hexadecimal where they
- * are written and decimal where they are read. A member without a name is written without one.
- */
+/** Whether a value comes back as it was. Control characters do not: their escapes are hexadecimal where they
+ * are written and decimal where they are read. A member without a name is written without one. */
 bool returns(const Value& value);
 
 bool returns(std::string_view text) {

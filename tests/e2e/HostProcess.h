@@ -30,11 +30,9 @@ struct HostOptions {
   bool standardErrorIsClosed = false;
 };
 
-/**
- * The built host as a child process, on pipes, as a browser runs it. Whatever the harness itself cannot do (a
- * time that runs out, an answer that breaks off) is an exception, which fails the test. A host that still
- * runs is killed with the object.
- */
+/** The built host as a child process, on pipes, as a browser runs it. Whatever the harness itself cannot do
+ * (a time that runs out, an answer that breaks off) is an exception, which fails the test. A host that still
+ * runs is killed with the object. */
 class HostProcess {
  public:
   explicit HostProcess(const Home& home, const HostOptions& options = {});

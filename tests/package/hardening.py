@@ -4,7 +4,7 @@ import pathlib
 import re
 import subprocess
 
-PROGRAMS = ("vorn-signing", "vorn-signing-keys", "vorn-signing-module.so", "vornctl")
+PROGRAMS = ("vorn-signing", "vorn-signing-keys", "vorn-signing-module.so", "vorn-key-files.so", "vornctl")
 
 
 def readelf(*arguments):

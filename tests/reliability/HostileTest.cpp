@@ -14,10 +14,8 @@ namespace {
 
 using namespace e2e;
 
-/**
- * As many times the harmless request's time and memory may a hostile one take; of JSON more, as the C library
- * takes so long for numbers near the ends of the range.
- */
+/** As many times the harmless request's time and memory may a hostile one take; of JSON more, as the C
+ * library takes so long for numbers near the ends of the range. */
 struct Bounds {
   double time;
   double timeOfJson;

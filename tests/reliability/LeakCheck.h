@@ -4,11 +4,9 @@
 
 namespace reliability {
 
-/**
- * For hosts that sign and then end by themselves: under the sanitizers they end with status 0 only if nothing
- * leaked. The Xalan library forgets its table of functions, some 700 bytes, when it is not shut down; to tell
- * its allocations from the host's the sanitizer has to look at whole stacks.
- */
+/** For hosts that sign and then end by themselves: under the sanitizers they end with status 0 only if
+ * nothing leaked. The Xalan library forgets its table of functions, some 700 bytes, when it is not shut down;
+ * to tell its allocations from the host's the sanitizer has to look at whole stacks. */
 inline e2e::HostOptions leakChecked(const e2e::Home& home) {
   const std::filesystem::path foreign = home.path() / "foreign-leaks";
   e2e::writeFile(foreign, "leak:libxalan-c.so\n");

@@ -24,10 +24,8 @@ int soakRequests() {
   return wanted != nullptr ? std::atoi(wanted) : kUsual;
 }
 
-/**
- * Every tenth request signs; the others ask for the version, for certificates of users who are there or not,
- * or are refused. Memory may not grow after the first tenth of them.
- */
+/** Every tenth request signs; the others ask for the version, for certificates of users who are there or not,
+ * or are refused. Memory may not grow after the first tenth of them. */
 TEST(Soak, MemoryStaysFlat) {
   const int requests = soakRequests();
   Home home("main");

@@ -23,10 +23,8 @@ inline std::string homeFolder(const std::string& name) {
   return VORN_TEST_FILES "/stores/" + name;
 }
 
-/**
- * Runs `body` in a process of its own with that home folder, since a process opens one key database in its
- * life. Its expectations count as the test's.
- */
+/** Runs `body` in a process of its own with that home folder, since a process opens one key database in its
+ * life. Its expectations count as the test's. */
 inline void inHome(const std::string& home, const std::function<void()>& body) {
   std::fflush(nullptr);
   const pid_t child = fork();

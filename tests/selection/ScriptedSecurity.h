@@ -10,10 +10,8 @@
 
 #include "linux/frameworks/CoreFoundation/CFObjects.h"
 
-/**
- * A Security layer that does what a script says. Linked in place of the real one; its objects are counted
- * with those of Core Foundation.
- */
+/** A Security layer that does what a script says. Linked in place of the real one; its objects are counted
+ * with those of Core Foundation. */
 namespace scripted {
 
 /** Makes the value of a property, anew for each caller; may be null for a property without a value. */

@@ -16,11 +16,9 @@ struct NewFile {
   std::optional<mode_t> mode = {}; /**< none for those of any new file, 0644 less the umask */
 };
 
-/**
- * A file that is written by way of a temporary one beside it: readers see the old bytes or the new ones, and
+/** A file that is written by way of a temporary one beside it: readers see the old bytes or the new ones, and
  * a failure leaves the old. Its folder has to exist. A link in the file's place is replaced, or left alone
- * like a file.
- */
+ * like a file. */
 class PendingFile {
  public:
   /** Throws std::system_error when no file can be made there; so that it is known before there is anything to

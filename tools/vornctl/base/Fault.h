@@ -18,10 +18,8 @@ class Code {
   std::string_view word_;
 };
 
-/**
- * Every code of doctor and of identities, with what it says. A code stays when the words around it change,
- * and docs/deployment.md has the same list.
- */
+/** Every code of doctor and of identities, with what it says. A code stays when the words around it change,
+ * and docs/deployment.md has the same list. */
 namespace code {
 
 // clang-format off
@@ -102,9 +100,8 @@ inline constexpr Code kAnotherPreferred{"another-preferred"};                 //
 
 }  // namespace code
 
-/**
- * Something that does not work: the reason, which is not the consequence of another, and what to do about it.
- */
+/** Something that does not work: the reason, which is not the consequence of another, and what to do about
+ * it. */
 struct Fault {
   Code code;
   std::string cause;

@@ -13,11 +13,9 @@ namespace vorn::vornctl {
 /** In bytes: no manifest, policy or key file comes near it. */
 constexpr std::size_t kMostOfFile = std::size_t{16} << 20;
 
-/**
- * The bytes of a file that somebody else has made; none when there is no such file. Throws std::system_error
+/** The bytes of a file that somebody else has made; none when there is no such file. Throws std::system_error
  * when it cannot be read, is longer than so many bytes, or is a device or a pipe, which might never end.
- * `mode` gets the file's permissions.
- */
+ * `mode` gets the file's permissions. */
 std::optional<std::string> readIfThere(const std::filesystem::path& path, std::size_t most = kMostOfFile,
                                        mode_t* mode = nullptr);
 

@@ -18,8 +18,7 @@ struct PolicySource {
   std::filesystem::path file;
 };
 
-/**
- * An administrator's policies for a browser, read as it reads them: a file that it takes no notice of,
+/** An administrator's policies for a browser, read as it reads them: a file that it takes no notice of,
  * because of its form for one, is none here either. Each answers with nothing when there is no such policy.
  */
 class BrowserPolicies {
@@ -50,10 +49,8 @@ struct FamilyRules {
   /** Why an entry makes the browser refuse the whole manifest; empty when it does not. */
   std::string (*refusalOf)(const std::string& entry);
 
-  /**
-   * Whether the browser takes the first manifest that it may get at, whatever is in it. Otherwise it takes,
-   * for each extension, the first that is well-formed and names it, whether the host is there or not.
-   */
+  /** Whether the browser takes the first manifest that it may get at, whatever is in it. Otherwise it takes,
+   * for each extension, the first that is well-formed and names it, whether the host is there or not. */
   bool takesFirstManifest;
   /** With what the browser starts the host for an extension. */
   std::vector<std::string> (*argumentsOf)(const std::filesystem::path& manifest, const std::string& id);

@@ -21,20 +21,16 @@ inline constexpr const char* kFolderOfChromium = "NativeMessagingHosts";
 /** The system that this program was built for. */
 System buildSystem();
 
-/**
- * One line of the table. Paths are written as for a user without special settings: "~/.config" stands for the
- * folder that XDG_CONFIG_HOME names. Empty places are unused.
- */
+/** One line of the table. Paths are written as for a user without special settings: "~/.config" stands for
+ * the folder that XDG_CONFIG_HOME names. Empty places are unused. */
 struct Browser {
   Family family;
   std::string_view name;                    /**< as people select it; the channels of one browser share it */
   std::string_view title;                   /**< as people read it */
   std::array<std::string_view, 3> profiles; /**< one of them exists once the browser has run */
   std::array<std::string_view, 3> programs; /**< one of them exists where the browser is installed */
-  /**
-   * In the order of the search. The first is always written, the second where the folder that holds it
-   * exists. None of a user's: kFolderOfChromium in the profile.
-   */
+  /** In the order of the search. The first is always written, the second where the folder that holds it
+   * exists. None of a user's: kFolderOfChromium in the profile. */
   std::array<std::string_view, 2> userFolders;
   std::array<std::string_view, 2> systemFolders;
   std::array<std::string_view, 4> policies; /**< folders of an administrator's policies, in JSON */
@@ -61,10 +57,8 @@ std::span<const SandboxedBrowser> sandboxedBrowsers();
 /** The folders that the paths of the table are relative to. */
 class Places {
  public:
-  /**
-   * `root` stands before the paths outside of the home: "/", or the folder
-   * in which a package is put together.
-   */
+  /** `root` stands before the paths outside of the home: "/", or the folder
+   * in which a package is put together. */
   Places(System system, std::filesystem::path home, std::filesystem::path config, std::filesystem::path root);
 
   /** The places of the user who runs the program: HOME (or the user's entry) and XDG_CONFIG_HOME. */
@@ -78,8 +72,7 @@ class Places {
   std::vector<std::filesystem::path> manifestFolders(const Browser& browser, Scope scope) const;
   /** Whether the user has run the browser or it is installed. */
   bool has(const Browser& browser) const;
-  /**
-   * Whether a folder is of the system's or of all programs' making, so that it stays even when it is empty.
+  /** Whether a folder is of the system's or of all programs' making, so that it stays even when it is empty.
    */
   bool isCommon(const std::filesystem::path& folder) const;
 

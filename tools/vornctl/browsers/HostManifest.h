@@ -39,10 +39,8 @@ struct ExtensionIds {
 /** Throws BadExtensionId. */
 ExtensionIds readExtensionIds(const std::vector<std::string>& given);
 
-/**
- * Those that an administrator has named in /etc/vorn-signing/extension-ids, one in a line, "#" before
- * remarks; without that file those of the build's configuration. Throws BadExtensionId.
- */
+/** Those that an administrator has named in /etc/vorn-signing/extension-ids, one in a line, "#" before
+ * remarks; without that file those of the build's configuration. Throws BadExtensionId. */
 ExtensionIds configuredExtensionIds(const Places& places);
 
 /** The name by which extensions call the host. Browsers demand small letters, digits, dots, underscores. */

@@ -42,17 +42,13 @@ struct RegistrationRequest {
   std::filesystem::path onlyOfHost = {};
 };
 
-/**
- * One change or more for every browser of the request; a failure with one does not keep it from the next.
- */
+/** One change or more for every browser of the request; a failure with one does not keep it from the next. */
 std::vector<ManifestChange> registerHost(const Places& places, const RegistrationRequest& request,
                                          const std::filesystem::path& host, const RegisteredIds& ids);
 
-/**
- * Removes the manifests, whether the browser is there or not, and the folders that are empty then. Only
+/** Removes the manifests, whether the browser is there or not, and the folders that are empty then. Only
  * browsers that had a manifest have a change. A file that browsers outside of the request read too is kept
- * if one of those is there.
- */
+ * if one of those is there. */
 std::vector<ManifestChange> unregisterHost(const Places& places, const RegistrationRequest& request);
 
 }  // namespace vorn::vornctl

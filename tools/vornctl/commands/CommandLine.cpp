@@ -116,10 +116,8 @@ bool isPath(const Option& option) {
   return word == "FILE" || word == "FOLDER" || word == "PATH" || word == "PROGRAM";
 }
 
-/**
- * What may follow these words of a command line, one in a line with what it does behind a tab; FILES alone
- * where a file is due, and nothing where nobody knows. For the shells' completions.
- */
+/** What may follow these words of a command line, one in a line with what it does behind a tab; FILES alone
+ * where a file is due, and nothing where nobody knows. For the shells' completions. */
 std::string completionsOf(const std::vector<Command>& commands, const Words& words) {
   std::string lines;
   const auto add = [&lines](const std::string& word, const std::string& text) {

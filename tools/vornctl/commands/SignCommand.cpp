@@ -54,11 +54,9 @@ extern "C" void restoreAndEnd(int signal) {
   std::raise(signal);
 }
 
-/**
- * The terminal that vornctl runs in, if any, lent to a prompt for a PIN that the host may start: GPG_TTY
+/** The terminal that vornctl runs in, if any, lent to a prompt for a PIN that the host may start: GPG_TTY
  * names it to the programs that are started from here on. When the object goes, and when a signal ends the
- * process, the terminal is as it was: a prompt that is killed leaves it without echo.
- */
+ * process, the terminal is as it was: a prompt that is killed leaves it without echo. */
 class PromptTerminal {
  public:
   PromptTerminal() {

@@ -22,12 +22,10 @@ struct Finding : Fault {
   std::vector<std::string> extensions = {}; /**< that may start the host */
 };
 
-/**
- * Checks the registration with every browser that is there, starts the host as the browsers would, and looks
+/** Checks the registration with every browser that is there, starts the host as the browsers would, and looks
  * into the key store. What merely follows from another finding is left out, and one cause is one finding,
  * however many browsers it concerns. `wanted` are the extensions that the user wants to sign with. Writes
- * nothing, not even into the host's log.
- */
+ * nothing, not even into the host's log. */
 std::vector<Finding> examine(const Places& places, const std::filesystem::path& installedHost,
                              const ExtensionIds& wanted);
 
@@ -81,12 +79,10 @@ std::vector<Finding> checkKeyStore();
 /** What keeps the host from writing its log into this home folder. Writes nothing. */
 std::optional<Fault> checkLog(const std::filesystem::path& home);
 
-/**
- * Who besides the user and root can change what is found under this path: the file, or any folder on the way
+/** Who besides the user and root can change what is found under this path: the file, or any folder on the way
  * to it, links followed. A folder in which everybody may make files is no harm if it is sticky, as /tmp is; a
  * group is none if nobody but the owner is in it, and there is no access list. None where there is no such
- * file.
- */
+ * file. */
 std::optional<Fault> findForeignWriter(const std::filesystem::path& file);
 
 /** The same for a host and the libraries and programs beside it, all of which it uses. */

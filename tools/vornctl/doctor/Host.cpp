@@ -37,10 +37,8 @@ FILE* makeErrorFile() {
   return file;
 }
 
-/**
- * A temporary folder with everything that the user's home folder has, as links, but for the host's log: a
- * host that runs in it meets the user's key stores, and leaves no trace in the user's log.
- */
+/** A temporary folder with everything that the user's home folder has, as links, but for the host's log: a
+ * host that runs in it meets the user's key stores, and leaves no trace in the user's log. */
 class StandInHome {
  public:
   StandInHome() {

@@ -17,10 +17,8 @@
 /** The host as a program: where it is, and a conversation with it. */
 namespace vorn::vornctl {
 
-/**
- * The host that is installed with this program: beside it, or in the folder for programs that people do not
- * call. Each system has its own.
- */
+/** The host that is installed with this program: beside it, or in the folder for programs that people do not
+ * call. Each system has its own. */
 std::filesystem::path installedHost();
 
 /** The host did not start, did not answer, or answered what is no answer. The message is for people. */
@@ -48,11 +46,9 @@ const ErrorWords& wordsFor(const jsonxx::Object& answer);
 /** The text of an answer as people know the things on this system: the Keychain is macOS's. */
 std::string wordsHere(std::string text);
 
-/**
- * A host as a browser runs it: a child process on pipes, in the folder of its program. It is asked one
+/** A host as a browser runs it: a child process on pipes, in the folder of its program. It is asked one
  * request at a time. A host that still runs when the object goes is given two seconds from the end of its
- * input, and killed then.
- */
+ * input, and killed then. */
 class HostConversation {
  public:
   /** Throws HostError when the program cannot be started. `environment` is as in ChildStart. */

@@ -43,17 +43,13 @@ struct KeyStoreError : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-/**
- * Every certificate with a private key, in the order of the search, judged by the host's own
+/** Every certificate with a private key, in the order of the search, judged by the host's own
  * tests. Which one signs is said for a complete user only. Throws KeyStoreError; no key
- * store, or an empty one, is an empty list.
- */
+ * store, or an empty one, is an empty list. */
 std::vector<IdentityReport> examineIdentities(const User& user);
 
-/**
- * An ABN that was typed in groups, as people write it, without blanks unless a certificate has it so: the
- * host compares letter by letter. Throws KeyStoreError.
- */
+/** An ABN that was typed in groups, as people write it, without blanks unless a certificate has it so: the
+ * host compares letter by letter. Throws KeyStoreError. */
 std::string abnOfCertificates(const std::string& typed);
 
 /** No signer, or more than one; the text says what to do. */
@@ -61,10 +57,8 @@ struct ChoiceError : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-/**
- * The user for a request, with what `given` leaves open taken from the only identity that can sign and fits
- * it, and `serial` if that is not empty. Throws ChoiceError, and KeyStoreError.
- */
+/** The user for a request, with what `given` leaves open taken from the only identity that can sign and fits
+ * it, and `serial` if that is not empty. Throws ChoiceError, and KeyStoreError. */
 User chooseSigner(User given, const std::string& serial);
 
 /** Whether a serial number as people have it is the one that is shown. */

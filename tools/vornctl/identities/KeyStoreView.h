@@ -29,11 +29,9 @@ struct Authorities {
   DerCertificates forOtherPurposes = {}; /**< known, and trusted, but not to say who signs */
 };
 
-/**
- * The user's certificates, by the trust that the user or an administrator has given them; the lists of
+/** The user's certificates, by the trust that the user or an administrator has given them; the lists of
  * authorities that come with a system are not among them. Asks for no password. Nothing where there is no
- * key store.
- */
+ * key store. */
 Authorities authoritiesOfKeyStore();
 
 }  // namespace vorn::vornctl

@@ -89,10 +89,8 @@ void readPassword(const std::string& file, prompt::Secret& password) {
   if (!fault.empty()) throw InputFault(file + ": " + fault);
 }
 
-/**
- * Asks at the terminal, which does not show what is typed, or else by the desktop's prompt. False when there
- * is neither, or the question was given up.
- */
+/** Asks at the terminal, which does not show what is typed, or else by the desktop's prompt. False when there
+ * is neither, or the question was given up. */
 bool askForPassword(const std::string& question, prompt::Secret& password) {
   password.wipe();
   {

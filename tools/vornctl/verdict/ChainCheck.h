@@ -20,10 +20,8 @@ struct Remark {
   std::string part = {}; /**< the element that it is about; empty for the whole document */
 };
 
-/**
- * Adds to the trusted all certificates of a file, PEM or DER, or of all files of a folder; what is none in a
- * folder is skipped. Throws std::invalid_argument, with a text for people, when there is none at all.
- */
+/** Adds to the trusted all certificates of a file, PEM or DER, or of all files of a folder; what is none in a
+ * folder is skipped. Throws std::invalid_argument, with a text for people, when there is none at all. */
 void addTrusted(const std::filesystem::path& path, Authorities& authorities);
 
 struct ChainResult {

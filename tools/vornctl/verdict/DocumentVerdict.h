@@ -39,16 +39,12 @@ struct VerdictRules {
   std::time_t time = 0;                        /**< as of which certificates have to be valid */
 };
 
-/**
- * Judges a document. What cannot be read is a failed document. The XML libraries have to be started:
- * startXmlLibraries.
- */
+/** Judges a document. What cannot be read is a failed document. The XML libraries have to be started:
+ * startXmlLibraries. */
 DocumentVerdict judge(const std::string& xml, const VerdictRules& rules);
 
-/**
- * What the host's log warns of when it signs the document with the algorithm: the same rules are asked here.
- * Nothing for bytes that are no document. Starts the XML libraries.
- */
+/** What the host's log warns of when it signs the document with the algorithm: the same rules are asked here.
+ * Nothing for bytes that are no document. Starts the XML libraries. */
 std::vector<SignatureWarning> warningsOfSigning(const std::string& xml, const std::string& algorithm);
 
 }  // namespace vorn::vornctl

@@ -106,10 +106,8 @@ std::string installLocation() {
   return path.substr(0, slash);
 }
 
-/**
- * Appends the version of the host and of the system, the processor type and the folder of the installation.
- * Throws TechnicalException when that folder cannot be told; the members before it stay.
- */
+/** Appends the version of the host and of the system, the processor type and the folder of the installation.
+ * Throws TechnicalException when that folder cannot be told; the members before it stay. */
 void appendVersion(jsonxx::Object& response) {
   response << "major" << version::kMajor;
   response << "minor" << version::kMinor;

@@ -10,10 +10,8 @@
 
 namespace vorn {
 
-/**
- * Appends "result": "error", "error_code" and "error_message" to an answer, and "error_reason" unless the
- * reason is empty; what it holds already stays.
- */
+/** Appends "result": "error", "error_code" and "error_message" to an answer, and "error_reason" unless the
+ * reason is empty; what it holds already stays. */
 void appendError(jsonxx::Object& response, std::uint32_t code, const std::string& message,
                  const std::string& reason);
 
@@ -23,11 +21,9 @@ class RequestHandler {
   /** `parts` is what an earlier answer may have left to be fetched; without it there is nothing. */
   explicit RequestHandler(std::string message, AnswerParts* parts = nullptr);
 
-  /**
-   * The answer, in which every failure of the host stands as "error_code" and "error_message".
+  /** The answer, in which every failure of the host stands as "error_code" and "error_message".
    * Throws InvalidArgumentException: such a request is answered by the caller, and ends the process. And
-   * RequesterGoneException: there is nobody to answer.
-   */
+   * RequesterGoneException: there is nobody to answer. */
   jsonxx::Object handleRequest();
 
   /** How many bytes the caller takes at once, once the request is handled; nothing when it did not say. */

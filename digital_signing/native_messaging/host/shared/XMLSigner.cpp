@@ -89,10 +89,8 @@ xercesc::DOMElement& findSingleElement(const xercesc::DOMDocument& document, con
   return *elements.first;
 }
 
-/**
- * Whether readers can see another document than the tree that was signed: what a document type declares is
- * written anew, and what XML 1.1 allows goes another way through writer and parser.
- */
+/** Whether readers can see another document than the tree that was signed: what a document type declares is
+ * written anew, and what XML 1.1 allows goes another way through writer and parser. */
 bool mayReadDifferently(const xercesc::DOMDocument& document) {
   return document.getDoctype() != nullptr || viewOf(document.getXmlVersion()) == u"1.1";
 }
@@ -132,10 +130,8 @@ void requireReadsAs(const std::string& digest, const std::string& signedXml) {
   }
 }
 
-/**
- * Runs one step of signing; whatever it throws, but for want of memory, becomes a
- * CryptoException that names the step.
- */
+/** Runs one step of signing; whatever it throws, but for want of memory, becomes a
+ * CryptoException that names the step. */
 template <typename Step>
 auto reportingAs(const std::string& stepName, Step step) {
   const std::string caughtCrypto = "Caught XSECCryptoException " + stepName + ". Exception message = ";

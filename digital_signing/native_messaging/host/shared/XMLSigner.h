@@ -27,19 +27,15 @@ class XMLSigner {
   XMLSigner(const XMLSigner&) = delete;
   XMLSigner& operator=(const XMLSigner&) = delete;
 
-  /**
-   * To be called at the beginning of each request. Starts the XML libraries if they have not been, and
+  /** To be called at the beginning of each request. Starts the XML libraries if they have not been, and
    * selects the algorithm. A value that is none of them leaves the earlier choice. All documents until the
    * next call share one budget of what their entities may expand to. Throws a TechnicalException when the
-   * libraries do not start.
-   */
+   * libraries do not start. */
   void initialise(SignatureAlgorithm algorithm);
 
-  /**
-   * Takes and returns base64. Throws XMLDataParsingException, InvalidXMLDataException and
+  /** Takes and returns base64. Throws XMLDataParsingException, InvalidXMLDataException and
    * CryptoException, and passes on the parser's SAX exceptions for documents that are not
-   * well-formed: see parserRefusal.
-   */
+   * well-formed: see parserRefusal. */
   std::string sign(const std::string& base64Xml);
 
   /** Stops the XML libraries, for good: initialise does not start them again. */

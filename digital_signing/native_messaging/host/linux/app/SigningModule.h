@@ -10,10 +10,8 @@
 
 namespace vorn {
 
-/**
- * How a call of the module has failed. No exception crosses the border: whether a class of two libraries is
- * one to `catch` depends on the C++ library and on how they were linked.
- */
+/** How a call of the module has failed. No exception crosses the border: whether a class of two libraries is
+ * one to `catch` depends on the C++ library and on how they were linked. */
 struct SigningFailure {
   enum class Kind : std::int32_t { kNone, kHost, kRequesterGone, kOutOfMemory, kStandard, kUnknown };
 
@@ -25,10 +23,8 @@ struct SigningFailure {
   bool isLast = false;
 };
 
-/**
- * The library that holds selection, signer and key store, opened by the host at the first request that needs
- * them. It stands beside the host's own file and exports one symbol, a SigningModule.
- */
+/** The library that holds selection, signer and key store, opened by the host at the first request that needs
+ * them. It stands beside the host's own file and exports one symbol, a SigningModule. */
 struct SigningModule {
   const char* build;  // the same as the host's, or the module is refused and nothing behind this is read
   /** Called first, with the process for keys, which was started meanwhile. */

@@ -36,10 +36,8 @@ void endInOrder() {
 // then, and there may be no room for them.
 [[maybe_unused]] __attribute__((section(".preinit_array"), used)) void (*const kFirst)() = &endInOrder;
 
-/**
- * The memory of a signed document is as much as the next one needs: keeps it from going back to the system,
- * and coming again page by page, between documents that follow each other.
- */
+/** The memory of a signed document is as much as the next one needs: keeps it from going back to the system,
+ * and coming again page by page, between documents that follow each other. */
 void keepFreedMemory() {
   // Blocks beyond the first go back to the system as they are freed. None of a usual request is as large.
   constexpr int kLargestKept = 32 << 20;
@@ -48,10 +46,8 @@ void keepFreedMemory() {
   mallopt(M_TRIM_THRESHOLD, kKept);
 }
 
-/**
- * Waits at most `milliseconds` for input. Nothing when none came; empty at the end of input; otherwise what
- * could be read at once, valid until the next call. Throws std::system_error when no wait is possible.
- */
+/** Waits at most `milliseconds` for input. Nothing when none came; empty at the end of input; otherwise what
+ * could be read at once, valid until the next call. Throws std::system_error when no wait is possible. */
 std::optional<std::string_view> readFrom(int input, int milliseconds) {
   static std::array<char, 1 << 16> bytes;  // what a pipe holds
   pollfd readable{input, POLLIN, 0};

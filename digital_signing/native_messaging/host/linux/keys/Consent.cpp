@@ -49,11 +49,9 @@ Cancelled cancelled() {
           Clock::from_time_t(file.st_mtim.tv_sec) + std::chrono::microseconds(file.st_mtim.tv_nsec / 1000)};
 }
 
-/**
- * Pauses before a prompt that follows one that was cancelled: a second, and twice as long after each further
+/** Pauses before a prompt that follows one that was cancelled: a second, and twice as long after each further
  * one, up to a minute. Whoever cancels is not to be worn down by a page that asks again. It holds across
- * processes for as long as the user's session has a folder for such things (XDG_RUNTIME_DIR).
- */
+ * processes for as long as the user's session has a folder for such things (XDG_RUNTIME_DIR). */
 void pauseAfterCancelled() {
   const Cancelled before = cancelled();
   if (before.count == 0) return;

@@ -16,10 +16,8 @@ class LoginQuestion;
 class TokenKey;
 class TokenLogin;
 
-/**
- * What the user agrees to by a PIN or by word: to have the documents of the request at hand signed, and
- * nothing else. Without one nobody is asked. Tokens that were opened for it close with it.
- */
+/** What the user agrees to by a PIN or by word: to have the documents of the request at hand signed, and
+ * nothing else. Without one nobody is asked. Tokens that were opened for it close with it. */
 class Consent {
  public:
   struct Request {
@@ -58,11 +56,9 @@ class TokenLogin {
   /** Has the user confirm the request, unless a PIN has done that. Nothing when it is, else why not. */
   std::optional<NssError> confirm(const x509::Certificate& certificate);
 
-  /**
-   * Calls `use`, in which the token wants its PIN, with the PIN that is held, or that is asked for; again
+  /** Calls `use`, in which the token wants its PIN, with the PIN that is held, or that is asked for; again
    * while it is wrong. `use` hands NSS the context that it is given, and returns what NSS does. Nothing on
-   * success, else why not.
-   */
+   * success, else why not. */
   std::optional<NssError> withPin(const x509::Certificate& certificate,
                                   const std::function<SECStatus(void* context)>& use);
 

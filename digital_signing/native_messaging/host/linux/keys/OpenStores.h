@@ -17,10 +17,8 @@ namespace vorn::keys {
 
 using Module = std::unique_ptr<SECMODModule, NssRelease<SECMOD_DestroyModule>>;
 
-/**
- * The databases and modules that this process has opened. They stay open for its life: keys that were found
- * in them may be used until the end.
- */
+/** The databases and modules that this process has opened. They stay open for its life: keys that were found
+ * in them may be used until the end. */
 class OpenStores {
  public:
   static OpenStores& instance();

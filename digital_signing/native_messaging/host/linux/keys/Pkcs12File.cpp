@@ -15,6 +15,7 @@
 #include <new>
 
 #include "linux/keys/Nss.h"
+#include "linux/processes/BuildId.h"
 
 namespace vorn::keys {
 namespace {
@@ -37,10 +38,8 @@ constexpr int kDeepest = 64;
 
 using Bytes = std::span<const std::uint8_t>;
 
-/**
- * Goes through BER, of which DER is a part: such files have lengths without an end, and strings in pieces. In
- * all of them a count of rounds is the number that stands behind a string of bytes, the salt.
- */
+/** Goes through BER, of which DER is a part: such files have lengths without an end, and strings in pieces.
+ * In all of them a count of rounds is the number that stands behind a string of bytes, the salt. */
 class Rounds {
  public:
   /** Takes the elements off `bytes`, up to an end of contents, or to what is no element: whoever reads on
@@ -180,10 +179,8 @@ bool isOfPassword(PRErrorCode error) {
 /** A file and the password that opens it, which the decoder goes on to use. */
 class OpenFile {
  public:
-  /**
-   * The programs that write such files differ in how they take a password that is empty, or has other letters
-   * than those of ASCII, into account for the newer ciphers: the ways are tried one after another.
-   */
+  /** The programs that write such files differ in how they take a password that is empty, or has other
+   * letters than those of ASCII, into account for the newer ciphers: the ways are tried one after another. */
   OpenFile(Bytes file, std::string_view password, PK11SlotInfo* slot, void* argument) : password_(password) {
     for (const PRInt32 wideForAll : {0, 1}) {
       NSS_OptionSet(__NSS_PKCS12_DECODE_FORCE_UNICODE, wideForAll);
@@ -360,5 +357,8 @@ Pkcs12Result changeStore(Change change, Bytes certificate, const fs::path& folde
     return changeIn(slot, change, certificate, argument);
   });
 }
+
+extern "C" __attribute__((visibility("default")))
+const KeyFiles vornKeyFiles = {kBuildId, &readPkcs12, &importPkcs12, &changeStore};
 
 }  // namespace vorn::keys

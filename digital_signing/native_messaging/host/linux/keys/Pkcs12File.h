@@ -45,11 +45,9 @@ Pkcs12Result readPkcs12(std::span<const std::uint8_t> file, std::string_view pas
 /** Gives the password of the key store, when it has one; false to give up. `retry` after a wrong one. */
 using AskStorePassword = std::function<bool(bool retry, prompt::Secret& password)>;
 
-/**
- * Puts all keys and certificates of the file into the database in `folder`, which is made, for the user alone
- * and without a password, when there is none. Must not be called once the process has searched for
- * identities.
- */
+/** Puts all keys and certificates of the file into the database in `folder`, which is made, for the user
+ * alone and without a password, when there is none. Must not be called once the process has searched for
+ * identities. */
 Pkcs12Result importPkcs12(std::span<const std::uint8_t> file, std::string_view password,
                           const std::filesystem::path& folder, const AskStorePassword& askStorePassword);
 
@@ -63,5 +61,15 @@ enum class Change {
 /** Only databases are changed so, never a card. Asks and needs as importPkcs12. */
 Pkcs12Result changeStore(Change change, std::span<const std::uint8_t> certificate,
                          const std::filesystem::path& folder, const AskStorePassword& askStorePassword);
+
+/** These functions as the library kKeyFilesLibrary offers them, so that vornctl starts without NSS. */
+struct KeyFiles {
+  const char* build; /**< kBuildId; the rest is as it is here only when it is the same */
+  decltype(&readPkcs12) read;
+  decltype(&importPkcs12) import;
+  decltype(&changeStore) change;
+};
+inline constexpr const char* kKeyFilesLibrary = "vorn-key-files.so";
+inline constexpr const char* kKeyFilesSymbol = "vornKeyFiles";
 
 }  // namespace vorn::keys

@@ -8,10 +8,8 @@
 namespace vorn::keys {
 namespace {
 
-/**
- * Those that can be used as they are come before those that ask for a password first; among each, cards
- * before databases, as on the system whose order this keeps. Root lists hold no user's keys.
- */
+/** Those that can be used as they are come before those that ask for a password first; among each, cards
+ * before databases, as on the system whose order this keeps. Root lists hold no user's keys. */
 std::vector<Slot> presentTokens() {
   const OpenStores& stores = OpenStores::instance();
   std::vector<Slot> tokens;
@@ -56,11 +54,9 @@ void appendHiddenKey(std::shared_ptr<TokenKey> hidden, TokenKeys& keys) {
   if (std::none_of(keys.begin(), keys.end(), isListed)) keys.push_back(std::move(hidden));
 }
 
-/**
- * A token that is not logged in shows no private keys (NSS gives an empty list, not an error). The soft token
- * writes a public key object beside each private key, under the same identifier, and shows that to everyone;
- * cards do so too as a rule.
- */
+/** A token that is not logged in shows no private keys (NSS gives an empty list, not an error). The soft
+ * token writes a public key object beside each private key, under the same identifier, and shows that to
+ * everyone; cards do so too as a rule. */
 void appendHiddenKeys(PK11SlotInfo* slot, TokenKeys& keys) {
   const PublicKeyList list(PK11_ListPublicKeysInSlot(slot, nullptr));
   if (list == nullptr) return;
@@ -68,8 +64,7 @@ void appendHiddenKeys(PK11SlotInfo* slot, TokenKeys& keys) {
     appendHiddenKey(std::make_shared<TokenKey>(Slot(PK11_ReferenceSlot(slot)), *node->key), keys);
 }
 
-/**
- * Of some cards nothing but the certificate is to be seen before the login: a key with its identifier is
+/** Of some cards nothing but the certificate is to be seen before the login: a key with its identifier is
  * taken to be there. The soft token shows a public key for each of its own, and other people's certificates.
  */
 void appendCertifiedKeys(PK11SlotInfo* slot, TokenKeys& keys) {

@@ -33,11 +33,9 @@ std::vector<std::filesystem::path> presentConfirmationFiles();
 /** The first of the shared databases that is there, else the first place for one. */
 std::filesystem::path sharedDatabaseForWriting();
 
-/**
- * Opens a file of a key store to be read, if it is a regular one of at most so many bytes. Never waits: what
+/** Opens a file of a key store to be read, if it is a regular one of at most so many bytes. Never waits: what
  * is a pipe or a device is refused. Returns none, with the reason in `fault`, when it cannot be used;
- * `fault` stays empty for what is not there.
- */
+ * `fault` stays empty for what is not there. */
 Descriptor openStoreFile(const std::filesystem::path& file, off_t bound, std::string& fault);
 
 /** The text of a file that says which stores there are; empty when it cannot be used, which `fileFaults`

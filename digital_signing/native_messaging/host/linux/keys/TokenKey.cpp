@@ -145,8 +145,7 @@ void TokenKey::forget() {
   key_.reset();
 }
 
-/**
- * The soft token reads a key of its database, and decrypts it, for each signature; a copy among the objects
+/** The soft token reads a key of its database, and decrypts it, for each signature; a copy among the objects
  * of its memory it has at hand. Cards are left alone. Once the database has changed, what it says now counts.
  */
 SECKEYPrivateKey* TokenKey::quickKey() {

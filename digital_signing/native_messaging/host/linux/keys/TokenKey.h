@@ -46,8 +46,7 @@ class TokenKey : public std::enable_shared_from_this<TokenKey> {
   /** Whether this is the certificate's key; `publicKey` is what its SubjectPublicKeyInfo holds. */
   bool belongsTo(const TokenCertificate& certificate, der::Bytes publicKey) const;
 
-  /**
-   * RSA only: the signature over `input` as it stands, padded by PKCS#1 v1.5 but not digested. Where the
+  /** RSA only: the signature over `input` as it stands, padded by PKCS#1 v1.5 but not digested. Where the
    * token wants its PIN the user is asked for it, and told of the certificate; without a consent nobody is.
    */
   std::variant<std::vector<std::uint8_t>, NssError> sign(der::Bytes input,

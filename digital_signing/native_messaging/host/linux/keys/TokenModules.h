@@ -17,12 +17,10 @@ struct TokenModule {
   std::string settings = {};
 };
 
-/**
- * The modules that the system and the user have registered with p11-kit for programs like this one. Each
+/** The modules that the system and the user have registered with p11-kit for programs like this one. Each
  * library stands for itself: p11-kit's own library, which brings all of them, can leave none out that hangs.
  * It is in the list only where a token behind a connection is registered ("remote"), which no other library
- * brings.
- */
+ * brings. */
 std::vector<TokenModule> modulesOfSystem();
 
 /** The modules that a key database lists, its own and those with root certificates left out. */

@@ -7,10 +7,8 @@ namespace vorn::keys {
 
 struct TokenModule;
 
-/**
- * Token libraries, each behind a table of functions of ours: the page of marks says which one is in which
- * call, and a PIN goes to the card alone.
- */
+/** Token libraries, each behind a table of functions of ours: the page of marks says which one is in which
+ * call, and a PIN goes to the card alone. */
 class WatchedModules {
  public:
   /** Loads the library, and leaves in `name` under which name NSS can load it then. Nothing, or what is wrong

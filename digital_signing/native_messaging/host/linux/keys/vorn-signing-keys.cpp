@@ -17,11 +17,9 @@
 #include "linux/prompt/PromptProcess.h"
 #include "shared/base/Descriptor.h"
 
-/**
- * The process for keys: it alone opens key stores, loads the libraries of tokens, asks for PINs and has keys
+/** The process for keys: it alone opens key stores, loads the libraries of tokens, asks for PINs and has keys
  * sign. It is started with a socket as its standard input, over which it is asked: see Questions. With
- * --serve it hands the sockets of its workers over there, which are asked instead: see KeyProgram.
- */
+ * --serve it hands the sockets of its workers over there, which are asked instead: see KeyProgram. */
 using namespace vorn;
 
 namespace {

@@ -8,11 +8,9 @@
 
 namespace vorn::keys {
 
-/**
- * A page of memory that the process for keys shares with whoever has started it, and in which it says whom it
- * waits for: that can be read when it says nothing any more. A module can write into it as well as anywhere
- * else: it is read as bytes of a stranger.
- */
+/** A page of memory that the process for keys shares with whoever has started it, and in which it says whom
+ * it waits for: that can be read when it says nothing any more. A module can write into it as well as
+ * anywhere else: it is read as bytes of a stranger. */
 struct CallMark {
   static constexpr std::size_t kRoom = 1024;
 

@@ -23,19 +23,15 @@ struct KeyProgram {
   CallMark* mark = nullptr;
 };
 
-/**
- * A descriptor of the program's file, from which it can be started even when another release has taken the
+/** A descriptor of the program's file, from which it can be started even when another release has taken the
  * file's place: of the one in `folder`, or, when that is empty, of the one that is installed beside this
- * program, or where packages have it. None when it is nowhere.
- */
+ * program, or where packages have it. None when it is nowhere. */
 Descriptor openKeyProgram(const char* folder = "");
 
-/**
- * Starts it with the environment of this process, but for what names a secret. It has no other descriptors
+/** Starts it with the environment of this process, but for what names a secret. It has no other descriptors
  * than a socket, and standard error for what modules print. `id` is negative, and errno set, when it
  * cannot be started. With a `build` it ends when it is of another, and opens what a search will need before
- * it is asked.
- */
+ * it is asked. */
 KeyProgram startKeyProgram(int file, const char* build = nullptr);
 
 /** Has it hand over a worker: the first, or another in the place of one, of which `formerStatus` becomes what
@@ -45,13 +41,11 @@ bool nextWorker(KeyProgram& program, int& formerStatus);
 /** Ends it at once. */
 void endKeyProgram(KeyProgram& program);
 
-/**
- * In vorn-signing-keys --serve: starts a worker at once, which may open key stores at once, and another in
+/** In vorn-signing-keys --serve: starts a worker at once, which may open key stores at once, and another in
  * its place for each byte that comes from the control socket; hands each over there. The host refuses itself
  * to make sockets and to start programs before it reads a document, and what it started then could do no
  * more: so this process does it, which was started before. Returns in the worker, with its end of the socket;
- * never in the process that was called.
- */
+ * never in the process that was called. */
 int serveWorkers(int control, bool opensAtOnce);
 
 }  // namespace vorn::keys

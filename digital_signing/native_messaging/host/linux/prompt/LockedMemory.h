@@ -4,11 +4,9 @@
 
 namespace vorn::prompt {
 
-/**
- * Memory for what nobody may find: it is not swapped, not in a core dump, reads as zeros in a forked process,
- * and is wiped before the system has it back. Whole pages each: for few and short-lived things. Null when
- * there is none; a system that does not lock memory is told of in the log.
- */
+/** Memory for what nobody may find: it is not swapped, not in a core dump, reads as zeros in a forked
+ * process, and is wiped before the system has it back. Whole pages each: for few and short-lived things. Null
+ * when there is none; a system that does not lock memory is told of in the log. */
 void* allocateLocked(std::size_t size) noexcept;
 void* reallocateLocked(void* memory, std::size_t size) noexcept;
 void freeLocked(void* memory) noexcept;

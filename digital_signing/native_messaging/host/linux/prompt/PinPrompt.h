@@ -37,20 +37,16 @@ struct Answer {
   std::string reason = "";
 };
 
-/**
- * Asks the user by the desktop's own prompt, and waits for the answer: as long as VORN_PROMPT_SECONDS says,
+/** Asks the user by the desktop's own prompt, and waits for the answer: as long as VORN_PROMPT_SECONDS says,
  * four minutes without it. The prompt dies with the process. What is typed goes to `secret`, and is nowhere
  * else when this returns. To be called from the main thread: the kernel ends the prompt with the thread that
- * has started it.
- */
+ * has started it. */
 Answer ask(const Question& question, Secret& secret);
 /** The same for a word of consent, without a field to type in. */
 Answer confirm(const Question& question);
 
-/**
- * Shows a text for as long as the object lives, while something else waits for the user: a reader with keys
- * of its own. Where nothing can be shown the log says why.
- */
+/** Shows a text for as long as the object lives, while something else waits for the user: a reader with keys
+ * of its own. Where nothing can be shown the log says why. */
 class Notice {
  public:
   explicit Notice(const Question& notice);

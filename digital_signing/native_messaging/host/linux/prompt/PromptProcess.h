@@ -21,18 +21,14 @@ struct PromptProgram {
   std::string fault;
 };
 
-/**
- * What VORN_PINENTRY names, a path or a program in PATH. Without it the desktop's own pinentry, by the names
+/** What VORN_PINENTRY names, a path or a program in PATH. Without it the desktop's own pinentry, by the names
  * that Debian has for it: one with a window where there is a display, else one for the terminal that GPG_TTY
- * names.
- */
+ * names. */
 PromptProgram findPromptProgram();
 
-/**
- * The running program at the other end of a socket, in a session of its own. When its time
+/** The running program at the other end of a socket, in a session of its own. When its time
  * is up, reading from the socket ends. With the object it is killed, and all that it
- * has started with it; so it is when this process dies.
- */
+ * has started with it; so it is when this process dies. */
 class PromptProcess {
  public:
   /** Throws std::system_error when it cannot be started. */

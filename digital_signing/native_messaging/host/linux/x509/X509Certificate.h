@@ -7,11 +7,9 @@
 
 #include "shared/base/Der.h"
 
-/**
- * Reading certificates, and the texts (UTF-8) in which their values are shown. No library's reader does it:
+/** Reading certificates, and the texts (UTF-8) in which their values are shown. No library's reader does it:
  * macOS, whose results these are, shows the octets of a name that is no UTF-8, for one, where OpenSSL refuses
- * the certificate as a whole; and the process for keys starts faster and smaller without libcrypto.
- */
+ * the certificate as a whole; and the process for keys starts faster and smaller without libcrypto. */
 namespace vorn::x509 {
 
 struct Extension {
@@ -44,11 +42,9 @@ struct Certificate {
 
 inline constexpr std::uint32_t kCriticalKeyUsage = 0x80000000U;
 
-/**
- * Reads a certificate; none when it is malformed. Signatures are not checked, nor are the
+/** Reads a certificate; none when it is malformed. Signatures are not checked, nor are the
  * contents of extensions, but for a critical KeyUsage or subject alternative name: a malformed
- * one refuses the certificate.
- */
+ * one refuses the certificate. */
 std::optional<Certificate> readCertificate(der::Bytes bytes);
 
 struct Attribute {
@@ -67,10 +63,8 @@ std::optional<Name> readName(der::Bytes content);
  * there is none, or it is no text, or the Name is malformed. */
 std::optional<std::string> commonName(der::Bytes name);
 
-/**
- * The addresses of the subject alternative name, then those of the subject, in encoded order, duplicates
- * kept. Empty when either is malformed.
- */
+/** The addresses of the subject alternative name, then those of the subject, in encoded order, duplicates
+ * kept. Empty when either is malformed. */
 std::vector<std::string> emailAddresses(const Certificate& certificate);
 
 /**
@@ -84,10 +78,8 @@ std::optional<double> readTime(const der::Element& time);
 /** Dotted decimal, the arcs in 32 bits; "OID too long" for more than 32 octets, "<NULL>" for none. */
 std::string objectIdentifierText(der::Bytes content);
 
-/**
- * The content octets of an INTEGER, read without a sign: decimal for up to eight octets; for more, as
- * hexText, a leading 00 kept.
- */
+/** The content octets of an INTEGER, read without a sign: decimal for up to eight octets; for more, as
+ * hexText, a leading 00 kept. */
 std::string integerText(der::Bytes content);
 
 /** Two upper-case hexadecimal digits per octet with spaces between. */

@@ -7,10 +7,8 @@
 
 namespace vorn {
 
-/**
- * The owner of one reference to a Core Foundation object (`T` is CFStringRef, SecKeyRef, ...), or of none. It
- * moves and does not copy; it releases its reference when it goes.
- */
+/** The owner of one reference to a Core Foundation object (`T` is CFStringRef, SecKeyRef, ...), or of none.
+ * It moves and does not copy; it releases its reference when it goes. */
 template <class T>
 class CFRef {
  public:
@@ -46,10 +44,8 @@ class CFRef {
     if (T object = release(); object != nullptr) CFRelease(object);
   }
 
-  /**
-   * The place for a Create or Copy function's out-parameter. The holder must be
-   * empty: the process ends otherwise.
-   */
+  /** The place for a Create or Copy function's out-parameter. The holder must be
+   * empty: the process ends otherwise. */
   T* out() {
     if (object_ != nullptr) std::abort();
     return &object_;

@@ -25,15 +25,12 @@ CFRef<CFStringRef> makeCFString(const std::string& utf8);
 /** The whole text as UTF-8; none for null and for what has no UTF-8 form. */
 std::optional<std::string> utf8Text(CFStringRef string);
 
-/**
- * The text as UTF-8 if, with the zero byte of a C string, it fits into `bufferSize` bytes; none otherwise.
+/** The text as UTF-8 if, with the zero byte of a C string, it fits into `bufferSize` bytes; none otherwise.
  */
 std::optional<std::string> utf8TextWithin(CFStringRef string, std::size_t bufferSize);
 
-/**
- * As much of the text as, with the zero byte of a C string, fits into
- * `bufferSize` bytes, in whole characters.
- */
+/** As much of the text as, with the zero byte of a C string, fits into
+ * `bufferSize` bytes, in whole characters. */
 std::string utf8TextCutTo(CFStringRef string, std::size_t bufferSize);
 
 }  // namespace vorn

@@ -9,11 +9,9 @@
 
 namespace vorn {
 
-/**
- * Reads what SecCertificateCopyValues gives: a dictionary from object identifier to property, a property
+/** Reads what SecCertificateCopyValues gives: a dictionary from object identifier to property, a property
  * being a dictionary too. Certificates come from anywhere, so every function tests types and reports what is
- * missing or of another type as null. Whatever is returned stays with `values`.
- */
+ * missing or of another type as null. Whatever is returned stays with `values`. */
 
 /** The identifier of the private extension that carries the ABN. */
 inline CFStringRef abnExtensionOID() {
@@ -39,22 +37,16 @@ CFRef<CFDictionaryRef> copySelectionValues(SecCertificateRef certificate);
 /** The base64 text of the DER bytes; empty, and logged, when there is none. Throws as base64Encode. */
 std::string encodeCertificate(SecCertificateRef certificate);
 
-/**
- * The base64 bytes, in the layout that the platform's transform gives by default; empty when the transform
- * gives nothing. Throws TechnicalException when it reports an error.
- */
+/** The base64 bytes, in the layout that the platform's transform gives by default; empty when the transform
+ * gives nothing. Throws TechnicalException when it reports an error. */
 CFRef<CFDataRef> base64Encode(CFDataRef data);
 
-/**
- * The first common name of the issuer; empty when there is none. `values` is
- * what SecCertificateCopyValues gave.
- */
+/** The first common name of the issuer; empty when there is none. `values` is
+ * what SecCertificateCopyValues gave. */
 std::string getIssuerName(CFDictionaryRef values);
 
-/**
- * The local time as "2030-07-01T00:00:00.000Z". The Z is part of the fixed form that pages expect and says
- * nothing about the time zone.
- */
+/** The local time as "2030-07-01T00:00:00.000Z". The Z is part of the fixed form that pages expect and says
+ * nothing about the time zone. */
 std::string formatCertificateDate(CFAbsoluteTime time);
 
 }  // namespace vorn

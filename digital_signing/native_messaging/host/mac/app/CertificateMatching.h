@@ -9,11 +9,9 @@
 
 namespace vorn {
 
-/**
- * The tests that an identity's certificate has to pass, one by one. Each logs what it finds, throws nothing,
+/** The tests that an identity's certificate has to pass, one by one. Each logs what it finds, throws nothing,
  * and takes a certificate without the field in question, or with one of an odd shape, for one that does not
- * match. `values` is what SecCertificateCopyValues gave for the certificate.
- */
+ * match. `values` is what SecCertificateCopyValues gave for the certificate. */
 
 /** The criteria by which a request chooses a certificate. */
 struct SelectionCriteria {
@@ -37,8 +35,7 @@ bool certificateAKIMatches(CFDictionaryRef values, const std::vector<std::string
 /** Whether the key usage has the digital-signature bit. */
 bool isSigningCertificate(CFDictionaryRef values);
 
-/**
- * The text inside a DER string up to its first zero byte; none when it is not UTF-8 or too long for an ABN.
+/** The text inside a DER string up to its first zero byte; none when it is not UTF-8 or too long for an ABN.
  */
 std::optional<std::string> abnText(CFDataRef der);
 

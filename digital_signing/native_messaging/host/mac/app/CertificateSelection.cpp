@@ -49,10 +49,8 @@ SelectionCriteria readCriteria(const jsonxx::Object& userDetails) {
   throw CertificateNotFoundException();
 }
 
-/**
- * The result of the key store's search for identities that can sign. A text
- * that no name can equal finds none.
- */
+/** The result of the key store's search for identities that can sign. A text
+ * that no name can equal finds none. */
 CFRef<CFTypeRef> findIdentities(const std::string& name) {
   const CFRef<CFStringRef> subject = makeCFString(name);
   if (!subject) reportNameNotFound();
@@ -100,8 +98,7 @@ void CertificateSelection::initialise(const jsonxx::Object& userDetails) {
   criteria_ = std::move(criteria);
 }
 
-/**
- * Leaves an earlier certificate and key in place, so that a search without a winner ends as an expired one.
+/** Leaves an earlier certificate and key in place, so that a search without a winner ends as an expired one.
  */
 void CertificateSelection::search(CFArrayRef identities, const SelectionCriteria& criteria) {
   clearDetails();

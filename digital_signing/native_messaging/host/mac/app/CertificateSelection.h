@@ -14,8 +14,7 @@ class Object;
 
 namespace vorn {
 
-/**
- * The one signing identity of the user whom the requests name, kept between requests. The key store is
+/** The one signing identity of the user whom the requests name, kept between requests. The key store is
  * searched only when the user changes. For the thread that handles requests; all failures are BaseException.
  */
 class CertificateSelection {
@@ -37,9 +36,8 @@ class CertificateSelection {
    */
   void initialise(const jsonxx::Object& userDetails);
 
-  /**
-   * The selected certificate, which stays owned here until the next `initialise`; null when none is selected.
-   */
+  /** The selected certificate, which stays owned here until the next `initialise`; null when none is
+   * selected. */
   SecCertificateRef getCertificate() const { return certificate_.get(); }
   /** The private key of the selected identity, on the same terms. */
   SecKeyRef getPrivateKey() const { return privateKey_.get(); }

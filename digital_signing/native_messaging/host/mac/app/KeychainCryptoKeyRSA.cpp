@@ -30,10 +30,8 @@ constexpr auto kProviderName = [] {
   throw KeyRefusedException("KeychainCryptoKeyRSA - " + message, reason);
 }
 
-/**
- * Transforms hand on the codes of the key's own process, other calls those of Security. Either way a Keychain
- * tells no more of a password than that it would not do.
- */
+/** Transforms hand on the codes of the key's own process, other calls those of Security. Either way a
+ * Keychain tells no more of a password than that it would not do. */
 std::string reasonOf(CFErrorRef error) {
   constexpr CFIndex kCssmUserCanceled = -2147415839;
   constexpr CFIndex kCssmNoUserInteraction = -2147415840;

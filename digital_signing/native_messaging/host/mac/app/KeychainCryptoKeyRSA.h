@@ -14,29 +14,23 @@
 
 namespace vorn {
 
-/**
- * The RSA key that xml-security-c signs with: the private half stays in the key store and signs there, the
+/** The RSA key that xml-security-c signs with: the private half stays in the key store and signs there, the
  * public half is read from the certificate. It signs, and nothing else; every other operation throws
- * XSECCryptoException of type UnsupportedError.
- */
+ * XSECCryptoException of type UnsupportedError. */
 class KeychainCryptoKeyRSA : public XSECCryptoKeyRSA, public PublicKeyText {
  public:
-  /**
-   * `privateKey` is borrowed: it must outlive this object. The certificate is only read.
+  /** `privateKey` is borrowed: it must outlive this object. The certificate is only read.
    * Throws XSECCryptoException when the certificate has no public key. A public key that is there but cannot
-   * be read as an RSA key leaves the object without modulus and exponent.
-   */
+   * be read as an RSA key leaves the object without modulus and exponent. */
   KeychainCryptoKeyRSA(SecCertificateRef certificate, SecKeyRef privateKey);
 
   XSECCryptoKey::KeyType getKeyType() const override;
   const XMLCh* getProviderName() const override;
 
-  /**
-   * Signs a digest of any supported kind, in spite of the name: the bytes at `hashBuf` are wrapped in the
+  /** Signs a digest of any supported kind, in spite of the name: the bytes at `hashBuf` are wrapped in the
    * DigestInfo of `hashType` and signed by PKCS#1 v1.5. Returns the count of base64 characters written,
    * without a zero byte. Throws XSECCryptoException when the key store fails, when its signature does not
-   * verify with the certificate's public key, or when the text is longer than `base64SignatureBufLen`.
-   */
+   * verify with the certificate's public key, or when the text is longer than `base64SignatureBufLen`. */
   unsigned int signSHA1PKCS1Base64Signature(unsigned char* hashBuf, unsigned int hashLen,
                                             char* base64SignatureBuf, unsigned int base64SignatureBufLen,
                                             XSECCryptoHash::HashType hashType) const override;
@@ -77,11 +71,9 @@ class KeychainCryptoKeyRSA : public XSECCryptoKeyRSA, public PublicKeyText {
 /** The description of an error, cut to 1023 bytes. */
 std::string describeError(CFErrorRef error);
 
-/**
- * Reads the length at `position` and moves behind it. 0x80 is the length 128. A zero byte
+/** Reads the length at `position` and moves behind it. 0x80 is the length 128. A zero byte
  * in front of the contents (it keeps a DER integer positive) is stepped over and not
- * counted. None when that would leave `der`.
- */
+ * counted. None when that would leave `der`. */
 std::optional<std::size_t> readDerLength(std::span<const UInt8> der, std::size_t& position);
 
 }  // namespace vorn

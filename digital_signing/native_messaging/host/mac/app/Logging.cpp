@@ -50,10 +50,8 @@ std::string beginningOf(const std::string& message) {
          " bytes, too much for one request's log)";
 }
 
-/**
- * The pattern's layout, with every message made harmless first: whatever a page, an extension or a
- * certificate had written into it, one record is one line, and no other text can pass for a record.
- */
+/** The pattern's layout, with every message made harmless first: whatever a page, an extension or a
+ * certificate had written into it, one record is one line, and no other text can pass for a record. */
 class HarmlessLayout : public log4cplus::PatternLayout {
  public:
   using PatternLayout::PatternLayout;

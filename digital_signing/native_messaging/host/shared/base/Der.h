@@ -8,10 +8,8 @@
 #include <string_view>
 #include <vector>
 
-/**
- * A reader of DER that never leaves the bytes it was given. The elements that it hands out are views into
- * them, so they have to outlive it.
- */
+/** A reader of DER that never leaves the bytes it was given. The elements that it hands out are views into
+ * them, so they have to outlive it. */
 namespace vorn::der {
 
 using Bytes = std::span<const std::uint8_t>;

@@ -8,10 +8,8 @@
 
 namespace vorn {
 
-/**
- * Why a request failed, for callers who ask by "reasons": finer than the codes, so that a page can say what
- * to do. Words are only ever added; one that was given keeps its meaning. docs/protocol.md explains each.
- */
+/** Why a request failed, for callers who ask by "reasons": finer than the codes, so that a page can say what
+ * to do. Words are only ever added; one that was given keeps its meaning. docs/protocol.md explains each. */
 namespace reason {
 inline constexpr const char* kNotFound = "not-found";
 inline constexpr const char* kExpired = "expired";
@@ -32,11 +30,9 @@ inline constexpr const char* kRestart = "restart";
 inline constexpr const char* kInternal = "internal";
 }  // namespace reason
 
-/**
- * Every failure that the host reports to the browser. The code is what a page decides by,
+/** Every failure that the host reports to the browser. The code is what a page decides by,
  * and each stands in its class below alone. Codes are only ever added: one that was given
- * keeps its meaning, and 106 stays unused.
- */
+ * keeps its meaning, and 106 stays unused. */
 class BaseException : public std::runtime_error {
  public:
   BaseException(std::uint32_t code, const std::string& message, std::string reason = reason::kInternal)
@@ -70,8 +66,7 @@ class AnswerTooLongException : public TechnicalException {
   AnswerTooLongException() : TechnicalException("Response message is too long") {}
 };
 
-/**
- * A malformed frame or request. The only class that ends the process: it is answered, then the host exits.
+/** A malformed frame or request. The only class that ends the process: it is answered, then the host exits.
  */
 class InvalidArgumentException : public BaseException {
  public:

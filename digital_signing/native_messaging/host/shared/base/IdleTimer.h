@@ -4,10 +4,8 @@
 
 namespace vorn {
 
-/**
- * Ends a host that nobody talks to. Stopped while a request is read and handled, started again after its
- * answer. One instance lives for the whole process; it is touched by the working thread alone.
- */
+/** Ends a host that nobody talks to. Stopped while a request is read and handled, started again after its
+ * answer. One instance lives for the whole process; it is touched by the working thread alone. */
 class IdleTimer {
  public:
   using Clock = std::chrono::steady_clock;
@@ -22,9 +20,8 @@ class IdleTimer {
     stopped_ = false;
   }
   void stop() { stopped_ = true; }
-  /**
-   * `milliseconds` under 3000 become 3000: a page cannot make the host leave between two of its own requests.
-   */
+  /** `milliseconds` under 3000 become 3000: a page cannot make the host leave between two of its own
+   * requests. */
   void setTimeout(long double milliseconds) {
     constexpr long double kMinimum = 3000;
     timeout_ = kMinimum > milliseconds ? kMinimum : milliseconds;

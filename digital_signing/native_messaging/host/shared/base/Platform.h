@@ -4,10 +4,8 @@
 #include <filesystem>
 #include <string>
 
-/**
- * All that the shared code asks of the operating system beside files and
- * clocks; each system supplies its own.
- */
+/** All that the shared code asks of the operating system beside files and
+ * clocks; each system supplies its own. */
 namespace vorn::platform {
 
 struct SystemVersion {
@@ -35,10 +33,8 @@ inline std::filesystem::path baseFolder(const char* variable, const std::filesys
 /** The operating system's version; a number that the system does not tell is 0. */
 SystemVersion systemVersion();
 
-/**
- * The path of what is installed: the application bundle, or the program
- * itself. Empty when it cannot be found.
- */
+/** The path of what is installed: the application bundle, or the program
+ * itself. Empty when it cannot be found. */
 std::string installedPath();
 
 /** To be called once, before the process gives up making sockets. */

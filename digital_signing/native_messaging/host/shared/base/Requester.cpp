@@ -16,11 +16,9 @@ constexpr std::chrono::milliseconds kBrowserPatience{1500};
 requester::Ends ends;
 std::optional<Clock::time_point> endOfInput;
 
-/**
- * Whether the other end is closed; what lies in the pipe does not matter. No descriptor is no news. Linux
+/** Whether the other end is closed; what lies in the pipe does not matter. No descriptor is no news. Linux
  * reports the end of either direction unasked; macOS looks at a reading end for the events of reading alone,
- * at a writing end for those of writing, and at none when none is asked for.
- */
+ * at a writing end for those of writing, and at none when none is asked for. */
 bool isClosed(int descriptor, short direction) {
   pollfd end{descriptor, direction, 0};
   return poll(&end, 1, 0) > 0 && (end.revents & (POLLHUP | POLLERR)) != 0;

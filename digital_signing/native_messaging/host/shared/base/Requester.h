@@ -10,10 +10,8 @@ class RequesterGoneException : public std::exception {
   const char* what() const noexcept override { return "nobody waits for an answer"; }
 };
 
-/**
- * Whether the browser that has sent the request at hand is still there, for work that takes its time: many
- * signatures, or a question to the user. Asking costs a system call.
- */
+/** Whether the browser that has sent the request at hand is still there, for work that takes its time: many
+ * signatures, or a question to the user. Asking costs a system call. */
 namespace requester {
 
 /** The descriptors that requests come from and answers go to. */
@@ -30,11 +28,9 @@ const Ends& watched();
 /** Whether nothing will ever follow the request: the other end of the input is closed. */
 bool hasEndedInput();
 
-/**
- * Whether nobody waits for the answer: the output's reader has gone, or the input has been at its end for
+/** Whether nobody waits for the answer: the output's reader has gone, or the input has been at its end for
  * longer than browsers wait for a host to leave. Who closes the input behind a request and reads on is
- * answered as far as it can be done in that time.
- */
+ * answered as far as it can be done in that time. */
 bool isGone();
 
 /** Throws RequesterGoneException if so. */

@@ -59,10 +59,8 @@ Key makeKey(const RsaPublicKey& key) {
   return Key(made);
 }
 
-/**
- * The library's form of the key. Making it costs as much as a verification, and one signature after another
- * is made with the same key: the last one is kept. One thread signs.
- */
+/** The library's form of the key. Making it costs as much as a verification, and one signature after another
+ * is made with the same key: the last one is kept. One thread signs. */
 EVP_PKEY* keyFor(const RsaPublicKey& key) {
   static struct {
     std::string modulus;

@@ -23,10 +23,8 @@ const EVP_MD* evpDigest(SignatureAlgorithm algorithm);
 bool isRsaSignature(EVP_PKEY* key, const EVP_MD* algorithm, std::string_view digest,
                     std::string_view signature);
 
-/**
- * The same for a digest of kind `hashType` and a key in numbers. False as well for everything that cannot be
- * checked: a kind that no request can ask for, numbers that are no key. Throws nothing.
- */
+/** The same for a digest of kind `hashType` and a key in numbers. False as well for everything that cannot be
+ * checked: a kind that no request can ask for, numbers that are no key. Throws nothing. */
 bool isRsaSignature(const RsaPublicKey& key, XSECCryptoHash::HashType hashType, std::string_view digest,
                     std::string_view signature);
 

@@ -3,12 +3,10 @@
 #include <optional>
 #include <string_view>
 
-/**
- * The signature algorithms, one row for each, read by everything that knows them. A row holds the name in
+/** The signature algorithms, one row for each, read by everything that knows them. A row holds the name in
  * requests, the identifiers of the signature and of the digest in DSIGConstants, the digest in
  * XSECCryptoHash, for the key store its family and its bits, and OpenSSL's function for it. The order is that
- * of the values: new rows come last.
- */
+ * of the values: new rows come last. */
 #define VORN_SIGNATURE_ALGORITHMS(ROW)                                                                  \
   ROW(RSA_SHA1, s_unicodeStrURIRSA_SHA1, s_unicodeStrURISHA1, HASH_SHA1, kSecDigestSHA1, 160, EVP_sha1) \
   ROW(RSA_SHA256, s_unicodeStrURIRSA_SHA256, s_unicodeStrURISHA256, HASH_SHA256, kSecDigestSHA2, 256,   \

@@ -2,8 +2,7 @@
 
 #include <string>
 
-/**
- * The account of who had what signed: for every signature one line at INFO in the log's file, and one in the
+/** The account of who had what signed: for every signature one line at INFO in the log's file, and one in the
  * system's log with what comes from outside in quotes, without anything of the content. Caller, certificate
  * and document lie in the log's diagnostic context, so that none of the classes on the way has to know them.
  */

@@ -8,10 +8,8 @@
 
 namespace vorn {
 
-/**
- * The public half of a key as base64 of the big-endian magnitudes. Throws
- * XSECCryptoException when there is none.
- */
+/** The public half of a key as base64 of the big-endian magnitudes. Throws
+ * XSECCryptoException when there is none. */
 class PublicKeyText {
  public:
   virtual ~PublicKeyText() = default;
@@ -37,10 +35,8 @@ struct SigningKey {
   const PublicKeyText& publicHalf; /**< lives as long as the key */
 };
 
-/**
- * The identity that signs, which has been selected for the request. Supplied
- * by the code that knows the key store.
- */
+/** The identity that signs, which has been selected for the request. Supplied
+ * by the code that knows the key store. */
 namespace signing_identity {
 
 /** Throws XSECCryptoException when the certificate has no public key. */

@@ -41,10 +41,8 @@ struct ExtractionRules : std::ios {
  */
 constexpr std::string_view kOtherStarts = "[]{},tf";
 
-/**
- * What ends a number in every library. Other characters may belong to it: "0x10" is 0 or 16, as
- * the library goes.
- */
+/** What ends a number in every library. Other characters may belong to it: "0x10" is 0 or 16, as
+ * the library goes. */
 bool endsNumber(char c) {
   constexpr std::string_view kEnds = ",]}/ \t\n\v\f\r";
   return kEnds.find(c) != std::string_view::npos;
@@ -94,10 +92,8 @@ JsonReader::Step JsonReader::readItem() {
   return readValue(*open_.back());
 }
 
-/**
- * Tries the kinds in order. Each starts where the one before it stopped, which need not be where that one
- * started: whitespace and comments that were passed stay passed.
- */
+/** Tries the kinds in order. Each starts where the one before it stopped, which need not be where that one
+ * started: whitespace and comments that were passed stay passed. */
 JsonReader::Step JsonReader::readValue(Value& value) {
   String text;
   if (readString(text)) {
@@ -203,10 +199,8 @@ void JsonReader::readEscape(String& text, char delimiter) {
   }
 }
 
-/**
- * Four characters stand for one byte, and they are read as a decimal integer. Callers of the protocol know
- * this reading, so it stays; characters beyond ASCII have to come as UTF-8.
- */
+/** Four characters stand for one byte, and they are read as a decimal integer. Callers of the protocol know
+ * this reading, so it stays; characters beyond ASCII have to come as UTF-8. */
 void JsonReader::readByteEscape(String& text) {
   const auto length = std::min<std::ptrdiff_t>(4, end_ - at_);
   const char* const begin = at_;
@@ -215,10 +209,8 @@ void JsonReader::readByteEscape(String& text) {
   if (length == 4 && extractInteger(begin, at_, integer)) text += static_cast<char>(integer & 0xff);
 }
 
-/**
- * Passes whitespace, then the pattern; a comment may stand before any of the pattern's characters. On failure
- * the input is at the pattern's first character, or at what stands in its place.
- */
+/** Passes whitespace, then the pattern; a comment may stand before any of the pattern's characters. On
+ * failure the input is at the pattern's first character, or at what stands in its place. */
 bool JsonReader::match(std::string_view pattern) {
   skipWhitespace();
   const char* first = at_;

@@ -9,19 +9,15 @@
 
 namespace jsonxx {
 
-/**
- * The permissive reader: line comments, apostrophes, empty slots, trailing commas. One pass over the text,
+/** The permissive reader: line comments, apostrophes, empty slots, trailing commas. One pass over the text,
  * which has to outlive the reader; containers that are still open are kept on a list, so that no nesting
- * exhausts the stack.
- */
+ * exhausts the stack. */
 class JsonReader {
  public:
   explicit JsonReader(std::string_view text) : at_(text.data()), end_(text.data() + text.size()) {}
 
-  /**
-   * Reads one object into `result`. Returns false when the text is malformed; `result` then has the members
-   * whose values were complete before the fault.
-   */
+  /** Reads one object into `result`. Returns false when the text is malformed; `result` then has the members
+   * whose values were complete before the fault. */
   bool readObject(Object& result);
 
  private:
@@ -52,11 +48,9 @@ class JsonReader {
   std::vector<String> keys_;
 };
 
-/**
- * Reads from `begin` what an input stream of the classic locale would extract as a `long double`, whatever
+/** Reads from `begin` what an input stream of the classic locale would extract as a `long double`, whatever
  * locale the process or its libraries set. Returns where the extraction
- * stopped, or null when it failed; an overflow fails, leading whitespace is not skipped.
- */
+ * stopped, or null when it failed; an overflow fails, leading whitespace is not skipped. */
 const char* readNumber(const char* begin, const char* end, long double& number);
 
 }  // namespace jsonxx

@@ -17,11 +17,9 @@ void assertion(const char* file, int line, const char* expression, bool result) 
   assert(0);
 }
 
-/**
- * Takes containers apart before they are destroyed, so that destroying one never reaches into its depth.
+/** Takes containers apart before they are destroyed, so that destroying one never reaches into its depth.
  * Those that wait are linked to each other through themselves: where memory has run out, there is none
- * for a list.
- */
+ * for a list. */
 class Dismantler {
  public:
   ~Dismantler() {

@@ -44,10 +44,8 @@ enum class Kind : std::int32_t {
   kInvalid = 6,
 };
 
-/**
- * Returns if `result` is true. Otherwise names the expression and the place of the check on standard error
- * and aborts the process, whether or not NDEBUG is defined.
- */
+/** Returns if `result` is true. Otherwise names the expression and the place of the check on standard error
+ * and aborts the process, whether or not NDEBUG is defined. */
 void assertion(const char* file, int line, const char* expression, bool result);
 
 namespace detail {
@@ -236,10 +234,8 @@ class Object {
   /** Sets the member to a value that is already on the heap and not null; a pending key stays. */
   void store(String&& key, std::unique_ptr<Value> value);
 
-  /**
-   * Takes a key and its value in turns: the first operand must be a string (the check aborts) and becomes the
-   * pending key, the next is set under it. The empty string cannot become a pending key.
-   */
+  /** Takes a key and its value in turns: the first operand must be a string (the check aborts) and becomes
+   * the pending key, the next is set under it. The empty string cannot become a pending key. */
   Object& operator<<(Value keyOrValue);
   /** Sets the object under the pending key, or under the empty key if none is pending. */
   Object& operator<<(Object value);
@@ -247,9 +243,8 @@ class Object {
   /** Destroys all members; a pending key stays. */
   void reset() noexcept;
 
-  /**
-   * Replaces the members by those of the object at the start of `text`; what follows its closing brace is not
-   * looked at. Returns false when the text is malformed; the members read before the fault are then kept.
+  /** Replaces the members by those of the object at the start of `text`; what follows its closing brace is
+   * not looked at. Returns false when the text is malformed; the members read before the fault are then kept.
    */
   bool parse(std::string_view text);
 

@@ -52,10 +52,8 @@ jsonxx::Object tooLongOf(const jsonxx::Object& response, bool wantsReasons) {
   return left;
 }
 
-/**
- * The extension that started the host: Chromium passes its origin first, Firefox its id behind the path of
- * the manifest. "none" for a host that something else has started.
- */
+/** The extension that started the host: Chromium passes its origin first, Firefox its id behind the path of
+ * the manifest. "none" for a host that something else has started. */
 std::string callerOf(int count, const char* const* arguments) {
   const std::string first = count > 1 ? arguments[1] : "";
   if (first.starts_with("chrome-extension://")) return first;

@@ -14,12 +14,10 @@ struct ProtocolDescriptors {
   void write(std::string_view bytes) const;
 };
 
-/**
- * Moves the two pipes away from descriptors 0 and 1, close-on-exec, and points 1 at standard error: no
+/** Moves the two pipes away from descriptors 0 and 1, close-on-exec, and points 1 at standard error: no
  * library can write a byte between two frames. The first thing that a host does. From here on a write to a
  * reader that has gone, or to a file that may not grow, is an error and no signal. Where no descriptor is
- * left for the pipes the process ends with status 1 and says so on standard error.
- */
+ * left for the pipes the process ends with status 1 and says so on standard error. */
 ProtocolDescriptors takeProtocolDescriptors();
 
 /** With a terminal on `input` no browser has started the host: tells the person there, on standard error,

@@ -5,10 +5,8 @@
 
 namespace vorn::verification {
 
-/**
- * What stands against a signature. The code is for programs and keeps its meaning; those that ETSI EN 319
- * 102-1 has a name for have that name. The message is for people, and may hold text of the document.
- */
+/** What stands against a signature. The code is for programs and keeps its meaning; those that ETSI EN 319
+ * 102-1 has a name for have that name. The message is for people, and may hold text of the document. */
 struct Objection {
   std::string_view code;
   std::string message;

@@ -38,10 +38,8 @@ struct NamedElements {
   xercesc::DOMElement* first = nullptr; /**< in document order; null when there is none */
 };
 
-/**
- * The elements of the document with this name, as written, prefix included. When the parser that made the
- * document keeps an index of it, this costs nothing; otherwise it walks through the document once.
- */
+/** The elements of the document with this name, as written, prefix included. When the parser that made the
+ * document keeps an index of it, this costs nothing; otherwise it walks through the document once. */
 NamedElements findElements(const xercesc::DOMDocument& document, const std::string& name);
 
 /** Whether the element is part of what an entity holds, which cannot be changed. */
@@ -56,16 +54,12 @@ struct ChildSignatures {
   const xercesc::DOMElement* last = nullptr; /**< null when there is none */
 };
 
-/**
- * Told by the namespaces that the prefixes stand for; the tree may have been made without namespace
- * processing. Takes time for the children, for the attributes of the elements around, and no more.
- */
+/** Told by the namespaces that the prefixes stand for; the tree may have been made without namespace
+ * processing. Takes time for the children, for the attributes of the elements around, and no more. */
 ChildSignatures findSignatures(const xercesc::DOMElement& parent);
 
-/**
- * What a parser has noted of the elements of one document while it made them. `findElements` answers from it
- * as long as the index exists and is not forgotten.
- */
+/** What a parser has noted of the elements of one document while it made them. `findElements` answers from it
+ * as long as the index exists and is not forgotten. */
 class ElementIndex {
  public:
   ElementIndex() = default;
@@ -89,8 +83,7 @@ class ElementIndex {
     for (const auto& [name, elements] : names_) visit(std::u16string_view(name), elements);
   }
 
-  /**
-   * Drops the index of the document, if there is one: to be called before elements are renamed or removed.
+  /** Drops the index of the document, if there is one: to be called before elements are renamed or removed.
    */
   static void forget(const xercesc::DOMDocument& document);
 

@@ -31,10 +31,8 @@ class DocumentEncoding {
   /** The encoding that the declaration names; empty if it names none. */
   const std::string& declared() const { return declared_; }
 
-  /**
-   * Throws XMLDataParsingException if some of the text is no character. Apart from the constructor because
-   * the parser, where it notices, knows the place.
-   */
+  /** Throws XMLDataParsingException if some of the text is no character. Apart from the constructor because
+   * the parser, where it notices, knows the place. */
   void requireCharacters() const;
 
  private:

@@ -271,10 +271,8 @@ void DocumentParser::addText() {
   text_.clear();
 }
 
-/**
- * Makes a node of the text that has come. The library would make one of the first piece and let it grow with
- * the others; every time it grows, it looks for its old memory among that of all texts so far.
- */
+/** Makes a node of the text that has come. The library would make one of the first piece and let it grow with
+ * the others; every time it grows, it looks for its old memory among that of all texts so far. */
 void DocumentParser::addTextNode(std::u16string_view text) {
   xercesc::DOMElementImpl* const parent = currentElement();
   if (parent == nullptr || fCurrentNode->getNodeType() == DOMNode::TEXT_NODE) {

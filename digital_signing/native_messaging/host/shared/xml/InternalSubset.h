@@ -8,20 +8,16 @@
 
 namespace vorn {
 
-/**
- * Declarations as text that reads back with the same meaning. The library's own text of them quotes without
+/** Declarations as text that reads back with the same meaning. The library's own text of them quotes without
  * escaping, loses the names of notation types, and turns the characters that character references stood for
- * into markup.
- */
+ * into markup. */
 std::u16string entityDeclarationText(const xercesc::DTDEntityDecl& declaration);
 std::u16string notationDeclarationText(const xercesc::XMLNotationDecl& declaration);
 /** One attribute of an attribute-list declaration, without the list's frame. */
 std::u16string attributeDefinitionText(const xercesc::DTDAttDef& attribute);
 
-/**
- * The text of a document type's internal subset: the library's own, but for the
- * declarations that it writes wrongly.
- */
+/** The text of a document type's internal subset: the library's own, but for the
+ * declarations that it writes wrongly. */
 class InternalSubset {
  public:
   /** `libraryText` is what the library's parser writes as it reads. It has to outlive this object. */

@@ -167,10 +167,8 @@ bool isAuthority(std::u16string_view text) {
                           std::all_of(text.begin() + 1, text.end(), isDigit));
 }
 
-/**
- * Whether libxml2, and what is built on it, takes the text for a URI with a scheme: by RFC 3986, but that a
- * port has digits, and a fragment may have brackets.
- */
+/** Whether libxml2, and what is built on it, takes the text for a URI with a scheme: by RFC 3986, but that a
+ * port has digits, and a fragment may have brackets. */
 bool isAbsoluteUri(std::u16string_view text) {
   const std::size_t colon = text.find(u':');
   if (colon == std::u16string_view::npos || !isScheme(text.substr(0, colon))) return false;

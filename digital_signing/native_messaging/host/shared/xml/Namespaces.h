@@ -45,22 +45,16 @@ inline bool isLong(std::u16string_view name) {
   return name.size() > kLongestOfJdk;
 }
 
-/**
- * Whether the name was one before XML's fifth edition let nearly all characters in, which the JDK, expat and
- * others never took up. It has to be a name of the fifth.
- */
+/** Whether the name was one before XML's fifth edition let nearly all characters in, which the JDK, expat and
+ * others never took up. It has to be a name of the fifth. */
 bool isOfFourthEdition(std::u16string_view name);
 
-/**
- * Declarations that declare nothing: of the two reserved prefixes and names, and of a prefix that stands for
- * no namespace. Parsers with namespace processing refuse them or, like the one of xmlsec, leave them out.
- */
+/** Declarations that declare nothing: of the two reserved prefixes and names, and of a prefix that stands for
+ * no namespace. Parsers with namespace processing refuse them or, like the one of xmlsec, leave them out. */
 bool isForbiddenDeclaration(std::u16string_view prefix, std::u16string_view uri);
 
-/**
- * The namespace declarations in scope at one place of a walk. Opening an element, declaring and looking up
- * cost the same however many declarations are in scope. The texts are borrowed from the tree.
- */
+/** The namespace declarations in scope at one place of a walk. Opening an element, declaring and looking up
+ * cost the same however many declarations are in scope. The texts are borrowed from the tree. */
 class NamespaceScope {
  public:
   struct Declaration {

@@ -43,11 +43,9 @@ bool mayHoldControls(const DocumentEncoding& encoding) {
   return false;
 }
 
-/**
- * Behind the root element the parser takes a character U+0000, or bytes that make no character, for the end
+/** Behind the root element the parser takes a character U+0000, or bytes that make no character, for the end
  * of the document, and drops what follows without a word. This check and the one for characters see to it
- * that nothing is signed that the receiver's parser would read differently.
- */
+ * that nothing is signed that the receiver's parser would read differently. */
 void requireNoZeroCharacter(const DocumentEncoding& encoding) {
   if (holdsZeroCharacter(encoding.text(), encoding.unit()))
     throw XMLDataParsingException("Request XML data holds a character U+0000");

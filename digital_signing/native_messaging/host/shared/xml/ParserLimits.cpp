@@ -104,11 +104,9 @@ void ParserLimits::declareEntity(XMLSize_t length) {
   limitExpansions();
 }
 
-/**
- * Makes the limit of how often entities are expanded one of expanded text as well: those in content by their
+/** Makes the limit of how often entities are expanded one of expanded text as well: those in content by their
  * own length, all others, which have none that is told, as the longest. The next one may be of content, and
- * is looked at when that is known.
- */
+ * is looked at when that is known. */
 void ParserLimits::limitExpansions() {
   if (expandedCharacters() > expandable_) refuse("The document expands too many or too large entities");
   const XMLSize_t left = expandable_ - expandedContent_;

@@ -10,12 +10,10 @@
 
 namespace vorn {
 
-/**
- * The memory of one parse. It bounds what a hostile document can make the parser do, at the one place through
- * which all of it passes: the bytes that are alive, and the number of entities that are expanded. The parser
- * counts the expansions of general entities by itself, but neither those of parameter entities nor those
- * inside default values of attributes; every expansion, though, allocates one reader.
- */
+/** The memory of one parse. It bounds what a hostile document can make the parser do, at the one place
+ * through which all of it passes: the bytes that are alive, and the number of entities that are expanded. The
+ * parser counts the expansions of general entities by itself, but neither those of parameter entities nor
+ * those inside default values of attributes; every expansion, though, allocates one reader. */
 class ParserMemory : public xercesc::MemoryManager {
  public:
   /** Told of the limit that was passed. It has to throw. */
@@ -69,11 +67,9 @@ class ExpansionBudget {
   std::size_t left_ = std::size_t{16} << 20;
 };
 
-/**
- * How large, how deep and how wide a document may be: memory and time of a parse are bounded, and time grows
+/** How large, how deep and how wide a document may be: memory and time of a parse are bounded, and time grows
  * with the length alone. The parser reports what it meets; what passes a limit raises a SAXParseException
- * with the place, and elements that are nested too deeply an InvalidXMLDataException.
- */
+ * with the place, and elements that are nested too deeply an InvalidXMLDataException. */
 class ParserLimits {
  public:
   static constexpr unsigned kMaximumElementDepth = 1000;
@@ -81,11 +77,9 @@ class ParserLimits {
   // 60 ms.
   static constexpr std::size_t kMaximumNames = 50000;
 
-  /**
-   * The bytes that a document of so many bytes may take. Elements of four bytes, the worst of the harmless,
+  /** The bytes that a document of so many bytes may take. Elements of four bytes, the worst of the harmless,
    * take 80 for each byte; 10 MiB of `<a/>` need 0.5 GB. With the document's own bytes, the largest of which
-   * are 48 MiB, a program stays below 1 GiB.
-   */
+   * are 48 MiB, a program stays below 1 GiB. */
   static constexpr std::size_t memoryFor(std::size_t documentBytes) {
     constexpr std::size_t kMaximum = std::size_t{896} << 20;
     constexpr std::size_t kBase = std::size_t{128} << 20;

@@ -148,10 +148,8 @@ void addElement(const NewSignature& signature, xercesc::DOMElement& element, con
   transforms->addTransform(new ElementDigestTransform(element, *signatureElement));
 }
 
-/**
- * The library parses each certificate that it is told to append, and refuses what is none. One signature
- * after another carries the same: the last one that it took is not parsed again. One thread signs.
- */
+/** The library parses each certificate that it is told to append, and refuses what is none. One signature
+ * after another carries the same: the last one that it took is not parsed again. One thread signs. */
 void appendCertificate(const NewSignature& signature, xercesc::DOMDocument& document,
                        const std::string& base64) {
   static std::string taken;
@@ -187,10 +185,8 @@ class SignedInfoHandler : public DSIGAlgorithmHandlerDefault {
   XSECAlgorithmHandler* clone() const override { return new SignedInfoHandler(*this); }
 
  private:
-  /**
-   * The library's chain is the canonicaliser, nothing of which has been read
-   * yet, behind the SignedInfo element.
-   */
+  /** The library's chain is the canonicaliser, nothing of which has been read
+   * yet, behind the SignedInfo element. */
   static CanonicalBytes* canonicalBytes(TXFMChain* inputBytes) {
     const TXFMBase* source = inputBytes->getLastTxfm()->*ChainLink::kInput;
     const auto* signedInfo =

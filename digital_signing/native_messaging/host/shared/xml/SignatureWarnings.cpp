@@ -45,10 +45,8 @@ NamesSeen namesOf(const ElementIndex& index) {
 /** The findings in or around a signed element at which some verifiers stumble; the first of each kind, as
  * UTF-8. */
 struct PartFindings {
-  /**
-   * An attribute like xml:lang that the JDK inherits wrongly: with different values on two of the element and
-   * its ancestors, or in scope on an element inside that has others of them but not this one.
-   */
+  /** An attribute like xml:lang that the JDK inherits wrongly: with different values on two of the element
+   * and its ancestors, or in scope on an element inside that has others of them but not this one. */
   std::string xmlAttribute;
   std::string ampersandUri; /**< a namespace name in scope that holds "&" */
   bool hasCarriageReturn = false;

@@ -23,11 +23,9 @@ enum class SigningStage {
   kAfter,  /**< they are the last in their elements */
 };
 
-/**
- * All that there is to warn of, in no order that matters. The document is as it was parsed. `algorithm`, if
+/** All that there is to warn of, in no order that matters. The document is as it was parsed. `algorithm`, if
  * given, is that of the signatures. Costs next to nothing, unless the document has what is warned of or
- * something near it; then a walk through it.
- */
+ * something near it; then a walk through it. */
 std::vector<SignatureWarning> warningsOf(ParsedDocument& parsed, SigningStage stage,
                                          std::optional<SignatureAlgorithm> algorithm = std::nullopt);
 

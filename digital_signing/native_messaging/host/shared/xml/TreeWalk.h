@@ -5,10 +5,8 @@
 
 namespace vorn {
 
-/**
- * Goes through a subtree in document order without recursion, and stands at every node twice: before and
- * after its children. It keeps the way back itself, as asking a node for its parent is slow.
- */
+/** Goes through a subtree in document order without recursion, and stands at every node twice: before and
+ * after its children. It keeps the way back itself, as asking a node for its parent is slow. */
 template <typename Node>
 class TreeWalk {
  public:

@@ -73,26 +73,20 @@ CFStringRef __CFStringMakeConstantString(const char* literal);  // NOLINT(bugpro
 
 CFTypeID CFStringGetTypeID(void);
 
-/**
- * `count` bytes as a text; null when they are not valid UTF-8. A byte order mark is a character like any
- * other: `isExternalRepresentation` must be false.
- */
+/** `count` bytes as a text; null when they are not valid UTF-8. A byte order mark is a character like any
+ * other: `isExternalRepresentation` must be false. */
 CFStringRef CFStringCreateWithBytes(CFAllocatorRef allocator, const UInt8* bytes, CFIndex count,
                                     CFStringEncoding encoding, Boolean isExternalRepresentation);
 
 /** The length in UTF-16 code units. */
 CFIndex CFStringGetLength(CFStringRef string);
 
-/**
- * Writes the text and a zero byte into `buffer`. False when the buffer is too small; it then holds what fits,
- * in whole characters, zero-ended too.
- */
+/** Writes the text and a zero byte into `buffer`. False when the buffer is too small; it then holds what
+ * fits, in whole characters, zero-ended too. */
 Boolean CFStringGetCString(CFStringRef string, char* buffer, CFIndex bufferSize, CFStringEncoding encoding);
 
-/**
- * The text inside the object, valid as long as the object. Null whenever the text is not all ASCII: callers
- * need CFStringGetCString for that case.
- */
+/** The text inside the object, valid as long as the object. Null whenever the text is not all ASCII: callers
+ * need CFStringGetCString for that case. */
 const char* CFStringGetCStringPtr(CFStringRef string, CFStringEncoding encoding);
 
 /** Bytes that `length` UTF-16 units need at most, without a zero byte; kCFNotFound when that overflows. */
@@ -134,11 +128,9 @@ CFTypeID CFNumberGetTypeID(void);
 /** The number at `value`, a C variable of the named type. */
 CFNumberRef CFNumberCreate(CFAllocatorRef allocator, CFNumberType type, const void* value);
 
-/**
- * Writes the number to `value`, a C variable of the named type, as a C cast converts it; true only if
+/** Writes the number to `value`, a C variable of the named type, as a C cast converts it; true only if
  * nothing is lost. A number beyond an integer type gives the nearest end of the type's range, and 0 if it
- * is not a number.
- */
+ * is not a number. */
 Boolean CFNumberGetValue(CFNumberRef number, CFNumberType type, void* value);
 
 typedef const struct OpaqueCFArray* CFArrayRef;
@@ -165,10 +157,8 @@ typedef struct OpaqueCFDictionaryValueCallBacks CFDictionaryValueCallBacks;
 
 CFTypeID CFDictionaryGetTypeID(void);
 
-/**
- * A dictionary of `count` pairs; of pairs with equal keys the first is kept. The callbacks must be null: the
- * dictionary neither retains nor releases, compares keys by address, and what it holds must outlive it.
- */
+/** A dictionary of `count` pairs; of pairs with equal keys the first is kept. The callbacks must be null: the
+ * dictionary neither retains nor releases, compares keys by address, and what it holds must outlive it. */
 CFDictionaryRef CFDictionaryCreate(CFAllocatorRef allocator, const void** keys, const void** values,
                                    CFIndex count, const CFDictionaryKeyCallBacks* keyCallBacks,
                                    const CFDictionaryValueCallBacks* valueCallBacks);
@@ -203,25 +193,19 @@ typedef struct OpaqueCFDateFormatter* CFDateFormatterRef;
 
 enum CFDateFormatterStyle : CFIndex { kCFDateFormatterShortStyle = 1 };
 
-/**
- * A formatter for the local time zone as it is now (TZ, else the system's). `locale` must be null; null comes
- * back otherwise. The styles stand for formats of the locale, which are not supplied here: set a format
- * before use.
- */
+/** A formatter for the local time zone as it is now (TZ, else the system's). `locale` must be null; null
+ * comes back otherwise. The styles stand for formats of the locale, which are not supplied here: set a format
+ * before use. */
 CFDateFormatterRef CFDateFormatterCreate(CFAllocatorRef allocator, CFLocaleRef locale,
                                          CFDateFormatterStyle dateStyle, CFDateFormatterStyle timeStyle);
 
-/**
- * Sets the pattern: the fields yyyy, MM, dd, HH, mm and ss, text in apostrophes, and anything that is not a
- * letter as it is.
- */
+/** Sets the pattern: the fields yyyy, MM, dd, HH, mm and ss, text in apostrophes, and anything that is not a
+ * letter as it is. */
 void CFDateFormatterSetFormat(CFDateFormatterRef formatter, CFStringRef format);
 
-/**
- * The time in the formatter's pattern, as the local clock and the Gregorian calendar show it; a year has four
- * digits or more. Parts of a second are dropped, but from .9995 on they carry. Null when no format was set,
- * the format has another field, or the time has no date.
- */
+/** The time in the formatter's pattern, as the local clock and the Gregorian calendar show it; a year has
+ * four digits or more. Parts of a second are dropped, but from .9995 on they carry. Null when no format was
+ * set, the format has another field, or the time has no date. */
 CFStringRef CFDateFormatterCreateStringWithAbsoluteTime(CFAllocatorRef allocator,
                                                         CFDateFormatterRef formatter, CFAbsoluteTime time);
 }

@@ -16,12 +16,10 @@
 
 namespace vorn::frameworks {
 
-/**
- * The process for keys, as this one sees it: started when it is first needed, asked one question at a time,
+/** The process for keys, as this one sees it: started when it is first needed, asked one question at a time,
  * and waited for as long as the calls into its modules return. When one does not, or takes the process down,
  * the process is started again without that module, which is left alone until `tryAllModules`. For the main
- * thread.
- */
+ * thread. */
 class KeyProcess {
  public:
   static KeyProcess& instance();
@@ -54,10 +52,8 @@ class KeyProcess {
   const std::vector<keys::StoreFault>& faults() const { return faults_; }
   /** The places that the last search has looked into. */
   std::vector<keys::TokenPlace> tokenPlaces();
-  /**
-   * Every certificate of the key store, with the trust that its flags give; the lists of authorities that
-   * come with a system are none of the user's. Asks for no password. Empty when there is no store.
-   */
+  /** Every certificate of the key store, with the trust that its flags give; the lists of authorities that
+   * come with a system are none of the user's. Asks for no password. Empty when there is no store. */
   std::vector<keys::StoredCertificate> certificatesWithTrust();
   /** Says, for people, which module is left out and what to do; empty when none is. */
   std::string adviceOnModules() const;

@@ -36,10 +36,8 @@ Owned<> dataProperty(der::Bytes bytes) {
   return property(kSecPropertyTypeData, makeData(bytes));
 }
 
-/**
- * One property for each attribute, labelled with its object identifier, in encoded order. Several attributes
- * in one name have no label between them and are left out; a malformed Name has none that could be read.
- */
+/** One property for each attribute, labelled with its object identifier, in encoded order. Several attributes
+ * in one name have no label between them and are left out; a malformed Name has none that could be read. */
 std::vector<Owned<>> nameProperties(der::Bytes content) {
   std::vector<Owned<>> properties;
   for (const auto& relative : x509::readName(content).value_or(x509::Name()))
@@ -71,10 +69,8 @@ bool isShownString(std::uint8_t tag) {
                                      tag != der::kUtcTime && tag != der::kGeneralizedTime);
 }
 
-/**
- * The bytes of any other extension, tag and length included. An extension that is a SEQUENCE with strings in
- * it has none: it is shown as its strings, which nobody reads.
- */
+/** The bytes of any other extension, tag and length included. An extension that is a SEQUENCE with strings in
+ * it has none: it is shown as its strings, which nobody reads. */
 std::vector<Owned<>> otherExtensionProperties(der::Bytes extension) {
   const auto sequence = der::Reader(extension).read(der::kSequence);
   const auto elements = sequence ? der::children(sequence->content) : std::nullopt;

@@ -4,12 +4,10 @@
 #include <stddef.h>
 #include <stdint.h>
 
-/**
- * The types of macOS's framework, and what their objects answer to: the part that the host calls, with its
+/** The types of macOS's framework, and what their objects answer to: the part that the host calls, with its
  * names, values and rules. Ownership, null and foreign references and lack of memory are as in
  * CoreFoundation.h. (macOS has the transforms in this header for compilers with blocks only, which those for
- * it are.)
- */
+ * it are.) */
 extern "C" {
 
 typedef struct OpaqueSecCertificateRef* SecCertificateRef;
@@ -66,10 +64,8 @@ extern const CFStringRef kSecReturnRef;
  */
 OSStatus SecItemCopyMatching(CFDictionaryRef query, CFTypeRef* result);
 
-/**
- * @param certificate set to the identity's certificate; the caller releases it.
- * @return errSecParam when `identity` is none.
- */
+/** @param certificate set to the identity's certificate; the caller releases it.
+ * @return errSecParam when `identity` is none. */
 OSStatus SecIdentityCopyCertificate(SecIdentityRef identity, SecCertificateRef* certificate);
 
 /**
@@ -131,10 +127,8 @@ OSStatus SecCertificateCopyEmailAddresses(SecCertificateRef certificate, CFArray
  */
 CFDictionaryRef SecCertificateCopyValues(SecCertificateRef certificate, CFArrayRef keys, CFErrorRef* error);
 
-/**
- * @param key set to the certificate's public key; the caller releases it.
- * @return errSecInvalidItemRef when `certificate` is none.
- */
+/** @param key set to the certificate's public key; the caller releases it.
+ * @return errSecInvalidItemRef when `certificate` is none. */
 OSStatus SecCertificateCopyPublicKey(SecCertificateRef certificate, SecKeyRef* key);
 
 /** The part of the Common Security Services Manager's types that holds the bytes of a public key. */
