@@ -39,5 +39,6 @@ def faults(path):
     if path.name in PROGRAMS:
         held["protects the stack"] = "__stack_chk_fail" in symbols
         held["has its calls checked"] = re.search(r"__(?!stack)\w+_chk\b", symbols)
+        held["starts without NSS"] = path.name != "vornctl" or "libnss" not in dynamic
         held["has the library's assertions"] = "__glibcxx_assert_fail" in symbols
     return [f"{path.name}: not so: {what}" for what, holds in held.items() if not holds] + search_path_faults(path)

@@ -1,3 +1,4 @@
+#include <dlfcn.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -38,8 +39,11 @@ class KeyStoreDiagnosis {
     } catch (const KeyStoreError&) {
       // Stores that could not be read are among the faults. The check of the host blames its installation.
       if (const std::string failure = frameworks::KeyProcess::instance().failure(); !failure.empty()) {
-        add(Severity::kNote, code::kKeyStoreNotSearched, "the key store was not looked into: " + failure,
-            "install the host again");
+        const bool hasNss = dlopen("libnss3.so", RTLD_LAZY) != nullptr;
+        add(Severity::kNote, code::kKeyStoreNotSearched,
+            "the key store was not looked into: " + (hasNss ? failure : std::string(dlerror())),
+            hasNss ? "install the host again"
+                   : "install NSS, the library of key stores: sudo apt install libnss3");
         return std::move(findings_);
       }
     }
