@@ -27,8 +27,8 @@ bool renameIfFree(const std::string& from, const fs::path& to) {
   if (link(from.c_str(), to.c_str()) == 0) return unlink(from.c_str()) == 0;
   if (errno == EEXIST) return false;
   // A file system without links: the name is taken first.
-  const Descriptor placeholder(open(to.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR));
-  return placeholder && std::rename(from.c_str(), to.c_str()) == 0;
+  const int placeholder = open(to.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR);
+  return placeholder >= 0 && close(placeholder) == 0 && std::rename(from.c_str(), to.c_str()) == 0;
 }
 
 }  // namespace

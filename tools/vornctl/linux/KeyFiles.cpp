@@ -16,7 +16,8 @@ const KeyFiles& openKeyFiles() {
   const std::string path = vornctl::installedHost().replace_filename(kKeyFilesLibrary);
   void* const library = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
   if (library == nullptr)
-    throw std::runtime_error(std::string("the key store cannot be changed: ") + dlerror());
+    throw std::runtime_error(std::string("the key store cannot be changed: ") + dlerror() +
+                             "; install the host again");
   const auto* const files = static_cast<const KeyFiles*>(dlsym(library, kKeyFilesSymbol));
   if (files == nullptr || files->build != std::string_view(kBuildId))
     throw std::runtime_error(path + " is of another build; install the host again");

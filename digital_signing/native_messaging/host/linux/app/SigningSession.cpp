@@ -20,12 +20,14 @@ using frameworks::KeyProcess;
 /** The user of the last search, which is repeated when a module fails while it signs. */
 jsonxx::Object lastUser;
 
-void logPrompt(bool isWarning, std::string_view text) {
+/** A record that cannot be written is no reason to leave an answer unread. */
+void logPrompt(bool isWarning, std::string_view text) noexcept try {
   static const log4cplus::Logger logger = log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("PinPrompt"));
   if (isWarning)
     LOG4CPLUS_WARN(logger, text);
   else
     LOG4CPLUS_INFO(logger, text);
+} catch (...) {
 }
 
 /** The lines that this search has logged, so that none is logged twice. */

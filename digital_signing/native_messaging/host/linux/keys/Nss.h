@@ -64,7 +64,7 @@ struct NssError {
   std::string name;
   /** A sentence for people where more is known than the name; else empty. */
   std::string sentence = "";
-  /** A word of ErrorReason.h, where more is known than the code; only with a sentence. */
+  /** A word of namespace reason, where more is known than the code; only with a sentence. */
   std::string reason = "";
 };
 

@@ -62,7 +62,8 @@ enum class Change {
 Pkcs12Result changeStore(Change change, std::span<const std::uint8_t> certificate,
                          const std::filesystem::path& folder, const AskStorePassword& askStorePassword);
 
-/** These functions as the library kKeyFilesLibrary offers them, so that vornctl starts without NSS. */
+/** These functions as the library kKeyFilesLibrary offers them, so that vornctl starts without NSS. What a
+ * caller's question for the password throws passes through. */
 struct KeyFiles {
   const char* build; /**< kBuildId; the rest is as it is here only when it is the same */
   decltype(&readPkcs12) read;

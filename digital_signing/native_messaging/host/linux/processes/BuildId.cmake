@@ -1,5 +1,5 @@
 # The library build_id has generated/linux/processes/BuildId.h, a digest of the host's sources, of the version, the compiler
-# and its flags: what host, module and process for keys know each other by. As a script (cmake -P) this makes the file.
+# and its flags: what host, vornctl, their modules and the process for keys know each other by. As a script (cmake -P) this makes the file.
 if(CMAKE_SCRIPT_MODE_FILE)
   file(GLOB_RECURSE sources RELATIVE ${ROOT} ${ROOT}/*.h ${ROOT}/*.cpp)
   list(SORT sources)

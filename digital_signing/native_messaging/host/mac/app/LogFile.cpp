@@ -46,6 +46,7 @@ LogFile::LogFile(const std::string& path) {
   constexpr int kFlags = O_WRONLY | O_CREAT | O_APPEND | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
   descriptor_.reset(openat(folder.get(), path.c_str() + slash + 1, kFlags, kForUserAlone));
   fault_ = descriptor_ ? faultOfFile(descriptor_.get()) : causeOf(errno);
+  if (descriptor_) fcntl(descriptor_.get(), F_SETFL, O_APPEND);
 }
 
 bool LogFile::isAt(const std::string& path) const {

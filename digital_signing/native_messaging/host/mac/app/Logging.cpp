@@ -102,7 +102,7 @@ class LogFileAppender : public log4cplus::Appender {
   ~LogFileAppender() override { destructorImpl(); }
   void close() override { closed = true; }
 
-  /** Starts the file again if it is longer than so many bytes. */
+  /** Starts the file again if it is longer than so many bytes; for the one thread that logs. */
   void restartAbove(off_t limit) {
     if (!file_->isAt(path_)) openAgain();
     if (file_->removeAbove(limit, path_)) openAgain();

@@ -71,7 +71,7 @@ class PrivateKey final : public Key {
   std::size_t modulusLength() const { return modulusLength_; }
 
   /** Why there is no signature: the code of an error in the domain "Internal CSSM error", and NSS's name for
-   * it, or, where more is known, a sentence for people and a word of ErrorReason.h. */
+   * it, or, where more is known, a sentence for people and a word of namespace reason. */
   struct Refusal {
     OSStatus code;
     std::string name;
