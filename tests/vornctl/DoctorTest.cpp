@@ -331,18 +331,23 @@ TEST(DoctorHome, NotesKeepNobodyFromSigning) {
 TEST(DoctorHome, LockedStoreAndSandboxesAreTold) {
   const e2e::Home locked("locked");
   fs::create_directories(locked.path() / ".mozilla");
-  fs::create_directories(locked.path() / "snap/chromium");
+  for (const char* const folder : {"snap/chromium", "snap/firefox"})
+    fs::create_directories(locked.path() / folder);
   ASSERT_EQ(run(locked, kRegister).status, 0);
   EXPECT_EQ(diagnosis(locked, "problem", 0), std::vector<std::string>());
   const auto notes = diagnosis(locked, "note", 0);
-  ASSERT_EQ(notes.size(), 2U) << testing::PrintToString(notes);
-  EXPECT_EQ(notes[1].find("no-prompt-program key store: "), 0U) << notes[1];
+  ASSERT_EQ(notes.size(), 3U) << testing::PrintToString(notes);
+  EXPECT_EQ(notes[0].find("browser-sandboxed Firefox (snap): runs in a sandbox | "), 0U) << notes[0];
+  EXPECT_NE(notes[0].find(": flatpak permission-set webextensions vorn.signing snap.firefox yes"),
+            std::string::npos)
+      << notes[0];
+  EXPECT_EQ(notes[2].find("no-prompt-program key store: "), 0U) << notes[2];
   const Result result = run(locked, "DISPLAY=:9 VORN_PINENTRY=/none $vornctl doctor --root root");
   EXPECT_EQ(result.status, 1);
   EXPECT_NE(result.output.find("VORN_PINENTRY names /none"), std::string::npos) << result.output;
   EXPECT_EQ(
-      notes[0].find("browser-sandboxed Chromium (snap): runs in a sandbox and cannot start the host | "), 0U)
-      << notes[0];
+      notes[1].find("browser-sandboxed Chromium (snap): runs in a sandbox and cannot start the host | "), 0U)
+      << notes[1];
 }
 
 }  // namespace

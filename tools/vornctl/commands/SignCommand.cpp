@@ -206,11 +206,12 @@ class Batch {
 
   jsonxx::Object requestFor(const std::vector<Job>& jobs) const {
     const auto documentOf = [](const Job& job) { return jsonxx::Object("data", toBase64(job.document)); };
-    return objectOf({{"type", "sign"},
-                     {"reasons", true},
-                     {"signature_algorithm", options_.algorithm},
-                     {"user_details", detailsOf(options_.user)},
-                     {"xml_data", arrayOf(jobs, documentOf)}});
+    jsonxx::Object request = objectOf({{"type", "sign"},
+                                       {"reasons", true},
+                                       {"signature_algorithm", options_.algorithm},
+                                       {"user_details", detailsOf(options_.user)}});
+    request.import("xml_data", arrayOf(jobs, documentOf));
+    return request;
   }
 
   void keep(Job& job, const std::string& signedDocument) {

@@ -171,7 +171,8 @@ std::vector<Finding> checkHost(const HostStart& start, bool searches, std::chron
     jsonxx::Object request("type", "version");
     request.import("user_details", detailsOf({"vornctl doctor", "nobody@invalid", "0", {"00"}}));
     const jsonxx::Object search = process.ask(request, 2 * patience);
-    if (codeIn(search) != CertificateNotFoundException::kCode)
+    if (!search.has<jsonxx::Number>("error_code") ||
+        search.get<jsonxx::Number>("error_code") != CertificateNotFoundException::kCode)
       add(Severity::kProblem,
           {code::kHostSearchFailed,
            "the host cannot search for certificates: " + home.withoutTrace(textIn(search, "error_message")),

@@ -150,9 +150,9 @@ DocumentVerdict judge(const std::string& xml, const VerdictRules& rules) {
 }
 
 std::vector<SignatureWarning> warningsOfSigning(const std::string& xml, const std::string& algorithm) {
+  startXmlLibraries();
   std::vector<SignatureWarning> warnings;
   refusalOf([&] {
-    startXmlLibraries();
     ParsedDocument parsed(xml);
     warnings = warningsOf(parsed, SigningStage::kBefore, algorithmNamed(algorithm));
   });

@@ -120,10 +120,15 @@ std::string digestOfWhole(const xercesc::DOMDocument& document) {
 /** That who reads what is handed out sees what was signed. */
 void requireReadsAs(const std::string& digest, const std::string& signedXml) {
   bool isSame = false;
-  const std::optional<std::string> refusal = refusalOf([&] {
-    ParsedDocument parsed(signedXml);
-    isSame = digestOfWhole(parsed.document()) == digest;
-  });
+  std::optional<std::string> refusal;
+  try {
+    refusal = refusalOf([&] {
+      ParsedDocument parsed(signedXml);
+      isSame = digestOfWhole(parsed.document()) == digest;
+    });
+  } catch (const BaseException& e) {
+    refusal = e.message();
+  }
   if (!isSame) {
     fail<CryptoException>("The signed document does not verify: " + refusal.value_or("it reads differently"),
                           reason::kDocumentInvalid);
