@@ -84,6 +84,7 @@ TEST(Import, TakesWhatCanSignAndSaysWhyNotOtherwise) {
       {"Late Larry", "echo x >pw && " + import, 1, "can never sign: it has expired on 2011-02-03", 0},
       {"Jane Citizen", again + "x -nokeys && echo x >pw && " + import, 1, "holds no private key", 0},
       {"Jane Citizen", "cp k.pem k.p12 && $vornctl import k.p12", 1, "is no PKCS #12 file", 0},
+      {"Jane Citizen", "cp $vornctl $host . && ./vornctl import k.p12", 1, "install the host again", 0},
   };
   for (const auto& row : rows) {
     const e2e::Home home(row.name == "Max Several" ? "main" : "");

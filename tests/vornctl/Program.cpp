@@ -21,6 +21,7 @@ class Installation {
     folder_ = mkdtemp(pattern.data());
     for (const char* file : {VORNCTL, VORN_HOST, VORN_HOST "-module.so", VORN_HOST "-keys"})
       fs::copy(file, folder_);
+    fs::copy(fs::path(VORN_HOST).replace_filename("vorn-key-files.so"), folder_);
   }
   ~Installation() { fs::remove_all(folder_); }
   Installation(const Installation&) = delete;
